@@ -1,0 +1,25 @@
+# Sourced by test.sh and run.sh: installs the Debian packages the build needs (only those
+# missing) and sets up the compiler cache so a fresh clone still hits it.
+orvane_packages=(cmake ninja-build g++ qt6-base-dev qt6-5compat-dev libgl-dev ccache)
+
+orvane_install_missing() {
+    local missing=()
+    local pkg
+    for pkg in "${orvane_packages[@]}" "$@"; do
+        if ! dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q "install ok installed"; then
+            missing+=("$pkg")
+        fi
+    done
+    [ ${#missing[@]} -eq 0 ] && return 0
+    echo "Installing missing packages: ${missing[*]}"
+    local sudo=""
+    [ "$(id -u)" -ne 0 ] && sudo="sudo"
+    $sudo env DEBIAN_FRONTEND=noninteractive apt-get update -qq
+    $sudo env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"
+}
+
+orvane_ccache_env() {
+    export CCACHE_BASEDIR="$PWD"
+    export CCACHE_NOHASHDIR=1
+    export CCACHE_MAXSIZE="${CCACHE_MAXSIZE:-5G}"
+}

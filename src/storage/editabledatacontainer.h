@@ -1,0 +1,64 @@
+#pragma once
+
+#include "storage/abstractdatacontainer.h"
+
+// The in-memory container. Rows hold only the cells that were stored, so the table is ragged
+// in memory and may be physically shorter than its logical size; whatever lies beyond the
+// physical end reads as empty and costs nothing.
+class EditableDataContainer : public AbstractDataContainer {
+    Q_OBJECT
+
+public:
+    explicit EditableDataContainer(QObject* parent = nullptr);
+    ~EditableDataContainer() override;
+
+    std::vector<char> getValue(int row, int col, bool useOrder = true) const override;
+    int numRows() const override { return numRowsLogical; }
+    int numCols() const override { return numColsLogical; }
+    int numColsInRow(int row) const override;
+    std::vector<int> emptyRows(int index, GetRowColMaskType maskType, const std::vector<int>& mask) override;
+    std::vector<int> emptyCols(int index, GetRowColMaskType maskType, const std::vector<int>& mask) override;
+    int numEmptyRowsAtEnd() override;
+    int numEmptyColsAtEnd() override;
+    bool setValue(const int& row, const int& col, const std::vector<char>& value) override;
+    bool resizeRows(int n) override;
+    bool resizeCols(int n) override;
+    bool clear() override;
+    void getRow(std::vector<std::vector<char>>& out, int row) override;
+    void getCol(std::vector<std::vector<char>>& out, int col) override;
+    void setRow(int row, const std::vector<std::vector<char>>& cells) override;
+    void setCol(int col, const std::vector<std::vector<char>>& cells) override;
+    void insertRow(int at, const std::vector<std::vector<char>>& cells) override;
+    void insertCol(int at, const std::vector<std::vector<char>>& cells) override;
+    void insertRows(int at, const std::vector<std::vector<std::vector<char>>>& rowsToInsert) override;
+    void insertCols(int at, const std::vector<std::vector<std::vector<char>>>& colsToInsert) override;
+    bool insertEmptyRows(int at, int count) override;
+    bool insertEmptyCols(int at, int count) override;
+    bool removeRows(int at, int count) override;
+    bool removeCols(int at, int count) override;
+    void copyRowContentsToAnotherRow(int from, int to) override;
+    void copyColContentsToAnotherCol(int from, int to) override;
+
+    bool loadCSV() override;
+    bool loadCSVNoDelimiter() override;
+    bool loadCSVMultiByte() override;
+    bool loadCSVNoDelimiterMultiByte() override;
+
+    // Number of rows physically stored (for the writer and tests; never above numRows()
+    // except right after setValue grew the table).
+    int numRowsPhysical() const { return static_cast<int>(rows.size()); }
+    // Number of cells physically stored in a row.
+    int numCellsStored(int row) const;
+
+    qint64 getFileSize() const { return fileSize; }
+
+    // Size of the read buffer; tests set it small to check that state carries across pieces.
+    // 0 restores the default. Multi-byte loads round it up to a multiple of 4.
+    static void setPieceSizeForTesting(qint64 size);
+
+private:
+    std::vector<std::vector<std::vector<char>>> rows;
+    qint64 fileSize = 0;
+    int numRowsLogical = 0;
+    int numColsLogical = 0;
+};

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QStringList>
+
+#include <functional>
+#include <map>
+#include <string>
+
+// Each benchmark operation registers itself under its name from its own file:
+//   static BenchRegistration reg("load", "load --size-mb N: ...", &runLoad);
+// The function gets the arguments after the operation's name and returns the exit code.
+using BenchFunction = std::function<int(const QStringList& args)>;
+
+struct BenchEntry {
+    std::string usage;
+    BenchFunction run;
+};
+
+std::map<std::string, BenchEntry>& benchRegistry();
+
+struct BenchRegistration {
+    BenchRegistration(const std::string& name, const std::string& usage, BenchFunction run)
+    {
+        benchRegistry()[name] = BenchEntry{usage, std::move(run)};
+    }
+};

@@ -126,8 +126,7 @@ bool operator!=(const Range& a, const Range& b) {
 }
 
 namespace {
-template <typename T>
-const T* elementAt(const std::vector<T>& values, long long index) {
+template <typename T> const T* elementAt(const std::vector<T>& values, long long index) {
     if (index < 0 || index >= static_cast<long long>(values.size()))
         return nullptr;
     return &values[static_cast<size_t>(index)];

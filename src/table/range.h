@@ -47,8 +47,8 @@ public:
     int endRow = EndOfTable;
     int endCol = EndOfTable;
 
-    QVariant value;    // Cell range
-    QVariant oldValue; // the same before the change, for undo
+    QVariant value;                     // Cell range
+    QVariant oldValue;                  // the same before the change, for undo
     std::vector<QVariant> rowColValues; // Row or Col range
     std::vector<QVariant> oldRowColValues;
     std::vector<std::vector<QVariant>> tableValues; // Table range, outer index by row
@@ -59,9 +59,9 @@ public:
     int mainCellRow = -1;    // its position in a Table range
     int mainCellCol = -1;
 
-    std::vector<int> excludedRows;                   // out of a Col or Table range
-    std::vector<int> excludedCols;                   // out of a Row or Table range
-    std::vector<std::pair<int, int>> excludedCells;  // (row, col) out of a Table range
+    std::vector<int> excludedRows;                  // out of a Col or Table range
+    std::vector<int> excludedCols;                  // out of a Row or Table range
+    std::vector<std::pair<int, int>> excludedCells; // (row, col) out of a Table range
 };
 
 // Strict orders on one key only, for sorting lists of ranges.

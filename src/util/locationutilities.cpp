@@ -95,7 +95,8 @@ bool parseCellLocationString(int& row, int& col, const QString& text, bool colLe
         QStringLiteral("(?<row>-?\\d+).*co?l?u?m?n?\\s*(?<col>-?\\d+)"));
     static const QRegularExpression numberAtEnd(QStringLiteral("^.*\\D(?<row>-?\\d+)"),
                                                 QRegularExpression::DotMatchesEverythingOption);
-    static const QRegularExpression colBeforeNamedRow(QStringLiteral("(?<col>-?\\d+).*ro?w?\\s*(?<row>-?\\d+)"));
+    static const QRegularExpression colBeforeNamedRow(
+        QStringLiteral("(?<col>-?\\d+).*ro?w?\\s*(?<row>-?\\d+)"));
     static const QRegularExpression numberBehindBlank(QStringLiteral("\\s+(?<col>-?\\d+)"));
     static const QRegularExpression leadingRow(QStringLiteral("^(?<row>-?\\d+)"));
     static const QRegularExpression leadingCol(QStringLiteral("^(?<col>-?\\d+)"));

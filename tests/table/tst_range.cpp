@@ -250,7 +250,8 @@ void TestRange::containsRange_data() {
     QTest::newRow("cell below table") << table(1, 1, 3, 3) << cell(4, 1) << false;
     QTest::newRow("cell in invalid") << invalid() << cell(0, 0) << false;
     QTest::newRow("row in row") << withCols(rowRange(3), 0, 10) << withCols(rowRange(3), 2, 8) << true;
-    QTest::newRow("row sticks out of row") << withCols(rowRange(3), 0, 5) << withCols(rowRange(3), 2, 8) << false;
+    QTest::newRow("row sticks out of row")
+        << withCols(rowRange(3), 0, 5) << withCols(rowRange(3), 2, 8) << false;
     QTest::newRow("row in other row") << rowRange(3) << rowRange(4) << false;
     QTest::newRow("row in table at its first row") << table(3, 0) << rowRange(3) << true;
     QTest::newRow("row in table starting above") << table(0, 0) << rowRange(3) << false;
@@ -442,15 +443,16 @@ void TestRange::colsInRow_data() {
     QTest::addColumn<int>("row");
     QTest::addColumn<std::vector<int>>("expected");
 
-    QTest::newRow("cells of the row") << RangeVector{cell(2, 5), cell(2, 1), cell(3, 4)} << 2
-                                      << std::vector<int>{1, 5};
-    QTest::newRow("bounded row") << RangeVector{withCols(rowRange(1), 2, 4)} << 1 << std::vector<int>{2, 3, 4};
+    QTest::newRow("cells of the row")
+        << RangeVector{cell(2, 5), cell(2, 1), cell(3, 4)} << 2 << std::vector<int>{1, 5};
+    QTest::newRow("bounded row") << RangeVector{withCols(rowRange(1), 2, 4)} << 1
+                                 << std::vector<int>{2, 3, 4};
     QTest::newRow("bounded table") << RangeVector{table(1, 0, 1, 1)} << 1 << std::vector<int>{0, 1};
     QTest::newRow("other row only") << RangeVector{withCols(rowRange(1), 2, 4)} << 0 << std::vector<int>{};
     // A Col range stands at its own start row; one at a negative row counts for every row.
     QTest::newRow("col range at row 0") << RangeVector{colRange(6)} << 0 << std::vector<int>{6};
-    QTest::newRow("col range from row 2") << RangeVector{withRows(colRange(6), 2, End)} << 3
-                                          << std::vector<int>{};
+    QTest::newRow("col range from row 2")
+        << RangeVector{withRows(colRange(6), 2, End)} << 3 << std::vector<int>{};
     QTest::newRow("negative start counts")
         << RangeVector{withRows(colRange(6), -1, End), cell(-2, 8)} << 5 << std::vector<int>{8, 6};
 
@@ -487,10 +489,18 @@ void TestRange::colsInRowAgainstBruteForce() {
             const int r = int(gen.bounded(-2, 6));
             const int c = int(gen.bounded(0, 10));
             switch (gen.bounded(4)) {
-            case 0: list.push_back(cell(r, c)); break;
-            case 1: list.push_back(withCols(rowRange(r), c, gen.bounded(2) ? End : c + int(gen.bounded(3)))); break;
-            case 2: list.push_back(withRows(colRange(c), r, End)); break;
-            default: list.push_back(table(r, c, End, gen.bounded(2) ? End : c + 2)); break;
+            case 0:
+                list.push_back(cell(r, c));
+                break;
+            case 1:
+                list.push_back(withCols(rowRange(r), c, gen.bounded(2) ? End : c + int(gen.bounded(3))));
+                break;
+            case 2:
+                list.push_back(withRows(colRange(c), r, End));
+                break;
+            default:
+                list.push_back(table(r, c, End, gen.bounded(2) ? End : c + 2));
+                break;
             }
         }
         const int row = int(gen.bounded(0, 6));

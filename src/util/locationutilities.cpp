@@ -303,9 +303,9 @@ bool parseColsString(std::vector<int>& out, QString& error, QString text, int li
 }
 
 bool parseColsStringColLetters(std::vector<int>& out, QString& error, QString text, int limit) {
-    // Whole words only: "COL" would otherwise eat into column names such as "COLA".
-    static const QRegularExpression words(QStringLiteral("\\b(columns|column|cols|col)\\b"),
-                                          QRegularExpression::CaseInsensitiveOption);
+    // The words are column names too ("COL" is column 2429), so they only count as words
+    // in front of a name: "Cols A, C" and "Column COL" both read as meant.
+    static const QRegularExpression words(QStringLiteral("\\b(COLUMNS|COLUMN|COLS|COL)\\s+(?=[A-Z])"));
     static const QRegularExpression range(QStringLiteral("^(?<first>[A-Z]+)-(?<last>[A-Z]+)$"));
 
     text = joinHyphens(text.toUpper());

@@ -313,6 +313,8 @@ void TestLocationUtilities::colsListLetters_data() {
     add("word prefix", "Columns AA-AB, Z", {26, 27, 25});
     add("downward", "C-A", {2, 1, 0});
     add("column named like the word's start", "COLA", {convertLettersToNumber(QStringLiteral("COLA"))});
+    add("word as a column name", "Column COL", {2429});
+    add("range ending at a word", "cok-col", {2428, 2429});
     add("digit in part", "A1, B", {1}, "Column A1");
     add("numbers", "1, 2", {}, "Columns 1, 2");
     add("above limit", "Z, A", {0}, "Column Z", 5);

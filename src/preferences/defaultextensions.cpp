@@ -4,8 +4,7 @@
 
 namespace PreferenceFiles {
 
-std::vector<ExtensionData> getDefaultExtensions()
-{
+std::vector<ExtensionData> getDefaultExtensions() {
     struct Row {
         const char* extension;
         const char* delimiter;

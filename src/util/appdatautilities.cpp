@@ -7,21 +7,18 @@
 
 namespace Utilities {
 
-QString getAppDataLocation()
-{
+QString getAppDataLocation() {
     return QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
 }
 
-bool handleAppDataInRedundantFolders()
-{
+bool handleAppDataInRedundantFolders() {
     return handleAppDataInRedundantFolders(getAppDataLocation());
 }
 
 namespace {
 
 // Copy, and where the copy is refused because the target exists, replace the target.
-bool moveFile(const QString& source, const QString& target)
-{
+bool moveFile(const QString& source, const QString& target) {
     if (!QFile::copy(source, target)) {
         QFile::remove(target);
         if (!QFile::copy(source, target))
@@ -32,8 +29,7 @@ bool moveFile(const QString& source, const QString& target)
 
 } // namespace
 
-bool handleAppDataInRedundantFolders(const QString& dataFolder)
-{
+bool handleAppDataInRedundantFolders(const QString& dataFolder) {
     if (dataFolder.isEmpty())
         return true;
     QDir remnant(QDir(dataFolder).absoluteFilePath(QStringLiteral("Orvane")));

@@ -8,15 +8,13 @@
 
 namespace {
 
-void writeFile(const QString& path, const QByteArray& content)
-{
+void writeFile(const QString& path, const QByteArray& content) {
     QFile file(path);
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write(content);
 }
 
-QByteArray readFile(const QString& path)
-{
+QByteArray readFile(const QString& path) {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return "<missing>";
@@ -31,8 +29,7 @@ class TestAppDataUtilities : public QObject {
 private slots:
     void initTestCase() { QStandardPaths::setTestModeEnabled(true); }
 
-    void noRemnantIsNothingToDo()
-    {
+    void noRemnantIsNothingToDo() {
         QTemporaryDir data;
         writeFile(data.filePath("Orvane.ini"), "x");
         QVERIFY(Utilities::handleAppDataInRedundantFolders(data.path()));
@@ -42,14 +39,12 @@ private slots:
 
     // Files move up, existing targets are replaced by the remnant's version, and the emptied
     // remnant goes.
-    void movesFilesUp_data()
-    {
+    void movesFilesUp_data() {
         QTest::addColumn<bool>("targetExists");
         QTest::newRow("plain move") << false;
         QTest::newRow("target exists") << true;
     }
-    void movesFilesUp()
-    {
+    void movesFilesUp() {
         QFETCH(bool, targetExists);
         QTemporaryDir data;
         QVERIFY(QDir(data.path()).mkdir("Orvane"));
@@ -68,8 +63,7 @@ private slots:
 
     // A target that is a folder can be neither removed as a file nor copied onto: that file
     // stays behind, the others still move, and the remnant keeps what it still holds.
-    void fileThatCannotMoveKeepsTheFolder()
-    {
+    void fileThatCannotMoveKeepsTheFolder() {
         QTemporaryDir data;
         QVERIFY(QDir(data.path()).mkpath("Orvane"));
         QVERIFY(QDir(data.path()).mkpath("blocked.csv/inside"));
@@ -83,8 +77,7 @@ private slots:
         QVERIFY(QDir(data.filePath("blocked.csv/inside")).exists());
     }
 
-    void nestedFolderKeepsTheRemnant()
-    {
+    void nestedFolderKeepsTheRemnant() {
         QTemporaryDir data;
         QVERIFY(QDir(data.path()).mkpath("Orvane/Themes"));
         writeFile(data.filePath("Orvane/Themes/Dark.csv"), "theme");
@@ -95,8 +88,7 @@ private slots:
         QCOMPARE(readFile(data.filePath("Orvane/Themes/Dark.csv")), QByteArray("theme"));
     }
 
-    void defaultFolderIsTheTestLocation()
-    {
+    void defaultFolderIsTheTestLocation() {
         const QString location = Utilities::getAppDataLocation();
         QVERIFY(location.contains(".qttest"));
         QVERIFY(Utilities::handleAppDataInRedundantFolders());

@@ -154,6 +154,8 @@ Application::Application(int& argc, char** argv, bool allowSecondary, QFlags<Mod
 }
 
 Application::~Application() {
+    // Windows closed in the last moments of the event loop may still wait for deletion.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     const std::vector<MainWindow*> windows = mainWindows;
     std::vector<QPointer<MainWindow>> alive(windows.begin(), windows.end());
     for (MainWindow* window : windows)

@@ -67,6 +67,14 @@ void MainWindow::openFile(const QString& path) {
 }
 
 bool MainWindow::openFiles(const QList<QString>& paths) {
+    return openPaths(paths, std::nullopt);
+}
+
+bool MainWindow::openFiles(const QList<QString>& paths, const ExtensionData& parameters) {
+    return openPaths(paths, parameters);
+}
+
+bool MainWindow::openPaths(const QList<QString>& paths, const std::optional<ExtensionData>& parameters) {
     int firstOpened = -1;
     for (const QString& path : paths) {
         if (path.isEmpty())
@@ -79,7 +87,9 @@ bool MainWindow::openFiles(const QList<QString>& paths) {
             QFile probe(path);
             const bool readOnly = !probe.open(QIODevice::Append);
             probe.close();
-            index = addTableEditorFromFile(normalizedPath(path), readOnly);
+            const QString absolute = normalizedPath(path);
+            index = addTableEditorFromFile(absolute, readOnly,
+                                           parameters ? *parameters : extensionDataFor(absolute));
             if (index < 0)
                 continue;
         }
@@ -138,11 +148,13 @@ int MainWindow::getTableIndex(const QString& path) const {
     return -1;
 }
 
-int MainWindow::addTableEditorFromFile(const QString& path, bool readOnly) {
-    QString extension = QFileInfo(path).suffix();
-    if (extension.isEmpty())
-        extension = QStringLiteral("(none)");
-    const ExtensionData parameters = findFileParameters(getExtensionDataFromFileExtension(extension), path);
+ExtensionData MainWindow::extensionDataFor(const QString& path) const {
+    const QString extension = QFileInfo(path).suffix();
+    return getExtensionDataFromFileExtension(extension.isEmpty() ? QStringLiteral("(none)") : extension);
+}
+
+int MainWindow::addTableEditorFromFile(const QString& path, bool readOnly, const ExtensionData& given) {
+    const ExtensionData parameters = findFileParameters(given, path);
 
     auto container = std::make_unique<EditableDataContainer>();
     container->setFilepath(path);

@@ -9,6 +9,7 @@
 #include <QStringList>
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 class EditableDataContainer;
@@ -28,6 +29,8 @@ public:
     // Opens each path that isn't open yet and activates the first of them; true when
     // something was activated.
     bool openFiles(const QList<QString>& paths);
+    // The same with the given parameters instead of the extension table's.
+    bool openFiles(const QList<QString>& paths, const ExtensionData& parameters);
     void openFolder(const QString& path);
 
     int getNumTables() const { return static_cast<int>(tables.size()); }
@@ -92,7 +95,9 @@ private:
     struct OpenTable;
 
     int getTableIndex(const QString& path) const;
-    int addTableEditorFromFile(const QString& path, bool readOnly);
+    ExtensionData extensionDataFor(const QString& path) const;
+    bool openPaths(const QList<QString>& paths, const std::optional<ExtensionData>& parameters);
+    int addTableEditorFromFile(const QString& path, bool readOnly, const ExtensionData& parameters);
     void setActiveTable(int index);
     void updateWindowTitle();
     void updateStatusBar();

@@ -1,6 +1,7 @@
 #include "window/mainwindow.h"
 
 #include "storage/editabledatacontainer.h"
+#include "util/fileparameterutilities.h"
 
 #include <QFile>
 #include <QLocale>
@@ -199,6 +200,31 @@ private slots:
         QCOMPARE(window.getFileParameters(path).delimiter, delimiter);
         QCOMPARE(window.windowTitle(), name + " - Orvane");
         QCOMPARE(window.getModeLabelText(), QStringLiteral("Editable"));
+    }
+
+    // Given parameters replace the extension table's; the byte order still comes from the file.
+    void opensWithGivenParameters_data() {
+        QTest::addColumn<bool>("bigEndian");
+        QTest::addColumn<int>("encoding");
+        QTest::newRow("little-endian") << false << int(UTF_16_GUESSED_LE);
+        QTest::newRow("big-endian") << true << int(UTF_16_GUESSED_BE);
+    }
+    void opensWithGivenParameters() {
+        QFETCH(bool, bigEndian);
+        QFETCH(int, encoding);
+        const QString path = writeFile(dir, QStringLiteral("wide-%1.csv").arg(encoding),
+                                       utf16("name;value\nalpha;1\nbeta;2\n", bigEndian, true));
+        MainWindow window;
+        QVERIFY(window.openFiles({path}, record("csv", "(auto)", ",", UTF_16)));
+        QCOMPARE(window.getTableSizeLabelText(), QStringLiteral("3 rows x 2 columns"));
+        const ExtensionData used = window.getFileParameters(path);
+        QCOMPARE(int(used.encoding), encoding);
+        QCOMPARE(used.delimiter, QStringLiteral(";"));
+        QCOMPARE(window.getEncodingLabelText(), Utilities::convertEncodingTypeToString(UTF_16));
+        const EditableDataContainer* container = window.getContainer(path);
+        QVERIFY(container);
+        const std::vector<char> cell = container->getValue(1, 0);
+        QCOMPARE(QByteArray(cell.data(), qsizetype(cell.size())), utf16("alpha", bigEndian, false));
     }
 
     void openingTwoActivatesTheFirst() {

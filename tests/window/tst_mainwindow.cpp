@@ -81,15 +81,6 @@ private slots:
         QTest::newRow("upper case") << "TSV"
                                     << "\\t"
                                     << "\\t";
-        QTest::newRow("tab") << "tab"
-                             << "\\t"
-                             << "\\t";
-        QTest::newRow("dsv") << "dsv"
-                             << ";"
-                             << ";";
-        QTest::newRow("psv") << "psv"
-                             << "|"
-                             << "|";
         QTest::newRow("unknown") << "txt"
                                  << ""
                                  << "";

@@ -238,6 +238,9 @@ void Application::createNewInstance(bool newWindowFromOutside, const QStringList
     bool showSideBar = true;
     bool showMetadata = false;
     loadConfig(geometryLoaded, showSideBar, showMetadata);
+    window->showSideBar(showSideBar);
+    window->showMetadata(showMetadata);
+    window->showEditorPane(showEditorPane);
 
     if (!newWindowFromOutside) {
         // The new window takes the size of the one that asked, else of the oldest window.
@@ -269,7 +272,8 @@ void Application::dropWindow(const QObject* window) {
         return;
     const bool wasCurrent = static_cast<QObject*>(mainWindow.data()) == window;
     mainWindows.erase(it);
-    if (wasCurrent && !mainWindows.empty())
+    // The guard may already be cleared when the window is being destroyed.
+    if ((wasCurrent || !mainWindow) && !mainWindows.empty())
         mainWindow = mainWindows.front();
 }
 

@@ -621,8 +621,10 @@ private slots:
         app().makeMainWindowConnections(requester);
         requester->resize(555, 444);
 
+        app().getConfigFile().setValue("main/show_side_bar", false);
         emit requester->createNewInstanceSignal(false, {dirA + "/data.csv"});
         MainWindow* created = app().getMainWindow();
+        QVERIFY(!created->makeConfigData().paneVisibility.showSideBar);
         QVERIFY(created != requester);
         QCOMPARE(created->size(), QSize(555, 444));
         QVERIFY(created->isVisible());

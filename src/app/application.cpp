@@ -9,6 +9,7 @@
 #include <QFileInfo>
 #include <QFileOpenEvent>
 #include <QGuiApplication>
+#include <QPointer>
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QScreen>
@@ -270,11 +271,11 @@ void Application::dropWindow(const QObject* window) {
                                  [window](MainWindow* w) { return static_cast<QObject*>(w) == window; });
     if (it == mainWindows.end())
         return;
-    const bool wasCurrent = static_cast<QObject*>(mainWindow.data()) == window;
+    const bool wasCurrent = *it == mainWindow;
     mainWindows.erase(it);
-    // The guard may already be cleared when the window is being destroyed.
-    if ((wasCurrent || !mainWindow) && !mainWindows.empty())
-        mainWindow = mainWindows.front();
+    // With no window left the current one is gone too; nothing may be sent to it.
+    if (wasCurrent)
+        mainWindow = mainWindows.empty() ? nullptr : mainWindows.front();
 }
 
 void Application::onMainWindowClosed() {

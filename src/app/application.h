@@ -5,7 +5,6 @@
 
 #include <QApplication>
 #include <QList>
-#include <QPointer>
 #include <QRect>
 #include <QSettings>
 #include <QString>
@@ -103,7 +102,7 @@ private:
     void applyDefaultGeometry(MainWindow* window);
     void dropWindow(const QObject* window);
 
-    QPointer<MainWindow> mainWindow;
+    MainWindow* mainWindow = nullptr;
     std::vector<MainWindow*> mainWindows;
     QString appDataPath;
     QSettings configFile;

@@ -2,6 +2,7 @@
 
 #include "storage/editabledatacontainer.h"
 #include "table/indexmapping.h"
+#include "table/range.h"
 #include "util/fileparameterutilities.h"
 
 #include <QTextCodec>
@@ -61,6 +62,34 @@ int TableData::getModelFromRawCol(int raw, bool nearest, bool ignoreTranspose) c
 {
     const Dimension axis = colAxis(ignoreTranspose);
     return IndexMapping::modelFromRaw(concealedOf(axis), raw, nearest, rawCountOf(axis));
+}
+
+Range TableData::getRawFromModelRange(const Range& range) const
+{
+    auto map = [](int index, auto&& mapper) {
+        return index < 0 || index == Range::EndOfTable ? index : mapper(index);
+    };
+    Range result = range;
+    result.indexType = RangeIndexType::Raw;
+    result.row = map(range.row, [this](int i) { return getRawFromModelRow(i); });
+    result.endRow = map(range.endRow, [this](int i) { return getRawFromModelRow(i); });
+    result.col = map(range.col, [this](int i) { return getRawFromModelCol(i); });
+    result.endCol = map(range.endCol, [this](int i) { return getRawFromModelCol(i); });
+    return result;
+}
+
+Range TableData::getModelFromRawRange(const Range& range, bool nearest) const
+{
+    auto map = [](int index, auto&& mapper) {
+        return index < 0 || index == Range::EndOfTable ? index : mapper(index);
+    };
+    Range result = range;
+    result.indexType = RangeIndexType::Model;
+    result.row = map(range.row, [&](int i) { return getModelFromRawRow(i, nearest); });
+    result.endRow = map(range.endRow, [&](int i) { return getModelFromRawRow(i, nearest); });
+    result.col = map(range.col, [&](int i) { return getModelFromRawCol(i, nearest); });
+    result.endCol = map(range.endCol, [&](int i) { return getModelFromRawCol(i, nearest); });
+    return result;
 }
 
 bool TableData::isRowConcealed(int raw, bool ignoreTranspose) const
@@ -175,6 +204,60 @@ void TableData::keepContainerSize()
 bool TableData::isCellPopulated(int row, int col) const
 {
     return !getValueRawCharVec(row, col).empty();
+}
+
+Range TableData::getNextBlockLocation(const Range& range, Direction direction) const
+{
+    Range result = range;
+    const bool vertical = direction == Direction::Up || direction == Direction::Down;
+    const int step = direction == Direction::Up || direction == Direction::Left ? -1 : 1;
+    const bool model = range.indexType == RangeIndexType::Model;
+    const int count = vertical ? (model ? numModelRows() : numRawRows()) : (model ? numModelCols() : numRawCols());
+    const int last = count - 1;
+    const int start = vertical ? range.row : range.col;
+
+    auto populated = [&](int index) {
+        const int row = vertical ? index : range.row;
+        const int col = vertical ? range.col : index;
+        return model ? isCellPopulated(getRawFromModelRow(row), getRawFromModelCol(col)) : isCellPopulated(row, col);
+    };
+    // Towards 0 only 0 bounds the walk; away from it the last index does.
+    auto inBounds = [&](int index) { return index >= 0 && (step < 0 || index <= last); };
+
+    if (!inBounds(start) || !inBounds(start + step))
+        return result;
+    const int next = start + step;
+    const bool here = populated(start);
+    const bool there = populated(next);
+    const int edge = step > 0 ? last : 0;
+    int target = next;
+    if (here == there) {
+        // Along a run of equal cells: stop on the first populated cell after empty ones, or on
+        // the last populated cell before an empty one.
+        target = edge;
+        for (int i = next + step; inBounds(i); i += step) {
+            const bool now = populated(i);
+            if (now != here) {
+                target = now ? i : i - step;
+                break;
+            }
+        }
+    } else if (here) {
+        // Off the end of a block: over the gap to the next populated cell.
+        target = edge;
+        for (int i = next + step; inBounds(i); i += step) {
+            if (populated(i)) {
+                target = i;
+                break;
+            }
+        }
+    }
+    target = std::max(0, step > 0 ? std::min(target, last) : target);
+    if (vertical)
+        result.row = target;
+    else
+        result.col = target;
+    return result;
 }
 
 bool TableData::linesBlank(Dimension axis, int line, const std::vector<int>& across) const
@@ -564,6 +647,41 @@ std::vector<int> TableData::getEmptyColsRaw(int index, GetRowColMaskType maskTyp
                                             bool ignoreTranspose) const
 {
     return emptyLines(colAxis(ignoreTranspose), index, maskType, mask);
+}
+
+std::vector<int> TableData::emptyLinesIn(Dimension axis, int index, RangeIndexType indexType,
+                                         GetRowColMaskType maskType, const std::vector<int>& mask) const
+{
+    if (indexType != RangeIndexType::Model)
+        return emptyLines(axis, index, maskType, mask);
+    // The mask runs across the other axis: map it there, ask in raw terms, map the answer back.
+    const std::vector<int>& across = concealedOf(other(axis));
+    std::vector<int> rawMask;
+    rawMask.reserve(mask.size());
+    for (const int m : mask)
+        rawMask.push_back(IndexMapping::rawFromModel(across, m));
+    std::sort(rawMask.begin(), rawMask.end());
+    const int rawIndex = index < 0 ? index : IndexMapping::rawFromModel(across, index);
+    std::vector<int> result;
+    const std::vector<int>& along = concealedOf(axis);
+    for (const int raw : emptyLines(axis, rawIndex, maskType, rawMask)) {
+        const int m = IndexMapping::modelFromRaw(along, raw, false, rawCountOf(axis));
+        if (m >= 0)
+            result.push_back(m);
+    }
+    return result;
+}
+
+std::vector<int> TableData::getEmptyRows(int index, RangeIndexType indexType, GetRowColMaskType maskType,
+                                         const std::vector<int>& mask, bool ignoreTranspose) const
+{
+    return emptyLinesIn(rowAxis(ignoreTranspose), index, indexType, maskType, mask);
+}
+
+std::vector<int> TableData::getEmptyCols(int index, RangeIndexType indexType, GetRowColMaskType maskType,
+                                         const std::vector<int>& mask, bool ignoreTranspose) const
+{
+    return emptyLinesIn(colAxis(ignoreTranspose), index, indexType, maskType, mask);
 }
 
 int TableData::numEmptyRowsRawAtEnd(bool ignoreTranspose) const

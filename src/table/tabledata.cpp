@@ -864,20 +864,31 @@ void TableData::loadCSV(const QString& path, bool threaded, DataContainerType ty
     loadThread = new QThread;
     container->moveToThread(loadThread);
     QThread* const home = thread();
+    const quint64 generation = loadGeneration;
     // The container goes back to this thread once it has loaded, so that it lives where it
-    // is used from then on.
+    // is used from then on. This object outlives the thread: its destructor ends it first.
     connect(
         loadThread, &QThread::started, container,
-        [container, home] {
-            container->loadCSV();
+        [this, container, home, generation] {
+            const bool read = container->loadCSV();
+            const bool canceled = container->getLoadCanceled();
+            const QString path = container->getFilepath();
             container->moveToThread(home);
+            if (!read && !canceled) {
+                QMetaObject::invokeMethod(
+                    this,
+                    [this, generation, path] {
+                        if (generation == loadGeneration)
+                            emit loadFailedSignal(path);
+                    },
+                    Qt::QueuedConnection);
+            }
         },
         Qt::QueuedConnection);
     connect(container, &AbstractDataContainer::startProgressUpdateSignal, this,
             &TableData::startProgressUpdateSignal);
     connect(container, &AbstractDataContainer::loadProgressUpdateSignal, this,
             &TableData::loadProgressUpdateSignal);
-    const quint64 generation = loadGeneration;
     connect(container, &AbstractDataContainer::loadFinishedSignal, this, [this, generation] {
         if (generation == loadGeneration)
             onLoadFinished();

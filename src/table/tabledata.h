@@ -177,6 +177,9 @@ public slots:
 
 signals:
     void loadFinishedSignal();
+    // A threaded load that could not read its file. The load stays pending (isLoading() is
+    // true) until stopLoadThread() or another load; the window decides what the user sees.
+    void loadFailedSignal(QString path);
     void tableSizeChangedSignal(int rawRows, int rawCols, int modelRows, int modelCols);
     void startProgressUpdateSignal();
     void loadProgressUpdateSignal(int current, int total, int sizeInMiB);

@@ -189,6 +189,7 @@ private slots:
     void unthreadedLoad();
     void threadedLoadReportsProgress();
     void cancelEndsTheLoad();
+    void failedThreadedLoadIsReported();
     void staleFinishIsIgnored();
     void reloadWhileLoadingReplacesTheTable();
     void setDataContainerTypeReloads();
@@ -883,6 +884,23 @@ void TestTableData::cancelEndsTheLoad()
     QVERIFY(!table.isLoading());
     QTest::qWait(50);
     QCOMPARE(finished.count(), 0);
+    QCOMPARE(table.numRawRows(), 0);
+}
+
+void TestTableData::failedThreadedLoadIsReported()
+{
+    QTemporaryDir dir;
+    const QString missing = dir.filePath(QStringLiteral("missing.csv"));
+    TableData table;
+    QSignalSpy failed(&table, &TableData::loadFailedSignal);
+    QSignalSpy finished(&table, &TableData::loadFinishedSignal);
+    table.loadCSV(missing, true, TableData::Editable, QStringLiteral(","), QStringLiteral(","), UTF_8, RFC_4180);
+    QVERIFY(failed.wait(5000));
+    QCOMPARE(failed.first().at(0).toString(), missing);
+    QCOMPARE(finished.count(), 0);
+    QVERIFY(table.isLoading());
+    table.stopLoadThread(false);
+    QVERIFY(!table.isLoading());
     QCOMPARE(table.numRawRows(), 0);
 }
 

@@ -856,7 +856,8 @@ void TableData::loadCSV(const QString& path, bool threaded, DataContainerType ty
     transposed = false;
 
     if (!threaded) {
-        container->loadCSV();
+        if (!container->loadCSV() && !container->getLoadCanceled())
+            emit loadFailedSignal(path);
         onLoadFinished();
         return;
     }

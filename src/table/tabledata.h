@@ -177,8 +177,9 @@ public slots:
 
 signals:
     void loadFinishedSignal();
-    // A threaded load that could not read its file. The load stays pending (isLoading() is
-    // true) until stopLoadThread() or another load; the window decides what the user sees.
+    // A load that could not read its file. A threaded one stays pending (isLoading() is true)
+    // until stopLoadThread() or another load; an unthreaded one finishes with an empty table.
+    // The window decides what the user sees.
     void loadFailedSignal(QString path);
     void tableSizeChangedSignal(int rawRows, int rawCols, int modelRows, int modelCols);
     void startProgressUpdateSignal();

@@ -902,6 +902,11 @@ void TestTableData::failedThreadedLoadIsReported()
     table.stopLoadThread(false);
     QVERIFY(!table.isLoading());
     QCOMPARE(table.numRawRows(), 0);
+
+    table.loadCSV(missing, false, TableData::Editable, QStringLiteral(","), QStringLiteral(","), UTF_8, RFC_4180);
+    QCOMPARE(failed.count(), 2);
+    QCOMPARE(finished.count(), 1);
+    QVERIFY(!table.isLoading());
 }
 
 void TestTableData::staleFinishIsIgnored()

@@ -176,6 +176,7 @@ private slots:
     void setValueRawGrowth_data();
     void setValueRawGrowth();
     void setValueModelMapsPastTheEnd();
+    void writesInsideKeepTheContainerSize();
     void roundTripInEncodings_data();
     void roundTripInEncodings();
     void setEncodingWithAndWithoutReencoding();
@@ -597,6 +598,26 @@ void TestTableData::setValueRawGrowth()
     if (sizeSignals > 0)
         QCOMPARE(sizes.last().at(transposed ? 1 : 0).toInt(), rows);
     QCOMPARE(table.getValueRaw(2, 1, true).toString(), QStringLiteral("corner"));
+}
+
+// Rows added at the end exist only as a count in the container; writing into them or copying
+// onto them must not shrink the table to the written row.
+void TestTableData::writesInsideKeepTheContainerSize()
+{
+    TableData table;
+    QVERIFY(table.setValueRaw(0, 0, QStringLiteral("a")));
+    QVERIFY(table.insertRowsRaw(1, 9));
+    QVERIFY(table.setValueRaw(4, 0, QStringLiteral("m")));
+    QCOMPARE(table.getDataContainer()->numRows(), 10);
+    QVERIFY(table.duplicateRow(0, 6));
+    QCOMPARE(table.getDataContainer()->numRows(), 11);
+    QVERIFY(table.moveRowRelative(4, 2));
+    QCOMPARE(table.getDataContainer()->numRows(), 11);
+    QCOMPARE(table.numRawRows(), 11);
+    QCOMPARE(table.getValueRaw(2, 0).toString(), QStringLiteral("m"));
+    QCOMPARE(table.getValueRaw(6, 0).toString(), QStringLiteral("a"));
+    QVERIFY(table.removeRowsRaw(10, 1));
+    QCOMPARE(table.getDataContainer()->numRows(), 10);
 }
 
 void TestTableData::setValueModelMapsPastTheEnd()

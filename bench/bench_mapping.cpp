@@ -30,8 +30,7 @@ struct Options {
     unsigned seed = 20261122;
 };
 
-bool parseOptions(const QStringList& args, Options& options)
-{
+bool parseOptions(const QStringList& args, Options& options) {
     for (int i = 0; i < args.size(); ++i) {
         const QString& arg = args.at(i);
         if (i + 1 >= args.size())
@@ -54,8 +53,7 @@ bool parseOptions(const QStringList& args, Options& options)
     return true;
 }
 
-long peakRssKiB()
-{
+long peakRssKiB() {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
     return usage.ru_maxrss;
@@ -63,9 +61,7 @@ long peakRssKiB()
 
 // Best of `repeats` runs of `body` over `count` operations, in ns per operation. The sum of
 // the results goes into `sink` so the compiler can't drop the work.
-template <class Body>
-double timePerOp(int repeats, int count, long long& sink, Body&& body)
-{
+template <class Body> double timePerOp(int repeats, int count, long long& sink, Body&& body) {
     double best = 1e300;
     for (int r = 0; r < repeats; ++r) {
         const auto start = std::chrono::steady_clock::now();
@@ -86,11 +82,11 @@ struct Figure {
     double limitNs = 0;
 };
 
-int runMapping(const QStringList& args)
-{
+int runMapping(const QStringList& args) {
     Options options;
     if (!parseOptions(args, options)) {
-        std::fprintf(stderr, "usage: orvane-bench mapping [--rows N] [--queries N] [--repeats N] [--seed N]\n");
+        std::fprintf(stderr,
+                     "usage: orvane-bench mapping [--rows N] [--queries N] [--repeats N] [--seed N]\n");
         return 2;
     }
     const int rows = options.rows;
@@ -118,8 +114,8 @@ int runMapping(const QStringList& args)
     long long sink = 0;
     std::printf("mapping on %d raw rows, %d random queries, best of %d\n\n", rows, options.queries,
                 options.repeats);
-    std::printf("%-20s %10s %10s %12s %8s %12s %12s\n", "operation", "concealed", "ns/op", "limit ns/op", "ratio",
-                "ns/log2(n)", "list bytes");
+    std::printf("%-20s %10s %10s %12s %8s %12s %12s\n", "operation", "concealed", "ns/op", "limit ns/op",
+                "ratio", "ns/log2(n)", "list bytes");
     for (const int count : counts) {
         std::vector<int> concealed(order.begin(), order.begin() + count);
         table.showAllRows();
@@ -153,8 +149,9 @@ int runMapping(const QStringList& args)
         }
 
         Figure toRaw{"getRawFromModelRow", count, 0, 0};
-        toRaw.ns = timePerOp(options.repeats, options.queries, sink,
-                             [&](int i) { return table.getRawFromModelRow(modelQueries[static_cast<size_t>(i)]); });
+        toRaw.ns = timePerOp(options.repeats, options.queries, sink, [&](int i) {
+            return table.getRawFromModelRow(modelQueries[static_cast<size_t>(i)]);
+        });
         toRaw.limitNs = timePerOp(options.repeats, options.queries, sink, [&](int i) {
             return visible[static_cast<size_t>(modelQueries[static_cast<size_t>(i)])];
         });
@@ -168,8 +165,8 @@ int runMapping(const QStringList& args)
         for (const Figure& f : {toRaw, toModel}) {
             // Cost per halving step of the search; flat if the growth is logarithmic.
             const double perStep = f.concealed > 1 ? f.ns / std::log2(f.concealed) : 0.0;
-            std::printf("%-20s %10d %10.1f %12.1f %8.2f %12.2f %12zu\n", f.op.c_str(), f.concealed, f.ns, f.limitNs,
-                        f.ns / f.limitNs, perStep, concealed.size() * sizeof(int));
+            std::printf("%-20s %10d %10.1f %12.1f %8.2f %12.2f %12zu\n", f.op.c_str(), f.concealed, f.ns,
+                        f.limitNs, f.ns / f.limitNs, perStep, concealed.size() * sizeof(int));
             figures.push_back(f);
         }
     }
@@ -207,9 +204,10 @@ int runMapping(const QStringList& args)
     return 0;
 }
 
-static BenchRegistration reg("mapping",
-                            "mapping [--rows N] [--queries N] [--repeats N] [--seed N]: ns per model<->raw row "
-                            "mapping with 0, 10^3, 10^5, 10^6 concealed rows",
-                            &runMapping);
+static BenchRegistration
+    reg("mapping",
+        "mapping [--rows N] [--queries N] [--repeats N] [--seed N]: ns per model<->raw row "
+        "mapping with 0, 10^3, 10^5, 10^6 concealed rows",
+        &runMapping);
 
 } // namespace

@@ -5,8 +5,7 @@
 
 namespace IndexMapping {
 
-int rawFromModel(const std::vector<int>& concealed, int model)
-{
+int rawFromModel(const std::vector<int>& concealed, int model) {
     if (model < 0)
         return -1;
     // Entry k has k entries before it, so the model indexes just before it end at
@@ -28,12 +27,10 @@ int rawFromModel(const std::vector<int>& concealed, int model)
         length -= half;
     }
     const long long first = (p - base) + (before(p) ? 1 : 0);
-    return static_cast<int>(
-        std::min<long long>(static_cast<long long>(model) + first, INT_MAX));
+    return static_cast<int>(std::min<long long>(static_cast<long long>(model) + first, INT_MAX));
 }
 
-int modelFromRaw(const std::vector<int>& concealed, int raw, bool nearest, int numRaw)
-{
+int modelFromRaw(const std::vector<int>& concealed, int raw, bool nearest, int numRaw) {
     if (raw < 0)
         return -1;
     const int before = countBelow(concealed, raw);
@@ -51,8 +48,7 @@ int modelFromRaw(const std::vector<int>& concealed, int raw, bool nearest, int n
     return after < numModel ? after : std::max(0, numModel - 1);
 }
 
-int countBelow(const std::vector<int>& concealed, int limit)
-{
+int countBelow(const std::vector<int>& concealed, int limit) {
     // A lower bound without branches in the loop, as above.
     if (concealed.empty())
         return 0;
@@ -68,8 +64,7 @@ int countBelow(const std::vector<int>& concealed, int limit)
     return static_cast<int>(p - concealed.data()) + (*p < limit ? 1 : 0);
 }
 
-bool contains(const std::vector<int>& concealed, int raw)
-{
+bool contains(const std::vector<int>& concealed, int raw) {
     return std::binary_search(concealed.begin(), concealed.end(), raw);
 }
 

@@ -190,11 +190,21 @@ signals:
 private:
     // The physical axis an operation works on, after transposition is applied.
     enum class Dimension { Rows, Cols };
-    Dimension rowAxis(bool ignoreTranspose) const { return transposed && !ignoreTranspose ? Dimension::Cols : Dimension::Rows; }
-    Dimension colAxis(bool ignoreTranspose) const { return transposed && !ignoreTranspose ? Dimension::Rows : Dimension::Cols; }
-    static Dimension other(Dimension axis) { return axis == Dimension::Rows ? Dimension::Cols : Dimension::Rows; }
-    std::vector<int>& concealedOf(Dimension axis) { return axis == Dimension::Rows ? concealedRows : concealedCols; }
-    const std::vector<int>& concealedOf(Dimension axis) const { return axis == Dimension::Rows ? concealedRows : concealedCols; }
+    Dimension rowAxis(bool ignoreTranspose) const {
+        return transposed && !ignoreTranspose ? Dimension::Cols : Dimension::Rows;
+    }
+    Dimension colAxis(bool ignoreTranspose) const {
+        return transposed && !ignoreTranspose ? Dimension::Rows : Dimension::Cols;
+    }
+    static Dimension other(Dimension axis) {
+        return axis == Dimension::Rows ? Dimension::Cols : Dimension::Rows;
+    }
+    std::vector<int>& concealedOf(Dimension axis) {
+        return axis == Dimension::Rows ? concealedRows : concealedCols;
+    }
+    const std::vector<int>& concealedOf(Dimension axis) const {
+        return axis == Dimension::Rows ? concealedRows : concealedCols;
+    }
     int& rawCountOf(Dimension axis) { return axis == Dimension::Rows ? rawRows : rawCols; }
     int rawCountOf(Dimension axis) const { return axis == Dimension::Rows ? rawRows : rawCols; }
     int modelCountOf(Dimension axis) const;
@@ -212,8 +222,8 @@ private:
     bool linesBlank(Dimension axis, int line, const std::vector<int>& across) const;
     std::vector<int> emptyLines(Dimension axis, int index, GetRowColMaskType maskType,
                                 const std::vector<int>& mask) const;
-    std::vector<int> emptyLinesIn(Dimension axis, int index, RangeIndexType indexType, GetRowColMaskType maskType,
-                                  const std::vector<int>& mask) const;
+    std::vector<int> emptyLinesIn(Dimension axis, int index, RangeIndexType indexType,
+                                  GetRowColMaskType maskType, const std::vector<int>& mask) const;
 
     void emitTableSizeChanged();
     void keepContainerSize();

@@ -21,14 +21,12 @@ Q_DECLARE_METATYPE(Concealed)
 namespace {
 
 // A table of `rows` raw rows, one column, the last cell set so that the size is real.
-void makeRows(TableData& table, int rows)
-{
+void makeRows(TableData& table, int rows) {
     QVERIFY(table.setValueRaw(rows - 1, 0, QStringLiteral("last"), true));
     QCOMPARE(table.numRawRows(true), rows);
 }
 
-Concealed randomSet(std::mt19937& rng, int size, int count)
-{
+Concealed randomSet(std::mt19937& rng, int size, int count) {
     std::vector<int> all(static_cast<size_t>(size));
     for (int i = 0; i < size; ++i)
         all[static_cast<size_t>(i)] = i;
@@ -40,8 +38,8 @@ Concealed randomSet(std::mt19937& rng, int size, int count)
 
 // Checks both directions of the mapping of one axis against a plain list of the visible rows.
 // `rowsAxis` says whether the user's rows or columns carry the concealed set.
-void checkMappingAgainstBruteForce(const TableData& table, const Concealed& concealed, int rows, bool rowsAxis)
-{
+void checkMappingAgainstBruteForce(const TableData& table, const Concealed& concealed, int rows,
+                                   bool rowsAxis) {
     auto rawFromModel = [&](int m) {
         return rowsAxis ? table.getRawFromModelRow(m) : table.getRawFromModelCol(m);
     };
@@ -78,10 +76,11 @@ void checkMappingAgainstBruteForce(const TableData& table, const Concealed& conc
     for (int r = rows - 1; r >= 0; --r) {
         int expected = -1;
         if (!isConcealed[static_cast<size_t>(r)]) {
-            expected = static_cast<int>(std::lower_bound(visible.begin(), visible.end(), r) - visible.begin());
+            expected =
+                static_cast<int>(std::lower_bound(visible.begin(), visible.end(), r) - visible.begin());
             nextVisibleModel = expected;
         }
-        const int expectedNearest = expected >= 0 ? expected
+        const int expectedNearest = expected >= 0           ? expected
                                     : nextVisibleModel >= 0 ? nextVisibleModel
                                                             : std::max(0, numModel - 1);
         if (modelFromRaw(r, false) != expected || modelFromRaw(r, true) != expectedNearest)
@@ -100,8 +99,7 @@ struct RefRow {
     bool concealed = false;
 };
 
-void checkAgainstReference(const TableData& table, const std::vector<RefRow>& reference)
-{
+void checkAgainstReference(const TableData& table, const std::vector<RefRow>& reference) {
     QCOMPARE(table.numRawRows(), static_cast<int>(reference.size()));
     int numConcealed = 0;
     for (int r = 0; r < static_cast<int>(reference.size()); ++r) {
@@ -118,8 +116,7 @@ void checkAgainstReference(const TableData& table, const std::vector<RefRow>& re
     QCOMPARE(table.numConcealedRows(), numConcealed);
 }
 
-std::vector<int> visibleOf(const std::vector<RefRow>& reference)
-{
+std::vector<int> visibleOf(const std::vector<RefRow>& reference) {
     std::vector<int> visible;
     for (int r = 0; r < static_cast<int>(reference.size()); ++r) {
         if (!reference[static_cast<size_t>(r)].concealed)
@@ -128,8 +125,7 @@ std::vector<int> visibleOf(const std::vector<RefRow>& reference)
     return visible;
 }
 
-QString writeFile(const QTemporaryDir& dir, const QString& name, const QByteArray& content)
-{
+QString writeFile(const QTemporaryDir& dir, const QString& name, const QByteArray& content) {
     const QString path = dir.filePath(name);
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
@@ -138,8 +134,7 @@ QString writeFile(const QTemporaryDir& dir, const QString& name, const QByteArra
 }
 
 // A file past the progress threshold: rows of "number,word,word".
-QString writeBigFile(const QTemporaryDir& dir, int& rows)
-{
+QString writeBigFile(const QTemporaryDir& dir, int& rows) {
     QByteArray content;
     const qint64 target = AbstractDataContainer::kProgressThreshold + 1024 * 1024;
     content.reserve(static_cast<qsizetype>(target) + 64);
@@ -201,10 +196,11 @@ private slots:
     void delimitersFromText();
 };
 
-void TestTableData::initTestCase() { QStandardPaths::setTestModeEnabled(true); }
+void TestTableData::initTestCase() {
+    QStandardPaths::setTestModeEnabled(true);
+}
 
-void TestTableData::mappingAgainstBruteForce_data()
-{
+void TestTableData::mappingAgainstBruteForce_data() {
     QTest::addColumn<int>("rows");
     QTest::addColumn<Concealed>("concealed");
 
@@ -244,8 +240,7 @@ void TestTableData::mappingAgainstBruteForce_data()
     QTest::newRow("10^5 of 3*10^5") << 300000 << randomSet(rng, 300000, 100000);
 }
 
-void TestTableData::mappingAgainstBruteForce()
-{
+void TestTableData::mappingAgainstBruteForce() {
     QFETCH(int, rows);
     QFETCH(Concealed, concealed);
 
@@ -261,8 +256,7 @@ void TestTableData::mappingAgainstBruteForce()
     checkMappingAgainstBruteForce(table, concealed, rows, true);
 }
 
-void TestTableData::transposedTwinsMapTheOtherAxis()
-{
+void TestTableData::transposedTwinsMapTheOtherAxis() {
     std::mt19937 rng(11);
     const int rows = 500;
     const Concealed concealed = randomSet(rng, rows, 120);
@@ -300,8 +294,7 @@ void TestTableData::transposedTwinsMapTheOtherAxis()
     QCOMPARE(table.numConcealedCols(), 120);
 }
 
-void TestTableData::concealAndShowKeepASortedSet()
-{
+void TestTableData::concealAndShowKeepASortedSet() {
     TableData table;
     makeRows(table, 20);
     QSignalSpy sizes(&table, &TableData::tableSizeChangedSignal);
@@ -328,8 +321,7 @@ void TestTableData::concealAndShowKeepASortedSet()
     QCOMPARE(table.getRawFromModelRow(19), 19);
 }
 
-void TestTableData::concealModelRowsMapsBeforeConcealing()
-{
+void TestTableData::concealModelRowsMapsBeforeConcealing() {
     TableData table;
     makeRows(table, 10);
     table.concealRawRows({1, 2});
@@ -343,8 +335,7 @@ void TestTableData::concealModelRowsMapsBeforeConcealing()
     QCOMPARE(stored, (Concealed{0, 1, 2, 3, 4}));
 }
 
-void TestTableData::editsKeepConcealmentOnTheSameData_data()
-{
+void TestTableData::editsKeepConcealmentOnTheSameData_data() {
     QTest::addColumn<bool>("transposed");
     QTest::addColumn<int>("seed");
     QTest::newRow("rows, seed 1") << false << 1;
@@ -356,8 +347,7 @@ void TestTableData::editsKeepConcealmentOnTheSameData_data()
 
 // A random sequence of inserts, removes, moves, duplicates and concealment changes, checked
 // after every step against a plain list of (cell, concealed) per raw row.
-void TestTableData::editsKeepConcealmentOnTheSameData()
-{
+void TestTableData::editsKeepConcealmentOnTheSameData() {
     QFETCH(bool, transposed);
     QFETCH(int, seed);
 
@@ -442,7 +432,8 @@ void TestTableData::editsKeepConcealmentOnTheSameData()
             const int to = pick(0, numModel);
             const int rawTo = to < numModel ? visible[static_cast<size_t>(to)] : n;
             QVERIFY(table.duplicateRow(from, to));
-            const RefRow copy{reference[static_cast<size_t>(visible[static_cast<size_t>(from)])].value, false};
+            const RefRow copy{reference[static_cast<size_t>(visible[static_cast<size_t>(from)])].value,
+                              false};
             reference.insert(reference.begin() + rawTo, copy);
             what = QStringLiteral("duplicate %1 to %2").arg(from).arg(to);
         } else if (op == 8 && n > 0) { // edit a cell inside the table
@@ -459,8 +450,7 @@ void TestTableData::editsKeepConcealmentOnTheSameData()
     }
 }
 
-void TestTableData::removeRowsModelOverConcealedGaps()
-{
+void TestTableData::removeRowsModelOverConcealedGaps() {
     TableData table;
     for (int r = 0; r < 10; ++r)
         table.setValueRaw(r, 0, QString::number(r));
@@ -486,8 +476,7 @@ void TestTableData::removeRowsModelOverConcealedGaps()
     QCOMPARE(table.numModelRows(), 1);
 }
 
-void TestTableData::insertAtRawZeroShiftsConcealed()
-{
+void TestTableData::insertAtRawZeroShiftsConcealed() {
     TableData table;
     makeRows(table, 5);
     table.concealRawRows({1, 2});
@@ -504,8 +493,7 @@ void TestTableData::insertAtRawZeroShiftsConcealed()
     QCOMPARE(sizes.last().at(2).toInt(), 4);
 }
 
-void TestTableData::insertAndRemoveRefuseBadArguments()
-{
+void TestTableData::insertAndRemoveRefuseBadArguments() {
     TableData table;
     makeRows(table, 5);
     QSignalSpy sizes(&table, &TableData::tableSizeChangedSignal);
@@ -527,8 +515,7 @@ void TestTableData::insertAndRemoveRefuseBadArguments()
     QCOMPARE(table.numRawRows(), 7);
 }
 
-void TestTableData::insertRowsRawWithContents()
-{
+void TestTableData::insertRowsRawWithContents() {
     TableData table;
     for (int r = 0; r < 4; ++r)
         table.setValueRaw(r, 0, QString::number(r));
@@ -545,8 +532,7 @@ void TestTableData::insertRowsRawWithContents()
     QVERIFY(!table.insertRowsRaw(0, std::vector<std::vector<std::vector<char>>>{}));
 }
 
-void TestTableData::setValueRawGrowth_data()
-{
+void TestTableData::setValueRawGrowth_data() {
     QTest::addColumn<bool>("transposed");
     QTest::addColumn<int>("row");
     QTest::addColumn<int>("col");
@@ -570,8 +556,7 @@ void TestTableData::setValueRawGrowth_data()
     QTest::newRow("transposed, inside") << true << 0 << 1 << "x" << true << 3 << 2 << 0;
 }
 
-void TestTableData::setValueRawGrowth()
-{
+void TestTableData::setValueRawGrowth() {
     QFETCH(bool, transposed);
     QFETCH(int, row);
     QFETCH(int, col);
@@ -602,8 +587,7 @@ void TestTableData::setValueRawGrowth()
 
 // Rows added at the end exist only as a count in the container; writing into them or copying
 // onto them must not shrink the table to the written row.
-void TestTableData::writesInsideKeepTheContainerSize()
-{
+void TestTableData::writesInsideKeepTheContainerSize() {
     TableData table;
     QVERIFY(table.setValueRaw(0, 0, QStringLiteral("a")));
     QVERIFY(table.insertRowsRaw(1, 9));
@@ -620,8 +604,7 @@ void TestTableData::writesInsideKeepTheContainerSize()
     QCOMPARE(table.getDataContainer()->numRows(), 10);
 }
 
-void TestTableData::setValueModelMapsPastTheEnd()
-{
+void TestTableData::setValueModelMapsPastTheEnd() {
     TableData table;
     makeRows(table, 4);
     table.concealRawRows({1, 3});
@@ -636,8 +619,7 @@ void TestTableData::setValueModelMapsPastTheEnd()
     QVERIFY(table.getValueModel(99, 99).isValid());
 }
 
-void TestTableData::roundTripInEncodings_data()
-{
+void TestTableData::roundTripInEncodings_data() {
     QTest::addColumn<int>("encoding");
     QTest::addColumn<QString>("text");
     QTest::addColumn<QByteArray>("bytes");
@@ -647,18 +629,18 @@ void TestTableData::roundTripInEncodings_data()
     QTest::newRow("ISO 8859-1") << int(ISO_8859_1) << accented << QByteArray("A\xe9");
     QTest::newRow("UTF-16LE") << int(UTF_16LE) << accented << QByteArray("A\0\xe9\0", 4);
     QTest::newRow("UTF-16BE") << int(UTF_16BE) << accented << QByteArray("\0A\0\xe9", 4);
-    QTest::newRow("UTF-16 unknown order, no BOM")
-        << int(UTF_16) << accented << QByteArray("A\0\xe9\0", 4);
+    QTest::newRow("UTF-16 unknown order, no BOM") << int(UTF_16) << accented << QByteArray("A\0\xe9\0", 4);
     QTest::newRow("UTF-32BE") << int(UTF_32BE) << accented << QByteArray("\0\0\0A\0\0\0\xe9", 8);
-    QTest::newRow("Windows-1251") << int(WINDOWS_1251) << QStringLiteral("\u0416\u0438") << QByteArray("\xc6\xe8");
+    QTest::newRow("Windows-1251") << int(WINDOWS_1251) << QStringLiteral("\u0416\u0438")
+                                  << QByteArray("\xc6\xe8");
     QTest::newRow("KOI8-R") << int(KOI8_R) << QStringLiteral("\u0416\u0438") << QByteArray("\xf6\xc9");
-    QTest::newRow("Shift-JIS") << int(SHIFT_JIS) << QStringLiteral("\u65e5\u672c") << QByteArray("\x93\xfa\x96\x7b");
+    QTest::newRow("Shift-JIS") << int(SHIFT_JIS) << QStringLiteral("\u65e5\u672c")
+                               << QByteArray("\x93\xfa\x96\x7b");
     QTest::newRow("GB 18030") << int(GB_18030) << QStringLiteral("\u4e2d") << QByteArray("\xd6\xd0");
     QTest::newRow("ISO 8859-7") << int(ISO_8859_7) << QStringLiteral("\u03a9") << QByteArray("\xd9");
 }
 
-void TestTableData::roundTripInEncodings()
-{
+void TestTableData::roundTripInEncodings() {
     QFETCH(int, encoding);
     QFETCH(QString, text);
     QFETCH(QByteArray, bytes);
@@ -674,8 +656,7 @@ void TestTableData::roundTripInEncodings()
     QVERIFY(table.getValueRaw(0, 1).isValid());
 }
 
-void TestTableData::setEncodingWithAndWithoutReencoding()
-{
+void TestTableData::setEncodingWithAndWithoutReencoding() {
     const QString text = QStringLiteral("Gr\u00fc\u00dfe");
     TableData table;
     QVERIFY(table.setValueRaw(0, 0, text));
@@ -701,8 +682,7 @@ void TestTableData::setEncodingWithAndWithoutReencoding()
     QCOMPARE(table.getCodecName(), QByteArray("ISO 8859-1"));
 }
 
-void TestTableData::nextBlockLocation_data()
-{
+void TestTableData::nextBlockLocation_data() {
     QTest::addColumn<QString>("pattern"); // 'x' populated, '.' empty, along the walked axis
     QTest::addColumn<int>("start");
     QTest::addColumn<int>("direction");
@@ -731,8 +711,7 @@ void TestTableData::nextBlockLocation_data()
     QTest::newRow("up over empties with nothing before") << QStringLiteral("....x") << 3 << up << 0;
 }
 
-void TestTableData::nextBlockLocation()
-{
+void TestTableData::nextBlockLocation() {
     QFETCH(QString, pattern);
     QFETCH(int, start);
     QFETCH(int, direction);
@@ -756,15 +735,15 @@ void TestTableData::nextBlockLocation()
         Direction dir = static_cast<Direction>(direction);
         if (!vertical)
             dir = dir == Direction::Up ? Direction::Left : Direction::Right;
-        const Range from = vertical ? Range(start, 1, RangeIndexType::Raw) : Range(1, start, RangeIndexType::Raw);
+        const Range from =
+            vertical ? Range(start, 1, RangeIndexType::Raw) : Range(1, start, RangeIndexType::Raw);
         const Range to = table.getNextBlockLocation(from, dir);
         QCOMPARE(vertical ? to.row : to.col, expected);
         QCOMPARE(vertical ? to.col : to.row, 1);
     }
 }
 
-void TestTableData::nextBlockLocationSkipsConcealedInModelSpace()
-{
+void TestTableData::nextBlockLocationSkipsConcealedInModelSpace() {
     TableData table;
     for (const int r : {0, 2, 4})
         table.setValueRaw(r, 0, QStringLiteral("v"));
@@ -777,8 +756,7 @@ void TestTableData::nextBlockLocationSkipsConcealedInModelSpace()
     QCOMPARE(to.indexType, RangeIndexType::Model);
 }
 
-void TestTableData::rangesMapAtBothCorners()
-{
+void TestTableData::rangesMapAtBothCorners() {
     TableData table;
     table.setValueRaw(9, 9, QStringLiteral("v"));
     table.concealRawRows({0, 4});
@@ -809,8 +787,7 @@ void TestTableData::rangesMapAtBothCorners()
     QCOMPARE(table.getModelFromRawRange(cell, true).col, 1);
 }
 
-void TestTableData::emptyRowsInModelSpace()
-{
+void TestTableData::emptyRowsInModelSpace() {
     TableData table;
     table.setValueRaw(0, 0, QStringLiteral("a"));
     table.setValueRaw(2, 2, QStringLiteral("c"));
@@ -822,12 +799,12 @@ void TestTableData::emptyRowsInModelSpace()
     // Concealed row 3 is not reported; model rows follow the concealment.
     QCOMPARE(table.getEmptyRows(0, RangeIndexType::Model, MASK_ALL, {}), (std::vector<int>{1}));
     // Only the visible columns 0 and 1 looked at: row 2 counts as empty too.
-    QCOMPARE(table.getEmptyRows(0, RangeIndexType::Model, MASK_ONLY_LISTED, {1, 0}), (std::vector<int>{1, 2}));
+    QCOMPARE(table.getEmptyRows(0, RangeIndexType::Model, MASK_ONLY_LISTED, {1, 0}),
+             (std::vector<int>{1, 2}));
     QCOMPARE(table.getEmptyCols(0, RangeIndexType::Raw, MASK_ALL, {}), (std::vector<int>{}));
 }
 
-void TestTableData::unthreadedLoad()
-{
+void TestTableData::unthreadedLoad() {
     QTemporaryDir dir;
     const QString path = writeFile(dir, QStringLiteral("t.tsv"), "a\tb\tc\n1\t2\n\"x\ty\"\t\t3\n");
     TableData table;
@@ -835,7 +812,8 @@ void TestTableData::unthreadedLoad()
     table.toggleTranspose();
     QSignalSpy finished(&table, &TableData::loadFinishedSignal);
     QSignalSpy sizes(&table, &TableData::tableSizeChangedSignal);
-    table.loadCSV(path, false, TableData::Editable, QStringLiteral("\t"), QStringLiteral(";"), UTF_8, RFC_4180);
+    table.loadCSV(path, false, TableData::Editable, QStringLiteral("\t"), QStringLiteral(";"), UTF_8,
+                  RFC_4180);
     QCOMPARE(finished.count(), 1);
     QCOMPARE(sizes.count(), 1);
     QVERIFY(!table.isLoading());
@@ -850,8 +828,7 @@ void TestTableData::unthreadedLoad()
     QCOMPARE(table.getFilepath(), path);
 }
 
-void TestTableData::threadedLoadReportsProgress()
-{
+void TestTableData::threadedLoadReportsProgress() {
     QTemporaryDir dir;
     int rows = 0;
     const QString path = writeBigFile(dir, rows);
@@ -889,8 +866,7 @@ void TestTableData::threadedLoadReportsProgress()
     QVERIFY(table.setValueRaw(0, 0, QStringLiteral("edited")));
 }
 
-void TestTableData::cancelEndsTheLoad()
-{
+void TestTableData::cancelEndsTheLoad() {
     QTemporaryDir dir;
     int rows = 0;
     const QString path = writeBigFile(dir, rows);
@@ -908,14 +884,14 @@ void TestTableData::cancelEndsTheLoad()
     QCOMPARE(table.numRawRows(), 0);
 }
 
-void TestTableData::failedThreadedLoadIsReported()
-{
+void TestTableData::failedThreadedLoadIsReported() {
     QTemporaryDir dir;
     const QString missing = dir.filePath(QStringLiteral("missing.csv"));
     TableData table;
     QSignalSpy failed(&table, &TableData::loadFailedSignal);
     QSignalSpy finished(&table, &TableData::loadFinishedSignal);
-    table.loadCSV(missing, true, TableData::Editable, QStringLiteral(","), QStringLiteral(","), UTF_8, RFC_4180);
+    table.loadCSV(missing, true, TableData::Editable, QStringLiteral(","), QStringLiteral(","), UTF_8,
+                  RFC_4180);
     QVERIFY(failed.wait(5000));
     QCOMPARE(failed.first().at(0).toString(), missing);
     QCOMPARE(finished.count(), 0);
@@ -924,33 +900,36 @@ void TestTableData::failedThreadedLoadIsReported()
     QVERIFY(!table.isLoading());
     QCOMPARE(table.numRawRows(), 0);
 
-    table.loadCSV(missing, false, TableData::Editable, QStringLiteral(","), QStringLiteral(","), UTF_8, RFC_4180);
+    table.loadCSV(missing, false, TableData::Editable, QStringLiteral(","), QStringLiteral(","), UTF_8,
+                  RFC_4180);
     QCOMPARE(failed.count(), 2);
     QCOMPARE(finished.count(), 1);
     QVERIFY(!table.isLoading());
 }
 
-void TestTableData::staleFinishIsIgnored()
-{
+void TestTableData::staleFinishIsIgnored() {
     QTemporaryDir dir;
     const QString first = writeFile(dir, QStringLiteral("a.csv"), "1,2\n3,4\n5,6\n7,8\n");
     const QString second = writeFile(dir, QStringLiteral("b.csv"), "x\n");
     TableData table;
     QSignalSpy finished(&table, &TableData::loadFinishedSignal);
-    table.loadCSV(first, true, TableData::Editable, QStringLiteral(","), QStringLiteral(","), UTF_8, RFC_4180);
+    table.loadCSV(first, true, TableData::Editable, QStringLiteral(","), QStringLiteral(","), UTF_8,
+                  RFC_4180);
 
     // Let the first container finish without running the event loop, so its finish waits
     // in the queue while the second file replaces it.
     std::atomic<bool> done = false;
-    connect(table.getDataContainer(), &AbstractDataContainer::loadFinishedSignal, table.getDataContainer(),
-            [&done] { done = true; }, Qt::DirectConnection);
+    connect(
+        table.getDataContainer(), &AbstractDataContainer::loadFinishedSignal, table.getDataContainer(),
+        [&done] { done = true; }, Qt::DirectConnection);
     QElapsedTimer timer;
     timer.start();
     while (!done && timer.elapsed() < 10000)
         QThread::msleep(1);
     QVERIFY(done);
 
-    table.loadCSV(second, false, TableData::Editable, QStringLiteral(","), QStringLiteral(","), UTF_8, RFC_4180);
+    table.loadCSV(second, false, TableData::Editable, QStringLiteral(","), QStringLiteral(","), UTF_8,
+                  RFC_4180);
     QCOMPARE(finished.count(), 1);
     QCOMPARE(table.numRawRows(), 1);
     QTest::qWait(50);
@@ -960,8 +939,7 @@ void TestTableData::staleFinishIsIgnored()
     QCOMPARE(table.getValueRaw(0, 0).toString(), QStringLiteral("x"));
 }
 
-void TestTableData::reloadWhileLoadingReplacesTheTable()
-{
+void TestTableData::reloadWhileLoadingReplacesTheTable() {
     QTemporaryDir dir;
     int rows = 0;
     const QString big = writeBigFile(dir, rows);
@@ -969,7 +947,8 @@ void TestTableData::reloadWhileLoadingReplacesTheTable()
     TableData table;
     QSignalSpy finished(&table, &TableData::loadFinishedSignal);
     table.loadCSV(big, true, TableData::Editable, QStringLiteral(","), QStringLiteral(","), UTF_8, RFC_4180);
-    table.loadCSV(small, true, TableData::Editable, QStringLiteral(","), QStringLiteral(","), UTF_8, RFC_4180);
+    table.loadCSV(small, true, TableData::Editable, QStringLiteral(","), QStringLiteral(","), UTF_8,
+                  RFC_4180);
     QVERIFY(finished.wait(10000));
     QTest::qWait(50);
     QCOMPARE(finished.count(), 1);
@@ -977,12 +956,12 @@ void TestTableData::reloadWhileLoadingReplacesTheTable()
     QCOMPARE(table.getValueRaw(0, 1).toString(), QStringLiteral("q"));
 }
 
-void TestTableData::setDataContainerTypeReloads()
-{
+void TestTableData::setDataContainerTypeReloads() {
     QTemporaryDir dir;
     const QString path = writeFile(dir, QStringLiteral("r.csv"), "1;2\n3;4\n");
     TableData table;
-    table.loadCSV(path, false, TableData::Editable, QStringLiteral(";"), QStringLiteral(";"), UTF_8, RFC_4180);
+    table.loadCSV(path, false, TableData::Editable, QStringLiteral(";"), QStringLiteral(";"), UTF_8,
+                  RFC_4180);
     QVERIFY(table.setValueRaw(0, 0, QStringLiteral("unsaved")));
     QSignalSpy finished(&table, &TableData::loadFinishedSignal);
     table.setDataContainerType(TableData::Editable); // same type: nothing happens
@@ -1003,13 +982,13 @@ void TestTableData::setDataContainerTypeReloads()
     QCOMPARE(table.numRawRows(), 2);
 }
 
-void TestTableData::saveVisibleOnlySkipsConcealed()
-{
+void TestTableData::saveVisibleOnlySkipsConcealed() {
     QTemporaryDir dir;
     const QString path = writeFile(dir, QStringLiteral("s.csv"), "a,b,c\nd,e,f\ng,h,i\n");
     const QString copy = dir.filePath(QStringLiteral("copy.csv"));
     TableData table;
-    table.loadCSV(path, false, TableData::Editable, QStringLiteral(","), QStringLiteral(","), UTF_8, RFC_4180);
+    table.loadCSV(path, false, TableData::Editable, QStringLiteral(","), QStringLiteral(","), UTF_8,
+                  RFC_4180);
     table.concealRawRows({1});
     table.concealRawCols({0});
     QSignalSpy startedSpy(&table, &TableData::saveStartedSignal);
@@ -1037,8 +1016,7 @@ void TestTableData::saveVisibleOnlySkipsConcealed()
     QCOMPARE(saved.readAll(), QByteArray("b,e,h\nc,f,i\n"));
 }
 
-void TestTableData::wordDelimiters()
-{
+void TestTableData::wordDelimiters() {
     TableData table;
     for (const QChar c : QStringLiteral("`~!@#$%^&*()+=[]{}\\|;:'\",./?<> \t\n"))
         QVERIFY2(table.isWordDelimiter(c), qPrintable(QString(c)));
@@ -1050,8 +1028,7 @@ void TestTableData::wordDelimiters()
     QVERIFY(!table.isWordDelimiter(QLatin1Char(',')));
 }
 
-void TestTableData::delimitersFromText_data()
-{
+void TestTableData::delimitersFromText_data() {
     QTest::addColumn<QString>("text");
     QTest::addColumn<int>("expected");
     QTest::newRow("comma") << "," << int(',');
@@ -1062,8 +1039,7 @@ void TestTableData::delimitersFromText_data()
     QTest::newRow("beyond Latin-1") << "\u2014" << 0;
 }
 
-void TestTableData::delimitersFromText()
-{
+void TestTableData::delimitersFromText() {
     QFETCH(QString, text);
     QFETCH(int, expected);
     TableData table;

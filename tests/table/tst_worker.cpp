@@ -28,8 +28,7 @@ public:
     std::atomic<int> reports = 0;
     std::atomic<bool> stoppedByCancel = false;
 
-    void run()
-    {
+    void run() {
         initiateProgressUpdate();
         for (int i = 0; i < 100000000; ++i) {
             if ((i & 0xFFF) == 0) {
@@ -67,8 +66,7 @@ private slots:
     void workerTakesRangeFromBoundaries();
 };
 
-void TestWorker::updateProgressScales_data()
-{
+void TestWorker::updateProgressScales_data() {
     QTest::addColumn<int>("min");
     QTest::addColumn<int>("max");
     QTest::addColumn<float>("fraction");
@@ -83,8 +81,7 @@ void TestWorker::updateProgressScales_data()
     QTest::newRow("empty range") << 30 << 30 << 0.9f << 0.3f;
 }
 
-void TestWorker::updateProgressScales()
-{
+void TestWorker::updateProgressScales() {
     QFETCH(int, min);
     QFETCH(int, max);
     QFETCH(float, fraction);
@@ -98,8 +95,7 @@ void TestWorker::updateProgressScales()
     QVERIFY(qAbs(spy.at(0).at(0).toFloat() - expected) < 1e-6f);
 }
 
-void TestWorker::canceledWorkerStopsReporting()
-{
+void TestWorker::canceledWorkerStopsReporting() {
     auto flag = std::make_shared<bool>(false);
     auto mutex = std::make_shared<QMutex>();
     Worker worker(flag, mutex);
@@ -111,16 +107,14 @@ void TestWorker::canceledWorkerStopsReporting()
     QCOMPARE(spy.count(), 1);
 }
 
-void TestWorker::cancelFlagNeedsBothPointers()
-{
+void TestWorker::cancelFlagNeedsBothPointers() {
     auto flag = std::make_shared<bool>(true);
     QVERIFY(!Worker(flag, nullptr).isCanceled());
     QVERIFY(!Worker(nullptr, std::make_shared<QMutex>()).isCanceled());
     QVERIFY(Worker(flag, std::make_shared<QMutex>()).isCanceled());
 }
 
-void TestWorker::setCancelPointersReplacesBoth()
-{
+void TestWorker::setCancelPointersReplacesBoth() {
     auto oldFlag = std::make_shared<bool>(false);
     auto newFlag = std::make_shared<bool>(true);
     Worker worker(oldFlag, std::make_shared<QMutex>());
@@ -132,8 +126,7 @@ void TestWorker::setCancelPointersReplacesBoth()
     QVERIFY(!worker.isCanceled());
 }
 
-void TestWorker::readyForUpdateAt101Ms_data()
-{
+void TestWorker::readyForUpdateAt101Ms_data() {
     QTest::addColumn<qint64>("elapsed");
     QTest::addColumn<bool>("ready");
     QTest::newRow("just reported") << qint64(0) << false;
@@ -142,8 +135,7 @@ void TestWorker::readyForUpdateAt101Ms_data()
     QTest::newRow("much later") << qint64(5000) << true;
 }
 
-void TestWorker::readyForUpdateAt101Ms()
-{
+void TestWorker::readyForUpdateAt101Ms() {
     QFETCH(qint64, elapsed);
     QFETCH(bool, ready);
     ClockedWorker worker;
@@ -151,8 +143,7 @@ void TestWorker::readyForUpdateAt101Ms()
     QCOMPARE(worker.readyForUpdate(), ready);
 }
 
-void TestWorker::realTimerPacesReports()
-{
+void TestWorker::realTimerPacesReports() {
     Worker worker;
     QVERIFY(worker.readyForUpdate()); // never reported: due at once
     worker.initiateProgressUpdate();
@@ -163,8 +154,7 @@ void TestWorker::realTimerPacesReports()
     QVERIFY(!worker.readyForUpdate());
 }
 
-void TestWorker::cancelFromAnotherThreadStopsTheLoop()
-{
+void TestWorker::cancelFromAnotherThreadStopsTheLoop() {
     auto flag = std::make_shared<bool>(false);
     auto mutex = std::make_shared<QMutex>();
     LoopWorker worker(flag, mutex);
@@ -179,8 +169,7 @@ void TestWorker::cancelFromAnotherThreadStopsTheLoop()
     QVERIFY(worker.stoppedByCancel);
 }
 
-void TestWorker::subWorkerProgressLandsInParentRange()
-{
+void TestWorker::subWorkerProgressLandsInParentRange() {
     Worker parent;
     Worker child;
     parent.setProgressMinMax(50, 100);
@@ -195,8 +184,7 @@ void TestWorker::subWorkerProgressLandsInParentRange()
     QVERIFY(qAbs(spy.at(0).at(0).toFloat() - 0.75f) < 1e-6f);
 }
 
-void TestWorker::listeningIsUniqueAndUndone()
-{
+void TestWorker::listeningIsUniqueAndUndone() {
     Worker parent;
     Worker first;
     Worker second;
@@ -223,8 +211,7 @@ void TestWorker::listeningIsUniqueAndUndone()
     QCOMPARE(spy.count(), 2);
 }
 
-void TestWorker::listeningIgnoresObjectsWithoutTheSignal()
-{
+void TestWorker::listeningIgnoresObjectsWithoutTheSignal() {
     Worker parent;
     QObject plain;
     parent.listenToProgressUpdates(true, &plain);
@@ -233,8 +220,7 @@ void TestWorker::listeningIgnoresObjectsWithoutTheSignal()
     QCOMPARE(parent.numListenedTo(), 0);
 }
 
-void TestWorker::boundariesWalkThePhases()
-{
+void TestWorker::boundariesWalkThePhases() {
     ProgressBoundaries boundaries({20, 70, 90});
     const int expected[][2] = {{0, 20}, {20, 70}, {70, 90}, {0, 100}, {0, 100}};
     for (const auto& range : expected) {
@@ -247,8 +233,7 @@ void TestWorker::boundariesWalkThePhases()
     QCOMPARE(none.getCurrentMax(), 100);
 }
 
-void TestWorker::boundariesNarrowInsideAPhase_data()
-{
+void TestWorker::boundariesNarrowInsideAPhase_data() {
     QTest::addColumn<int>("phase");
     QTest::addColumn<int>("current");
     QTest::addColumn<int>("max");
@@ -264,8 +249,7 @@ void TestWorker::boundariesNarrowInsideAPhase_data()
     QTest::newRow("no items restores phase") << 1 << 0 << 0 << 20 << 70;
 }
 
-void TestWorker::boundariesNarrowInsideAPhase()
-{
+void TestWorker::boundariesNarrowInsideAPhase() {
     QFETCH(int, phase);
     QFETCH(int, current);
     QFETCH(int, max);
@@ -281,8 +265,7 @@ void TestWorker::boundariesNarrowInsideAPhase()
     QCOMPARE(boundaries.getCurrentMax(), expectedMax);
 }
 
-void TestWorker::workerTakesRangeFromBoundaries()
-{
+void TestWorker::workerTakesRangeFromBoundaries() {
     ProgressBoundaries boundaries({40, 100});
     boundaries.incrementIndex();
     Worker worker;

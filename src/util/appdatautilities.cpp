@@ -8,7 +8,9 @@
 namespace Utilities {
 
 QString getAppDataLocation() {
-    return QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
+    // "Orvane.ini" is located before the application name is set, while Qt still names the
+    // program after its executable; the folder is named here so that both land in one place.
+    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QStringLiteral("/Orvane");
 }
 
 bool handleAppDataInRedundantFolders() {

@@ -5,7 +5,8 @@
 // The per-user data folder and its upkeep.
 namespace Utilities {
 
-// QStandardPaths' writable AppDataLocation; depends on the application name at the time of call.
+// The per-user data folder: "Orvane" in the writable generic data location, whatever the
+// application name is at the time of the call.
 QString getAppDataLocation();
 
 // Earlier versions kept their files one level too deep, in an "Orvane" subfolder of the data

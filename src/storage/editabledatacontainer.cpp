@@ -1061,6 +1061,8 @@ namespace {
 // Whether a cell needs quotes under a standard, tested byte by byte with memchr.
 bool needsQuotes(const std::vector<char>& cell, ParsingStandard standard, char saveDelimiter)
 {
+    if (cell.empty())
+        return standard == ALL_QUOTES;
     auto has = [&cell](char c) { return std::memchr(cell.data(), c, cell.size()) != nullptr; };
     switch (standard) {
     case RFC_4180:

@@ -44,6 +44,18 @@ public:
     bool loadCSVMultiByte() override;
     bool loadCSVNoDelimiterMultiByte() override;
 
+    bool saveCSV(bool fromUser, bool transposed, const std::vector<int>& rowsToSkip,
+                 const std::vector<int>& colsToSkip) override;
+    using AbstractDataContainer::saveCSV;
+    void getRowCSVString(std::vector<char>& out, int row, GetRowColMaskType maskType,
+                         const std::vector<int>& mask) override;
+    void getRowCSVStringMultiByte(std::vector<char>& out, int row, GetRowColMaskType maskType,
+                                  const std::vector<int>& mask) override;
+    void getColCSVString(std::vector<char>& out, int col, GetRowColMaskType maskType,
+                         const std::vector<int>& mask) override;
+    void getColCSVStringMultiByte(std::vector<char>& out, int col, GetRowColMaskType maskType,
+                                  const std::vector<int>& mask) override;
+
     // Number of rows physically stored (for the writer and tests; never above numRows()
     // except right after setValue grew the table).
     int numRowsPhysical() const { return static_cast<int>(rows.size()); }
@@ -57,6 +69,21 @@ public:
     static void setPieceSizeForTesting(qint64 size);
 
 private:
+    // The parsers and the row builder they share live in the implementation file.
+    struct RowSink;
+    struct ByteMachine;
+    template <int BytesPerUnit>
+    struct UnitMachine;
+    template <class Machine>
+    bool runLoad(Machine& machine);
+
+    // Cells of one line of the saved file: the row's cells, or the column's cells down the rows.
+    void buildLine(std::vector<char>& out, int index, bool column, GetRowColMaskType maskType,
+                   const std::vector<int>& mask);
+    void buildLineMultiByte(std::vector<char>& out, int index, bool column, GetRowColMaskType maskType,
+                            const std::vector<int>& mask);
+    const std::vector<char>* storedCell(int row, int col) const;
+
     std::vector<std::vector<std::vector<char>>> rows;
     qint64 fileSize = 0;
     int numRowsLogical = 0;

@@ -1,0 +1,1350 @@
+#include "storage/editabledatacontainer.h"
+
+#include <QFile>
+#include <QSaveFile>
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <memory>
+
+namespace {
+
+std::atomic<qint64> s_pieceSizeForTesting{0};
+
+// Class of a byte (or unit) as the reader sees it. A quote only counts at a cell's start and
+// inside quotes; in a plain cell it is an ordinary byte.
+enum ByteClass : unsigned char {
+    Ordinary = 0,
+    Delimiter = 1,
+    Terminator = 2, // LF or record separator
+    CarriageReturn = 3,
+    QuoteChar = 4,
+};
+
+enum class ParseState : unsigned char {
+    RowStart,   // a row has ended (or none has started); the next character opens a row
+    CellStart,  // a delimiter has ended a cell; the next character opens a cell
+    PlainCell,  // inside an unquoted cell
+    QuotedCell, // inside quotes
+    AfterQuote, // just behind a quote that may close the cell
+};
+
+bool contains(const std::vector<int>& sortedList, int value)
+{
+    return std::binary_search(sortedList.begin(), sortedList.end(), value);
+}
+
+} // namespace
+
+// --- Row building, shared by every parser --------------------------------------------------
+// Cells arrive in reading order, so a row is only ever appended to. An empty cell is not
+// stored unless a later cell of the row needs the place: memory follows content.
+struct EditableDataContainer::RowSink {
+    EditableDataContainer& c;
+    std::vector<std::vector<char>>* current = nullptr;
+    bool rowOpen = false;
+    size_t widthHint = 0;
+
+    explicit RowSink(EditableDataContainer& container) : c(container) {}
+
+    void openRow()
+    {
+        c.rows.emplace_back();
+        current = &c.rows.back();
+        current->reserve(widthHint);
+        rowOpen = true;
+        c.numRowsLogical = static_cast<int>(c.rows.size());
+    }
+
+    void store(int col, const char* data, size_t length)
+    {
+        if (!rowOpen)
+            openRow();
+        if (col >= c.numColsLogical)
+            c.numColsLogical = col + 1;
+        if (length == 0)
+            return;
+        if (current->size() < static_cast<size_t>(col))
+            current->resize(static_cast<size_t>(col));
+        current->emplace_back(data, data + length);
+    }
+
+    void endRow()
+    {
+        if (rowOpen)
+            widthHint = current->size();
+        rowOpen = false;
+    }
+};
+
+// --- The single-byte machine ---------------------------------------------------------------
+// One table lookup per byte; runs of ordinary bytes are skipped in a tight loop and stored
+// straight from the read buffer when the cell doesn't cross a piece boundary.
+struct EditableDataContainer::ByteMachine {
+    RowSink sink;
+    EditableDataContainer& c;
+    unsigned char cellStartClass[256] = {}; // class of a cell's first byte
+    bool endsPlain[256] = {};               // delimiter or terminator: ends a plain cell
+    ParseState state = ParseState::RowStart;
+    bool skipLineFeed = false; // a CR ended the row; a LF right behind it belongs to it
+    int row = -1;
+    int col = -1;
+    std::vector<char> cell; // the cell under construction when it crosses pieces or is quoted
+
+    ByteMachine(EditableDataContainer& container, bool withDelimiter, bool honourQuotes)
+        : sink(container), c(container)
+    {
+        cellStartClass[static_cast<unsigned char>(KeyChars::LF)] = Terminator;
+        cellStartClass[static_cast<unsigned char>(KeyChars::RecordSeparator)] = Terminator;
+        cellStartClass[static_cast<unsigned char>(KeyChars::CR)] = CarriageReturn;
+        if (withDelimiter && honourQuotes)
+            cellStartClass[static_cast<unsigned char>(KeyChars::Quote)] = QuoteChar;
+        // The delimiter wins over every other meaning of its byte.
+        if (withDelimiter)
+            cellStartClass[static_cast<unsigned char>(container.delimiter)] = Delimiter;
+        for (int b = 0; b < 256; ++b)
+            endsPlain[b] = cellStartClass[b] == Delimiter || cellStartClass[b] == Terminator ||
+                           cellStartClass[b] == CarriageReturn;
+        cell.reserve(256);
+    }
+
+    void endRowBy(unsigned char cls)
+    {
+        sink.endRow();
+        state = ParseState::RowStart;
+        skipLineFeed = cls == CarriageReturn;
+    }
+
+    // Quotes stripped at both ends, doubled quotes undone, in place.
+    void storeQuoted()
+    {
+        size_t w = 0;
+        const size_t last = cell.size() - 1;
+        for (size_t r = 1; r < last; ++r) {
+            cell[w++] = cell[r];
+            if (cell[r] == KeyChars::Quote && r + 1 < last && cell[r + 1] == KeyChars::Quote)
+                ++r;
+        }
+        sink.store(col, cell.data(), w);
+    }
+
+    // Returns false when the load was cancelled at a row start.
+    bool feed(const char* data, qint64 length, qint64 position)
+    {
+        const char* p = data;
+        const char* const end = data + length;
+        while (p < end) {
+            switch (state) {
+            case ParseState::RowStart:
+                if (skipLineFeed) {
+                    skipLineFeed = false;
+                    if (*p == KeyChars::LF) {
+                        ++p;
+                        continue;
+                    }
+                }
+                ++row;
+                col = -1;
+                if (c.loadCanceled.load(std::memory_order_relaxed))
+                    return false;
+                if (c.fileSize >= kProgressThreshold)
+                    c.reportProgressIfDue(position + (p - data), c.fileSize, 1);
+                [[fallthrough]];
+            case ParseState::CellStart: {
+                ++col;
+                const unsigned char cls = cellStartClass[static_cast<unsigned char>(*p)];
+                if (cls == Delimiter) {
+                    sink.store(col, p, 0);
+                    state = ParseState::CellStart;
+                    ++p;
+                    continue;
+                }
+                if (cls == Terminator || cls == CarriageReturn) {
+                    sink.store(col, p, 0);
+                    endRowBy(cls);
+                    ++p;
+                    continue;
+                }
+                if (cls == QuoteChar) {
+                    cell.assign(1, KeyChars::Quote);
+                    state = ParseState::QuotedCell;
+                    ++p;
+                    continue;
+                }
+                const char* start = p++;
+                while (p < end && !endsPlain[static_cast<unsigned char>(*p)])
+                    ++p;
+                if (p == end) {
+                    cell.assign(start, end);
+                    state = ParseState::PlainCell;
+                    continue;
+                }
+                sink.store(col, start, static_cast<size_t>(p - start));
+                const unsigned char endCls = cellStartClass[static_cast<unsigned char>(*p)];
+                if (endCls == Delimiter)
+                    state = ParseState::CellStart;
+                else
+                    endRowBy(endCls);
+                ++p;
+                continue;
+            }
+            case ParseState::PlainCell: {
+                const char* start = p;
+                while (p < end && !endsPlain[static_cast<unsigned char>(*p)])
+                    ++p;
+                cell.insert(cell.end(), start, p);
+                if (p == end)
+                    continue;
+                sink.store(col, cell.data(), cell.size());
+                const unsigned char endCls = cellStartClass[static_cast<unsigned char>(*p)];
+                if (endCls == Delimiter)
+                    state = ParseState::CellStart;
+                else
+                    endRowBy(endCls);
+                ++p;
+                continue;
+            }
+            case ParseState::QuotedCell: {
+                const void* q = std::memchr(p, KeyChars::Quote, static_cast<size_t>(end - p));
+                if (!q) {
+                    cell.insert(cell.end(), p, end);
+                    p = end;
+                    continue;
+                }
+                const char* quote = static_cast<const char*>(q);
+                cell.insert(cell.end(), p, quote + 1);
+                p = quote + 1;
+                state = ParseState::AfterQuote;
+                continue;
+            }
+            case ParseState::AfterQuote: {
+                const unsigned char cls = cellStartClass[static_cast<unsigned char>(*p)];
+                if (cls == Delimiter) {
+                    storeQuoted();
+                    state = ParseState::CellStart;
+                } else if (cls == Terminator || cls == CarriageReturn) {
+                    storeQuoted();
+                    endRowBy(cls);
+                } else {
+                    // A second quote reopens the quotes; anything else is text behind a closing
+                    // quote, and the cell goes on as a plain one with its quotes as they stand.
+                    cell.push_back(*p);
+                    state = cls == QuoteChar ? ParseState::QuotedCell : ParseState::PlainCell;
+                }
+                ++p;
+                continue;
+            }
+            }
+        }
+        return true;
+    }
+
+    void finish()
+    {
+        switch (state) {
+        case ParseState::RowStart:
+            break; // a final line ending makes no row
+        case ParseState::CellStart:
+            sink.store(col + 1, nullptr, 0); // a trailing delimiter still counts a column
+            break;
+        case ParseState::PlainCell:
+            sink.store(col, cell.data(), cell.size());
+            break;
+        case ParseState::QuotedCell: {
+            // Never closed: the cell keeps its opening quote; a delimiter or line ending as the
+            // very last byte of the file isn't part of it.
+            const unsigned char lastCls = cellStartClass[static_cast<unsigned char>(cell.back())];
+            if (cell.size() > 1 && (lastCls == Delimiter || lastCls == Terminator || lastCls == CarriageReturn))
+                cell.pop_back();
+            sink.store(col, cell.data(), cell.size());
+            break;
+        }
+        case ParseState::AfterQuote:
+            storeQuoted();
+            break;
+        }
+    }
+};
+
+// --- The multi-byte machine ------------------------------------------------------------------
+// The same machine over units of 2 or 4 bytes; a unit is compared with the key sequences as
+// one integer, which is the byte comparison done at once.
+template <int BytesPerUnit>
+struct EditableDataContainer::UnitMachine {
+    using Unit = std::conditional_t<BytesPerUnit == 2, quint16, quint32>;
+
+    RowSink sink;
+    EditableDataContainer& c;
+    bool withDelimiter;
+    bool honourQuotes;
+    Unit delimiterUnit = 0;
+    Unit crUnit = 0;
+    Unit lfUnit = 0;
+    Unit rsUnit = 0;
+    Unit quoteUnit = 0;
+    ParseState state = ParseState::RowStart;
+    bool skipLineFeed = false;
+    int row = -1;
+    int col = -1;
+    std::vector<char> cell;
+
+    static Unit unitOf(const std::vector<char>& bytes)
+    {
+        Unit u = 0;
+        if (bytes.size() == BytesPerUnit)
+            std::memcpy(&u, bytes.data(), BytesPerUnit);
+        return u;
+    }
+    static Unit load(const char* p)
+    {
+        Unit u;
+        std::memcpy(&u, p, BytesPerUnit);
+        return u;
+    }
+
+    UnitMachine(EditableDataContainer& container, bool delimited, bool quotes)
+        : sink(container), c(container), withDelimiter(delimited), honourQuotes(delimited && quotes)
+    {
+        const KeyCharVecs keys = container.setKeyCharVecs();
+        delimiterUnit = unitOf(keys.delimiter);
+        crUnit = unitOf(keys.cr);
+        lfUnit = unitOf(keys.lf);
+        rsUnit = unitOf(keys.recordSeparator);
+        quoteUnit = unitOf(keys.quote);
+        cell.reserve(256);
+    }
+
+    unsigned char classify(Unit u) const
+    {
+        if (withDelimiter && u == delimiterUnit)
+            return Delimiter;
+        if (u == lfUnit || u == rsUnit)
+            return Terminator;
+        if (u == crUnit)
+            return CarriageReturn;
+        if (honourQuotes && u == quoteUnit)
+            return QuoteChar;
+        return Ordinary;
+    }
+    bool endsPlain(Unit u) const
+    {
+        return (withDelimiter && u == delimiterUnit) || u == lfUnit || u == rsUnit || u == crUnit;
+    }
+
+    void endRowBy(unsigned char cls)
+    {
+        sink.endRow();
+        state = ParseState::RowStart;
+        skipLineFeed = cls == CarriageReturn;
+    }
+
+    void storeQuoted()
+    {
+        // Strip one unit at each end and undo doubled quotes, unit by unit.
+        const size_t units = cell.size() / BytesPerUnit;
+        size_t w = 0;
+        for (size_t r = 1; r + 1 < units; ++r) {
+            const Unit u = load(cell.data() + r * BytesPerUnit);
+            std::memmove(cell.data() + w * BytesPerUnit, cell.data() + r * BytesPerUnit, BytesPerUnit);
+            ++w;
+            if (u == quoteUnit && r + 2 < units && load(cell.data() + (r + 1) * BytesPerUnit) == quoteUnit)
+                ++r;
+        }
+        sink.store(col, cell.data(), w * BytesPerUnit);
+    }
+
+    bool feed(const char* data, qint64 length, qint64 position)
+    {
+        const char* p = data;
+        const char* const end = data + length; // length is a whole number of units
+        while (p < end) {
+            switch (state) {
+            case ParseState::RowStart:
+                if (skipLineFeed) {
+                    skipLineFeed = false;
+                    if (load(p) == lfUnit) {
+                        p += BytesPerUnit;
+                        continue;
+                    }
+                }
+                ++row;
+                col = -1;
+                if (c.loadCanceled.load(std::memory_order_relaxed))
+                    return false;
+                if (c.fileSize >= kProgressThreshold)
+                    c.reportProgressIfDue(position + (p - data) / BytesPerUnit, c.fileSize, BytesPerUnit);
+                [[fallthrough]];
+            case ParseState::CellStart: {
+                ++col;
+                const unsigned char cls = classify(load(p));
+                if (cls == Delimiter) {
+                    sink.store(col, p, 0);
+                    state = ParseState::CellStart;
+                    p += BytesPerUnit;
+                    continue;
+                }
+                if (cls == Terminator || cls == CarriageReturn) {
+                    sink.store(col, p, 0);
+                    endRowBy(cls);
+                    p += BytesPerUnit;
+                    continue;
+                }
+                if (cls == QuoteChar) {
+                    cell.assign(p, p + BytesPerUnit);
+                    state = ParseState::QuotedCell;
+                    p += BytesPerUnit;
+                    continue;
+                }
+                const char* start = p;
+                p += BytesPerUnit;
+                while (p < end && !endsPlain(load(p)))
+                    p += BytesPerUnit;
+                if (p == end) {
+                    cell.assign(start, end);
+                    state = ParseState::PlainCell;
+                    continue;
+                }
+                sink.store(col, start, static_cast<size_t>(p - start));
+                const unsigned char endCls = classify(load(p));
+                if (endCls == Delimiter)
+                    state = ParseState::CellStart;
+                else
+                    endRowBy(endCls);
+                p += BytesPerUnit;
+                continue;
+            }
+            case ParseState::PlainCell: {
+                const char* start = p;
+                while (p < end && !endsPlain(load(p)))
+                    p += BytesPerUnit;
+                cell.insert(cell.end(), start, p);
+                if (p == end)
+                    continue;
+                sink.store(col, cell.data(), cell.size());
+                const unsigned char endCls = classify(load(p));
+                if (endCls == Delimiter)
+                    state = ParseState::CellStart;
+                else
+                    endRowBy(endCls);
+                p += BytesPerUnit;
+                continue;
+            }
+            case ParseState::QuotedCell: {
+                const char* start = p;
+                while (p < end && load(p) != quoteUnit)
+                    p += BytesPerUnit;
+                if (p == end) {
+                    cell.insert(cell.end(), start, end);
+                    continue;
+                }
+                p += BytesPerUnit;
+                cell.insert(cell.end(), start, p);
+                state = ParseState::AfterQuote;
+                continue;
+            }
+            case ParseState::AfterQuote: {
+                const unsigned char cls = classify(load(p));
+                if (cls == Delimiter) {
+                    storeQuoted();
+                    state = ParseState::CellStart;
+                } else if (cls == Terminator || cls == CarriageReturn) {
+                    storeQuoted();
+                    endRowBy(cls);
+                } else {
+                    cell.insert(cell.end(), p, p + BytesPerUnit);
+                    state = cls == QuoteChar ? ParseState::QuotedCell : ParseState::PlainCell;
+                }
+                p += BytesPerUnit;
+                continue;
+            }
+            }
+        }
+        return true;
+    }
+
+    void finish()
+    {
+        switch (state) {
+        case ParseState::RowStart:
+            break;
+        case ParseState::CellStart:
+            sink.store(col + 1, nullptr, 0);
+            break;
+        case ParseState::PlainCell:
+            sink.store(col, cell.data(), cell.size());
+            break;
+        case ParseState::QuotedCell: {
+            if (cell.size() >= 2 * BytesPerUnit) {
+                const unsigned char lastCls = classify(load(cell.data() + cell.size() - BytesPerUnit));
+                if (lastCls == Delimiter || lastCls == Terminator || lastCls == CarriageReturn)
+                    cell.resize(cell.size() - BytesPerUnit);
+            }
+            sink.store(col, cell.data(), cell.size());
+            break;
+        }
+        case ParseState::AfterQuote:
+            storeQuoted();
+            break;
+        }
+    }
+};
+
+// --- Container -------------------------------------------------------------------------------
+
+EditableDataContainer::EditableDataContainer(QObject* parent) : AbstractDataContainer(parent) {}
+
+EditableDataContainer::~EditableDataContainer() = default;
+
+void EditableDataContainer::setPieceSizeForTesting(qint64 size) { s_pieceSizeForTesting = size; }
+
+int EditableDataContainer::numCellsStored(int row) const
+{
+    if (row < 0 || row >= static_cast<int>(rows.size()))
+        return 0;
+    return static_cast<int>(rows[static_cast<size_t>(row)].size());
+}
+
+const std::vector<char>* EditableDataContainer::storedCell(int row, int col) const
+{
+    if (row < 0 || col < 0 || row >= static_cast<int>(rows.size()))
+        return nullptr;
+    const auto& r = rows[static_cast<size_t>(row)];
+    if (col >= static_cast<int>(r.size()))
+        return nullptr;
+    return &r[static_cast<size_t>(col)];
+}
+
+std::vector<char> EditableDataContainer::getValue(int row, int col, bool) const
+{
+    const std::vector<char>* cell = storedCell(row, col);
+    return cell ? *cell : std::vector<char>();
+}
+
+int EditableDataContainer::numColsInRow(int row) const
+{
+    if (row < 0 || row >= static_cast<int>(rows.size()))
+        return 0;
+    const auto& r = rows[static_cast<size_t>(row)];
+    for (int col = static_cast<int>(r.size()) - 1; col >= 0; --col) {
+        if (!r[static_cast<size_t>(col)].empty())
+            return col + 1;
+    }
+    return 0;
+}
+
+bool EditableDataContainer::setValue(const int& row, const int& col, const std::vector<char>& value)
+{
+    if (row < 0 || col < 0)
+        return false;
+    if (row >= static_cast<int>(rows.size())) {
+        rows.resize(static_cast<size_t>(row) + 1);
+        // Deliberately the new physical end, even below a larger logical count: callers that
+        // grow a table call resizeRows next.
+        numRowsLogical = row + 1;
+    }
+    if (col >= numColsLogical)
+        resizeCols(col + 1);
+    auto& r = rows[static_cast<size_t>(row)];
+    if (col >= static_cast<int>(r.size())) {
+        if (value.empty())
+            return true;
+        r.resize(static_cast<size_t>(col) + 1);
+    }
+    r[static_cast<size_t>(col)] = std::vector<char>(value.begin(), value.end());
+    return true;
+}
+
+bool EditableDataContainer::resizeRows(int n)
+{
+    if (n < 0)
+        return false;
+    if (static_cast<int>(rows.size()) > n)
+        rows.resize(static_cast<size_t>(n));
+    numRowsLogical = n;
+    return true;
+}
+
+bool EditableDataContainer::resizeCols(int n)
+{
+    if (n < 0)
+        return false;
+    for (auto& r : rows) {
+        if (static_cast<int>(r.size()) > n)
+            r.resize(static_cast<size_t>(n));
+    }
+    numColsLogical = n;
+    return true;
+}
+
+bool EditableDataContainer::clear()
+{
+    rows.clear();
+    rows.shrink_to_fit();
+    numRowsLogical = 0;
+    numColsLogical = 0;
+    return true;
+}
+
+void EditableDataContainer::getRow(std::vector<std::vector<char>>& out, int row)
+{
+    out.assign(static_cast<size_t>(std::max(numColsLogical, 0)), std::vector<char>());
+    if (row < 0 || row >= static_cast<int>(rows.size()))
+        return;
+    const auto& r = rows[static_cast<size_t>(row)];
+    const size_t n = std::min(r.size(), out.size());
+    for (size_t i = 0; i < n; ++i)
+        out[i] = r[i];
+}
+
+void EditableDataContainer::getCol(std::vector<std::vector<char>>& out, int col)
+{
+    out.assign(static_cast<size_t>(std::max(numRowsLogical, 0)), std::vector<char>());
+    if (col < 0)
+        return;
+    const size_t n = std::min(rows.size(), out.size());
+    for (size_t i = 0; i < n; ++i) {
+        if (static_cast<size_t>(col) < rows[i].size())
+            out[i] = rows[i][static_cast<size_t>(col)];
+    }
+}
+
+void EditableDataContainer::setRow(int row, const std::vector<std::vector<char>>& cells)
+{
+    if (row < 0)
+        return;
+    if (row >= static_cast<int>(rows.size()))
+        rows.resize(static_cast<size_t>(row) + 1);
+    numRowsLogical = std::max(numRowsLogical, row + 1);
+    numColsLogical = std::max(numColsLogical, static_cast<int>(cells.size()));
+    auto& r = rows[static_cast<size_t>(row)];
+    size_t used = cells.size();
+    while (used > 0 && cells[used - 1].empty())
+        --used;
+    r.assign(cells.begin(), cells.begin() + static_cast<std::ptrdiff_t>(used));
+}
+
+void EditableDataContainer::setCol(int col, const std::vector<std::vector<char>>& cells)
+{
+    if (col < 0)
+        return;
+    numColsLogical = std::max(numColsLogical, col + 1);
+    numRowsLogical = std::max(numRowsLogical, static_cast<int>(cells.size()));
+    for (size_t i = 0; i < cells.size(); ++i) {
+        if (cells[i].empty()) {
+            if (i < rows.size() && static_cast<size_t>(col) < rows[i].size())
+                rows[i][static_cast<size_t>(col)].clear();
+            continue;
+        }
+        if (i >= rows.size())
+            rows.resize(i + 1);
+        auto& r = rows[i];
+        if (static_cast<size_t>(col) >= r.size())
+            r.resize(static_cast<size_t>(col) + 1);
+        r[static_cast<size_t>(col)] = cells[i];
+    }
+}
+
+void EditableDataContainer::insertRow(int at, const std::vector<std::vector<char>>& cells)
+{
+    insertRows(at, std::vector<std::vector<std::vector<char>>>{cells});
+}
+
+void EditableDataContainer::insertCol(int at, const std::vector<std::vector<char>>& cells)
+{
+    insertCols(at, std::vector<std::vector<std::vector<char>>>{cells});
+}
+
+void EditableDataContainer::insertRows(int at, const std::vector<std::vector<std::vector<char>>>& rowsToInsert)
+{
+    if (at < 0 || rowsToInsert.empty())
+        return;
+    if (at > static_cast<int>(rows.size()))
+        rows.resize(static_cast<size_t>(at));
+    rows.insert(rows.begin() + at, rowsToInsert.begin(), rowsToInsert.end());
+    int widest = 0;
+    for (size_t i = 0; i < rowsToInsert.size(); ++i) {
+        auto& r = rows[static_cast<size_t>(at) + i];
+        while (!r.empty() && r.back().empty())
+            r.pop_back();
+        widest = std::max(widest, static_cast<int>(rowsToInsert[i].size()));
+    }
+    numRowsLogical = std::max(numRowsLogical, at) + static_cast<int>(rowsToInsert.size());
+    numColsLogical = std::max(numColsLogical, widest);
+}
+
+void EditableDataContainer::insertCols(int at, const std::vector<std::vector<std::vector<char>>>& colsToInsert)
+{
+    if (at < 0 || colsToInsert.empty())
+        return;
+    const size_t count = colsToInsert.size();
+    size_t tallest = 0;
+    for (const auto& column : colsToInsert)
+        tallest = std::max(tallest, column.size());
+    // Rows that get a non-empty cell need to exist physically.
+    size_t lastNeeded = 0;
+    for (const auto& column : colsToInsert) {
+        for (size_t i = column.size(); i > 0; --i) {
+            if (!column[i - 1].empty()) {
+                lastNeeded = std::max(lastNeeded, i);
+                break;
+            }
+        }
+    }
+    if (rows.size() < lastNeeded)
+        rows.resize(lastNeeded);
+    for (size_t i = 0; i < rows.size(); ++i) {
+        auto& r = rows[i];
+        bool anyValue = false;
+        for (const auto& column : colsToInsert)
+            anyValue = anyValue || (i < column.size() && !column[i].empty());
+        if (r.size() <= static_cast<size_t>(at) && !anyValue)
+            continue;
+        if (r.size() < static_cast<size_t>(at))
+            r.resize(static_cast<size_t>(at));
+        std::vector<std::vector<char>> inserted(count);
+        for (size_t k = 0; k < count; ++k) {
+            if (i < colsToInsert[k].size())
+                inserted[k] = colsToInsert[k][i];
+        }
+        r.insert(r.begin() + at, inserted.begin(), inserted.end());
+        while (!r.empty() && r.back().empty())
+            r.pop_back();
+    }
+    numColsLogical = std::max(numColsLogical, at) + static_cast<int>(count);
+    numRowsLogical = std::max(numRowsLogical, static_cast<int>(tallest));
+}
+
+bool EditableDataContainer::insertEmptyRows(int at, int count)
+{
+    if (at < 0 || count < 1)
+        return false;
+    if (at >= static_cast<int>(rows.size())) {
+        // Nothing stored there: only the size changes.
+        numRowsLogical = std::max(numRowsLogical, at) + count;
+        return true;
+    }
+    rows.insert(rows.begin() + at, static_cast<size_t>(count), std::vector<std::vector<char>>());
+    numRowsLogical += count;
+    return true;
+}
+
+bool EditableDataContainer::insertEmptyCols(int at, int count)
+{
+    if (at < 0 || count < 1)
+        return false;
+    if (at >= numColsLogical) {
+        numColsLogical = at + count;
+        return true;
+    }
+    for (auto& r : rows) {
+        if (static_cast<int>(r.size()) > at)
+            r.insert(r.begin() + at, static_cast<size_t>(count), std::vector<char>());
+    }
+    numColsLogical += count;
+    return true;
+}
+
+bool EditableDataContainer::removeRows(int at, int count)
+{
+    if (at < 0 || count < 1)
+        return false;
+    if (at >= numRowsLogical)
+        return true;
+    const int n = std::min(count, numRowsLogical - at);
+    if (at < static_cast<int>(rows.size())) {
+        const int physicalEnd = std::min(at + n, static_cast<int>(rows.size()));
+        rows.erase(rows.begin() + at, rows.begin() + physicalEnd);
+    }
+    numRowsLogical -= n;
+    return true;
+}
+
+bool EditableDataContainer::removeCols(int at, int count)
+{
+    if (at < 0 || count < 1)
+        return false;
+    if (at >= numColsLogical)
+        return true;
+    const int n = std::min(count, numColsLogical - at);
+    for (auto& r : rows) {
+        if (at < static_cast<int>(r.size())) {
+            const int cellEnd = std::min(at + n, static_cast<int>(r.size()));
+            r.erase(r.begin() + at, r.begin() + cellEnd);
+        }
+    }
+    numColsLogical -= n;
+    return true;
+}
+
+void EditableDataContainer::copyRowContentsToAnotherRow(int from, int to)
+{
+    if (from < 0 || to < 0 || from == to)
+        return;
+    if (to >= static_cast<int>(rows.size())) {
+        rows.resize(static_cast<size_t>(to) + 1);
+        numRowsLogical = to + 1;
+    }
+    if (from < static_cast<int>(rows.size()))
+        rows[static_cast<size_t>(to)] = rows[static_cast<size_t>(from)];
+    else
+        rows[static_cast<size_t>(to)].clear();
+}
+
+void EditableDataContainer::copyColContentsToAnotherCol(int from, int to)
+{
+    if (from < 0 || to < 0 || from == to)
+        return;
+    if (to >= numColsLogical)
+        resizeCols(to + 1);
+    for (auto& r : rows) {
+        const bool hasFrom = static_cast<size_t>(from) < r.size() && !r[static_cast<size_t>(from)].empty();
+        if (!hasFrom) {
+            if (static_cast<size_t>(to) < r.size())
+                r[static_cast<size_t>(to)].clear();
+            continue;
+        }
+        if (static_cast<size_t>(to) >= r.size())
+            r.resize(static_cast<size_t>(to) + 1);
+        r[static_cast<size_t>(to)] = r[static_cast<size_t>(from)];
+    }
+}
+
+std::vector<int> EditableDataContainer::emptyRows(int index, GetRowColMaskType maskType,
+                                                  const std::vector<int>& mask)
+{
+    // The mask selects the columns that are looked at in each row.
+    std::vector<int> result;
+    const int total = std::max(numRowsLogical, static_cast<int>(rows.size()));
+    for (int row = 0; row < total; ++row) {
+        bool empty = true;
+        if (row < static_cast<int>(rows.size())) {
+            const auto& r = rows[static_cast<size_t>(row)];
+            const int width = static_cast<int>(r.size());
+            if (maskType == MASK_ONLY_LISTED) {
+                for (const int col : mask) {
+                    if (col >= 0 && col < width && !r[static_cast<size_t>(col)].empty()) {
+                        empty = false;
+                        break;
+                    }
+                }
+            } else {
+                for (int col = std::max(index, 0); col < width; ++col) {
+                    if (!r[static_cast<size_t>(col)].empty() && (maskType == MASK_ALL || !contains(mask, col))) {
+                        empty = false;
+                        break;
+                    }
+                }
+            }
+        }
+        if (empty)
+            result.push_back(row);
+    }
+    return result;
+}
+
+std::vector<int> EditableDataContainer::emptyCols(int index, GetRowColMaskType maskType,
+                                                  const std::vector<int>& mask)
+{
+    // The mask selects the rows that are looked at in each column.
+    const int total = numColsLogical;
+    std::vector<char> occupied(static_cast<size_t>(std::max(total, 0)), 0);
+    auto markRow = [&](int row) {
+        if (row < 0 || row >= static_cast<int>(rows.size()))
+            return;
+        const auto& r = rows[static_cast<size_t>(row)];
+        const size_t width = std::min(r.size(), occupied.size());
+        for (size_t col = 0; col < width; ++col) {
+            if (!r[col].empty())
+                occupied[col] = 1;
+        }
+    };
+    if (maskType == MASK_ONLY_LISTED) {
+        for (const int row : mask)
+            markRow(row);
+    } else {
+        for (int row = std::max(index, 0); row < static_cast<int>(rows.size()); ++row) {
+            if (maskType == MASK_ALL || !contains(mask, row))
+                markRow(row);
+        }
+    }
+    std::vector<int> result;
+    for (int col = 0; col < total; ++col) {
+        if (!occupied[static_cast<size_t>(col)])
+            result.push_back(col);
+    }
+    return result;
+}
+
+int EditableDataContainer::numEmptyRowsAtEnd()
+{
+    int count = 0;
+    for (int row = static_cast<int>(rows.size()) - 1; row >= 0; --row) {
+        if (numColsInRow(row) > 0)
+            break;
+        ++count;
+    }
+    return count;
+}
+
+int EditableDataContainer::numEmptyColsAtEnd()
+{
+    int widest = 0;
+    for (int row = 0; row < static_cast<int>(rows.size()); ++row)
+        widest = std::max(widest, numColsInRow(row));
+    return std::max(numColsLogical - widest, 0);
+}
+
+// --- Loading ---------------------------------------------------------------------------------
+
+template <class Machine>
+bool EditableDataContainer::runLoad(Machine& machine)
+{
+    clear();
+    hasBom = false;
+    bom.clear();
+    fileSize = 0;
+    nextProgressMark = -1;
+
+    QFile file(filepath);
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    fileSize = file.size();
+    if (fileSize <= 0) {
+        file.close();
+        emit loadFinishedSignal();
+        return true;
+    }
+    beginProgress(fileSize);
+
+    // The BOM is judged on the file's first bytes, whatever the piece size.
+    char head[4] = {};
+    const qint64 headLength = file.peek(head, sizeof head);
+    const int bomOffset = computeTableBomOffset(head, std::max<qint64>(headLength, 0), true);
+    if (bomOffset > 0 && !file.seek(bomOffset)) {
+        file.close();
+        emit loadFinishedSignal();
+        return true;
+    }
+
+    const int unit = bytesPerChar;
+    qint64 pieceSize = s_pieceSizeForTesting.load();
+    if (pieceSize <= 0)
+        pieceSize = kMaxPieceSize;
+    if (unit > 1)
+        pieceSize = (pieceSize + 3) / 4 * 4; // a piece never splits a character
+    const qint64 remaining = fileSize - bomOffset;
+    const qint64 bufferSize = std::min(pieceSize, (remaining + 3) / 4 * 4);
+    std::unique_ptr<char[]> buffer(new char[static_cast<size_t>(std::max<qint64>(bufferSize, 4))]);
+
+    qint64 position = bomOffset;
+    while (position < fileSize) {
+        const qint64 wanted = std::min(bufferSize, fileSize - position);
+        qint64 got = 0;
+        while (got < wanted) {
+            const qint64 n = file.read(buffer.get() + got, wanted - got);
+            if (n < 1)
+                break;
+            got += n;
+        }
+        if (got < 1)
+            break;
+        qint64 length = got;
+        if (unit > 1 && length % unit != 0) {
+            // A last, incomplete character is completed with zero bytes.
+            const qint64 whole = (length + unit - 1) / unit * unit;
+            std::memset(buffer.get() + length, 0, static_cast<size_t>(whole - length));
+            length = whole;
+        }
+        if (!machine.feed(buffer.get(), length, position / unit)) {
+            file.close();
+            return false;
+        }
+        position += got;
+        if (got < wanted)
+            break;
+    }
+    machine.finish();
+    file.close();
+    buffer.reset();
+    emit loadFinishedSignal();
+    return true;
+}
+
+bool EditableDataContainer::loadCSV()
+{
+    if (bytesPerChar > 1)
+        return delimiter == 0 ? loadCSVNoDelimiterMultiByte() : loadCSVMultiByte();
+    if (delimiter == 0)
+        return loadCSVNoDelimiter();
+    ByteMachine machine(*this, true, parsingStandard != DELIMITER_ONLY);
+    return runLoad(machine);
+}
+
+bool EditableDataContainer::loadCSVNoDelimiter()
+{
+    ByteMachine machine(*this, false, false);
+    return runLoad(machine);
+}
+
+bool EditableDataContainer::loadCSVMultiByte()
+{
+    if (bytesPerChar == 1)
+        return loadCSV();
+    if (bytesPerChar == 4) {
+        UnitMachine<4> machine(*this, true, parsingStandard != DELIMITER_ONLY);
+        return runLoad(machine);
+    }
+    UnitMachine<2> machine(*this, true, parsingStandard != DELIMITER_ONLY);
+    return runLoad(machine);
+}
+
+bool EditableDataContainer::loadCSVNoDelimiterMultiByte()
+{
+    if (bytesPerChar == 1)
+        return loadCSVNoDelimiter();
+    if (bytesPerChar == 4) {
+        UnitMachine<4> machine(*this, false, false);
+        return runLoad(machine);
+    }
+    UnitMachine<2> machine(*this, false, false);
+    return runLoad(machine);
+}
+
+// --- Writing ---------------------------------------------------------------------------------
+
+namespace {
+
+// Whether a cell needs quotes under a standard, tested byte by byte with memchr.
+bool needsQuotes(const std::vector<char>& cell, ParsingStandard standard, char saveDelimiter)
+{
+    auto has = [&cell](char c) { return std::memchr(cell.data(), c, cell.size()) != nullptr; };
+    switch (standard) {
+    case RFC_4180:
+        return has(saveDelimiter) || has(KeyChars::Quote) || has(KeyChars::CR) || has(KeyChars::LF);
+    case ALL_QUOTES:
+        return true;
+    case SPARSE_QUOTES:
+        return has(saveDelimiter) || has(KeyChars::CR) || has(KeyChars::LF);
+    default:
+        return false; // "Delimiter Only", "ASCII Separated Values" and unknown standards
+    }
+}
+
+void appendQuoted(std::vector<char>& out, const std::vector<char>& cell)
+{
+    out.push_back(KeyChars::Quote);
+    const char* p = cell.data();
+    const char* const end = p + cell.size();
+    while (p < end) {
+        const void* q = std::memchr(p, KeyChars::Quote, static_cast<size_t>(end - p));
+        const char* stop = q ? static_cast<const char*>(q) + 1 : end;
+        out.insert(out.end(), p, stop);
+        if (q)
+            out.push_back(KeyChars::Quote);
+        p = stop;
+    }
+    out.push_back(KeyChars::Quote);
+}
+
+void appendLineEnding(std::vector<char>& out, LineEndingType lineEnding)
+{
+    if (lineEnding == LINE_ENDING_WINDOWS) {
+        out.push_back(KeyChars::CR);
+        out.push_back(KeyChars::LF);
+    } else if (lineEnding == LINE_ENDING_RECORD_SEPARATOR) {
+        out.push_back(KeyChars::RecordSeparator);
+    } else {
+        out.push_back(KeyChars::LF);
+    }
+}
+
+// Unit-aligned search for one character in a multi-byte cell.
+bool hasUnit(const std::vector<char>& cell, const std::vector<char>& unit)
+{
+    const size_t width = unit.size();
+    if (width == 0)
+        return false;
+    for (size_t i = 0; i + width <= cell.size(); i += width) {
+        if (std::memcmp(cell.data() + i, unit.data(), width) == 0)
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
+void EditableDataContainer::buildLine(std::vector<char>& out, int index, bool column, GetRowColMaskType maskType,
+                                      const std::vector<int>& mask)
+{
+    const size_t startSize = out.size();
+    const bool delimited = saveDelimiter != 0;
+    const int logicalEnd = column ? numRowsLogical : numColsLogical;
+
+    // The cells stored in the line, fewer when trailing empty cells aren't written.
+    int count = 0;
+    if (column) {
+        for (int row = static_cast<int>(rows.size()) - 1; row >= 0 && count == 0; --row) {
+            if (index >= 0 && static_cast<size_t>(index) < rows[static_cast<size_t>(row)].size())
+                count = row + 1;
+        }
+    } else {
+        count = numCellsStored(index);
+    }
+    auto cellAt = [&](int i) { return column ? storedCell(i, index) : storedCell(index, i); };
+    if (!saveWithTrailingDelimiters) {
+        while (count > 0) {
+            const std::vector<char>* cell = cellAt(count - 1);
+            if (cell && !cell->empty())
+                break;
+            --count;
+        }
+    }
+
+    static const std::vector<char> emptyCell;
+    auto writeCell = [&](int i) {
+        const std::vector<char>* stored = cellAt(i);
+        const std::vector<char>& cell = stored ? *stored : emptyCell;
+        if (delimited && needsQuotes(cell, parsingStandard, saveDelimiter))
+            appendQuoted(out, cell);
+        else
+            out.insert(out.end(), cell.begin(), cell.end());
+        if (delimited)
+            out.push_back(saveDelimiter);
+    };
+    auto writePad = [&]() {
+        if (parsingStandard == ALL_QUOTES) {
+            out.push_back(KeyChars::Quote);
+            out.push_back(KeyChars::Quote);
+        }
+        out.push_back(saveDelimiter);
+    };
+    const bool pad = delimited && saveWithTrailingDelimiters;
+
+    if (maskType == MASK_ONLY_LISTED) {
+        for (const int i : mask) {
+            if (i >= 0 && i < count)
+                writeCell(i);
+            else if (pad && i >= 0 && i < logicalEnd)
+                writePad();
+        }
+    } else {
+        const bool skipListed = maskType == MASK_ALL_BUT_LISTED;
+        auto skip = mask.begin();
+        for (int i = 0; i < count; ++i) {
+            if (skipListed) {
+                while (skip != mask.end() && *skip < i)
+                    ++skip;
+                if (skip != mask.end() && *skip == i)
+                    continue;
+            }
+            writeCell(i);
+        }
+        if (pad) {
+            for (int i = count; i < logicalEnd; ++i) {
+                if (skipListed && contains(mask, i))
+                    continue;
+                writePad();
+            }
+        }
+    }
+    if (delimited && out.size() > startSize)
+        out.pop_back();
+    appendLineEnding(out, lineEnding);
+}
+
+void EditableDataContainer::buildLineMultiByte(std::vector<char>& out, int index, bool column,
+                                               GetRowColMaskType maskType, const std::vector<int>& mask)
+{
+    const KeyCharVecs keys = setKeyCharVecs();
+    const size_t startSize = out.size();
+    const bool delimited = saveDelimiter != 0;
+    const int logicalEnd = column ? numRowsLogical : numColsLogical;
+    const size_t width = static_cast<size_t>(bytesPerChar);
+
+    int count = 0;
+    if (column) {
+        for (int row = static_cast<int>(rows.size()) - 1; row >= 0 && count == 0; --row) {
+            if (index >= 0 && static_cast<size_t>(index) < rows[static_cast<size_t>(row)].size())
+                count = row + 1;
+        }
+    } else {
+        count = numCellsStored(index);
+    }
+    auto cellAt = [&](int i) { return column ? storedCell(i, index) : storedCell(index, i); };
+    if (!saveWithTrailingDelimiters) {
+        while (count > 0) {
+            const std::vector<char>* cell = cellAt(count - 1);
+            if (cell && !cell->empty())
+                break;
+            --count;
+        }
+    }
+
+    auto quoteNeeded = [&](const std::vector<char>& cell) {
+        switch (parsingStandard) {
+        case RFC_4180:
+            return hasUnit(cell, keys.saveDelimiter) || hasUnit(cell, keys.quote) || hasUnit(cell, keys.cr) ||
+                   hasUnit(cell, keys.lf);
+        case ALL_QUOTES:
+            return true;
+        case SPARSE_QUOTES:
+            return hasUnit(cell, keys.saveDelimiter) || hasUnit(cell, keys.cr) || hasUnit(cell, keys.lf);
+        default:
+            return false;
+        }
+    };
+    static const std::vector<char> emptyCell;
+    auto writeCell = [&](int i) {
+        const std::vector<char>* stored = cellAt(i);
+        const std::vector<char>& cell = stored ? *stored : emptyCell;
+        if (delimited && quoteNeeded(cell)) {
+            out.insert(out.end(), keys.quote.begin(), keys.quote.end());
+            size_t pos = 0;
+            for (; pos + width <= cell.size(); pos += width) {
+                out.insert(out.end(), cell.begin() + static_cast<std::ptrdiff_t>(pos),
+                           cell.begin() + static_cast<std::ptrdiff_t>(pos + width));
+                if (std::memcmp(cell.data() + pos, keys.quote.data(), width) == 0)
+                    out.insert(out.end(), keys.quote.begin(), keys.quote.end());
+            }
+            out.insert(out.end(), cell.begin() + static_cast<std::ptrdiff_t>(pos), cell.end());
+            out.insert(out.end(), keys.quote.begin(), keys.quote.end());
+        } else {
+            out.insert(out.end(), cell.begin(), cell.end());
+        }
+        if (delimited)
+            out.insert(out.end(), keys.saveDelimiter.begin(), keys.saveDelimiter.end());
+    };
+    auto writePad = [&]() {
+        if (parsingStandard == ALL_QUOTES)
+            out.insert(out.end(), keys.doubledQuote.begin(), keys.doubledQuote.end());
+        out.insert(out.end(), keys.saveDelimiter.begin(), keys.saveDelimiter.end());
+    };
+    const bool pad = delimited && saveWithTrailingDelimiters;
+
+    if (maskType == MASK_ONLY_LISTED) {
+        for (const int i : mask) {
+            if (i >= 0 && i < count)
+                writeCell(i);
+            else if (pad && i >= 0 && i < logicalEnd)
+                writePad();
+        }
+    } else {
+        const bool skipListed = maskType == MASK_ALL_BUT_LISTED;
+        for (int i = 0; i < count; ++i) {
+            if (skipListed && contains(mask, i))
+                continue;
+            writeCell(i);
+        }
+        if (pad) {
+            for (int i = count; i < logicalEnd; ++i) {
+                if (skipListed && contains(mask, i))
+                    continue;
+                writePad();
+            }
+        }
+    }
+    if (delimited && out.size() >= startSize + width)
+        out.resize(out.size() - width);
+    if (lineEnding == LINE_ENDING_WINDOWS) {
+        out.insert(out.end(), keys.cr.begin(), keys.cr.end());
+        out.insert(out.end(), keys.lf.begin(), keys.lf.end());
+    } else if (lineEnding == LINE_ENDING_RECORD_SEPARATOR) {
+        out.insert(out.end(), keys.recordSeparator.begin(), keys.recordSeparator.end());
+    } else {
+        out.insert(out.end(), keys.lf.begin(), keys.lf.end());
+    }
+}
+
+void EditableDataContainer::getRowCSVString(std::vector<char>& out, int row, GetRowColMaskType maskType,
+                                            const std::vector<int>& mask)
+{
+    if (bytesPerChar >= 2) {
+        getRowCSVStringMultiByte(out, row, maskType, mask);
+        return;
+    }
+    buildLine(out, row, false, maskType, mask);
+}
+
+void EditableDataContainer::getRowCSVStringMultiByte(std::vector<char>& out, int row, GetRowColMaskType maskType,
+                                                     const std::vector<int>& mask)
+{
+    if (bytesPerChar < 2) {
+        buildLine(out, row, false, maskType, mask);
+        return;
+    }
+    buildLineMultiByte(out, row, false, maskType, mask);
+}
+
+void EditableDataContainer::getColCSVString(std::vector<char>& out, int col, GetRowColMaskType maskType,
+                                            const std::vector<int>& mask)
+{
+    if (bytesPerChar >= 2) {
+        getColCSVStringMultiByte(out, col, maskType, mask);
+        return;
+    }
+    buildLine(out, col, true, maskType, mask);
+}
+
+void EditableDataContainer::getColCSVStringMultiByte(std::vector<char>& out, int col, GetRowColMaskType maskType,
+                                                     const std::vector<int>& mask)
+{
+    if (bytesPerChar < 2) {
+        buildLine(out, col, true, maskType, mask);
+        return;
+    }
+    buildLineMultiByte(out, col, true, maskType, mask);
+}
+
+bool EditableDataContainer::saveCSV(bool, bool transposed, const std::vector<int>& rowsToSkip,
+                                    const std::vector<int>& colsToSkip)
+{
+    QSaveFile file(filepath);
+    if (!file.open(QIODevice::WriteOnly))
+        return false;
+
+    // Lines are gathered into blocks of about a megabyte: few system calls, and the table is
+    // never assembled in memory as a whole.
+    constexpr size_t kBlockSize = 1 << 20;
+    std::vector<char> block;
+    block.reserve(kBlockSize + 4096);
+    auto writeBlock = [&]() {
+        if (block.empty())
+            return true;
+        const qint64 size = static_cast<qint64>(block.size());
+        const bool whole = file.write(block.data(), size) == size;
+        block.clear();
+        return whole;
+    };
+
+    if (hasBom && !bom.empty() && isBomConsistentWithEncoding(bom, encoding))
+        block.insert(block.end(), bom.begin(), bom.end());
+
+    if (!transposed) {
+        auto skip = rowsToSkip.begin();
+        for (int row = 0; row < static_cast<int>(rows.size()); ++row) {
+            while (skip != rowsToSkip.end() && *skip < row)
+                ++skip;
+            if (skip != rowsToSkip.end() && *skip == row)
+                continue;
+            getRowCSVString(block, row, MASK_ALL_BUT_LISTED, colsToSkip);
+            if (block.size() >= kBlockSize && !writeBlock())
+                return false;
+        }
+    } else {
+        // Hidden columns drop out as lines; hidden rows stay in a transposed save.
+        auto skip = colsToSkip.begin();
+        for (int col = 0; col < numColsLogical; ++col) {
+            while (skip != colsToSkip.end() && *skip < col)
+                ++skip;
+            if (skip != colsToSkip.end() && *skip == col)
+                continue;
+            getColCSVString(block, col, MASK_ALL, colsToSkip);
+            if (block.size() >= kBlockSize && !writeBlock())
+                return false;
+        }
+    }
+    if (!writeBlock())
+        return false;
+    return file.commit();
+}

@@ -1,0 +1,700 @@
+// Reading delimited files into the editable container: the state machine under every
+// standard and line ending, the four loader variants, encodings, pieces, progress, cancel.
+#include "storage/editabledatacontainer.h"
+#include "util/fileparameterutilities.h"
+
+#include <QFile>
+#include <QRandomGenerator>
+#include <QSignalSpy>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+
+using Table = QList<QByteArrayList>;
+Q_DECLARE_METATYPE(Table)
+
+namespace {
+
+// Each byte of `text` as one character of the encoding; single-byte encodings take it as is.
+QByteArray widen(const QByteArray& text, EncodingType encoding)
+{
+    const int width = Utilities::numBytesPerChar(encoding);
+    if (width == 1)
+        return text;
+    const bool big = Utilities::getEndianness(encoding) == 1;
+    QByteArray out;
+    out.reserve(text.size() * width);
+    for (const char c : text) {
+        QByteArray unit(width, '\0');
+        unit[big ? width - 1 : 0] = c;
+        out += unit;
+    }
+    return out;
+}
+
+// The inverse of widen for a cell; a unit with other bytes set is kept visibly wrong.
+QByteArray narrow(const std::vector<char>& cell, EncodingType encoding)
+{
+    const int width = Utilities::numBytesPerChar(encoding);
+    if (width == 1)
+        return QByteArray(cell.data(), static_cast<qsizetype>(cell.size()));
+    const bool big = Utilities::getEndianness(encoding) == 1;
+    QByteArray out;
+    if (cell.size() % static_cast<size_t>(width) != 0)
+        return QByteArray("<partial unit>");
+    for (size_t i = 0; i < cell.size(); i += static_cast<size_t>(width)) {
+        const char low = cell[i + (big ? static_cast<size_t>(width) - 1 : 0)];
+        for (int k = 0; k < width; ++k) {
+            const char b = cell[i + static_cast<size_t>(k)];
+            if (b != 0 && b != low)
+                return QByteArray("<not a widened byte>");
+        }
+        out += low;
+    }
+    return out;
+}
+
+Table tableOf(EditableDataContainer& c, EncodingType encoding = UTF_8)
+{
+    Table t;
+    for (int r = 0; r < c.numRows(); ++r) {
+        QByteArrayList row;
+        for (int col = 0; col < c.numCols(); ++col)
+            row << narrow(c.getValue(r, col), encoding);
+        t << row;
+    }
+    return t;
+}
+
+// Cells are separated by '|' and rows by '/'; "\\n" and "\\r" stand for the control bytes.
+Table parseTable(const char* text)
+{
+    Table t;
+    if (!text)
+        return t;
+    const QByteArray all(text);
+    if (all == "-")
+        return t;
+    for (const QByteArray& row : all.split('/')) {
+        QByteArrayList cells;
+        for (QByteArray cell : row.split('|')) {
+            cell.replace("\\n", "\n").replace("\\r", "\r");
+            cells << cell;
+        }
+        t << cells;
+    }
+    return t;
+}
+
+// The reading machine exactly as designed: one character of look-ahead, the pending one is
+// appended only once the next is known. Slow and literal, the yardstick for the fast loaders.
+void referenceLoad(const QByteArray& s, char delimiter, ParsingStandard standard, EditableDataContainer& out)
+{
+    out.clear();
+    enum State { StartOfRow, StartOfCell, InPlainCell, InQuotedCell, AfterQuote, StoreCell, StoreQuotedCell };
+    const bool delimited = delimiter != 0;
+    auto isDelimiter = [&](char c) { return delimited && c == delimiter; };
+    auto isTerminator = [](char c) { return c == 10 || c == 13 || c == 30; };
+    auto unquote = [](std::vector<char>& cell) {
+        std::vector<char> inner(cell.begin() + 1, cell.end() - 1);
+        std::vector<char> result;
+        for (size_t i = 0; i < inner.size(); ++i) {
+            result.push_back(inner[i]);
+            if (inner[i] == '"' && i + 1 < inner.size() && inner[i + 1] == '"')
+                ++i;
+        }
+        cell = result;
+    };
+    State state = StartOfRow;
+    int row = -1;
+    int col = -1;
+    char pending = 0;
+    std::vector<char> cell;
+    bool started = false;
+    qsizetype i = 0;
+    while (i < s.size()) {
+        const char c = s[i];
+        switch (state) {
+        case StartOfRow:
+            ++row;
+            col = -1;
+            state = StartOfCell;
+            continue;
+        case StartOfCell:
+            ++col;
+            cell.clear();
+            started = true;
+            if (isDelimiter(c) || isTerminator(c))
+                state = StoreCell;
+            else if (delimited && c == '"')
+                state = standard == DELIMITER_ONLY ? InPlainCell : InQuotedCell;
+            else
+                state = InPlainCell;
+            break;
+        case InPlainCell:
+            cell.push_back(pending);
+            if (isDelimiter(c) || isTerminator(c))
+                state = StoreCell;
+            break;
+        case InQuotedCell:
+            cell.push_back(pending);
+            if (c == '"' && delimiter != '"')
+                state = AfterQuote;
+            break;
+        case AfterQuote:
+            cell.push_back(pending);
+            if (isDelimiter(c) || isTerminator(c))
+                state = StoreQuotedCell;
+            else if (c == '"')
+                state = InQuotedCell;
+            else
+                state = InPlainCell;
+            break;
+        case StoreCell:
+        case StoreQuotedCell:
+            if (state == StoreQuotedCell)
+                unquote(cell);
+            out.setValue(row, col, cell);
+            if (isDelimiter(pending)) {
+                state = StartOfCell;
+                continue;
+            }
+            if (pending == 13 && c == 10) {
+                state = StartOfRow;
+                break;
+            }
+            state = StartOfRow;
+            continue;
+        }
+        pending = c;
+        ++i;
+    }
+    if (!started)
+        return;
+    const bool quotedEnd = state == AfterQuote || state == StoreQuotedCell;
+    if (!isDelimiter(pending) && !isTerminator(pending))
+        cell.push_back(pending);
+    if (quotedEnd)
+        unquote(cell);
+    out.setValue(row, col, cell);
+    // A delimiter as the file's last byte still counts a column.
+    if ((state == StoreCell || state == StoreQuotedCell) && isDelimiter(pending))
+        out.setValue(row, col + 1, {});
+}
+
+QString describe(const QByteArray& bytes) { return QString::fromLatin1(bytes.toPercentEncoding()); }
+
+} // namespace
+
+class TestCsvLoading : public QObject {
+    Q_OBJECT
+
+private:
+    QTemporaryDir dir;
+    int fileCounter = 0;
+
+    QString writeFile(const QByteArray& bytes)
+    {
+        const QString path = dir.filePath(QStringLiteral("f%1.csv").arg(++fileCounter));
+        QFile f(path);
+        if (!f.open(QIODevice::WriteOnly) || f.write(bytes) != bytes.size())
+            qFatal("cannot write test file");
+        return path;
+    }
+
+    std::unique_ptr<EditableDataContainer> load(const QByteArray& bytes, char delimiter, ParsingStandard standard,
+                                                EncodingType encoding, bool* ok = nullptr)
+    {
+        auto c = std::make_unique<EditableDataContainer>();
+        c->setFilepath(writeFile(bytes));
+        c->setDelimiter(delimiter, delimiter);
+        c->setParsingStandard(standard);
+        c->setEncoding(encoding);
+        const bool result = c->loadCSV();
+        if (ok)
+            *ok = result;
+        return c;
+    }
+
+    // Same cells, same sizes, same physical layout.
+    static bool sameContainer(EditableDataContainer& a, EditableDataContainer& b, EncodingType encoding,
+                              QString* why)
+    {
+        if (a.numRows() != b.numRows() || a.numCols() != b.numCols()) {
+            *why = QStringLiteral("size %1x%2 vs %3x%4").arg(a.numRows()).arg(a.numCols()).arg(b.numRows()).arg(b.numCols());
+            return false;
+        }
+        if (a.numRowsPhysical() != b.numRowsPhysical()) {
+            *why = QStringLiteral("physical rows %1 vs %2").arg(a.numRowsPhysical()).arg(b.numRowsPhysical());
+            return false;
+        }
+        for (int r = 0; r < a.numRowsPhysical(); ++r) {
+            if (a.numCellsStored(r) != b.numCellsStored(r)) {
+                *why = QStringLiteral("row %1 stores %2 vs %3 cells").arg(r).arg(a.numCellsStored(r)).arg(b.numCellsStored(r));
+                return false;
+            }
+        }
+        if (tableOf(a, encoding) != tableOf(b, UTF_8)) {
+            *why = QStringLiteral("cells differ");
+            return false;
+        }
+        return true;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QStandardPaths::setTestModeEnabled(true);
+        QVERIFY(dir.isValid());
+    }
+    void cleanup() { EditableDataContainer::setPieceSizeForTesting(0); }
+
+    // --- The machine, case by case -----------------------------------------------------------
+
+    void delimited_data()
+    {
+        QTest::addColumn<QByteArray>("input");
+        QTest::addColumn<bool>("quotesHonoured"); // rows only for that kind of standard
+        QTest::addColumn<Table>("expected");
+        QTest::addColumn<int>("numCols");
+
+        auto add = [](const char* name, const QByteArray& input, bool quotes, const char* table, int cols) {
+            QTest::newRow(name) << input << quotes << parseTable(table) << cols;
+        };
+        for (const bool q : {true, false}) {
+            const QByteArray tag = q ? "quoted/" : "delimiterOnly/";
+            auto both = [&](const char* name, const QByteArray& input, const char* table, int cols) {
+                add((tag + name).constData(), input, q, table, cols);
+            };
+            both("plain LF", "a,b\nc,d\n", "a|b/c|d", 2);
+            both("CR LF once", "a,b\r\nc,d", "a|b/c|d", 2);
+            both("lone CR", "a,b\rc,d", "a|b/c|d", 2);
+            both("LF CR twice", "a\n\rb", "a//b", 1);
+            both("CR CR twice", "a\r\rb", "a//b", 1);
+            both("record separator", "a,b\x1e" "c,d", "a|b/c|d", 2);
+            both("CR then RS", "a\r\x1e" "b", "a//b", 1);
+            both("final line ending makes no row", "a,b\n", "a|b", 2);
+            both("blank final line is a row", "a,b\n\n", "a|b/|", 2);
+            both("three endings three rows", "a,b\n\n\n", "a|b/|/|", 2);
+            both("blank inner line", "a\n\nb", "a//b", 1);
+            both("lone line ending", "\n", "", 1);
+            both("lone CR LF", "\r\n", "", 1);
+            both("trailing delimiter", "a,\n", "a|", 2);
+            both("trailing delimiter at end of file", "a,", "a|", 2);
+            both("two trailing delimiters", "a,,", "a||", 3);
+            both("only a delimiter", ",", "|", 2);
+            both("ragged rows", "a\nb,c,d\ne,f", "a||/b|c|d/e|f|", 3);
+            both("empty inner cells", ",a,,b,", "|a||b|", 5);
+            both("quote inside plain cell", "ab\"c,d", "ab\"c|d", 2);
+            both("blank then quote", " \"a\",b", " \"a\"|b", 2);
+            both("no line ending at end", "a,b", "a|b", 2);
+            both("NUL bytes are data", QByteArray("a\0b,c", 5), nullptr, 2);
+        }
+        // Quotes honoured.
+        add("quoted/doubled quote", "\"a\"\"b\",c", true, "a\"b|c", 2);
+        add("quoted/line feed inside quotes", "\"a\nb\",c", true, "a\\nb|c", 2);
+        add("quoted/CR LF inside quotes", "\"a\r\nb\",c\r\n", true, "a\\r\\nb|c", 2);
+        add("quoted/delimiter inside quotes", "\"a,b\",c", true, "a,b|c", 2);
+        add("quoted/quoted empty", "\"\",x", true, "|x", 2);
+        add("quoted/quoted empty last", "x,\"\"", true, "x|", 2);
+        add("quoted/quoted cell ends row CR", "\"a\"\rb", true, "a/b", 1);
+        add("quoted/text behind closing quote", "\"abc\"def,x", true, "\"abc\"def|x", 2);
+        add("quoted/doubled quotes kept in fallback", "\"a\"\"b\"c,x", true, "\"a\"\"b\"c|x", 2);
+        add("quoted/unterminated swallows rest", "\"a,b\nc,d", true, "\"a,b\\nc,d", 1);
+        add("quoted/unterminated drops final line ending", "\"a,b\n", true, "\"a,b", 1);
+        add("quoted/unterminated drops final delimiter", "x,\"a,", true, "x|\"a", 2);
+        add("quoted/lone opening quote", "\"", true, "\"", 1);
+        add("quoted/file ends behind closing quote", "a,\"b\"", true, "a|b", 2);
+        add("quoted/file ends in quotes pair", "\"\"", true, "", 1);
+        add("quoted/three quotes", "\"\"\"", true, "\"\"\"", 1);
+        add("quoted/four quotes", "\"\"\"\",a", true, "\"|a", 2);
+        add("quoted/quoted then trailing delimiter at end", "\"a\",", true, "a|", 2);
+        add("quoted/quoted cell with RS inside", "\"a\x1e" "b\"", true, "a\x1e" "b", 1);
+        // Quotes as ordinary bytes.
+        add("delimiterOnly/quoted comma splits", "\"a,b\"", false, "\"a|b\"", 2);
+        add("delimiterOnly/doubled quote kept", "\"a\"\"b\",c", false, "\"a\"\"b\"|c", 2);
+        add("delimiterOnly/line break can't be quoted", "\"a\nb\"", false, "\"a/b\"", 1);
+    }
+
+    void delimited()
+    {
+        QFETCH(QByteArray, input);
+        QFETCH(bool, quotesHonoured);
+        QFETCH(Table, expected);
+        QFETCH(int, numCols);
+
+        const QList<ParsingStandard> standards =
+            quotesHonoured ? QList<ParsingStandard>{RFC_4180, ALL_QUOTES, SPARSE_QUOTES, ASCII_SEPARATED_VALUES,
+                                                    UNKNOWN_STANDARD}
+                           : QList<ParsingStandard>{DELIMITER_ONLY};
+        for (const EncodingType encoding : {UTF_8, UTF_16LE, UTF_16BE, UTF_32LE, UTF_32BE}) {
+            for (const ParsingStandard standard : standards) {
+                bool ok = false;
+                auto c = load(widen(input, encoding), ',', standard, encoding, &ok);
+                QVERIFY(ok);
+                const QString where = QStringLiteral("encoding %1 standard %2").arg(encoding).arg(standard);
+                QVERIFY2(c->numCols() == numCols, qPrintable(where));
+                if (!QTest::currentDataTag() || !QByteArray(QTest::currentDataTag()).endsWith("NUL bytes are data"))
+                    QVERIFY2(tableOf(*c, encoding) == expected,
+                             qPrintable(where + QStringLiteral(": ") +
+                                        QString::fromLatin1(tableOf(*c, encoding).isEmpty()
+                                                                ? QByteArray("(empty)")
+                                                                : tableOf(*c, encoding).first().join('|'))));
+                else
+                    QCOMPARE(narrow(c->getValue(0, 0), encoding), QByteArray("a\0b", 3));
+            }
+        }
+    }
+
+    void noDelimiter_data()
+    {
+        QTest::addColumn<QByteArray>("input");
+        QTest::addColumn<Table>("expected");
+        QTest::newRow("one cell per line") << QByteArray("a,b\nc;d") << parseTable("a,b/c;d");
+        QTest::newRow("quotes are ordinary") << QByteArray("\"a\nb\"") << parseTable("\"a/b\"");
+        QTest::newRow("CR LF once") << QByteArray("a\r\nb\r\n") << parseTable("a/b");
+        QTest::newRow("LF CR twice") << QByteArray("a\n\rb") << parseTable("a//b");
+        QTest::newRow("RS") << QByteArray("a\x1e" "b") << parseTable("a/b");
+        QTest::newRow("blank final line") << QByteArray("a\n\n") << parseTable("a/");
+        QTest::newRow("lone ending") << QByteArray("\r") << parseTable("");
+        QTest::newRow("NUL is data") << QByteArray("a\0", 2) << Table{QByteArrayList{QByteArray("a\0", 2)}};
+    }
+
+    void noDelimiter()
+    {
+        QFETCH(QByteArray, input);
+        QFETCH(Table, expected);
+        for (const EncodingType encoding : {UTF_8, UTF_16LE, UTF_16BE, UTF_32LE, UTF_32BE}) {
+            for (int s = RFC_4180; s <= ASCII_SEPARATED_VALUES; ++s) {
+                auto c = load(widen(input, encoding), 0, ParsingStandard(s), encoding);
+                QCOMPARE(c->numCols(), 1);
+                QCOMPARE(tableOf(*c, encoding), expected);
+            }
+        }
+    }
+
+    void otherDelimiters_data()
+    {
+        QTest::addColumn<QByteArray>("input");
+        QTest::addColumn<char>("delimiter");
+        QTest::addColumn<Table>("expected");
+        QTest::newRow("tab") << QByteArray("a\tb\n\"c\td\"\te") << '\t' << parseTable("a|b/c\td|e");
+        QTest::newRow("unit separator") << QByteArray("a\x1f" "b\x1e" "c\x1f" "d") << char(31)
+                                        << parseTable("a|b/c|d");
+        QTest::newRow("quote as delimiter") << QByteArray("a\"b\"\"c") << '"' << parseTable("a|b||c");
+        QTest::newRow("LF as delimiter, CR ends rows") << QByteArray("a\nb\r\nc") << '\n' << parseTable("a|b/c|");
+        QTest::newRow("CR as delimiter") << QByteArray("a\rb\nc") << '\r' << parseTable("a|b/c|");
+    }
+
+    void otherDelimiters()
+    {
+        QFETCH(QByteArray, input);
+        QFETCH(char, delimiter);
+        QFETCH(Table, expected);
+        for (const EncodingType encoding : {UTF_8, UTF_16LE, UTF_32BE}) {
+            auto c = load(widen(input, encoding), delimiter, RFC_4180, encoding);
+            QCOMPARE(tableOf(*c, encoding), expected);
+        }
+    }
+
+    // --- The fast loaders against the literal machine ----------------------------------------
+
+    void randomAgainstReference_data()
+    {
+        QTest::addColumn<int>("encoding");
+        QTest::addColumn<char>("delimiter");
+        QTest::newRow("single byte, comma") << int(UTF_8) << ',';
+        QTest::newRow("single byte, no delimiter") << int(UTF_8) << char(0);
+        QTest::newRow("UTF-16LE, comma") << int(UTF_16LE) << ',';
+        QTest::newRow("UTF-16BE, no delimiter") << int(UTF_16BE) << char(0);
+        QTest::newRow("UTF-32BE, semicolon") << int(UTF_32BE) << ';';
+        QTest::newRow("UTF-32LE, no delimiter") << int(UTF_32LE) << char(0);
+    }
+
+    void randomAgainstReference()
+    {
+        QFETCH(int, encoding);
+        QFETCH(char, delimiter);
+        const EncodingType enc = EncodingType(encoding);
+        QRandomGenerator rng(1234 + static_cast<quint32>(encoding) * 31 + static_cast<quint32>(delimiter));
+        const QByteArray alphabet = QByteArray("ab,;\"\"\r\n\x1e ", 11);
+        const int rounds = Utilities::numBytesPerChar(enc) == 1 ? 1500 : 500;
+        for (int round = 0; round < rounds; ++round) {
+            QByteArray input;
+            const int length = rng.bounded(0, 24);
+            for (int i = 0; i < length; ++i)
+                input += alphabet[rng.bounded(alphabet.size())];
+            const ParsingStandard standard = ParsingStandard(rng.bounded(0, 5));
+            EditableDataContainer::setPieceSizeForTesting(rng.bounded(0, 3) == 0 ? 0 : rng.bounded(1, 9));
+
+            auto fast = load(widen(input, enc), delimiter, standard, enc);
+            EditableDataContainer reference;
+            referenceLoad(input, delimiter, standard, reference);
+            QString why;
+            QVERIFY2(sameContainer(*fast, reference, enc, &why),
+                     qPrintable(QStringLiteral("input %1, standard %2: %3")
+                                    .arg(describe(input), QString::number(standard), why)));
+        }
+    }
+
+    // --- Pieces ----------------------------------------------------------------------------
+
+    void piecesGiveTheWholeTable_data()
+    {
+        QTest::addColumn<int>("encoding");
+        QTest::newRow("single byte") << int(UTF_8);
+        QTest::newRow("UTF-16LE") << int(UTF_16LE);
+        QTest::newRow("UTF-32BE") << int(UTF_32BE);
+    }
+
+    void piecesGiveTheWholeTable()
+    {
+        QFETCH(int, encoding);
+        const EncodingType enc = EncodingType(encoding);
+        const QByteArray text = "id,name,note\r\n1,\"Smith, J\",\"said \"\"hi\"\"\"\n2,,\"multi\r\nline\"\r"
+                                "3,plain text here,\"\"\n\n4,\"x\"y,\"unterminated, last \"\" cell";
+        const QByteArray bytes = AbstractDataContainer::getEncodingBom(enc).empty()
+                                     ? widen(text, enc)
+                                     : QByteArray(AbstractDataContainer::getEncodingBom(enc).data(),
+                                                  static_cast<qsizetype>(AbstractDataContainer::getEncodingBom(enc).size())) +
+                                           widen(text, enc);
+        auto whole = load(bytes, ',', RFC_4180, enc);
+        QCOMPARE(whole->numRows(), 6);
+        QVERIFY(whole->getHasBom());
+        const Table expected = tableOf(*whole, enc);
+        QCOMPARE(expected[1][2], QByteArray("said \"hi\""));
+        QCOMPARE(expected[5][2], QByteArray("\"unterminated, last \"\" cell"));
+        for (int piece = 1; piece <= bytes.size() + 1; ++piece) {
+            EditableDataContainer::setPieceSizeForTesting(piece);
+            auto c = load(bytes, ',', RFC_4180, enc);
+            QVERIFY2(tableOf(*c, enc) == expected, qPrintable(QStringLiteral("piece size %1").arg(piece)));
+            QCOMPARE(c->numCols(), whole->numCols());
+            QVERIFY(c->getHasBom());
+        }
+    }
+
+    // --- Encodings -------------------------------------------------------------------------
+
+    void encodings_data()
+    {
+        QTest::addColumn<int>("encoding");
+        QTest::addColumn<QByteArray>("bom");
+        QTest::addColumn<bool>("bomRecorded");
+        const QByteArray none;
+        QTest::newRow("UTF-8 without BOM") << int(UTF_8) << none << false;
+        QTest::newRow("UTF-8 with BOM") << int(UTF_8) << QByteArray("\xEF\xBB\xBF") << true;
+        QTest::newRow("UTF-16LE with BOM") << int(UTF_16LE) << QByteArray("\xFF\xFE") << true;
+        QTest::newRow("UTF-16BE with BOM") << int(UTF_16BE) << QByteArray("\xFE\xFF") << true;
+        QTest::newRow("UTF-16LE without BOM") << int(UTF_16LE) << none << false;
+        QTest::newRow("UTF-16BE without BOM") << int(UTF_16BE) << none << false;
+        QTest::newRow("UTF-32LE with BOM") << int(UTF_32LE) << QByteArray("\xFF\xFE\0\0", 4) << true;
+        QTest::newRow("UTF-32BE with BOM") << int(UTF_32BE) << QByteArray("\0\0\xFE\xFF", 4) << true;
+        QTest::newRow("UTF-32LE without BOM") << int(UTF_32LE) << none << false;
+        QTest::newRow("UTF-32BE without BOM") << int(UTF_32BE) << none << false;
+        QTest::newRow("guessed UTF-16LE with BOM") << int(UTF_16_GUESSED_LE) << QByteArray("\xFF\xFE") << true;
+        QTest::newRow("guessed UTF-32BE with BOM") << int(UTF_32_GUESSED_BE) << QByteArray("\0\0\xFE\xFF", 4) << true;
+        QTest::newRow("ISO 8859-1 keeps EF BB BF as data") << int(ISO_8859_1) << QByteArray("\xEF\xBB\xBF") << false;
+    }
+
+    void encodings()
+    {
+        QFETCH(int, encoding);
+        QFETCH(QByteArray, bom);
+        QFETCH(bool, bomRecorded);
+        const EncodingType enc = EncodingType(encoding);
+        // Non-ASCII text stays raw bytes in the file's encoding.
+        const QByteArray text = "n\xE4me,\"x,y\"\r\n\xFC\xF6,2\n";
+        auto c = load(bom + widen(text, enc), ',', RFC_4180, enc);
+        QCOMPARE(c->getHasBom(), bomRecorded);
+        if (bomRecorded)
+            QCOMPARE(QByteArray(c->getBom().data(), static_cast<qsizetype>(c->getBom().size())), bom);
+        Table expected = parseTable("n\xE4me|x,y/\xFC\xF6|2");
+        if (!bomRecorded && !bom.isEmpty())
+            expected[0][0].prepend(bom);
+        QCOMPARE(tableOf(*c, enc), expected);
+    }
+
+    void bomOfUnknownByteOrder_data()
+    {
+        QTest::addColumn<int>("encoding");
+        QTest::addColumn<QByteArray>("file");
+        QTest::addColumn<bool>("hasBom");
+        QTest::newRow("UTF-16 with LE BOM") << int(UTF_16) << QByteArray("\xFF\xFE" "a\0", 4) << true;
+        QTest::newRow("UTF-16 with BE BOM") << int(UTF_16) << QByteArray("\xFE\xFF\0a", 4) << true;
+        QTest::newRow("UTF-16 without BOM") << int(UTF_16) << QByteArray("a\0", 2) << false;
+        QTest::newRow("UTF-32 with LE BOM") << int(UTF_32) << QByteArray("\xFF\xFE\0\0a\0\0\0", 8) << true;
+        QTest::newRow("UTF-32 with BE BOM") << int(UTF_32) << QByteArray("\0\0\xFE\xFF\0\0\0a", 8) << true;
+    }
+
+    void bomOfUnknownByteOrder()
+    {
+        QFETCH(int, encoding);
+        QFETCH(QByteArray, file);
+        QFETCH(bool, hasBom);
+        auto c = load(file, ',', RFC_4180, EncodingType(encoding));
+        QCOMPARE(c->getHasBom(), hasBom);
+        QCOMPARE(c->numRows(), 1);
+        if (hasBom)
+            QVERIFY(AbstractDataContainer::isBomConsistentWithEncoding(c->getBom(), EncodingType(encoding)));
+    }
+
+    void multiByteOddTail()
+    {
+        // A last, incomplete character is completed with zero bytes rather than dropped.
+        auto c = load(QByteArray("a\0,\0b", 5), ',', RFC_4180, UTF_16LE);
+        QCOMPARE(c->numCols(), 2);
+        QCOMPARE(c->getValue(0, 1), (std::vector<char>{'b', '\0'}));
+    }
+
+    // --- Bad input ---------------------------------------------------------------------------
+
+    void badInputNeverFails_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<int>("encoding");
+        QTest::addColumn<int>("rows");
+        QTest::newRow("empty file") << QByteArray() << int(UTF_8) << 0;
+        QTest::newRow("UTF-8 BOM alone") << QByteArray("\xEF\xBB\xBF") << int(UTF_8) << 0;
+        QTest::newRow("UTF-16 BOM alone") << QByteArray("\xFF\xFE") << int(UTF_16) << 0;
+        QTest::newRow("UTF-32BE BOM alone") << QByteArray("\0\0\xFE\xFF", 4) << int(UTF_32BE) << 0;
+        QTest::newRow("NUL bytes") << QByteArray(64, '\0') << int(UTF_8) << 1;
+        QTest::newRow("NUL bytes, UTF-32") << QByteArray(64, '\0') << int(UTF_32LE) << 1;
+        QTest::newRow("ends in quotes") << QByteArray("a,\"\"\"") << int(UTF_8) << 1;
+        QTest::newRow("one odd byte, UTF-32") << QByteArray("\n") << int(UTF_32LE) << 1;
+        QByteArray junk;
+        QRandomGenerator rng(7);
+        for (int i = 0; i < 4096; ++i)
+            junk += char(rng.bounded(256));
+        QTest::newRow("binary junk") << junk << int(UTF_8) << -1;
+        QTest::newRow("binary junk, UTF-16") << junk << int(UTF_16BE) << -1;
+    }
+
+    void badInputNeverFails()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(int, encoding);
+        QFETCH(int, rows);
+        EditableDataContainer c;
+        QSignalSpy finished(&c, &AbstractDataContainer::loadFinishedSignal);
+        c.setFilepath(writeFile(bytes));
+        c.setEncoding(EncodingType(encoding));
+        QVERIFY(c.loadCSV());
+        QCOMPARE(finished.count(), 1);
+        if (rows >= 0)
+            QCOMPARE(c.numRows(), rows);
+        for (int r = 0; r < c.numRowsPhysical(); ++r)
+            QVERIFY(c.numCols() >= c.numColsInRow(r));
+    }
+
+    void unopenableFile_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::newRow("missing") << dir.filePath(QStringLiteral("does-not-exist.csv"));
+        QTest::newRow("empty path") << QString();
+    }
+
+    void unopenableFile()
+    {
+        QFETCH(QString, path);
+        EditableDataContainer c;
+        c.setValue(0, 0, {'x'});
+        QSignalSpy finished(&c, &AbstractDataContainer::loadFinishedSignal);
+        c.setFilepath(path);
+        QVERIFY(!c.loadCSV());
+        QCOMPARE(finished.count(), 0);
+        QCOMPARE(c.numRows(), 0);
+    }
+
+    void reloadStartsAfresh()
+    {
+        EditableDataContainer c;
+        c.setFilepath(writeFile("\xEF\xBB\xBF" "a,b,c\nd"));
+        QVERIFY(c.loadCSV());
+        QVERIFY(c.getHasBom());
+        c.setFilepath(writeFile("x"));
+        QVERIFY(c.loadCSV());
+        QCOMPARE(c.numRows(), 1);
+        QCOMPARE(c.numCols(), 1);
+        QVERIFY(!c.getHasBom());
+        QCOMPARE(c.getFileSize(), qint64(1));
+    }
+
+    // --- Progress and cancel -----------------------------------------------------------------
+
+    void progressThreshold_data()
+    {
+        QTest::addColumn<qint64>("size");
+        QTest::addColumn<bool>("reports");
+        QTest::newRow("one byte below") << AbstractDataContainer::kProgressThreshold - 1 << false;
+        QTest::newRow("at the threshold") << AbstractDataContainer::kProgressThreshold << true;
+    }
+
+    void progressThreshold()
+    {
+        QFETCH(qint64, size);
+        QFETCH(bool, reports);
+        // Long lines keep the cell count small.
+        QByteArray line(4095, 'x');
+        line += '\n';
+        QByteArray bytes;
+        bytes.reserve(size);
+        while (bytes.size() + line.size() <= size)
+            bytes += line;
+        bytes += QByteArray(size - bytes.size(), 'y');
+        QCOMPARE(bytes.size(), size);
+
+        EditableDataContainer c;
+        QSignalSpy start(&c, &AbstractDataContainer::startProgressUpdateSignal);
+        QSignalSpy progress(&c, &AbstractDataContainer::loadProgressUpdateSignal);
+        c.setFilepath(writeFile(bytes));
+        QVERIFY(c.loadCSV());
+        QCOMPARE(c.numRows(), int(size / line.size()) + (size % line.size() ? 1 : 0));
+        if (!reports) {
+            QCOMPARE(start.count(), 0);
+            QCOMPARE(progress.count(), 0);
+            return;
+        }
+        QCOMPARE(start.count(), 1);
+        // One report at the first row, then one per 8 MiB: positions 0, 8 Mi, 16 Mi.
+        QCOMPARE(progress.count(), 3);
+        QCOMPARE(progress.at(0).at(0).toInt(), 0);
+        QCOMPARE(progress.at(0).at(1).toInt(), int((size >> 23) + 1));
+        QCOMPARE(progress.at(0).at(2).toInt(), int(size >> 20));
+        QCOMPARE(progress.at(2).at(0).toInt(), 2);
+    }
+
+    void cancelStopsAtRowStart()
+    {
+        QByteArray line(4000, 'x');
+        line += ",\"quoted\nline feed\"\n";
+        QByteArray bytes;
+        while (bytes.size() < AbstractDataContainer::kProgressThreshold)
+            bytes += line;
+        EditableDataContainer c;
+        QSignalSpy finished(&c, &AbstractDataContainer::loadFinishedSignal);
+        int reports = 0;
+        connect(&c, &AbstractDataContainer::loadProgressUpdateSignal, &c, [&]() {
+            // The second report comes at a row start past 8 MiB; cancel there.
+            if (++reports == 2)
+                c.setLoadCanceled(true);
+        });
+        c.setFilepath(writeFile(bytes));
+        QVERIFY(!c.loadCSV());
+        QCOMPARE(finished.count(), 0);
+        // The second report comes at the first row start past the 8 MiB mark; that row is still
+        // read, and the next row start sees the flag.
+        int reportingRow = 0;
+        while (qint64(reportingRow) * line.size() <= AbstractDataContainer::kProgressStep - 1)
+            ++reportingRow;
+        const int expectedRows = reportingRow + 1;
+        QCOMPARE(c.numRows(), expectedRows);
+        QCOMPARE(c.numCols(), 2);
+        QCOMPARE(c.getValue(expectedRows - 1, 1), (std::vector<char>{'q', 'u', 'o', 't', 'e', 'd', '\n', 'l', 'i',
+                                                                      'n', 'e', ' ', 'f', 'e', 'e', 'd'}));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestCsvLoading)
+#include "tst_csvloading.moc"

@@ -1,0 +1,357 @@
+// Editing the in-memory container: logical against physical size, growth, inserts and
+// removes past the end, empty rows and columns under the three masks.
+#include "storage/editabledatacontainer.h"
+
+#include <QTest>
+
+#include <cstring>
+
+namespace {
+
+std::vector<char> v(const char* text) { return std::vector<char>(text, text + std::strlen(text)); }
+
+// The table as text, logical size: cells joined by '|', rows by '/'.
+QByteArray dump(EditableDataContainer& c)
+{
+    QByteArray out;
+    for (int r = 0; r < c.numRows(); ++r) {
+        if (r)
+            out += '/';
+        for (int col = 0; col < c.numCols(); ++col) {
+            if (col)
+                out += '|';
+            const std::vector<char> cell = c.getValue(r, col);
+            out += QByteArray(cell.data(), qsizetype(cell.size()));
+        }
+    }
+    return out;
+}
+
+// Row r holds the given texts from column 0.
+void fill(EditableDataContainer& c, const QList<QByteArrayList>& rows)
+{
+    for (int r = 0; r < rows.size(); ++r)
+        for (int col = 0; col < rows[r].size(); ++col)
+            c.setValue(r, col, std::vector<char>(rows[r][col].begin(), rows[r][col].end()));
+}
+
+} // namespace
+
+class TestEditableDataContainer : public QObject {
+    Q_OBJECT
+
+private slots:
+    void setValueGrowth()
+    {
+        EditableDataContainer c;
+        QVERIFY(c.setValue(2, 3, v("x")));
+        QCOMPARE(c.numRows(), 3);
+        QCOMPARE(c.numCols(), 4);
+        QCOMPARE(c.numRowsPhysical(), 3);
+        QCOMPARE(c.numCellsStored(2), 4);
+        QCOMPARE(c.numCellsStored(0), 0);
+        // An empty value past a row's cells stores nothing but still widens the table.
+        QVERIFY(c.setValue(0, 6, {}));
+        QCOMPARE(c.numCellsStored(0), 0);
+        QCOMPARE(c.numCols(), 7);
+        // Reads beyond anything stored are empty, never an error.
+        QVERIFY(c.getValue(100, 100).empty());
+        QVERIFY(c.getValue(-1, 0).empty());
+        QVERIFY(c.getValue(2, 5).empty());
+        QVERIFY(!c.setValue(-1, 0, v("x")));
+    }
+
+    void setValueResetsLogicalRowsToPhysicalEnd()
+    {
+        EditableDataContainer c;
+        QVERIFY(c.resizeRows(1000000));
+        QCOMPARE(c.numRows(), 1000000);
+        QCOMPARE(c.numRowsPhysical(), 0);
+        c.setValue(4, 0, v("a"));
+        QCOMPARE(c.numRows(), 5); // deliberately: callers resize next
+        c.resizeRows(1000000);
+        c.setValue(2, 0, v("b")); // inside the physical part: the count stays
+        QCOMPARE(c.numRows(), 1000000);
+    }
+
+    void resizeShrinksPhysicalPart()
+    {
+        EditableDataContainer c;
+        fill(c, {{"a", "b", "c"}, {"d", "e", "f"}, {"g"}});
+        QVERIFY(c.resizeCols(2));
+        QCOMPARE(c.numCellsStored(0), 2);
+        QCOMPARE(c.numCellsStored(2), 1);
+        QVERIFY(c.resizeRows(2));
+        QCOMPARE(c.numRowsPhysical(), 2);
+        QVERIFY(c.resizeCols(10));
+        QCOMPARE(c.numCellsStored(0), 2); // growing touches only the counter
+        QCOMPARE(dump(c), QByteArray("a|b||||||||/d|e||||||||"));
+    }
+
+    void numColsInRow()
+    {
+        EditableDataContainer c;
+        fill(c, {{"a", "", "b", ""}, {"", ""}});
+        QCOMPARE(c.numColsInRow(0), 3);
+        QCOMPARE(c.numColsInRow(1), 0);
+        QCOMPARE(c.numColsInRow(7), 0);
+    }
+
+    void insertEmptyRows_data()
+    {
+        QTest::addColumn<int>("at");
+        QTest::addColumn<int>("count");
+        QTest::addColumn<bool>("result");
+        QTest::addColumn<QByteArray>("expected");
+        QTest::addColumn<int>("physical");
+        // Start: a/b/c in one column, logical 5 rows.
+        QTest::newRow("inside") << 1 << 2 << true << QByteArray("a///b/c//") << 5;
+        QTest::newRow("at physical end") << 3 << 1 << true << QByteArray("a/b/c///") << 3;
+        QTest::newRow("past logical end") << 8 << 2 << true << QByteArray("a/b/c///////") << 3;
+        QTest::newRow("negative") << -1 << 1 << false << QByteArray("a/b/c//") << 3;
+        QTest::newRow("zero count") << 0 << 0 << false << QByteArray("a/b/c//") << 3;
+    }
+
+    void insertEmptyRows()
+    {
+        QFETCH(int, at);
+        QFETCH(int, count);
+        QFETCH(bool, result);
+        QFETCH(QByteArray, expected);
+        QFETCH(int, physical);
+        EditableDataContainer c;
+        fill(c, {{"a"}, {"b"}, {"c"}});
+        c.resizeRows(5);
+        QCOMPARE(c.insertEmptyRows(at, count), result);
+        QCOMPARE(dump(c), expected);
+        QCOMPARE(c.numRowsPhysical(), physical);
+    }
+
+    void insertEmptyCols_data()
+    {
+        QTest::addColumn<int>("at");
+        QTest::addColumn<int>("count");
+        QTest::addColumn<QByteArray>("expected");
+        QTest::addColumn<int>("storedInRow1");
+        // Start: a|b|c / d, logical 3 columns.
+        QTest::newRow("inside") << 1 << 2 << QByteArray("a|||b|c/d||||") << 1;
+        QTest::newRow("at first") << 0 << 1 << QByteArray("|a|b|c/|d||") << 2;
+        QTest::newRow("past end") << 5 << 1 << QByteArray("a|b|c|||/d|||||") << 1;
+    }
+
+    void insertEmptyCols()
+    {
+        QFETCH(int, at);
+        QFETCH(int, count);
+        QFETCH(QByteArray, expected);
+        QFETCH(int, storedInRow1);
+        EditableDataContainer c;
+        fill(c, {{"a", "b", "c"}, {"d"}});
+        QVERIFY(c.insertEmptyCols(at, count));
+        QCOMPARE(dump(c), expected);
+        // Short rows stay short: only rows longer than the place get cells.
+        QCOMPARE(c.numCellsStored(1), storedInRow1);
+    }
+
+    void removeRows_data()
+    {
+        QTest::addColumn<int>("at");
+        QTest::addColumn<int>("count");
+        QTest::addColumn<bool>("result");
+        QTest::addColumn<int>("rows");
+        QTest::addColumn<QByteArray>("first");
+        // Start: a/b/c stored, 6 logical rows.
+        QTest::newRow("inside") << 1 << 1 << true << 5 << QByteArray("a/c///");
+        QTest::newRow("across physical end") << 2 << 3 << true << 3 << QByteArray("a/b/");
+        QTest::newRow("beyond physical part") << 4 << 10 << true << 4 << QByteArray("a/b/c/");
+        QTest::newRow("at logical end") << 6 << 1 << true << 6 << QByteArray("a/b/c///");
+        QTest::newRow("negative") << -2 << 1 << false << 6 << QByteArray("a/b/c///");
+        QTest::newRow("zero count") << 0 << 0 << false << 6 << QByteArray("a/b/c///");
+    }
+
+    void removeRows()
+    {
+        QFETCH(int, at);
+        QFETCH(int, count);
+        QFETCH(bool, result);
+        QFETCH(int, rows);
+        QFETCH(QByteArray, first);
+        EditableDataContainer c;
+        fill(c, {{"a"}, {"b"}, {"c"}});
+        c.resizeRows(6);
+        QCOMPARE(c.removeRows(at, count), result);
+        QCOMPARE(c.numRows(), rows);
+        QCOMPARE(dump(c), first);
+        QVERIFY(c.numRowsPhysical() <= c.numRows());
+    }
+
+    void removeCols()
+    {
+        EditableDataContainer c;
+        fill(c, {{"a", "b", "c", "d"}, {"e"}});
+        c.resizeCols(6);
+        QVERIFY(c.removeCols(1, 2));
+        QCOMPARE(dump(c), QByteArray("a|d||/e|||"));
+        QVERIFY(c.removeCols(2, 100));
+        QCOMPARE(c.numCols(), 2);
+        QVERIFY(c.removeCols(5, 1));
+        QCOMPARE(c.numCols(), 2);
+        QVERIFY(!c.removeCols(0, 0));
+    }
+
+    void rowAndColumnCopies()
+    {
+        EditableDataContainer c;
+        fill(c, {{"a", "b"}, {"c"}});
+        c.resizeCols(3);
+        std::vector<std::vector<char>> row;
+        c.getRow(row, 1);
+        QCOMPARE(row.size(), size_t(3)); // logical width, empty where nothing is stored
+        QCOMPARE(row[0], v("c"));
+        std::vector<std::vector<char>> col;
+        c.getCol(col, 1);
+        QCOMPARE(col.size(), size_t(2));
+        QCOMPARE(col[0], v("b"));
+        QVERIFY(col[1].empty());
+
+        c.copyRowContentsToAnotherRow(0, 3);
+        QCOMPARE(dump(c), QByteArray("a|b|/c||/||/a|b|"));
+        c.copyColContentsToAnotherCol(0, 4);
+        QCOMPARE(c.numCols(), 5);
+        QCOMPARE(dump(c), QByteArray("a|b|||a/c||||c/||||/a|b|||a"));
+        c.setRow(2, {v("x"), {}, v("y"), {}});
+        QCOMPARE(c.numCellsStored(2), 3);
+        c.setCol(1, {{}, v("p"), {}, {}, v("q")});
+        QCOMPARE(c.numRows(), 5);
+        QCOMPARE(dump(c), QByteArray("a||||a/c|p|||c/x||y||/a||||a/|q|||"));
+    }
+
+    void insertRowsAndCols()
+    {
+        EditableDataContainer c;
+        fill(c, {{"a", "b"}, {"c", "d"}});
+        c.insertRow(1, {v("x"), {}, v("y")});
+        QCOMPARE(dump(c), QByteArray("a|b|/x||y/c|d|"));
+        c.insertCol(1, {v("1"), {}, v("3"), v("4")});
+        QCOMPARE(dump(c), QByteArray("a|1|b|/x|||y/c|3|d|/|4||"));
+        c.insertRows(6, {{v("z")}});
+        QCOMPARE(c.numRows(), 7);
+        QCOMPARE(c.getValue(6, 0), v("z"));
+    }
+
+    void emptyRows_data()
+    {
+        QTest::addColumn<int>("index");
+        QTest::addColumn<int>("maskType");
+        QTest::addColumn<QList<int>>("mask");
+        QTest::addColumn<QList<int>>("expected");
+        // Rows: 0 "a||", 1 "||b", 2 "", 3 not stored (logical).
+        QTest::newRow("all columns") << 0 << int(MASK_ALL) << QList<int>{} << QList<int>{2, 3};
+        QTest::newRow("all from column 1") << 1 << int(MASK_ALL) << QList<int>{} << QList<int>{0, 2, 3};
+        QTest::newRow("only column 0") << 0 << int(MASK_ONLY_LISTED) << QList<int>{0} << QList<int>{1, 2, 3};
+        QTest::newRow("only columns 0 and 2") << 0 << int(MASK_ONLY_LISTED) << QList<int>{0, 2} << QList<int>{2, 3};
+        QTest::newRow("all but column 2") << 0 << int(MASK_ALL_BUT_LISTED) << QList<int>{2} << QList<int>{1, 2, 3};
+        QTest::newRow("all but 0 from 0") << 0 << int(MASK_ALL_BUT_LISTED) << QList<int>{0} << QList<int>{0, 2, 3};
+    }
+
+    void emptyRows()
+    {
+        QFETCH(int, index);
+        QFETCH(int, maskType);
+        QFETCH(QList<int>, mask);
+        QFETCH(QList<int>, expected);
+        EditableDataContainer c;
+        fill(c, {{"a"}, {"", "", "b"}, {""}});
+        c.resizeRows(4);
+        const std::vector<int> got =
+            c.emptyRows(index, GetRowColMaskType(maskType), std::vector<int>(mask.begin(), mask.end()));
+        QCOMPARE(QList<int>(got.begin(), got.end()), expected);
+
+        // The same table transposed gives the same answer for columns.
+        EditableDataContainer t;
+        t.setValue(0, 0, v("a"));
+        t.setValue(2, 1, v("b"));
+        t.resizeCols(4);
+        t.resizeRows(3);
+        const std::vector<int> gotCols =
+            t.emptyCols(index, GetRowColMaskType(maskType), std::vector<int>(mask.begin(), mask.end()));
+        QCOMPARE(QList<int>(gotCols.begin(), gotCols.end()), expected);
+    }
+
+    void emptyAtEnd()
+    {
+        EditableDataContainer c;
+        fill(c, {{"a"}, {"", "b"}, {""}, {"", ""}});
+        c.resizeRows(10);
+        c.resizeCols(5);
+        QCOMPARE(c.numEmptyRowsAtEnd(), 2); // logical rows past the physical end don't count
+        QCOMPARE(c.numEmptyColsAtEnd(), 3);
+        c.setValue(0, 4, v("z"));
+        QCOMPARE(c.numEmptyColsAtEnd(), 0);
+        EditableDataContainer empty;
+        QCOMPARE(empty.numEmptyRowsAtEnd(), 0);
+        QCOMPARE(empty.numEmptyColsAtEnd(), 0);
+    }
+
+    void clearDropsEverything()
+    {
+        EditableDataContainer c;
+        fill(c, {{"a", "b"}});
+        QVERIFY(c.clear());
+        QCOMPARE(c.numRows(), 0);
+        QCOMPARE(c.numCols(), 0);
+        QCOMPARE(c.numRowsPhysical(), 0);
+    }
+
+    void baseClassIsQuietNoOp()
+    {
+        // A container that can't edit answers every editing call with a quiet no.
+        AbstractDataContainer base;
+        QVERIFY(!base.setValue(0, 0, v("a")));
+        QVERIFY(!base.insertEmptyRows(0, 1));
+        QVERIFY(!base.removeCols(0, 1));
+        QVERIFY(!base.clear());
+        QVERIFY(base.emptyRows(0, MASK_ALL, {}).empty());
+        QCOMPARE(base.numEmptyColsAtEnd(), 0);
+        QVERIFY(base.getValue(0, 0).empty());
+    }
+
+    void textOperations()
+    {
+        const AbstractDataContainer c;
+        std::vector<char> s = v("a\"b\"\"c");
+        c.stringReplace(s, v("\""), v("\"\""));
+        QCOMPARE(s, v("a\"\"b\"\"\"\"c")); // written text isn't rescanned
+        c.stringReplace(s, std::string("\"\""), std::string("'"));
+        QCOMPARE(s, v("a'b''c"));
+        c.stringReplace(s, '\'', '-');
+        QCOMPARE(s, v("a-b--c"));
+        QCOMPARE(c.findChars(s, v("--")), qsizetype(3));
+        QCOMPARE(c.findChars(s, v("x")), qsizetype(-1));
+        c.replaceChars(s, 1, 1, v("XY"));
+        QCOMPARE(c.charVecToStdString(s), std::string("aXYb--c"));
+        QVERIFY(c.areCharVecsEqual(c.stdStringToCharVec("ab"), v("ab")));
+    }
+
+    void keySequences()
+    {
+        AbstractDataContainer c;
+        c.setDelimiter(';', '\t');
+        c.setEncoding(UTF_16BE);
+        AbstractDataContainer::KeyCharVecs keys = c.setKeyCharVecs();
+        QCOMPARE(keys.delimiter, (std::vector<char>{'\0', ';'}));
+        QCOMPARE(keys.saveDelimiter, (std::vector<char>{'\0', '\t'}));
+        QCOMPARE(keys.doubledQuote, (std::vector<char>{'\0', '"', '\0', '"'}));
+        c.setEncoding(UTF_32);
+        keys = c.setKeyCharVecs();
+        QCOMPARE(keys.lf, (std::vector<char>{'\n', '\0', '\0', '\0'}));
+        c.setEncoding(UTF_32_GUESSED_BE);
+        QCOMPARE(c.setKeyCharVecs().recordSeparator, (std::vector<char>{'\0', '\0', '\0', '\x1e'}));
+        c.setEncoding(SHIFT_JIS);
+        QVERIFY(c.setKeyCharVecs().cr.empty());
+        QCOMPARE(c.getBytesPerChar(), 1);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestEditableDataContainer)
+#include "tst_editabledatacontainer.moc"

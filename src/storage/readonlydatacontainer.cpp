@@ -74,7 +74,7 @@ struct ByteUnits {
             const qint64 block = i & ~qint64(63);
             if (block != blockStart) {
                 blockStart = block;
-                blockMask = computeMask(block);
+                blockMask = computeMask<false>(block);
             }
             const std::uint64_t m = blockMask & (~std::uint64_t(0) << (i - block));
             if (m) {
@@ -94,6 +94,60 @@ struct ByteUnits {
     }
 
 private:
+public:
+    // The classes of one 64-byte block as bit masks.
+    struct BlockMasks {
+        std::uint64_t delim, term, cr, lf, quote;
+    };
+    BlockMasks computeBlockMasks(qint64 block) const
+    {
+        BlockMasks r{0, 0, 0, 0, 0};
+#if defined(__SSE2__)
+        const __m128i d = _mm_set1_epi8(compareDelimiter);
+        const __m128i lfv = _mm_set1_epi8(10);
+        const __m128i crv = _mm_set1_epi8(13);
+        const __m128i rsv = _mm_set1_epi8(30);
+        const __m128i qv = _mm_set1_epi8('"');
+        for (int k = 0; k < 4; ++k) {
+            const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(buf + block + 16 * k));
+            const int shift = 16 * k;
+            const __m128i isLf = _mm_cmpeq_epi8(v, lfv);
+            const __m128i isCr = _mm_cmpeq_epi8(v, crv);
+            r.delim |= std::uint64_t(static_cast<quint16>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, d)))) << shift;
+            r.term |= std::uint64_t(static_cast<quint16>(
+                          _mm_movemask_epi8(_mm_or_si128(_mm_or_si128(isLf, isCr), _mm_cmpeq_epi8(v, rsv)))))
+                      << shift;
+            r.cr |= std::uint64_t(static_cast<quint16>(_mm_movemask_epi8(isCr))) << shift;
+            r.lf |= std::uint64_t(static_cast<quint16>(_mm_movemask_epi8(isLf))) << shift;
+            r.quote |= std::uint64_t(static_cast<quint16>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, qv)))) << shift;
+        }
+#else
+        for (int k = 0; k < 64; ++k) {
+            const unsigned char c = buf[block + k];
+            const std::uint64_t bit = std::uint64_t(1) << k;
+            if (c == static_cast<unsigned char>(compareDelimiter))
+                r.delim |= bit;
+            if (c == 10 || c == 13 || c == 30)
+                r.term |= bit;
+            if (c == 13)
+                r.cr |= bit;
+            if (c == 10)
+                r.lf |= bit;
+            if (c == '"')
+                r.quote |= bit;
+        }
+#endif
+        if (delimiter < 0)
+            r.delim = 0;
+        r.term &= ~r.delim;
+        r.cr &= ~r.delim;
+        if (classes[static_cast<unsigned char>('"')] != kQuote)
+            r.quote = 0;
+        return r;
+    }
+
+    // Bit k set where byte block + k is a delimiter or terminator (and, with quotes on, a quote).
+    template <bool WithQuotes>
     std::uint64_t computeMask(qint64 block) const
     {
         std::uint64_t mask = 0;
@@ -104,14 +158,16 @@ private:
         const __m128i rs = _mm_set1_epi8(30);
         for (int k = 0; k < 4; ++k) {
             const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(buf + block + 16 * k));
-            const __m128i hit = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, d), _mm_cmpeq_epi8(v, lf)),
-                                             _mm_or_si128(_mm_cmpeq_epi8(v, cr), _mm_cmpeq_epi8(v, rs)));
+            __m128i hit = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, d), _mm_cmpeq_epi8(v, lf)),
+                                       _mm_or_si128(_mm_cmpeq_epi8(v, cr), _mm_cmpeq_epi8(v, rs)));
+            if constexpr (WithQuotes)
+                hit = _mm_or_si128(hit, _mm_cmpeq_epi8(v, _mm_set1_epi8('"')));
             mask |= std::uint64_t(static_cast<quint16>(_mm_movemask_epi8(hit))) << (16 * k);
         }
 #else
         for (int k = 0; k < 64; ++k) {
             const unsigned char c = buf[block + k];
-            if (classes[c] == kDelim || classes[c] == kTerm)
+            if (classes[c] == kDelim || classes[c] == kTerm || (WithQuotes && classes[c] == kQuote))
                 mask |= std::uint64_t(1) << k;
         }
 #endif
@@ -120,8 +176,11 @@ private:
         return mask;
     }
 
+public:
     static constexpr quint8 kDelim = 1, kTerm = 2, kQuote = 3;
     quint8 classes[256];
+
+private:
     int delimiter;
     char compareDelimiter;
     const unsigned char* buf = nullptr;
@@ -197,6 +256,186 @@ struct WideUnits {
     const char* buf = nullptr;
     qint64 n = 0;
 };
+
+// The index passes over one-byte text. The same machine as scanUnits, driven by the positions
+// of delimiters, terminators and quotes only: ordinary bytes are never looked at one by one.
+// A quote counts only where a cell starts; inside quotes only quotes count. Lookahead past the
+// piece's end (a closing quote, a CR) waits for the next piece.
+struct FastState {
+    qint64 cellStart = 0; // where the current cell started (global)
+    bool inQuotes = false;
+    bool pendingAfterQuote = false;
+    bool pendingAfterCr = false;
+};
+
+template <bool WithQuotes, class Sink>
+[[gnu::always_inline]] inline bool fastScanBody(const ByteUnits& t, const unsigned char* buf, qint64 n, qint64 base,
+                                                bool final, FastState& s, Sink& sink)
+{
+    const quint8* cls = t.classes;
+    const qint64 limit = final ? n : n + 1; // a position below it holds a character
+    qint64 resume = 0;
+    // Work on copies so that the counters live in registers, not behind references.
+    Sink k = sink;
+    FastState st = s;
+    if (st.pendingAfterCr) {
+        st.pendingAfterCr = false;
+        const qint64 q = buf[0] == 10 ? 1 : 0;
+        resume = q;
+        st.cellStart = base + q;
+        if (q < limit) {
+            if (!k.rowStart(base + q)) {
+                sink = k;
+                return false;
+            }
+            k.cellStart(base + q);
+        }
+    } else if (WithQuotes && st.pendingAfterQuote) {
+        st.pendingAfterQuote = false;
+        if (cls[buf[0]] == ByteUnits::kQuote)
+            resume = 1; // a doubled quote: still inside
+        else
+            st.inQuotes = false;
+    }
+    for (qint64 b = resume & ~qint64(63); b < n; b += 64) {
+        // Most blocks hold no quoted cell: then only the row ends need a look each, and the
+        // cell starts in between are counted by population.
+        if ((!WithQuotes || !st.inQuotes) && resume <= b && b + 64 < n) {
+            const ByteUnits::BlockMasks bm = t.computeBlockMasks(b);
+            const std::uint64_t edges = bm.delim | bm.term;
+            const std::uint64_t openers =
+                WithQuotes ? bm.quote & ((edges << 1) | (st.cellStart == base + b ? 1u : 0u)) : 0;
+            const std::uint64_t terminatorCr = bm.cr;
+            if (openers == 0 && !(terminatorCr >> 63)) {
+                const std::uint64_t consumedLf = bm.lf & (terminatorCr << 1);
+                std::uint64_t d = bm.delim & ~consumedLf;
+                std::uint64_t ends = bm.term & ~consumedLf;
+                while (ends) {
+                    const int e = std::countr_zero(ends);
+                    ends &= ends - 1;
+                    const std::uint64_t below = e == 0 ? 0 : ~std::uint64_t(0) >> (64 - e);
+                    k.cellStarts(d & below, base + b);
+                    d &= ~below;
+                    k.rowEnd(base + b + e);
+                    qint64 q = b + e + 1;
+                    if ((consumedLf >> (e + 1)) & 1)
+                        ++q;
+                    st.cellStart = base + q;
+                    if (!k.rowStart(base + q)) {
+                        sink = k;
+                        return false;
+                    }
+                    k.cellStart(base + q);
+                }
+                if (d) {
+                    k.cellStarts(d, base + b);
+                    st.cellStart = base + b + (64 - std::countl_zero(d));
+                }
+                continue;
+            }
+        }
+        std::uint64_t m = t.computeMask<WithQuotes>(b);
+        if (resume > b)
+            m &= ~std::uint64_t(0) << (resume - b);
+        while (m) {
+            const qint64 p = b + std::countr_zero(m);
+            m &= m - 1;
+            const quint8 kind = cls[buf[p]];
+            if (WithQuotes && st.inQuotes) {
+                if (kind != ByteUnits::kQuote)
+                    continue;
+                if (p + 1 >= n) {
+                    st.pendingAfterQuote = !final;
+                    continue;
+                }
+                if (cls[buf[p + 1]] == ByteUnits::kQuote) {
+                    if (p + 1 - b < 64)
+                        m &= ~(std::uint64_t(1) << (p + 1 - b));
+                    else
+                        resume = p + 2;
+                    continue;
+                }
+                st.inQuotes = false;
+                continue;
+            }
+            if (WithQuotes && kind == ByteUnits::kQuote) {
+                if (base + p == st.cellStart)
+                    st.inQuotes = true;
+                continue;
+            }
+            if (kind == ByteUnits::kDelim) {
+                st.cellStart = base + p + 1;
+                if (p + 1 < limit)
+                    k.cellStart(base + p + 1);
+                continue;
+            }
+            k.rowEnd(base + p);
+            qint64 q = p + 1;
+            if (buf[p] == 13) {
+                if (q < n) {
+                    if (buf[q] == 10) {
+                        if (q - b < 64)
+                            m &= ~(std::uint64_t(1) << (q - b));
+                        else
+                            resume = q + 1;
+                        ++q;
+                    }
+                } else if (!final) {
+                    st.pendingAfterCr = true;
+                    continue;
+                }
+            }
+            st.cellStart = base + q;
+            if (q < limit) {
+                if (!k.rowStart(base + q)) {
+                    sink = k;
+                    return false;
+                }
+                k.cellStart(base + q);
+            }
+        }
+    }
+    sink = k;
+    s = st;
+    return true;
+}
+
+// The body compiled twice: for any x86-64, and for processors with a population count
+// instruction, where counting cells by bit masks pays off most.
+template <bool WithQuotes, class Sink>
+bool fastScanBaseline(const ByteUnits& t, const unsigned char* buf, qint64 n, qint64 base, bool final,
+                      FastState& s, Sink& sink)
+{
+    return fastScanBody<WithQuotes>(t, buf, n, base, final, s, sink);
+}
+
+#if defined(__x86_64__) && defined(__GNUC__)
+template <bool WithQuotes, class Sink>
+__attribute__((target("popcnt,bmi,avx2"))) bool fastScanModern(const ByteUnits& t, const unsigned char* buf,
+                                                                 qint64 n, qint64 base, bool final, FastState& s,
+                                                                 Sink& sink)
+{
+    return fastScanBody<WithQuotes>(t, buf, n, base, final, s, sink);
+}
+
+bool cpuHasPopcount()
+{
+    static const bool has = __builtin_cpu_supports("popcnt") && __builtin_cpu_supports("bmi") &&
+                            __builtin_cpu_supports("avx2");
+    return has;
+}
+#endif
+
+template <bool WithQuotes, class Sink>
+bool fastScan(const ByteUnits& t, const unsigned char* buf, qint64 n, qint64 base, bool final, FastState& s,
+              Sink& sink)
+{
+#if defined(__x86_64__) && defined(__GNUC__)
+    if (cpuHasPopcount())
+        return fastScanModern<WithQuotes>(t, buf, n, base, final, s, sink);
+#endif
+    return fastScanBaseline<WithQuotes>(t, buf, n, base, final, s, sink);
+}
 
 // Runs the machine over the units attached to `t`, from `state`, calling the sink at each row
 // start, cell start, cell end and row end. Positions handed to the sink are `base` plus the unit
@@ -541,6 +780,8 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
         qint64 bytePos = 0;
         bool firstPiece = true;
         ScanState st = ScanState::RowStart;
+        FastState fast;
+        bool started = false;
         Traits traits = traitsTemplate;
         while (bytePos < fileSize) {
             const qint64 want = std::min(pieceSize, fileSize - bytePos);
@@ -558,32 +799,54 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
                 firstPiece = false;
             }
             const qint64 units = (usable - skip) / unitBytes;
-            traits.attach(buffer.data() + skip, units);
-            if (!scanUnits(traits, units, (bytePos + skip) / unitBytes, st, sink))
-                return false;
+            const qint64 base = (bytePos + skip) / unitBytes;
+            if constexpr (std::is_same_v<Traits, ByteUnits>) {
+                if (units > 0) {
+                    if (!started) {
+                        started = true;
+                        fast.cellStart = base;
+                        if (!sink.rowStart(base))
+                            return false;
+                        sink.cellStart(base);
+                    }
+                    const bool final = bytePos + usable >= fileSize;
+                    traits.attach(buffer.data() + skip, units);
+                    const auto* data = reinterpret_cast<const unsigned char*>(buffer.data() + skip);
+                    const bool ok = traits.classes[static_cast<unsigned char>('"')] == ByteUnits::kQuote
+                                        ? fastScan<true>(traits, data, units, base, final, fast, sink)
+                                        : fastScan<false>(traits, data, units, base, final, fast, sink);
+                    if (!ok)
+                        return false;
+                }
+            } else {
+                traits.attach(buffer.data() + skip, units);
+                if (!scanUnits(traits, units, base, st, sink))
+                    return false;
+            }
             bytePos += usable;
         }
         return true;
     };
 
-    auto progress = [&](qint64 bytePos, int pass, qint64& mark) {
+    // Returns the next mark.
+    auto progress = [&](qint64 bytePos, int pass, qint64 mark) -> qint64 {
         if (progressUpdateMutex)
             progressUpdateMutex->lock();
         const qint64 step = bytePos / kIndexProgressStep;
         emit loadProgressUpdateSignal(static_cast<int>(pass == 1 ? step : progressTotal + 2 * step),
                                       static_cast<int>(3 * progressTotal), static_cast<int>(fileSize >> 20));
-        mark += kIndexProgressStep;
         if (progressUpdateMutex && progressUpdateCondition)
             progressUpdateCondition->wait(progressUpdateMutex, 1);
         if (progressUpdateMutex)
             progressUpdateMutex->unlock();
+        return mark + kIndexProgressStep;
     };
 
     // Pass 1 counts rows, and cells per row; a row's width counts when the next row starts, so
     // the last row takes no part in numCols.
     struct CountSink {
         ReadOnlyDataContainer* self;
-        decltype(progress)& report;
+        decltype(progress)* report;
         int unitBytes;
         qint64 mark;
         qint64 rows = 0;
@@ -595,7 +858,7 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
             if (self->loadCanceled.load(std::memory_order_relaxed))
                 return false;
             if (pos * unitBytes > mark)
-                report(pos * unitBytes, 1, mark);
+                mark = (*report)(pos * unitBytes, 1, mark);
             widest = std::max(widest, cells);
             cells = 0;
             if (++rows >= INT_MAX || widest >= INT_MAX) {
@@ -609,12 +872,14 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
             ++cells;
             return true;
         }
+        // A cell starts behind each delimiter bit of `bits` (bit i: position base + i).
+        void cellStarts(std::uint64_t bits, qint64) { cells += std::popcount(bits); }
         static bool cellEnd(qint64) { return true; }
         static bool rowEnd(qint64) { return true; }
     };
 
     beginProgress(fileSize);
-    CountSink counter{this, progress, unitBytes, reports ? -1 : LLONG_MAX};
+    CountSink counter{this, &progress, unitBytes, reports ? -1 : LLONG_MAX};
     if (!runPass(counter)) {
         resetIndex();
         return false;
@@ -641,12 +906,12 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
     // too; the strips among them point at the row's line ending.
     struct StripSink {
         ReadOnlyDataContainer* self;
-        decltype(progress)& report;
+        decltype(progress)* report;
         int unitBytes;
         qint64 mark;
         qint64 numCols;
         qint64 maxStrips;
-        std::vector<Strip>& out;
+        std::vector<Strip>* out;
         qint64 cellNumber = -1;
         qint64 nextStripCell = 0;
         int row = -1;
@@ -657,17 +922,17 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
             if (self->loadCanceled.load(std::memory_order_relaxed))
                 return false;
             if (pos * unitBytes > mark)
-                report(pos * unitBytes, 2, mark);
+                mark = (*report)(pos * unitBytes, 2, mark);
             if (row >= 0) {
                 const qint64 missing = numCols - 1 - col;
                 if (missing > 0) {
                     const qint64 last = cellNumber + missing;
                     while (nextStripCell <= last) {
-                        out.push_back(Strip{row, static_cast<int>(col + (nextStripCell - cellNumber)), lineEnd});
+                        out->push_back(Strip{row, static_cast<int>(col + (nextStripCell - cellNumber)), lineEnd});
                         nextStripCell += 25;
                     }
                     cellNumber = last;
-                    if (static_cast<qint64>(out.size()) > maxStrips)
+                    if (static_cast<qint64>(out->size()) > maxStrips)
                         return false; // the file grew wider since pass 1
                 }
             }
@@ -679,10 +944,23 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
         {
             ++col;
             if (++cellNumber == nextStripCell) {
-                out.push_back(Strip{row, col, pos});
+                out->push_back(Strip{row, col, pos});
                 nextStripCell += 25;
             }
             return true;
+        }
+        void cellStarts(std::uint64_t bits, qint64 base)
+        {
+            const int count = std::popcount(bits);
+            if (cellNumber + count < nextStripCell) {
+                cellNumber += count;
+                col += count;
+                return;
+            }
+            while (bits) {
+                cellStart(base + std::countr_zero(bits) + 1);
+                bits &= bits - 1;
+            }
         }
         static bool cellEnd(qint64) { return true; }
         bool rowEnd(qint64 pos)
@@ -692,7 +970,7 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
         }
     };
 
-    StripSink recorder{this, progress, unitBytes, reports ? -1 : LLONG_MAX, cols, maxStrips, strips};
+    StripSink recorder{this, &progress, unitBytes, reports ? -1 : LLONG_MAX, cols, maxStrips, &strips};
     if (!runPass(recorder)) {
         resetIndex();
         return false;

@@ -15,6 +15,10 @@
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
+#if defined(__x86_64__) && defined(__GNUC__)
+#include <immintrin.h>
+#define ORVANE_INDEX_AVX2 1
+#endif
 
 namespace {
 
@@ -99,7 +103,7 @@ public:
     struct BlockMasks {
         std::uint64_t delim, term, cr, lf, quote;
     };
-    BlockMasks computeBlockMasks(qint64 block) const
+    [[gnu::always_inline]] BlockMasks computeBlockMasks(qint64 block) const
     {
         BlockMasks r{0, 0, 0, 0, 0};
 #if defined(__SSE2__)
@@ -137,6 +141,40 @@ public:
                 r.quote |= bit;
         }
 #endif
+        return finishMasks(r);
+    }
+
+#if defined(ORVANE_INDEX_AVX2)
+    // The same with 32-byte compares.
+    __attribute__((target("popcnt,bmi,avx2"))) BlockMasks
+    computeBlockMasksAvx2(qint64 block) const
+    {
+        BlockMasks r{0, 0, 0, 0, 0};
+        const __m256i d = _mm256_set1_epi8(compareDelimiter);
+        const __m256i lfv = _mm256_set1_epi8(10);
+        const __m256i crv = _mm256_set1_epi8(13);
+        const __m256i rsv = _mm256_set1_epi8(30);
+        const __m256i qv = _mm256_set1_epi8('"');
+        for (int k = 0; k < 2; ++k) {
+            const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(buf + block + 32 * k));
+            const int shift = 32 * k;
+            const __m256i isLf = _mm256_cmpeq_epi8(v, lfv);
+            const __m256i isCr = _mm256_cmpeq_epi8(v, crv);
+            auto bits = [](__m256i x) __attribute__((target("avx2"))) {
+                return std::uint64_t(static_cast<quint32>(_mm256_movemask_epi8(x)));
+            };
+            r.delim |= bits(_mm256_cmpeq_epi8(v, d)) << shift;
+            r.term |= bits(_mm256_or_si256(_mm256_or_si256(isLf, isCr), _mm256_cmpeq_epi8(v, rsv))) << shift;
+            r.cr |= bits(isCr) << shift;
+            r.lf |= bits(isLf) << shift;
+            r.quote |= bits(_mm256_cmpeq_epi8(v, qv)) << shift;
+        }
+        return finishMasks(r);
+    }
+#endif
+
+    [[gnu::always_inline]] BlockMasks finishMasks(BlockMasks r) const
+    {
         if (delimiter < 0)
             r.delim = 0;
         r.term &= ~r.delim;
@@ -268,7 +306,29 @@ struct FastState {
     bool pendingAfterCr = false;
 };
 
-template <bool WithQuotes, class Sink>
+// Bits strictly above bit c, and strictly below bit o (o may be 64).
+inline std::uint64_t aboveBit(int c) { return c >= 63 ? 0 : ~std::uint64_t(0) << (c + 1); }
+inline std::uint64_t belowBit(int o) { return o >= 64 ? ~std::uint64_t(0) : (std::uint64_t(1) << o) - 1; }
+
+// Inside quotes from bit `from` on: quotes pair up, and the first run of odd length closes the
+// cell at its last quote. -1: no closing quote in the block; -2: a run reaches the block's last
+// byte, so the next block must be seen first.
+[[gnu::always_inline]] inline int closingQuote(std::uint64_t quotes, int from)
+{
+    std::uint64_t r = from >= 64 ? 0 : quotes & (~std::uint64_t(0) << from);
+    while (r) {
+        const int start = std::countr_zero(r);
+        const int length = std::countr_one(r >> start);
+        if (start + length >= 64)
+            return -2;
+        if (length & 1)
+            return start + length - 1;
+        r &= ~(((std::uint64_t(1) << length) - 1) << start);
+    }
+    return -1;
+}
+
+template <bool WithQuotes, bool Avx2, class Sink>
 [[gnu::always_inline]] inline bool fastScanBody(const ByteUnits& t, const unsigned char* buf, qint64 n, qint64 base,
                                                 bool final, FastState& s, Sink& sink)
 {
@@ -298,18 +358,39 @@ template <bool WithQuotes, class Sink>
             st.inQuotes = false;
     }
     for (qint64 b = resume & ~qint64(63); b < n; b += 64) {
-        // Most blocks hold no quoted cell: then only the row ends need a look each, and the
-        // cell starts in between are counted by population.
-        if ((!WithQuotes || !st.inQuotes) && resume <= b && b + 64 < n) {
+        // Whole blocks by their masks: row ends are taken one by one, the cell starts between
+        // them by population count, and a quoted cell is skipped from its opening quote to the
+        // first run of quotes of odd length. Anything that needs a look past the block (a CR or
+        // a run of quotes in its last byte) goes to the byte-by-event loop below.
+        if (resume <= b && b + 64 < n && buf[b + 63] != 13) {
+#if defined(ORVANE_INDEX_AVX2)
+            const ByteUnits::BlockMasks bm = Avx2 ? t.computeBlockMasksAvx2(b) : t.computeBlockMasks(b);
+#else
             const ByteUnits::BlockMasks bm = t.computeBlockMasks(b);
+#endif
             const std::uint64_t edges = bm.delim | bm.term;
-            const std::uint64_t openers =
-                WithQuotes ? bm.quote & ((edges << 1) | (st.cellStart == base + b ? 1u : 0u)) : 0;
-            const std::uint64_t terminatorCr = bm.cr;
-            if (openers == 0 && !(terminatorCr >> 63)) {
-                const std::uint64_t consumedLf = bm.lf & (terminatorCr << 1);
-                std::uint64_t d = bm.delim & ~consumedLf;
-                std::uint64_t ends = bm.term & ~consumedLf;
+            const std::uint64_t consumedLf = bm.lf & (bm.cr << 1);
+            std::uint64_t valid = ~std::uint64_t(0);
+            std::uint64_t atCellStart = st.cellStart == base + b ? 1 : 0;
+            int bail = -1; // bit from which the event loop takes over
+            if (WithQuotes && st.inQuotes) {
+                const int c = closingQuote(bm.quote, 0);
+                if (c == -1)
+                    continue; // the whole block lies inside the quotes
+                if (c == -2)
+                    bail = 0;
+                else {
+                    st.inQuotes = false;
+                    valid = aboveBit(c);
+                    atCellStart = 0;
+                }
+            }
+            while (bail < 0) {
+                const std::uint64_t openers = WithQuotes ? bm.quote & ((edges << 1) | atCellStart) & valid : 0;
+                const int o = openers ? std::countr_zero(openers) : 64;
+                const std::uint64_t segment = valid & belowBit(o);
+                std::uint64_t d = bm.delim & ~consumedLf & segment;
+                std::uint64_t ends = bm.term & ~consumedLf & segment;
                 while (ends) {
                     const int e = std::countr_zero(ends);
                     ends &= ends - 1;
@@ -318,7 +399,7 @@ template <bool WithQuotes, class Sink>
                     d &= ~below;
                     k.rowEnd(base + b + e);
                     qint64 q = b + e + 1;
-                    if ((consumedLf >> (e + 1)) & 1)
+                    if (e < 63 && ((consumedLf >> (e + 1)) & 1))
                         ++q;
                     st.cellStart = base + q;
                     if (!k.rowStart(base + q)) {
@@ -331,8 +412,25 @@ template <bool WithQuotes, class Sink>
                     k.cellStarts(d, base + b);
                     st.cellStart = base + b + (64 - std::countl_zero(d));
                 }
-                continue;
+                if (o == 64)
+                    break;
+                const int c = closingQuote(bm.quote, o + 1);
+                if (c == -1) {
+                    st.inQuotes = true;
+                    break;
+                }
+                if (c == -2) {
+                    bail = o;
+                    break;
+                }
+                valid = aboveBit(c);
+                atCellStart = 0;
             }
+            if (bail < 0)
+                continue;
+            // The event loop goes on from the opening quote (or, inside quotes, from the block's
+            // start) in the state reached so far.
+            resume = b + bail;
         }
         std::uint64_t m = t.computeMask<WithQuotes>(b);
         if (resume > b)
@@ -406,16 +504,16 @@ template <bool WithQuotes, class Sink>
 bool fastScanBaseline(const ByteUnits& t, const unsigned char* buf, qint64 n, qint64 base, bool final,
                       FastState& s, Sink& sink)
 {
-    return fastScanBody<WithQuotes>(t, buf, n, base, final, s, sink);
+    return fastScanBody<WithQuotes, false>(t, buf, n, base, final, s, sink);
 }
 
-#if defined(__x86_64__) && defined(__GNUC__)
+#if defined(ORVANE_INDEX_AVX2)
 template <bool WithQuotes, class Sink>
 __attribute__((target("popcnt,bmi,avx2"))) bool fastScanModern(const ByteUnits& t, const unsigned char* buf,
                                                                  qint64 n, qint64 base, bool final, FastState& s,
                                                                  Sink& sink)
 {
-    return fastScanBody<WithQuotes>(t, buf, n, base, final, s, sink);
+    return fastScanBody<WithQuotes, true>(t, buf, n, base, final, s, sink);
 }
 
 bool cpuHasPopcount()
@@ -430,7 +528,7 @@ template <bool WithQuotes, class Sink>
 bool fastScan(const ByteUnits& t, const unsigned char* buf, qint64 n, qint64 base, bool final, FastState& s,
               Sink& sink)
 {
-#if defined(__x86_64__) && defined(__GNUC__)
+#if defined(ORVANE_INDEX_AVX2)
     if (cpuHasPopcount())
         return fastScanModern<WithQuotes>(t, buf, n, base, final, s, sink);
 #endif

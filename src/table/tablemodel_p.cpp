@@ -8,22 +8,22 @@
 namespace TableModelDetail {
 
 namespace {
-bool listed(const std::vector<int>& list, int value)
-{
+bool listed(const std::vector<int>& list, int value) {
     // Exclusion lists are short; a scan beats keeping them sorted.
     return std::find(list.begin(), list.end(), value) != list.end();
 }
 } // namespace
 
-bool rangeHoldsCell(const Range& range, int row, int col)
-{
+bool rangeHoldsCell(const Range& range, int row, int col) {
     switch (range.type) {
     case RangeType::Cell:
         return range.row == row && range.col == col;
     case RangeType::Row:
-        return range.row == row && col >= range.col && col <= range.endCol && !listed(range.excludedCols, col);
+        return range.row == row && col >= range.col && col <= range.endCol &&
+               !listed(range.excludedCols, col);
     case RangeType::Col:
-        return range.col == col && row >= range.row && row <= range.endRow && !listed(range.excludedRows, row);
+        return range.col == col && row >= range.row && row <= range.endRow &&
+               !listed(range.excludedRows, row);
     case RangeType::Table:
         if (row < range.row || col < range.col || row > range.endRow || col > range.endCol)
             return false;
@@ -37,8 +37,7 @@ bool rangeHoldsCell(const Range& range, int row, int col)
     return false;
 }
 
-void fillLookup(TableModelCellLookup& lookup, const RangeVector& ranges)
-{
+void fillLookup(TableModelCellLookup& lookup, const RangeVector& ranges) {
     lookup.cells.clear();
     lookup.others.clear();
     for (const Range& range : ranges) {
@@ -50,8 +49,7 @@ void fillLookup(TableModelCellLookup& lookup, const RangeVector& ranges)
     std::sort(lookup.cells.begin(), lookup.cells.end());
 }
 
-bool lookupHolds(const TableModelCellLookup& lookup, int row, int col)
-{
+bool lookupHolds(const TableModelCellLookup& lookup, int row, int col) {
     if (std::binary_search(lookup.cells.begin(), lookup.cells.end(), std::make_pair(row, col)))
         return true;
     for (const Range& range : lookup.others) {
@@ -61,8 +59,7 @@ bool lookupHolds(const TableModelCellLookup& lookup, int row, int col)
     return false;
 }
 
-QColor blendColors(const QColor& base, const QColor& line, float alpha)
-{
+QColor blendColors(const QColor& base, const QColor& line, float alpha) {
     auto channel = [alpha](int a, int b) {
         return static_cast<int>((1.0f - alpha) * static_cast<float>(a) + alpha * static_cast<float>(b));
     };
@@ -74,8 +71,7 @@ QColor blendColors(const QColor& base, const QColor& line, float alpha)
     return QColor(r, g, b);
 }
 
-bool isLineEmpty(const TableData& data, bool row, int modelIndex)
-{
+bool isLineEmpty(const TableData& data, bool row, int modelIndex) {
     const int raw = row ? data.getRawFromModelRow(modelIndex) : data.getRawFromModelCol(modelIndex);
     const int across = row ? data.numRawCols() : data.numRawRows();
     for (int other = 0; other < across; ++other) {

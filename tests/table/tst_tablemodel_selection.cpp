@@ -15,8 +15,7 @@ Q_DECLARE_METATYPE(RangeVector)
 namespace {
 
 // "C r,c" / "R r" / "K c" / "T r,c" with a trailing "*" for the main flag.
-QString describe(const Range& r)
-{
+QString describe(const Range& r) {
     QString s;
     switch (r.type) {
     case RangeType::Cell:
@@ -38,8 +37,7 @@ QString describe(const Range& r)
     return r.isMainCell ? s + QLatin1Char('*') : s;
 }
 
-QStringList describe(const RangeVector& ranges)
-{
+QStringList describe(const RangeVector& ranges) {
     QStringList out;
     for (const Range& r : ranges)
         out << describe(r);
@@ -47,8 +45,7 @@ QStringList describe(const RangeVector& ranges)
 }
 
 // A column of data with gaps: rows 0-3 and 7-9 hold values, 4-6 and 10-11 are empty.
-QStringList gappedColumn()
-{
+QStringList gappedColumn() {
     return {"a,x", "b,x", "c,x", "d,x", ",x", ",x", ",x", "e,x", "f,x", "g,x", ",x", ",x"};
 }
 
@@ -83,8 +80,7 @@ private slots:
     void signalsOnChange();
 };
 
-void TestTableModelSelection::sanitizeOrdersAndDropsDuplicates_data()
-{
+void TestTableModelSelection::sanitizeOrdersAndDropsDuplicates_data() {
     QTest::addColumn<RangeVector>("input");
     QTest::addColumn<QStringList>("expected");
 
@@ -97,8 +93,7 @@ void TestTableModelSelection::sanitizeOrdersAndDropsDuplicates_data()
         << QStringList{"K0*", "R2*", "C2,0*"};
 }
 
-void TestTableModelSelection::sanitizeOrdersAndDropsDuplicates()
-{
+void TestTableModelSelection::sanitizeOrdersAndDropsDuplicates() {
     QFETCH(RangeVector, input);
     QFETCH(QStringList, expected);
     LoadedModel m = load(gridLines(6, 6));
@@ -109,8 +104,7 @@ void TestTableModelSelection::sanitizeOrdersAndDropsDuplicates()
     QCOMPARE(m->getSelection().numTableRows, -1);
 }
 
-void TestTableModelSelection::mainCellFlagsInLineAndTableMembers()
-{
+void TestTableModelSelection::mainCellFlagsInLineAndTableMembers() {
     LoadedModel m = load(gridLines(8, 8));
     Range main = cell(3, 4);
     Range block = table(2, 2, 5, 5);
@@ -140,8 +134,7 @@ void TestTableModelSelection::mainCellFlagsInLineAndTableMembers()
     QCOMPARE(m->getMainCell().col, 1);
 }
 
-void TestTableModelSelection::sanitizeThrowsWithoutMainCell()
-{
+void TestTableModelSelection::sanitizeThrowsWithoutMainCell() {
     TableModel model;
     bool thrown = false;
     try {
@@ -156,8 +149,7 @@ void TestTableModelSelection::sanitizeThrowsWithoutMainCell()
     QVERIFY(model.getSelection().empty());
 }
 
-void TestTableModelSelection::sanitizeTidiesExcludedCells()
-{
+void TestTableModelSelection::sanitizeTidiesExcludedCells() {
     LoadedModel m = load(gridLines(8, 8));
     Range block = table(1, 1, 4, 4);
     block.excludedRows = {2};
@@ -175,8 +167,7 @@ void TestTableModelSelection::sanitizeTidiesExcludedCells()
     QVERIFY(!m->cellInSelection(5, 1));
 }
 
-void TestTableModelSelection::onlyTheFirstMainFlagCounts()
-{
+void TestTableModelSelection::onlyTheFirstMainFlagCounts() {
     LoadedModel m = load(gridLines(8, 8));
     RangeVector ranges{cell(5, 5), cell(1, 1), cell(3, 3)};
     ranges[0].isMainCell = true;
@@ -186,8 +177,7 @@ void TestTableModelSelection::onlyTheFirstMainFlagCounts()
     QCOMPARE(describe(m->getSelection()), (QStringList{"C1,1", "C3,3", "C5,5*"}));
 }
 
-void TestTableModelSelection::exclusions()
-{
+void TestTableModelSelection::exclusions() {
     LoadedModel m = load(gridLines(8, 8));
     Range row = rowRange(1);
     Range col = colRange(6);
@@ -229,8 +219,7 @@ void TestTableModelSelection::exclusions()
     QCOMPARE(m->numSelectedCells(), qint64(1 + 7 + 7 + 8));
 }
 
-void TestTableModelSelection::removingTheMainCellMovesIt()
-{
+void TestTableModelSelection::removingTheMainCellMovesIt() {
     LoadedModel m = load(gridLines(8, 8));
     RangeVector ranges{cell(0, 0), cell(2, 3), cell(4, 4)};
     ranges[1].isMainCell = true;
@@ -247,8 +236,7 @@ void TestTableModelSelection::removingTheMainCellMovesIt()
     QCOMPARE(describe(m->getSelection()), QStringList{"C3,3*"});
 }
 
-void TestTableModelSelection::shiftExtensionReturnsExactly()
-{
+void TestTableModelSelection::shiftExtensionReturnsExactly() {
     LoadedModel m = load(gridLines(20, 20));
     RangeVector start{cell(5, 5), cell(9, 2)};
     start.front().isMainCell = true;
@@ -287,8 +275,7 @@ void TestTableModelSelection::shiftExtensionReturnsExactly()
     QVERIFY(!m->selectLeftOrRight(Direction::Down, false, false));
 }
 
-void TestTableModelSelection::shiftExtensionAcrossAxes()
-{
+void TestTableModelSelection::shiftExtensionAcrossAxes() {
     LoadedModel m = load(gridLines(10, 10));
     Range start = cell(2, 2);
     m->setSelection(start);
@@ -308,8 +295,7 @@ void TestTableModelSelection::shiftExtensionAcrossAxes()
     QVERIFY(m->getShiftSelection().empty());
 }
 
-void TestTableModelSelection::shiftExtensionGrowsTheGrid()
-{
+void TestTableModelSelection::shiftExtensionGrowsTheGrid() {
     LoadedModel m = load(gridLines(3, 3));
     m->setNumBufferRows(1);
     Range last = cell(3, 0); // the buffer row
@@ -321,8 +307,7 @@ void TestTableModelSelection::shiftExtensionGrowsTheGrid()
     QCOMPARE(describe(m->getSelection()), (QStringList{"C3,0*", "C4,0", "C5,0"}));
 }
 
-void TestTableModelSelection::blockSteps_data()
-{
+void TestTableModelSelection::blockSteps_data() {
     QTest::addColumn<int>("row");
     QTest::addColumn<int>("direction");
     QTest::addColumn<int>("expected");
@@ -340,8 +325,7 @@ void TestTableModelSelection::blockSteps_data()
     QTest::newRow("trailing gap up") << 11 << up << 9;
 }
 
-void TestTableModelSelection::blockSteps()
-{
+void TestTableModelSelection::blockSteps() {
     QFETCH(int, row);
     QFETCH(int, direction);
     QFETCH(int, expected);
@@ -361,8 +345,7 @@ void TestTableModelSelection::blockSteps()
     }
 }
 
-void TestTableModelSelection::blockExtensionOverGaps()
-{
+void TestTableModelSelection::blockExtensionOverGaps() {
     LoadedModel m = load(gappedColumn());
     Range start = cell(1, 0);
     m->setSelection(start);
@@ -384,8 +367,7 @@ void TestTableModelSelection::blockExtensionOverGaps()
     QCOMPARE(describe(m->getSelection()), QStringList{"C1,0*"});
 }
 
-void TestTableModelSelection::ctrlOnlyGuard()
-{
+void TestTableModelSelection::ctrlOnlyGuard() {
     LoadedModel m = load(gridLines(10, 10));
     Range start = cell(5, 5);
     m->setSelection(start);
@@ -397,8 +379,7 @@ void TestTableModelSelection::ctrlOnlyGuard()
     QVERIFY(!m->selectLeftOrRight(Direction::Left, true, false));
 }
 
-void TestTableModelSelection::movesAtEdges()
-{
+void TestTableModelSelection::movesAtEdges() {
     LoadedModel m = load(gridLines(5, 5));
     Range corner = cell(0, 0);
     m->setSelection(corner);
@@ -423,8 +404,7 @@ void TestTableModelSelection::movesAtEdges()
     QCOMPARE(describe(m->getSelection()), QStringList{"C4,4*"});
 }
 
-void TestTableModelSelection::moveSelectionRelativeMovesEveryMember()
-{
+void TestTableModelSelection::moveSelectionRelativeMovesEveryMember() {
     LoadedModel m = load(gridLines(10, 10));
     Range block = table(2, 2, 3, 3);
     block.excludedCells = {{3, 3}};
@@ -450,8 +430,7 @@ void TestTableModelSelection::moveSelectionRelativeMovesEveryMember()
     QVERIFY(!m->cellInSelection(4, 5));
 }
 
-void TestTableModelSelection::selectionSize()
-{
+void TestTableModelSelection::selectionSize() {
     LoadedModel m = load(gridLines(10, 10));
     QSignalSpy sizes(m.model.get(), &TableModel::selectionSizeChangedSignal);
     RangeVector ranges{cell(1, 1), cell(1, 2), cell(1, 3), cell(2, 1), cell(2, 2), cell(2, 3)};
@@ -480,8 +459,7 @@ void TestTableModelSelection::selectionSize()
     QCOMPARE(m->getSelectionSize().numCells, 100);
 }
 
-void TestTableModelSelection::invertSelection()
-{
+void TestTableModelSelection::invertSelection() {
     LoadedModel m = load(gridLines(6, 3));
     RangeVector ranges{cell(2, 1), rowRange(4)};
     ranges.front().isMainCell = true;
@@ -501,8 +479,7 @@ void TestTableModelSelection::invertSelection()
     QVERIFY(m->isColSelected(1));
 }
 
-void TestTableModelSelection::orderedSetsAndCounts()
-{
+void TestTableModelSelection::orderedSetsAndCounts() {
     LoadedModel m = load(gridLines(5, 5));
     Range col = colRange(3);
     col.excludedRows = {1};
@@ -530,8 +507,7 @@ void TestTableModelSelection::orderedSetsAndCounts()
     QCOMPARE(describe(m->getSelection()), QStringList{"C2,2*"});
 }
 
-void TestTableModelSelection::signalsOnChange()
-{
+void TestTableModelSelection::signalsOnChange() {
     LoadedModel m = load(gridLines(5, 5));
     QSignalSpy changed(m.model.get(), &TableModel::selectionChangedSignal);
     QSignalSpy main(m.model.get(), &TableModel::mainCellChangedSignal);

@@ -40,7 +40,6 @@ enum class ScanState : quint8 { RowStart, CellStart, Plain, Quoted, AfterQuote, 
 // positions come out of SIMD compares as one bit mask, and the machine only stops on those.
 struct ByteUnits {
     using Unit = unsigned char;
-    static constexpr int kBytes = 1;
 
     explicit ByteUnits(int delim, bool quoting) : delimiter(delim)
     {
@@ -231,7 +230,6 @@ private:
 template <class U>
 struct WideUnits {
     using Unit = U;
-    static constexpr int kBytes = sizeof(U);
 
     WideUnits(const AbstractDataContainer::KeyCharVecs& keys, bool withDelimiter, bool quoting)
     {
@@ -253,7 +251,7 @@ struct WideUnits {
     Unit unit(qint64 i) const
     {
         U u;
-        std::memcpy(&u, buf + i * kBytes, kBytes);
+        std::memcpy(&u, buf + i * sizeof(U), sizeof(U));
         return u;
     }
     bool isDelim(Unit u) const { return hasDelim && u == delim; }
@@ -1254,6 +1252,9 @@ std::vector<char> ReadOnlyDataContainer::applyQuoteRule(std::vector<char> raw) c
         (isUnit(0, KeyChars::LF, keys.lf) || isUnit(0, KeyChars::CR, keys.cr) ||
          isUnit(0, KeyChars::RecordSeparator, keys.recordSeparator)))
         return {};
+    // Without a delimiter, or with the quote as delimiter, no cell is ever quoted.
+    if (delimiter == 0 || delimiter == KeyChars::Quote)
+        return raw;
     bool unquote = false;
     if (parsingStandard == ALL_QUOTES)
         unquote = true;

@@ -1,0 +1,261 @@
+#pragma once
+
+#include "storage/fileparameters.h"
+#include "table/rangetypes.h"
+
+#include <QByteArray>
+#include <QObject>
+#include <QString>
+#include <QVariant>
+
+#include <array>
+#include <vector>
+
+class AbstractDataContainer;
+class Range;
+class QMutex;
+class QTextCodec;
+class QThread;
+class QWaitCondition;
+
+// Stands between the table model and the data container. Owns the container and the load
+// thread, turns cell bytes into text and back, and maps between raw indexes (the stored
+// table) and model indexes (raw less the concealed rows and columns).
+//
+// Every operation that ends in `bool ignoreTranspose` takes its arguments in the user's
+// orientation when the flag is false: on a transposed table a row operation then runs as
+// the column operation. With the flag true the arguments are taken as stated. Raw indexes
+// given in the user's orientation are exchanged the same way.
+class TableData : public QObject {
+    Q_OBJECT
+
+public:
+    enum DataContainerType : int {
+        Editable = 0,
+        ReadOnly = 1,
+    };
+
+    static const QString kDefaultWordDelimiters;
+
+    explicit TableData(QObject* parent = nullptr);
+    ~TableData() override;
+
+    AbstractDataContainer* getDataContainer() const { return dataContainer; }
+    DataContainerType getDataContainerType() const { return dataContainerType; }
+    bool isLoading() const { return loading; }
+
+    // --- Counts ---------------------------------------------------------------------------
+    int numRawRows(bool ignoreTranspose = false) const;
+    int numRawCols(bool ignoreTranspose = false) const;
+    int numModelRows(bool ignoreTranspose = false) const;
+    int numModelCols(bool ignoreTranspose = false) const;
+
+    // --- Mapping --------------------------------------------------------------------------
+    int getRawFromModelRow(int model, bool ignoreTranspose = false) const;
+    int getRawFromModelCol(int model, bool ignoreTranspose = false) const;
+    int getModelFromRawRow(int raw, bool nearest = false, bool ignoreTranspose = false) const;
+    int getModelFromRawCol(int raw, bool nearest = false, bool ignoreTranspose = false) const;
+    // Both corners of a range; negative indexes and the end-of-table mark stay as they are.
+    Range getRawFromModelRange(const Range& range) const;
+    Range getModelFromRawRange(const Range& range, bool nearest = false) const;
+    bool isRowConcealed(int raw, bool ignoreTranspose = false) const;
+    bool isColConcealed(int raw, bool ignoreTranspose = false) const;
+
+    // --- Cells ----------------------------------------------------------------------------
+    QVariant getValueModel(int row, int col) const;
+    QVariant getValueRaw(int row, int col, bool ignoreTranspose = false) const;
+    std::vector<char> getValueRawCharVec(int row, int col, bool ignoreTranspose = false) const;
+    bool setValueModel(int row, int col, const QString& text);
+    bool setValueRaw(int row, int col, const QString& text, bool ignoreTranspose = false);
+    bool isCellPopulated(int row, int col) const; // raw, user orientation
+    // Target of a ctrl-arrow jump from the range's active cell, in the range's index space.
+    Range getNextBlockLocation(const Range& range, Direction direction) const;
+    bool areColumnsInRowBlank(int row, const std::vector<int>& cols, bool ignoreTranspose = false) const;
+    bool areRowsInColBlank(int col, const std::vector<int>& rows, bool ignoreTranspose = false) const;
+
+    // Decoding and encoding of one cell in an encoding; a null codec falls back to UTF-8.
+    static QString decodeCell(const std::vector<char>& bytes, EncodingType encoding, QTextCodec* codec);
+    static std::vector<char> encodeCell(const QString& text, EncodingType encoding, QTextCodec* codec);
+
+    // --- Inserting, removing, moving ------------------------------------------------------
+    bool insertRowsModel(int at, int count, bool ignoreTranspose = false);
+    bool insertColsModel(int at, int count, bool ignoreTranspose = false);
+    bool insertRowsRaw(int at, int count, bool ignoreTranspose = false);
+    bool insertColsRaw(int at, int count, bool ignoreTranspose = false);
+    bool insertRowsRaw(int at, const std::vector<std::vector<std::vector<char>>>& rows,
+                       bool ignoreTranspose = false);
+    bool insertColsRaw(int at, const std::vector<std::vector<std::vector<char>>>& cols,
+                       bool ignoreTranspose = false);
+    bool removeRowsModel(int at, int count, bool ignoreTranspose = false);
+    bool removeColsModel(int at, int count, bool ignoreTranspose = false);
+    bool removeRowsRaw(int at, int count, bool ignoreTranspose = false);
+    bool removeColsRaw(int at, int count, bool ignoreTranspose = false);
+    bool moveRowRelative(int from, int to, bool ignoreTranspose = false);
+    bool moveColRelative(int from, int to, bool ignoreTranspose = false);
+    bool duplicateRow(int from, int to, bool ignoreTranspose = false);
+    bool duplicateCol(int from, int to, bool ignoreTranspose = false);
+
+    // --- Concealed rows and columns -------------------------------------------------------
+    void concealRawRows(const std::vector<int>& rows, bool ignoreTranspose = false);
+    void concealRawCols(const std::vector<int>& cols, bool ignoreTranspose = false);
+    void concealRawRow(int row, bool ignoreTranspose = false);
+    void concealRawCol(int col, bool ignoreTranspose = false);
+    void concealModelRows(const std::vector<int>& rows, bool ignoreTranspose = false);
+    void concealModelCols(const std::vector<int>& cols, bool ignoreTranspose = false);
+    void concealModelRow(int row, bool ignoreTranspose = false);
+    void concealModelCol(int col, bool ignoreTranspose = false);
+    void showRawRow(int row, bool ignoreTranspose = false);
+    void showRawCol(int col, bool ignoreTranspose = false);
+    void showRawRows(const std::vector<int>& rows, bool ignoreTranspose = false);
+    void showRawCols(const std::vector<int>& cols, bool ignoreTranspose = false);
+    void showAllRows(bool ignoreTranspose = false);
+    void showAllCols(bool ignoreTranspose = false);
+    void getConcealedRowsRaw(std::vector<int>& out, bool ignoreTranspose = false) const;
+    void getConcealedColsRaw(std::vector<int>& out, bool ignoreTranspose = false) const;
+    int numConcealedRows(bool ignoreTranspose = false) const;
+    int numConcealedCols(bool ignoreTranspose = false) const;
+
+    // --- Empty rows and columns, through the container ------------------------------------
+    // `index` and `mask` select the columns looked at in each row (the rows in each column),
+    // in the given index space; the result is in the same space. With Model, concealed rows
+    // are not reported. User indexes are taken as raw: their offset belongs to the model.
+    std::vector<int> getEmptyRows(int index, RangeIndexType indexType, GetRowColMaskType maskType,
+                                  const std::vector<int>& mask, bool ignoreTranspose = false) const;
+    std::vector<int> getEmptyCols(int index, RangeIndexType indexType, GetRowColMaskType maskType,
+                                  const std::vector<int>& mask, bool ignoreTranspose = false) const;
+    // Raw indexes in, raw indexes out.
+    std::vector<int> getEmptyRowsRaw(int index, GetRowColMaskType maskType, const std::vector<int>& mask,
+                                     bool ignoreTranspose = false) const;
+    std::vector<int> getEmptyColsRaw(int index, GetRowColMaskType maskType, const std::vector<int>& mask,
+                                     bool ignoreTranspose = false) const;
+    int numEmptyRowsRawAtEnd(bool ignoreTranspose = false) const;
+    int numEmptyColsRawAtEnd(bool ignoreTranspose = false) const;
+
+    // --- Parameters -----------------------------------------------------------------------
+    void setDelimiter(const QString& readDelimiter, const QString& writeDelimiter);
+    void setEncoding(EncodingType type, bool reencodeCells);
+    void setLineEnding(LineEndingType type);
+    void setParsingStandard(ParsingStandard standard);
+    void setSaveWithTrailingDelimiters(bool on);
+    void setExtension(const QString& ext) { extension = ext; }
+    void setProgressUpdateMutex(QMutex* mutex, QWaitCondition* condition);
+
+    char getDelimiter() const { return delimiter; }
+    char getSaveDelimiter() const { return saveDelimiter; }
+    QString getDelimiterText() const;
+    QString getSaveDelimiterText() const;
+    EncodingType getEncoding() const { return encoding; }
+    LineEndingType getLineEnding() const { return lineEnding; }
+    ParsingStandard getParsingStandard() const { return parsingStandard; }
+    bool getSaveWithTrailingDelimiters() const { return saveWithTrailingDelimiters; }
+    QString getExtension() const { return extension; }
+    QString getFilepath() const;
+    QByteArray getCodecName() const { return codecName; }
+
+    // --- Transposition --------------------------------------------------------------------
+    bool isTransposed() const { return transposed; }
+    void toggleTranspose();
+
+    // --- Loading and saving ---------------------------------------------------------------
+    void loadCSV(const QString& path, bool threaded, DataContainerType type, const QString& readDelimiter,
+                 const QString& writeDelimiter, EncodingType encodingType, ParsingStandard standard);
+    void stopLoadThread(bool cancel);
+    void setDataContainerType(DataContainerType type);
+    bool saveCSV(bool fromUser, bool visibleOnly);
+    bool saveCSV(const QString& path, bool fromUser, bool visibleOnly);
+    void clear();
+
+    // --- Word delimiters for whole-word search --------------------------------------------
+    void setWordDelimiters(const QString& chars);
+    QString getWordDelimiters() const { return wordDelimiters; }
+    bool isWordDelimiter(QChar c) const;
+    void rebuildWordDelimiterLookup();
+
+public slots:
+    // A finish from a container that was replaced meanwhile is ignored.
+    void onLoadFinished();
+
+signals:
+    void loadFinishedSignal();
+    // A load that could not read its file. A threaded one stays pending (isLoading() is true)
+    // until stopLoadThread() or another load; an unthreaded one finishes with an empty table.
+    // The window decides what the user sees.
+    void loadFailedSignal(QString path);
+    void tableSizeChangedSignal(int rawRows, int rawCols, int modelRows, int modelCols);
+    void startProgressUpdateSignal();
+    void loadProgressUpdateSignal(int current, int total, int sizeInMiB);
+    void saveStartedSignal(QString path);
+    void saveFinishedSignal(QString path);
+
+private:
+    // The physical axis an operation works on, after transposition is applied.
+    enum class Dimension { Rows, Cols };
+    Dimension rowAxis(bool ignoreTranspose) const {
+        return transposed && !ignoreTranspose ? Dimension::Cols : Dimension::Rows;
+    }
+    Dimension colAxis(bool ignoreTranspose) const {
+        return transposed && !ignoreTranspose ? Dimension::Rows : Dimension::Cols;
+    }
+    static Dimension other(Dimension axis) {
+        return axis == Dimension::Rows ? Dimension::Cols : Dimension::Rows;
+    }
+    std::vector<int>& concealedOf(Dimension axis) {
+        return axis == Dimension::Rows ? concealedRows : concealedCols;
+    }
+    const std::vector<int>& concealedOf(Dimension axis) const {
+        return axis == Dimension::Rows ? concealedRows : concealedCols;
+    }
+    int& rawCountOf(Dimension axis) { return axis == Dimension::Rows ? rawRows : rawCols; }
+    int rawCountOf(Dimension axis) const { return axis == Dimension::Rows ? rawRows : rawCols; }
+    int modelCountOf(Dimension axis) const;
+
+    bool editable() const;
+    bool insertEmpty(Dimension axis, int at, int count);
+    bool insertFilled(Dimension axis, int at, const std::vector<std::vector<std::vector<char>>>& lines);
+    bool removeLines(Dimension axis, int at, int count); // no signal
+    bool removeModel(Dimension axis, int at, int count);
+    bool insertModel(Dimension axis, int at, int count);
+    bool moveLine(Dimension axis, int from, int to);
+    bool duplicateLine(Dimension axis, int from, int to);
+    void conceal(Dimension axis, std::vector<int> raws);
+    void show(Dimension axis, const std::vector<int>& raws);
+    bool linesBlank(Dimension axis, int line, const std::vector<int>& across) const;
+    std::vector<int> emptyLines(Dimension axis, int index, GetRowColMaskType maskType,
+                                const std::vector<int>& mask) const;
+    std::vector<int> emptyLinesIn(Dimension axis, int index, RangeIndexType indexType,
+                                  GetRowColMaskType maskType, const std::vector<int>& mask) const;
+
+    void emitTableSizeChanged();
+    void keepContainerSize();
+    AbstractDataContainer* createDataContainer(DataContainerType type);
+    void finishLoad();
+    void endLoadThread();
+    static char delimiterFromText(const QString& text);
+
+    AbstractDataContainer* dataContainer = nullptr;
+    DataContainerType dataContainerType = Editable;
+    // The raw counts; numRawRows() and numRawCols() read them in the user's orientation.
+    int rawRows = 0;
+    int rawCols = 0;
+    bool transposed = false;
+    std::vector<int> concealedRows;
+    std::vector<int> concealedCols;
+    bool saveWithTrailingDelimiters = true;
+    char delimiter = ',';
+    char saveDelimiter = ',';
+    LineEndingType lineEnding = LINE_ENDING_UNIX;
+    EncodingType encoding = UTF_8;
+    ParsingStandard parsingStandard = RFC_4180;
+    QByteArray codecName;
+    QTextCodec* codec = nullptr;
+    QString extension = QStringLiteral("csv");
+    QThread* loadThread = nullptr;
+    bool loading = false;
+    // Counts loads so that a finish queued by a replaced container is recognised even if a
+    // new container happens to get the old one's address.
+    quint64 loadGeneration = 0;
+    QString wordDelimiters;
+    std::array<bool, 256> wordDelimiterLookup{};
+    QMutex* progressUpdateMutex = nullptr;
+    QWaitCondition* progressUpdateCondition = nullptr;
+};

@@ -5,6 +5,11 @@
 #include <QSaveFile>
 #include <QWaitCondition>
 
+#if defined(Q_OS_UNIX)
+#include <cerrno>
+#include <unistd.h>
+#endif
+
 #include <algorithm>
 #include <atomic>
 #include <bit>
@@ -775,6 +780,29 @@ bool ReadOnlyDataContainer::openCSV()
     return true;
 }
 
+// One positioned read: a cell read costs a single system call where the platform has one.
+qint64 ReadOnlyDataContainer::readAt(qint64 position, char* into, qint64 length) const
+{
+#if defined(Q_OS_UNIX)
+    const int fd = file->handle();
+    if (fd >= 0) {
+        qint64 done = 0;
+        while (done < length) {
+            const ssize_t got = ::pread(fd, into + done, static_cast<size_t>(length - done), position + done);
+            if (got < 0 && errno == EINTR)
+                continue;
+            if (got <= 0)
+                break;
+            done += got;
+        }
+        return done;
+    }
+#endif
+    if (!file->seek(position))
+        return -1;
+    return file->read(into, length);
+}
+
 void ReadOnlyDataContainer::closeCSV()
 {
     if (file)
@@ -1198,9 +1226,9 @@ void ReadOnlyDataContainer::readRawCellsSorted(const std::vector<CellPosition>& 
         }
         const qint64 begin = strips[first].offset;
         const qint64 end = stripEnd(last);
-        if (end > begin && file->seek(begin * unitBytes)) {
+        if (end > begin) {
             readBuffer.resize(static_cast<size_t>((end - begin) * unitBytes));
-            const qint64 got = file->read(readBuffer.data(), static_cast<qint64>(readBuffer.size()));
+            const qint64 got = readAt(begin * unitBytes, readBuffer.data(), static_cast<qint64>(readBuffer.size()));
             readBuffer.resize(static_cast<size_t>(std::max<qint64>(0, got - got % unitBytes)));
             scanStrip(readBuffer, strips[first].row, strips[first].col, sorted.data() + k, groupEnd - k,
                       results.data() + k, bytesPerChar >= 2, delimiter != 0);
@@ -1446,10 +1474,10 @@ void ReadOnlyDataContainer::readWholeRow(int row, std::vector<std::vector<char>>
             end = strips[next + 1].offset;
     }
     const qint64 begin = strips[first].offset;
-    if (end <= begin || !file->seek(begin * unitBytes))
+    if (end <= begin)
         return;
     readBuffer.resize(static_cast<size_t>((end - begin) * unitBytes));
-    const qint64 got = file->read(readBuffer.data(), static_cast<qint64>(readBuffer.size()));
+    const qint64 got = readAt(begin * unitBytes, readBuffer.data(), static_cast<qint64>(readBuffer.size()));
     readBuffer.resize(static_cast<size_t>(std::max<qint64>(0, got - got % unitBytes)));
     CellCollector sink;
     sink.rowCells = &cells;

@@ -30,10 +30,12 @@ class Settings;
 class TableModelWorker;
 
 // Membership of model cells in a list of ranges, in a form that data() can ask per painted
-// cell: single cells by binary search, the few line and block ranges by a scan.
+// cell: single cells, rows and columns by binary search, the few blocks by a scan.
 struct TableModelCellLookup {
     std::vector<std::pair<int, int>> cells; // (row, col), sorted
-    std::vector<Range> others;              // Row, Col and Table members
+    std::vector<Range> rowRanges;           // sorted by row
+    std::vector<Range> colRanges;           // sorted by column
+    std::vector<Range> others;              // Table members
 };
 
 // The single object through which views, undo commands and tools see one file. On top of

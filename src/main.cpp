@@ -1,11 +1,23 @@
-#include "window/mainwindow.h"
+#include "app/application.h"
 
-#include <QApplication>
+#include <QDir>
 
-int main(int argc, char* argv[])
-{
-    QApplication app(argc, argv);
-    MainWindow window;
-    window.show();
+int main(int argc, char* argv[]) {
+    qputenv("QT_AUTO_SCREEN_SCALE_FACTOR", "1");
+    QT_WARNING_PUSH
+    QT_WARNING_DISABLE_DEPRECATED
+    // Ignored by Qt 6, which always scales; the pass-through rounding is what takes effect.
+    QCoreApplication::setAttribute(Qt::AA_DisableHighDpiScaling, true);
+    QT_WARNING_POP
+    QGuiApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
+
+    Application app(argc, argv, true, Application::User, 1000);
+    if (app.isSecondary()) {
+        // The first process opens our arguments; the wire text is the working directory, then
+        // the arguments, all separated by "<".
+        const QByteArray joined = QCoreApplication::arguments().join(QLatin1Char('<')).toUtf8();
+        app.sendMessage(joined, QDir::currentPath(), 100, Application::NonBlocking);
+        return 0;
+    }
     return app.exec();
 }

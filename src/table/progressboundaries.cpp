@@ -3,13 +3,11 @@
 #include <algorithm>
 #include <cmath>
 
-ProgressBoundaries::ProgressBoundaries(std::vector<int> marks) : boundaries(std::move(marks))
-{
+ProgressBoundaries::ProgressBoundaries(std::vector<int> marks) : boundaries(std::move(marks)) {
     computePhaseRange(currentMin, currentMax);
 }
 
-void ProgressBoundaries::computePhaseRange(int& min, int& max) const
-{
+void ProgressBoundaries::computePhaseRange(int& min, int& max) const {
     const int count = static_cast<int>(boundaries.size());
     if (currentIndex < 0 || currentIndex >= count) {
         min = 0;
@@ -20,15 +18,13 @@ void ProgressBoundaries::computePhaseRange(int& min, int& max) const
     max = boundaries[currentIndex];
 }
 
-void ProgressBoundaries::incrementIndex()
-{
+void ProgressBoundaries::incrementIndex() {
     if (currentIndex < static_cast<int>(boundaries.size()))
         ++currentIndex;
     computePhaseRange(currentMin, currentMax);
 }
 
-void ProgressBoundaries::setCurrentMinMax(int current, int max)
-{
+void ProgressBoundaries::setCurrentMinMax(int current, int max) {
     int phaseMin = 0;
     int phaseMax = 100;
     computePhaseRange(phaseMin, phaseMax);

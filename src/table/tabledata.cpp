@@ -2,6 +2,7 @@
 
 #include "storage/editabledatacontainer.h"
 #include "table/indexmapping.h"
+#include "table/range.h"
 #include "util/fileparameterutilities.h"
 
 #include <QTextCodec>
@@ -12,28 +13,33 @@
 
 const QString TableData::kDefaultWordDelimiters = QStringLiteral("`~!@#$%^&*()+=\t[]{}\\|;:'\",\n./?<> ");
 
-TableData::TableData(QObject* parent) : QObject(parent), wordDelimiters(kDefaultWordDelimiters)
-{
+TableData::TableData(QObject* parent) : QObject(parent), wordDelimiters(kDefaultWordDelimiters) {
     dataContainer = createDataContainer(Editable);
     setEncoding(UTF_8, false);
     rebuildWordDelimiterLookup();
 }
 
-TableData::~TableData()
-{
+TableData::~TableData() {
     stopLoadThread(true);
     delete dataContainer;
 }
 
 // --- Counts ----------------------------------------------------------------------------------
 
-int TableData::numRawRows(bool ignoreTranspose) const { return rawCountOf(rowAxis(ignoreTranspose)); }
-int TableData::numRawCols(bool ignoreTranspose) const { return rawCountOf(colAxis(ignoreTranspose)); }
-int TableData::numModelRows(bool ignoreTranspose) const { return modelCountOf(rowAxis(ignoreTranspose)); }
-int TableData::numModelCols(bool ignoreTranspose) const { return modelCountOf(colAxis(ignoreTranspose)); }
+int TableData::numRawRows(bool ignoreTranspose) const {
+    return rawCountOf(rowAxis(ignoreTranspose));
+}
+int TableData::numRawCols(bool ignoreTranspose) const {
+    return rawCountOf(colAxis(ignoreTranspose));
+}
+int TableData::numModelRows(bool ignoreTranspose) const {
+    return modelCountOf(rowAxis(ignoreTranspose));
+}
+int TableData::numModelCols(bool ignoreTranspose) const {
+    return modelCountOf(colAxis(ignoreTranspose));
+}
 
-int TableData::modelCountOf(Dimension axis) const
-{
+int TableData::modelCountOf(Dimension axis) const {
     // Concealed entries may lie past the raw end (hidden buffer lines); they take nothing away.
     const int raw = rawCountOf(axis);
     return raw - IndexMapping::countBelow(concealedOf(axis), raw);
@@ -41,42 +47,61 @@ int TableData::modelCountOf(Dimension axis) const
 
 // --- Mapping ---------------------------------------------------------------------------------
 
-int TableData::getRawFromModelRow(int model, bool ignoreTranspose) const
-{
+int TableData::getRawFromModelRow(int model, bool ignoreTranspose) const {
     return IndexMapping::rawFromModel(concealedOf(rowAxis(ignoreTranspose)), model);
 }
 
-int TableData::getRawFromModelCol(int model, bool ignoreTranspose) const
-{
+int TableData::getRawFromModelCol(int model, bool ignoreTranspose) const {
     return IndexMapping::rawFromModel(concealedOf(colAxis(ignoreTranspose)), model);
 }
 
-int TableData::getModelFromRawRow(int raw, bool nearest, bool ignoreTranspose) const
-{
+int TableData::getModelFromRawRow(int raw, bool nearest, bool ignoreTranspose) const {
     const Dimension axis = rowAxis(ignoreTranspose);
     return IndexMapping::modelFromRaw(concealedOf(axis), raw, nearest, rawCountOf(axis));
 }
 
-int TableData::getModelFromRawCol(int raw, bool nearest, bool ignoreTranspose) const
-{
+int TableData::getModelFromRawCol(int raw, bool nearest, bool ignoreTranspose) const {
     const Dimension axis = colAxis(ignoreTranspose);
     return IndexMapping::modelFromRaw(concealedOf(axis), raw, nearest, rawCountOf(axis));
 }
 
-bool TableData::isRowConcealed(int raw, bool ignoreTranspose) const
-{
+Range TableData::getRawFromModelRange(const Range& range) const {
+    auto map = [](int index, auto&& mapper) {
+        return index < 0 || index == Range::EndOfTable ? index : mapper(index);
+    };
+    Range result = range;
+    result.indexType = RangeIndexType::Raw;
+    result.row = map(range.row, [this](int i) { return getRawFromModelRow(i); });
+    result.endRow = map(range.endRow, [this](int i) { return getRawFromModelRow(i); });
+    result.col = map(range.col, [this](int i) { return getRawFromModelCol(i); });
+    result.endCol = map(range.endCol, [this](int i) { return getRawFromModelCol(i); });
+    return result;
+}
+
+Range TableData::getModelFromRawRange(const Range& range, bool nearest) const {
+    auto map = [](int index, auto&& mapper) {
+        return index < 0 || index == Range::EndOfTable ? index : mapper(index);
+    };
+    Range result = range;
+    result.indexType = RangeIndexType::Model;
+    result.row = map(range.row, [&](int i) { return getModelFromRawRow(i, nearest); });
+    result.endRow = map(range.endRow, [&](int i) { return getModelFromRawRow(i, nearest); });
+    result.col = map(range.col, [&](int i) { return getModelFromRawCol(i, nearest); });
+    result.endCol = map(range.endCol, [&](int i) { return getModelFromRawCol(i, nearest); });
+    return result;
+}
+
+bool TableData::isRowConcealed(int raw, bool ignoreTranspose) const {
     return IndexMapping::contains(concealedOf(rowAxis(ignoreTranspose)), raw);
 }
 
-bool TableData::isColConcealed(int raw, bool ignoreTranspose) const
-{
+bool TableData::isColConcealed(int raw, bool ignoreTranspose) const {
     return IndexMapping::contains(concealedOf(colAxis(ignoreTranspose)), raw);
 }
 
 // --- Cells -----------------------------------------------------------------------------------
 
-QString TableData::decodeCell(const std::vector<char>& bytes, EncodingType type, QTextCodec* textCodec)
-{
+QString TableData::decodeCell(const std::vector<char>& bytes, EncodingType type, QTextCodec* textCodec) {
     if (bytes.empty())
         return QString();
     const int size = static_cast<int>(bytes.size());
@@ -89,8 +114,7 @@ QString TableData::decodeCell(const std::vector<char>& bytes, EncodingType type,
     return QString::fromUtf8(bytes.data(), size);
 }
 
-std::vector<char> TableData::encodeCell(const QString& text, EncodingType type, QTextCodec* textCodec)
-{
+std::vector<char> TableData::encodeCell(const QString& text, EncodingType type, QTextCodec* textCodec) {
     if (text.isEmpty())
         return {};
     QByteArray bytes;
@@ -105,8 +129,7 @@ std::vector<char> TableData::encodeCell(const QString& text, EncodingType type, 
     return std::vector<char>(bytes.cbegin(), bytes.cend());
 }
 
-std::vector<char> TableData::getValueRawCharVec(int row, int col, bool ignoreTranspose) const
-{
+std::vector<char> TableData::getValueRawCharVec(int row, int col, bool ignoreTranspose) const {
     if (transposed && !ignoreTranspose)
         std::swap(row, col);
     // The counts stay 0 while a load runs, so this never reads a container being filled.
@@ -115,22 +138,19 @@ std::vector<char> TableData::getValueRawCharVec(int row, int col, bool ignoreTra
     return dataContainer->getValue(row, col);
 }
 
-QVariant TableData::getValueRaw(int row, int col, bool ignoreTranspose) const
-{
+QVariant TableData::getValueRaw(int row, int col, bool ignoreTranspose) const {
     if (!dataContainer)
         return QVariant();
     return QVariant(decodeCell(getValueRawCharVec(row, col, ignoreTranspose), encoding, codec));
 }
 
-QVariant TableData::getValueModel(int row, int col) const
-{
+QVariant TableData::getValueModel(int row, int col) const {
     if (!dataContainer)
         return QVariant();
     return getValueRaw(getRawFromModelRow(row), getRawFromModelCol(col));
 }
 
-bool TableData::setValueModel(int row, int col, const QString& text)
-{
+bool TableData::setValueModel(int row, int col, const QString& text) {
     // A model index at or past the end maps past the raw end by the concealed count, so
     // typing into the buffer below the data grows the table where the user sees it.
     const int rawRow = getRawFromModelRow(row);
@@ -140,8 +160,7 @@ bool TableData::setValueModel(int row, int col, const QString& text)
     return setValueRaw(rawRow, rawCol, text);
 }
 
-bool TableData::setValueRaw(int row, int col, const QString& text, bool ignoreTranspose)
-{
+bool TableData::setValueRaw(int row, int col, const QString& text, bool ignoreTranspose) {
     if (!editable())
         return false;
     if (transposed && !ignoreTranspose)
@@ -162,8 +181,7 @@ bool TableData::setValueRaw(int row, int col, const QString& text, bool ignoreTr
     return changed;
 }
 
-void TableData::keepContainerSize()
-{
+void TableData::keepContainerSize() {
     // A write past the container's stored lines may leave its logical size at the written
     // line; the table's size is what this object counts.
     if (dataContainer->numRows() < rawRows)
@@ -172,42 +190,94 @@ void TableData::keepContainerSize()
         dataContainer->resizeCols(rawCols);
 }
 
-bool TableData::isCellPopulated(int row, int col) const
-{
+bool TableData::isCellPopulated(int row, int col) const {
     return !getValueRawCharVec(row, col).empty();
 }
 
-bool TableData::linesBlank(Dimension axis, int line, const std::vector<int>& across) const
-{
+Range TableData::getNextBlockLocation(const Range& range, Direction direction) const {
+    Range result = range;
+    const bool vertical = direction == Direction::Up || direction == Direction::Down;
+    const int step = direction == Direction::Up || direction == Direction::Left ? -1 : 1;
+    const bool model = range.indexType == RangeIndexType::Model;
+    const int count =
+        vertical ? (model ? numModelRows() : numRawRows()) : (model ? numModelCols() : numRawCols());
+    const int last = count - 1;
+    const int start = vertical ? range.row : range.col;
+
+    auto populated = [&](int index) {
+        const int row = vertical ? index : range.row;
+        const int col = vertical ? range.col : index;
+        return model ? isCellPopulated(getRawFromModelRow(row), getRawFromModelCol(col))
+                     : isCellPopulated(row, col);
+    };
+    // Towards 0 only 0 bounds the walk; away from it the last index does.
+    auto inBounds = [&](int index) { return index >= 0 && (step < 0 || index <= last); };
+
+    if (!inBounds(start) || !inBounds(start + step))
+        return result;
+    const int next = start + step;
+    const bool here = populated(start);
+    const bool there = populated(next);
+    const int edge = step > 0 ? last : 0;
+    int target = next;
+    if (here == there) {
+        // Along a run of equal cells: stop on the first populated cell after empty ones, or on
+        // the last populated cell before an empty one.
+        target = edge;
+        for (int i = next + step; inBounds(i); i += step) {
+            const bool now = populated(i);
+            if (now != here) {
+                target = now ? i : i - step;
+                break;
+            }
+        }
+    } else if (here) {
+        // Off the end of a block: over the gap to the next populated cell.
+        target = edge;
+        for (int i = next + step; inBounds(i); i += step) {
+            if (populated(i)) {
+                target = i;
+                break;
+            }
+        }
+    }
+    target = std::max(0, step > 0 ? std::min(target, last) : target);
+    if (vertical)
+        result.row = target;
+    else
+        result.col = target;
+    return result;
+}
+
+bool TableData::linesBlank(Dimension axis, int line, const std::vector<int>& across) const {
     for (const int index : across) {
         const bool empty = axis == Dimension::Rows ? getValueRawCharVec(line, index, true).empty()
-                                              : getValueRawCharVec(index, line, true).empty();
+                                                   : getValueRawCharVec(index, line, true).empty();
         if (!empty)
             return false;
     }
     return true;
 }
 
-bool TableData::areColumnsInRowBlank(int row, const std::vector<int>& cols, bool ignoreTranspose) const
-{
+bool TableData::areColumnsInRowBlank(int row, const std::vector<int>& cols, bool ignoreTranspose) const {
     return linesBlank(rowAxis(ignoreTranspose), row, cols);
 }
 
-bool TableData::areRowsInColBlank(int col, const std::vector<int>& rows, bool ignoreTranspose) const
-{
+bool TableData::areRowsInColBlank(int col, const std::vector<int>& rows, bool ignoreTranspose) const {
     return linesBlank(colAxis(ignoreTranspose), col, rows);
 }
 
 // --- Inserting, removing, moving -------------------------------------------------------------
 
-bool TableData::editable() const { return dataContainer && !loading && dataContainerType == Editable; }
+bool TableData::editable() const {
+    return dataContainer && !loading && dataContainerType == Editable;
+}
 
-bool TableData::insertEmpty(Dimension axis, int at, int count)
-{
+bool TableData::insertEmpty(Dimension axis, int at, int count) {
     if (!editable() || at < 0 || count <= 0 || at > rawCountOf(axis) || count > INT_MAX - rawCountOf(axis))
         return false;
-    const bool inserted =
-        axis == Dimension::Rows ? dataContainer->insertEmptyRows(at, count) : dataContainer->insertEmptyCols(at, count);
+    const bool inserted = axis == Dimension::Rows ? dataContainer->insertEmptyRows(at, count)
+                                                  : dataContainer->insertEmptyCols(at, count);
     if (!inserted)
         return false;
     for (int& entry : concealedOf(axis)) {
@@ -218,8 +288,8 @@ bool TableData::insertEmpty(Dimension axis, int at, int count)
     return true;
 }
 
-bool TableData::insertFilled(Dimension axis, int at, const std::vector<std::vector<std::vector<char>>>& lines)
-{
+bool TableData::insertFilled(Dimension axis, int at,
+                             const std::vector<std::vector<std::vector<char>>>& lines) {
     if (lines.empty() || !insertEmpty(axis, at, static_cast<int>(lines.size())))
         return false;
     for (std::size_t i = 0; i < lines.size(); ++i) {
@@ -237,8 +307,7 @@ bool TableData::insertFilled(Dimension axis, int at, const std::vector<std::vect
     return true;
 }
 
-bool TableData::insertModel(Dimension axis, int at, int count)
-{
+bool TableData::insertModel(Dimension axis, int at, int count) {
     if (at < 0)
         return false;
     if (!insertEmpty(axis, IndexMapping::rawFromModel(concealedOf(axis), at), count))
@@ -247,26 +316,22 @@ bool TableData::insertModel(Dimension axis, int at, int count)
     return true;
 }
 
-bool TableData::insertRowsModel(int at, int count, bool ignoreTranspose)
-{
+bool TableData::insertRowsModel(int at, int count, bool ignoreTranspose) {
     return insertModel(rowAxis(ignoreTranspose), at, count);
 }
 
-bool TableData::insertColsModel(int at, int count, bool ignoreTranspose)
-{
+bool TableData::insertColsModel(int at, int count, bool ignoreTranspose) {
     return insertModel(colAxis(ignoreTranspose), at, count);
 }
 
-bool TableData::insertRowsRaw(int at, int count, bool ignoreTranspose)
-{
+bool TableData::insertRowsRaw(int at, int count, bool ignoreTranspose) {
     if (!insertEmpty(rowAxis(ignoreTranspose), at, count))
         return false;
     emitTableSizeChanged();
     return true;
 }
 
-bool TableData::insertColsRaw(int at, int count, bool ignoreTranspose)
-{
+bool TableData::insertColsRaw(int at, int count, bool ignoreTranspose) {
     if (!insertEmpty(colAxis(ignoreTranspose), at, count))
         return false;
     emitTableSizeChanged();
@@ -274,8 +339,7 @@ bool TableData::insertColsRaw(int at, int count, bool ignoreTranspose)
 }
 
 bool TableData::insertRowsRaw(int at, const std::vector<std::vector<std::vector<char>>>& rows,
-                              bool ignoreTranspose)
-{
+                              bool ignoreTranspose) {
     if (!insertFilled(rowAxis(ignoreTranspose), at, rows))
         return false;
     emitTableSizeChanged();
@@ -283,16 +347,14 @@ bool TableData::insertRowsRaw(int at, const std::vector<std::vector<std::vector<
 }
 
 bool TableData::insertColsRaw(int at, const std::vector<std::vector<std::vector<char>>>& cols,
-                              bool ignoreTranspose)
-{
+                              bool ignoreTranspose) {
     if (!insertFilled(colAxis(ignoreTranspose), at, cols))
         return false;
     emitTableSizeChanged();
     return true;
 }
 
-bool TableData::removeLines(Dimension axis, int at, int count)
-{
+bool TableData::removeLines(Dimension axis, int at, int count) {
     if (!editable() || at < 0 || count < 1 || at >= rawCountOf(axis))
         return false;
     count = std::min(count, rawCountOf(axis) - at);
@@ -311,24 +373,21 @@ bool TableData::removeLines(Dimension axis, int at, int count)
     return true;
 }
 
-bool TableData::removeRowsRaw(int at, int count, bool ignoreTranspose)
-{
+bool TableData::removeRowsRaw(int at, int count, bool ignoreTranspose) {
     if (!removeLines(rowAxis(ignoreTranspose), at, count))
         return false;
     emitTableSizeChanged();
     return true;
 }
 
-bool TableData::removeColsRaw(int at, int count, bool ignoreTranspose)
-{
+bool TableData::removeColsRaw(int at, int count, bool ignoreTranspose) {
     if (!removeLines(colAxis(ignoreTranspose), at, count))
         return false;
     emitTableSizeChanged();
     return true;
 }
 
-bool TableData::removeModel(Dimension axis, int at, int count)
-{
+bool TableData::removeModel(Dimension axis, int at, int count) {
     if (!editable() || at < 0 || count < 1)
         return false;
     const int modelCount = modelCountOf(axis);
@@ -362,18 +421,15 @@ bool TableData::removeModel(Dimension axis, int at, int count)
     return removed;
 }
 
-bool TableData::removeRowsModel(int at, int count, bool ignoreTranspose)
-{
+bool TableData::removeRowsModel(int at, int count, bool ignoreTranspose) {
     return removeModel(rowAxis(ignoreTranspose), at, count);
 }
 
-bool TableData::removeColsModel(int at, int count, bool ignoreTranspose)
-{
+bool TableData::removeColsModel(int at, int count, bool ignoreTranspose) {
     return removeModel(colAxis(ignoreTranspose), at, count);
 }
 
-bool TableData::moveLine(Dimension axis, int from, int to)
-{
+bool TableData::moveLine(Dimension axis, int from, int to) {
     const int modelCount = modelCountOf(axis);
     if (!editable() || from < 0 || to < 0 || from >= modelCount || to >= modelCount || from == to)
         return false;
@@ -397,18 +453,15 @@ bool TableData::moveLine(Dimension axis, int from, int to)
     return true;
 }
 
-bool TableData::moveRowRelative(int from, int to, bool ignoreTranspose)
-{
+bool TableData::moveRowRelative(int from, int to, bool ignoreTranspose) {
     return moveLine(rowAxis(ignoreTranspose), from, to);
 }
 
-bool TableData::moveColRelative(int from, int to, bool ignoreTranspose)
-{
+bool TableData::moveColRelative(int from, int to, bool ignoreTranspose) {
     return moveLine(colAxis(ignoreTranspose), from, to);
 }
 
-bool TableData::duplicateLine(Dimension axis, int from, int to)
-{
+bool TableData::duplicateLine(Dimension axis, int from, int to) {
     const int modelCount = modelCountOf(axis);
     if (!editable() || from < 0 || to < 0 || from >= modelCount || to > modelCount)
         return false;
@@ -427,20 +480,17 @@ bool TableData::duplicateLine(Dimension axis, int from, int to)
     return true;
 }
 
-bool TableData::duplicateRow(int from, int to, bool ignoreTranspose)
-{
+bool TableData::duplicateRow(int from, int to, bool ignoreTranspose) {
     return duplicateLine(rowAxis(ignoreTranspose), from, to);
 }
 
-bool TableData::duplicateCol(int from, int to, bool ignoreTranspose)
-{
+bool TableData::duplicateCol(int from, int to, bool ignoreTranspose) {
     return duplicateLine(colAxis(ignoreTranspose), from, to);
 }
 
 // --- Concealed rows and columns --------------------------------------------------------------
 
-void TableData::conceal(Dimension axis, std::vector<int> raws)
-{
+void TableData::conceal(Dimension axis, std::vector<int> raws) {
     std::vector<int>& list = concealedOf(axis);
     raws.erase(std::remove_if(raws.begin(), raws.end(), [](int raw) { return raw < 0; }), raws.end());
     std::sort(raws.begin(), raws.end());
@@ -452,8 +502,7 @@ void TableData::conceal(Dimension axis, std::vector<int> raws)
     emitTableSizeChanged();
 }
 
-void TableData::show(Dimension axis, const std::vector<int>& raws)
-{
+void TableData::show(Dimension axis, const std::vector<int>& raws) {
     std::vector<int> sorted = raws;
     std::sort(sorted.begin(), sorted.end());
     std::vector<int>& list = concealedOf(axis);
@@ -464,21 +513,22 @@ void TableData::show(Dimension axis, const std::vector<int>& raws)
     emitTableSizeChanged();
 }
 
-void TableData::concealRawRows(const std::vector<int>& rows, bool ignoreTranspose)
-{
+void TableData::concealRawRows(const std::vector<int>& rows, bool ignoreTranspose) {
     conceal(rowAxis(ignoreTranspose), rows);
 }
 
-void TableData::concealRawCols(const std::vector<int>& cols, bool ignoreTranspose)
-{
+void TableData::concealRawCols(const std::vector<int>& cols, bool ignoreTranspose) {
     conceal(colAxis(ignoreTranspose), cols);
 }
 
-void TableData::concealRawRow(int row, bool ignoreTranspose) { conceal(rowAxis(ignoreTranspose), {row}); }
-void TableData::concealRawCol(int col, bool ignoreTranspose) { conceal(colAxis(ignoreTranspose), {col}); }
+void TableData::concealRawRow(int row, bool ignoreTranspose) {
+    conceal(rowAxis(ignoreTranspose), {row});
+}
+void TableData::concealRawCol(int col, bool ignoreTranspose) {
+    conceal(colAxis(ignoreTranspose), {col});
+}
 
-void TableData::concealModelRows(const std::vector<int>& rows, bool ignoreTranspose)
-{
+void TableData::concealModelRows(const std::vector<int>& rows, bool ignoreTranspose) {
     // All are mapped before any is concealed: each model index means what the user saw.
     std::vector<int> raws;
     raws.reserve(rows.size());
@@ -487,8 +537,7 @@ void TableData::concealModelRows(const std::vector<int>& rows, bool ignoreTransp
     conceal(rowAxis(ignoreTranspose), std::move(raws));
 }
 
-void TableData::concealModelCols(const std::vector<int>& cols, bool ignoreTranspose)
-{
+void TableData::concealModelCols(const std::vector<int>& cols, bool ignoreTranspose) {
     std::vector<int> raws;
     raws.reserve(cols.size());
     for (const int col : cols)
@@ -496,124 +545,148 @@ void TableData::concealModelCols(const std::vector<int>& cols, bool ignoreTransp
     conceal(colAxis(ignoreTranspose), std::move(raws));
 }
 
-void TableData::concealModelRow(int row, bool ignoreTranspose) { concealModelRows({row}, ignoreTranspose); }
-void TableData::concealModelCol(int col, bool ignoreTranspose) { concealModelCols({col}, ignoreTranspose); }
-void TableData::showRawRow(int row, bool ignoreTranspose) { show(rowAxis(ignoreTranspose), {row}); }
-void TableData::showRawCol(int col, bool ignoreTranspose) { show(colAxis(ignoreTranspose), {col}); }
+void TableData::concealModelRow(int row, bool ignoreTranspose) {
+    concealModelRows({row}, ignoreTranspose);
+}
+void TableData::concealModelCol(int col, bool ignoreTranspose) {
+    concealModelCols({col}, ignoreTranspose);
+}
+void TableData::showRawRow(int row, bool ignoreTranspose) {
+    show(rowAxis(ignoreTranspose), {row});
+}
+void TableData::showRawCol(int col, bool ignoreTranspose) {
+    show(colAxis(ignoreTranspose), {col});
+}
 
-void TableData::showRawRows(const std::vector<int>& rows, bool ignoreTranspose)
-{
+void TableData::showRawRows(const std::vector<int>& rows, bool ignoreTranspose) {
     show(rowAxis(ignoreTranspose), rows);
 }
 
-void TableData::showRawCols(const std::vector<int>& cols, bool ignoreTranspose)
-{
+void TableData::showRawCols(const std::vector<int>& cols, bool ignoreTranspose) {
     show(colAxis(ignoreTranspose), cols);
 }
 
-void TableData::showAllRows(bool ignoreTranspose)
-{
+void TableData::showAllRows(bool ignoreTranspose) {
     concealedOf(rowAxis(ignoreTranspose)).clear();
     emitTableSizeChanged();
 }
 
-void TableData::showAllCols(bool ignoreTranspose)
-{
+void TableData::showAllCols(bool ignoreTranspose) {
     concealedOf(colAxis(ignoreTranspose)).clear();
     emitTableSizeChanged();
 }
 
-void TableData::getConcealedRowsRaw(std::vector<int>& out, bool ignoreTranspose) const
-{
+void TableData::getConcealedRowsRaw(std::vector<int>& out, bool ignoreTranspose) const {
     out = concealedOf(rowAxis(ignoreTranspose));
 }
 
-void TableData::getConcealedColsRaw(std::vector<int>& out, bool ignoreTranspose) const
-{
+void TableData::getConcealedColsRaw(std::vector<int>& out, bool ignoreTranspose) const {
     out = concealedOf(colAxis(ignoreTranspose));
 }
 
-int TableData::numConcealedRows(bool ignoreTranspose) const
-{
+int TableData::numConcealedRows(bool ignoreTranspose) const {
     return static_cast<int>(concealedOf(rowAxis(ignoreTranspose)).size());
 }
 
-int TableData::numConcealedCols(bool ignoreTranspose) const
-{
+int TableData::numConcealedCols(bool ignoreTranspose) const {
     return static_cast<int>(concealedOf(colAxis(ignoreTranspose)).size());
 }
 
 // --- Empty rows and columns ------------------------------------------------------------------
 
 std::vector<int> TableData::emptyLines(Dimension axis, int index, GetRowColMaskType maskType,
-                                       const std::vector<int>& mask) const
-{
+                                       const std::vector<int>& mask) const {
     if (!dataContainer || loading)
         return {};
     return axis == Dimension::Rows ? dataContainer->emptyRows(index, maskType, mask)
-                              : dataContainer->emptyCols(index, maskType, mask);
+                                   : dataContainer->emptyCols(index, maskType, mask);
 }
 
-std::vector<int> TableData::getEmptyRowsRaw(int index, GetRowColMaskType maskType, const std::vector<int>& mask,
-                                            bool ignoreTranspose) const
-{
+std::vector<int> TableData::getEmptyRowsRaw(int index, GetRowColMaskType maskType,
+                                            const std::vector<int>& mask, bool ignoreTranspose) const {
     return emptyLines(rowAxis(ignoreTranspose), index, maskType, mask);
 }
 
-std::vector<int> TableData::getEmptyColsRaw(int index, GetRowColMaskType maskType, const std::vector<int>& mask,
-                                            bool ignoreTranspose) const
-{
+std::vector<int> TableData::getEmptyColsRaw(int index, GetRowColMaskType maskType,
+                                            const std::vector<int>& mask, bool ignoreTranspose) const {
     return emptyLines(colAxis(ignoreTranspose), index, maskType, mask);
 }
 
-int TableData::numEmptyRowsRawAtEnd(bool ignoreTranspose) const
-{
+std::vector<int> TableData::emptyLinesIn(Dimension axis, int index, RangeIndexType indexType,
+                                         GetRowColMaskType maskType, const std::vector<int>& mask) const {
+    if (indexType != RangeIndexType::Model)
+        return emptyLines(axis, index, maskType, mask);
+    // The mask runs across the other axis: map it there, ask in raw terms, map the answer back.
+    const std::vector<int>& across = concealedOf(other(axis));
+    std::vector<int> rawMask;
+    rawMask.reserve(mask.size());
+    for (const int m : mask)
+        rawMask.push_back(IndexMapping::rawFromModel(across, m));
+    std::sort(rawMask.begin(), rawMask.end());
+    const int rawIndex = index < 0 ? index : IndexMapping::rawFromModel(across, index);
+    std::vector<int> result;
+    const std::vector<int>& along = concealedOf(axis);
+    for (const int raw : emptyLines(axis, rawIndex, maskType, rawMask)) {
+        const int m = IndexMapping::modelFromRaw(along, raw, false, rawCountOf(axis));
+        if (m >= 0)
+            result.push_back(m);
+    }
+    return result;
+}
+
+std::vector<int> TableData::getEmptyRows(int index, RangeIndexType indexType, GetRowColMaskType maskType,
+                                         const std::vector<int>& mask, bool ignoreTranspose) const {
+    return emptyLinesIn(rowAxis(ignoreTranspose), index, indexType, maskType, mask);
+}
+
+std::vector<int> TableData::getEmptyCols(int index, RangeIndexType indexType, GetRowColMaskType maskType,
+                                         const std::vector<int>& mask, bool ignoreTranspose) const {
+    return emptyLinesIn(colAxis(ignoreTranspose), index, indexType, maskType, mask);
+}
+
+int TableData::numEmptyRowsRawAtEnd(bool ignoreTranspose) const {
     if (!dataContainer || loading)
         return 0;
     return rowAxis(ignoreTranspose) == Dimension::Rows ? dataContainer->numEmptyRowsAtEnd()
-                                                  : dataContainer->numEmptyColsAtEnd();
+                                                       : dataContainer->numEmptyColsAtEnd();
 }
 
-int TableData::numEmptyColsRawAtEnd(bool ignoreTranspose) const
-{
+int TableData::numEmptyColsRawAtEnd(bool ignoreTranspose) const {
     if (!dataContainer || loading)
         return 0;
     return colAxis(ignoreTranspose) == Dimension::Rows ? dataContainer->numEmptyRowsAtEnd()
-                                                  : dataContainer->numEmptyColsAtEnd();
+                                                       : dataContainer->numEmptyColsAtEnd();
 }
 
 // --- Parameters ------------------------------------------------------------------------------
 
-char TableData::delimiterFromText(const QString& text)
-{
+char TableData::delimiterFromText(const QString& text) {
     if (text.isEmpty())
         return 0;
     const char16_t c = text.at(0).unicode();
     return c < 256 ? static_cast<char>(c) : 0;
 }
 
-QString TableData::getDelimiterText() const
-{
+QString TableData::getDelimiterText() const {
     return delimiter == 0 ? QString() : QString(QChar(static_cast<uchar>(delimiter)));
 }
 
-QString TableData::getSaveDelimiterText() const
-{
+QString TableData::getSaveDelimiterText() const {
     return saveDelimiter == 0 ? QString() : QString(QChar(static_cast<uchar>(saveDelimiter)));
 }
 
-QString TableData::getFilepath() const { return dataContainer ? dataContainer->getFilepath() : QString(); }
+QString TableData::getFilepath() const {
+    return dataContainer ? dataContainer->getFilepath() : QString();
+}
 
-void TableData::setDelimiter(const QString& readDelimiter, const QString& writeDelimiter)
-{
+void TableData::setDelimiter(const QString& readDelimiter, const QString& writeDelimiter) {
     delimiter = delimiterFromText(readDelimiter);
     saveDelimiter = delimiterFromText(writeDelimiter);
     if (dataContainer)
         dataContainer->setDelimiter(delimiter, saveDelimiter);
 }
 
-void TableData::setEncoding(EncodingType type, bool reencodeCells)
-{
+void TableData::setEncoding(EncodingType type, bool reencodeCells) {
     const EncodingType oldEncoding = encoding;
     QTextCodec* const oldCodec = codec;
     encoding = type;
@@ -637,29 +710,25 @@ void TableData::setEncoding(EncodingType type, bool reencodeCells)
         dataContainer->setEncoding(type);
 }
 
-void TableData::setLineEnding(LineEndingType type)
-{
+void TableData::setLineEnding(LineEndingType type) {
     lineEnding = type;
     if (dataContainer)
         dataContainer->setLineEnding(type);
 }
 
-void TableData::setParsingStandard(ParsingStandard standard)
-{
+void TableData::setParsingStandard(ParsingStandard standard) {
     parsingStandard = standard;
     if (dataContainer)
         dataContainer->setParsingStandard(standard);
 }
 
-void TableData::setSaveWithTrailingDelimiters(bool on)
-{
+void TableData::setSaveWithTrailingDelimiters(bool on) {
     saveWithTrailingDelimiters = on;
     if (dataContainer)
         dataContainer->setSaveWithTrailingDelimiters(on);
 }
 
-void TableData::setProgressUpdateMutex(QMutex* mutex, QWaitCondition* condition)
-{
+void TableData::setProgressUpdateMutex(QMutex* mutex, QWaitCondition* condition) {
     progressUpdateMutex = mutex;
     progressUpdateCondition = condition;
     // A running load keeps the pair it started with; the next container gets this one.
@@ -669,21 +738,18 @@ void TableData::setProgressUpdateMutex(QMutex* mutex, QWaitCondition* condition)
 
 // --- Transposition ---------------------------------------------------------------------------
 
-void TableData::toggleTranspose()
-{
+void TableData::toggleTranspose() {
     transposed = !transposed;
     emitTableSizeChanged();
 }
 
-void TableData::emitTableSizeChanged()
-{
+void TableData::emitTableSizeChanged() {
     emit tableSizeChangedSignal(numRawRows(), numRawCols(), numModelRows(), numModelCols());
 }
 
 // --- Loading and saving ----------------------------------------------------------------------
 
-AbstractDataContainer* TableData::createDataContainer(DataContainerType type)
-{
+AbstractDataContainer* TableData::createDataContainer(DataContainerType type) {
     switch (type) {
     case ReadOnly:
         // The read-only container, an index over the file on disk, is created here once it
@@ -694,8 +760,7 @@ AbstractDataContainer* TableData::createDataContainer(DataContainerType type)
     return new EditableDataContainer;
 }
 
-void TableData::endLoadThread()
-{
+void TableData::endLoadThread() {
     if (!loadThread)
         return;
     if (loadThread->isRunning())
@@ -705,9 +770,9 @@ void TableData::endLoadThread()
     loadThread = nullptr;
 }
 
-void TableData::loadCSV(const QString& path, bool threaded, DataContainerType type, const QString& readDelimiter,
-                        const QString& writeDelimiter, EncodingType encodingType, ParsingStandard standard)
-{
+void TableData::loadCSV(const QString& path, bool threaded, DataContainerType type,
+                        const QString& readDelimiter, const QString& writeDelimiter,
+                        EncodingType encodingType, ParsingStandard standard) {
     // Nothing of the old container may reach this object any more.
     ++loadGeneration;
     if (dataContainer) {
@@ -738,7 +803,8 @@ void TableData::loadCSV(const QString& path, bool threaded, DataContainerType ty
     transposed = false;
 
     if (!threaded) {
-        container->loadCSV();
+        if (!container->loadCSV() && !container->getLoadCanceled())
+            emit loadFailedSignal(path);
         onLoadFinished();
         return;
     }
@@ -746,20 +812,31 @@ void TableData::loadCSV(const QString& path, bool threaded, DataContainerType ty
     loadThread = new QThread;
     container->moveToThread(loadThread);
     QThread* const home = thread();
+    const quint64 generation = loadGeneration;
     // The container goes back to this thread once it has loaded, so that it lives where it
-    // is used from then on.
+    // is used from then on. This object outlives the thread: its destructor ends it first.
     connect(
         loadThread, &QThread::started, container,
-        [container, home] {
-            container->loadCSV();
+        [this, container, home, generation] {
+            const bool read = container->loadCSV();
+            const bool canceled = container->getLoadCanceled();
+            const QString path = container->getFilepath();
             container->moveToThread(home);
+            if (!read && !canceled) {
+                QMetaObject::invokeMethod(
+                    this,
+                    [this, generation, path] {
+                        if (generation == loadGeneration)
+                            emit loadFailedSignal(path);
+                    },
+                    Qt::QueuedConnection);
+            }
         },
         Qt::QueuedConnection);
     connect(container, &AbstractDataContainer::startProgressUpdateSignal, this,
             &TableData::startProgressUpdateSignal);
     connect(container, &AbstractDataContainer::loadProgressUpdateSignal, this,
             &TableData::loadProgressUpdateSignal);
-    const quint64 generation = loadGeneration;
     connect(container, &AbstractDataContainer::loadFinishedSignal, this, [this, generation] {
         if (generation == loadGeneration)
             onLoadFinished();
@@ -768,8 +845,7 @@ void TableData::loadCSV(const QString& path, bool threaded, DataContainerType ty
     loadThread->start(QThread::InheritPriority);
 }
 
-void TableData::onLoadFinished()
-{
+void TableData::onLoadFinished() {
     // A direct call has no container as sender; a container that isn't ours is stale.
     const auto* from = qobject_cast<AbstractDataContainer*>(sender());
     if (from && from != dataContainer)
@@ -784,28 +860,24 @@ void TableData::onLoadFinished()
     emitTableSizeChanged();
 }
 
-void TableData::stopLoadThread(bool cancel)
-{
+void TableData::stopLoadThread(bool cancel) {
     if (cancel && loading && dataContainer)
         dataContainer->setLoadCanceled(true);
     endLoadThread();
     loading = false;
 }
 
-void TableData::setDataContainerType(DataContainerType type)
-{
+void TableData::setDataContainerType(DataContainerType type) {
     if (type == dataContainerType)
         return;
     loadCSV(getFilepath(), true, type, getDelimiterText(), getSaveDelimiterText(), encoding, parsingStandard);
 }
 
-bool TableData::saveCSV(bool fromUser, bool visibleOnly)
-{
+bool TableData::saveCSV(bool fromUser, bool visibleOnly) {
     return saveCSV(getFilepath(), fromUser, visibleOnly);
 }
 
-bool TableData::saveCSV(const QString& path, bool fromUser, bool visibleOnly)
-{
+bool TableData::saveCSV(const QString& path, bool fromUser, bool visibleOnly) {
     if (!dataContainer || loading)
         return false;
     static const std::vector<int> none;
@@ -819,8 +891,7 @@ bool TableData::saveCSV(const QString& path, bool fromUser, bool visibleOnly)
     return saved;
 }
 
-void TableData::clear()
-{
+void TableData::clear() {
     stopLoadThread(true);
     if (dataContainer)
         dataContainer->clear();
@@ -833,14 +904,12 @@ void TableData::clear()
 
 // --- Word delimiters -------------------------------------------------------------------------
 
-void TableData::setWordDelimiters(const QString& chars)
-{
+void TableData::setWordDelimiters(const QString& chars) {
     wordDelimiters = chars;
     rebuildWordDelimiterLookup();
 }
 
-void TableData::rebuildWordDelimiterLookup()
-{
+void TableData::rebuildWordDelimiterLookup() {
     wordDelimiterLookup.fill(false);
     for (const QChar c : wordDelimiters) {
         if (c.unicode() < 256)
@@ -848,8 +917,7 @@ void TableData::rebuildWordDelimiterLookup()
     }
 }
 
-bool TableData::isWordDelimiter(QChar c) const
-{
+bool TableData::isWordDelimiter(QChar c) const {
     if (c.unicode() < 256)
         return wordDelimiterLookup[c.unicode()];
     return wordDelimiters.contains(c);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "storage/fileparameters.h"
+#include "table/rangetypes.h"
 
 #include <QByteArray>
 #include <QObject>
@@ -11,6 +12,7 @@
 #include <vector>
 
 class AbstractDataContainer;
+class Range;
 class QMutex;
 class QTextCodec;
 class QThread;
@@ -53,6 +55,9 @@ public:
     int getRawFromModelCol(int model, bool ignoreTranspose = false) const;
     int getModelFromRawRow(int raw, bool nearest = false, bool ignoreTranspose = false) const;
     int getModelFromRawCol(int raw, bool nearest = false, bool ignoreTranspose = false) const;
+    // Both corners of a range; negative indexes and the end-of-table mark stay as they are.
+    Range getRawFromModelRange(const Range& range) const;
+    Range getModelFromRawRange(const Range& range, bool nearest = false) const;
     bool isRowConcealed(int raw, bool ignoreTranspose = false) const;
     bool isColConcealed(int raw, bool ignoreTranspose = false) const;
 
@@ -63,6 +68,8 @@ public:
     bool setValueModel(int row, int col, const QString& text);
     bool setValueRaw(int row, int col, const QString& text, bool ignoreTranspose = false);
     bool isCellPopulated(int row, int col) const; // raw, user orientation
+    // Target of a ctrl-arrow jump from the range's active cell, in the range's index space.
+    Range getNextBlockLocation(const Range& range, Direction direction) const;
     bool areColumnsInRowBlank(int row, const std::vector<int>& cols, bool ignoreTranspose = false) const;
     bool areRowsInColBlank(int col, const std::vector<int>& rows, bool ignoreTranspose = false) const;
 
@@ -109,6 +116,13 @@ public:
     int numConcealedCols(bool ignoreTranspose = false) const;
 
     // --- Empty rows and columns, through the container ------------------------------------
+    // `index` and `mask` select the columns looked at in each row (the rows in each column),
+    // in the given index space; the result is in the same space. With Model, concealed rows
+    // are not reported. User indexes are taken as raw: their offset belongs to the model.
+    std::vector<int> getEmptyRows(int index, RangeIndexType indexType, GetRowColMaskType maskType,
+                                  const std::vector<int>& mask, bool ignoreTranspose = false) const;
+    std::vector<int> getEmptyCols(int index, RangeIndexType indexType, GetRowColMaskType maskType,
+                                  const std::vector<int>& mask, bool ignoreTranspose = false) const;
     // Raw indexes in, raw indexes out.
     std::vector<int> getEmptyRowsRaw(int index, GetRowColMaskType maskType, const std::vector<int>& mask,
                                      bool ignoreTranspose = false) const;
@@ -163,6 +177,10 @@ public slots:
 
 signals:
     void loadFinishedSignal();
+    // A load that could not read its file. A threaded one stays pending (isLoading() is true)
+    // until stopLoadThread() or another load; an unthreaded one finishes with an empty table.
+    // The window decides what the user sees.
+    void loadFailedSignal(QString path);
     void tableSizeChangedSignal(int rawRows, int rawCols, int modelRows, int modelCols);
     void startProgressUpdateSignal();
     void loadProgressUpdateSignal(int current, int total, int sizeInMiB);
@@ -172,11 +190,21 @@ signals:
 private:
     // The physical axis an operation works on, after transposition is applied.
     enum class Dimension { Rows, Cols };
-    Dimension rowAxis(bool ignoreTranspose) const { return transposed && !ignoreTranspose ? Dimension::Cols : Dimension::Rows; }
-    Dimension colAxis(bool ignoreTranspose) const { return transposed && !ignoreTranspose ? Dimension::Rows : Dimension::Cols; }
-    static Dimension other(Dimension axis) { return axis == Dimension::Rows ? Dimension::Cols : Dimension::Rows; }
-    std::vector<int>& concealedOf(Dimension axis) { return axis == Dimension::Rows ? concealedRows : concealedCols; }
-    const std::vector<int>& concealedOf(Dimension axis) const { return axis == Dimension::Rows ? concealedRows : concealedCols; }
+    Dimension rowAxis(bool ignoreTranspose) const {
+        return transposed && !ignoreTranspose ? Dimension::Cols : Dimension::Rows;
+    }
+    Dimension colAxis(bool ignoreTranspose) const {
+        return transposed && !ignoreTranspose ? Dimension::Rows : Dimension::Cols;
+    }
+    static Dimension other(Dimension axis) {
+        return axis == Dimension::Rows ? Dimension::Cols : Dimension::Rows;
+    }
+    std::vector<int>& concealedOf(Dimension axis) {
+        return axis == Dimension::Rows ? concealedRows : concealedCols;
+    }
+    const std::vector<int>& concealedOf(Dimension axis) const {
+        return axis == Dimension::Rows ? concealedRows : concealedCols;
+    }
     int& rawCountOf(Dimension axis) { return axis == Dimension::Rows ? rawRows : rawCols; }
     int rawCountOf(Dimension axis) const { return axis == Dimension::Rows ? rawRows : rawCols; }
     int modelCountOf(Dimension axis) const;
@@ -194,6 +222,8 @@ private:
     bool linesBlank(Dimension axis, int line, const std::vector<int>& across) const;
     std::vector<int> emptyLines(Dimension axis, int index, GetRowColMaskType maskType,
                                 const std::vector<int>& mask) const;
+    std::vector<int> emptyLinesIn(Dimension axis, int index, RangeIndexType indexType,
+                                  GetRowColMaskType maskType, const std::vector<int>& mask) const;
 
     void emitTableSizeChanged();
     void keepContainerSize();

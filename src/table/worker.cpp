@@ -14,14 +14,11 @@ constexpr Qt::ConnectionType kListenConnection =
 }
 
 Worker::Worker(std::shared_ptr<bool> cancelFlag, std::shared_ptr<QMutex> mutex, QObject* parent)
-    : QObject(parent), cancel(std::move(cancelFlag)), cancelMutex(std::move(mutex))
-{
-}
+    : QObject(parent), cancel(std::move(cancelFlag)), cancelMutex(std::move(mutex)) {}
 
 Worker::~Worker() = default;
 
-void Worker::setCancelPointers(std::shared_ptr<bool> cancelFlag, std::shared_ptr<QMutex> mutex)
-{
+void Worker::setCancelPointers(std::shared_ptr<bool> cancelFlag, std::shared_ptr<QMutex> mutex) {
     // Hold the old mutex alive while we swap, so a reader on another thread never sees a
     // flag without the mutex that guards it.
     const std::shared_ptr<QMutex> oldMutex = cancelMutex;
@@ -33,47 +30,45 @@ void Worker::setCancelPointers(std::shared_ptr<bool> cancelFlag, std::shared_ptr
         oldMutex->unlock();
 }
 
-bool Worker::isCanceled() const
-{
+bool Worker::isCanceled() const {
     if (!cancel || !cancelMutex)
         return false;
     QMutexLocker locker(cancelMutex.get());
     return *cancel;
 }
 
-void Worker::initiateProgressUpdate() { timer.start(); }
+void Worker::initiateProgressUpdate() {
+    timer.start();
+}
 
-qint64 Worker::elapsedSinceLastUpdate() const
-{
+qint64 Worker::elapsedSinceLastUpdate() const {
     return timer.isValid() ? timer.elapsed() : std::numeric_limits<qint64>::max();
 }
 
-bool Worker::readyForUpdate() const { return elapsedSinceLastUpdate() >= kProgressIntervalMs; }
+bool Worker::readyForUpdate() const {
+    return elapsedSinceLastUpdate() >= kProgressIntervalMs;
+}
 
-void Worker::setProgressMinMax(int min, int max)
-{
+void Worker::setProgressMinMax(int min, int max) {
     progressMin = min;
     progressMax = max;
 }
 
-void Worker::setProgressMinMax(const ProgressBoundaries& boundaries)
-{
+void Worker::setProgressMinMax(const ProgressBoundaries& boundaries) {
     setProgressMinMax(boundaries.getCurrentMin(), boundaries.getCurrentMax());
 }
 
-bool Worker::updateProgress(float fraction)
-{
+bool Worker::updateProgress(float fraction) {
     if (isCanceled())
         return false;
-    emit updateProgressSignal((fraction * static_cast<float>(progressMax - progressMin) +
-                               static_cast<float>(progressMin)) /
-                              100.0f);
+    emit updateProgressSignal(
+        (fraction * static_cast<float>(progressMax - progressMin) + static_cast<float>(progressMin)) /
+        100.0f);
     timer.start();
     return true;
 }
 
-void Worker::listenToProgressUpdates(bool listen, QObject* worker)
-{
+void Worker::listenToProgressUpdates(bool listen, QObject* worker) {
     if (!worker || worker == this)
         return;
     const auto known = std::find(listenedTo.begin(), listenedTo.end(), worker);
@@ -81,7 +76,8 @@ void Worker::listenToProgressUpdates(bool listen, QObject* worker)
         // Any object with the signal will do; checking first keeps Qt from warning.
         if (worker->metaObject()->indexOfSignal("updateProgressSignal(float)") < 0)
             return;
-        connect(worker, SIGNAL(updateProgressSignal(float)), this, SLOT(updateProgress(float)), kListenConnection);
+        connect(worker, SIGNAL(updateProgressSignal(float)), this, SLOT(updateProgress(float)),
+                kListenConnection);
         if (known == listenedTo.end())
             listenedTo.emplace_back(worker);
     } else if (known != listenedTo.end()) {
@@ -90,8 +86,7 @@ void Worker::listenToProgressUpdates(bool listen, QObject* worker)
     }
 }
 
-void Worker::stopListeningToAll()
-{
+void Worker::stopListeningToAll() {
     for (const QPointer<QObject>& worker : listenedTo) {
         if (worker)
             disconnect(worker.data(), SIGNAL(updateProgressSignal(float)), this, SLOT(updateProgress(float)));
@@ -99,8 +94,7 @@ void Worker::stopListeningToAll()
     listenedTo.clear();
 }
 
-int Worker::numListenedTo() const
-{
-    return static_cast<int>(
-        std::count_if(listenedTo.begin(), listenedTo.end(), [](const QPointer<QObject>& p) { return !p.isNull(); }));
+int Worker::numListenedTo() const {
+    return static_cast<int>(std::count_if(listenedTo.begin(), listenedTo.end(),
+                                          [](const QPointer<QObject>& p) { return !p.isNull(); }));
 }

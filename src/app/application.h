@@ -1,0 +1,115 @@
+#pragma once
+
+#include "app/configdata.h"
+#include "convert/printsettings.h"
+
+#include <QApplication>
+#include <QList>
+#include <QRect>
+#include <QSettings>
+#include <QString>
+#include <QStringList>
+#include <QUrl>
+
+#include <functional>
+#include <optional>
+#include <vector>
+
+class MainWindow;
+
+// The process: its main windows, "Orvane.ini", the data folder, and the requests that a window
+// can't carry out itself.
+class Application : public QApplication {
+    Q_OBJECT
+
+public:
+    // Instance coordination. Until a second launch can hand over to the first, every process
+    // is the primary one: isSecondary() is false and sendMessage has nobody to talk to.
+    enum Mode { User = 1, System = 2, SecondaryNotification = 4, ExcludeAppVersion = 8, ExcludeAppPath = 16 };
+    enum SendMode { NonBlocking = 0, BlockUntilPrimaryExits = 1 };
+    bool isPrimary() const { return true; }
+    bool isSecondary() const { return false; }
+    bool sendMessage(const QByteArray& message, const QString& workingDirectory, int timeout = 100,
+                     SendMode sendMode = NonBlocking);
+
+    Application(int& argc, char** argv, bool allowSecondary = false, QFlags<Mode> mode = User,
+                int timeout = 1000);
+    ~Application() override;
+
+    // What the command line asks for; -1 and 0 mean "not given".
+    struct CommandLineRequest {
+        int x = -1;
+        int y = -1;
+        int width = 0;
+        int height = 0;
+        QStringList folders;
+        QStringList files;
+    };
+    static CommandLineRequest parseCommandLineArguments(const QList<QString>& arguments,
+                                                        const QString& workingDirectory);
+    // The window's frame position and size after the request.
+    static QRect applyCommandLineGeometry(const QRect& current, const CommandLineRequest& request);
+    // At most 18 logical inches wide, centred in the available area.
+    static QRect defaultWindowGeometry(const QRect& available, qreal logicalDpi);
+    // Where a window must go when its frame meets no screen; nothing when it is on one.
+    static std::optional<QPoint> rescuedWindowPosition(const QRect& frame,
+                                                       const QList<QRect>& availableGeometries);
+
+    // The desktop's terminal, started in `folder`. Empty program when none is found.
+    struct TerminalCommand {
+        QString program;
+        QStringList arguments;
+    };
+    static TerminalCommand findTerminalCommand(const QString& folder, const QString& desktop,
+                                               const QString& preferred,
+                                               const std::function<QString(const QString&)>& findExecutable);
+    // The folder that holds `path`, as a URL for the file manager; invalid when it is missing.
+    static QUrl folderUrlForFile(const QString& path);
+
+    MainWindow* getMainWindow() const;
+    const std::vector<MainWindow*>& getMainWindows() const { return mainWindows; }
+    QString getAppDataPath() const { return appDataPath; }
+    QString getConfigFilePath() const { return configFile.fileName(); }
+    QString getPrefFileVersion() const { return prefFileVersion; }
+    QString getWorkingDirectory() const { return workingDirectory; }
+    QString getUpdateIgnoreVersion() const { return updateIgnoreVersion; }
+    bool getShowEditorPane() const { return showEditorPane; }
+    const ImportDefaults& getImportDefaults() const { return importDefaults; }
+    const PrintSettings& getPrintData() const { return printData; }
+    QSettings& getConfigFile() { return configFile; }
+
+    void addMainWindow(bool positionAndShow);
+    void loadConfig(bool& geometryLoaded, bool& showSideBar, bool& showMetadata);
+    void makeMainWindowConnections(MainWindow* window);
+    void handleCommandLineArguments(const QList<QString>& arguments);
+
+public slots:
+    void onMessageReceived(quint32 instanceId, const QByteArray& message);
+    void createNewInstance(bool newWindowFromOutside, const QStringList& filepaths);
+    void updateConfigFile(const ConfigData& data);
+    void openTerminalToFilesDirectory(const QString& path);
+    void showFileInFileSystem(const QString& path);
+    void onMainWindowClosed();
+    void onMainWindowFocusChanged();
+    void removeMainWindow(QObject* window);
+    void closeProgram();
+    void onQuit();
+
+protected:
+    bool event(QEvent* event) override;
+
+private:
+    void applyDefaultGeometry(MainWindow* window);
+    void dropWindow(const QObject* window);
+
+    MainWindow* mainWindow = nullptr;
+    std::vector<MainWindow*> mainWindows;
+    QString appDataPath;
+    QSettings configFile;
+    QString prefFileVersion;
+    QString workingDirectory;
+    QString updateIgnoreVersion;
+    bool showEditorPane = false;
+    ImportDefaults importDefaults;
+    PrintSettings printData;
+};

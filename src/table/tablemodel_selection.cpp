@@ -418,53 +418,11 @@ void TableModel::replaceSelectionKeepShift(RangeVector ranges) {
     finishSelectionChange(false);
 }
 
-bool TableModel::getNextBlockLocation(const Range& start, Range& out, Direction direction) const {
-    out = start;
-    const bool vertical = direction == Direction::Up || direction == Direction::Down;
-    const int step = direction == Direction::Up || direction == Direction::Left ? -1 : 1;
-    const int last = (vertical ? tableData.numModelRows() : tableData.numModelCols()) - 1;
-    const int from = vertical ? start.row : start.col;
-    if (from < 0 || (step > 0 && from >= last) || (step < 0 && from == 0))
-        return false;
-    const int across = vertical ? start.col : start.row;
-    if (across < 0)
-        return false;
-    const int rawAcross =
-        vertical ? tableData.getRawFromModelCol(across) : tableData.getRawFromModelRow(across);
-    auto populated = [&](int index) {
-        if (index < 0 || index > last)
-            return false;
-        return vertical ? tableData.isCellPopulated(tableData.getRawFromModelRow(index), rawAcross)
-                        : tableData.isCellPopulated(rawAcross, tableData.getRawFromModelCol(index));
-    };
-    auto inside = [&](int index) { return index >= 0 && (step < 0 || index <= last); };
-    const int edge = step > 0 ? last : 0;
-    const bool here = populated(from);
-    const bool next = populated(from + step);
-    int target = from + step;
-    if (here == next) {
-        // Along a run: stop on the last populated cell, or on the first populated after a gap.
-        target = edge;
-        for (int i = from + 2 * step; inside(i); i += step) {
-            const bool now = populated(i);
-            if (now != here) {
-                target = now ? i : i - step;
-                break;
-            }
-        }
-    } else if (here) {
-        // Off the end of a block: over the gap to the next populated cell, or to the edge.
-        target = edge;
-        for (int i = from + 2 * step; inside(i); i += step) {
-            if (populated(i)) {
-                target = i;
-                break;
-            }
-        }
-    }
-    target = std::clamp(target, 0, std::max(last, 0));
-    (vertical ? out.row : out.col) = target;
-    return target != from;
+bool TableModel::getNextBlockLocation(const Range& start, Range& out, Direction direction) const
+{
+    const Range model = getModelRange(start);
+    out = tableData.getNextBlockLocation(model, direction);
+    return out.row != model.row || out.col != model.col;
 }
 
 void TableModel::moveSelectionRelative(int rows, int cols) {

@@ -5,6 +5,7 @@
 // pay at the least.
 
 #include "benchregistry.h"
+#include "benchutil.h"
 
 #include "table/range.h"
 #include "table/rangevector.h"
@@ -14,9 +15,7 @@
 #include <QRandomGenerator>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
-#include <fstream>
 #include <set>
 #include <string>
 #include <vector>
@@ -25,29 +24,6 @@ namespace {
 
 constexpr int kScreenRows = 50;
 constexpr int kScreenCols = 20;
-
-qint64 option(const QStringList& args, const QString& name, qint64 fallback) {
-    const int at = static_cast<int>(args.indexOf(name));
-    if (at < 0 || at + 1 >= args.size())
-        return fallback;
-    bool ok = false;
-    const qint64 value = args.at(at + 1).toLongLong(&ok);
-    return ok ? value : fallback;
-}
-
-double nowSeconds() {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
-
-qint64 peakRssBytes() {
-    std::ifstream status("/proc/self/status");
-    std::string line;
-    while (std::getline(status, line)) {
-        if (line.rfind("VmHWM:", 0) == 0)
-            return std::stoll(line.substr(6)) * 1024;
-    }
-    return 0;
-}
 
 // Mixed cell texts: numbers, words, empty cells, now and then a long one.
 std::vector<char> cellText(QRandomGenerator& rng, int row, int col) {
@@ -153,19 +129,21 @@ qint64 decodeScreen(const TableData& data, const std::vector<int>& rawRows) {
 }
 
 int runPaintData(const QStringList& args) {
-    const int rows = static_cast<int>(option(args, QStringLiteral("--rows"), 1000000));
-    const int cols =
-        static_cast<int>(std::max<qint64>(kScreenCols, option(args, QStringLiteral("--cols"), 20)));
-    const int ranges = static_cast<int>(option(args, QStringLiteral("--ranges"), 10000));
-    const int concealedCount = static_cast<int>(option(args, QStringLiteral("--concealed"), 100000));
-    const int repeats = static_cast<int>(std::max<qint64>(1, option(args, QStringLiteral("--repeats"), 200)));
+    const int rows = static_cast<int>(BenchUtil::optionInt(args, QStringLiteral("--rows"), 1000000));
+    const int cols = static_cast<int>(
+        std::max<qint64>(kScreenCols, BenchUtil::optionInt(args, QStringLiteral("--cols"), 20)));
+    const int ranges = static_cast<int>(BenchUtil::optionInt(args, QStringLiteral("--ranges"), 10000));
+    const int concealedCount =
+        static_cast<int>(BenchUtil::optionInt(args, QStringLiteral("--concealed"), 100000));
+    const int repeats =
+        static_cast<int>(std::max<qint64>(1, BenchUtil::optionInt(args, QStringLiteral("--repeats"), 200)));
     if (rows < 2 * kScreenRows || concealedCount >= rows / 2) {
         std::fprintf(stderr, "paint-data: need --rows of at least %d and --concealed below half of them\n",
                      2 * kScreenRows);
         return 2;
     }
 
-    const double buildStart = nowSeconds();
+    const BenchUtil::Timer buildTimer;
     TableModel model(true);
     buildTable(model.getTableData(), rows, cols);
     QRandomGenerator rng(5);
@@ -184,27 +162,29 @@ int runPaintData(const QStringList& args) {
                                RangeIndexType::Raw);
     model.setHighlightedRange(highlight);
     model.setShadeEveryOtherRow(true);
-    const double buildSeconds = nowSeconds() - buildStart;
+    const double buildSeconds = buildTimer.seconds();
 
     // First paint builds the lookups; it is reported apart.
-    double start = nowSeconds();
+    BenchUtil::Timer firstTimer;
     qint64 checksum = paintScreen(model, tops[0]);
-    const double firstPaint = nowSeconds() - start;
+    const double firstPaint = firstTimer.seconds();
 
     std::vector<double> modelTimes;
     std::vector<double> floorTimes;
+    std::vector<double> modelWall; // the machine is shared: CPU time is the figure, wall time the check
     for (int i = 0; i < repeats; ++i) {
         const int top = tops[static_cast<std::size_t>(i) % tops.size()];
-        start = nowSeconds();
+        const BenchUtil::Timer modelTimer;
         checksum += paintScreen(model, top);
-        modelTimes.push_back(nowSeconds() - start);
+        modelTimes.push_back(modelTimer.cpuSeconds());
+        modelWall.push_back(modelTimer.seconds());
 
         std::vector<int> rawRows;
         for (int r = top; r < top + kScreenRows; ++r)
             rawRows.push_back(model.getRawFromModelRow(r));
-        start = nowSeconds();
+        const BenchUtil::Timer floorTimer;
         checksum += decodeScreen(model.getTableData(), rawRows);
-        floorTimes.push_back(nowSeconds() - start);
+        floorTimes.push_back(floorTimer.cpuSeconds());
     }
     auto median = [](std::vector<double> v) {
         std::sort(v.begin(), v.end());
@@ -212,24 +192,19 @@ int runPaintData(const QStringList& args) {
     };
     const double modelUs = median(modelTimes) * 1e6;
     const double floorUs = median(floorTimes) * 1e6;
-    const double ratio = floorUs > 0 ? modelUs / floorUs : 0;
-    const qint64 rss = peakRssBytes();
+    const qint64 rss = BenchUtil::peakRssBytes();
 
-    std::printf("paint-data: %d rows x %d cols, %d concealed rows, %zu selection ranges, screen %d x %d\n",
+    std::printf("paint-data: %d rows x %d cols, %d concealed rows, %zu selection ranges, screen %d x %d, "
+                "median of %d screens (checksum %lld)\n",
                 rows, cols, static_cast<int>(concealed.size()), model.getSelection().size(), kScreenRows,
-                kScreenCols);
-    std::printf("  %-38s %10.1f us\n", "data(Display)+data(Background)/screen", modelUs);
-    std::printf("  %-38s %10.1f us\n", "limit: raw decode of the same cells", floorUs);
-    std::printf("  %-38s %10.2f\n", "ratio", ratio);
-    std::printf("  %-38s %10.1f us\n", "first paint (builds lookups)", firstPaint * 1e6);
-    std::printf("  %-38s %10.1f s\n", "table build", buildSeconds);
-    std::printf("  %-38s %10.1f MiB\n", "peak RSS", static_cast<double>(rss) / 1048576.0);
-    std::printf(
-        "{\"operation\":\"paint-data\",\"name\":\"screen\",\"value\":%.1f,\"unit\":\"us\",\"limit\":%.1f,"
-        "\"limitName\":\"raw decode\",\"ratio\":%.2f,\"rows\":%d,\"cols\":%d,\"ranges\":%zu,"
-        "\"concealed\":%d,\"firstPaintUs\":%.1f,\"peakRssBytes\":%lld,\"checksum\":%lld}\n",
-        modelUs, floorUs, ratio, rows, cols, model.getSelection().size(), static_cast<int>(concealed.size()),
-        firstPaint * 1e6, static_cast<long long>(rss), static_cast<long long>(checksum));
+                kScreenCols, repeats, static_cast<long long>(checksum));
+    BenchUtil::printFigures({
+        {"paint-data", "screen data(text+bg), CPU", modelUs, "us", floorUs, "raw decode of the same cells"},
+        {"paint-data", "screen, wall clock", median(modelWall) * 1e6, "us", 0, ""},
+        {"paint-data", "first screen (lookups built)", firstPaint * 1e6, "us", 0, ""},
+        {"paint-data", "table build", buildSeconds, "s", 0, ""},
+        {"paint-data", "peak RSS", static_cast<double>(rss) / 1048576.0, "MiB", 0, ""},
+    });
     return 0;
 }
 

@@ -105,6 +105,15 @@ void TestTableModel::modelTesterThroughStructuralChanges() {
     QCOMPARE(m->rowCount(), m->rowCountModel() + 2);
     m->getTableData().concealRawRows({1, 2, 3});
     QCOMPARE(m->rowCount(), m->rowCountModel() + 2);
+    // With rows concealed, structural changes work on what the user sees.
+    const QString below = text(*m, 1, 0);
+    QVERIFY(m->removeRows(0, 1));
+    QCOMPARE(text(*m, 0, 0), below);
+    QCOMPARE(m->getTableData().numConcealedRows(), 3);
+    QVERIFY(m->insertRows(1, 2));
+    QCOMPARE(text(*m, 1, 0), QString());
+    QCOMPARE(text(*m, 3, 0), m->getTableData().getValueRaw(m->getRawFromModelRow(3), 0).toString());
+    QCOMPARE(m->rowCount(), m->rowCountModel() + 2);
     QVERIFY(!m->removeRows(-1, 2));
     QVERIFY(!m->insertRows(m->rowCount() + 1, 1));
 }

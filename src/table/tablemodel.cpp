@@ -361,6 +361,12 @@ void TableModel::applySettings(const Settings& settings) {
     setNumberOfHeaderRows(settings.getValueInt(HeaderRows));
     setTheme(settings.getTheme());
     enforceTableSize();
+    if (rowCountView > 0 && colCountView > 0)
+        emit dataChanged(index(0, 0), index(rowCountView - 1, colCountView - 1));
+    if (rowCountView > 0)
+        emit headerDataChanged(Qt::Vertical, 0, rowCountView - 1);
+    if (colCountView > 0)
+        emit headerDataChanged(Qt::Horizontal, 0, colCountView - 1);
     emit refreshHeadersSignal();
 }
 
@@ -908,11 +914,19 @@ void TableModel::setNumberOfHeaderCols(int n) {
 }
 
 void TableModel::refreshVisibleHeaderRows() {
-    std::vector<int> concealed;
-    tableData.getConcealedRowsRaw(concealed);
-    const auto below =
-        std::lower_bound(concealed.begin(), concealed.end(), numHeaderRows) - concealed.begin();
-    numVisibleHeaderRows = std::max(0, numHeaderRows - static_cast<int>(below));
+    // The header rows that are shown are the model rows whose raw index is below the raw
+    // header count; raw grows with model, so a binary search finds them without copying the
+    // concealed list.
+    int low = 0;
+    int high = std::max(numHeaderRows, 0);
+    while (low < high) {
+        const int mid = low + (high - low) / 2;
+        if (tableData.getRawFromModelRow(mid) < numHeaderRows)
+            low = mid + 1;
+        else
+            high = mid;
+    }
+    numVisibleHeaderRows = low;
 }
 
 // --- Loading ---------------------------------------------------------------------------------

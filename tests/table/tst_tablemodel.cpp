@@ -1,5 +1,6 @@
 #include "tablemodelfixture.h"
 
+#include "preferences/settings.h"
 #include "preferences/theme.h"
 #include "table/tablemodel.h"
 #include "table/tablemodelworker.h"
@@ -45,6 +46,7 @@ private slots:
     void labels_data();
     void labels();
     void headerRowsFollowConcealment();
+    void settingsApply();
     void populateRoundTrip();
     void populateModelGrowsTheGrid();
     void cellArraysHonourExclusions();
@@ -574,6 +576,26 @@ void TestTableModel::headerRowsFollowConcealment() {
     m->setNumberOfHeaderRows(0);
     QCOMPARE(m->getNumHeaderRows(), 0);
     QCOMPARE(m->getNumVisibleHeaderRows(), 0);
+}
+
+void TestTableModel::settingsApply() {
+    LoadedModel m = load(gridLines(60, 3));
+    Settings settings;
+    settings.setValue(FirstRowIndex, 1);
+    settings.setValue(RepresentColumnsAsLetters, true);
+    settings.setValue(HeaderRows, 2);
+    settings.setValue(ShadeEveryOtherRow, true);
+    m->applySettings(settings);
+    settings.clear();
+    // Defaults: at least 50 by 50, two buffer rows and columns.
+    QCOMPARE(m->rowCount(), 62);
+    QCOMPARE(m->columnCount(), 50);
+    QCOMPARE(m->headerData(0, Qt::Vertical).toString(), QStringLiteral("1"));
+    QCOMPARE(m->headerData(1, Qt::Horizontal).toString(), QStringLiteral("B"));
+    QCOMPARE(m->getNumHeaderRows(), 2);
+    QCOMPARE(m->data(m->index(3, 1), Qt::BackgroundRole).value<QBrush>().color(),
+             Theme::darkTheme().CellShade1Color);
+    QCOMPARE(m->getFont().pointSize(), 12);
 }
 
 void TestTableModel::populateRoundTrip() {

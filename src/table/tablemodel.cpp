@@ -24,6 +24,9 @@ TableModel::TableModel(bool forTableView, QObject* parent)
           QStringLiteral(R"((?<num>(((\+|-)?((\d+|\d*(\.\d+)?))(e|E)(\+|-)?\d+)|(\+|-)?\d*(\.\d+)?)))")),
       workerCancel(std::make_shared<bool>(false)), workerCancelMutex(std::make_shared<QMutex>()) {
     numberRegex.optimize();
+    // The worker exists from the start so that a progress dialog can listen to it; its thread
+    // starts with the first scan.
+    worker = new TableModelWorker(workerCancel, workerCancelMutex);
     tableData.setProgressUpdateMutex(progressUpdateMutex.get(), progressUpdateCondition.get());
     connect(&tableData, &TableData::startProgressUpdateSignal, this, &TableModel::startProgressUpdateSignal);
     connect(&tableData, &TableData::loadProgressUpdateSignal, this, &TableModel::loadProgressUpdateSignal);
@@ -40,9 +43,9 @@ TableModel::~TableModel() {
         cancelWorker();
         workerThread->quit();
         workerThread->wait();
-        delete worker;
         delete workerThread;
     }
+    delete worker;
     // The load thread uses the handshake pair; end it while the pair exists.
     tableData.stopLoadThread(true);
 }
@@ -993,7 +996,6 @@ bool TableModel::runOnWorker(const std::function<bool(TableModelWorker&)>& job, 
         return false;
     if (!workerThread) {
         workerThread = new QThread;
-        worker = new TableModelWorker(workerCancel, workerCancelMutex);
         worker->moveToThread(workerThread);
         workerThread->start(QThread::InheritPriority);
     }

@@ -365,6 +365,7 @@ public:
     ProgressBoundaries& getProgressBoundaries() { return progressBoundaries; }
 
     // --- The worker for long scans ------------------------------------------------------
+    // Lives as long as the model; listen to its updateProgressSignal for the progress bar.
     TableModelWorker* getWorker() const { return worker; }
     // Asks a running scan to stop; it then reports failure.
     void cancelWorker();

@@ -894,6 +894,8 @@ void TestTableModel::workerCancelStopsAScan() {
 
     // Through the model: a scan run on the worker thread after a cancel starts afresh.
     LoadedModel m = load(gridLines(50, 2));
+    QVERIFY(m->getWorker());
+    QCOMPARE(m->getWorker()->thread(), QThread::currentThread()); // no thread before the first scan
     m->cancelWorker();
     QCOMPARE(m->getEdgeIndexesOfSortedColumns({0}, true).size(), std::size_t(0));
     QVERIFY(m->getWorker());

@@ -522,11 +522,11 @@ void TableModel::enforceTableSize() {
     // Rows: beyond the count; columns: at or beyond it. Kept as the view expects it.
     bool reselect = false;
     if (mainCell.row > newRows) {
-        mainCell.row = newRows - 1;
+        mainCell.row = std::max(newRows - 1, 0);
         reselect = true;
     }
     if (mainCell.col >= newCols && mainCell.col >= 0) {
-        mainCell.col = newCols - 1;
+        mainCell.col = std::max(newCols - 1, 0);
         reselect = true;
     }
     if (reselect) {

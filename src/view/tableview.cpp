@@ -364,9 +364,14 @@ void TableView::columnResized(int col, int, int newWidth)
     syncingSections = true;
     if (columnWidth(col) != newWidth)
         setColumnWidth(col, newWidth);
-    for (FrozenTableView* frozen : {frozenRows, frozenCols, frozenCorner})
-        if (frozen->columnWidth(col) != newWidth)
-            frozen->setColumnWidth(col, newWidth);
+    // The frozen rows follow every column; the others hold only the header columns.
+    if (frozenRows->columnWidth(col) != newWidth)
+        frozenRows->setColumnWidth(col, newWidth);
+    if (col < numHeaderCols) {
+        for (FrozenTableView* frozen : {frozenCols, frozenCorner})
+            if (frozen->columnWidth(col) != newWidth)
+                frozen->setColumnWidth(col, newWidth);
+    }
     syncingSections = false;
     if (col < numHeaderCols)
         updateFrozenGeometry();
@@ -379,9 +384,13 @@ void TableView::rowResized(int row, int, int newHeight)
     syncingSections = true;
     if (rowHeight(row) != newHeight)
         setRowHeight(row, newHeight);
-    for (FrozenTableView* frozen : {frozenRows, frozenCols, frozenCorner})
-        if (frozen->rowHeight(row) != newHeight)
-            frozen->setRowHeight(row, newHeight);
+    if (frozenCols->rowHeight(row) != newHeight)
+        frozenCols->setRowHeight(row, newHeight);
+    if (row < numHeaderRows) {
+        for (FrozenTableView* frozen : {frozenRows, frozenCorner})
+            if (frozen->rowHeight(row) != newHeight)
+                frozen->setRowHeight(row, newHeight);
+    }
     syncingSections = false;
     if (row < numHeaderRows)
         updateFrozenGeometry();

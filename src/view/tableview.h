@@ -111,8 +111,9 @@ public:
     void setDefaultColumnWidth(int width);
     bool getAutoFitRowHeight() const { return autoFitRowHeight; }
     bool getAutoFitColWidth() const { return autoFitColWidth; }
-    void setAutoFitRowHeight(bool on);
-    void setAutoFitColWidth(bool on);
+    // With `apply` the fit runs at once when turned on.
+    void setAutoFitRowHeight(bool on, bool apply = true);
+    void setAutoFitColWidth(bool on, bool apply = true);
     static bool suppressAutoFitWarnings;
     // Test seam: answers the auto-fit question instead of a message box. Gets the text and the
     // check box state to fill in; returns true for "disable".

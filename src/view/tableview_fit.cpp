@@ -194,13 +194,17 @@ void TableView::setDefaultRowHeight(int height)
     if (height <= 0)
         return;
     defaultRowHeight = height;
-    verticalHeader()->setMinimumSectionSize(std::min(height, 4));
-    verticalHeader()->setDefaultSectionSize(height);
-    for (FrozenTableView* frozen : {frozenView(1), frozenView(2), frozenView(3)}) {
-        frozen->verticalHeader()->setMinimumSectionSize(std::min(height, 4));
-        frozen->verticalHeader()->setDefaultSectionSize(height);
+    // Qt reports every section of a changed default size one by one; on a million rows that
+    // storm must not reach the frozen views, which get the same default directly.
+    for (AbstractTableView* view : {static_cast<AbstractTableView*>(this), static_cast<AbstractTableView*>(frozenView(1)),
+                                    static_cast<AbstractTableView*>(frozenView(2)),
+                                    static_cast<AbstractTableView*>(frozenView(3))}) {
+        const QSignalBlocker blocker(view->verticalHeader());
+        view->verticalHeader()->setMinimumSectionSize(std::min(height, 4));
+        view->verticalHeader()->setDefaultSectionSize(height);
     }
     setFrozenRowHeights(false);
+    updateFrozenGeometry();
 }
 
 void TableView::setDefaultColumnWidth(int width)
@@ -208,26 +212,32 @@ void TableView::setDefaultColumnWidth(int width)
     if (width <= 0)
         return;
     defaultColWidth = width;
-    horizontalHeader()->setDefaultSectionSize(width);
-    for (FrozenTableView* frozen : {frozenView(1), frozenView(2), frozenView(3)})
-        frozen->horizontalHeader()->setDefaultSectionSize(width);
+    for (AbstractTableView* view : {static_cast<AbstractTableView*>(this), static_cast<AbstractTableView*>(frozenView(1)),
+                                    static_cast<AbstractTableView*>(frozenView(2)),
+                                    static_cast<AbstractTableView*>(frozenView(3))}) {
+        const QSignalBlocker blocker(view->horizontalHeader());
+        view->horizontalHeader()->setDefaultSectionSize(width);
+    }
     setFrozenColWidths(false);
+    updateFrozenGeometry();
 }
 
-void TableView::setAutoFitRowHeight(bool on)
+void TableView::setAutoFitRowHeight(bool on, bool apply)
 {
     autoFitRowHeight = on;
     if (ownsSettings)
         settings.setValue(AutoFitRowHeight, on);
-    enforceAutoFitRowHeight(false);
+    if (apply)
+        enforceAutoFitRowHeight(false);
 }
 
-void TableView::setAutoFitColWidth(bool on)
+void TableView::setAutoFitColWidth(bool on, bool apply)
 {
     autoFitColWidth = on;
     if (ownsSettings)
         settings.setValue(AutoFitColumnWidth, on);
-    enforceAutoFitColWidth(false);
+    if (apply)
+        enforceAutoFitColWidth(false);
 }
 
 bool TableView::askAutoFitWarning(const QString& text, bool& suppress)

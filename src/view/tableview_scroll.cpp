@@ -130,7 +130,8 @@ void TableView::scrollToCellAxis(int index, bool nearest, Axis axis)
     const int bottom = top + header->sectionSize(index);
     // The value that shows the last row (column) at the bottom (right).
     const int cap = std::max(0, header->length() - viewportSize);
-    const int lowest = std::min(std::max(0, bottom - viewportSize - 1), cap);
+    // The lowest value that shows the row whole at the bottom, grid line included.
+    const int lowest = std::min(std::max(0, bottom - viewportSize), cap);
     const int highest = std::max(std::min(top - frozen, cap), lowest);
     const int current = bar->value();
     int target = current;

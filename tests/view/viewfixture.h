@@ -9,6 +9,7 @@
 
 #include <QApplication>
 #include <QMouseEvent>
+#include <QHeaderView>
 #include <QScrollBar>
 #include <QSignalSpy>
 #include <QStandardPaths>

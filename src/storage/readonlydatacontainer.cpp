@@ -5,6 +5,11 @@
 #include <QSaveFile>
 #include <QWaitCondition>
 
+#if defined(Q_OS_UNIX)
+#include <cerrno>
+#include <unistd.h>
+#endif
+
 #include <algorithm>
 #include <atomic>
 #include <bit>
@@ -40,7 +45,6 @@ enum class ScanState : quint8 { RowStart, CellStart, Plain, Quoted, AfterQuote, 
 // positions come out of SIMD compares as one bit mask, and the machine only stops on those.
 struct ByteUnits {
     using Unit = unsigned char;
-    static constexpr int kBytes = 1;
 
     explicit ByteUnits(int delim, bool quoting) : delimiter(delim)
     {
@@ -231,7 +235,6 @@ private:
 template <class U>
 struct WideUnits {
     using Unit = U;
-    static constexpr int kBytes = sizeof(U);
 
     WideUnits(const AbstractDataContainer::KeyCharVecs& keys, bool withDelimiter, bool quoting)
     {
@@ -253,7 +256,7 @@ struct WideUnits {
     Unit unit(qint64 i) const
     {
         U u;
-        std::memcpy(&u, buf + i * kBytes, kBytes);
+        std::memcpy(&u, buf + i * sizeof(U), sizeof(U));
         return u;
     }
     bool isDelim(Unit u) const { return hasDelim && u == delim; }
@@ -777,6 +780,29 @@ bool ReadOnlyDataContainer::openCSV()
     return true;
 }
 
+// One positioned read: a cell read costs a single system call where the platform has one.
+qint64 ReadOnlyDataContainer::readAt(qint64 position, char* into, qint64 length) const
+{
+#if defined(Q_OS_UNIX)
+    const int fd = file->handle();
+    if (fd >= 0) {
+        qint64 done = 0;
+        while (done < length) {
+            const ssize_t got = ::pread(fd, into + done, static_cast<size_t>(length - done), position + done);
+            if (got < 0 && errno == EINTR)
+                continue;
+            if (got <= 0)
+                break;
+            done += got;
+        }
+        return done;
+    }
+#endif
+    if (!file->seek(position))
+        return -1;
+    return file->read(into, length);
+}
+
 void ReadOnlyDataContainer::closeCSV()
 {
     if (file)
@@ -1200,9 +1226,9 @@ void ReadOnlyDataContainer::readRawCellsSorted(const std::vector<CellPosition>& 
         }
         const qint64 begin = strips[first].offset;
         const qint64 end = stripEnd(last);
-        if (end > begin && file->seek(begin * unitBytes)) {
+        if (end > begin) {
             readBuffer.resize(static_cast<size_t>((end - begin) * unitBytes));
-            const qint64 got = file->read(readBuffer.data(), static_cast<qint64>(readBuffer.size()));
+            const qint64 got = readAt(begin * unitBytes, readBuffer.data(), static_cast<qint64>(readBuffer.size()));
             readBuffer.resize(static_cast<size_t>(std::max<qint64>(0, got - got % unitBytes)));
             scanStrip(readBuffer, strips[first].row, strips[first].col, sorted.data() + k, groupEnd - k,
                       results.data() + k, bytesPerChar >= 2, delimiter != 0);
@@ -1254,6 +1280,9 @@ std::vector<char> ReadOnlyDataContainer::applyQuoteRule(std::vector<char> raw) c
         (isUnit(0, KeyChars::LF, keys.lf) || isUnit(0, KeyChars::CR, keys.cr) ||
          isUnit(0, KeyChars::RecordSeparator, keys.recordSeparator)))
         return {};
+    // Without a delimiter, or with the quote as delimiter, no cell is ever quoted.
+    if (delimiter == 0 || delimiter == KeyChars::Quote)
+        return raw;
     bool unquote = false;
     if (parsingStandard == ALL_QUOTES)
         unquote = true;
@@ -1445,10 +1474,10 @@ void ReadOnlyDataContainer::readWholeRow(int row, std::vector<std::vector<char>>
             end = strips[next + 1].offset;
     }
     const qint64 begin = strips[first].offset;
-    if (end <= begin || !file->seek(begin * unitBytes))
+    if (end <= begin)
         return;
     readBuffer.resize(static_cast<size_t>((end - begin) * unitBytes));
-    const qint64 got = file->read(readBuffer.data(), static_cast<qint64>(readBuffer.size()));
+    const qint64 got = readAt(begin * unitBytes, readBuffer.data(), static_cast<qint64>(readBuffer.size()));
     readBuffer.resize(static_cast<size_t>(std::max<qint64>(0, got - got % unitBytes)));
     CellCollector sink;
     sink.rowCells = &cells;

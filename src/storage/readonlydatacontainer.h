@@ -111,6 +111,7 @@ private:
     template <class Traits>
     bool indexPasses(Traits traitsTemplate, int unitBytes, std::vector<char>& buffer);
     void resetIndex();
+    qint64 readAt(qint64 position, char* into, qint64 length) const;
     std::vector<char> applyQuoteRule(std::vector<char> raw) const;
     void scanStrip(std::vector<char>& buffer, int row, int col, const CellPosition* wanted, size_t count,
                    std::vector<char>* results, bool multiByte, bool withDelimiter) const;

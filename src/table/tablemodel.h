@@ -100,6 +100,8 @@ public:
     void setColLetters(bool on);
     bool getColLetters() const { return colLetters; }
     bool isReadOnly() const { return readOnly; }
+    // The view switches the mode of a loaded table; writes are refused while it is on.
+    void setReadOnly(bool on) { readOnly = on; }
     QString getExtension() const { return extension; }
     void setExtension(const QString& ext);
     QString getDelimiter() const { return delimiter; }

@@ -24,6 +24,9 @@ TableModel::TableModel(bool forTableView, QObject* parent)
           QStringLiteral(R"((?<num>(((\+|-)?((\d+|\d*(\.\d+)?))(e|E)(\+|-)?\d+)|(\+|-)?\d*(\.\d+)?)))")),
       workerCancel(std::make_shared<bool>(false)), workerCancelMutex(std::make_shared<QMutex>()) {
     numberRegex.optimize();
+    // The worker exists from the start so that a progress dialog can listen to it; its thread
+    // starts with the first scan.
+    worker = new TableModelWorker(workerCancel, workerCancelMutex);
     tableData.setProgressUpdateMutex(progressUpdateMutex.get(), progressUpdateCondition.get());
     connect(&tableData, &TableData::startProgressUpdateSignal, this, &TableModel::startProgressUpdateSignal);
     connect(&tableData, &TableData::loadProgressUpdateSignal, this, &TableModel::loadProgressUpdateSignal);
@@ -40,9 +43,9 @@ TableModel::~TableModel() {
         cancelWorker();
         workerThread->quit();
         workerThread->wait();
-        delete worker;
         delete workerThread;
     }
+    delete worker;
     // The load thread uses the handshake pair; end it while the pair exists.
     tableData.stopLoadThread(true);
 }
@@ -361,6 +364,12 @@ void TableModel::applySettings(const Settings& settings) {
     setNumberOfHeaderRows(settings.getValueInt(HeaderRows));
     setTheme(settings.getTheme());
     enforceTableSize();
+    if (rowCountView > 0 && colCountView > 0)
+        emit dataChanged(index(0, 0), index(rowCountView - 1, colCountView - 1));
+    if (rowCountView > 0)
+        emit headerDataChanged(Qt::Vertical, 0, rowCountView - 1);
+    if (colCountView > 0)
+        emit headerDataChanged(Qt::Horizontal, 0, colCountView - 1);
     emit refreshHeadersSignal();
 }
 
@@ -513,11 +522,11 @@ void TableModel::enforceTableSize() {
     // Rows: beyond the count; columns: at or beyond it. Kept as the view expects it.
     bool reselect = false;
     if (mainCell.row > newRows) {
-        mainCell.row = newRows - 1;
+        mainCell.row = std::max(newRows - 1, 0);
         reselect = true;
     }
     if (mainCell.col >= newCols && mainCell.col >= 0) {
-        mainCell.col = newCols - 1;
+        mainCell.col = std::max(newCols - 1, 0);
         reselect = true;
     }
     if (reselect) {
@@ -908,11 +917,19 @@ void TableModel::setNumberOfHeaderCols(int n) {
 }
 
 void TableModel::refreshVisibleHeaderRows() {
-    std::vector<int> concealed;
-    tableData.getConcealedRowsRaw(concealed);
-    const auto below =
-        std::lower_bound(concealed.begin(), concealed.end(), numHeaderRows) - concealed.begin();
-    numVisibleHeaderRows = std::max(0, numHeaderRows - static_cast<int>(below));
+    // The header rows that are shown are the model rows whose raw index is below the raw
+    // header count; raw grows with model, so a binary search finds them without copying the
+    // concealed list.
+    int low = 0;
+    int high = std::max(numHeaderRows, 0);
+    while (low < high) {
+        const int mid = low + (high - low) / 2;
+        if (tableData.getRawFromModelRow(mid) < numHeaderRows)
+            low = mid + 1;
+        else
+            high = mid;
+    }
+    numVisibleHeaderRows = low;
 }
 
 // --- Loading ---------------------------------------------------------------------------------
@@ -979,7 +996,6 @@ bool TableModel::runOnWorker(const std::function<bool(TableModelWorker&)>& job, 
         return false;
     if (!workerThread) {
         workerThread = new QThread;
-        worker = new TableModelWorker(workerCancel, workerCancelMutex);
         worker->moveToThread(workerThread);
         workerThread->start(QThread::InheritPriority);
     }

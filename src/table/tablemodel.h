@@ -30,10 +30,12 @@ class Settings;
 class TableModelWorker;
 
 // Membership of model cells in a list of ranges, in a form that data() can ask per painted
-// cell: single cells by binary search, the few line and block ranges by a scan.
+// cell: single cells, rows and columns by binary search, the few blocks by a scan.
 struct TableModelCellLookup {
     std::vector<std::pair<int, int>> cells; // (row, col), sorted
-    std::vector<Range> others;              // Row, Col and Table members
+    std::vector<Range> rowRanges;           // sorted by row
+    std::vector<Range> colRanges;           // sorted by column
+    std::vector<Range> others;              // Table members
 };
 
 // The single object through which views, undo commands and tools see one file. On top of
@@ -98,6 +100,8 @@ public:
     void setColLetters(bool on);
     bool getColLetters() const { return colLetters; }
     bool isReadOnly() const { return readOnly; }
+    // The view switches the mode of a loaded table; writes are refused while it is on.
+    void setReadOnly(bool on) { readOnly = on; }
     QString getExtension() const { return extension; }
     void setExtension(const QString& ext);
     QString getDelimiter() const { return delimiter; }
@@ -363,6 +367,7 @@ public:
     ProgressBoundaries& getProgressBoundaries() { return progressBoundaries; }
 
     // --- The worker for long scans ------------------------------------------------------
+    // Lives as long as the model; listen to its updateProgressSignal for the progress bar.
     TableModelWorker* getWorker() const { return worker; }
     // Asks a running scan to stop; it then reports failure.
     void cancelWorker();

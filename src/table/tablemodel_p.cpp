@@ -39,18 +39,53 @@ bool rangeHoldsCell(const Range& range, int row, int col) {
 
 void fillLookup(TableModelCellLookup& lookup, const RangeVector& ranges) {
     lookup.cells.clear();
+    lookup.rowRanges.clear();
+    lookup.colRanges.clear();
     lookup.others.clear();
     for (const Range& range : ranges) {
-        if (range.type == RangeType::Cell)
+        switch (range.type) {
+        case RangeType::Cell:
             lookup.cells.emplace_back(range.row, range.col);
-        else if (range.type != RangeType::Invalid)
+            break;
+        case RangeType::Row:
+            lookup.rowRanges.push_back(range);
+            break;
+        case RangeType::Col:
+            lookup.colRanges.push_back(range);
+            break;
+        case RangeType::Table:
             lookup.others.push_back(range);
+            break;
+        case RangeType::Invalid:
+            break;
+        }
     }
     std::sort(lookup.cells.begin(), lookup.cells.end());
+    std::sort(lookup.rowRanges.begin(), lookup.rowRanges.end(), sortRangeRowAscending);
+    std::sort(lookup.colRanges.begin(), lookup.colRanges.end(), sortRangeColAscending);
 }
 
 bool lookupHolds(const TableModelCellLookup& lookup, int row, int col) {
     if (std::binary_search(lookup.cells.begin(), lookup.cells.end(), std::make_pair(row, col)))
+        return true;
+    auto holdsAny = [row, col](auto first, auto last) {
+        for (; first != last; ++first) {
+            if (rangeHoldsCell(*first, row, col))
+                return true;
+        }
+        return false;
+    };
+    const auto rowFirst = std::lower_bound(lookup.rowRanges.begin(), lookup.rowRanges.end(), row,
+                                           [](const Range& r, int value) { return r.row < value; });
+    const auto rowLast = std::upper_bound(rowFirst, lookup.rowRanges.end(), row,
+                                          [](int value, const Range& r) { return value < r.row; });
+    if (holdsAny(rowFirst, rowLast))
+        return true;
+    const auto colFirst = std::lower_bound(lookup.colRanges.begin(), lookup.colRanges.end(), col,
+                                           [](const Range& r, int value) { return r.col < value; });
+    const auto colLast = std::upper_bound(colFirst, lookup.colRanges.end(), col,
+                                          [](int value, const Range& r) { return value < r.col; });
+    if (holdsAny(colFirst, colLast))
         return true;
     for (const Range& range : lookup.others) {
         if (rangeHoldsCell(range, row, col))

@@ -51,8 +51,12 @@ bool firstHeldCell(const Range& range, int& row, int& col) {
     }
     const int rowSpan = static_cast<int>(range.excludedRows.size() + range.excludedCells.size()) + 1;
     const int colSpan = static_cast<int>(range.excludedCols.size() + range.excludedCells.size()) + 1;
-    const int lastRow = range.type == RangeType::Row ? range.row : range.row + rowSpan;
-    const int lastCol = range.type == RangeType::Col ? range.col : range.col + colSpan;
+    const int lastRow = range.type == RangeType::Row
+                            ? range.row
+                            : static_cast<int>(std::min<qint64>(INT_MAX - 1, qint64(range.row) + rowSpan));
+    const int lastCol = range.type == RangeType::Col
+                            ? range.col
+                            : static_cast<int>(std::min<qint64>(INT_MAX - 1, qint64(range.col) + colSpan));
     for (int r = range.row; r <= lastRow && r >= 0; ++r) {
         for (int c = range.col; c <= lastCol && c >= 0; ++c) {
             if (rangeHoldsCell(range, r, c)) {
@@ -90,6 +94,21 @@ void TableModel::setMainCellPosition(int row, int col) {
 
 void TableModel::finishSelectionChange(bool mainCellMoved) {
     invalidateSelectionLookup();
+    // Before any main cell exists the first selectable member becomes it; with none there is
+    // nothing to show yet.
+    if (mainCell.row < 0 || mainCell.col < 0) {
+        for (const Range& range : selection) {
+            int row = kNoIndex;
+            int col = kNoIndex;
+            if (mainPositionOf(range, row, col)) {
+                setMainCellPosition(row, col);
+                mainCellMoved = true;
+                break;
+            }
+        }
+        if (mainCell.row < 0 || mainCell.col < 0)
+            return;
+    }
     sanitizeSelection();
     if (mainCellMoved)
         onMainCellChanged();
@@ -257,8 +276,8 @@ RangeSize TableModel::getSelectionSize() {
             allCells = false;
             break;
         case RangeType::Table: {
-            const qint64 rows = std::max(0, lastDataRowForSentinel(range) - range.row + 1);
-            const qint64 cols = std::max(0, lastDataColForSentinel(range) - range.col + 1);
+            const qint64 rows = std::max<qint64>(0, qint64(lastDataRowForSentinel(range)) - range.row + 1);
+            const qint64 cols = std::max<qint64>(0, qint64(lastDataColForSentinel(range)) - range.col + 1);
             size.numCells = static_cast<std::int32_t>(
                 std::min<qint64>(INT_MAX, static_cast<qint64>(size.numCells) + rows * cols));
             allCells = false;
@@ -419,52 +438,9 @@ void TableModel::replaceSelectionKeepShift(RangeVector ranges) {
 }
 
 bool TableModel::getNextBlockLocation(const Range& start, Range& out, Direction direction) const {
-    out = start;
-    const bool vertical = direction == Direction::Up || direction == Direction::Down;
-    const int step = direction == Direction::Up || direction == Direction::Left ? -1 : 1;
-    const int last = (vertical ? tableData.numModelRows() : tableData.numModelCols()) - 1;
-    const int from = vertical ? start.row : start.col;
-    if (from < 0 || (step > 0 && from >= last) || (step < 0 && from == 0))
-        return false;
-    const int across = vertical ? start.col : start.row;
-    if (across < 0)
-        return false;
-    const int rawAcross =
-        vertical ? tableData.getRawFromModelCol(across) : tableData.getRawFromModelRow(across);
-    auto populated = [&](int index) {
-        if (index < 0 || index > last)
-            return false;
-        return vertical ? tableData.isCellPopulated(tableData.getRawFromModelRow(index), rawAcross)
-                        : tableData.isCellPopulated(rawAcross, tableData.getRawFromModelCol(index));
-    };
-    auto inside = [&](int index) { return index >= 0 && (step < 0 || index <= last); };
-    const int edge = step > 0 ? last : 0;
-    const bool here = populated(from);
-    const bool next = populated(from + step);
-    int target = from + step;
-    if (here == next) {
-        // Along a run: stop on the last populated cell, or on the first populated after a gap.
-        target = edge;
-        for (int i = from + 2 * step; inside(i); i += step) {
-            const bool now = populated(i);
-            if (now != here) {
-                target = now ? i : i - step;
-                break;
-            }
-        }
-    } else if (here) {
-        // Off the end of a block: over the gap to the next populated cell, or to the edge.
-        target = edge;
-        for (int i = from + 2 * step; inside(i); i += step) {
-            if (populated(i)) {
-                target = i;
-                break;
-            }
-        }
-    }
-    target = std::clamp(target, 0, std::max(last, 0));
-    (vertical ? out.row : out.col) = target;
-    return target != from;
+    const Range model = getModelRange(start);
+    out = tableData.getNextBlockLocation(model, direction);
+    return out.row != model.row || out.col != model.col;
 }
 
 void TableModel::moveSelectionRelative(int rows, int cols) {
@@ -678,17 +654,17 @@ qint64 TableModel::numSelectedCells() const {
             ++total;
             break;
         case RangeType::Row:
-            total += std::max<qint64>(0, lastCol - range.col + 1) -
+            total += std::max<qint64>(0, qint64(lastCol) - range.col + 1) -
                      countIn(range.excludedCols, range.col, lastCol);
             break;
         case RangeType::Col:
-            total += std::max<qint64>(0, lastRow - range.row + 1) -
+            total += std::max<qint64>(0, qint64(lastRow) - range.row + 1) -
                      countIn(range.excludedRows, range.row, lastRow);
             break;
         case RangeType::Table: {
-            const qint64 rows = std::max<qint64>(0, lastRow - range.row + 1) -
+            const qint64 rows = std::max<qint64>(0, qint64(lastRow) - range.row + 1) -
                                 countIn(range.excludedRows, range.row, lastRow);
-            const qint64 cols = std::max<qint64>(0, lastCol - range.col + 1) -
+            const qint64 cols = std::max<qint64>(0, qint64(lastCol) - range.col + 1) -
                                 countIn(range.excludedCols, range.col, lastCol);
             total += std::max<qint64>(0, rows * cols - static_cast<qint64>(range.excludedCells.size()));
             break;

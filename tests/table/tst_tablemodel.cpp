@@ -1,5 +1,6 @@
 #include "tablemodelfixture.h"
 
+#include "preferences/settings.h"
 #include "preferences/theme.h"
 #include "table/tablemodel.h"
 #include "table/tablemodelworker.h"
@@ -45,6 +46,7 @@ private slots:
     void labels_data();
     void labels();
     void headerRowsFollowConcealment();
+    void settingsApply();
     void populateRoundTrip();
     void populateModelGrowsTheGrid();
     void cellArraysHonourExclusions();
@@ -104,6 +106,15 @@ void TestTableModel::modelTesterThroughStructuralChanges() {
     m->removeExtraneousRows(changed);
     QCOMPARE(m->rowCount(), m->rowCountModel() + 2);
     m->getTableData().concealRawRows({1, 2, 3});
+    QCOMPARE(m->rowCount(), m->rowCountModel() + 2);
+    // With rows concealed, structural changes work on what the user sees.
+    const QString below = text(*m, 1, 0);
+    QVERIFY(m->removeRows(0, 1));
+    QCOMPARE(text(*m, 0, 0), below);
+    QCOMPARE(m->getTableData().numConcealedRows(), 3);
+    QVERIFY(m->insertRows(1, 2));
+    QCOMPARE(text(*m, 1, 0), QString());
+    QCOMPARE(text(*m, 3, 0), m->getTableData().getValueRaw(m->getRawFromModelRow(3), 0).toString());
     QCOMPARE(m->rowCount(), m->rowCountModel() + 2);
     QVERIFY(!m->removeRows(-1, 2));
     QVERIFY(!m->insertRows(m->rowCount() + 1, 1));
@@ -567,6 +578,26 @@ void TestTableModel::headerRowsFollowConcealment() {
     QCOMPARE(m->getNumVisibleHeaderRows(), 0);
 }
 
+void TestTableModel::settingsApply() {
+    LoadedModel m = load(gridLines(60, 3));
+    Settings settings;
+    settings.setValue(FirstRowIndex, 1);
+    settings.setValue(RepresentColumnsAsLetters, true);
+    settings.setValue(HeaderRows, 2);
+    settings.setValue(ShadeEveryOtherRow, true);
+    m->applySettings(settings);
+    settings.clear();
+    // Defaults: at least 50 by 50, two buffer rows and columns.
+    QCOMPARE(m->rowCount(), 62);
+    QCOMPARE(m->columnCount(), 50);
+    QCOMPARE(m->headerData(0, Qt::Vertical).toString(), QStringLiteral("1"));
+    QCOMPARE(m->headerData(1, Qt::Horizontal).toString(), QStringLiteral("B"));
+    QCOMPARE(m->getNumHeaderRows(), 2);
+    QCOMPARE(m->data(m->index(3, 1), Qt::BackgroundRole).value<QBrush>().color(),
+             Theme::darkTheme().CellShade1Color);
+    QCOMPARE(m->getFont().pointSize(), 12);
+}
+
 void TestTableModel::populateRoundTrip() {
     LoadedModel m = load(gridLines(6, 6));
     m->getTableData().concealRawRows({2});
@@ -863,6 +894,8 @@ void TestTableModel::workerCancelStopsAScan() {
 
     // Through the model: a scan run on the worker thread after a cancel starts afresh.
     LoadedModel m = load(gridLines(50, 2));
+    QVERIFY(m->getWorker());
+    QCOMPARE(m->getWorker()->thread(), QThread::currentThread()); // no thread before the first scan
     m->cancelWorker();
     QCOMPARE(m->getEdgeIndexesOfSortedColumns({0}, true).size(), std::size_t(0));
     QVERIFY(m->getWorker());

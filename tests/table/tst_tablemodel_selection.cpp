@@ -61,6 +61,7 @@ private slots:
     void sanitizeOrdersAndDropsDuplicates();
     void mainCellFlagsInLineAndTableMembers();
     void sanitizeThrowsWithoutMainCell();
+    void emptyTablesNeverThrow();
     void sanitizeTidiesExcludedCells();
     void onlyTheFirstMainFlagCounts();
     void exclusions();
@@ -147,6 +148,29 @@ void TestTableModelSelection::sanitizeThrowsWithoutMainCell() {
     Range none = cell(-1, 2);
     model.setSelection(none);
     QVERIFY(model.getSelection().empty());
+}
+
+void TestTableModelSelection::emptyTablesNeverThrow() {
+    TableModel fresh;
+    RangeVector none;
+    fresh.setSelection(none, true);
+    QVERIFY(fresh.getSelection().empty());
+    fresh.addCellToSelection(cell(2, 3));
+    QCOMPARE(fresh.getMainCell().row, 2);
+    QCOMPARE(fresh.getMainCell().col, 3);
+    QCOMPARE(describe(fresh.getSelection()), QStringList{"C2,3*"});
+
+    // An empty read-only file: a grid of nothing, and a main cell that stays a cell.
+    LoadedModel empty = load({}, TableData::ReadOnly);
+    QCOMPARE(empty->rowCount(), 0);
+    QCOMPARE(empty->columnCount(), 0);
+    QVERIFY(empty->getMainCell().row >= 0 && empty->getMainCell().col >= 0);
+    empty->addCellToSelection(cell(0, 0));
+    empty->removeCellFromSelection(0, 0);
+    QVERIFY(!empty->moveSelectionVertically(Direction::Down, false));
+    QVERIFY(empty->selectUpOrDown(Direction::Down, false, true));
+    empty->moveSelectionRelative(3, 3);
+    QCOMPARE(empty->data(empty->index(0, 0)).isValid(), false);
 }
 
 void TestTableModelSelection::sanitizeTidiesExcludedCells() {

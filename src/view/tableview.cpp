@@ -1,0 +1,775 @@
+#include "view/tableview.h"
+
+#include "table/tablemodel.h"
+#include "util/appdatautilities.h"
+#include "view/frozentableview.h"
+#include "view/headerview.h"
+#include "view/scrollareabottomrightcornerwidget.h"
+#include "view/tabledelegate.h"
+#include "view/tlcornerbutton.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QKeyEvent>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QScrollBar>
+#include <QTimer>
+#include <QUndoStack>
+
+#include <algorithm>
+
+std::function<int(const QString&)> TableView::saveQuestionHook;
+
+TableView::TableView(QWidget* parent) : AbstractTableView(parent)
+{
+    setHorizontalScrollMode(QAbstractItemView::ScrollPerPixel);
+    setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
+    setContextMenuPolicy(Qt::CustomContextMenu);
+    setFocusPolicy(Qt::StrongFocus);
+    connect(this, &QWidget::customContextMenuRequested, this, &TableView::onCustomContextMenu);
+    setTableDelegate(new TableDelegate(this));
+    undo = new QUndoStack(this);
+
+    snapTimer = new QTimer(this);
+    snapTimer->setSingleShot(true);
+    snapTimer->setTimerType(Qt::CoarseTimer);
+    snapTimer->setInterval(100);
+    connect(snapTimer, &QTimer::timeout, this, [this] { snapScrollBarPosition(snapAxis); });
+
+    cornerButton = new TLCornerButton(this);
+    connect(cornerButton, &QPushButton::clicked, this, &TableView::selectEntireTable);
+    cornerFiller = new ScrollAreaBottomRightCornerWidget(this);
+    setCornerWidget(cornerFiller);
+
+    connectHeader(horizontalHeaderView(), true);
+    connectHeader(verticalHeaderView(), false);
+    connect(this, &AbstractTableView::scrollToMainCellSignal, this, &TableView::scrollToMainCell);
+
+    setupFrozenHeaders();
+    setTheme(theme);
+    hide();
+}
+
+TableView::~TableView()
+{
+    if (ownsSettings)
+        settings.clear();
+}
+
+FrozenTableView* TableView::frozenView(int type) const
+{
+    switch (type) {
+    case 1:
+        return frozenRows;
+    case 2:
+        return frozenCols;
+    case 3:
+        return frozenCorner;
+    default:
+        return nullptr;
+    }
+}
+
+void TableView::connectHeader(HeaderView* header, bool horizontal)
+{
+    if (horizontal) {
+        connect(header, &QHeaderView::sectionResized, this, &TableView::columnResized);
+        connect(header, &HeaderView::selectColSignal, this, &TableView::onHorizontalSectionClicked);
+        connect(header, &HeaderView::sectionCtrlClicked, this, &TableView::onHorizontalSectionCtrlClicked);
+        connect(header, &HeaderView::sectionShiftClicked, this, &TableView::onHorizontalSectionShiftClicked);
+        connect(header, &QHeaderView::sectionEntered, this, &TableView::onHorizontalSectionEntered);
+        connect(header, &HeaderView::sectionReleasedSignal, this, &TableView::onHorizontalSectionReleased);
+        connect(header, &QHeaderView::sectionDoubleClicked, this, &TableView::onHorizontalSectionDoubleClicked);
+    } else {
+        connect(header, &QHeaderView::sectionResized, this, &TableView::rowResized);
+        connect(header, &HeaderView::selectRowSignal, this, &TableView::onVerticalSectionClicked);
+        connect(header, &HeaderView::sectionCtrlClicked, this, &TableView::onVerticalSectionCtrlClicked);
+        connect(header, &HeaderView::sectionShiftClicked, this, &TableView::onVerticalSectionShiftClicked);
+        connect(header, &QHeaderView::sectionEntered, this, &TableView::onVerticalSectionEntered);
+        connect(header, &HeaderView::sectionReleasedSignal, this, &TableView::onVerticalSectionReleased);
+        connect(header, &QHeaderView::sectionDoubleClicked, this, &TableView::onVerticalSectionDoubleClicked);
+    }
+}
+
+void TableView::setModel(QAbstractItemModel* model)
+{
+    AbstractTableView::setModel(model);
+    for (FrozenTableView* frozen : {frozenRows, frozenCols, frozenCorner})
+        frozen->setModel(model);
+    connectSignalsWithModel();
+    if (TableModel* m = tableModel()) {
+        m->setNumberOfHeaderRows(numHeaderRows);
+        m->setNumberOfHeaderCols(numHeaderCols);
+        m->setFirstRowIndex(firstRowIndex);
+        m->setFirstColIndex(firstColIndex);
+        m->setColLetters(colLetters);
+        m->setTheme(theme);
+        fileMode = m->isReadOnly() ? 1 : 0;
+        readOnlyView = m->isReadOnly();
+    }
+    setDefaultRowHeight(defaultRowHeight);
+    setDefaultColumnWidth(defaultColWidth);
+    applyVisibleHeaderRows(numHeaderRows, false, false);
+    setNumberOfHeaderColumns(numHeaderCols, false);
+    setFreezeHeaderRows(freezeHeaderRows, false);
+    setFreezeHeaderColumns(freezeHeaderCols, false);
+}
+
+void TableView::connectSignalsWithModel()
+{
+    TableModel* m = tableModel();
+    if (!m)
+        return;
+    connect(m, &TableModel::selectionChangedSignal, this, &TableView::onSelectionChanged, Qt::UniqueConnection);
+    connect(m, &TableModel::enforceTableSizeSignal, this, &TableView::onEnforceTableSize, Qt::UniqueConnection);
+    connect(m, &TableModel::refreshHeadersSignal, this, &TableView::onRefreshHeaders, Qt::UniqueConnection);
+    connect(m, &TableModel::startProgressUpdateSignal, this, &TableView::onLoadStarted, Qt::UniqueConnection);
+    connect(m, &TableModel::loadProgressUpdateSignal, this, &TableView::onLoadProgressUpdate, Qt::UniqueConnection);
+    connect(m, &TableModel::loadFinishedSignal, this, &TableView::onLoadFinished, Qt::UniqueConnection);
+}
+
+// --- Frozen parts -----------------------------------------------------------------------
+
+void TableView::setupFrozenHeaders()
+{
+    frozenRows = new FrozenTableView(this, TableType::FrozenRows);
+    frozenCols = new FrozenTableView(this, TableType::FrozenCols);
+    frozenCorner = new FrozenTableView(this, TableType::FrozenCorner);
+    for (FrozenTableView* frozen : {frozenRows, frozenCols, frozenCorner}) {
+        frozen->setTableDelegate(new TableDelegate(frozen));
+        frozen->viewport()->installEventFilter(this);
+        connectHeader(frozen->horizontalHeaderView(), true);
+        connectHeader(frozen->verticalHeaderView(), false);
+        connect(frozen, &AbstractTableView::scrollToMainCellSignal, this, &TableView::scrollToMainCell);
+        connect(frozen, qOverload<bool>(&AbstractTableView::startEditingSignal), this,
+                [this](bool clear) { emit startEditingSignal(clear); });
+    }
+    frozenRows->stackUnder(frozenCorner);
+    frozenCols->stackUnder(frozenCorner);
+    frozenCorner->horizontalHeader()->hide();
+    frozenCorner->verticalHeader()->hide();
+    frozenRows->horizontalHeader()->hide();
+    frozenCols->verticalHeader()->hide();
+    frozenRows->setNumRows(numHeaderRows);
+    frozenCorner->setNumRows(numHeaderRows);
+    frozenCols->setNumCols(numHeaderCols);
+    frozenCorner->setNumCols(numHeaderCols);
+
+    // The frozen parts follow the main grid's scrolling along their free axis.
+    connect(horizontalScrollBar(), &QScrollBar::valueChanged, frozenRows->horizontalScrollBar(), &QScrollBar::setValue);
+    connect(verticalScrollBar(), &QScrollBar::valueChanged, frozenCols->verticalScrollBar(), &QScrollBar::setValue);
+    connect(horizontalScrollBar(), &QScrollBar::rangeChanged, this,
+            [this](int, int max) { frozenRows->horizontalScrollBar()->setMaximum(max); });
+    connect(verticalScrollBar(), &QScrollBar::rangeChanged, this,
+            [this](int, int max) { frozenCols->verticalScrollBar()->setMaximum(max); });
+    updateFrozenGeometry();
+}
+
+void TableView::setFrozenColWidths(bool all)
+{
+    QAbstractItemModel* m = model();
+    if (!m)
+        return;
+    const int cols = all ? m->columnCount() : std::min(numHeaderCols, m->columnCount());
+    const QSignalBlocker block1(frozenRows->horizontalHeader());
+    const QSignalBlocker block3(frozenCorner->horizontalHeader());
+    frozenRows->horizontalHeader()->setDefaultSectionSize(horizontalHeader()->defaultSectionSize());
+    frozenCols->horizontalHeader()->setDefaultSectionSize(horizontalHeader()->defaultSectionSize());
+    frozenCorner->horizontalHeader()->setDefaultSectionSize(horizontalHeader()->defaultSectionSize());
+    for (int c = 0; c < cols; ++c) {
+        const int w = columnWidth(c);
+        if (frozenRows->columnWidth(c) != w)
+            frozenRows->setColumnWidth(c, w);
+        if (c < numHeaderCols) {
+            if (frozenCols->columnWidth(c) != w)
+                frozenCols->setColumnWidth(c, w);
+            if (frozenCorner->columnWidth(c) != w)
+                frozenCorner->setColumnWidth(c, w);
+        }
+    }
+}
+
+void TableView::setFrozenRowHeights(bool all)
+{
+    QAbstractItemModel* m = model();
+    if (!m)
+        return;
+    const int rows = all ? m->rowCount() : std::min(numHeaderRows, m->rowCount());
+    frozenRows->verticalHeader()->setDefaultSectionSize(verticalHeader()->defaultSectionSize());
+    frozenCols->verticalHeader()->setDefaultSectionSize(verticalHeader()->defaultSectionSize());
+    frozenCorner->verticalHeader()->setDefaultSectionSize(verticalHeader()->defaultSectionSize());
+    for (int r = 0; r < rows; ++r) {
+        const int h = rowHeight(r);
+        if (frozenCols->rowHeight(r) != h)
+            frozenCols->setRowHeight(r, h);
+        if (r < numHeaderRows) {
+            if (frozenRows->rowHeight(r) != h)
+                frozenRows->setRowHeight(r, h);
+            if (frozenCorner->rowHeight(r) != h)
+                frozenCorner->setRowHeight(r, h);
+        }
+    }
+}
+
+void TableView::setFreezeHeaderRows(bool on, bool notify)
+{
+    freezeHeaderRows = on;
+    if (on && numHeaderRows > 0 && model()) {
+        frozenRows->show();
+        setFrozenRowHeights(false);
+        setFrozenColWidths(false);
+        if (freezeHeaderCols && numHeaderCols > 0) {
+            frozenCorner->show();
+            frozenCorner->raise();
+        }
+    } else {
+        frozenRows->hide();
+        frozenCorner->hide();
+    }
+    updateFrozenGeometry();
+    refreshView();
+    if (notify)
+        emit fileMetadataChangedSignal();
+}
+
+void TableView::setFreezeHeaderColumns(bool on, bool notify)
+{
+    freezeHeaderCols = on;
+    if (on && numHeaderCols > 0 && model()) {
+        frozenCols->show();
+        setFrozenColWidths(false);
+        setFrozenRowHeights(false);
+        if (freezeHeaderRows && numHeaderRows > 0) {
+            frozenCorner->show();
+            frozenCorner->raise();
+        }
+    } else {
+        frozenCols->hide();
+        frozenCorner->hide();
+    }
+    updateFrozenGeometry();
+    refreshView();
+    if (notify)
+        emit fileMetadataChangedSignal();
+}
+
+void TableView::applyVisibleHeaderRows(int count, bool autoFit, bool notify)
+{
+    count = std::max(0, count);
+    const int before = numHeaderRows;
+    numHeaderRows = count;
+    for (AbstractTableView* v : {static_cast<AbstractTableView*>(this), static_cast<AbstractTableView*>(frozenRows),
+                                 static_cast<AbstractTableView*>(frozenCols), static_cast<AbstractTableView*>(frozenCorner)})
+        if (v->tableDelegate())
+            v->tableDelegate()->setNumHeaderRows(count);
+    if (TableModel* m = tableModel(); m && m->getNumHeaderRows() != count)
+        m->setNumberOfHeaderRows(count);
+    frozenRows->setNumRows(count);
+    frozenCorner->setNumRows(count);
+    if (before == 0 && count > 0)
+        frozenRows->horizontalScrollBar()->setValue(horizontalScrollBar()->value());
+    setFreezeHeaderRows(freezeHeaderRows, false);
+    if (autoFit) {
+        enforceAutoFitColWidth(true);
+        enforceAutoFitRowHeight(true);
+    }
+    if (notify)
+        emit fileMetadataChangedSignal();
+}
+
+void TableView::setNumberOfHeaderColumns(int count, bool autoFit)
+{
+    count = std::max(0, count);
+    numHeaderCols = count;
+    for (AbstractTableView* v : {static_cast<AbstractTableView*>(this), static_cast<AbstractTableView*>(frozenRows),
+                                 static_cast<AbstractTableView*>(frozenCols), static_cast<AbstractTableView*>(frozenCorner)})
+        if (v->tableDelegate())
+            v->tableDelegate()->setNumHeaderCols(count);
+    if (TableModel* m = tableModel(); m && m->getNumHeaderCols() != count)
+        m->setNumberOfHeaderCols(count);
+    frozenCols->setNumCols(count);
+    frozenCorner->setNumCols(count);
+    setFreezeHeaderColumns(freezeHeaderCols, false);
+    if (autoFit) {
+        enforceAutoFitColWidth(true);
+        enforceAutoFitRowHeight(true);
+    }
+}
+
+void TableView::setFrozenPos()
+{
+    const int labelHeight = horizontalHeader()->isHidden() ? 0 : horizontalHeader()->height();
+    const int labelWidth = verticalHeader()->isHidden() ? 0 : verticalHeader()->width();
+    const int frame = frameWidth();
+    frozenRows->move(frame, frame + labelHeight);
+    frozenCols->move(frame + labelWidth, frame);
+    frozenCorner->move(frame + labelWidth, frame + labelHeight);
+}
+
+void TableView::setHorizontalFrozenWidth()
+{
+    const QSignalBlocker blocker(frozenRows);
+    const int labelWidth = verticalHeader()->isHidden() ? 0 : verticalHeader()->width();
+    frozenRows->resize(viewport()->width() + labelWidth + frameWidth() + 2, frozenRows->height());
+}
+
+void TableView::setVerticalFrozenHeight()
+{
+    const QSignalBlocker blocker(frozenCols);
+    const int labelHeight = horizontalHeader()->isHidden() ? 0 : horizontalHeader()->height();
+    frozenCols->resize(frozenCols->width(), viewport()->height() + labelHeight + frameWidth() + 2);
+}
+
+void TableView::setHorizontalFrozenHeight()
+{
+    // Each band ends just after the last header row (column); the corner covers both.
+    frozenRows->resize(frozenRows->width(), frozenHeight() + 1);
+    frozenCols->resize(frozenWidth() + 1, frozenCols->height());
+    frozenCorner->resize(frozenWidth() + 1, frozenHeight() + 1);
+}
+
+void TableView::updateFrozenGeometry()
+{
+    if (!frozenRows)
+        return;
+    // The frozen rows draw their own row labels in the main grid's label width, and the frozen
+    // columns their column labels in its label height, so that all cells line up.
+    frozenRows->verticalHeader()->setVisible(showRowLabels);
+    frozenRows->verticalHeader()->setFixedWidth(verticalHeader()->width());
+    frozenCols->horizontalHeader()->setVisible(showColLabels);
+    frozenCols->horizontalHeader()->setFixedHeight(horizontalHeader()->height());
+    setHorizontalFrozenWidth();
+    setVerticalFrozenHeight();
+    setHorizontalFrozenHeight();
+    setFrozenPos();
+    const int labelHeight = horizontalHeader()->isHidden() ? 0 : horizontalHeader()->height();
+    const int labelWidth = verticalHeader()->isHidden() ? 0 : verticalHeader()->width();
+    cornerButton->setGeometry(frameWidth(), frameWidth(), labelWidth, labelHeight);
+    cornerButton->setVisible(labelWidth > 0 && labelHeight > 0);
+    cornerButton->raise();
+}
+
+void TableView::frozenColResized(int col, int, int newWidth)
+{
+    if (columnWidth(col) != newWidth)
+        setColumnWidth(col, newWidth);
+}
+
+void TableView::columnResized(int col, int, int newWidth)
+{
+    if (syncingSections)
+        return;
+    syncingSections = true;
+    if (columnWidth(col) != newWidth)
+        setColumnWidth(col, newWidth);
+    // The frozen rows follow every column; the others hold only the header columns.
+    if (frozenRows->columnWidth(col) != newWidth)
+        frozenRows->setColumnWidth(col, newWidth);
+    if (col < numHeaderCols) {
+        for (FrozenTableView* frozen : {frozenCols, frozenCorner})
+            if (frozen->columnWidth(col) != newWidth)
+                frozen->setColumnWidth(col, newWidth);
+    }
+    syncingSections = false;
+    if (col < numHeaderCols)
+        updateFrozenGeometry();
+}
+
+void TableView::rowResized(int row, int, int newHeight)
+{
+    if (syncingSections)
+        return;
+    syncingSections = true;
+    if (rowHeight(row) != newHeight)
+        setRowHeight(row, newHeight);
+    if (frozenCols->rowHeight(row) != newHeight)
+        frozenCols->setRowHeight(row, newHeight);
+    if (row < numHeaderRows) {
+        for (FrozenTableView* frozen : {frozenRows, frozenCorner})
+            if (frozen->rowHeight(row) != newHeight)
+                frozen->setRowHeight(row, newHeight);
+    }
+    syncingSections = false;
+    if (row < numHeaderRows)
+        updateFrozenGeometry();
+}
+
+void TableView::resizeEvent(QResizeEvent* event)
+{
+    AbstractTableView::resizeEvent(event);
+    updateFrozenGeometry();
+}
+
+void TableView::updateGeometries()
+{
+    AbstractTableView::updateGeometries();
+    updateFrozenGeometry();
+}
+
+bool TableView::eventFilter(QObject* watched, QEvent* event)
+{
+    if (event->type() == QEvent::Resize && frozenRows &&
+        (watched == frozenRows->viewport() || watched == frozenCols->viewport()))
+        return false;
+    return AbstractTableView::eventFilter(watched, event);
+}
+
+void TableView::paintEvent(QPaintEvent* event)
+{
+    if (paintSkipCount > 0) {
+        --paintSkipCount;
+        return;
+    }
+    AbstractTableView::paintEvent(event);
+}
+
+void TableView::refreshView()
+{
+    viewport()->update();
+    for (FrozenTableView* frozen : {frozenRows, frozenCols, frozenCorner})
+        if (frozen->isVisible())
+            frozen->refreshView();
+}
+
+// --- Settings ---------------------------------------------------------------------------
+
+void TableView::propagateSettings(const Settings& source)
+{
+    if (ownsSettings)
+        settings.clear();
+    settings = source.copySettings();
+    ownsSettings = true;
+    snapToRow = settings.getValueBool(SnapToRow);
+    snapToCol = settings.getValueBool(SnapToColumn);
+    autoFitRowHeight = settings.getValueBool(AutoFitRowHeight);
+    autoFitColWidth = settings.getValueBool(AutoFitColumnWidth);
+    maxAutoFitRowHeight = settings.getValueInt(MaxAutoFitRowHeight);
+    maxAutoFitColWidth = settings.getValueInt(MaxAutoFitColumnWidth);
+    showRowLabels = settings.getValueBool(ShowRowLabels);
+    showColLabels = settings.getValueBool(ShowColumnLabels);
+    firstRowIndex = settings.getValueInt(FirstRowIndex);
+    firstColIndex = settings.getValueInt(FirstColumnIndex);
+    colLetters = settings.getValueBool(RepresentColumnsAsLetters);
+    saveAfterEachEdit = settings.getValueBool(SaveAfterEachEdit);
+    uuidType = settings.getUuidType();
+    for (FrozenTableView* frozen : {frozenRows, frozenCols, frozenCorner})
+        frozen->setUuidType(uuidType);
+    suppressAutoFitWarnings = settings.getValueBool(SuppressAutoFitWarnings);
+    freezeHeaderRows = settings.getValueBool(FreezeHeaderRows);
+    freezeHeaderCols = settings.getValueBool(FreezeHeaderColumns);
+    if (TableModel* m = tableModel()) {
+        m->applySettings(settings);
+        m->setFirstRowIndex(firstRowIndex);
+        m->setFirstColIndex(firstColIndex);
+        m->setColLetters(colLetters);
+    }
+    setDefaultRowHeight(settings.getValueInt(DefaultRowHeight));
+    setDefaultColumnWidth(settings.getValueInt(DefaultColumnWidth));
+    QFont f = settings.getFont();
+    f.setPointSize(settings.getValueInt(TextSize));
+    setFont(f);
+    setTheme(settings.getTheme());
+    applyLabelVisibility();
+    applyVisibleHeaderRows(settings.getValueInt(HeaderRows), false, false);
+    setNumberOfHeaderColumns(settings.getValueInt(HeaderColumns), false);
+    refreshView();
+}
+
+Settings TableView::getSettings(bool tableOnly) const
+{
+    Settings out = tableOnly ? settings.copySettings() : settings;
+    if (!ownsSettings)
+        return out;
+    out.setValue(HeaderRows, numHeaderRows);
+    out.setValue(HeaderColumns, numHeaderCols);
+    out.setValue(FreezeHeaderRows, freezeHeaderRows);
+    out.setValue(FreezeHeaderColumns, freezeHeaderCols);
+    out.setValue(AutoFitRowHeight, autoFitRowHeight);
+    out.setValue(AutoFitColumnWidth, autoFitColWidth);
+    out.setValue(FirstRowIndex, firstRowIndex);
+    out.setValue(FirstColumnIndex, firstColIndex);
+    return out;
+}
+
+void TableView::setTheme(const Theme& t)
+{
+    theme = t;
+    tableDelegate()->setTheme(t);
+    for (FrozenTableView* frozen : {frozenRows, frozenCols, frozenCorner})
+        if (frozen)
+            frozen->setTheme(t);
+    if (TableModel* m = tableModel())
+        m->setTheme(t);
+    setLineColor(t.HighlightedLineColor);
+    QPalette p = palette();
+    p.setColor(QPalette::Base, t.CellColor);
+    p.setColor(QPalette::Window, t.Background1Color);
+    p.setColor(QPalette::Text, t.TextColor);
+    p.setColor(QPalette::WindowText, t.StaticTextColor);
+    p.setColor(QPalette::Button, t.HeaderColor);
+    p.setColor(QPalette::ButtonText, t.StaticTextColor);
+    p.setColor(QPalette::Mid, t.Background5Color);
+    setPalette(p);
+    for (FrozenTableView* frozen : {frozenRows, frozenCols, frozenCorner})
+        if (frozen)
+            frozen->setPalette(p);
+    cornerButton->setColor(t.HeaderColor);
+    cornerFiller->setColor(t.Background1Color);
+    refreshView();
+}
+
+void TableView::setFont(const QFont& f)
+{
+    cellFont = f;
+    textSize = f.pointSize() > 0 ? f.pointSize() : textSize;
+    AbstractTableView::setFont(f);
+    for (FrozenTableView* frozen : {frozenRows, frozenCols, frozenCorner})
+        if (frozen)
+            frozen->setFont(f);
+    if (TableModel* m = tableModel())
+        m->setFont(f);
+}
+
+void TableView::setTextSize(int size)
+{
+    if (size <= 0)
+        return;
+    QFont f = cellFont;
+    f.setPointSize(size);
+    setFont(f);
+    enforceAutoFitRowHeight(false);
+    enforceAutoFitColWidth(false);
+}
+
+void TableView::setShowRowLabels(bool on)
+{
+    showRowLabels = on;
+    applyLabelVisibility();
+}
+
+void TableView::setShowColumnLabels(bool on)
+{
+    showColLabels = on;
+    applyLabelVisibility();
+}
+
+void TableView::applyLabelVisibility()
+{
+    verticalHeader()->setVisible(showRowLabels);
+    horizontalHeader()->setVisible(showColLabels);
+    updateFrozenGeometry();
+}
+
+int TableView::askSaveQuestion(const QString& text, QWidget* parent)
+{
+    if (saveQuestionHook)
+        return saveQuestionHook(text);
+    QMessageBox box(QMessageBox::Question, QString(), text, QMessageBox::NoButton, parent);
+    QAbstractButton* save = box.addButton(QStringLiteral("&Save"), QMessageBox::AcceptRole);
+    QAbstractButton* discard = box.addButton(QStringLiteral("Do&n't Save"), QMessageBox::DestructiveRole);
+    box.addButton(QStringLiteral("&Cancel"), QMessageBox::RejectRole);
+    box.exec();
+    if (box.clickedButton() == save)
+        return 0;
+    return box.clickedButton() == discard ? 1 : 2;
+}
+
+void TableView::setReadOnly(bool on, bool initial)
+{
+    TableModel* m = tableModel();
+    if (!initial && on && m && !undo->isClean()) {
+        const QString name = QFileInfo(m->getTableData().getFilepath()).fileName();
+        const int answer = askSaveQuestion(QStringLiteral("Do you want to save changes to %1?").arg(name), this);
+        if (answer == 2)
+            return;
+        if (answer == 0 && !m->saveCSV(true, false)) {
+            QMessageBox::warning(this, QString(), QStringLiteral("File failed to save."));
+            return;
+        }
+    }
+    if (!initial && m) {
+        // The program's own preference files stay editable.
+        const QString path = QFileInfo(m->getTableData().getFilepath()).absoluteFilePath();
+        const QString dataFolder = Utilities::getAppDataLocation();
+        for (const char* name : {"Settings (User).csv", "Shortcuts (User).csv"})
+            if (on && !path.isEmpty() && path == QDir(dataFolder).absoluteFilePath(QString::fromLatin1(name)))
+                return;
+    }
+    undo->clear();
+    fileMode = on ? 1 : 0;
+    readOnlyView = on;
+    for (FrozenTableView* frozen : {frozenRows, frozenCols, frozenCorner})
+        frozen->setReadOnlyView(on);
+    context = on ? (context | ContextReadOnly) : (context & ~ContextReadOnly);
+    const int precision = on ? 50 : 1000;
+    horizontalHeader()->setResizeContentsPrecision(precision);
+    verticalHeader()->setResizeContentsPrecision(precision);
+    if (m)
+        m->setReadOnly(on);
+    refreshView();
+    emit fileMetadataChangedSignal();
+}
+
+void TableView::setReadOnlyAndLoad(bool on)
+{
+    TableModel* m = tableModel();
+    if (!m)
+        return;
+    const bool wasReadOnly = fileMode == 1;
+    setReadOnly(on, false);
+    if ((fileMode == 1) != on || wasReadOnly == on)
+        return;
+    TableData& data = m->getTableData();
+    const QString path = data.getFilepath();
+    if (path.isEmpty())
+        return;
+    m->loadCSV(path, false, on ? TableData::ReadOnly : TableData::Editable, data.getDelimiterText(),
+               data.getSaveDelimiterText(), data.getEncoding(), data.getParsingStandard());
+}
+
+// --- Loading ----------------------------------------------------------------------------
+
+void TableView::onLoadStarted()
+{
+    loading = true;
+    setUpdatesEnabled(false);
+    hide();
+}
+
+void TableView::onLoadProgressUpdate(int current, int total, int sizeInMiB)
+{
+    const int percent = total > 0 ? static_cast<int>(static_cast<qint64>(current) * 100 / total) : 0;
+    emit loadProgressSignal(std::clamp(percent, 0, 100), sizeInMiB);
+}
+
+void TableView::onLoadFinished()
+{
+    loading = false;
+    for (FrozenTableView* frozen : {frozenRows, frozenCols, frozenCorner})
+        frozen->setLoading(false);
+    TableModel* m = tableModel();
+    if (m) {
+        fileMode = m->isReadOnly() ? 1 : 0;
+        readOnlyView = m->isReadOnly();
+        context = readOnlyView ? (context | ContextReadOnly) : (context & ~ContextReadOnly);
+        horizontalHeader()->setResizeContentsPrecision(50);
+        verticalHeader()->setResizeContentsPrecision(50);
+    }
+    warnAutoFitIfLargeFile();
+    setUpdatesEnabled(true);
+    enforceAutoFitColWidth(false);
+    enforceAutoFitRowHeight(false);
+    applyVisibleHeaderRows(numHeaderRows, false, false);
+    setNumberOfHeaderColumns(numHeaderCols, false);
+    show();
+    scrollToTopLeft();
+    emit loadFinishedSignal();
+}
+
+void TableView::onSelectionChanged() { refreshView(); }
+
+void TableView::onEnforceTableSize()
+{
+    if (TableModel* m = tableModel())
+        m->enforceTableSize();
+}
+
+void TableView::onRefreshHeaders()
+{
+    horizontalHeader()->viewport()->update();
+    verticalHeader()->viewport()->update();
+}
+
+void TableView::onCustomContextMenu(const QPoint&)
+{
+    // The menus are built from the command table, which the window owns.
+}
+
+// --- Keys and wheel ---------------------------------------------------------------------
+
+void TableView::keyPressEvent(QKeyEvent* event)
+{
+    // Until the command table owns these shortcuts (its actions see them first), the grid
+    // answers the navigation keys itself.
+    if (!middleButtonDragActive() && !loading && !leftPressed && tableModel() && !editingCell) {
+        const Qt::KeyboardModifiers mods = event->modifiers() & ~Qt::KeypadModifier;
+        const int key = event->key();
+        const bool ctrl = mods & Qt::ControlModifier;
+        const bool shift = mods & Qt::ShiftModifier;
+        const bool otherMods = mods & ~(Qt::ControlModifier | Qt::ShiftModifier);
+        Direction dir = Direction::Up;
+        bool arrow = true;
+        switch (key) {
+        case Qt::Key_Up: dir = Direction::Up; break;
+        case Qt::Key_Down: dir = Direction::Down; break;
+        case Qt::Key_Left: dir = Direction::Left; break;
+        case Qt::Key_Right: dir = Direction::Right; break;
+        default: arrow = false;
+        }
+        if (arrow && !otherMods && (ctrl || shift)) {
+            if (shift)
+                extendSelection(dir, ctrl);
+            else
+                moveSelectionByBlock(dir);
+            event->accept();
+            return;
+        }
+        if (!otherMods && !shift && (key == Qt::Key_PageUp || key == Qt::Key_PageDown)) {
+            if (ctrl)
+                scroll(key == Qt::Key_PageUp ? Direction::Left : Direction::Right, true);
+            else
+                moveSelectionOneScreen(key == Qt::Key_PageUp ? Direction::Up : Direction::Down);
+            event->accept();
+            return;
+        }
+        if (!otherMods && !shift && (key == Qt::Key_Home || key == Qt::Key_End)) {
+            if (ctrl && key == Qt::Key_Home) {
+                moveSelectionAbsolute(0, 0);
+                scrollToTopLeft();
+            } else if (ctrl) {
+                TableModel* m = tableModel();
+                moveSelectionAbsolute(std::max(0, m->rowCountModel() - 1), std::max(0, m->columnCountModel() - 1));
+                scrollToMainCell(false, false);
+            } else if (key == Qt::Key_Home) {
+                goToFarLeft();
+            } else {
+                goToFarRight();
+            }
+            event->accept();
+            return;
+        }
+    }
+    AbstractTableView::keyPressEvent(event);
+}
+
+void TableView::wheelEvent(QWheelEvent* event)
+{
+    event->accept();
+    const QPoint pixels = event->pixelDelta();
+    if (!pixels.isNull()) {
+        const bool horizontal = std::abs(pixels.x()) > std::abs(pixels.y());
+        QScrollBar* bar = horizontal ? horizontalScrollBar() : verticalScrollBar();
+        bar->setValue(std::max(0, bar->value() - (horizontal ? pixels.x() : pixels.y())));
+        snapAxis = horizontal ? Axis::Col : Axis::Row;
+        snapTimer->start();
+        return;
+    }
+    const QPoint angle = event->angleDelta();
+    const int delta = angle.y() != 0 ? angle.y() : angle.x();
+    if (delta == 0)
+        return;
+    const Qt::KeyboardModifiers mods = event->modifiers();
+    const int notches = std::max(1, std::abs(delta) / 120);
+    const int rowStep = QApplication::wheelScrollLines() * verticalHeader()->defaultSectionSize() * notches;
+    const int colStep = QApplication::wheelScrollLines() * horizontalHeader()->defaultSectionSize() * notches / 2;
+    if (mods == Qt::ControlModifier)
+        scroll(delta > 0 ? Direction::Up : Direction::Down, true);
+    else if (mods == Qt::ShiftModifier || (mods == Qt::NoModifier && angle.y() == 0))
+        scroll(delta > 0 ? Direction::Left : Direction::Right, false, colStep, 0);
+    else if (mods == Qt::NoModifier)
+        scroll(delta > 0 ? Direction::Up : Direction::Down, false, 0, rowStep);
+    else
+        scroll(delta > 0 ? Direction::Left : Direction::Right, true);
+}

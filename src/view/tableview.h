@@ -1,0 +1,245 @@
+#pragma once
+
+#include "preferences/settings.h"
+#include "preferences/theme.h"
+#include "view/abstracttableview.h"
+
+#include <QFont>
+
+#include <functional>
+#include <vector>
+
+class FrozenTableView;
+class QTimer;
+class QUndoStack;
+class ScrollAreaBottomRightCornerWidget;
+class TLCornerButton;
+
+// The grid of one open table. Header rows and columns stay on screen through three frozen
+// views laid over its edges; scrolling snaps to rows and columns; row heights and column
+// widths fit their contents by sampling. It works without a window around it.
+class TableView : public AbstractTableView {
+    Q_OBJECT
+
+public:
+    // Context bits this view sets for its table.
+    static constexpr quint32 ContextEditing = 8;
+    static constexpr quint32 ContextReadOnly = 0x20000;
+    // Row or column counts from which auto-fit warns before a load.
+    static constexpr int autoFitWarningThreshold = 10001;
+    // Auto-fit examines every row (column) below this index and samples beyond it.
+    static constexpr int autoFitFullSampleCount = 100;
+    static constexpr int autoFitColSampleDivisor = 1000;
+    static constexpr int autoFitRowSampleDivisor = 100;
+
+    explicit TableView(QWidget* parent = nullptr);
+    ~TableView() override;
+
+    void setModel(QAbstractItemModel* model) override;
+    FrozenTableView* frozenView(int type) const; // 1 rows, 2 columns, 3 corner
+    QUndoStack* undoStack() const { return undo; }
+
+    // --- Navigation and selection (tableview_selection.cpp) -----------------------------
+    void moveSelectionRelative(int rows, int cols) override;
+    void moveSelectionAbsolute(int row, int col) override;
+    void moveSelectionOneScreen(Direction direction);
+    void moveSelectionByBlock(Direction direction);
+    void extendSelection(Direction direction, bool block);
+    Range findFarthestSelectedCellInDirection(Direction direction) const;
+    void selectRow(int row);
+    void selectCol(int col);
+    void selectEntireTable();
+    void addWholeTableToSelection();
+    void selectEntireRows();
+    void selectEntireCols();
+    void selectEntireRowsHeaderExcluded();
+    void selectEntireColsHeaderExcluded();
+    void goToTop();
+    void goToBottom();
+    void goToFarLeft();
+    void goToFarRight();
+    void refreshView() override;
+
+    // --- Scrolling (tableview_scroll.cpp) -------------------------------------------------
+    void scroll(Direction direction, bool page, int dx = 0, int dy = 0);
+    // Brings the cell into view: with `nearest` by the least movement, otherwise centred.
+    void scrollToCell(int row, int col, bool toEdge, bool nearest);
+    void scrollToCellAxis(int index, bool nearest, Axis axis);
+    void scrollToMainCell(bool animate, bool toEdge);
+    void scrollToRow(int row, bool animate, bool toEdge);
+    void scrollToCol(int col, bool animate, bool toEdge);
+    void scrollToTopLeft();
+    void snapScrollBarPosition(Axis axis);
+    // Height of the frozen header rows on screen (0 when not frozen); width of the columns.
+    int frozenHeight() const;
+    int frozenWidth() const;
+
+    // --- Frozen parts (tableview.cpp) ----------------------------------------------------
+    void setupFrozenHeaders();
+    void setFrozenColWidths(bool all);
+    void setFrozenRowHeights(bool all);
+    void setFreezeHeaderRows(bool on, bool notify);
+    void setFreezeHeaderColumns(bool on, bool notify);
+    void applyVisibleHeaderRows(int count, bool autoFit, bool notify);
+    void setNumberOfHeaderColumns(int count, bool autoFit);
+    void setFrozenPos();
+    void setHorizontalFrozenWidth();
+    void setVerticalFrozenHeight();
+    void setHorizontalFrozenHeight();
+    bool getFreezeHeaderRows() const { return freezeHeaderRows; }
+    bool getFreezeHeaderColumns() const { return freezeHeaderCols; }
+    int getNumHeaderRows() const { return numHeaderRows; }
+    int getNumHeaderCols() const { return numHeaderCols; }
+
+    // --- Fit (tableview_fit.cpp) ---------------------------------------------------------
+    void enforceAutoFitRowHeight(bool force);
+    void enforceAutoFitRowHeight(int row);
+    void enforceAutoFitRowHeights(const std::vector<int>& rows);
+    void enforceAutoFitColWidth(bool force);
+    void enforceAutoFitColWidth(int col);
+    void enforceAutoFitColWidths(const std::vector<int>& cols);
+    void enforceEmptyRowHeight();
+    void enforceEmptyColumnWidth();
+    int calculateAutoFitRowHeight(int row, int sampleDivisor) const;
+    int estimateMaxWidthForColumnMainTable(int col, int sampleDivisor, int maxWidth, int minWidth,
+                                           bool& allEmpty) const;
+    // Asks whether to turn auto-fit off for a table of 10,001 or more rows or columns;
+    // returns whether it asked.
+    bool warnAutoFitIfLargeFile();
+    void resizeColumnsToContents();
+    void setDefaultRowHeight(int height);
+    void setDefaultColumnWidth(int width);
+    bool getAutoFitRowHeight() const { return autoFitRowHeight; }
+    bool getAutoFitColWidth() const { return autoFitColWidth; }
+    // With `apply` the fit runs at once when turned on.
+    void setAutoFitRowHeight(bool on, bool apply = true);
+    void setAutoFitColWidth(bool on, bool apply = true);
+    static bool suppressAutoFitWarnings;
+    // Test seam: answers the auto-fit question instead of a message box. Gets the text and the
+    // check box state to fill in; returns true for "disable".
+    static std::function<bool(const QString& text, bool& suppress)> autoFitWarningHook;
+
+    // --- Settings (tableview.cpp) --------------------------------------------------------
+    void propagateSettings(const Settings& settings);
+    Settings getSettings(bool tableOnly) const;
+    void setTheme(const Theme& theme);
+    void setFont(const QFont& font);
+    void setTextSize(int size);
+    void setContext(quint32 bits) { context = bits; }
+    quint32 getContext() const { return context; }
+    void setReadOnly(bool on, bool initial);
+    void setReadOnlyAndLoad(bool on);
+    bool isReadOnly() const { return fileMode == 1; }
+    void setSnapToRow(bool on) { snapToRow = on; }
+    void setSnapToCol(bool on) { snapToCol = on; }
+    void setShowRowLabels(bool on);
+    void setShowColumnLabels(bool on);
+    void setPaintSkipCount(int n) { paintSkipCount = n; }
+    // Test seam: answers the question about unsaved changes before the switch to read-only:
+    // 0 save, 1 don't save, 2 cancel.
+    static std::function<int(const QString& text)> saveQuestionHook;
+
+    // --- Array drag (tableview_selection.cpp) ---------------------------------------------
+    void onArrayDragStart(Axis axis, int index);
+    void highlightDragArrays();
+    void onArrayDragStop(Axis axis, int index);
+    bool arrayDragActive() const { return arrayAxis != 3; }
+    // Moves the selected whole rows (columns) by `offset`; the place where the move becomes
+    // an undoable command.
+    virtual void moveRowContentsRelative(int offset);
+    virtual void moveColContentsRelative(int offset);
+
+public slots:
+    void onLoadStarted();
+    void onLoadProgressUpdate(int current, int total, int sizeInMiB);
+    void onLoadFinished();
+    void onSelectionChanged();
+    void onEnforceTableSize();
+    void onRefreshHeaders();
+    void onHorizontalSectionClicked(int col);
+    void onHorizontalSectionCtrlClicked(int col);
+    void onHorizontalSectionShiftClicked(int col);
+    void onHorizontalSectionEntered(int col);
+    void onHorizontalSectionReleased(int col);
+    void onHorizontalSectionDoubleClicked(int col);
+    void onVerticalSectionClicked(int row);
+    void onVerticalSectionCtrlClicked(int row);
+    void onVerticalSectionShiftClicked(int row);
+    void onVerticalSectionEntered(int row);
+    void onVerticalSectionReleased(int row);
+    void onVerticalSectionDoubleClicked(int row);
+    void columnResized(int col, int oldWidth, int newWidth);
+    void rowResized(int row, int oldHeight, int newHeight);
+    void frozenColResized(int col, int oldWidth, int newWidth);
+    void onCustomContextMenu(const QPoint& pos);
+
+signals:
+    void fileMetadataChangedSignal();
+    void suppressAutoFitWarningsChangedSignal(bool on);
+    void loadProgressSignal(int percent, int sizeInMiB);
+    void loadFinishedSignal();
+
+protected:
+    void keyPressEvent(QKeyEvent* event) override;
+    void wheelEvent(QWheelEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
+    void updateGeometries() override;
+
+private:
+    void connectSignalsWithModel();
+    void connectHeader(HeaderView* header, bool horizontal);
+    void applyLabelVisibility();
+    void updateFrozenGeometry();
+    void selectWholeLines(Axis axis, int from, int to, bool add);
+    void selectLinesOf(Axis axis, const std::vector<int>& indexes);
+    static bool askAutoFitWarning(const QString& text, bool& suppress);
+    static int askSaveQuestion(const QString& text, QWidget* parent);
+    int rowsInPage(int fromRow, Direction direction) const;
+
+    FrozenTableView* frozenRows = nullptr;
+    FrozenTableView* frozenCols = nullptr;
+    FrozenTableView* frozenCorner = nullptr;
+    TLCornerButton* cornerButton = nullptr;
+    ScrollAreaBottomRightCornerWidget* cornerFiller = nullptr;
+    QTimer* snapTimer = nullptr;
+    Axis snapAxis = Axis::Row;
+    QUndoStack* undo = nullptr;
+
+    Settings settings;
+    bool ownsSettings = false;
+    Theme theme;
+    QFont cellFont;
+    int textSize = 12;
+    int numHeaderRows = 1;
+    int numHeaderCols = 0;
+    bool freezeHeaderRows = true;
+    bool freezeHeaderCols = false;
+    bool snapToRow = true;
+    bool snapToCol = false;
+    bool autoFitRowHeight = false;
+    bool autoFitColWidth = true;
+    int maxAutoFitRowHeight = 240;
+    int maxAutoFitColWidth = 800;
+    int defaultRowHeight = 24;
+    int defaultColWidth = 80;
+    bool showRowLabels = true;
+    bool showColLabels = true;
+    int firstRowIndex = 0;
+    int firstColIndex = 0;
+    bool colLetters = false;
+    int fileMode = 0; // 0 editable, 1 read-only
+    bool saveAfterEachEdit = false;
+    quint32 context = 0;
+    int paintSkipCount = 0;
+    bool syncingSections = false;
+
+    // Array drag.
+    int arrayAxis = 3; // 0 rows, 1 columns, 3 none
+    int arrayStart = -1;
+    int arrayCurrent = -1;
+    std::vector<int> arraySelected;
+    // Whole-line selection by dragging over labels.
+    int labelPressIndex = -1;
+};

@@ -42,7 +42,11 @@ QString plural(qint64 count) {
 MainWindow::MainWindow(QWidget* parent, Qt::WindowFlags flags) : QMainWindow(parent, flags) {
     lastUsedDirectory = QDir::homePath();
     setAttribute(Qt::WA_DeleteOnClose);
+#ifdef Q_OS_MACOS
+    // Lets the title bar take the theme's colour; without a compositor elsewhere it would
+    // leave the window's background black.
     setAttribute(Qt::WA_TranslucentBackground);
+#endif
     setUnifiedTitleAndToolBarOnMac(true);
     updateWindowTitle();
     setAcceptDrops(true);

@@ -419,6 +419,11 @@ void MainWindow::openFolder(const QString& path) {
 }
 
 void MainWindow::onLoadFinished(TableView* view) {
+    if (!view)
+        return;
+    // A load on the load thread ends after the table was set up: its frozen parts follow now.
+    view->setFrozenColWidths(true);
+    view->setFrozenRowHeights(true);
     if (view != activeTable)
         return;
     quint32 bits = context | ContextTable | ContextFocus;

@@ -129,6 +129,7 @@ void PaneView::setActiveTable(TableView* view) {
     connectActive(view);
     if (TableModel* model = view->tableModel()) {
         emit mainCellChangedSignal(model->getMainCell());
+        emitMainCellLength(model, model->getMainCell());
         emit tableSizeChangedSignal(model->rowCountRaw(), model->columnCountRaw(), model->rowCountModel(),
                                     model->columnCountModel());
         emit selectionSizeChangedSignal(model->getSelectionSize());
@@ -290,6 +291,12 @@ void PaneView::placeOverlays() {
     }
 }
 
+void PaneView::emitMainCellLength(TableModel* model, const Range& cell) {
+    if (cell.row >= 0 && cell.col >= 0)
+        emit mainCellLengthChangedSignal(
+            static_cast<int>(model->getTableData().getValueModel(cell.row, cell.col).toString().size()));
+}
+
 void PaneView::connectActive(TableView* view) {
     TableModel* model = view->tableModel();
     if (!model)
@@ -297,11 +304,8 @@ void PaneView::connectActive(TableView* view) {
     connect(model, &TableModel::tableSizeChangedSignal, this, &PaneView::tableSizeChangedSignal);
     connect(model, &TableModel::selectionSizeChangedSignal, this, &PaneView::selectionSizeChangedSignal);
     connect(model, &TableModel::mainCellChangedSignal, this, &PaneView::mainCellChangedSignal);
-    connect(model, &TableModel::mainCellChangedSignal, this, [this, model](const Range& cell) {
-        if (cell.row >= 0 && cell.col >= 0)
-            emit mainCellLengthChangedSignal(
-                static_cast<int>(model->getTableData().getValueModel(cell.row, cell.col).toString().size()));
-    });
+    connect(model, &TableModel::mainCellChangedSignal, this,
+            [this, model](const Range& cell) { emitMainCellLength(model, cell); });
     connect(model, &TableModel::selectionChangedSignal, this,
             [this, view] { emit selectionChangedSignal(view); });
 }

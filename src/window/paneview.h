@@ -15,6 +15,7 @@ class QSplitter;
 class QStackedLayout;
 class QVariantAnimation;
 class TabBar;
+class TableModel;
 class TableView;
 
 // One pane of the window: the tab bar over a stack of tables, exactly one visible, and the
@@ -82,6 +83,7 @@ private:
     void connectActive(TableView* view);
     void disconnectActive(TableView* view);
     void placeOverlays();
+    void emitMainCellLength(TableModel* model, const Range& cell);
 
     TabBar* tabBar = nullptr;
     QSplitter* splitter = nullptr;

@@ -144,6 +144,8 @@ private slots:
             names.append(tabs->nameAt(i));
         QCOMPARE(names, expected);
         QCOMPARE(window.windowTitle(), QStringLiteral("a.csv - Orvane"));
+        QCOMPARE(window.getSelectionLabelText(), QStringLiteral("Selected: 1 cell"));
+        QCOMPARE(window.getCellLengthLabelText(), QStringLiteral("Cell Length: 1"));
         QVERIFY(window.getRecentFilepaths().contains(a));
         QVERIFY(window.getRecentFilepaths().contains(b));
     }

@@ -579,12 +579,16 @@ void MainWindow::updateConfigFile() {
 
 void MainWindow::closeEvent(QCloseEvent* event) {
     const int count = getNumTables();
+    // A window on its way out needs no fresh table after its last one.
+    windowClosing = true;
     for (int i = 0; i < count; ++i) {
         if (!closeFile(activeTable)) {
+            windowClosing = false;
             event->ignore();
             return;
         }
     }
+    windowClosing = false;
     emit mainWindowClosedSignal();
     event->accept();
 }

@@ -263,6 +263,7 @@ private:
 
     Settings settings;
     bool constructing = true;
+    bool windowClosing = false;
     quint32 context = ContextTable | ContextFocus;
     std::vector<ExtensionData> extensions;
     QStringList preferenceFilepaths;

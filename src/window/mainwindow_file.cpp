@@ -709,7 +709,10 @@ bool MainWindow::closeFileNoSave(TableView* view) {
         activeModel = nullptr;
         activeDelegate = nullptr;
         // There is always one table in a pane.
-        commandNewFile();
+        if (!windowClosing)
+            commandNewFile();
+        else
+            updateWindowTitle();
         return true;
     }
     paneView->removeTable(view);

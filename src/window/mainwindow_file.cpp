@@ -775,10 +775,11 @@ void MainWindow::commandToggleReadOnly() {
     if (!view)
         return;
     const bool on = !view->isReadOnly();
-    if (filepathOf(view).isEmpty())
-        view->setReadOnly(on, false);
-    else
-        view->setReadOnlyAndLoad(on);
+    const QString path = filepathOf(view);
+    view->setReadOnly(on, false);
+    // The container follows the mode: read again into the file-indexed or the editable one.
+    if (view->isReadOnly() == on && !path.isEmpty() && QFileInfo::exists(path))
+        view->loadCSV(path, QFileInfo(path).size() > kAsyncLoadLimit);
     setContext(view->isReadOnly() ? context | ContextReadOnly : context & ~ContextReadOnly);
     updateStatusBar();
 }

@@ -224,6 +224,8 @@ private slots:
         TableData& data = window.getActiveTable()->tableModel()->getTableData();
         QCOMPARE(data.getDataContainerType(), readOnly ? TableData::ReadOnly : TableData::Editable);
         QCOMPARE(data.numRawRows(), int((size + 63) / 64));
+        if (size >= 64)
+            QCOMPARE(data.getValueModel(0, 1).toString(), QStringLiteral("b"));
     }
 
     void cancellingTheFirstActivatesTheSecond() {
@@ -622,6 +624,39 @@ private slots:
         window.commandToggleReadOnly();
         QCOMPARE(window.getModeLabelText(), QStringLiteral("Editable"));
         QVERIFY(!(window.getContext() & MainWindow::ContextReadOnly));
+    }
+
+    // Switching a table with unsaved changes to read-only asks first.
+    void readOnlyToggleWithUnsavedChanges_data() {
+        QTest::addColumn<int>("answer");
+        QTest::addColumn<bool>("readOnly");
+        QTest::addColumn<QByteArray>("onDisk");
+        QTest::newRow("save") << 0 << true << QByteArray("mine,2\n");
+        QTest::newRow("don't save") << 1 << true << QByteArray("1,2\n");
+        QTest::newRow("cancel") << 2 << false << QByteArray("1,2\n");
+    }
+    void readOnlyToggleWithUnsavedChanges() {
+        QFETCH(int, answer);
+        QFETCH(bool, readOnly);
+        QFETCH(QByteArray, onDisk);
+        // Enough lines that the file-indexed container sees all columns of a small file.
+        const QByteArray rest = QByteArray("x,y\n").repeated(20);
+        const QString a = writeFile(path("a.csv"), "1,2\n" + rest);
+        MainWindow window;
+        QVERIFY(window.openFiles({a}));
+        editCell(window.getActiveTable(), 0, 0, QStringLiteral("mine"));
+        Answers answers;
+        answers.queue = {answer};
+        window.commandToggleReadOnly();
+        QCOMPARE(answers.texts(), QStringList{"Do you want to save changes to a.csv?"});
+        QCOMPARE(readFile(a), onDisk + rest);
+        QCOMPARE(window.getActiveTable()->isReadOnly(), readOnly);
+        QCOMPARE(bool(window.getContext() & MainWindow::ContextReadOnly), readOnly);
+        QCOMPARE(window.getActiveTable()->isModified(), !readOnly);
+        // Read-only shows the file as it is on disk.
+        const QString first =
+            window.getActiveTable()->tableModel()->getTableData().getValueModel(0, 0).toString();
+        QCOMPARE(first, answer == 1 ? QStringLiteral("1") : QStringLiteral("mine"));
     }
 
     // --- Rename, move, duplicate, delete ------------------------------------------------------

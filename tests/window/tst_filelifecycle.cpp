@@ -821,6 +821,30 @@ private slots:
         delete mime;
     }
 
+    // Settings reach the panes and every open table.
+    void settingsReachPanesAndTables() {
+        MainWindow window;
+        window.resize(900, 600);
+        window.show();
+        QVERIFY(window.openFiles({writeFile(path("a.csv"), "1,2\n"), writeFile(path("b.csv"), "3,4\n")}));
+        window.getSettings().setValue(ShowTabBar, false);
+        window.propagateSettings();
+        QVERIFY(!window.getPaneView()->getTabBar()->isVisible());
+        QVERIFY(!window.makeConfigData().paneVisibility.showTabBar);
+        window.setMinNumTableRows(40);
+        window.setNumBufferCols(3);
+        for (TableView* view : window.getAllTableViews()) {
+            QCOMPARE(view->tableModel()->getMinNumTableRows(), 40);
+            QCOMPARE(view->tableModel()->getNumBufferCols(), 3);
+        }
+        window.setMinimumFileSizeAskAboutReadOnlyMb(7);
+        QCOMPARE(window.getSettings().getValueInt(MinFileSizeReadOnlyQuery), 7);
+        // A table opened later takes the window's settings.
+        QVERIFY(window.openFiles({writeFile(path("c.csv"), "5\n")}));
+        QCOMPARE(window.getActiveTable()->tableModel()->getMinNumTableRows(), 40);
+        window.setAttribute(Qt::WA_DeleteOnClose, false);
+    }
+
     // --- Structure ----------------------------------------------------------------------------
 
     void structureAndPanes() {

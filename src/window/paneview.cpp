@@ -95,7 +95,7 @@ void PaneView::removeTable(TableView* view) {
         activeView = nullptr;
     }
     if (auto it = overlays.find(view); it != overlays.end()) {
-        delete it->second.widget.data();
+        dropOverlay(it->second);
         overlays.erase(it);
     }
     if (TableModel* model = view->tableModel())
@@ -267,7 +267,7 @@ void PaneView::onLoadFinished() {
     if (!view)
         return;
     if (auto it = overlays.find(view); it != overlays.end()) {
-        delete it->second.widget.data();
+        dropOverlay(it->second);
         overlays.erase(it);
     }
     if (view != activeView) {
@@ -282,6 +282,15 @@ bool PaneView::eventFilter(QObject* watched, QEvent* event) {
     if (watched == stackWidget && event->type() == QEvent::Resize)
         placeOverlays();
     return QWidget::eventFilter(watched, event);
+}
+
+void PaneView::dropOverlay(Overlay& overlay) {
+    // Later, not now: its cancel button may be the one whose click got us here.
+    if (QWidget* widget = overlay.widget.data()) {
+        widget->hide();
+        widget->deleteLater();
+    }
+    overlay.widget.clear();
 }
 
 void PaneView::placeOverlays() {

@@ -83,6 +83,7 @@ private:
     void connectActive(TableView* view);
     void disconnectActive(TableView* view);
     void placeOverlays();
+    void dropOverlay(Overlay& overlay);
     void emitMainCellLength(TableModel* model, const Range& cell);
 
     TabBar* tabBar = nullptr;

@@ -234,6 +234,9 @@ private:
     quint32 context = 0;
     int paintSkipCount = 0;
     bool syncingSections = false;
+    // Whether the frozen columns have had every row height copied once; later changes follow
+    // row by row.
+    bool frozenColsSynced = false;
 
     // Array drag.
     int arrayAxis = 3; // 0 rows, 1 columns, 3 none

@@ -279,6 +279,10 @@ void TestTableViewSelection::frozenCornerFollowsBothFreezes()
 void TestTableViewSelection::frozenRowsFollowHorizontalScroll()
 {
     ShownTable t = makeTable(grid(), 200, 200);
+    // Auto-fit widths reach the frozen rows, column by column.
+    for (int c = 0; c < t.model->columnCount(); ++c)
+        QCOMPARE(t.view->frozenView(1)->columnWidth(c), t.view->columnWidth(c));
+    QVERIFY(t.view->columnWidth(1) != t.view->horizontalHeader()->defaultSectionSize());
     t.view->horizontalScrollBar()->setValue(60);
     QCOMPARE(t.view->frozenView(1)->horizontalScrollBar()->value(), 60);
     t.view->setColumnWidth(2, 123);

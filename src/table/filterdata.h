@@ -35,13 +35,18 @@ public:
 };
 
 // Same place, same text, same flags; the compiled form and the exceptions do not count.
-inline bool operator==(const FilterData& a, const FilterData& b)
-{
+inline bool operator==(const FilterData& a, const FilterData& b) {
     return a.range == b.range && a.filterStr == b.filterStr && a.caseSensitive == b.caseSensitive &&
            a.optionFlag1 == b.optionFlag1 && a.optionFlag2 == b.optionFlag2 && a.isRegex == b.isRegex;
 }
 
-inline bool operator!=(const FilterData& a, const FilterData& b) { return !(a == b); }
+inline bool operator!=(const FilterData& a, const FilterData& b) {
+    return !(a == b);
+}
 
-inline bool sortFilterRowAscending(const FilterData& a, const FilterData& b) { return a.range.row < b.range.row; }
-inline bool sortFilterColAscending(const FilterData& a, const FilterData& b) { return a.range.col < b.range.col; }
+inline bool sortFilterRowAscending(const FilterData& a, const FilterData& b) {
+    return a.range.row < b.range.row;
+}
+inline bool sortFilterColAscending(const FilterData& a, const FilterData& b) {
+    return a.range.col < b.range.col;
+}

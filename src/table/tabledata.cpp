@@ -1,6 +1,7 @@
 #include "table/tabledata.h"
 
 #include "storage/editabledatacontainer.h"
+#include "storage/readonlydatacontainer.h"
 #include "table/indexmapping.h"
 #include "table/range.h"
 #include "util/fileparameterutilities.h"
@@ -750,13 +751,8 @@ void TableData::emitTableSizeChanged() {
 // --- Loading and saving ----------------------------------------------------------------------
 
 AbstractDataContainer* TableData::createDataContainer(DataContainerType type) {
-    switch (type) {
-    case ReadOnly:
-        // The read-only container, an index over the file on disk, is created here once it
-        // exists; until then a read-only table is held in memory and only refuses edits.
-    case Editable:
-        break;
-    }
+    if (type == ReadOnly)
+        return new ReadOnlyDataContainer;
     return new EditableDataContainer;
 }
 

@@ -20,11 +20,13 @@ using namespace TableModelDetail;
 TableModel::TableModel(bool forTableView, QObject* parent)
     : QAbstractTableModel(parent), progressUpdateMutex(std::make_unique<QMutex>()),
       progressUpdateCondition(std::make_unique<QWaitCondition>()), forTableView(forTableView),
-      numberRegex(QStringLiteral(
-          R"((?<num>(((\+|-)?((\d+|\d*(\.\d+)?))(e|E)(\+|-)?\d+)|(\+|-)?\d*(\.\d+)?)))")),
-      workerCancel(std::make_shared<bool>(false)), workerCancelMutex(std::make_shared<QMutex>())
-{
+      numberRegex(
+          QStringLiteral(R"((?<num>(((\+|-)?((\d+|\d*(\.\d+)?))(e|E)(\+|-)?\d+)|(\+|-)?\d*(\.\d+)?)))")),
+      workerCancel(std::make_shared<bool>(false)), workerCancelMutex(std::make_shared<QMutex>()) {
     numberRegex.optimize();
+    // The worker exists from the start so that a progress dialog can listen to it; its thread
+    // starts with the first scan.
+    worker = new TableModelWorker(workerCancel, workerCancelMutex);
     tableData.setProgressUpdateMutex(progressUpdateMutex.get(), progressUpdateCondition.get());
     connect(&tableData, &TableData::startProgressUpdateSignal, this, &TableModel::startProgressUpdateSignal);
     connect(&tableData, &TableData::loadProgressUpdateSignal, this, &TableModel::loadProgressUpdateSignal);
@@ -36,34 +38,35 @@ TableModel::TableModel(bool forTableView, QObject* parent)
     setTheme(Theme::darkTheme());
 }
 
-TableModel::~TableModel()
-{
+TableModel::~TableModel() {
     if (workerThread) {
         cancelWorker();
         workerThread->quit();
         workerThread->wait();
-        delete worker;
         delete workerThread;
     }
+    delete worker;
     // The load thread uses the handshake pair; end it while the pair exists.
     tableData.stopLoadThread(true);
 }
 
 // --- Qt model --------------------------------------------------------------------------------
 
-int TableModel::rowCount(const QModelIndex& parent) const { return parent.isValid() ? 0 : rowCountView; }
+int TableModel::rowCount(const QModelIndex& parent) const {
+    return parent.isValid() ? 0 : rowCountView;
+}
 
-int TableModel::columnCount(const QModelIndex& parent) const { return parent.isValid() ? 0 : colCountView; }
+int TableModel::columnCount(const QModelIndex& parent) const {
+    return parent.isValid() ? 0 : colCountView;
+}
 
-Qt::ItemFlags TableModel::flags(const QModelIndex& index) const
-{
+Qt::ItemFlags TableModel::flags(const QModelIndex& index) const {
     if (!index.isValid())
         return Qt::NoItemFlags;
     return Qt::ItemIsEditable | Qt::ItemIsEnabled;
 }
 
-QVariant TableModel::data(const QModelIndex& index, int role) const
-{
+QVariant TableModel::data(const QModelIndex& index, int role) const {
     if (!index.isValid() || index.model() != this || role > Qt::ForegroundRole)
         return QVariant();
     const int row = index.row();
@@ -76,7 +79,8 @@ QVariant TableModel::data(const QModelIndex& index, int role) const
     case Qt::EditRole:
         return displayValue(row, col, true);
     case Qt::FontRole: {
-        const bool header = (boldHeaderRows && row < numVisibleHeaderRows) || (boldHeaderCols && col < numHeaderCols);
+        const bool header =
+            (boldHeaderRows && row < numVisibleHeaderRows) || (boldHeaderCols && col < numHeaderCols);
         return header ? headerFont : font;
     }
     case Qt::BackgroundRole:
@@ -89,8 +93,7 @@ QVariant TableModel::data(const QModelIndex& index, int role) const
     return QVariant();
 }
 
-QVariant TableModel::displayValue(int row, int col, bool edit) const
-{
+QVariant TableModel::displayValue(int row, int col, bool edit) const {
     QVariant value;
     if (const Range* preview = previewAt(row, col))
         value = preview->value;
@@ -104,8 +107,7 @@ QVariant TableModel::displayValue(int row, int col, bool edit) const
     return value;
 }
 
-const Range* TableModel::previewAt(int row, int col) const
-{
+const Range* TableModel::previewAt(int row, int col) const {
     if (!hasFindReplaceQuery || !findReplaceQuery.previewReplace || findReplacePreview.empty())
         return nullptr;
     if (!previewLookupValid) {
@@ -125,8 +127,7 @@ const Range* TableModel::previewAt(int row, int col) const
     return &findReplacePreview[static_cast<std::size_t>(it->second)];
 }
 
-QVariant TableModel::backgroundAt(int row, int col) const
-{
+QVariant TableModel::backgroundAt(int row, int col) const {
     if (row == mainCell.row && col == mainCell.col)
         return mainCellBrush;
     if (inSelectionLookup(row, col))
@@ -135,13 +136,16 @@ QVariant TableModel::backgroundAt(int row, int col) const
     if (dragging && inPendingRectangle(row, col))
         return selectionBrush;
 
-    const bool header = (boldHeaderRows && row < numVisibleHeaderRows) || (boldHeaderCols && col < numHeaderCols);
-    const int state = ((shadeEveryOtherRow && (row & 1)) ? 1 : 0) | ((shadeEveryOtherCol && (col & 1)) ? 2 : 0);
+    const bool header =
+        (boldHeaderRows && row < numVisibleHeaderRows) || (boldHeaderCols && col < numHeaderCols);
+    const int state =
+        ((shadeEveryOtherRow && (row & 1)) ? 1 : 0) | ((shadeEveryOtherCol && (col & 1)) ? 2 : 0);
     const bool highlighted = inHighlightLookup(row, col);
     const QBrush& brush =
         highlighted ? highlightBrushes[state] : (header ? headerCellBrushes[state] : cellBrushes[state]);
 
-    const bool onLine = (highlightMainCellRow && row == mainCell.row) || (highlightMainCellCol && col == mainCell.col);
+    const bool onLine =
+        (highlightMainCellRow && row == mainCell.row) || (highlightMainCellCol && col == mainCell.col);
     if (!onLine || dragging || selection.size() != 1 || selection.front().type != RangeType::Cell)
         return brush;
     const QColor base = brush.color();
@@ -150,8 +154,7 @@ QVariant TableModel::backgroundAt(int row, int col) const
     return QBrush(blendColors(base, lineColor, lineAlpha));
 }
 
-bool TableModel::inPendingRectangle(int row, int col) const
-{
+bool TableModel::inPendingRectangle(int row, int col) const {
     if (pendingCornerEnd.row < 0 || pendingCornerEnd.col < 0)
         return row == pendingCornerStart.row && col == pendingCornerStart.col;
     const auto [top, bottom] = std::minmax(pendingCornerStart.row, pendingCornerEnd.row);
@@ -159,14 +162,12 @@ bool TableModel::inPendingRectangle(int row, int col) const
     return row >= top && row <= bottom && col >= left && col <= right;
 }
 
-void TableModel::buildSelectionLookup() const
-{
+void TableModel::buildSelectionLookup() const {
     fillLookup(selectionLookup, selection);
     selectionLookupValid = true;
 }
 
-void TableModel::buildHighlightLookup() const
-{
+void TableModel::buildHighlightLookup() const {
     RangeVector model;
     model.reserve(highlightedRange.size());
     for (const Range& range : highlightedRange)
@@ -175,15 +176,13 @@ void TableModel::buildHighlightLookup() const
     highlightLookupValid = true;
 }
 
-bool TableModel::inSelectionLookup(int row, int col) const
-{
+bool TableModel::inSelectionLookup(int row, int col) const {
     if (!selectionLookupValid)
         buildSelectionLookup();
     return lookupHolds(selectionLookup, row, col);
 }
 
-bool TableModel::inHighlightLookup(int row, int col) const
-{
+bool TableModel::inHighlightLookup(int row, int col) const {
     if (highlightedRange.empty())
         return false;
     if (!highlightLookupValid)
@@ -191,8 +190,7 @@ bool TableModel::inHighlightLookup(int row, int col) const
     return lookupHolds(highlightLookup, row, col);
 }
 
-bool TableModel::setData(const QModelIndex& index, const QVariant& value, int role)
-{
+bool TableModel::setData(const QModelIndex& index, const QVariant& value, int role) {
     if (!index.isValid() || index.model() != this || (role != Qt::EditRole && role != Qt::DisplayRole))
         return false;
     if (readOnly)
@@ -202,8 +200,7 @@ bool TableModel::setData(const QModelIndex& index, const QVariant& value, int ro
     return true;
 }
 
-bool TableModel::setDataRaw(int rawRow, int rawCol, const QVariant& value)
-{
+bool TableModel::setDataRaw(int rawRow, int rawCol, const QVariant& value) {
     if (readOnly || rawRow < 0 || rawCol < 0)
         return false;
     const bool changed = tableData.setValueRaw(rawRow, rawCol, value.toString());
@@ -214,8 +211,7 @@ bool TableModel::setDataRaw(int rawRow, int rawCol, const QVariant& value)
     return changed;
 }
 
-QVariant TableModel::headerData(int section, Qt::Orientation orientation, int role) const
-{
+QVariant TableModel::headerData(int section, Qt::Orientation orientation, int role) const {
     if (role == Qt::FontRole)
         return QFont(QStringLiteral("Lucida Grande"), headerTextSize);
     if (role != Qt::DisplayRole)
@@ -225,8 +221,7 @@ QVariant TableModel::headerData(int section, Qt::Orientation orientation, int ro
     return labelText(tableData.getRawFromModelCol(section), firstColIndex, colLetters, rowSortData);
 }
 
-QString TableModel::labelText(int raw, int first, bool letters, const SortData& sortData) const
-{
+QString TableModel::labelText(int raw, int first, bool letters, const SortData& sortData) const {
     QString text;
     if (letters)
         text = Utilities::convertNumberToLetters(raw);
@@ -243,8 +238,7 @@ QString TableModel::labelText(int raw, int first, bool letters, const SortData& 
     return text;
 }
 
-bool TableModel::insertRows(int row, int count, const QModelIndex& parent)
-{
+bool TableModel::insertRows(int row, int count, const QModelIndex& parent) {
     if (parent.isValid() || row < 0 || count < 1 || row > rowCountView || count > INT_MAX - rowCountView)
         return false;
     if (adjustingTableSize) {
@@ -269,9 +263,9 @@ bool TableModel::insertRows(int row, int count, const QModelIndex& parent)
     return true;
 }
 
-bool TableModel::insertColumns(int column, int count, const QModelIndex& parent)
-{
-    if (parent.isValid() || column < 0 || count < 1 || column > colCountView || count > INT_MAX - colCountView)
+bool TableModel::insertColumns(int column, int count, const QModelIndex& parent) {
+    if (parent.isValid() || column < 0 || count < 1 || column > colCountView ||
+        count > INT_MAX - colCountView)
         return false;
     if (adjustingTableSize) {
         beginInsertColumns(QModelIndex(), column, column + count - 1);
@@ -294,8 +288,7 @@ bool TableModel::insertColumns(int column, int count, const QModelIndex& parent)
     return true;
 }
 
-bool TableModel::removeRows(int row, int count, const QModelIndex& parent)
-{
+bool TableModel::removeRows(int row, int count, const QModelIndex& parent) {
     if (parent.isValid() || row < 0 || count < 1 || row >= rowCountView)
         return false;
     count = std::min(count, rowCountView - row);
@@ -320,8 +313,7 @@ bool TableModel::removeRows(int row, int count, const QModelIndex& parent)
     return true;
 }
 
-bool TableModel::removeColumns(int column, int count, const QModelIndex& parent)
-{
+bool TableModel::removeColumns(int column, int count, const QModelIndex& parent) {
     if (parent.isValid() || column < 0 || count < 1 || column >= colCountView)
         return false;
     count = std::min(count, colCountView - column);
@@ -348,8 +340,7 @@ bool TableModel::removeColumns(int column, int count, const QModelIndex& parent)
 
 // --- Settings, theme, fonts ------------------------------------------------------------------
 
-void TableModel::applySettings(const Settings& settings)
-{
+void TableModel::applySettings(const Settings& settings) {
     minNumTableRows = settings.getValueInt(MinTableRows);
     minNumTableCols = settings.getValueInt(MinTableColumns);
     numBufferRows = settings.getValueInt(BufferRows);
@@ -373,20 +364,26 @@ void TableModel::applySettings(const Settings& settings)
     setNumberOfHeaderRows(settings.getValueInt(HeaderRows));
     setTheme(settings.getTheme());
     enforceTableSize();
+    if (rowCountView > 0 && colCountView > 0)
+        emit dataChanged(index(0, 0), index(rowCountView - 1, colCountView - 1));
+    if (rowCountView > 0)
+        emit headerDataChanged(Qt::Vertical, 0, rowCountView - 1);
+    if (colCountView > 0)
+        emit headerDataChanged(Qt::Horizontal, 0, colCountView - 1);
     emit refreshHeadersSignal();
 }
 
-void TableModel::setTheme(const Theme& newTheme)
-{
+void TableModel::setTheme(const Theme& newTheme) {
     theme = newTheme;
     mainCellBrush = QBrush(theme.MainCellColor);
     selectionBrush = QBrush(theme.SelectedCellColor);
     textBrush = QBrush(theme.TextColor);
     previewTextBrush = QBrush(theme.HighlightedCellTextColor);
     // The four states: neither, shaded row, shaded column, both.
-    const QColor cells[4] = {theme.CellColor, theme.CellShade1Color, theme.CellShade1Color, theme.CellShade2Color};
-    const QColor headers[4] = {theme.HeaderCellColor, theme.HeaderCellShade1Color, theme.HeaderCellShade1Color,
-                               theme.HeaderCellShade2Color};
+    const QColor cells[4] = {theme.CellColor, theme.CellShade1Color, theme.CellShade1Color,
+                             theme.CellShade2Color};
+    const QColor headers[4] = {theme.HeaderCellColor, theme.HeaderCellShade1Color,
+                               theme.HeaderCellShade1Color, theme.HeaderCellShade2Color};
     const QColor highlights[4] = {theme.HighlightedCellColor, theme.HighlightedCellShade1Color,
                                   theme.HighlightedCellShade1Color, theme.HighlightedCellShade2Color};
     for (int i = 0; i < 4; ++i) {
@@ -401,8 +398,7 @@ void TableModel::setTheme(const Theme& newTheme)
     lineAlpha = theme.mixFactor;
 }
 
-void TableModel::setFont(const QFont& cellFont)
-{
+void TableModel::setFont(const QFont& cellFont) {
     font = cellFont;
     headerFont = cellFont;
     headerFont.setBold(true);
@@ -410,42 +406,49 @@ void TableModel::setFont(const QFont& cellFont)
         headerTextSize = cellFont.pointSize();
 }
 
-void TableModel::setBoldHeaderRows(bool on) { boldHeaderRows = on; }
-void TableModel::setBoldHeaderCols(bool on) { boldHeaderCols = on; }
-void TableModel::setShadeEveryOtherRow(bool on) { shadeEveryOtherRow = on; }
-void TableModel::setShadeEveryOtherCol(bool on) { shadeEveryOtherCol = on; }
-void TableModel::setHighlightMainCellRow(bool on) { highlightMainCellRow = on; }
-void TableModel::setHighlightMainCellCol(bool on) { highlightMainCellCol = on; }
+void TableModel::setBoldHeaderRows(bool on) {
+    boldHeaderRows = on;
+}
+void TableModel::setBoldHeaderCols(bool on) {
+    boldHeaderCols = on;
+}
+void TableModel::setShadeEveryOtherRow(bool on) {
+    shadeEveryOtherRow = on;
+}
+void TableModel::setShadeEveryOtherCol(bool on) {
+    shadeEveryOtherCol = on;
+}
+void TableModel::setHighlightMainCellRow(bool on) {
+    highlightMainCellRow = on;
+}
+void TableModel::setHighlightMainCellCol(bool on) {
+    highlightMainCellCol = on;
+}
 
-void TableModel::setFirstRowIndex(int index)
-{
+void TableModel::setFirstRowIndex(int index) {
     firstRowIndex = index;
     if (rowCountView > 0)
         emit headerDataChanged(Qt::Vertical, 0, rowCountView - 1);
 }
 
-void TableModel::setFirstColIndex(int index)
-{
+void TableModel::setFirstColIndex(int index) {
     firstColIndex = index;
     if (colCountView > 0)
         emit headerDataChanged(Qt::Horizontal, 0, colCountView - 1);
 }
 
-void TableModel::setColLetters(bool on)
-{
+void TableModel::setColLetters(bool on) {
     colLetters = on;
     if (colCountView > 0)
         emit headerDataChanged(Qt::Horizontal, 0, colCountView - 1);
 }
 
-void TableModel::setExtension(const QString& ext)
-{
+void TableModel::setExtension(const QString& ext) {
     extension = ext;
     tableData.setExtension(ext);
 }
 
-void TableModel::setDelimiter(const QString& readDelimiter, const QString& writeDelimiter)
-{
+void TableModel::setDelimiter(const QString& readDelimiter, const QString& writeDelimiter) {
     delimiter = readDelimiter;
     delimiterSave = writeDelimiter;
     tableData.setDelimiter(readDelimiter, writeDelimiter);
@@ -454,32 +457,27 @@ void TableModel::setDelimiter(const QString& readDelimiter, const QString& write
 
 // --- Size ------------------------------------------------------------------------------------
 
-void TableModel::setMinNumTableRows(int n)
-{
+void TableModel::setMinNumTableRows(int n) {
     minNumTableRows = n;
     enforceTableSize();
 }
 
-void TableModel::setMinNumTableCols(int n)
-{
+void TableModel::setMinNumTableCols(int n) {
     minNumTableCols = n;
     enforceTableSize();
 }
 
-void TableModel::setNumBufferRows(int n)
-{
+void TableModel::setNumBufferRows(int n) {
     numBufferRows = n;
     enforceTableSize();
 }
 
-void TableModel::setNumBufferCols(int n)
-{
+void TableModel::setNumBufferCols(int n) {
     numBufferCols = n;
     enforceTableSize();
 }
 
-void TableModel::enforceTableSize()
-{
+void TableModel::enforceTableSize() {
     if (sizeRuleHold > 0 || adjustingTableSize)
         return;
     int maxSelRow = 0;
@@ -524,11 +522,11 @@ void TableModel::enforceTableSize()
     // Rows: beyond the count; columns: at or beyond it. Kept as the view expects it.
     bool reselect = false;
     if (mainCell.row > newRows) {
-        mainCell.row = newRows - 1;
+        mainCell.row = std::max(newRows - 1, 0);
         reselect = true;
     }
     if (mainCell.col >= newCols && mainCell.col >= 0) {
-        mainCell.col = newCols - 1;
+        mainCell.col = std::max(newCols - 1, 0);
         reselect = true;
     }
     if (reselect) {
@@ -537,8 +535,7 @@ void TableModel::enforceTableSize()
     }
 }
 
-void TableModel::growViewTo(int rows, int cols)
-{
+void TableModel::growViewTo(int rows, int cols) {
     if (rows <= rowCountView && cols <= colCountView)
         return;
     adjustingTableSize = true;
@@ -549,21 +546,26 @@ void TableModel::growViewTo(int rows, int cols)
     adjustingTableSize = false;
 }
 
-void TableModel::removeExtraneousRows(bool& changed) { removeExtraneous(true, changed); }
+void TableModel::removeExtraneousRows(bool& changed) {
+    removeExtraneous(true, changed);
+}
 
-void TableModel::removeExtraneousCols(bool& changed) { removeExtraneous(false, changed); }
+void TableModel::removeExtraneousCols(bool& changed) {
+    removeExtraneous(false, changed);
+}
 
-void TableModel::removeExtraneous(bool rows, bool& changed)
-{
+void TableModel::removeExtraneous(bool rows, bool& changed) {
     changed = false;
     const int modelCount = rows ? tableData.numModelRows() : tableData.numModelCols();
     const int buffer = rows ? numBufferRows : numBufferCols;
     const int minimum = rows ? minNumTableRows : minNumTableCols;
     const int concealed = rows ? tableData.numConcealedRows() : tableData.numConcealedCols();
-    const qint64 maxCount = readOnly ? modelCount : std::max<qint64>(static_cast<qint64>(modelCount) + buffer, minimum);
+    const qint64 maxCount =
+        readOnly ? modelCount : std::max<qint64>(static_cast<qint64>(modelCount) + buffer, minimum);
     // The greatest index that still maps to a raw index within int.
     const qint64 indexLimit = static_cast<qint64>(INT_MAX) - 1 - concealed;
-    const int limit = static_cast<int>(std::max<qint64>(std::min(std::max<qint64>(maxCount, 1) - 1, indexLimit), 0));
+    const int limit =
+        static_cast<int>(std::max<qint64>(std::min(std::max<qint64>(maxCount, 1) - 1, indexLimit), 0));
 
     const RangeType lineType = rows ? RangeType::Row : RangeType::Col;
     auto position = [rows](Range& r) -> int& { return rows ? r.row : r.col; };
@@ -610,8 +612,7 @@ void TableModel::removeExtraneous(bool rows, bool& changed)
         finishSelectionChange(true);
 }
 
-int TableModel::findBottomOccupiedRow() const
-{
+int TableModel::findBottomOccupiedRow() const {
     const int lastRaw = tableData.numRawRows() - tableData.numEmptyRowsRawAtEnd() - 1;
     for (int raw = lastRaw; raw >= 0; --raw) {
         const int model = tableData.getModelFromRawRow(raw);
@@ -621,8 +622,7 @@ int TableModel::findBottomOccupiedRow() const
     return -1;
 }
 
-int TableModel::findRightmostOccupiedCol() const
-{
+int TableModel::findRightmostOccupiedCol() const {
     const int lastRaw = tableData.numRawCols() - tableData.numEmptyColsRawAtEnd() - 1;
     for (int raw = lastRaw; raw >= 0; --raw) {
         const int model = tableData.getModelFromRawCol(raw);
@@ -632,8 +632,7 @@ int TableModel::findRightmostOccupiedCol() const
     return -1;
 }
 
-int TableModel::findTopOccupiedRow() const
-{
+int TableModel::findTopOccupiedRow() const {
     const int rows = tableData.numModelRows();
     for (int row = 0; row < rows; ++row) {
         if (!isLineEmpty(tableData, true, row))
@@ -642,8 +641,7 @@ int TableModel::findTopOccupiedRow() const
     return -1;
 }
 
-int TableModel::findLeftmostOccupiedCol() const
-{
+int TableModel::findLeftmostOccupiedCol() const {
     const int cols = tableData.numModelCols();
     for (int col = 0; col < cols; ++col) {
         if (!isLineEmpty(tableData, false, col))
@@ -652,8 +650,7 @@ int TableModel::findLeftmostOccupiedCol() const
     return -1;
 }
 
-std::vector<int> TableModel::getEmptyRowsModel() const
-{
+std::vector<int> TableModel::getEmptyRowsModel() const {
     std::vector<int> out;
     const int rows = tableData.numModelRows();
     for (int row = 0; row < rows; ++row) {
@@ -663,8 +660,7 @@ std::vector<int> TableModel::getEmptyRowsModel() const
     return out;
 }
 
-std::vector<int> TableModel::getEmptyColumnsModel() const
-{
+std::vector<int> TableModel::getEmptyColumnsModel() const {
     std::vector<int> out;
     const int cols = tableData.numModelCols();
     for (int col = 0; col < cols; ++col) {
@@ -674,8 +670,7 @@ std::vector<int> TableModel::getEmptyColumnsModel() const
     return out;
 }
 
-void TableModel::onTableSizeChanged(int rawRows, int rawCols, int modelRows, int modelCols)
-{
+void TableModel::onTableSizeChanged(int rawRows, int rawCols, int modelRows, int modelCols) {
     highlightLookupValid = false;
     previewLookupValid = false;
     refreshVisibleHeaderRows();
@@ -695,19 +690,25 @@ void TableModel::onTableSizeChanged(int rawRows, int rawCols, int modelRows, int
 // --- Index conversion ------------------------------------------------------------------------
 
 namespace {
-int addClamped(int value, qint64 delta)
-{
+int addClamped(int value, qint64 delta) {
     return static_cast<int>(std::clamp<qint64>(static_cast<qint64>(value) + delta, INT_MIN, INT_MAX));
 }
 } // namespace
 
-int TableModel::getRawFromUserRow(int row) const { return row == INT_MIN ? 0 : addClamped(row, -qint64(firstRowIndex)); }
-int TableModel::getRawFromUserCol(int col) const { return col == INT_MIN ? 0 : addClamped(col, -qint64(firstColIndex)); }
-int TableModel::getUserFromRawRow(int row) const { return addClamped(row, firstRowIndex); }
-int TableModel::getUserFromRawCol(int col) const { return addClamped(col, firstColIndex); }
+int TableModel::getRawFromUserRow(int row) const {
+    return row == INT_MIN ? 0 : addClamped(row, -qint64(firstRowIndex));
+}
+int TableModel::getRawFromUserCol(int col) const {
+    return col == INT_MIN ? 0 : addClamped(col, -qint64(firstColIndex));
+}
+int TableModel::getUserFromRawRow(int row) const {
+    return addClamped(row, firstRowIndex);
+}
+int TableModel::getUserFromRawCol(int col) const {
+    return addClamped(col, firstColIndex);
+}
 
-int TableModel::convertRowIndexType(int row, RangeIndexType to, RangeIndexType from) const
-{
+int TableModel::convertRowIndexType(int row, RangeIndexType to, RangeIndexType from) const {
     if (to == from)
         return row;
     int raw = row;
@@ -720,8 +721,7 @@ int TableModel::convertRowIndexType(int row, RangeIndexType to, RangeIndexType f
     return to == RangeIndexType::Model ? getModelFromRawRow(raw) : getUserFromRawRow(raw);
 }
 
-int TableModel::convertColIndexType(int col, RangeIndexType to, RangeIndexType from) const
-{
+int TableModel::convertColIndexType(int col, RangeIndexType to, RangeIndexType from) const {
     if (to == from)
         return col;
     int raw = col;
@@ -735,8 +735,7 @@ int TableModel::convertColIndexType(int col, RangeIndexType to, RangeIndexType f
 }
 
 std::vector<int> TableModel::convertRowIndexType(const std::vector<int>& rows, RangeIndexType to,
-                                                 RangeIndexType from) const
-{
+                                                 RangeIndexType from) const {
     if (to == from)
         return rows;
     std::vector<int> out;
@@ -747,8 +746,7 @@ std::vector<int> TableModel::convertRowIndexType(const std::vector<int>& rows, R
 }
 
 std::vector<int> TableModel::convertColIndexType(const std::vector<int>& cols, RangeIndexType to,
-                                                 RangeIndexType from) const
-{
+                                                 RangeIndexType from) const {
     if (to == from)
         return cols;
     std::vector<int> out;
@@ -775,8 +773,8 @@ std::vector<int> TableModel::getModelFromUserCols(const std::vector<int>& v) con
 
 namespace {
 // Converts the positional fields of `range` from `from` to `to` with the two index converters.
-template <typename RowFn, typename ColFn> Range convertedRange(const Range& range, RangeIndexType to, RowFn row, ColFn col)
-{
+template <typename RowFn, typename ColFn>
+Range convertedRange(const Range& range, RangeIndexType to, RowFn row, ColFn col) {
     Range out = range;
     out.indexType = to;
     switch (range.type) {
@@ -797,65 +795,60 @@ template <typename RowFn, typename ColFn> Range convertedRange(const Range& rang
 }
 } // namespace
 
-Range TableModel::getRawFromModelRange(const Range& range) const
-{
+Range TableModel::getRawFromModelRange(const Range& range) const {
     return convertedRange(
         range, RangeIndexType::Raw, [this](int v) { return getRawFromModelRow(v); },
         [this](int v) { return getRawFromModelCol(v); });
 }
 
-Range TableModel::getRawFromUserRange(const Range& range) const
-{
+Range TableModel::getRawFromUserRange(const Range& range) const {
     return convertedRange(
         range, RangeIndexType::Raw, [this](int v) { return getRawFromUserRow(v); },
         [this](int v) { return getRawFromUserCol(v); });
 }
 
-Range TableModel::getUserFromRawRange(const Range& range) const
-{
+Range TableModel::getUserFromRawRange(const Range& range) const {
     return convertedRange(
         range, RangeIndexType::User, [this](int v) { return getUserFromRawRow(v); },
         [this](int v) { return getUserFromRawCol(v); });
 }
 
-Range TableModel::getModelFromRawRange(const Range& range) const
-{
+Range TableModel::getModelFromRawRange(const Range& range) const {
     return convertedRange(
         range, RangeIndexType::Model, [this](int v) { return getModelFromRawRow(v); },
         [this](int v) { return getModelFromRawCol(v); });
 }
 
-Range TableModel::getModelFromUserRange(const Range& range) const
-{
+Range TableModel::getModelFromUserRange(const Range& range) const {
     return convertedRange(
         range, RangeIndexType::Model, [this](int v) { return getModelFromUserRow(v); },
         [this](int v) { return getModelFromUserCol(v); });
 }
 
-Range TableModel::getUserFromModelRange(const Range& range) const
-{
+Range TableModel::getUserFromModelRange(const Range& range) const {
     return convertedRange(
         range, RangeIndexType::User, [this](int v) { return getUserFromModelRow(v); },
         [this](int v) { return getUserFromModelCol(v); });
 }
 
-Range TableModel::convertRangeIndex(const Range& range, RangeIndexType to) const
-{
+Range TableModel::convertRangeIndex(const Range& range, RangeIndexType to) const {
     if (range.indexType == to)
         return range;
     switch (to) {
     case RangeIndexType::Raw:
-        return range.indexType == RangeIndexType::Model ? getRawFromModelRange(range) : getRawFromUserRange(range);
+        return range.indexType == RangeIndexType::Model ? getRawFromModelRange(range)
+                                                        : getRawFromUserRange(range);
     case RangeIndexType::Model:
-        return range.indexType == RangeIndexType::Raw ? getModelFromRawRange(range) : getModelFromUserRange(range);
+        return range.indexType == RangeIndexType::Raw ? getModelFromRawRange(range)
+                                                      : getModelFromUserRange(range);
     case RangeIndexType::User:
-        return range.indexType == RangeIndexType::Raw ? getUserFromRawRange(range) : getUserFromModelRange(range);
+        return range.indexType == RangeIndexType::Raw ? getUserFromRawRange(range)
+                                                      : getUserFromModelRange(range);
     }
     return range;
 }
 
-RangeVector TableModel::convertRangeIndex(const RangeVector& ranges, RangeIndexType to) const
-{
+RangeVector TableModel::convertRangeIndex(const RangeVector& ranges, RangeIndexType to) const {
     RangeVector out;
     out.reserve(ranges.size());
     for (const Range& range : ranges)
@@ -867,8 +860,7 @@ RangeVector TableModel::convertRangeIndex(const RangeVector& ranges, RangeIndexT
 
 // --- Highlight, sort marks, find -------------------------------------------------------------
 
-void TableModel::setHighlightedRange(const RangeVector& rawRanges)
-{
+void TableModel::setHighlightedRange(const RangeVector& rawRanges) {
     highlightedRange = rawRanges;
     highlightLookupValid = false;
     emit updateStatusBarSignal();
@@ -876,35 +868,32 @@ void TableModel::setHighlightedRange(const RangeVector& rawRanges)
         emit dataChanged(index(0, 0), index(rowCountView - 1, colCountView - 1), {Qt::BackgroundRole});
 }
 
-void TableModel::clearHighlightedRange() { setHighlightedRange(RangeVector()); }
+void TableModel::clearHighlightedRange() {
+    setHighlightedRange(RangeVector());
+}
 
-void TableModel::setRowSortData(const SortData& data)
-{
+void TableModel::setRowSortData(const SortData& data) {
     rowSortData = data;
     emit refreshHeadersSignal();
 }
 
-void TableModel::setColSortData(const SortData& data)
-{
+void TableModel::setColSortData(const SortData& data) {
     colSortData = data;
     emit refreshHeadersSignal();
 }
 
-void TableModel::setFindReplaceQuery(const FindReplaceQuery& query)
-{
+void TableModel::setFindReplaceQuery(const FindReplaceQuery& query) {
     findReplaceQuery = query;
     hasFindReplaceQuery = true;
     previewLookupValid = false;
 }
 
-void TableModel::setFindReplacePreview(const RangeVector& rawCells)
-{
+void TableModel::setFindReplacePreview(const RangeVector& rawCells) {
     findReplacePreview = rawCells;
     previewLookupValid = false;
 }
 
-void TableModel::onFindReplaceClosed()
-{
+void TableModel::onFindReplaceClosed() {
     hasFindReplaceQuery = false;
     findReplacePreview.clear();
     previewLookupValid = false;
@@ -913,8 +902,7 @@ void TableModel::onFindReplaceClosed()
 
 // --- Header rows -----------------------------------------------------------------------------
 
-void TableModel::setNumberOfHeaderRows(int n)
-{
+void TableModel::setNumberOfHeaderRows(int n) {
     if (n < 1) {
         numHeaderRows = 0;
         numVisibleHeaderRows = 0;
@@ -924,22 +912,31 @@ void TableModel::setNumberOfHeaderRows(int n)
     refreshVisibleHeaderRows();
 }
 
-void TableModel::setNumberOfHeaderCols(int n) { numHeaderCols = std::max(0, n); }
+void TableModel::setNumberOfHeaderCols(int n) {
+    numHeaderCols = std::max(0, n);
+}
 
-void TableModel::refreshVisibleHeaderRows()
-{
-    std::vector<int> concealed;
-    tableData.getConcealedRowsRaw(concealed);
-    const auto below = std::lower_bound(concealed.begin(), concealed.end(), numHeaderRows) - concealed.begin();
-    numVisibleHeaderRows = std::max(0, numHeaderRows - static_cast<int>(below));
+void TableModel::refreshVisibleHeaderRows() {
+    // The header rows that are shown are the model rows whose raw index is below the raw
+    // header count; raw grows with model, so a binary search finds them without copying the
+    // concealed list.
+    int low = 0;
+    int high = std::max(numHeaderRows, 0);
+    while (low < high) {
+        const int mid = low + (high - low) / 2;
+        if (tableData.getRawFromModelRow(mid) < numHeaderRows)
+            low = mid + 1;
+        else
+            high = mid;
+    }
+    numVisibleHeaderRows = low;
 }
 
 // --- Loading ---------------------------------------------------------------------------------
 
 void TableModel::loadCSV(const QString& path, bool threaded, TableData::DataContainerType type,
                          const QString& readDelimiter, const QString& writeDelimiter, EncodingType encoding,
-                         ParsingStandard standard)
-{
+                         ParsingStandard standard) {
     readOnly = type == TableData::ReadOnly;
     delimiter = readDelimiter;
     delimiterSave = writeDelimiter;
@@ -962,8 +959,7 @@ void TableModel::loadCSV(const QString& path, bool threaded, TableData::DataCont
     tableData.loadCSV(path, threaded, type, readDelimiter, writeDelimiter, encoding, standard);
 }
 
-void TableModel::onLoadFinished()
-{
+void TableModel::onLoadFinished() {
     refreshVisibleHeaderRows();
     ++sizeRuleHold;
     Range first(0, 0, RangeIndexType::Model);
@@ -973,22 +969,19 @@ void TableModel::onLoadFinished()
     emit loadFinishedSignal();
 }
 
-QString TableModel::getTableName() const
-{
+QString TableModel::getTableName() const {
     const QString path = tableData.getFilepath();
     return path.isEmpty() ? QString() : QFileInfo(path).fileName();
 }
 
 // --- Worker ----------------------------------------------------------------------------------
 
-void TableModel::cancelWorker()
-{
+void TableModel::cancelWorker() {
     QMutexLocker locker(workerCancelMutex.get());
     *workerCancel = true;
 }
 
-bool TableModel::runOnWorker(const std::function<bool(TableModelWorker&)>& job, bool useThread)
-{
+bool TableModel::runOnWorker(const std::function<bool(TableModelWorker&)>& job, bool useThread) {
     {
         QMutexLocker locker(workerCancelMutex.get());
         *workerCancel = false;
@@ -1003,7 +996,6 @@ bool TableModel::runOnWorker(const std::function<bool(TableModelWorker&)>& job, 
         return false;
     if (!workerThread) {
         workerThread = new QThread;
-        worker = new TableModelWorker(workerCancel, workerCancelMutex);
         worker->moveToThread(workerThread);
         workerThread->start(QThread::InheritPriority);
     }

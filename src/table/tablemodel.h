@@ -30,10 +30,12 @@ class Settings;
 class TableModelWorker;
 
 // Membership of model cells in a list of ranges, in a form that data() can ask per painted
-// cell: single cells by binary search, the few line and block ranges by a scan.
+// cell: single cells, rows and columns by binary search, the few blocks by a scan.
 struct TableModelCellLookup {
     std::vector<std::pair<int, int>> cells; // (row, col), sorted
-    std::vector<Range> others;              // Row, Col and Table members
+    std::vector<Range> rowRanges;           // sorted by row
+    std::vector<Range> colRanges;           // sorted by column
+    std::vector<Range> others;              // Table members
 };
 
 // The single object through which views, undo commands and tools see one file. On top of
@@ -138,8 +140,10 @@ public:
     std::vector<int> getEmptyColumnsModel() const;
 
     // --- Index conversion ---------------------------------------------------------------
-    std::vector<int> convertRowIndexType(const std::vector<int>& rows, RangeIndexType to, RangeIndexType from) const;
-    std::vector<int> convertColIndexType(const std::vector<int>& cols, RangeIndexType to, RangeIndexType from) const;
+    std::vector<int> convertRowIndexType(const std::vector<int>& rows, RangeIndexType to,
+                                         RangeIndexType from) const;
+    std::vector<int> convertColIndexType(const std::vector<int>& cols, RangeIndexType to,
+                                         RangeIndexType from) const;
     int convertRowIndexType(int row, RangeIndexType to, RangeIndexType from) const;
     int convertColIndexType(int col, RangeIndexType to, RangeIndexType from) const;
     int getRawFromModelRow(int row) const { return tableData.getRawFromModelRow(row); }
@@ -180,8 +184,12 @@ public:
     Range getModelRange(const Range& range) const { return convertRangeIndex(range, RangeIndexType::Model); }
     Range getUserRange(const Range& range) const { return convertRangeIndex(range, RangeIndexType::User); }
     RangeVector getRawRange(const RangeVector& r) const { return convertRangeIndex(r, RangeIndexType::Raw); }
-    RangeVector getModelRange(const RangeVector& r) const { return convertRangeIndex(r, RangeIndexType::Model); }
-    RangeVector getUserRange(const RangeVector& r) const { return convertRangeIndex(r, RangeIndexType::User); }
+    RangeVector getModelRange(const RangeVector& r) const {
+        return convertRangeIndex(r, RangeIndexType::Model);
+    }
+    RangeVector getUserRange(const RangeVector& r) const {
+        return convertRangeIndex(r, RangeIndexType::User);
+    }
 
     // --- Selection ----------------------------------------------------------------------
     const RangeVector& getSelection() const { return selection; }
@@ -268,14 +276,17 @@ public:
     // Writes the values (or old values) carried by the range into the table. A Cell equal to
     // `skip` is left out. With `raw` each cell goes by setDataRaw, otherwise one dataChanged
     // covers the range at the end.
-    void populateModel(Range range, bool old, const Range& skip = Range(RangeType::Invalid), bool raw = false);
+    void populateModel(Range range, bool old, const Range& skip = Range(RangeType::Invalid),
+                       bool raw = false);
     void populateModel(RangeVector& ranges, bool old, const Range& skip = Range(RangeType::Invalid),
                        bool raw = false);
     // One RangeVector of Cells per row (column), in order, with Row, Col and Table members
     // expanded within the data and exclusions honoured. With `values`, each cell reads its
     // value from the table (into oldValue with `old`).
-    void getCellArrayByRows(std::vector<RangeVector>& out, const RangeVector& ranges, bool old, bool values) const;
-    void getCellArrayByCols(std::vector<RangeVector>& out, const RangeVector& ranges, bool old, bool values) const;
+    void getCellArrayByRows(std::vector<RangeVector>& out, const RangeVector& ranges, bool old,
+                            bool values) const;
+    void getCellArrayByCols(std::vector<RangeVector>& out, const RangeVector& ranges, bool old,
+                            bool values) const;
     static void convertCellArrayToCells(RangeVector& out, const std::vector<RangeVector>& array);
     // All members as Cells, row-major, duplicates once, carried values kept.
     void getCellOnlyRangeVector(RangeVector& out, const RangeVector& ranges) const;
@@ -300,22 +311,25 @@ public:
     // Removes those rows from the data at once and returns them. Tables with undo build a
     // RemoveRowsCommand from getEdgeIndexesOfSortedColumns instead.
     std::vector<int> removeDuplicateRows(std::vector<int> cols);
-    QHash<QString, QString> parseIntoHashStringString(int keyCol, int valCol, int headerRow, bool skipEmpty) const;
-    std::map<QString, QString> parseIntoMapStringString(int keyCol, int valCol, int headerRow, bool skipEmpty) const;
-    std::map<QString, std::vector<QString>> parseIntoMapStringStringVector(int keyCol, const std::vector<int>& valCols,
-                                                                          int headerRow) const;
+    QHash<QString, QString> parseIntoHashStringString(int keyCol, int valCol, int headerRow,
+                                                      bool skipEmpty) const;
+    std::map<QString, QString> parseIntoMapStringString(int keyCol, int valCol, int headerRow,
+                                                        bool skipEmpty) const;
+    std::map<QString, std::vector<QString>>
+    parseIntoMapStringStringVector(int keyCol, const std::vector<int>& valCols, int headerRow) const;
     // Writes the values of matching keys into the rows below `headerRow`; with
     // `appendNewKeys`, keys the table lacks become new rows. Returns the cells changed.
-    int writeFromHashStringString(const QHash<QString, QString>& values, int keyCol, int valCol, int headerRow,
-                                  bool appendNewKeys);
-    int writeFromMapStringString(const std::map<QString, QString>& values, int keyCol, int valCol, int headerRow,
-                                 bool appendNewKeys);
+    int writeFromHashStringString(const QHash<QString, QString>& values, int keyCol, int valCol,
+                                  int headerRow, bool appendNewKeys);
+    int writeFromMapStringString(const std::map<QString, QString>& values, int keyCol, int valCol,
+                                 int headerRow, bool appendNewKeys);
     int writeFromMapStringStringVector(const std::map<QString, std::vector<QString>>& values, int keyCol,
                                        int valCol, int headerRow, bool appendNewKeys);
     // The cells that writing the map would change, with value and oldValue, for one undo
     // command: rows whose key matches get the values from `valCol` on.
     RangeVector cellDataVecFromMapStringStringVector(const std::map<QString, std::vector<QString>>& values,
-                                                     int keyCol, int valCol, int headerRow, bool appendNewKeys) const;
+                                                     int keyCol, int valCol, int headerRow,
+                                                     bool appendNewKeys) const;
     // The first row among the first `maxRows` rows that holds every one of `names` (exact,
     // case-sensitive) within the first `maxCols` columns; `cols` gets each name's column.
     bool getHeaderRowInformation(const std::vector<QString>& names, int& headerRow, std::vector<int>& cols,
@@ -341,11 +355,11 @@ public:
     int getNumHeaderCols() const { return numHeaderCols; }
 
     // --- Loading and saving -------------------------------------------------------------
-    void loadCSV(const QString& path, bool threaded, TableData::DataContainerType type, const QString& readDelimiter,
-                 const QString& writeDelimiter, EncodingType encoding, ParsingStandard standard);
+    void loadCSV(const QString& path, bool threaded, TableData::DataContainerType type,
+                 const QString& readDelimiter, const QString& writeDelimiter, EncodingType encoding,
+                 ParsingStandard standard);
     bool saveCSV(bool fromUser, bool visibleOnly) { return tableData.saveCSV(fromUser, visibleOnly); }
-    bool saveCSV(const QString& path, bool fromUser, bool visibleOnly)
-    {
+    bool saveCSV(const QString& path, bool fromUser, bool visibleOnly) {
         return tableData.saveCSV(path, fromUser, visibleOnly);
     }
     void setProgressIndex(int index) { progressIndex = index; }
@@ -353,6 +367,7 @@ public:
     ProgressBoundaries& getProgressBoundaries() { return progressBoundaries; }
 
     // --- The worker for long scans ------------------------------------------------------
+    // Lives as long as the model; listen to its updateProgressSignal for the progress bar.
     TableModelWorker* getWorker() const { return worker; }
     // Asks a running scan to stop; it then reports failure.
     void cancelWorker();

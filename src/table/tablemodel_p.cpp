@@ -8,22 +8,22 @@
 namespace TableModelDetail {
 
 namespace {
-bool listed(const std::vector<int>& list, int value)
-{
+bool listed(const std::vector<int>& list, int value) {
     // Exclusion lists are short; a scan beats keeping them sorted.
     return std::find(list.begin(), list.end(), value) != list.end();
 }
 } // namespace
 
-bool rangeHoldsCell(const Range& range, int row, int col)
-{
+bool rangeHoldsCell(const Range& range, int row, int col) {
     switch (range.type) {
     case RangeType::Cell:
         return range.row == row && range.col == col;
     case RangeType::Row:
-        return range.row == row && col >= range.col && col <= range.endCol && !listed(range.excludedCols, col);
+        return range.row == row && col >= range.col && col <= range.endCol &&
+               !listed(range.excludedCols, col);
     case RangeType::Col:
-        return range.col == col && row >= range.row && row <= range.endRow && !listed(range.excludedRows, row);
+        return range.col == col && row >= range.row && row <= range.endRow &&
+               !listed(range.excludedRows, row);
     case RangeType::Table:
         if (row < range.row || col < range.col || row > range.endRow || col > range.endCol)
             return false;
@@ -37,22 +37,55 @@ bool rangeHoldsCell(const Range& range, int row, int col)
     return false;
 }
 
-void fillLookup(TableModelCellLookup& lookup, const RangeVector& ranges)
-{
+void fillLookup(TableModelCellLookup& lookup, const RangeVector& ranges) {
     lookup.cells.clear();
+    lookup.rowRanges.clear();
+    lookup.colRanges.clear();
     lookup.others.clear();
     for (const Range& range : ranges) {
-        if (range.type == RangeType::Cell)
+        switch (range.type) {
+        case RangeType::Cell:
             lookup.cells.emplace_back(range.row, range.col);
-        else if (range.type != RangeType::Invalid)
+            break;
+        case RangeType::Row:
+            lookup.rowRanges.push_back(range);
+            break;
+        case RangeType::Col:
+            lookup.colRanges.push_back(range);
+            break;
+        case RangeType::Table:
             lookup.others.push_back(range);
+            break;
+        case RangeType::Invalid:
+            break;
+        }
     }
     std::sort(lookup.cells.begin(), lookup.cells.end());
+    std::sort(lookup.rowRanges.begin(), lookup.rowRanges.end(), sortRangeRowAscending);
+    std::sort(lookup.colRanges.begin(), lookup.colRanges.end(), sortRangeColAscending);
 }
 
-bool lookupHolds(const TableModelCellLookup& lookup, int row, int col)
-{
+bool lookupHolds(const TableModelCellLookup& lookup, int row, int col) {
     if (std::binary_search(lookup.cells.begin(), lookup.cells.end(), std::make_pair(row, col)))
+        return true;
+    auto holdsAny = [row, col](auto first, auto last) {
+        for (; first != last; ++first) {
+            if (rangeHoldsCell(*first, row, col))
+                return true;
+        }
+        return false;
+    };
+    const auto rowFirst = std::lower_bound(lookup.rowRanges.begin(), lookup.rowRanges.end(), row,
+                                           [](const Range& r, int value) { return r.row < value; });
+    const auto rowLast = std::upper_bound(rowFirst, lookup.rowRanges.end(), row,
+                                          [](int value, const Range& r) { return value < r.row; });
+    if (holdsAny(rowFirst, rowLast))
+        return true;
+    const auto colFirst = std::lower_bound(lookup.colRanges.begin(), lookup.colRanges.end(), col,
+                                           [](const Range& r, int value) { return r.col < value; });
+    const auto colLast = std::upper_bound(colFirst, lookup.colRanges.end(), col,
+                                          [](int value, const Range& r) { return value < r.col; });
+    if (holdsAny(colFirst, colLast))
         return true;
     for (const Range& range : lookup.others) {
         if (rangeHoldsCell(range, row, col))
@@ -61,8 +94,7 @@ bool lookupHolds(const TableModelCellLookup& lookup, int row, int col)
     return false;
 }
 
-QColor blendColors(const QColor& base, const QColor& line, float alpha)
-{
+QColor blendColors(const QColor& base, const QColor& line, float alpha) {
     auto channel = [alpha](int a, int b) {
         return static_cast<int>((1.0f - alpha) * static_cast<float>(a) + alpha * static_cast<float>(b));
     };
@@ -74,8 +106,7 @@ QColor blendColors(const QColor& base, const QColor& line, float alpha)
     return QColor(r, g, b);
 }
 
-bool isLineEmpty(const TableData& data, bool row, int modelIndex)
-{
+bool isLineEmpty(const TableData& data, bool row, int modelIndex) {
     const int raw = row ? data.getRawFromModelRow(modelIndex) : data.getRawFromModelCol(modelIndex);
     const int across = row ? data.numRawCols() : data.numRawRows();
     for (int other = 0; other < across; ++other) {

@@ -18,10 +18,10 @@ namespace {
 
 // The value a range carries for one of its cells: by column in a Row range, by row in a Col
 // range, by both in a Table range.
-QVariant carriedValue(const Range& range, int row, int col, bool old)
-{
+QVariant carriedValue(const Range& range, int row, int col, bool old) {
     auto pick = [](const std::vector<QVariant>& values, qint64 at) {
-        return at >= 0 && at < static_cast<qint64>(values.size()) ? values[static_cast<std::size_t>(at)] : QVariant();
+        return at >= 0 && at < static_cast<qint64>(values.size()) ? values[static_cast<std::size_t>(at)]
+                                                                  : QVariant();
     };
     switch (range.type) {
     case RangeType::Cell:
@@ -43,12 +43,14 @@ QVariant carriedValue(const Range& range, int row, int col, bool old)
     return QVariant();
 }
 
-bool rowMajor(const Range& a, const Range& b) { return a.row != b.row ? a.row < b.row : a.col < b.col; }
-bool colMajor(const Range& a, const Range& b) { return a.col != b.col ? a.col < b.col : a.row < b.row; }
+bool rowMajor(const Range& a, const Range& b) {
+    return a.row != b.row ? a.row < b.row : a.col < b.col;
+}
+bool colMajor(const Range& a, const Range& b) {
+    return a.col != b.col ? a.col < b.col : a.row < b.row;
+}
 
-template <typename Key>
-void groupCells(std::vector<RangeVector>& out, std::vector<Range>& cells, Key key)
-{
+template <typename Key> void groupCells(std::vector<RangeVector>& out, std::vector<Range>& cells, Key key) {
     out.clear();
     for (Range& cell : cells) {
         if (out.empty() || key(out.back().back()) != key(cell))
@@ -61,8 +63,7 @@ void groupCells(std::vector<RangeVector>& out, std::vector<Range>& cells, Key ke
 
 // --- Single cells in any index space ---------------------------------------------------------
 
-QVariant TableModel::readCell(RangeIndexType indexType, int row, int col) const
-{
+QVariant TableModel::readCell(RangeIndexType indexType, int row, int col) const {
     switch (indexType) {
     case RangeIndexType::Model:
         return tableData.getValueModel(row, col);
@@ -74,8 +75,7 @@ QVariant TableModel::readCell(RangeIndexType indexType, int row, int col) const
     return QVariant();
 }
 
-void TableModel::writeCell(RangeIndexType indexType, int row, int col, const QVariant& value)
-{
+void TableModel::writeCell(RangeIndexType indexType, int row, int col, const QVariant& value) {
     switch (indexType) {
     case RangeIndexType::Model:
         tableData.setValueModel(row, col, value.toString());
@@ -91,8 +91,7 @@ void TableModel::writeCell(RangeIndexType indexType, int row, int col, const QVa
 
 // --- Filling and writing ranges --------------------------------------------------------------
 
-void TableModel::populateCellDataValues(Range& range, bool current, bool old) const
-{
+void TableModel::populateCellDataValues(Range& range, bool current, bool old) const {
     if (!current && !old)
         return;
     const RangeIndexType type = range.indexType;
@@ -150,14 +149,12 @@ void TableModel::populateCellDataValues(Range& range, bool current, bool old) co
     }
 }
 
-void TableModel::populateCellDataValues(RangeVector& ranges, bool current, bool old) const
-{
+void TableModel::populateCellDataValues(RangeVector& ranges, bool current, bool old) const {
     for (Range& range : ranges)
         populateCellDataValues(range, current, old);
 }
 
-void TableModel::populateModel(Range range, bool old, const Range& skip, bool raw)
-{
+void TableModel::populateModel(Range range, bool old, const Range& skip, bool raw) {
     if (readOnly || range.type == RangeType::Invalid)
         return;
     if (range.indexType == RangeIndexType::User)
@@ -233,16 +230,14 @@ void TableModel::populateModel(Range range, bool old, const Range& skip, bool ra
     enforceTableSize();
 }
 
-void TableModel::populateModel(RangeVector& ranges, bool old, const Range& skip, bool raw)
-{
+void TableModel::populateModel(RangeVector& ranges, bool old, const Range& skip, bool raw) {
     for (const Range& range : ranges)
         populateModel(range, old, skip, raw);
 }
 
 // --- Cell arrays -----------------------------------------------------------------------------
 
-void TableModel::expandToCells(std::vector<Range>& out, const RangeVector& ranges) const
-{
+void TableModel::expandToCells(std::vector<Range>& out, const RangeVector& ranges) const {
     out.clear();
     const int lastDataRow = tableData.numModelRows() - 1;
     const int lastDataCol = tableData.numModelCols() - 1;
@@ -287,7 +282,8 @@ void TableModel::expandToCells(std::vector<Range>& out, const RangeVector& range
             for (const auto& line : range.tableValues)
                 widest = std::max(widest, static_cast<int>(line.size()));
             const int lastRow =
-                std::min(range.endRow, std::max(lastDataRow, range.row + static_cast<int>(range.tableValues.size()) - 1));
+                std::min(range.endRow,
+                         std::max(lastDataRow, range.row + static_cast<int>(range.tableValues.size()) - 1));
             const int lastCol = std::min(range.endCol, std::max(lastDataCol, range.col + widest - 1));
             for (int r = std::max(range.row, 0); r <= lastRow; ++r) {
                 for (int c = std::max(range.col, 0); c <= lastCol; ++c) {
@@ -308,8 +304,7 @@ void TableModel::expandToCells(std::vector<Range>& out, const RangeVector& range
 }
 
 void TableModel::getCellArrayByRows(std::vector<RangeVector>& out, const RangeVector& ranges, bool old,
-                                    bool values) const
-{
+                                    bool values) const {
     std::vector<Range> cells;
     expandToCells(cells, ranges);
     if (values) {
@@ -320,8 +315,7 @@ void TableModel::getCellArrayByRows(std::vector<RangeVector>& out, const RangeVe
 }
 
 void TableModel::getCellArrayByCols(std::vector<RangeVector>& out, const RangeVector& ranges, bool old,
-                                    bool values) const
-{
+                                    bool values) const {
     std::vector<Range> cells;
     expandToCells(cells, ranges);
     std::stable_sort(cells.begin(), cells.end(), colMajor);
@@ -332,15 +326,13 @@ void TableModel::getCellArrayByCols(std::vector<RangeVector>& out, const RangeVe
     groupCells(out, cells, [](const Range& r) { return r.col; });
 }
 
-void TableModel::convertCellArrayToCells(RangeVector& out, const std::vector<RangeVector>& array)
-{
+void TableModel::convertCellArrayToCells(RangeVector& out, const std::vector<RangeVector>& array) {
     out.clear();
     for (const RangeVector& line : array)
         out.insert(out.end(), line.begin(), line.end());
 }
 
-void TableModel::getCellOnlyRangeVector(RangeVector& out, const RangeVector& ranges) const
-{
+void TableModel::getCellOnlyRangeVector(RangeVector& out, const RangeVector& ranges) const {
     std::vector<Range> cells;
     expandToCells(cells, ranges);
     out.assign(std::make_move_iterator(cells.begin()), std::make_move_iterator(cells.end()));
@@ -348,37 +340,34 @@ void TableModel::getCellOnlyRangeVector(RangeVector& out, const RangeVector& ran
     out.numTableCols = ranges.numTableCols;
 }
 
-void TableModel::getCellBlockArrayHorizontal(std::vector<RangeVector>& out, const RangeVector& ranges) const
-{
+void TableModel::getCellBlockArrayHorizontal(std::vector<RangeVector>& out, const RangeVector& ranges) const {
     std::vector<Range> cells;
     expandToCells(cells, ranges);
     out.clear();
     for (Range& cell : cells) {
-        const bool continues = !out.empty() && out.back().back().row == cell.row &&
-                               out.back().back().col + 1 == cell.col;
+        const bool continues =
+            !out.empty() && out.back().back().row == cell.row && out.back().back().col + 1 == cell.col;
         if (!continues)
             out.emplace_back();
         out.back().push_back(std::move(cell));
     }
 }
 
-void TableModel::getCellBlockArrayVertical(std::vector<RangeVector>& out, const RangeVector& ranges) const
-{
+void TableModel::getCellBlockArrayVertical(std::vector<RangeVector>& out, const RangeVector& ranges) const {
     std::vector<Range> cells;
     expandToCells(cells, ranges);
     std::stable_sort(cells.begin(), cells.end(), colMajor);
     out.clear();
     for (Range& cell : cells) {
-        const bool continues = !out.empty() && out.back().back().col == cell.col &&
-                               out.back().back().row + 1 == cell.row;
+        const bool continues =
+            !out.empty() && out.back().back().col == cell.col && out.back().back().row + 1 == cell.row;
         if (!continues)
             out.emplace_back();
         out.back().push_back(std::move(cell));
     }
 }
 
-void TableModel::getListOfCellValues(std::vector<QString>& out, const RangeVector& ranges) const
-{
+void TableModel::getListOfCellValues(std::vector<QString>& out, const RangeVector& ranges) const {
     std::vector<Range> cells;
     expandToCells(cells, ranges);
     out.clear();
@@ -387,8 +376,7 @@ void TableModel::getListOfCellValues(std::vector<QString>& out, const RangeVecto
         out.push_back(tableData.getValueModel(cell.row, cell.col).toString());
 }
 
-void TableModel::getRelativeRangeVector(RangeVector& out, const RangeVector& ranges)
-{
+void TableModel::getRelativeRangeVector(RangeVector& out, const RangeVector& ranges) {
     out = ranges;
     if (ranges.empty())
         return;
@@ -414,8 +402,7 @@ void TableModel::getRelativeRangeVector(RangeVector& out, const RangeVector& ran
     }
 }
 
-bool TableModel::areRangeVectorsSameShape(const RangeVector& a, const RangeVector& b) const
-{
+bool TableModel::areRangeVectorsSameShape(const RangeVector& a, const RangeVector& b) const {
     if (a.size() != b.size())
         return false;
     RangeVector ra;
@@ -427,14 +414,14 @@ bool TableModel::areRangeVectorsSameShape(const RangeVector& a, const RangeVecto
     for (std::size_t i = 0; i < ra.size(); ++i) {
         const Range& x = ra[i];
         const Range& y = rb[i];
-        if (x.type != y.type || x.row != y.row || x.col != y.col || x.endRow != y.endRow || x.endCol != y.endCol)
+        if (x.type != y.type || x.row != y.row || x.col != y.col || x.endRow != y.endRow ||
+            x.endCol != y.endCol)
             return false;
     }
     return true;
 }
 
-bool TableModel::areRangeVectorsSameShapeRowWise(const RangeVector& a, const RangeVector& b) const
-{
+bool TableModel::areRangeVectorsSameShapeRowWise(const RangeVector& a, const RangeVector& b) const {
     std::vector<RangeVector> rowsA;
     std::vector<RangeVector> rowsB;
     getCellArrayByRows(rowsA, a, false, false);
@@ -448,8 +435,7 @@ bool TableModel::areRangeVectorsSameShapeRowWise(const RangeVector& a, const Ran
     return true;
 }
 
-bool TableModel::areRangeVectorsSameShapeColWise(const RangeVector& a, const RangeVector& b) const
-{
+bool TableModel::areRangeVectorsSameShapeColWise(const RangeVector& a, const RangeVector& b) const {
     std::vector<RangeVector> colsA;
     std::vector<RangeVector> colsB;
     getCellArrayByCols(colsA, a, false, false);
@@ -465,8 +451,8 @@ bool TableModel::areRangeVectorsSameShapeColWise(const RangeVector& a, const Ran
 
 // --- Maps from key columns -------------------------------------------------------------------
 
-template <typename Map> Map TableModel::parseIntoMap(int keyCol, int valCol, int headerRow, bool skipEmpty) const
-{
+template <typename Map>
+Map TableModel::parseIntoMap(int keyCol, int valCol, int headerRow, bool skipEmpty) const {
     Map out;
     const int rows = tableData.numModelRows();
     const int cols = tableData.numModelCols();
@@ -482,20 +468,17 @@ template <typename Map> Map TableModel::parseIntoMap(int keyCol, int valCol, int
 }
 
 QHash<QString, QString> TableModel::parseIntoHashStringString(int keyCol, int valCol, int headerRow,
-                                                              bool skipEmpty) const
-{
+                                                              bool skipEmpty) const {
     return parseIntoMap<QHash<QString, QString>>(keyCol, valCol, headerRow, skipEmpty);
 }
 
 std::map<QString, QString> TableModel::parseIntoMapStringString(int keyCol, int valCol, int headerRow,
-                                                                bool skipEmpty) const
-{
+                                                                bool skipEmpty) const {
     return parseIntoMap<std::map<QString, QString>>(keyCol, valCol, headerRow, skipEmpty);
 }
 
 std::map<QString, std::vector<QString>>
-TableModel::parseIntoMapStringStringVector(int keyCol, const std::vector<int>& valCols, int headerRow) const
-{
+TableModel::parseIntoMapStringStringVector(int keyCol, const std::vector<int>& valCols, int headerRow) const {
     std::map<QString, std::vector<QString>> out;
     const int rows = tableData.numModelRows();
     const int cols = tableData.numModelCols();
@@ -505,15 +488,15 @@ TableModel::parseIntoMapStringStringVector(int keyCol, const std::vector<int>& v
         std::vector<QString> values;
         values.reserve(valCols.size());
         for (const int col : valCols)
-            values.push_back(col >= 0 && col < cols ? tableData.getValueModel(row, col).toString() : QString());
+            values.push_back(col >= 0 && col < cols ? tableData.getValueModel(row, col).toString()
+                                                    : QString());
         out[tableData.getValueModel(row, keyCol).toString()] = std::move(values);
     }
     return out;
 }
 
 int TableModel::writeFromHashStringString(const QHash<QString, QString>& values, int keyCol, int valCol,
-                                          int headerRow, bool appendNewKeys)
-{
+                                          int headerRow, bool appendNewKeys) {
     std::map<QString, std::vector<QString>> converted;
     for (auto it = values.cbegin(); it != values.cend(); ++it)
         converted[it.key()] = {it.value()};
@@ -521,20 +504,19 @@ int TableModel::writeFromHashStringString(const QHash<QString, QString>& values,
 }
 
 int TableModel::writeFromMapStringString(const std::map<QString, QString>& values, int keyCol, int valCol,
-                                         int headerRow, bool appendNewKeys)
-{
+                                         int headerRow, bool appendNewKeys) {
     std::map<QString, std::vector<QString>> converted;
     for (const auto& [key, value] : values)
         converted[key] = {value};
     return writeFromMapStringStringVector(converted, keyCol, valCol, headerRow, appendNewKeys);
 }
 
-int TableModel::writeFromMapStringStringVector(const std::map<QString, std::vector<QString>>& values, int keyCol,
-                                               int valCol, int headerRow, bool appendNewKeys)
-{
+int TableModel::writeFromMapStringStringVector(const std::map<QString, std::vector<QString>>& values,
+                                               int keyCol, int valCol, int headerRow, bool appendNewKeys) {
     if (readOnly || keyCol < 0 || valCol < 0)
         return 0;
-    const RangeVector cells = cellDataVecFromMapStringStringVector(values, keyCol, valCol, headerRow, appendNewKeys);
+    const RangeVector cells =
+        cellDataVecFromMapStringStringVector(values, keyCol, valCol, headerRow, appendNewKeys);
     int changed = 0;
     ++sizeRuleHold;
     for (const Range& cell : cells) {
@@ -550,10 +532,10 @@ int TableModel::writeFromMapStringStringVector(const std::map<QString, std::vect
     return changed;
 }
 
-RangeVector TableModel::cellDataVecFromMapStringStringVector(const std::map<QString, std::vector<QString>>& values,
-                                                             int keyCol, int valCol, int headerRow,
-                                                             bool appendNewKeys) const
-{
+RangeVector
+TableModel::cellDataVecFromMapStringStringVector(const std::map<QString, std::vector<QString>>& values,
+                                                 int keyCol, int valCol, int headerRow,
+                                                 bool appendNewKeys) const {
     RangeVector out;
     if (keyCol < 0 || valCol < 0)
         return out;
@@ -591,9 +573,8 @@ RangeVector TableModel::cellDataVecFromMapStringStringVector(const std::map<QStr
     return out;
 }
 
-bool TableModel::getHeaderRowInformation(const std::vector<QString>& names, int& headerRow, std::vector<int>& cols,
-                                         int maxRows, int maxCols) const
-{
+bool TableModel::getHeaderRowInformation(const std::vector<QString>& names, int& headerRow,
+                                         std::vector<int>& cols, int maxRows, int maxCols) const {
     const int rows = std::min(maxRows, tableData.numModelRows());
     const int width = std::min(maxCols, tableData.numModelCols());
     for (int row = 0; row < rows; ++row) {
@@ -619,8 +600,7 @@ bool TableModel::getHeaderRowInformation(const std::vector<QString>& names, int&
 
 // --- Labels ----------------------------------------------------------------------------------
 
-void TableModel::getColumnLabel(QString& out, int col) const
-{
+void TableModel::getColumnLabel(QString& out, int col) const {
     if (col < 0) {
         out.clear();
         return;
@@ -630,8 +610,7 @@ void TableModel::getColumnLabel(QString& out, int col) const
     out = labels.front();
 }
 
-void TableModel::getColumnLabels(std::vector<QString>& out, const std::vector<int>& cols) const
-{
+void TableModel::getColumnLabels(std::vector<QString>& out, const std::vector<int>& cols) const {
     out.clear();
     out.reserve(cols.size());
     for (const int col : cols) {
@@ -645,16 +624,14 @@ void TableModel::getColumnLabels(std::vector<QString>& out, const std::vector<in
     }
 }
 
-void TableModel::getAllColumnLabels(std::vector<QString>& out) const
-{
+void TableModel::getAllColumnLabels(std::vector<QString>& out) const {
     std::vector<int> cols(static_cast<std::size_t>(std::max(0, tableData.numModelCols())));
     for (std::size_t i = 0; i < cols.size(); ++i)
         cols[i] = static_cast<int>(i);
     getColumnLabels(out, cols);
 }
 
-void TableModel::getSelectedColumnLabels(std::vector<QString>& out) const
-{
+void TableModel::getSelectedColumnLabels(std::vector<QString>& out) const {
     std::vector<int> cols;
     getOrderedSetOfSelectedCols(cols);
     getColumnLabels(out, cols);
@@ -662,8 +639,7 @@ void TableModel::getSelectedColumnLabels(std::vector<QString>& out) const
 
 // --- Column scans ----------------------------------------------------------------------------
 
-int TableModel::evaluateColumnFieldTypes(int col) const
-{
+int TableModel::evaluateColumnFieldTypes(int col) const {
     static const QRegularExpression isoDateTime(
         QStringLiteral(R"(\d{4}-(1[0-2]|0\d)-([0-2]\d|3[0-1])(T|\s)([0-1]\d|2[0-3]):[0-5]\d:[0-5]\dZ?)"),
         QRegularExpression::CaseInsensitiveOption);
@@ -687,8 +663,7 @@ int TableModel::evaluateColumnFieldTypes(int col) const
     return mask;
 }
 
-bool TableModel::isColumnAllNumbers(int col, bool useThread)
-{
+bool TableModel::isColumnAllNumbers(int col, bool useThread) {
     if (col < 0 || col >= tableData.numModelCols())
         return false;
     const int first = std::max(numVisibleHeaderRows, 0);
@@ -700,10 +675,12 @@ bool TableModel::isColumnAllNumbers(int col, bool useThread)
             const QRegularExpression number(pattern);
             const int rawCol = tableData.getRawFromModelCol(col);
             for (int row = first; row < rows; ++row) {
-                const QString text = tableData.getValueRaw(tableData.getRawFromModelRow(row), rawCol).toString();
+                const QString text =
+                    tableData.getValueRaw(tableData.getRawFromModelRow(row), rawCol).toString();
                 // The pattern lets a lone sign through; a number has a digit.
-                if (!text.isEmpty() && (!number.match(text).hasMatch() ||
-                                        std::none_of(text.begin(), text.end(), [](QChar c) { return c.isDigit(); }))) {
+                if (!text.isEmpty() &&
+                    (!number.match(text).hasMatch() ||
+                     std::none_of(text.begin(), text.end(), [](QChar c) { return c.isDigit(); }))) {
                     all = false;
                     break;
                 }
@@ -716,8 +693,7 @@ bool TableModel::isColumnAllNumbers(int col, bool useThread)
     return finished && all;
 }
 
-std::vector<int> TableModel::getEdgeIndexesOfSortedColumns(const std::vector<int>& cols, bool useThread)
-{
+std::vector<int> TableModel::getEdgeIndexesOfSortedColumns(const std::vector<int>& cols, bool useThread) {
     std::vector<int> keyCols;
     const int width = tableData.numModelCols();
     if (cols.empty()) {
@@ -774,15 +750,13 @@ std::vector<int> TableModel::getEdgeIndexesOfSortedColumns(const std::vector<int
     return duplicates;
 }
 
-std::vector<int> TableModel::getEdgeIndexesOfSortedColumn(int col, bool useThread)
-{
+std::vector<int> TableModel::getEdgeIndexesOfSortedColumn(int col, bool useThread) {
     if (col < 0)
         return {};
     return getEdgeIndexesOfSortedColumns({col}, useThread);
 }
 
-std::vector<int> TableModel::removeDuplicateRows(std::vector<int> cols)
-{
+std::vector<int> TableModel::removeDuplicateRows(std::vector<int> cols) {
     if (readOnly)
         return {};
     std::vector<int> duplicates = getEdgeIndexesOfSortedColumns(cols, forTableView);
@@ -805,8 +779,7 @@ std::vector<int> TableModel::removeDuplicateRows(std::vector<int> cols)
     return duplicates;
 }
 
-TableModel* TableModel::getModelWithColModelSubset(const std::vector<int>& cols, bool useThread)
-{
+TableModel* TableModel::getModelWithColModelSubset(const std::vector<int>& cols, bool useThread) {
     const int width = tableData.numModelCols();
     const int rows = tableData.numModelRows();
     std::vector<int> rawCols;

@@ -12,15 +12,13 @@ using namespace TableModelDetail;
 
 namespace {
 
-bool listed(const std::vector<int>& list, int value)
-{
+bool listed(const std::vector<int>& list, int value) {
     return std::find(list.begin(), list.end(), value) != list.end();
 }
 
 // The main position that a range names through its main-cell fields, or its first cell when
 // they are unset.
-bool mainPositionOf(const Range& range, int& row, int& col)
-{
+bool mainPositionOf(const Range& range, int& row, int& col) {
     switch (range.type) {
     case RangeType::Cell:
         row = range.row;
@@ -45,8 +43,7 @@ bool mainPositionOf(const Range& range, int& row, int& col)
 }
 
 // The first cell of `range` that its exclusions leave selected.
-bool firstHeldCell(const Range& range, int& row, int& col)
-{
+bool firstHeldCell(const Range& range, int& row, int& col) {
     if (range.type == RangeType::Cell) {
         row = range.row;
         col = range.col;
@@ -54,8 +51,12 @@ bool firstHeldCell(const Range& range, int& row, int& col)
     }
     const int rowSpan = static_cast<int>(range.excludedRows.size() + range.excludedCells.size()) + 1;
     const int colSpan = static_cast<int>(range.excludedCols.size() + range.excludedCells.size()) + 1;
-    const int lastRow = range.type == RangeType::Row ? range.row : range.row + rowSpan;
-    const int lastCol = range.type == RangeType::Col ? range.col : range.col + colSpan;
+    const int lastRow = range.type == RangeType::Row
+                            ? range.row
+                            : static_cast<int>(std::min<qint64>(INT_MAX - 1, qint64(range.row) + rowSpan));
+    const int lastCol = range.type == RangeType::Col
+                            ? range.col
+                            : static_cast<int>(std::min<qint64>(INT_MAX - 1, qint64(range.col) + colSpan));
     for (int r = range.row; r <= lastRow && r >= 0; ++r) {
         for (int c = range.col; c <= lastCol && c >= 0; ++c) {
             if (rangeHoldsCell(range, r, c)) {
@@ -68,33 +69,46 @@ bool firstHeldCell(const Range& range, int& row, int& col)
     return false;
 }
 
-SelectionType oppositeStep(SelectionType step)
-{
+SelectionType oppositeStep(SelectionType step) {
     const int value = static_cast<int>(step);
     return static_cast<SelectionType>(value ^ 1); // Up<->Down, Left<->Right, and their blocks
 }
 
 } // namespace
 
-void TableModel::clearShiftState()
-{
+void TableModel::clearShiftState() {
     lastShiftSelection = 4;
     shiftSelection.clear();
     shiftMainCell = Range(kNoIndex, kNoIndex, RangeIndexType::Model);
     shiftSelectionTypes.clear();
 }
 
-void TableModel::resetShiftSelectInfo() { clearShiftState(); }
+void TableModel::resetShiftSelectInfo() {
+    clearShiftState();
+}
 
-void TableModel::setMainCellPosition(int row, int col)
-{
+void TableModel::setMainCellPosition(int row, int col) {
     mainCell = Range(row, col, RangeIndexType::Model);
     mainCell.isMainCell = true;
 }
 
-void TableModel::finishSelectionChange(bool mainCellMoved)
-{
+void TableModel::finishSelectionChange(bool mainCellMoved) {
     invalidateSelectionLookup();
+    // Before any main cell exists the first selectable member becomes it; with none there is
+    // nothing to show yet.
+    if (mainCell.row < 0 || mainCell.col < 0) {
+        for (const Range& range : selection) {
+            int row = kNoIndex;
+            int col = kNoIndex;
+            if (mainPositionOf(range, row, col)) {
+                setMainCellPosition(row, col);
+                mainCellMoved = true;
+                break;
+            }
+        }
+        if (mainCell.row < 0 || mainCell.col < 0)
+            return;
+    }
     sanitizeSelection();
     if (mainCellMoved)
         onMainCellChanged();
@@ -103,8 +117,7 @@ void TableModel::finishSelectionChange(bool mainCellMoved)
     enforceTableSize();
 }
 
-void TableModel::setSelection(Range& range)
-{
+void TableModel::setSelection(Range& range) {
     clearShiftState();
     range.isMainCell = true;
     Range model = getModelRange(range);
@@ -120,8 +133,7 @@ void TableModel::setSelection(Range& range)
     finishSelectionChange(true);
 }
 
-void TableModel::setSelection(RangeVector& ranges, bool resetShift)
-{
+void TableModel::setSelection(RangeVector& ranges, bool resetShift) {
     RangeVector model = getModelRange(ranges);
     model.numTableRows = -1;
     model.numTableCols = -1;
@@ -163,8 +175,7 @@ void TableModel::setSelection(RangeVector& ranges, bool resetShift)
     finishSelectionChange(true);
 }
 
-void TableModel::setSelection(Range& newMainCell, RangeVector& ranges)
-{
+void TableModel::setSelection(Range& newMainCell, RangeVector& ranges) {
     const Range model = getModelRange(newMainCell);
     int row = kNoIndex;
     int col = kNoIndex;
@@ -177,8 +188,7 @@ void TableModel::setSelection(Range& newMainCell, RangeVector& ranges)
     finishSelectionChange(true);
 }
 
-void TableModel::sanitizeSelection()
-{
+void TableModel::sanitizeSelection() {
     if (mainCell.row == -1 || mainCell.col == -1)
         throw std::runtime_error("Main cell not a single cell.");
     mainCell.type = RangeType::Cell;
@@ -198,7 +208,8 @@ void TableModel::sanitizeSelection()
     unique.reserve(selection.size());
     for (Range& range : selection) {
         bool duplicate = false;
-        for (auto it = unique.rbegin(); it != unique.rend() && it->row == range.row && it->col == range.col; ++it) {
+        for (auto it = unique.rbegin(); it != unique.rend() && it->row == range.row && it->col == range.col;
+             ++it) {
             if (*it == range) {
                 it->isMainCell = it->isMainCell || range.isMainCell;
                 duplicate = true;
@@ -221,8 +232,8 @@ void TableModel::sanitizeSelection()
         cells.erase(std::remove_if(cells.begin(), cells.end(),
                                    [&range](const std::pair<int, int>& cell) {
                                        const auto [r, c] = cell;
-                                       const bool outside =
-                                           r < range.row || c < range.col || r > range.endRow || c > range.endCol;
+                                       const bool outside = r < range.row || c < range.col ||
+                                                            r > range.endRow || c > range.endCol;
                                        return outside || listed(range.excludedRows, r) ||
                                               listed(range.excludedCols, c);
                                    }),
@@ -248,8 +259,7 @@ void TableModel::sanitizeSelection()
     }
 }
 
-RangeSize TableModel::getSelectionSize()
-{
+RangeSize TableModel::getSelectionSize() {
     RangeSize size;
     bool allCells = !selection.empty();
     for (const Range& range : selection) {
@@ -266,8 +276,8 @@ RangeSize TableModel::getSelectionSize()
             allCells = false;
             break;
         case RangeType::Table: {
-            const qint64 rows = std::max(0, lastDataRowForSentinel(range) - range.row + 1);
-            const qint64 cols = std::max(0, lastDataColForSentinel(range) - range.col + 1);
+            const qint64 rows = std::max<qint64>(0, qint64(lastDataRowForSentinel(range)) - range.row + 1);
+            const qint64 cols = std::max<qint64>(0, qint64(lastDataColForSentinel(range)) - range.col + 1);
             size.numCells = static_cast<std::int32_t>(
                 std::min<qint64>(INT_MAX, static_cast<qint64>(size.numCells) + rows * cols));
             allCells = false;
@@ -288,7 +298,8 @@ RangeSize TableModel::getSelectionSize()
         const int top = cells.front().row;
         const int left = cells.front().col;
         int width = 0;
-        while (width < static_cast<int>(cells.size()) && cells[width].row == top && cells[width].col == left + width)
+        while (width < static_cast<int>(cells.size()) && cells[width].row == top &&
+               cells[width].col == left + width)
             ++width;
         bool block = cells.size() % static_cast<std::size_t>(width) == 0;
         for (std::size_t i = 0; block && i < cells.size(); ++i) {
@@ -307,18 +318,15 @@ RangeSize TableModel::getSelectionSize()
     return size;
 }
 
-int TableModel::lastDataRowForSentinel(const Range& range) const
-{
+int TableModel::lastDataRowForSentinel(const Range& range) const {
     return range.endRow == Range::EndOfTable ? tableData.numModelRows() - 1 : range.endRow;
 }
 
-int TableModel::lastDataColForSentinel(const Range& range) const
-{
+int TableModel::lastDataColForSentinel(const Range& range) const {
     return range.endCol == Range::EndOfTable ? tableData.numModelCols() - 1 : range.endCol;
 }
 
-void TableModel::setPendingCorners(const Range& start, const Range& end)
-{
+void TableModel::setPendingCorners(const Range& start, const Range& end) {
     const Range noCorner(kNoIndex, kNoIndex, RangeIndexType::Model);
     const Range s = start.isValid() ? getModelRange(start) : noCorner;
     const Range e = end.isValid() ? getModelRange(end) : noCorner;
@@ -326,16 +334,14 @@ void TableModel::setPendingCorners(const Range& start, const Range& end)
     pendingCornerEnd = Range(e.row, e.col, RangeIndexType::Model);
 }
 
-void TableModel::setPendingSelectionCorner(const Range& corner, bool isEnd)
-{
+void TableModel::setPendingSelectionCorner(const Range& corner, bool isEnd) {
     if (isEnd)
         setPendingCorners(pendingCornerStart, corner);
     else
         setPendingCorners(corner, Range(RangeType::Invalid));
 }
 
-void TableModel::setMainCell(Range& cell)
-{
+void TableModel::setMainCell(Range& cell) {
     const Range model = getModelRange(cell);
     int row = kNoIndex;
     int col = kNoIndex;
@@ -345,26 +351,23 @@ void TableModel::setMainCell(Range& cell)
     finishSelectionChange(true);
 }
 
-void TableModel::onMainCellChanged()
-{
+void TableModel::onMainCellChanged() {
     Range copy = mainCell;
     populateCellDataValues(copy, true, false);
     mainCell.value = copy.value;
     emit mainCellChangedSignal(copy);
 }
 
-bool TableModel::selectUpOrDown(Direction direction, bool ctrlOnly, bool block, bool* handled)
-{
+bool TableModel::selectUpOrDown(Direction direction, bool ctrlOnly, bool block, bool* handled) {
     return extendSelection(true, direction, ctrlOnly, block, handled);
 }
 
-bool TableModel::selectLeftOrRight(Direction direction, bool ctrlOnly, bool block, bool* handled)
-{
+bool TableModel::selectLeftOrRight(Direction direction, bool ctrlOnly, bool block, bool* handled) {
     return extendSelection(false, direction, ctrlOnly, block, handled);
 }
 
-bool TableModel::extendSelection(bool vertical, Direction direction, bool ctrlOnly, bool block, bool* handled)
-{
+bool TableModel::extendSelection(bool vertical, Direction direction, bool ctrlOnly, bool block,
+                                 bool* handled) {
     if (handled)
         *handled = false;
     const int d = static_cast<int>(direction);
@@ -373,7 +376,8 @@ bool TableModel::extendSelection(bool vertical, Direction direction, bool ctrlOn
     if (mainCell.row < 0 || mainCell.col < 0)
         return false;
     // A sequence starts afresh unless the last step went along this axis.
-    const bool fresh = vertical ? lastShiftSelection >= 2 : (lastShiftSelection < 2 || lastShiftSelection > 3);
+    const bool fresh =
+        vertical ? lastShiftSelection >= 2 : (lastShiftSelection < 2 || lastShiftSelection > 3);
     const bool towardsZero = direction == Direction::Up || direction == Direction::Left;
     if (ctrlOnly && towardsZero && (fresh || shiftSelectionTypes.empty()))
         return false;
@@ -428,67 +432,24 @@ bool TableModel::extendSelection(bool vertical, Direction direction, bool ctrlOn
     return true;
 }
 
-void TableModel::replaceSelectionKeepShift(RangeVector ranges)
-{
+void TableModel::replaceSelectionKeepShift(RangeVector ranges) {
     selection = std::move(ranges);
     finishSelectionChange(false);
 }
 
-bool TableModel::getNextBlockLocation(const Range& start, Range& out, Direction direction) const
-{
-    out = start;
-    const bool vertical = direction == Direction::Up || direction == Direction::Down;
-    const int step = direction == Direction::Up || direction == Direction::Left ? -1 : 1;
-    const int last = (vertical ? tableData.numModelRows() : tableData.numModelCols()) - 1;
-    const int from = vertical ? start.row : start.col;
-    if (from < 0 || (step > 0 && from >= last) || (step < 0 && from == 0))
-        return false;
-    const int across = vertical ? start.col : start.row;
-    if (across < 0)
-        return false;
-    const int rawAcross = vertical ? tableData.getRawFromModelCol(across) : tableData.getRawFromModelRow(across);
-    auto populated = [&](int index) {
-        if (index < 0 || index > last)
-            return false;
-        return vertical ? tableData.isCellPopulated(tableData.getRawFromModelRow(index), rawAcross)
-                        : tableData.isCellPopulated(rawAcross, tableData.getRawFromModelCol(index));
-    };
-    auto inside = [&](int index) { return index >= 0 && (step < 0 || index <= last); };
-    const int edge = step > 0 ? last : 0;
-    const bool here = populated(from);
-    const bool next = populated(from + step);
-    int target = from + step;
-    if (here == next) {
-        // Along a run: stop on the last populated cell, or on the first populated after a gap.
-        target = edge;
-        for (int i = from + 2 * step; inside(i); i += step) {
-            const bool now = populated(i);
-            if (now != here) {
-                target = now ? i : i - step;
-                break;
-            }
-        }
-    } else if (here) {
-        // Off the end of a block: over the gap to the next populated cell, or to the edge.
-        target = edge;
-        for (int i = from + 2 * step; inside(i); i += step) {
-            if (populated(i)) {
-                target = i;
-                break;
-            }
-        }
-    }
-    target = std::clamp(target, 0, std::max(last, 0));
-    (vertical ? out.row : out.col) = target;
-    return target != from;
+bool TableModel::getNextBlockLocation(const Range& start, Range& out, Direction direction) const {
+    const Range model = getModelRange(start);
+    out = tableData.getNextBlockLocation(model, direction);
+    return out.row != model.row || out.col != model.col;
 }
 
-void TableModel::moveSelectionRelative(int rows, int cols)
-{
+void TableModel::moveSelectionRelative(int rows, int cols) {
     if (mainCell.row < 0 || mainCell.col < 0)
         return;
-    rows = rows < 0 ? std::max(rows, -mainCell.row) : std::min(rows, std::max(0, rowCount() - 1 - mainCell.row));
-    cols = cols < 0 ? std::max(cols, -mainCell.col) : std::min(cols, std::max(0, columnCount() - 1 - mainCell.col));
+    rows =
+        rows < 0 ? std::max(rows, -mainCell.row) : std::min(rows, std::max(0, rowCount() - 1 - mainCell.row));
+    cols = cols < 0 ? std::max(cols, -mainCell.col)
+                    : std::min(cols, std::max(0, columnCount() - 1 - mainCell.col));
     auto shift = [](int& value, int delta) {
         if (value >= 0)
             value = std::max(0, value + delta);
@@ -535,22 +496,19 @@ void TableModel::moveSelectionRelative(int rows, int cols)
     finishSelectionChange(true);
 }
 
-bool TableModel::moveSelectionVertically(Direction direction, bool block)
-{
+bool TableModel::moveSelectionVertically(Direction direction, bool block) {
     if (direction != Direction::Up && direction != Direction::Down)
         return false;
     return moveMainCell(true, direction, block);
 }
 
-bool TableModel::moveSelectionHorizontally(Direction direction, bool block)
-{
+bool TableModel::moveSelectionHorizontally(Direction direction, bool block) {
     if (direction != Direction::Left && direction != Direction::Right)
         return false;
     return moveMainCell(false, direction, block);
 }
 
-bool TableModel::moveMainCell(bool vertical, Direction direction, bool block)
-{
+bool TableModel::moveMainCell(bool vertical, Direction direction, bool block) {
     if (mainCell.row < 0 || mainCell.col < 0 || rowCount() < 1 || columnCount() < 1)
         return false;
     Range target = mainCell;
@@ -569,23 +527,20 @@ bool TableModel::moveMainCell(bool vertical, Direction direction, bool block)
     return true;
 }
 
-void TableModel::addCellToSelection(const Range& range)
-{
+void TableModel::addCellToSelection(const Range& range) {
     clearShiftState();
     selection.push_back(getModelRange(range));
     finishSelectionChange(false);
 }
 
-void TableModel::addCellsToSelection(const RangeVector& ranges)
-{
+void TableModel::addCellsToSelection(const RangeVector& ranges) {
     clearShiftState();
     for (const Range& range : ranges)
         selection.push_back(getModelRange(range));
     finishSelectionChange(false);
 }
 
-void TableModel::removeCellFromSelection(int row, int col)
-{
+void TableModel::removeCellFromSelection(int row, int col) {
     const bool wasMain = row == mainCell.row && col == mainCell.col;
     for (auto it = selection.begin(); it != selection.end();) {
         if (!rangeHoldsCell(*it, row, col)) {
@@ -624,18 +579,18 @@ void TableModel::removeCellFromSelection(int row, int col)
     finishSelectionChange(wasMain);
 }
 
-bool TableModel::cellInSelection(const Range& cell) const
-{
+bool TableModel::cellInSelection(const Range& cell) const {
     const Range model = getModelRange(cell);
     if (model.type != RangeType::Cell)
         return false;
     return cellInSelection(model.row, model.col);
 }
 
-bool TableModel::cellInSelection(int row, int col) const { return inSelectionLookup(row, col); }
+bool TableModel::cellInSelection(int row, int col) const {
+    return inSelectionLookup(row, col);
+}
 
-void TableModel::clearSelection(const Range& keep)
-{
+void TableModel::clearSelection(const Range& keep) {
     clearShiftState();
     pendingCornerStart = pendingCornerEnd = Range(kNoIndex, kNoIndex, RangeIndexType::Model);
     selection.clear();
@@ -654,10 +609,10 @@ void TableModel::clearSelection(const Range& keep)
     finishSelectionChange(true);
 }
 
-bool TableModel::isRowSelected(int row) const
-{
+bool TableModel::isRowSelected(int row) const {
     for (const Range& range : selection) {
-        const bool allCols = range.col == 0 && range.endCol == Range::EndOfTable && range.excludedCols.empty();
+        const bool allCols =
+            range.col == 0 && range.endCol == Range::EndOfTable && range.excludedCols.empty();
         if (range.type == RangeType::Row && range.row == row && allCols)
             return true;
         if (range.type == RangeType::Table && allCols && row >= range.row && row <= range.endRow &&
@@ -669,10 +624,10 @@ bool TableModel::isRowSelected(int row) const
     return false;
 }
 
-bool TableModel::isColSelected(int col) const
-{
+bool TableModel::isColSelected(int col) const {
     for (const Range& range : selection) {
-        const bool allRows = range.row == 0 && range.endRow == Range::EndOfTable && range.excludedRows.empty();
+        const bool allRows =
+            range.row == 0 && range.endRow == Range::EndOfTable && range.excludedRows.empty();
         if (range.type == RangeType::Col && range.col == col && allRows)
             return true;
         if (range.type == RangeType::Table && allRows && col >= range.col && col <= range.endCol &&
@@ -684,8 +639,7 @@ bool TableModel::isColSelected(int col) const
     return false;
 }
 
-qint64 TableModel::numSelectedCells() const
-{
+qint64 TableModel::numSelectedCells() const {
     // Per member, within the data; members that overlap count their overlap twice.
     auto countIn = [](const std::vector<int>& list, int from, int to) {
         return static_cast<qint64>(
@@ -700,15 +654,17 @@ qint64 TableModel::numSelectedCells() const
             ++total;
             break;
         case RangeType::Row:
-            total += std::max<qint64>(0, lastCol - range.col + 1) - countIn(range.excludedCols, range.col, lastCol);
+            total += std::max<qint64>(0, qint64(lastCol) - range.col + 1) -
+                     countIn(range.excludedCols, range.col, lastCol);
             break;
         case RangeType::Col:
-            total += std::max<qint64>(0, lastRow - range.row + 1) - countIn(range.excludedRows, range.row, lastRow);
+            total += std::max<qint64>(0, qint64(lastRow) - range.row + 1) -
+                     countIn(range.excludedRows, range.row, lastRow);
             break;
         case RangeType::Table: {
-            const qint64 rows = std::max<qint64>(0, lastRow - range.row + 1) -
+            const qint64 rows = std::max<qint64>(0, qint64(lastRow) - range.row + 1) -
                                 countIn(range.excludedRows, range.row, lastRow);
-            const qint64 cols = std::max<qint64>(0, lastCol - range.col + 1) -
+            const qint64 cols = std::max<qint64>(0, qint64(lastCol) - range.col + 1) -
                                 countIn(range.excludedCols, range.col, lastCol);
             total += std::max<qint64>(0, rows * cols - static_cast<qint64>(range.excludedCells.size()));
             break;
@@ -720,8 +676,7 @@ qint64 TableModel::numSelectedCells() const
     return total;
 }
 
-std::vector<std::pair<int, int>> TableModel::getSelectionIndexes() const
-{
+std::vector<std::pair<int, int>> TableModel::getSelectionIndexes() const {
     std::vector<Range> cells;
     expandToCells(cells, selection);
     std::vector<std::pair<int, int>> out;
@@ -731,12 +686,15 @@ std::vector<std::pair<int, int>> TableModel::getSelectionIndexes() const
     return out;
 }
 
-void TableModel::invertSelectionByRowsHeaderExcluded() { invertSelection(true); }
+void TableModel::invertSelectionByRowsHeaderExcluded() {
+    invertSelection(true);
+}
 
-void TableModel::invertSelectionByColumnsHeaderExcluded() { invertSelection(false); }
+void TableModel::invertSelectionByColumnsHeaderExcluded() {
+    invertSelection(false);
+}
 
-void TableModel::invertSelection(bool byRows)
-{
+void TableModel::invertSelection(bool byRows) {
     std::vector<int> selected;
     if (byRows)
         getOrderedSetOfSelectedRows(selected);
@@ -756,12 +714,15 @@ void TableModel::invertSelection(bool byRows)
     setSelection(inverted, true);
 }
 
-void TableModel::getOrderedSetOfSelectedRows(std::vector<int>& out) const { getOrderedSetOfRows(out, selection); }
+void TableModel::getOrderedSetOfSelectedRows(std::vector<int>& out) const {
+    getOrderedSetOfRows(out, selection);
+}
 
-void TableModel::getOrderedSetOfSelectedCols(std::vector<int>& out) const { getOrderedSetOfCols(out, selection); }
+void TableModel::getOrderedSetOfSelectedCols(std::vector<int>& out) const {
+    getOrderedSetOfCols(out, selection);
+}
 
-void TableModel::getOrderedSetOfRows(std::vector<int>& out, const RangeVector& ranges) const
-{
+void TableModel::getOrderedSetOfRows(std::vector<int>& out, const RangeVector& ranges) const {
     std::vector<int> rows;
     const int lastDataRow = tableData.numModelRows() - 1;
     for (const Range& range : ranges) {
@@ -779,8 +740,7 @@ void TableModel::getOrderedSetOfRows(std::vector<int>& out, const RangeVector& r
     RangeVector::getOrderedSet(out, rows);
 }
 
-void TableModel::getOrderedSetOfCols(std::vector<int>& out, const RangeVector& ranges) const
-{
+void TableModel::getOrderedSetOfCols(std::vector<int>& out, const RangeVector& ranges) const {
     std::vector<int> cols;
     const int lastDataCol = tableData.numModelCols() - 1;
     for (const Range& range : ranges) {

@@ -1,7 +1,6 @@
 #include "table/tablemodelworker.h"
 
-bool TableModelWorker::reportProgress(qint64 done, qint64 total)
-{
+bool TableModelWorker::reportProgress(qint64 done, qint64 total) {
     // Cancel is read only when a report is due: a scan checks per row, the mutex per 101 ms.
     if (!readyForUpdate())
         return true;
@@ -9,8 +8,7 @@ bool TableModelWorker::reportProgress(qint64 done, qint64 total)
     return updateProgress(fraction > 1.0f ? 1.0f : fraction);
 }
 
-void TableModelWorker::run()
-{
+void TableModelWorker::run() {
     initiateProgressUpdate();
     const bool ok = job ? job(*this) : false;
     job = nullptr;

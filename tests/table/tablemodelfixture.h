@@ -18,11 +18,16 @@ namespace Fixture {
 
 constexpr int End = Range::EndOfTable;
 
-inline Range cell(int row, int col, RangeIndexType type = RangeIndexType::Model) { return Range(row, col, type); }
-inline Range rowRange(int row) { return Range(row, RangeType::Row, RangeIndexType::Model); }
-inline Range colRange(int col) { return Range(col, RangeType::Col, RangeIndexType::Model); }
-inline Range table(int row, int col, int endRow = End, int endCol = End)
-{
+inline Range cell(int row, int col, RangeIndexType type = RangeIndexType::Model) {
+    return Range(row, col, type);
+}
+inline Range rowRange(int row) {
+    return Range(row, RangeType::Row, RangeIndexType::Model);
+}
+inline Range colRange(int col) {
+    return Range(col, RangeType::Col, RangeIndexType::Model);
+}
+inline Range table(int row, int col, int endRow = End, int endCol = End) {
     Range r(RangeType::Table, RangeIndexType::Model);
     r.row = row;
     r.col = col;
@@ -32,8 +37,7 @@ inline Range table(int row, int col, int endRow = End, int endCol = End)
 }
 
 // A grid of `rows` by `cols` whose cell text is "r<row>c<col>", or given lines of CSV.
-inline QStringList gridLines(int rows, int cols)
-{
+inline QStringList gridLines(int rows, int cols) {
     QStringList lines;
     for (int r = 0; r < rows; ++r) {
         QStringList cells;
@@ -53,8 +57,7 @@ struct LoadedModel {
 };
 
 inline LoadedModel load(const QStringList& lines, TableData::DataContainerType type = TableData::Editable,
-                        bool threaded = false)
-{
+                        bool threaded = false) {
     LoadedModel loaded;
     loaded.dir = std::make_unique<QTemporaryDir>();
     const QString path = loaded.dir->filePath(QStringLiteral("table.csv"));
@@ -69,8 +72,7 @@ inline LoadedModel load(const QStringList& lines, TableData::DataContainerType t
     return loaded;
 }
 
-inline QString text(const TableModel& model, int row, int col, int role = Qt::DisplayRole)
-{
+inline QString text(const TableModel& model, int row, int col, int role = Qt::DisplayRole) {
     return model.data(model.index(row, col), role).toString();
 }
 

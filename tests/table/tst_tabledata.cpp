@@ -1,3 +1,4 @@
+#include "storage/readonlydatacontainer.h"
 #include "table/tabledata.h"
 
 #include "storage/abstractdatacontainer.h"
@@ -971,6 +972,7 @@ void TestTableData::setDataContainerTypeReloads() {
     QVERIFY(table.isLoading());
     QVERIFY(finished.wait(10000));
     QCOMPARE(table.getDataContainerType(), TableData::ReadOnly);
+    QVERIFY(qobject_cast<ReadOnlyDataContainer*>(table.getDataContainer()));
     QCOMPARE(table.getValueRaw(0, 0).toString(), QStringLiteral("1")); // read anew from the file
     QCOMPARE(table.getValueRaw(1, 1).toString(), QStringLiteral("4"));
     QCOMPARE(table.getDelimiter(), ';');

@@ -1,16 +1,17 @@
 #include "tablemodelfixture.h"
 
+#include "preferences/settings.h"
 #include "preferences/theme.h"
 #include "table/tablemodel.h"
 #include "table/tablemodelworker.h"
 
 #include <QAbstractItemModelTester>
+#include <QMutex>
 #include <QRandomGenerator>
 #include <QSignalSpy>
-#include <QMutex>
 #include <QStandardPaths>
-#include <QThread>
 #include <QTest>
+#include <QThread>
 
 #include <algorithm>
 #include <climits>
@@ -38,6 +39,7 @@ private slots:
     void backgroundPriority();
     void lineHighlightBlend();
     void fontRole();
+    void findPreviewShowsReplacedText();
     void conversions_data();
     void conversions();
     void rangeConversionsKeepTheirKind();
@@ -45,6 +47,7 @@ private slots:
     void labels_data();
     void labels();
     void headerRowsFollowConcealment();
+    void settingsApply();
     void populateRoundTrip();
     void populateModelGrowsTheGrid();
     void cellArraysHonourExclusions();
@@ -63,8 +66,7 @@ private slots:
 };
 
 // Changes rows and columns every way the model allows while the tester watches every signal.
-void TestTableModel::modelTesterThroughStructuralChanges()
-{
+void TestTableModel::modelTesterThroughStructuralChanges() {
     LoadedModel m = load(gridLines(20, 5));
     m->setMinNumTableRows(10);
     m->setNumBufferRows(2);
@@ -106,19 +108,26 @@ void TestTableModel::modelTesterThroughStructuralChanges()
     QCOMPARE(m->rowCount(), m->rowCountModel() + 2);
     m->getTableData().concealRawRows({1, 2, 3});
     QCOMPARE(m->rowCount(), m->rowCountModel() + 2);
+    // With rows concealed, structural changes work on what the user sees.
+    const QString below = text(*m, 1, 0);
+    QVERIFY(m->removeRows(0, 1));
+    QCOMPARE(text(*m, 0, 0), below);
+    QCOMPARE(m->getTableData().numConcealedRows(), 3);
+    QVERIFY(m->insertRows(1, 2));
+    QCOMPARE(text(*m, 1, 0), QString());
+    QCOMPARE(text(*m, 3, 0), m->getTableData().getValueRaw(m->getRawFromModelRow(3), 0).toString());
+    QCOMPARE(m->rowCount(), m->rowCountModel() + 2);
     QVERIFY(!m->removeRows(-1, 2));
     QVERIFY(!m->insertRows(m->rowCount() + 1, 1));
 }
 
-void TestTableModel::flagsAreEditableNotSelectable()
-{
+void TestTableModel::flagsAreEditableNotSelectable() {
     LoadedModel m = load(gridLines(2, 2));
     QCOMPARE(int(m->flags(m->index(0, 0))), 34);
     QCOMPARE(int(m->flags(QModelIndex())), 0);
 }
 
-void TestTableModel::sizeRule_data()
-{
+void TestTableModel::sizeRule_data() {
     QTest::addColumn<int>("dataRows");
     QTest::addColumn<bool>("readOnly");
     QTest::addColumn<int>("minRows");
@@ -130,13 +139,13 @@ void TestTableModel::sizeRule_data()
     QTest::newRow("empty table shows the minimum") << 0 << false << 100 << 5 << QList<int>{} << 0 << 100;
     QTest::newRow("98 rows show 103") << 98 << false << 100 << 5 << QList<int>{} << 0 << 103;
     QTest::newRow("read-only: no buffer, no minimum") << 98 << true << 100 << 5 << QList<int>{} << 0 << 98;
-    QTest::newRow("selection far out, two concealed") << 50 << false << 10 << 5 << QList<int>{3, 7} << 200 << 204;
+    QTest::newRow("selection far out, two concealed")
+        << 50 << false << 10 << 5 << QList<int>{3, 7} << 200 << 204;
     QTest::newRow("selection inside the data") << 50 << false << 10 << 5 << QList<int>{3, 7} << 20 << 53;
     QTest::newRow("read-only ignores the selection") << 50 << true << 10 << 5 << QList<int>{} << 200 << 50;
 }
 
-void TestTableModel::sizeRule()
-{
+void TestTableModel::sizeRule() {
     QFETCH(int, dataRows);
     QFETCH(bool, readOnly);
     QFETCH(int, minRows);
@@ -156,8 +165,7 @@ void TestTableModel::sizeRule()
     QCOMPARE(m->isReadOnly(), readOnly);
 }
 
-void TestTableModel::mainCellClampIsAsymmetric()
-{
+void TestTableModel::mainCellClampIsAsymmetric() {
     // 5 by 5 with one row and one column concealed: the grid is 4 by 4 without buffers.
     // The clamp runs when the grid changes size: concealing after the selection shrinks it.
     LoadedModel m = load(gridLines(5, 5));
@@ -186,8 +194,7 @@ void TestTableModel::mainCellClampIsAsymmetric()
     QCOMPARE(big->getSelection().front().row, 99);
 }
 
-void TestTableModel::removeExtraneousRowsShrinksBack()
-{
+void TestTableModel::removeExtraneousRowsShrinksBack() {
     LoadedModel m = load(gridLines(10, 3));
     m->setNumBufferRows(2);
     m->setMinNumTableRows(5);
@@ -211,8 +218,7 @@ void TestTableModel::removeExtraneousRowsShrinksBack()
     QCOMPARE(m->columnCount(), 3);
 }
 
-void TestTableModel::displayCut_data()
-{
+void TestTableModel::displayCut_data() {
     QTest::addColumn<int>("length");
     QTest::addColumn<int>("shown");
     QTest::newRow("short") << 10 << 10;
@@ -221,8 +227,7 @@ void TestTableModel::displayCut_data()
     QTest::newRow("5000") << 5000 << 4096;
 }
 
-void TestTableModel::displayCut()
-{
+void TestTableModel::displayCut() {
     QFETCH(int, length);
     QFETCH(int, shown);
     LoadedModel m = load(gridLines(2, 2));
@@ -241,8 +246,7 @@ void TestTableModel::displayCut()
     QCOMPARE(text(*m, 1, 1, Qt::EditRole), longText);
 }
 
-void TestTableModel::setDataWritesAndGrows()
-{
+void TestTableModel::setDataWritesAndGrows() {
     LoadedModel m = load(gridLines(3, 3));
     m->setNumBufferRows(3);
     m->getTableData().concealRawRows({1});
@@ -262,8 +266,7 @@ void TestTableModel::setDataWritesAndGrows()
     QCOMPARE(text(*ro, 0, 0), QStringLiteral("r0c0"));
 }
 
-void TestTableModel::backgroundPriority_data()
-{
+void TestTableModel::backgroundPriority_data() {
     QTest::addColumn<QString>("setup");
     QTest::addColumn<int>("row");
     QTest::addColumn<int>("col");
@@ -294,8 +297,7 @@ void TestTableModel::backgroundPriority_data()
     QTest::newRow("shaded highlight") << "shade" << 7 << 3 << t.HighlightedCellShade2Color;
 }
 
-void TestTableModel::backgroundPriority()
-{
+void TestTableModel::backgroundPriority() {
     QFETCH(QString, setup);
     QFETCH(int, row);
     QFETCH(int, col);
@@ -349,8 +351,7 @@ void TestTableModel::backgroundPriority()
     QCOMPARE(background.value<QBrush>().color(), expected);
 }
 
-void TestTableModel::lineHighlightBlend()
-{
+void TestTableModel::lineHighlightBlend() {
     LoadedModel m = load(gridLines(6, 6));
     m->setHighlightMainCellRow(true);
     Range main = cell(3, 2);
@@ -359,10 +360,13 @@ void TestTableModel::lineHighlightBlend()
     auto blend = [&t](const QColor& base) {
         const float a = t.mixFactor;
         const QColor& line = t.HighlightedLineColor;
-        return QColor(int((1 - a) * base.red() + a * line.red()), int((1 - a) * base.green() + a * line.green()),
+        return QColor(int((1 - a) * base.red() + a * line.red()),
+                      int((1 - a) * base.green() + a * line.green()),
                       int((1 - a) * base.blue() + a * line.blue()));
     };
-    auto colour = [&m](int r, int c) { return m->data(m->index(r, c), Qt::BackgroundRole).value<QBrush>().color(); };
+    auto colour = [&m](int r, int c) {
+        return m->data(m->index(r, c), Qt::BackgroundRole).value<QBrush>().color();
+    };
     QCOMPARE(colour(3, 5), blend(t.CellColor));
     QCOMPARE(colour(3, 5), QColor(0x4e, 0x1b, 0x1b));
     QCOMPARE(colour(2, 2), t.CellColor); // column highlight off
@@ -374,8 +378,7 @@ void TestTableModel::lineHighlightBlend()
     QCOMPARE(colour(3, 5), t.CellColor);
 }
 
-void TestTableModel::fontRole()
-{
+void TestTableModel::fontRole() {
     LoadedModel m = load(gridLines(4, 4));
     m->setNumberOfHeaderCols(1);
     const QFont header = m->data(m->index(0, 2), Qt::FontRole).value<QFont>();
@@ -389,8 +392,34 @@ void TestTableModel::fontRole()
     QVERIFY(!m->data(m->index(0, 0), Qt::DecorationRole).isValid());
 }
 
-void TestTableModel::conversions_data()
-{
+void TestTableModel::findPreviewShowsReplacedText() {
+    LoadedModel m = load(gridLines(5, 5));
+    m->getTableData().concealRawRows({0});
+    Range replaced(2, 3, RangeIndexType::Raw); // model (1, 3)
+    replaced.value = QStringLiteral("after");
+    m->setFindReplacePreview(RangeVector{replaced});
+    FindReplaceQuery query;
+    query.previewReplace = true;
+    // Without a live query the data shows.
+    QCOMPARE(text(*m, 1, 3), QStringLiteral("r2c3"));
+    m->setFindReplaceQuery(query);
+    QCOMPARE(text(*m, 1, 3), QStringLiteral("after"));
+    QCOMPARE(text(*m, 1, 3, Qt::EditRole), QStringLiteral("after"));
+    QCOMPARE(m->data(m->index(1, 3), Qt::ForegroundRole).value<QBrush>().color(),
+             Theme::darkTheme().HighlightedCellTextColor);
+    QCOMPARE(m->data(m->index(1, 2), Qt::ForegroundRole).value<QBrush>().color(),
+             Theme::darkTheme().TextColor);
+    query.previewReplace = false;
+    m->setFindReplaceQuery(query);
+    QCOMPARE(text(*m, 1, 3), QStringLiteral("r2c3"));
+    query.previewReplace = true;
+    m->setFindReplaceQuery(query);
+    m->onFindReplaceClosed();
+    QVERIFY(!m->getHasFindReplaceQuery());
+    QCOMPARE(text(*m, 1, 3), QStringLiteral("r2c3"));
+}
+
+void TestTableModel::conversions_data() {
     QTest::addColumn<int>("from");
     QTest::addColumn<int>("to");
     QTest::addColumn<int>("value");
@@ -411,8 +440,7 @@ void TestTableModel::conversions_data()
     QTest::newRow("negative model") << model << raw << -3 << -1;
 }
 
-void TestTableModel::conversions()
-{
+void TestTableModel::conversions() {
     QFETCH(int, from);
     QFETCH(int, to);
     QFETCH(int, value);
@@ -426,11 +454,11 @@ void TestTableModel::conversions()
     const auto t = static_cast<RangeIndexType>(to);
     QCOMPARE(m->convertRowIndexType(value, t, f), expected);
     QCOMPARE(m->convertColIndexType(value, t, f), expected);
-    QCOMPARE(m->convertRowIndexType(std::vector<int>{value, value}, t, f), (std::vector<int>{expected, expected}));
+    QCOMPARE(m->convertRowIndexType(std::vector<int>{value, value}, t, f),
+             (std::vector<int>{expected, expected}));
 }
 
-void TestTableModel::rangeConversionsKeepTheirKind()
-{
+void TestTableModel::rangeConversionsKeepTheirKind() {
     LoadedModel m = load(gridLines(10, 10));
     m->getTableData().concealRawRows({1, 2});
     m->getTableData().concealRawCols({0});
@@ -479,8 +507,7 @@ void TestTableModel::rangeConversionsKeepTheirKind()
 }
 
 // Model to raw and back over random concealment, against a list of the visible raw rows.
-void TestTableModel::mappingAgainstBruteForce()
-{
+void TestTableModel::mappingAgainstBruteForce() {
     QRandomGenerator rng(42);
     LoadedModel m = load(gridLines(300, 2));
     for (int round = 0; round < 5; ++round) {
@@ -509,8 +536,7 @@ void TestTableModel::mappingAgainstBruteForce()
     }
 }
 
-void TestTableModel::labels_data()
-{
+void TestTableModel::labels_data() {
     QTest::addColumn<bool>("letters");
     QTest::addColumn<int>("firstIndex");
     QTest::addColumn<int>("sortType");
@@ -534,8 +560,7 @@ void TestTableModel::labels_data()
     QTest::newRow("column descending") << false << 0 << 1 << 0 << Qt::Horizontal << 0 << QString("0" + down);
 }
 
-void TestTableModel::labels()
-{
+void TestTableModel::labels() {
     QFETCH(bool, letters);
     QFETCH(int, firstIndex);
     QFETCH(int, sortType);
@@ -566,8 +591,7 @@ void TestTableModel::labels()
     QVERIFY(!m->headerData(section, orientation, Qt::BackgroundRole).isValid());
 }
 
-void TestTableModel::headerRowsFollowConcealment()
-{
+void TestTableModel::headerRowsFollowConcealment() {
     LoadedModel m = load(gridLines(10, 2));
     m->getTableData().concealRawRows({1});
     m->setNumberOfHeaderRows(2); // model rows 0 and 1 are raw 0 and 2
@@ -582,8 +606,27 @@ void TestTableModel::headerRowsFollowConcealment()
     QCOMPARE(m->getNumVisibleHeaderRows(), 0);
 }
 
-void TestTableModel::populateRoundTrip()
-{
+void TestTableModel::settingsApply() {
+    LoadedModel m = load(gridLines(60, 3));
+    Settings settings;
+    settings.setValue(FirstRowIndex, 1);
+    settings.setValue(RepresentColumnsAsLetters, true);
+    settings.setValue(HeaderRows, 2);
+    settings.setValue(ShadeEveryOtherRow, true);
+    m->applySettings(settings);
+    settings.clear();
+    // Defaults: at least 50 by 50, two buffer rows and columns.
+    QCOMPARE(m->rowCount(), 62);
+    QCOMPARE(m->columnCount(), 50);
+    QCOMPARE(m->headerData(0, Qt::Vertical).toString(), QStringLiteral("1"));
+    QCOMPARE(m->headerData(1, Qt::Horizontal).toString(), QStringLiteral("B"));
+    QCOMPARE(m->getNumHeaderRows(), 2);
+    QCOMPARE(m->data(m->index(3, 1), Qt::BackgroundRole).value<QBrush>().color(),
+             Theme::darkTheme().CellShade1Color);
+    QCOMPARE(m->getFont().pointSize(), 12);
+}
+
+void TestTableModel::populateRoundTrip() {
     LoadedModel m = load(gridLines(6, 6));
     m->getTableData().concealRawRows({2});
     Range block = table(1, 1, 3, 2);
@@ -633,12 +676,12 @@ void TestTableModel::populateRoundTrip()
     QCOMPARE(text(*m, 0, 0), QStringLiteral("new"));
 }
 
-void TestTableModel::populateModelGrowsTheGrid()
-{
+void TestTableModel::populateModelGrowsTheGrid() {
     LoadedModel m = load(gridLines(3, 3));
     QAbstractItemModelTester tester(m.model.get(), QAbstractItemModelTester::FailureReportingMode::QtTest);
     Range paste = table(5, 5);
-    paste.tableValues = {{QStringLiteral("a"), QStringLiteral("b")}, {QStringLiteral("c"), QStringLiteral("d")}};
+    paste.tableValues = {{QStringLiteral("a"), QStringLiteral("b")},
+                         {QStringLiteral("c"), QStringLiteral("d")}};
     m->populateModel(paste, false);
     QCOMPARE(m->rowCountModel(), 7);
     QCOMPARE(m->columnCountModel(), 7);
@@ -646,8 +689,7 @@ void TestTableModel::populateModelGrowsTheGrid()
     QCOMPARE(text(*m, 6, 6), QStringLiteral("d"));
 }
 
-void TestTableModel::cellArraysHonourExclusions()
-{
+void TestTableModel::cellArraysHonourExclusions() {
     LoadedModel m = load(gridLines(4, 4));
     Range block = table(1, 1, 2, 3);
     block.excludedCols = {2};
@@ -667,7 +709,7 @@ void TestTableModel::cellArraysHonourExclusions()
 
     std::vector<RangeVector> byCols;
     m->getCellArrayByCols(byCols, ranges, true, true);
-    QCOMPARE(byCols.size(), std::size_t(3)); // columns 1, 2, 3
+    QCOMPARE(byCols.size(), std::size_t(3));    // columns 1, 2, 3
     QCOMPARE(byCols[0].size(), std::size_t(3)); // rows 1, 2, 3
     QCOMPARE(byCols[0][2].oldValue.toString(), QStringLiteral("r3c1"));
     QVERIFY(!byCols[0][2].value.isValid());
@@ -688,8 +730,7 @@ void TestTableModel::cellArraysHonourExclusions()
     QCOMPARE(runs.front().size(), std::size_t(3)); // column 1, rows 1 to 3
 }
 
-void TestTableModel::rangeShapes()
-{
+void TestTableModel::rangeShapes() {
     LoadedModel m = load(gridLines(8, 8));
     const RangeVector a{cell(1, 1), cell(1, 2), cell(2, 1)};
     const RangeVector b{cell(5, 3), cell(4, 4), cell(4, 3)};
@@ -704,8 +745,7 @@ void TestTableModel::rangeShapes()
     QCOMPARE(relative[2].col, 0);
 }
 
-void TestTableModel::parseIntoMaps()
-{
+void TestTableModel::parseIntoMaps() {
     LoadedModel m = load({"key,value,other", "a,1,x", ",2,y", "b,3,z", "a,4,w"});
     const auto map = m->parseIntoMapStringString(0, 1, 0, true);
     QCOMPARE(map.size(), std::size_t(2));
@@ -719,8 +759,7 @@ void TestTableModel::parseIntoMaps()
     QCOMPARE(vectors.at(QStringLiteral("b")), (std::vector<QString>{"z", "3", ""}));
 }
 
-void TestTableModel::writeFromMapsAndCellDataVec()
-{
+void TestTableModel::writeFromMapsAndCellDataVec() {
     LoadedModel m = load({"key,value", "a,1", "b,2"});
     const std::map<QString, std::vector<QString>> values{{"b", {"20", "x"}}, {"c", {"30"}}};
     const RangeVector cells = m->cellDataVecFromMapStringStringVector(values, 0, 1, 0, false);
@@ -742,8 +781,7 @@ void TestTableModel::writeFromMapsAndCellDataVec()
     QCOMPARE(text(*m, 2, 1), QStringLiteral("22"));
 }
 
-void TestTableModel::headerRowInformation()
-{
+void TestTableModel::headerRowInformation() {
     LoadedModel m = load({"title,,", "Name,Value,Extra", "Name,x,Value"});
     int headerRow = -1;
     std::vector<int> cols;
@@ -754,8 +792,7 @@ void TestTableModel::headerRowInformation()
     QVERIFY(!m->getHeaderRowInformation({"Extra"}, headerRow, cols, 100, 2));
 }
 
-void TestTableModel::columnLabels()
-{
+void TestTableModel::columnLabels() {
     LoadedModel m = load({"Name,Value,Extra", "a,1,x"});
     std::vector<QString> labels;
     m->getAllColumnLabels(labels);
@@ -778,8 +815,7 @@ void TestTableModel::columnLabels()
     QCOMPARE(labels, (std::vector<QString>{"1", "3"}));
 }
 
-void TestTableModel::columnFieldTypes()
-{
+void TestTableModel::columnFieldTypes() {
     LoadedModel m = load({"h,h,h,h", "1,2020-01-02 10:11:12,1,", "2.5,x,2020-13-01 10:11:12,"});
     QCOMPARE(m->evaluateColumnFieldTypes(0), 1);
     QCOMPARE(m->evaluateColumnFieldTypes(1), 2 | 4);
@@ -788,8 +824,7 @@ void TestTableModel::columnFieldTypes()
     QCOMPARE(m->evaluateColumnFieldTypes(9), 0);
 }
 
-void TestTableModel::columnAllNumbers_data()
-{
+void TestTableModel::columnAllNumbers_data() {
     QTest::addColumn<QStringList>("cells");
     QTest::addColumn<bool>("expected");
     QTest::newRow("integers") << QStringList{"1", "-2", "+3"} << true;
@@ -800,8 +835,7 @@ void TestTableModel::columnAllNumbers_data()
     QTest::newRow("trailing text") << QStringList{"1", "2x"} << false;
 }
 
-void TestTableModel::columnAllNumbers()
-{
+void TestTableModel::columnAllNumbers() {
     QFETCH(QStringList, cells);
     QFETCH(bool, expected);
     QStringList lines{"header"};
@@ -813,8 +847,7 @@ void TestTableModel::columnAllNumbers()
 }
 
 // Duplicate rows found on the worker thread, against a set of the rows seen so far.
-void TestTableModel::duplicateRowsAgainstBruteForce()
-{
+void TestTableModel::duplicateRowsAgainstBruteForce() {
     QRandomGenerator rng(7);
     QStringList lines{"a,b,c"};
     for (int i = 0; i < 400; ++i)
@@ -842,8 +875,7 @@ void TestTableModel::duplicateRowsAgainstBruteForce()
     QCOMPARE(m->getEdgeIndexesOfSortedColumn(0, true), m->getEdgeIndexesOfSortedColumns({0}, false));
 }
 
-void TestTableModel::removeDuplicateRowsAndSubset()
-{
+void TestTableModel::removeDuplicateRowsAndSubset() {
     LoadedModel m = load({"k,v,w", "a,1,p", "b,2,q", "a,3,r", "c,4,s", "b,5,t", "a,6,u"});
     std::unique_ptr<TableModel> subset(m->getModelWithColModelSubset({0, 2}));
     QVERIFY(subset);
@@ -855,14 +887,14 @@ void TestTableModel::removeDuplicateRowsAndSubset()
     QCOMPARE(subset->rowCountModel(), 4);
     QStringList keys;
     for (int row = 1; row < 4; ++row)
-        keys << subset->getTableData().getValueModel(row, 0).toString() + subset->getTableData().getValueModel(row, 1).toString();
+        keys << subset->getTableData().getValueModel(row, 0).toString() +
+                    subset->getTableData().getValueModel(row, 1).toString();
     QCOMPARE(keys, (QStringList{"ap", "bq", "cs"}));
     // The source is untouched.
     QCOMPARE(m->rowCountModel(), 7);
 }
 
-void TestTableModel::workerCancelStopsAScan()
-{
+void TestTableModel::workerCancelStopsAScan() {
     auto cancel = std::make_shared<bool>(false);
     auto mutex = std::make_shared<QMutex>();
     TableModelWorker worker(cancel, mutex);
@@ -890,14 +922,15 @@ void TestTableModel::workerCancelStopsAScan()
 
     // Through the model: a scan run on the worker thread after a cancel starts afresh.
     LoadedModel m = load(gridLines(50, 2));
+    QVERIFY(m->getWorker());
+    QCOMPARE(m->getWorker()->thread(), QThread::currentThread()); // no thread before the first scan
     m->cancelWorker();
     QCOMPARE(m->getEdgeIndexesOfSortedColumns({0}, true).size(), std::size_t(0));
     QVERIFY(m->getWorker());
     QVERIFY(m->getWorker()->thread() != QThread::currentThread());
 }
 
-void TestTableModel::threadedLoadSelectsFirstCell()
-{
+void TestTableModel::threadedLoadSelectsFirstCell() {
     QTemporaryDir dir;
     const QString path = dir.filePath(QStringLiteral("t.csv"));
     QFile file(path);

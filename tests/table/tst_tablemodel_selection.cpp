@@ -2,10 +2,12 @@
 
 #include "table/tablemodel.h"
 
+#include <QRandomGenerator>
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTest>
 
+#include <algorithm>
 #include <stdexcept>
 
 using namespace Fixture;
@@ -15,8 +17,7 @@ Q_DECLARE_METATYPE(RangeVector)
 namespace {
 
 // "C r,c" / "R r" / "K c" / "T r,c" with a trailing "*" for the main flag.
-QString describe(const Range& r)
-{
+QString describe(const Range& r) {
     QString s;
     switch (r.type) {
     case RangeType::Cell:
@@ -38,8 +39,7 @@ QString describe(const Range& r)
     return r.isMainCell ? s + QLatin1Char('*') : s;
 }
 
-QStringList describe(const RangeVector& ranges)
-{
+QStringList describe(const RangeVector& ranges) {
     QStringList out;
     for (const Range& r : ranges)
         out << describe(r);
@@ -47,8 +47,7 @@ QStringList describe(const RangeVector& ranges)
 }
 
 // A column of data with gaps: rows 0-3 and 7-9 hold values, 4-6 and 10-11 are empty.
-QStringList gappedColumn()
-{
+QStringList gappedColumn() {
     return {"a,x", "b,x", "c,x", "d,x", ",x", ",x", ",x", "e,x", "f,x", "g,x", ",x", ",x"};
 }
 
@@ -64,9 +63,11 @@ private slots:
     void sanitizeOrdersAndDropsDuplicates();
     void mainCellFlagsInLineAndTableMembers();
     void sanitizeThrowsWithoutMainCell();
+    void emptyTablesNeverThrow();
     void sanitizeTidiesExcludedCells();
     void onlyTheFirstMainFlagCounts();
     void exclusions();
+    void membershipAgainstBruteForce();
     void removingTheMainCellMovesIt();
     void shiftExtensionReturnsExactly();
     void shiftExtensionAcrossAxes();
@@ -83,8 +84,7 @@ private slots:
     void signalsOnChange();
 };
 
-void TestTableModelSelection::sanitizeOrdersAndDropsDuplicates_data()
-{
+void TestTableModelSelection::sanitizeOrdersAndDropsDuplicates_data() {
     QTest::addColumn<RangeVector>("input");
     QTest::addColumn<QStringList>("expected");
 
@@ -97,8 +97,7 @@ void TestTableModelSelection::sanitizeOrdersAndDropsDuplicates_data()
         << QStringList{"K0*", "R2*", "C2,0*"};
 }
 
-void TestTableModelSelection::sanitizeOrdersAndDropsDuplicates()
-{
+void TestTableModelSelection::sanitizeOrdersAndDropsDuplicates() {
     QFETCH(RangeVector, input);
     QFETCH(QStringList, expected);
     LoadedModel m = load(gridLines(6, 6));
@@ -109,8 +108,7 @@ void TestTableModelSelection::sanitizeOrdersAndDropsDuplicates()
     QCOMPARE(m->getSelection().numTableRows, -1);
 }
 
-void TestTableModelSelection::mainCellFlagsInLineAndTableMembers()
-{
+void TestTableModelSelection::mainCellFlagsInLineAndTableMembers() {
     LoadedModel m = load(gridLines(8, 8));
     Range main = cell(3, 4);
     Range block = table(2, 2, 5, 5);
@@ -140,8 +138,7 @@ void TestTableModelSelection::mainCellFlagsInLineAndTableMembers()
     QCOMPARE(m->getMainCell().col, 1);
 }
 
-void TestTableModelSelection::sanitizeThrowsWithoutMainCell()
-{
+void TestTableModelSelection::sanitizeThrowsWithoutMainCell() {
     TableModel model;
     bool thrown = false;
     try {
@@ -156,8 +153,30 @@ void TestTableModelSelection::sanitizeThrowsWithoutMainCell()
     QVERIFY(model.getSelection().empty());
 }
 
-void TestTableModelSelection::sanitizeTidiesExcludedCells()
-{
+void TestTableModelSelection::emptyTablesNeverThrow() {
+    TableModel fresh;
+    RangeVector none;
+    fresh.setSelection(none, true);
+    QVERIFY(fresh.getSelection().empty());
+    fresh.addCellToSelection(cell(2, 3));
+    QCOMPARE(fresh.getMainCell().row, 2);
+    QCOMPARE(fresh.getMainCell().col, 3);
+    QCOMPARE(describe(fresh.getSelection()), QStringList{"C2,3*"});
+
+    // An empty read-only file: a grid of nothing, and a main cell that stays a cell.
+    LoadedModel empty = load({}, TableData::ReadOnly);
+    QCOMPARE(empty->rowCount(), 0);
+    QCOMPARE(empty->columnCount(), 0);
+    QVERIFY(empty->getMainCell().row >= 0 && empty->getMainCell().col >= 0);
+    empty->addCellToSelection(cell(0, 0));
+    empty->removeCellFromSelection(0, 0);
+    QVERIFY(!empty->moveSelectionVertically(Direction::Down, false));
+    QVERIFY(empty->selectUpOrDown(Direction::Down, false, true));
+    empty->moveSelectionRelative(3, 3);
+    QCOMPARE(empty->data(empty->index(0, 0)).isValid(), false);
+}
+
+void TestTableModelSelection::sanitizeTidiesExcludedCells() {
     LoadedModel m = load(gridLines(8, 8));
     Range block = table(1, 1, 4, 4);
     block.excludedRows = {2};
@@ -175,8 +194,7 @@ void TestTableModelSelection::sanitizeTidiesExcludedCells()
     QVERIFY(!m->cellInSelection(5, 1));
 }
 
-void TestTableModelSelection::onlyTheFirstMainFlagCounts()
-{
+void TestTableModelSelection::onlyTheFirstMainFlagCounts() {
     LoadedModel m = load(gridLines(8, 8));
     RangeVector ranges{cell(5, 5), cell(1, 1), cell(3, 3)};
     ranges[0].isMainCell = true;
@@ -186,8 +204,7 @@ void TestTableModelSelection::onlyTheFirstMainFlagCounts()
     QCOMPARE(describe(m->getSelection()), (QStringList{"C1,1", "C3,3", "C5,5*"}));
 }
 
-void TestTableModelSelection::exclusions()
-{
+void TestTableModelSelection::exclusions() {
     LoadedModel m = load(gridLines(8, 8));
     Range row = rowRange(1);
     Range col = colRange(6);
@@ -229,8 +246,74 @@ void TestTableModelSelection::exclusions()
     QCOMPARE(m->numSelectedCells(), qint64(1 + 7 + 7 + 8));
 }
 
-void TestTableModelSelection::removingTheMainCellMovesIt()
-{
+// The indexed lookup that data() uses, against a plain reading of each member with its
+// exclusions, over random selections.
+void TestTableModelSelection::membershipAgainstBruteForce() {
+    QRandomGenerator rng(2024);
+    LoadedModel m = load(gridLines(30, 12));
+    auto in = [](const std::vector<int>& list, int v) {
+        return std::find(list.begin(), list.end(), v) != list.end();
+    };
+    auto holds = [&in](const Range& r, int row, int col) {
+        switch (r.type) {
+        case RangeType::Cell:
+            return r.row == row && r.col == col;
+        case RangeType::Row:
+            return r.row == row && col >= r.col && col <= r.endCol && !in(r.excludedCols, col);
+        case RangeType::Col:
+            return r.col == col && row >= r.row && row <= r.endRow && !in(r.excludedRows, row);
+        case RangeType::Table: {
+            const bool cellOut = std::find(r.excludedCells.begin(), r.excludedCells.end(),
+                                           std::make_pair(row, col)) != r.excludedCells.end();
+            return row >= r.row && row <= r.endRow && col >= r.col && col <= r.endCol &&
+                   !in(r.excludedRows, row) && !in(r.excludedCols, col) && !cellOut;
+        }
+        default:
+            return false;
+        }
+    };
+    for (int round = 0; round < 20; ++round) {
+        RangeVector ranges;
+        const int count = 1 + int(rng.bounded(25));
+        for (int i = 0; i < count; ++i) {
+            const int kind = int(rng.bounded(4));
+            Range r = cell(int(rng.bounded(30)), int(rng.bounded(12)));
+            if (kind == 1) {
+                r = rowRange(int(rng.bounded(30)));
+                r.col = int(rng.bounded(4));
+                if (rng.bounded(2))
+                    r.endCol = r.col + int(rng.bounded(6));
+            } else if (kind == 2) {
+                r = colRange(int(rng.bounded(12)));
+                r.row = int(rng.bounded(10));
+                if (rng.bounded(2))
+                    r.endRow = r.row + int(rng.bounded(12));
+            } else if (kind == 3) {
+                r = table(int(rng.bounded(25)), int(rng.bounded(10)));
+                r.endRow = r.row + int(rng.bounded(6));
+                r.endCol = r.col + int(rng.bounded(4));
+            }
+            for (int e = int(rng.bounded(3)); e > 0; --e) {
+                r.excludedRows.push_back(int(rng.bounded(30)));
+                r.excludedCols.push_back(int(rng.bounded(12)));
+                r.excludedCells.emplace_back(int(rng.bounded(30)), int(rng.bounded(12)));
+            }
+            ranges.push_back(r);
+        }
+        ranges.front().isMainCell = true;
+        m->setSelection(ranges, true);
+        const RangeVector& kept = m->getSelection();
+        for (int row = 0; row < 30; ++row) {
+            for (int col = 0; col < 12; ++col) {
+                const bool expected =
+                    std::any_of(kept.begin(), kept.end(), [&](const Range& r) { return holds(r, row, col); });
+                QCOMPARE(m->cellInSelection(row, col), expected);
+            }
+        }
+    }
+}
+
+void TestTableModelSelection::removingTheMainCellMovesIt() {
     LoadedModel m = load(gridLines(8, 8));
     RangeVector ranges{cell(0, 0), cell(2, 3), cell(4, 4)};
     ranges[1].isMainCell = true;
@@ -247,8 +330,7 @@ void TestTableModelSelection::removingTheMainCellMovesIt()
     QCOMPARE(describe(m->getSelection()), QStringList{"C3,3*"});
 }
 
-void TestTableModelSelection::shiftExtensionReturnsExactly()
-{
+void TestTableModelSelection::shiftExtensionReturnsExactly() {
     LoadedModel m = load(gridLines(20, 20));
     RangeVector start{cell(5, 5), cell(9, 2)};
     start.front().isMainCell = true;
@@ -287,8 +369,7 @@ void TestTableModelSelection::shiftExtensionReturnsExactly()
     QVERIFY(!m->selectLeftOrRight(Direction::Down, false, false));
 }
 
-void TestTableModelSelection::shiftExtensionAcrossAxes()
-{
+void TestTableModelSelection::shiftExtensionAcrossAxes() {
     LoadedModel m = load(gridLines(10, 10));
     Range start = cell(2, 2);
     m->setSelection(start);
@@ -308,8 +389,7 @@ void TestTableModelSelection::shiftExtensionAcrossAxes()
     QVERIFY(m->getShiftSelection().empty());
 }
 
-void TestTableModelSelection::shiftExtensionGrowsTheGrid()
-{
+void TestTableModelSelection::shiftExtensionGrowsTheGrid() {
     LoadedModel m = load(gridLines(3, 3));
     m->setNumBufferRows(1);
     Range last = cell(3, 0); // the buffer row
@@ -321,8 +401,7 @@ void TestTableModelSelection::shiftExtensionGrowsTheGrid()
     QCOMPARE(describe(m->getSelection()), (QStringList{"C3,0*", "C4,0", "C5,0"}));
 }
 
-void TestTableModelSelection::blockSteps_data()
-{
+void TestTableModelSelection::blockSteps_data() {
     QTest::addColumn<int>("row");
     QTest::addColumn<int>("direction");
     QTest::addColumn<int>("expected");
@@ -340,8 +419,7 @@ void TestTableModelSelection::blockSteps_data()
     QTest::newRow("trailing gap up") << 11 << up << 9;
 }
 
-void TestTableModelSelection::blockSteps()
-{
+void TestTableModelSelection::blockSteps() {
     QFETCH(int, row);
     QFETCH(int, direction);
     QFETCH(int, expected);
@@ -361,8 +439,7 @@ void TestTableModelSelection::blockSteps()
     }
 }
 
-void TestTableModelSelection::blockExtensionOverGaps()
-{
+void TestTableModelSelection::blockExtensionOverGaps() {
     LoadedModel m = load(gappedColumn());
     Range start = cell(1, 0);
     m->setSelection(start);
@@ -384,8 +461,7 @@ void TestTableModelSelection::blockExtensionOverGaps()
     QCOMPARE(describe(m->getSelection()), QStringList{"C1,0*"});
 }
 
-void TestTableModelSelection::ctrlOnlyGuard()
-{
+void TestTableModelSelection::ctrlOnlyGuard() {
     LoadedModel m = load(gridLines(10, 10));
     Range start = cell(5, 5);
     m->setSelection(start);
@@ -397,8 +473,7 @@ void TestTableModelSelection::ctrlOnlyGuard()
     QVERIFY(!m->selectLeftOrRight(Direction::Left, true, false));
 }
 
-void TestTableModelSelection::movesAtEdges()
-{
+void TestTableModelSelection::movesAtEdges() {
     LoadedModel m = load(gridLines(5, 5));
     Range corner = cell(0, 0);
     m->setSelection(corner);
@@ -423,8 +498,7 @@ void TestTableModelSelection::movesAtEdges()
     QCOMPARE(describe(m->getSelection()), QStringList{"C4,4*"});
 }
 
-void TestTableModelSelection::moveSelectionRelativeMovesEveryMember()
-{
+void TestTableModelSelection::moveSelectionRelativeMovesEveryMember() {
     LoadedModel m = load(gridLines(10, 10));
     Range block = table(2, 2, 3, 3);
     block.excludedCells = {{3, 3}};
@@ -450,8 +524,7 @@ void TestTableModelSelection::moveSelectionRelativeMovesEveryMember()
     QVERIFY(!m->cellInSelection(4, 5));
 }
 
-void TestTableModelSelection::selectionSize()
-{
+void TestTableModelSelection::selectionSize() {
     LoadedModel m = load(gridLines(10, 10));
     QSignalSpy sizes(m.model.get(), &TableModel::selectionSizeChangedSignal);
     RangeVector ranges{cell(1, 1), cell(1, 2), cell(1, 3), cell(2, 1), cell(2, 2), cell(2, 3)};
@@ -480,8 +553,7 @@ void TestTableModelSelection::selectionSize()
     QCOMPARE(m->getSelectionSize().numCells, 100);
 }
 
-void TestTableModelSelection::invertSelection()
-{
+void TestTableModelSelection::invertSelection() {
     LoadedModel m = load(gridLines(6, 3));
     RangeVector ranges{cell(2, 1), rowRange(4)};
     ranges.front().isMainCell = true;
@@ -501,8 +573,7 @@ void TestTableModelSelection::invertSelection()
     QVERIFY(m->isColSelected(1));
 }
 
-void TestTableModelSelection::orderedSetsAndCounts()
-{
+void TestTableModelSelection::orderedSetsAndCounts() {
     LoadedModel m = load(gridLines(5, 5));
     Range col = colRange(3);
     col.excludedRows = {1};
@@ -530,8 +601,7 @@ void TestTableModelSelection::orderedSetsAndCounts()
     QCOMPARE(describe(m->getSelection()), QStringList{"C2,2*"});
 }
 
-void TestTableModelSelection::signalsOnChange()
-{
+void TestTableModelSelection::signalsOnChange() {
     LoadedModel m = load(gridLines(5, 5));
     QSignalSpy changed(m.model.get(), &TableModel::selectionChangedSignal);
     QSignalSpy main(m.model.get(), &TableModel::mainCellChangedSignal);

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+// Shared by every benchmark operation: options, timing, memory, the memchr limit and output.
+namespace BenchUtil {
+
+// --name VALUE from the arguments, or the fallback.
+QString option(const QStringList& args, const QString& name, const QString& fallback = QString());
+qint64 optionInt(const QStringList& args, const QString& name, qint64 fallback);
+bool hasFlag(const QStringList& args, const QString& name);
+// The arguments that are neither options nor their values (paths, for instance).
+QStringList positional(const QStringList& args, const QStringList& optionsWithValue);
+
+// Wall time, and the CPU time of this thread over the same span. The machine is shared, so
+// CPU time shows what the code costs when wall time also shows what others took.
+double threadCpuSeconds();
+
+class Timer {
+public:
+    Timer() : start(std::chrono::steady_clock::now()), cpuStart(threadCpuSeconds()) {}
+    double seconds() const
+    {
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    }
+    double cpuSeconds() const { return threadCpuSeconds() - cpuStart; }
+
+private:
+    std::chrono::steady_clock::time_point start;
+    double cpuStart;
+};
+
+// Peak resident set size of this process (VmHWM), in bytes; resetPeakRss starts a new peak
+// so that a measurement doesn't include what came before it.
+qint64 peakRssBytes();
+qint64 currentRssBytes();
+void resetPeakRss();
+
+// The limit of every file figure: the file read in large blocks and its newlines counted with
+// memchr. Reading and counting are what any loader must do at the least.
+struct MemchrPass {
+    qint64 bytes = 0;
+    qint64 newlines = 0;
+    double seconds = 0;
+    double cpuSeconds = 0;
+};
+MemchrPass memchrNewlineCount(const QString& path);
+
+// A temporary file in /tmp (or $ORVANE_BENCH_DIR) that is removed when the object goes.
+class ScratchFile {
+public:
+    explicit ScratchFile(const QString& stem);
+    ~ScratchFile();
+    ScratchFile(const ScratchFile&) = delete;
+    ScratchFile& operator=(const ScratchFile&) = delete;
+    const QString& path() const { return filePath; }
+    void keep() { removeOnExit = false; }
+
+private:
+    QString filePath;
+    bool removeOnExit = true;
+};
+
+// One measured figure, printed in a table for people and as one JSON line for scripts.
+struct Figure {
+    std::string operation;
+    std::string name;
+    double value = 0;
+    std::string unit;
+    double limit = 0;      // the same quantity for the limit, 0 if none
+    std::string limitName; // what the limit is
+};
+
+void printFigures(const std::vector<Figure>& figures);
+
+double megabytesPerSecond(qint64 bytes, double seconds);
+
+} // namespace BenchUtil

@@ -1,0 +1,232 @@
+// Benchmarks of the editable container: load, save, load + save, and the data generator.
+#include "benchregistry.h"
+#include "benchutil.h"
+#include "datagen.h"
+
+#include "storage/editabledatacontainer.h"
+#include "util/fileparameterutilities.h"
+
+#include <QFileInfo>
+
+#include <algorithm>
+#include <malloc.h>
+#include <cstdio>
+
+using namespace BenchUtil;
+
+namespace {
+
+const QStringList kValueOptions = {QStringLiteral("--size-mb"), QStringLiteral("--size-bytes"),
+                                   QStringLiteral("--seed"), QStringLiteral("--delimiter"),
+                                   QStringLiteral("--encoding"), QStringLiteral("--file")};
+
+DataGenOptions generatorOptions(const QStringList& args)
+{
+    DataGenOptions options;
+    options.sizeBytes = optionInt(args, QStringLiteral("--size-mb"), 100) << 20;
+    options.sizeBytes = optionInt(args, QStringLiteral("--size-bytes"), options.sizeBytes);
+    options.seed = static_cast<quint64>(optionInt(args, QStringLiteral("--seed"), 1));
+    const QString delimiter =
+        Utilities::convertDelimiterFromShortReadableToActual(option(args, QStringLiteral("--delimiter"), QStringLiteral(",")));
+    options.delimiter = delimiter.isEmpty() ? '\0' : delimiter.at(0).toLatin1();
+    options.encoding = Utilities::convertEncodingStringToType(option(args, QStringLiteral("--encoding"), QStringLiteral("UTF-8")));
+    return options;
+}
+
+void configure(EditableDataContainer& c, const QString& path, const DataGenOptions& options)
+{
+    c.setFilepath(path);
+    c.setDelimiter(options.delimiter, options.delimiter);
+    c.setEncoding(options.encoding);
+    c.setParsingStandard(RFC_4180);
+    c.setLineEnding(LINE_ENDING_UNIX);
+}
+
+// The file to work on: --file PATH as it is, or generated data in a scratch file.
+bool prepareInput(const QStringList& args, const DataGenOptions& options, ScratchFile& scratch, QString& path)
+{
+    path = option(args, QStringLiteral("--file"));
+    if (!path.isEmpty())
+        return QFileInfo::exists(path);
+    path = scratch.path();
+    std::fprintf(stderr, "generating %.1f MiB (seed %llu) in %s\n", options.sizeBytes / 1048576.0,
+                 static_cast<unsigned long long>(options.seed), qPrintable(path));
+    return generateDelimitedFile(path, options);
+}
+
+int runLoad(const QStringList& args)
+{
+    const DataGenOptions options = generatorOptions(args);
+    ScratchFile scratch(QStringLiteral("load"));
+    QString path;
+    if (!prepareInput(args, options, scratch, path)) {
+        std::fprintf(stderr, "load: cannot prepare the input file\n");
+        return 1;
+    }
+    const MemchrPass limit = memchrNewlineCount(path);
+
+    resetPeakRss();
+    const qint64 baseline = currentRssBytes();
+    EditableDataContainer c;
+    configure(c, path, options);
+    const Timer timer;
+    const bool ok = c.loadCSV();
+    const double seconds = timer.seconds();
+    const double cpuSeconds = timer.cpuSeconds();
+    const qint64 peak = peakRssBytes();
+    if (!ok) {
+        std::fprintf(stderr, "load: loadCSV failed\n");
+        return 1;
+    }
+    const qint64 size = limit.bytes;
+
+    // The storage floor: the same cells, of the same sizes, allocated as the container holds
+    // them but without reading anything. No loader can be faster than this.
+    std::vector<quint32> shape; // per row: cell count, then each cell's size
+    for (int r = 0; r < c.numRowsPhysical(); ++r) {
+        const int cells = c.numCellsStored(r);
+        shape.push_back(static_cast<quint32>(cells));
+        for (int col = 0; col < cells; ++col)
+            shape.push_back(static_cast<quint32>(c.getValue(r, col).size()));
+    }
+    const int numRows = c.numRows();
+    const int numCols = c.numCols();
+    c.clear();
+    malloc_trim(0); // the floor faults its memory in afresh, as the load did
+    double floorSeconds = 0;
+    double floorCpuSeconds = 0;
+    {
+        static const std::vector<char> source(1 << 16, 'x');
+        const Timer floorTimer;
+        std::vector<std::vector<std::vector<char>>> rows;
+        for (size_t i = 0; i < shape.size();) {
+            auto& row = rows.emplace_back();
+            const quint32 cells = shape[i++];
+            row.reserve(cells);
+            for (quint32 k = 0; k < cells; ++k, ++i)
+                row.emplace_back(source.begin(), source.begin() + std::min<quint32>(shape[i], 1 << 16));
+        }
+        floorSeconds = floorTimer.seconds();
+        floorCpuSeconds = floorTimer.cpuSeconds();
+    }
+
+    const std::string op = "load";
+    printFigures({
+        {op, "loadCSV throughput", megabytesPerSecond(size, seconds), "MB/s", megabytesPerSecond(size, limit.seconds),
+         "memchr newline count"},
+        {op, "loadCSV CPU throughput", megabytesPerSecond(size, cpuSeconds), "MB/s",
+         megabytesPerSecond(size, limit.cpuSeconds), "memchr newline count, CPU"},
+        {op, "loadCSV time", seconds, "s", 0, ""},
+        {op, "loadCSV CPU time", cpuSeconds, "s", 0, ""},
+        {op, "memchr time", limit.seconds, "s", 0, ""},
+        {op, "file size", size / 1e6, "MB", 0, ""},
+        {op, "loadCSV CPU vs storage floor", megabytesPerSecond(size, cpuSeconds), "MB/s",
+         megabytesPerSecond(size, floorCpuSeconds), "allocating the same cells, CPU"},
+        {op, "storage floor time", floorSeconds, "s", 0, ""},
+        {op, "rows", double(numRows), "", 0, ""},
+        {op, "columns", double(numCols), "", 0, ""},
+        {op, "peak RSS / file size", double(peak - baseline) / double(size), "x", 0, ""},
+        {op, "peak RSS", peak / 1e6, "MB", 0, ""},
+    });
+    return 0;
+}
+
+int runSave(const QStringList& args)
+{
+    const DataGenOptions options = generatorOptions(args);
+    ScratchFile scratch(QStringLiteral("save-in"));
+    ScratchFile output(QStringLiteral("save-out"));
+    QString path;
+    if (!prepareInput(args, options, scratch, path)) {
+        std::fprintf(stderr, "save: cannot prepare the input file\n");
+        return 1;
+    }
+    EditableDataContainer c;
+    configure(c, path, options);
+    if (!c.loadCSV()) {
+        std::fprintf(stderr, "save: loadCSV failed\n");
+        return 1;
+    }
+    const MemchrPass limit = memchrNewlineCount(path);
+    const Timer timer;
+    const bool ok = c.saveCSV(output.path(), false, false, {}, {});
+    const double seconds = timer.seconds();
+    const double cpuSeconds = timer.cpuSeconds();
+    if (!ok) {
+        std::fprintf(stderr, "save: saveCSV failed\n");
+        return 1;
+    }
+    const qint64 written = QFileInfo(output.path()).size();
+    const std::string op = "save";
+    printFigures({
+        {op, "saveCSV throughput", megabytesPerSecond(written, seconds), "MB/s",
+         megabytesPerSecond(limit.bytes, limit.seconds), "memchr newline count of input"},
+        {op, "saveCSV CPU throughput", megabytesPerSecond(written, cpuSeconds), "MB/s",
+         megabytesPerSecond(limit.bytes, limit.cpuSeconds), "memchr newline count, CPU"},
+        {op, "saveCSV time", seconds, "s", 0, ""},
+        {op, "saveCSV CPU time", cpuSeconds, "s", 0, ""},
+        {op, "bytes written", written / 1e6, "MB", 0, ""},
+        {op, "same bytes as input", written == limit.bytes ? 1.0 : 0.0, "bool", 0, ""},
+    });
+    return 0;
+}
+
+int runRoundtrip(const QStringList& args)
+{
+    const QStringList paths = positional(args, kValueOptions);
+    if (paths.size() != 2) {
+        std::fprintf(stderr, "usage: roundtrip IN OUT\n");
+        return 2;
+    }
+    const Timer timer;
+    EditableDataContainer c;
+    c.setFilepath(paths.at(0));
+    const char delimiter = Utilities::getDelimiterFromAutoDetect(paths.at(0));
+    c.setDelimiter(delimiter, delimiter);
+    if (!c.loadCSV()) {
+        std::fprintf(stderr, "roundtrip: cannot load %s\n", qPrintable(paths.at(0)));
+        return 1;
+    }
+    const double loaded = timer.seconds();
+    if (!c.saveCSV(paths.at(1), false, false, {}, {})) {
+        std::fprintf(stderr, "roundtrip: cannot save %s\n", qPrintable(paths.at(1)));
+        return 1;
+    }
+    const double total = timer.seconds();
+    const qint64 size = QFileInfo(paths.at(0)).size();
+    const std::string op = "roundtrip";
+    printFigures({
+        {op, "wall time (load + save)", total, "s", 0, ""},
+        {op, "load part", loaded, "s", 0, ""},
+        {op, "save part", total - loaded, "s", 0, ""},
+        {op, "throughput", megabytesPerSecond(size, total), "MB/s", 0, ""},
+    });
+    return 0;
+}
+
+int runGenerate(const QStringList& args)
+{
+    const QStringList paths = positional(args, kValueOptions);
+    if (paths.size() != 1) {
+        std::fprintf(stderr, "usage: generate [--size-mb N | --size-bytes N] [--seed S] OUT\n");
+        return 2;
+    }
+    qint64 written = 0;
+    if (!generateDelimitedFile(paths.at(0), generatorOptions(args), &written)) {
+        std::fprintf(stderr, "generate: cannot write %s\n", qPrintable(paths.at(0)));
+        return 1;
+    }
+    std::printf("%lld bytes written to %s\n", static_cast<long long>(written), qPrintable(paths.at(0)));
+    return 0;
+}
+
+const char* const kCommon = "[--size-mb N | --size-bytes N] [--seed S] [--delimiter D] [--encoding E] [--file PATH]";
+
+BenchRegistration loadReg("load", std::string("load ") + kCommon + ": MB/s of EditableDataContainer::loadCSV", &runLoad);
+BenchRegistration saveReg("save", std::string("save ") + kCommon + ": MB/s of EditableDataContainer::saveCSV", &runSave);
+BenchRegistration roundtripReg("roundtrip", "roundtrip IN OUT: load and save in one process, wall time",
+                               &runRoundtrip);
+BenchRegistration generateReg("generate", "generate [--size-mb N | --size-bytes N] [--seed S] [--delimiter D] OUT",
+                              &runGenerate);
+
+} // namespace

@@ -1,0 +1,136 @@
+#pragma once
+
+#include "storage/abstractdatacontainer.h"
+
+class QFile;
+
+// A table that stays on disk. Two passes over the file build a sparse index: one entry per 25
+// cells of the full rectangle numRows x numCols, so memory is 16 bytes per 25 cells whatever the
+// file's size. A cell is read from disk when asked for, by one seek and one read of at most one
+// strip. Every editing call is the base class's quiet no-op.
+class ReadOnlyDataContainer : public AbstractDataContainer {
+    Q_OBJECT
+
+public:
+    // Index entry i stands for cell number 25 x i of the full rectangle; `offset` is where that
+    // cell starts in the file, in characters. A short row's missing cells point at its line
+    // ending, so they read as nothing.
+    struct Strip {
+        int row;
+        int col;
+        qint64 offset;
+    };
+    // A cell asked of the strip scanner; lists are sorted by row, then column.
+    struct CellPosition {
+        int row;
+        int col;
+        auto operator<=>(const CellPosition&) const = default;
+    };
+
+    explicit ReadOnlyDataContainer(QObject* parent = nullptr);
+    ~ReadOnlyDataContainer() override;
+
+    // --- Opening and indexing -----------------------------------------------------------
+    bool loadCSV() override;
+    bool loadCSVNoDelimiter() override;
+    bool loadCSVMultiByte() override;
+    bool loadCSVNoDelimiterMultiByte() override;
+    bool openCSV();
+    void closeCSV();
+    bool indexCSV();
+    bool indexCSVNoDelimiter();
+    bool indexCSVMultiByte();
+    bool indexCSVNoDelimiterMultiByte();
+
+    // --- Cells ----------------------------------------------------------------------------
+    int numRows() const override { return numRowsIndexed; }
+    int numCols() const override { return numColsIndexed; }
+    int numColsInRow(int row) const override;
+    std::vector<char> getValue(int row, int col, bool useOrder = true) const override;
+    std::vector<char> getValueMultiByte(int row, int col) const;
+    // The cell's bytes as they stand in the file, quotes and all.
+    void getRawCell(int row, int col, std::vector<char>& out) const;
+    // Scans `buffer`, the text of the file from the start of the cell (row, col) on, and fills
+    // `results` (same length as `wanted`) with the raw bytes of the wanted cells. A wanted cell
+    // that doesn't exist in the text comes back empty.
+    void getRawCellsFromStrip(std::vector<char>& buffer, int row, int col, const std::vector<CellPosition>& wanted,
+                              std::vector<std::vector<char>>& results) const;
+    void getRawCellsFromStripMultiByte(std::vector<char>& buffer, int row, int col,
+                                       const std::vector<CellPosition>& wanted,
+                                       std::vector<std::vector<char>>& results) const;
+    void getRawCellsFromStripNoDelimiter(std::vector<char>& buffer, int row, int col,
+                                         const std::vector<CellPosition>& wanted,
+                                         std::vector<std::vector<char>>& results) const;
+    void getRawCellsFromStripNoDelimiterMultiByte(std::vector<char>& buffer, int row, int col,
+                                                  const std::vector<CellPosition>& wanted,
+                                                  std::vector<std::vector<char>>& results) const;
+    // Raw bytes of any number of cells; the cells of one strip, or of neighbouring strips,
+    // cost one read. `wanted` needn't be sorted; results follow its order.
+    void getRawCells(const std::vector<CellPosition>& wanted, std::vector<std::vector<char>>& results) const;
+    // Cells as getValue(row, col, false) gives them, for many cells at once.
+    void getValues(const std::vector<CellPosition>& wanted, std::vector<std::vector<char>>& results) const;
+    void getRow(std::vector<std::vector<char>>& out, int row) override;
+    void getCol(std::vector<std::vector<char>>& out, int col) override;
+
+    // --- Order set by sorting ------------------------------------------------------------
+    // getValue(row, col, true) reads raw row rowOrder[row] (and column colOrder[col]).
+    void setRowOrder(const std::vector<int>& order);
+    void setColOrder(const std::vector<int>& order);
+    void clearRowOrder();
+    void clearColOrder();
+    const std::vector<int>& getRowOrder() const { return rowOrder; }
+    const std::vector<int>& getColOrder() const { return colOrder; }
+    bool getRowsReordered() const { return rowsReordered; }
+    bool getColsReordered() const { return colsReordered; }
+
+    // --- Writing --------------------------------------------------------------------------
+    using AbstractDataContainer::saveCSV;
+    bool saveCSV(bool fromUser, bool transposed, const std::vector<int>& rowsToSkip,
+                 const std::vector<int>& colsToSkip) override;
+    void getRowCSVString(std::vector<char>& out, int row, GetRowColMaskType maskType,
+                         const std::vector<int>& mask) override;
+    void getRowCSVStringMultiByte(std::vector<char>& out, int row, GetRowColMaskType maskType,
+                                  const std::vector<int>& mask) override;
+    void getColCSVString(std::vector<char>& out, int col, GetRowColMaskType maskType,
+                         const std::vector<int>& mask) override;
+    void getColCSVStringMultiByte(std::vector<char>& out, int col, GetRowColMaskType maskType,
+                                  const std::vector<int>& mask) override;
+
+    // --- Inspection ------------------------------------------------------------------------
+    qint64 getFileSize() const { return fileSize; }
+    const std::vector<Strip>& getStrips() const { return strips; }
+    int getStripSize() const { return stripSize; }
+
+    // Size of the piece buffer of the index passes; tests set it small to check that the
+    // machine's state carries across pieces. 0 restores the default. Rounded up to 4.
+    static void setPieceSizeForTesting(qint64 size);
+
+private:
+    struct CellCollector; // the strip scanner's sink
+    bool runIndex(bool multiByte, bool withDelimiter);
+    template <class Traits>
+    bool indexPasses(Traits traitsTemplate, int unitBytes, std::vector<char>& buffer);
+    void resetIndex();
+    qint64 readAt(qint64 position, char* into, qint64 length) const;
+    std::vector<char> applyQuoteRule(std::vector<char> raw) const;
+    void scanStrip(std::vector<char>& buffer, int row, int col, const CellPosition* wanted, size_t count,
+                   std::vector<char>* results, bool multiByte, bool withDelimiter) const;
+    void runCollector(std::vector<char>& buffer, int row, int col, CellCollector& sink, bool multiByte,
+                      bool withDelimiter) const;
+    void readWholeRow(int row, std::vector<std::vector<char>>& cells) const;
+    void readRawCellsSorted(const std::vector<CellPosition>& sorted, std::vector<std::vector<char>>& results) const;
+    void writeLine(std::vector<char>& out, std::vector<std::vector<char>>& cells, qint64 realCount,
+                   qint64 logicalCount, GetRowColMaskType maskType, const std::vector<int>& mask);
+
+    QFile* file = nullptr;
+    qint64 fileSize = 0;
+    std::vector<Strip> strips;
+    int stripSize = 25;
+    int numRowsIndexed = 0;
+    int numColsIndexed = 0;
+    std::vector<int> rowOrder;
+    std::vector<int> colOrder;
+    bool rowsReordered = false;
+    bool colsReordered = false;
+    mutable std::vector<char> readBuffer; // one strip's bytes; reads are never concurrent
+};

@@ -1,0 +1,489 @@
+#include "storage/readonlydatacontainer.h"
+
+#include <QFile>
+#include <QSignalSpy>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <memory>
+
+using Cells = std::vector<std::vector<char>>;
+
+namespace {
+
+std::vector<char> bytes(const char* text) { return std::vector<char>(text, text + std::strlen(text)); }
+
+QByteArray show(const std::vector<char>& v) { return QByteArray(v.data(), static_cast<qsizetype>(v.size())); }
+
+// ASCII text widened to the code units of a 2- or 4-byte encoding.
+QByteArray widen(const QByteArray& ascii, EncodingType encoding)
+{
+    const int width = encoding >= UTF_16 && encoding <= UTF_16_GUESSED_LE ? 2 : 4;
+    const bool big = encoding == UTF_16BE || encoding == UTF_32BE;
+    QByteArray out;
+    for (char c : ascii) {
+        QByteArray unit(width, '\0');
+        unit[big ? width - 1 : 0] = c;
+        out += unit;
+    }
+    return out;
+}
+
+struct Fixture {
+    QTemporaryDir dir;
+    int counter = 0;
+
+    QString write(const QByteArray& content)
+    {
+        const QString path = dir.filePath(QStringLiteral("f%1.csv").arg(counter++));
+        QFile f(path);
+        if (!f.open(QIODevice::WriteOnly) || f.write(content) != content.size())
+            qFatal("can't write the test file");
+        return path;
+    }
+
+    static std::unique_ptr<ReadOnlyDataContainer> open(const QString& path, char delimiter = ',',
+                                                       ParsingStandard standard = RFC_4180,
+                                                       EncodingType encoding = UTF_8)
+    {
+        auto c = std::make_unique<ReadOnlyDataContainer>();
+        c->setFilepath(path);
+        c->setDelimiter(delimiter, delimiter);
+        c->setParsingStandard(standard);
+        c->setEncoding(encoding);
+        if (!c->loadCSV())
+            return nullptr;
+        return c;
+    }
+};
+
+QByteArray readAll(const QString& path)
+{
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+} // namespace
+
+class TestReadOnlyDataContainer : public QObject {
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { QStandardPaths::setTestModeEnabled(true); }
+    void cleanup() { ReadOnlyDataContainer::setPieceSizeForTesting(0); }
+
+    void readsCells_data();
+    void readsCells();
+    void wideEncodings_data();
+    void wideEncodings();
+    void paddingStripsPointAtLineEnding();
+    void piecesOfEverySize();
+    void rowsColsAndOrder();
+    void editingCallsChangeNothing();
+    void saveOverTheFileBeingRead_data();
+    void saveOverTheFileBeingRead();
+    void transposedSave();
+    void cancelStopsBothPasses();
+    void progressCoversThreeThirds();
+    void unreadableFile();
+};
+
+// Each case: file text, delimiter, standard, rows, cols, then "row,col=value" checks.
+void TestReadOnlyDataContainer::readsCells_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<char>("delimiter");
+    QTest::addColumn<int>("standard");
+    QTest::addColumn<int>("rows");
+    QTest::addColumn<int>("cols");
+    QTest::addColumn<QList<QByteArray>>("checks"); // "r c value"
+
+    QByteArray wide;
+    for (int i = 0; i < 30; ++i)
+        wide += (i ? "," : "") + QByteArray::number(i);
+    QTest::newRow("rows of 3, 1 and 30 cells: the last row doesn't widen")
+        << QByteArray("a,b,c\nd\n" + wide + "\n") << ',' << 0 << 3 << 3
+        << QList<QByteArray>{"0 2 c", "1 0 d", "1 1 ", "2 2 2", "2 3 ", "2 29 ", "3 0 "};
+    QTest::newRow("rfc 4180 undoes doubled quotes")
+        << QByteArray("\"a\"\"b\",c\nx,y\n") << ',' << 0 << 2 << 2 << QList<QByteArray>{"0 0 a\"b", "0 1 c"};
+    QTest::newRow("sparse quotes shows the quotes")
+        << QByteArray("\"a\"\"b\",c\nx,y\n") << ',' << 3 << 2 << 2 << QList<QByteArray>{"0 0 \"a\"\"b\""};
+    QTest::newRow("ascii separated shows the quotes")
+        << QByteArray("\"a\x1f\"\x1f" "b\x1ex\x1fy\x1e") << '\x1f' << 4 << 2 << 2
+        << QList<QByteArray>{"0 0 \"a\x1f\"", "0 1 b", "1 1 y"};
+    QTest::newRow("all quotes strips every cell, even unquoted")
+        << QByteArray("\"a\",abc,\"\"\nx,y,z\n") << ',' << 2 << 2 << 3
+        << QList<QByteArray>{"0 0 a", "0 1 b", "0 2 ", "1 0 "};
+    QTest::newRow("delimiter only: quotes are bytes")
+        << QByteArray("\"a,b\"\nx,y\n") << ',' << 1 << 2 << 2 << QList<QByteArray>{"0 0 \"a", "0 1 b\""};
+    QTest::newRow("quoted delimiter and line break")
+        << QByteArray("\"a,\nb\",c\nd,e\n") << ',' << 0 << 2 << 2
+        << QList<QByteArray>{"0 0 a,\nb", "0 1 c", "1 0 d", "1 1 e"};
+    QTest::newRow("text behind a closing quote keeps its quotes")
+        << QByteArray("\"abc\"def,x\n1,2\n") << ',' << 0 << 2 << 2 << QList<QByteArray>{"0 0 \"abc\"def", "0 1 x"};
+    QTest::newRow("quote inside a cell is a byte") << QByteArray("ab\"c,d\n1,2\n") << ',' << 0 << 2 << 2
+                                                   << QList<QByteArray>{"0 0 ab\"c", "0 1 d"};
+    QTest::newRow("crlf, lone cr and lf cr")
+        << QByteArray("a,b\r\nc,d\re,f\n\rg") << ',' << 0 << 5 << 2
+        << QList<QByteArray>{"1 0 c", "2 1 f", "3 0 ", "4 0 g"};
+    QTest::newRow("empty lines and a final blank line")
+        << QByteArray("a\n\nb\n\n") << ',' << 0 << 4 << 1 << QList<QByteArray>{"0 0 a", "1 0 ", "2 0 b", "3 0 "};
+    QTest::newRow("one past the last row") << QByteArray("a,b\nc,d\n") << ',' << 0 << 2 << 2
+                                           << QList<QByteArray>{"2 0 ", "2 1 ", "1 1 d", "5 5 "};
+    QTest::newRow("utf-8 byte order mark isn't in the first cell")
+        << QByteArray("\xEF\xBB\xBFh1,h2\nv1,v2\n") << ',' << 0 << 2 << 2 << QList<QByteArray>{"0 0 h1", "1 1 v2"};
+    QTest::newRow("unclosed quote swallows the rest")
+        << QByteArray("a,b\n\"c,d\ne,f\n") << ',' << 0 << 2 << 2 << QList<QByteArray>{"1 0 \"c,d\ne,f", "1 1 "};
+    QTest::newRow("no delimiter: one cell per line") << QByteArray("a,b\n\"c\nd\n") << '\0' << 0 << 3 << 1
+                                                     << QList<QByteArray>{"0 0 a,b", "1 0 \"c", "2 0 d"};
+    QTest::newRow("single line has no width") << QByteArray("a,b,c\n") << ',' << 0 << 1 << 0
+                                              << QList<QByteArray>{"0 0 "};
+    QTest::newRow("delimiter wins over a terminator byte")
+        << QByteArray("a\nb\rc\nd\r") << '\n' << 0 << 2 << 2 << QList<QByteArray>{"0 1 b", "1 0 c", "1 1 d"};
+}
+
+void TestReadOnlyDataContainer::readsCells()
+{
+    QFETCH(QByteArray, content);
+    QFETCH(char, delimiter);
+    QFETCH(int, standard);
+    QFETCH(int, rows);
+    QFETCH(int, cols);
+    QFETCH(QList<QByteArray>, checks);
+    Fixture fx;
+    auto c = fx.open(fx.write(content), delimiter, static_cast<ParsingStandard>(standard));
+    QVERIFY(c);
+    QCOMPARE(c->numRows(), rows);
+    QCOMPARE(c->numCols(), cols);
+    for (const QByteArray& check : checks) {
+        const QList<QByteArray> parts = check.split(' ');
+        const int r = parts[0].toInt(), col = parts[1].toInt();
+        const QByteArray expected = check.mid(parts[0].size() + parts[1].size() + 2);
+        QCOMPARE(show(c->getValue(r, col, false)), expected);
+        QCOMPARE(c->numColsInRow(r), cols);
+    }
+}
+
+void TestReadOnlyDataContainer::wideEncodings_data()
+{
+    QTest::addColumn<int>("encoding");
+    QTest::addColumn<bool>("withBom");
+    QTest::addColumn<char>("delimiter");
+    QTest::newRow("utf-16le") << int(UTF_16LE) << false << ',';
+    QTest::newRow("utf-16be with bom") << int(UTF_16BE) << true << ',';
+    QTest::newRow("utf-32le") << int(UTF_32LE) << false << ',';
+    QTest::newRow("utf-32be with bom") << int(UTF_32BE) << true << ',';
+    QTest::newRow("utf-16 unknown order, le bom") << int(UTF_16) << true << ',';
+    QTest::newRow("utf-16le no delimiter") << int(UTF_16LE) << false << '\0';
+    QTest::newRow("utf-32be no delimiter") << int(UTF_32BE) << true << '\0';
+}
+
+// The same text in a wide encoding reads as the widened cells of its single-byte reading.
+void TestReadOnlyDataContainer::wideEncodings()
+{
+    QFETCH(int, encoding);
+    QFETCH(bool, withBom);
+    QFETCH(char, delimiter);
+    const auto type = static_cast<EncodingType>(encoding);
+    QByteArray text;
+    for (int r = 0; r < 40; ++r) {
+        for (int k = 0; k <= r % 7; ++k)
+            text += (k ? "," : "") + (k == 2 ? QByteArray("\"q,\"\"x\"\"\r\ny\"") : QByteArray::number(r * k));
+        text += r % 5 == 0 ? "\r\n" : "\n";
+    }
+    Fixture fx;
+    ReadOnlyDataContainer::setPieceSizeForTesting(36);
+    auto narrow = fx.open(fx.write(text), delimiter);
+    QByteArray content = widen(text, type);
+    if (withBom) {
+        const EncodingType bomType = type == UTF_16 ? UTF_16LE : type;
+        const std::vector<char> bom = AbstractDataContainer::getEncodingBom(bomType);
+        content.prepend(QByteArray(bom.data(), static_cast<qsizetype>(bom.size())));
+    }
+    auto wideContainer = fx.open(fx.write(content), delimiter, RFC_4180, type);
+    QVERIFY(narrow && wideContainer);
+    QCOMPARE(wideContainer->getHasBom(), withBom);
+    QCOMPARE(wideContainer->numRows(), narrow->numRows());
+    QCOMPARE(wideContainer->numCols(), narrow->numCols());
+    const EncodingType unitType = type == UTF_16 ? UTF_16LE : type;
+    for (int r = 0; r <= narrow->numRows(); ++r) {
+        for (int col = 0; col <= narrow->numCols(); ++col)
+            QCOMPARE(show(wideContainer->getValue(r, col, false)), widen(show(narrow->getValue(r, col, false)), unitType));
+    }
+}
+
+// Rows of 60 cells and one of 1: the short row's missing cells cross two multiples of 25, so
+// those strips point at its line ending and read as nothing, and the rows behind are still found.
+void TestReadOnlyDataContainer::paddingStripsPointAtLineEnding()
+{
+    QByteArray wide;
+    for (int i = 0; i < 60; ++i)
+        wide += (i ? "," : "") + QByteArray::number(i);
+    const QByteArray content = wide + "\r\nshort\r\n" + wide + "\n" + wide + "\n";
+    Fixture fx;
+    auto c = fx.open(fx.write(content));
+    QVERIFY(c);
+    QCOMPARE(c->numCols(), 60);
+    const qint64 lineEnd = content.indexOf("short") + 5;
+    int pointing = 0;
+    for (const auto& strip : c->getStrips()) {
+        if (strip.row == 1 && strip.col > 0) {
+            QCOMPARE(strip.offset, lineEnd);
+            ++pointing;
+        }
+    }
+    QCOMPARE(pointing, 2); // cell numbers 75 and 100: columns 15 and 40 of row 1
+    QCOMPARE(show(c->getValue(1, 0, false)), QByteArray("short"));
+    for (int col = 1; col < 60; ++col)
+        QVERIFY(c->getValue(1, col, false).empty());
+    for (int col = 0; col < 60; ++col)
+        QCOMPARE(show(c->getValue(2, col, false)), QByteArray::number(col));
+    QCOMPARE(c->getStrips().size(), size_t(4 * 60 / 25 + 1));
+}
+
+// The same file indexed in pieces of every small size gives the same index and cells.
+void TestReadOnlyDataContainer::piecesOfEverySize()
+{
+    QByteArray content = "\xEF\xBB\xBF";
+    for (int r = 0; r < 60; ++r) {
+        for (int k = 0; k < 1 + (r * 7) % 31; ++k)
+            content += (k ? ";" : "") + (k % 4 == 3 ? QByteArray("\"a;\r\n\"\"b\"") : QByteArray::number(k));
+        content += r % 3 ? "\n" : "\r\n";
+    }
+    Fixture fx;
+    const QString path = fx.write(content);
+    auto reference = fx.open(path, ';');
+    QVERIFY(reference);
+    for (qint64 piece = 4; piece <= 80; piece += 4) {
+        ReadOnlyDataContainer::setPieceSizeForTesting(piece);
+        auto c = fx.open(path, ';');
+        QVERIFY(c);
+        QCOMPARE(c->numRows(), reference->numRows());
+        QCOMPARE(c->numCols(), reference->numCols());
+        QCOMPARE(c->getStrips().size(), reference->getStrips().size());
+        for (size_t i = 0; i < c->getStrips().size(); ++i) {
+            QCOMPARE(c->getStrips()[i].offset, reference->getStrips()[i].offset);
+            QCOMPARE(c->getStrips()[i].row, reference->getStrips()[i].row);
+            QCOMPARE(c->getStrips()[i].col, reference->getStrips()[i].col);
+        }
+    }
+    QCOMPARE(show(reference->getValue(1, 3, false)), QByteArray("a;\r\n\"b"));
+    QCOMPARE(show(reference->getValue(0, 0, false)), QByteArray("0"));
+}
+
+void TestReadOnlyDataContainer::rowsColsAndOrder()
+{
+    QByteArray content;
+    for (int r = 0; r < 40; ++r) {
+        for (int k = 0; k < 40; ++k)
+            content += (k ? "," : "") + QByteArray::number(r * 100 + k);
+        content += "\n";
+    }
+    Fixture fx;
+    auto c = fx.open(fx.write(content));
+    QVERIFY(c);
+    Cells row, col;
+    c->getRow(row, 7);
+    c->getCol(col, 33);
+    QCOMPARE(int(row.size()), 40);
+    QCOMPARE(int(col.size()), 40);
+    for (int i = 0; i < 40; ++i) {
+        QCOMPARE(show(row[i]), QByteArray::number(700 + i));
+        QCOMPARE(show(col[i]), QByteArray::number(i * 100 + 33));
+    }
+    // A screenful in any order through one call.
+    std::vector<ReadOnlyDataContainer::CellPosition> wanted;
+    for (int r = 39; r >= 0; r -= 3)
+        for (int k = 5; k < 25; k += 2)
+            wanted.push_back({r, k});
+    wanted.push_back({1, 1});
+    wanted.push_back({1, 1});
+    Cells values;
+    c->getValues(wanted, values);
+    for (size_t i = 0; i < wanted.size(); ++i)
+        QCOMPARE(show(values[i]), QByteArray::number(wanted[i].row * 100 + wanted[i].col));
+
+    std::vector<int> order(40);
+    for (int i = 0; i < 40; ++i)
+        order[i] = 39 - i;
+    c->setRowOrder(order);
+    QVERIFY(c->getRowsReordered());
+    QCOMPARE(show(c->getValue(0, 5, true)), QByteArray("3905"));
+    QCOMPARE(show(c->getValue(0, 5, false)), QByteArray("5"));
+    c->setColOrder(order);
+    QCOMPARE(show(c->getValue(0, 5, true)), QByteArray("3934"));
+    QVERIFY(c->getValue(40, 40, true).empty());
+    QVERIFY(c->getValue(-1, 3, true).empty());
+    c->clearRowOrder();
+    c->clearColOrder();
+    QCOMPARE(show(c->getValue(0, 5, true)), QByteArray("5"));
+}
+
+void TestReadOnlyDataContainer::editingCallsChangeNothing()
+{
+    const QByteArray content = "a,b\nc,d\n";
+    Fixture fx;
+    const QString path = fx.write(content);
+    auto c = fx.open(path);
+    QVERIFY(c);
+    const Cells cells{bytes("x"), bytes("y")};
+    QVERIFY(!c->setValue(0, 0, bytes("x")));
+    QVERIFY(!c->resizeRows(10));
+    QVERIFY(!c->resizeCols(10));
+    QVERIFY(!c->insertEmptyRows(0, 2));
+    QVERIFY(!c->insertEmptyCols(0, 2));
+    QVERIFY(!c->removeRows(0, 1));
+    QVERIFY(!c->removeCols(0, 1));
+    QVERIFY(!c->clear());
+    c->setRow(0, cells);
+    c->setCol(0, cells);
+    c->insertRow(0, cells);
+    c->insertCol(0, cells);
+    c->insertRows(0, {cells});
+    c->insertCols(0, {cells});
+    c->copyRowContentsToAnotherRow(0, 1);
+    c->copyColContentsToAnotherCol(0, 1);
+    QVERIFY(c->emptyRows(0, MASK_ALL, {}).empty());
+    QCOMPARE(c->numEmptyRowsAtEnd(), 0);
+    QCOMPARE(readAll(path), content);
+    QCOMPARE(c->numRows(), 2);
+    QCOMPARE(c->numCols(), 2);
+    QCOMPARE(show(c->getValue(0, 0, false)), QByteArray("a"));
+    QCOMPARE(show(c->getValue(1, 1, false)), QByteArray("d"));
+}
+
+void TestReadOnlyDataContainer::saveOverTheFileBeingRead_data()
+{
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<int>("standard");
+    QTest::addColumn<bool>("trailing");
+    QTest::addColumn<int>("lineEnding");
+    QTest::addColumn<QByteArray>("expected");
+    QTest::newRow("pads short rows") << QByteArray("a,b,c\nd\n\"e,\"\"f\",g,h\n") << 0 << true << 1
+                                     << QByteArray("a,b,c\nd,,\n\"e,\"\"f\",g,h\n");
+    QTest::newRow("no trailing delimiters drops empty tails")
+        << QByteArray("a,b,c\nd,,\n,x,\nlast,,") << 0 << false << 1 << QByteArray("a,b,c\nd\n,x\nlast\n");
+    QTest::newRow("all quotes pads with two quotes")
+        << QByteArray("\"a\",\"b\"\n\"c\"\n") << 2 << true << 0 << QByteArray("\"a\",\"b\"\r\n\"c\",\"\"\r\n");
+    QTest::newRow("the last row's extra cells aren't lost")
+        << QByteArray("a,b\nc,d,e,f\n") << 0 << true << 4 << QByteArray("a,b\x1e" "c,d,e,f\x1e");
+    QTest::newRow("bom is written back") << QByteArray("\xEF\xBB\xBFx,y\n1,2\n") << 0 << true << 1
+                                         << QByteArray("\xEF\xBB\xBFx,y\n1,2\n");
+}
+
+// Saving to the path being read replaces the file only at the commit, and the rows come from
+// the open source; a second save must see the same cells.
+void TestReadOnlyDataContainer::saveOverTheFileBeingRead()
+{
+    QFETCH(QByteArray, content);
+    QFETCH(int, standard);
+    QFETCH(bool, trailing);
+    QFETCH(int, lineEnding);
+    QFETCH(QByteArray, expected);
+    Fixture fx;
+    const QString path = fx.write(content);
+    auto c = fx.open(path, ',', static_cast<ParsingStandard>(standard));
+    QVERIFY(c);
+    c->setSaveWithTrailingDelimiters(trailing);
+    c->setLineEnding(static_cast<LineEndingType>(lineEnding));
+    QVERIFY(c->saveCSV(false, false, {}, {}));
+    QCOMPARE(readAll(path), expected);
+    QVERIFY(c->saveCSV(false, false, {}, {}));
+    QCOMPARE(readAll(path), expected);
+    // Skipped rows and columns leave the output; a failed save leaves the path alone.
+    const QString other = fx.dir.filePath(QStringLiteral("other.csv"));
+    QVERIFY(c->saveCSV(other, false, false, {0}, {1}));
+    QCOMPARE(c->getFilepath(), other);
+    QVERIFY(!c->saveCSV(fx.dir.filePath(QStringLiteral("missing/x.csv")), false, false, {}, {}));
+    QCOMPARE(c->getFilepath(), other);
+}
+
+// A transposed save writes each column as a line; hidden columns drop out, hidden rows don't.
+void TestReadOnlyDataContainer::transposedSave()
+{
+    Fixture fx;
+    const QString path = fx.write("a,\"b,1\",c\nd\ne,f,g\n");
+    auto c = fx.open(path);
+    QVERIFY(c);
+    QVERIFY(c->saveCSV(false, true, {}, {}));
+    QCOMPARE(readAll(path), QByteArray("a,d,e\n\"b,1\",,f\nc,,g\n"));
+    QVERIFY(c->saveCSV(false, true, {0}, {1}));
+    QCOMPARE(readAll(path), QByteArray("a,d,e\nc,,g\n"));
+    c->setSaveWithTrailingDelimiters(false);
+    QVERIFY(c->saveCSV(false, true, {}, {0, 2}));
+    QCOMPARE(readAll(path), QByteArray("\"b,1\",,f\n"));
+}
+
+void TestReadOnlyDataContainer::cancelStopsBothPasses()
+{
+    Fixture fx;
+    const QString path = fx.write("a,b\nc,d\n");
+    ReadOnlyDataContainer c;
+    c.setFilepath(path);
+    QSignalSpy finished(&c, &AbstractDataContainer::loadFinishedSignal);
+    c.setLoadCanceled(true);
+    QVERIFY(!c.loadCSV());
+    QCOMPARE(finished.count(), 0);
+    QCOMPARE(c.numRows(), 0);
+    QVERIFY(c.getValue(0, 0, false).empty());
+    c.setLoadCanceled(false);
+    QVERIFY(c.loadCSV());
+    QCOMPARE(finished.count(), 1);
+    QCOMPARE(c.numRows(), 2);
+}
+
+// 24 MiB reports: pass 1 fills the first third of the bar, pass 2 the other two.
+void TestReadOnlyDataContainer::progressCoversThreeThirds()
+{
+    const qint64 size = AbstractDataContainer::kProgressThreshold + 30 * 1024 * 1024;
+    QByteArray content;
+    content.reserve(size);
+    const QByteArray line = "123456,abcdef,\"x,y\",,9\n";
+    while (content.size() + line.size() <= size)
+        content += line;
+    content += QByteArray(size - content.size(), 'z');
+    Fixture fx;
+    ReadOnlyDataContainer c;
+    c.setFilepath(fx.write(content));
+    QSignalSpy start(&c, &AbstractDataContainer::startProgressUpdateSignal);
+    QSignalSpy progress(&c, &AbstractDataContainer::loadProgressUpdateSignal);
+    QVERIFY(c.loadCSV());
+    QCOMPARE(start.count(), 1);
+    const int total = int(size / 25165824 + 1); // 3
+    QList<int> seen;
+    for (const auto& args : progress) {
+        QCOMPARE(args.at(1).toInt(), 3 * total);
+        QCOMPARE(args.at(2).toInt(), int(size >> 20));
+        seen << args.at(0).toInt();
+    }
+    QCOMPARE(seen, (QList<int>{0, 1, 2, total, total + 2, total + 4}));
+    QCOMPARE(c.numCols(), 5);
+    QCOMPARE(show(c.getValue(c.numRows() - 2, 2, false)), QByteArray("x,y"));
+
+    // Just below the threshold: silent.
+    ReadOnlyDataContainer small;
+    small.setFilepath(fx.write(content.left(AbstractDataContainer::kProgressThreshold - 1)));
+    QSignalSpy smallProgress(&small, &AbstractDataContainer::loadProgressUpdateSignal);
+    QVERIFY(small.loadCSV());
+    QCOMPARE(smallProgress.count(), 0);
+}
+
+void TestReadOnlyDataContainer::unreadableFile()
+{
+    ReadOnlyDataContainer c;
+    c.setFilepath(QStringLiteral("/nonexistent/file.csv"));
+    QVERIFY(!c.loadCSV());
+    QVERIFY(!c.indexCSV());
+    QVERIFY(c.getValue(0, 0, false).empty());
+    Fixture fx;
+    auto empty = fx.open(fx.write(""));
+    QVERIFY(empty);
+    QCOMPARE(empty->numRows(), 0);
+    auto bomOnly = fx.open(fx.write("\xEF\xBB\xBF"));
+    QVERIFY(bomOnly);
+    QCOMPARE(bomOnly->numRows(), 0);
+}
+
+QTEST_GUILESS_MAIN(TestReadOnlyDataContainer)
+#include "tst_readonlydatacontainer.moc"

@@ -1,5 +1,6 @@
 // orvane-bench scroll: frame times of the table view while it scrolls by wheel steps, pages and
-// arrow keys and jumps top -> bottom -> middle through a generated table of a million rows.
+// arrow keys and jumps top -> bottom -> middle through a generated editable table of a million
+// rows and a read-only file of a gibibyte.
 // A frame is the scroll itself plus the repaint it causes, run the way the event loop runs it.
 // The figure beside each is the goal of one frame at 60 Hz (16 ms) and, as the floor measured
 // in the same run, a repaint of the same screen without any scrolling.
@@ -35,6 +36,7 @@ struct Options {
     int cols = 8;
     int width = 1400;
     int height = 900;
+    int readOnlyMiB = 1024; // size of the read-only file; 0 leaves it out
     unsigned seed = 20261122;
 };
 
@@ -46,12 +48,14 @@ bool parseOptions(const QStringList& args, Options& options)
             return false;
         bool ok = false;
         const long long value = args.at(++i).toLongLong(&ok);
-        if (!ok || value < 1 || value > 100000000)
+        if (!ok || value < 0 || value > 100000000)
             return false;
         if (arg == QLatin1String("--rows"))
             options.rows = static_cast<int>(value);
         else if (arg == QLatin1String("--cols"))
             options.cols = static_cast<int>(std::min<long long>(value, 1000));
+        else if (arg == QLatin1String("--readonly-mb"))
+            options.readOnlyMiB = static_cast<int>(std::min<long long>(value, 16384));
         else if (arg == QLatin1String("--seed"))
             options.seed = static_cast<unsigned>(value);
         else
@@ -149,26 +153,19 @@ template <class Action> double frame(Action&& action)
     return std::chrono::duration<double, std::milli>(end - start).count();
 }
 
-int runScroll(const QStringList& args)
+// Loads `path` into a model of the given container and measures the frame runs on it.
+int measureFile(const QString& path, qint64 bytes, TableData::DataContainerType type, const char* label,
+                const Options& options)
 {
-    Options options;
-    if (!parseOptions(args, options)) {
-        std::fprintf(stderr, "usage: orvane-bench scroll [--rows N] [--cols N] [--seed N]\n");
-        return 2;
-    }
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("scroll.csv"));
-    const qint64 bytes = writeTable(path, options);
-    if (bytes < 0) {
-        std::fprintf(stderr, "orvane-bench scroll: could not write the table\n");
-        return 1;
-    }
-
     QElapsedTimer loadTimer;
     loadTimer.start();
     TableModel model(true);
-    model.loadCSV(path, false, TableData::Editable, QStringLiteral(","), QStringLiteral(","), UTF_8, RFC_4180);
+    model.loadCSV(path, false, type, QStringLiteral(","), QStringLiteral(","), UTF_8, RFC_4180);
     const qint64 loadMs = loadTimer.elapsed();
+    if (model.rowCountModel() == 0) {
+        std::fprintf(stderr, "orvane-bench scroll: %s table did not load\n", label);
+        return 1;
+    }
 
     TableView::autoFitWarningHook = [](const QString&, bool&) { return true; };
     TableView view;
@@ -181,7 +178,6 @@ int runScroll(const QStringList& args)
     QCoreApplication::processEvents();
     const qint64 showMs = showTimer.elapsed();
     const int rows = model.rowCountModel();
-
     struct Run {
         const char* op;
         std::vector<double> ms;
@@ -247,10 +243,10 @@ int runScroll(const QStringList& args)
     const double goal = 16.0;
     const long rss = peakRssKiB();
     const double floorP99 = summarise(runs.front().ms).p99;
-    std::printf("scroll over %d rows x %d columns (%lld bytes, editable), view %dx%d\n", rows, model.columnCountModel(),
-                static_cast<long long>(bytes), options.width, options.height);
-    std::printf("load %lld ms, first show with auto-fit %lld ms; read-only container: not built yet, not measured\n\n",
-                static_cast<long long>(loadMs), static_cast<long long>(showMs));
+    std::printf("scroll over %d rows x %d columns (%lld bytes, %s), view %dx%d\n", rows, model.columnCountModel(),
+                static_cast<long long>(bytes), label, options.width, options.height);
+    std::printf("load %lld ms, first show with auto-fit %lld ms\n\n", static_cast<long long>(loadMs),
+                static_cast<long long>(showMs));
     std::printf("%-12s %7s %9s %9s %9s %9s %9s %9s %10s %10s\n", "operation", "frames", "p50 ms", "p99 ms", "max ms",
                 "cpu p50", "cpu p99", "goal ms", "p99/goal", "p99/still");
     for (const Run& run : runs) {
@@ -264,18 +260,55 @@ int runScroll(const QStringList& args)
     for (const Run& run : runs) {
         const Stats s = summarise(run.ms);
         const Stats c = summarise(run.cpu);
-        std::printf("{\"bench\":\"scroll\",\"op\":\"%s\",\"rows\":%d,\"bytes\":%lld,\"frames\":%zu,\"p50_ms\":%.3f,"
+        std::printf("{\"bench\":\"scroll\",\"file\":\"%s\",\"op\":\"%s\",\"rows\":%d,\"bytes\":%lld,\"frames\":%zu,\"p50_ms\":%.3f,"
                     "\"p99_ms\":%.3f,\"max_ms\":%.3f,\"cpu_p50_ms\":%.3f,\"cpu_p99_ms\":%.3f,\"goal_ms\":%.1f,\"ratio_goal\":%.3f,\"still_p99_ms\":%.3f,"
                     "\"peak_rss_kib\":%ld}\n",
-                    run.op, rows, static_cast<long long>(bytes), s.frames, s.p50, s.p99, s.max, c.p50, c.p99, goal, s.p99 / goal,
+                    label, run.op, rows, static_cast<long long>(bytes), s.frames, s.p50, s.p99, s.max, c.p50, c.p99, goal, s.p99 / goal,
                     floorP99, rss);
     }
+    cpuSink = nullptr;
     return 0;
 }
 
+
+int runScroll(const QStringList& args)
+{
+    Options options;
+    if (!parseOptions(args, options)) {
+        std::fprintf(stderr, "usage: orvane-bench scroll [--rows N] [--cols N] [--readonly-mb N] [--seed N]\n");
+        return 2;
+    }
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("scroll.csv"));
+    const qint64 bytes = writeTable(path, options);
+    if (bytes < 0) {
+        std::fprintf(stderr, "orvane-bench scroll: could not write the table\n");
+        return 1;
+    }
+    int result = measureFile(path, bytes, TableData::Editable, "editable", options);
+    QFile::remove(path);
+    if (result != 0 || options.readOnlyMiB == 0)
+        return result;
+
+    // The same kind of rows, enough of them for the asked size, opened read-only.
+    Options big = options;
+    const double bytesPerRow = static_cast<double>(bytes) / options.rows;
+    big.rows = static_cast<int>(std::min(2.0e9, static_cast<double>(options.readOnlyMiB) * 1048576.0 / bytesPerRow));
+    const QString bigPath = dir.filePath(QStringLiteral("scroll-readonly.csv"));
+    const qint64 bigBytes = writeTable(bigPath, big);
+    if (bigBytes < 0) {
+        std::fprintf(stderr, "orvane-bench scroll: could not write the read-only table\n");
+        return 1;
+    }
+    result = measureFile(bigPath, bigBytes, TableData::ReadOnly, "read-only", big);
+    QFile::remove(bigPath);
+    return result;
+}
+
 BenchRegistration reg("scroll",
-                      "scroll [--rows N] [--cols N] [--seed N]: frame times of the table view scrolling and jumping "
-                      "through a generated table (default 1,000,000 rows)",
+                      "scroll [--rows N] [--cols N] [--readonly-mb N] [--seed N]: frame times of the table view "
+                      "scrolling and jumping through a generated editable table (default 1,000,000 rows) and a "
+                      "read-only file (default 1024 MiB, 0 to leave out)",
                       &runScroll, true);
 
 } // namespace

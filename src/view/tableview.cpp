@@ -175,17 +175,14 @@ void TableView::setFrozenColWidths(bool all)
     QAbstractItemModel* m = model();
     if (!m)
         return;
-    const int cols = all ? m->columnCount() : std::min(numHeaderCols, m->columnCount());
-    const QSignalBlocker block1(frozenRows->horizontalHeader());
-    const QSignalBlocker block3(frozenCorner->horizontalHeader());
-    frozenRows->horizontalHeader()->setDefaultSectionSize(horizontalHeader()->defaultSectionSize());
-    frozenCols->horizontalHeader()->setDefaultSectionSize(horizontalHeader()->defaultSectionSize());
-    frozenCorner->horizontalHeader()->setDefaultSectionSize(horizontalHeader()->defaultSectionSize());
+    // The frozen rows show every column; the frozen columns and the corner the header columns,
+    // or all of them when asked.
+    const int cols = m->columnCount();
     for (int c = 0; c < cols; ++c) {
         const int w = columnWidth(c);
         if (frozenRows->columnWidth(c) != w)
             frozenRows->setColumnWidth(c, w);
-        if (c < numHeaderCols) {
+        if (c < numHeaderCols || all) {
             if (frozenCols->columnWidth(c) != w)
                 frozenCols->setColumnWidth(c, w);
             if (frozenCorner->columnWidth(c) != w)
@@ -199,10 +196,8 @@ void TableView::setFrozenRowHeights(bool all)
     QAbstractItemModel* m = model();
     if (!m)
         return;
+    // Rows can number millions: all of them only when asked, the header rows otherwise.
     const int rows = all ? m->rowCount() : std::min(numHeaderRows, m->rowCount());
-    frozenRows->verticalHeader()->setDefaultSectionSize(verticalHeader()->defaultSectionSize());
-    frozenCols->verticalHeader()->setDefaultSectionSize(verticalHeader()->defaultSectionSize());
-    frozenCorner->verticalHeader()->setDefaultSectionSize(verticalHeader()->defaultSectionSize());
     for (int r = 0; r < rows; ++r) {
         const int h = rowHeight(r);
         if (frozenCols->rowHeight(r) != h)
@@ -243,7 +238,8 @@ void TableView::setFreezeHeaderColumns(bool on, bool notify)
     if (on && numHeaderCols > 0 && model()) {
         frozenCols->show();
         setFrozenColWidths(false);
-        setFrozenRowHeights(false);
+        setFrozenRowHeights(!frozenColsSynced);
+        frozenColsSynced = true;
         if (freezeHeaderRows && numHeaderRows > 0) {
             frozenCorner->show();
             frozenCorner->raise();

@@ -254,6 +254,9 @@ private:
     int paintSkipCount = 0;
     bool editedOutsideUndo = false;
     bool syncingSections = false;
+    // Whether the frozen columns have had every row height copied once; later changes follow
+    // row by row.
+    bool frozenColsSynced = false;
 
     // Array drag.
     int arrayAxis = 3; // 0 rows, 1 columns, 3 none

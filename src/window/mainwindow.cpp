@@ -413,7 +413,8 @@ void MainWindow::showTabBar(bool show, bool animate) {
 
 void MainWindow::showSideBar(bool show, bool animate) {
     paneVisibility.showSideBar = show;
-    showPane(Pane::SideBar, show, animate);
+    // Until the side bar has widgets the flag is only remembered: an empty pane takes no room.
+    showPane(Pane::SideBar, show && !sideBar->children().isEmpty(), animate);
 }
 
 void MainWindow::showMetadata(bool show, bool animate) {

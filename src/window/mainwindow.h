@@ -176,6 +176,7 @@ public:
     void setSidebarTopFolderpathList(const QStringList& list) { sidebarFolderpathList = list; }
     void setRecentFiles(const QList<QString>& list) { recentFilepathList = list; }
     void setSidebarShowWidth(int width) { sidebarShowWidth = width; }
+    void setMetadataShowWidth(int width) { metadataShowWidth = width; }
     void setEditorPaneShowHeight(int height) { editorPaneShowHeight = height; }
     void setUseThousandsSeparators(bool on) { useThousandsSeparators = on; }
     void setHideColsWithNoData(bool on) { hideColsWithNoData = on; }

@@ -864,12 +864,16 @@ private slots:
         QTRY_VERIFY(!window.getPaneView()->getTabBar()->isVisible());
         window.showTabBar(true, true);
         QTRY_COMPARE(window.getPaneView()->getTabBar()->height(), 28);
-        // Side bar: capped to two thirds of the window, table area takes what it gives up.
-        window.setSidebarShowWidth(5000);
+        // The side bar has nothing to show yet: asking for it keeps the flag but takes no room.
         window.showSideBar(true, false);
-        QCOMPARE(window.getSideBarWidth(), (window.width() + 1) * 2 / 3);
-        window.showSideBar(false, true);
-        QTRY_COMPARE(window.getSideBarWidth(), 0);
+        QCOMPARE(window.getSideBarWidth(), 0);
+        QVERIFY(window.makeConfigData().paneVisibility.showSideBar);
+        // A side pane is capped to two thirds of the window; the table area takes what it gives up.
+        window.setMetadataShowWidth(5000);
+        window.showMetadata(true, false);
+        QCOMPARE(window.getMetadataWidth(), (window.width() + 1) * 2 / 3);
+        window.showMetadata(false, true);
+        QTRY_COMPARE(window.getMetadataWidth(), 0);
         window.setAttribute(Qt::WA_DeleteOnClose, false);
     }
 };

@@ -918,16 +918,14 @@ void TestTableData::staleFinishIsIgnored() {
                   RFC_4180);
 
     // Let the first container finish without running the event loop, so its finish waits
-    // in the queue while the second file replaces it.
-    std::atomic<bool> done = false;
-    connect(
-        table.getDataContainer(), &AbstractDataContainer::loadFinishedSignal, table.getDataContainer(),
-        [&done] { done = true; }, Qt::DirectConnection);
+    // in the queue while the second file replaces it. The container comes back to this thread
+    // only after it has sent its finish, and its thread affinity is safe to read from here.
+    AbstractDataContainer* const firstContainer = table.getDataContainer();
     QElapsedTimer timer;
     timer.start();
-    while (!done && timer.elapsed() < 10000)
+    while (firstContainer->thread() != QThread::currentThread() && timer.elapsed() < 10000)
         QThread::msleep(1);
-    QVERIFY(done);
+    QCOMPARE(firstContainer->thread(), QThread::currentThread());
 
     table.loadCSV(second, false, TableData::Editable, QStringLiteral(","), QStringLiteral(","), UTF_8,
                   RFC_4180);

@@ -39,6 +39,7 @@ private slots:
     void backgroundPriority();
     void lineHighlightBlend();
     void fontRole();
+    void findPreviewShowsReplacedText();
     void conversions_data();
     void conversions();
     void rangeConversionsKeepTheirKind();
@@ -389,6 +390,33 @@ void TestTableModel::fontRole() {
     QVERIFY(!m->data(m->index(0, 2), Qt::FontRole).value<QFont>().bold());
     QVERIFY(!m->data(m->index(0, 0), 10).isValid());
     QVERIFY(!m->data(m->index(0, 0), Qt::DecorationRole).isValid());
+}
+
+void TestTableModel::findPreviewShowsReplacedText() {
+    LoadedModel m = load(gridLines(5, 5));
+    m->getTableData().concealRawRows({0});
+    Range replaced(2, 3, RangeIndexType::Raw); // model (1, 3)
+    replaced.value = QStringLiteral("after");
+    m->setFindReplacePreview(RangeVector{replaced});
+    FindReplaceQuery query;
+    query.previewReplace = true;
+    // Without a live query the data shows.
+    QCOMPARE(text(*m, 1, 3), QStringLiteral("r2c3"));
+    m->setFindReplaceQuery(query);
+    QCOMPARE(text(*m, 1, 3), QStringLiteral("after"));
+    QCOMPARE(text(*m, 1, 3, Qt::EditRole), QStringLiteral("after"));
+    QCOMPARE(m->data(m->index(1, 3), Qt::ForegroundRole).value<QBrush>().color(),
+             Theme::darkTheme().HighlightedCellTextColor);
+    QCOMPARE(m->data(m->index(1, 2), Qt::ForegroundRole).value<QBrush>().color(),
+             Theme::darkTheme().TextColor);
+    query.previewReplace = false;
+    m->setFindReplaceQuery(query);
+    QCOMPARE(text(*m, 1, 3), QStringLiteral("r2c3"));
+    query.previewReplace = true;
+    m->setFindReplaceQuery(query);
+    m->onFindReplaceClosed();
+    QVERIFY(!m->getHasFindReplaceQuery());
+    QCOMPARE(text(*m, 1, 3), QStringLiteral("r2c3"));
 }
 
 void TestTableModel::conversions_data() {

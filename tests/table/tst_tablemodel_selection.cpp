@@ -2,10 +2,12 @@
 
 #include "table/tablemodel.h"
 
+#include <QRandomGenerator>
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTest>
 
+#include <algorithm>
 #include <stdexcept>
 
 using namespace Fixture;
@@ -65,6 +67,7 @@ private slots:
     void sanitizeTidiesExcludedCells();
     void onlyTheFirstMainFlagCounts();
     void exclusions();
+    void membershipAgainstBruteForce();
     void removingTheMainCellMovesIt();
     void shiftExtensionReturnsExactly();
     void shiftExtensionAcrossAxes();
@@ -241,6 +244,73 @@ void TestTableModelSelection::exclusions() {
     m->removeCellFromSelection(2, 2); // not selected: nothing changes
     QCOMPARE(m->getSelection().size(), std::size_t(4));
     QCOMPARE(m->numSelectedCells(), qint64(1 + 7 + 7 + 8));
+}
+
+// The indexed lookup that data() uses, against a plain reading of each member with its
+// exclusions, over random selections.
+void TestTableModelSelection::membershipAgainstBruteForce() {
+    QRandomGenerator rng(2024);
+    LoadedModel m = load(gridLines(30, 12));
+    auto in = [](const std::vector<int>& list, int v) {
+        return std::find(list.begin(), list.end(), v) != list.end();
+    };
+    auto holds = [&in](const Range& r, int row, int col) {
+        switch (r.type) {
+        case RangeType::Cell:
+            return r.row == row && r.col == col;
+        case RangeType::Row:
+            return r.row == row && col >= r.col && col <= r.endCol && !in(r.excludedCols, col);
+        case RangeType::Col:
+            return r.col == col && row >= r.row && row <= r.endRow && !in(r.excludedRows, row);
+        case RangeType::Table: {
+            const bool cellOut = std::find(r.excludedCells.begin(), r.excludedCells.end(),
+                                           std::make_pair(row, col)) != r.excludedCells.end();
+            return row >= r.row && row <= r.endRow && col >= r.col && col <= r.endCol &&
+                   !in(r.excludedRows, row) && !in(r.excludedCols, col) && !cellOut;
+        }
+        default:
+            return false;
+        }
+    };
+    for (int round = 0; round < 20; ++round) {
+        RangeVector ranges;
+        const int count = 1 + int(rng.bounded(25));
+        for (int i = 0; i < count; ++i) {
+            const int kind = int(rng.bounded(4));
+            Range r = cell(int(rng.bounded(30)), int(rng.bounded(12)));
+            if (kind == 1) {
+                r = rowRange(int(rng.bounded(30)));
+                r.col = int(rng.bounded(4));
+                if (rng.bounded(2))
+                    r.endCol = r.col + int(rng.bounded(6));
+            } else if (kind == 2) {
+                r = colRange(int(rng.bounded(12)));
+                r.row = int(rng.bounded(10));
+                if (rng.bounded(2))
+                    r.endRow = r.row + int(rng.bounded(12));
+            } else if (kind == 3) {
+                r = table(int(rng.bounded(25)), int(rng.bounded(10)));
+                r.endRow = r.row + int(rng.bounded(6));
+                r.endCol = r.col + int(rng.bounded(4));
+            }
+            for (int e = int(rng.bounded(3)); e > 0; --e) {
+                r.excludedRows.push_back(int(rng.bounded(30)));
+                r.excludedCols.push_back(int(rng.bounded(12)));
+                r.excludedCells.emplace_back(int(rng.bounded(30)), int(rng.bounded(12)));
+            }
+            ranges.push_back(r);
+        }
+        ranges.front().isMainCell = true;
+        m->setSelection(ranges, true);
+        const RangeVector& kept = m->getSelection();
+        for (int row = 0; row < 30; ++row) {
+            for (int col = 0; col < 12; ++col) {
+                const bool expected =
+                    std::any_of(kept.begin(), kept.end(), [&](const Range& r) { return holds(r, row, col); });
+                QCOMPARE(m->cellInSelection(row, col), expected);
+            }
+        }
+    }
 }
 
 void TestTableModelSelection::removingTheMainCellMovesIt() {

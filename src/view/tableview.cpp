@@ -30,7 +30,7 @@ TableView::TableView(QWidget* parent) : AbstractTableView(parent)
     setFocusPolicy(Qt::StrongFocus);
     connect(this, &QWidget::customContextMenuRequested, this, &TableView::onCustomContextMenu);
     setTableDelegate(new TableDelegate(this));
-    undo = new QUndoStack(this);
+    undoStackObject = new QUndoStack(this);
 
     snapTimer = new QTimer(this);
     snapTimer->setSingleShot(true);
@@ -128,6 +128,7 @@ void TableView::connectSignalsWithModel()
     connect(m, &TableModel::startProgressUpdateSignal, this, &TableView::onLoadStarted, Qt::UniqueConnection);
     connect(m, &TableModel::loadProgressUpdateSignal, this, &TableView::onLoadProgressUpdate, Qt::UniqueConnection);
     connect(m, &TableModel::loadFinishedSignal, this, &TableView::onLoadFinished, Qt::UniqueConnection);
+    connectUndoSignals(m);
 }
 
 // --- Frozen parts -----------------------------------------------------------------------
@@ -579,7 +580,7 @@ int TableView::askSaveQuestion(const QString& text, QWidget* parent)
 void TableView::setReadOnly(bool on, bool initial)
 {
     TableModel* m = tableModel();
-    if (!initial && on && m && !undo->isClean()) {
+    if (!initial && on && m && !undoStackObject->isClean()) {
         const QString name = QFileInfo(m->getTableData().getFilepath()).fileName();
         const int answer = askSaveQuestion(QStringLiteral("Do you want to save changes to %1?").arg(name), this);
         if (answer == 2)
@@ -597,7 +598,7 @@ void TableView::setReadOnly(bool on, bool initial)
             if (on && !path.isEmpty() && path == QDir(dataFolder).absoluteFilePath(QString::fromLatin1(name)))
                 return;
     }
-    undo->clear();
+    undoStackObject->clear();
     fileMode = on ? 1 : 0;
     readOnlyView = on;
     for (FrozenTableView* frozen : {frozenRows, frozenCols, frozenCorner})

@@ -17,8 +17,18 @@ SetModelDataCommand::SetModelDataCommand(TableModel* model, const RangeVector& n
     model->populateCellDataValues(secondCells, false, true);
     if (cells.empty() && secondCells.empty())
         isValid = false;
-    RangeVector all = cells;
-    all.insert(all.end(), secondCells.begin(), secondCells.end());
+    // Positions only: a copy with the values would double a large edit for a moment.
+    RangeVector all;
+    all.reserve(cells.size() + secondCells.size());
+    for (const RangeVector* list : {&cells, &secondCells}) {
+        for (const Range& range : *list) {
+            Range place;
+            copyWithoutValues(place, range);
+            place.endRow = range.endRow;
+            place.endCol = range.endCol;
+            all.push_back(std::move(place));
+        }
+    }
     model->getOrderedSetOfRows(rowsInvolved, all);
     model->getOrderedSetOfCols(colsInvolved, all);
 }

@@ -9,6 +9,8 @@
 
 namespace {
 
+constexpr int kMaxForwardMove = 1000000;
+
 // The new order of one line of positions when the positions in `selected` (ascending,
 // distinct) move by `delta`: the moved ones land at their new place, the others keep their
 // order and fill the places left. Returns (target, source) pairs over the touched span.
@@ -141,6 +143,10 @@ MoveCellContentsCommand::MoveCellContentsCommand(TableModel* model, const RangeV
         rowsDelta = -std::min(top, -std::max(rows, -INT_MAX));
     if (cols < 0)
         colsDelta = -std::min(left, -std::max(cols, -INT_MAX));
+    // Moves down or right may leave the data; a far jump would only fill the way with
+    // empty cells, so it is kept within reach.
+    rowsDelta = std::min(rowsDelta, kMaxForwardMove);
+    colsDelta = std::min(colsDelta, kMaxForwardMove);
     if (rowsDelta > 0 && qint64(bottom) + rowsDelta >= INT_MAX - 1)
         rowsDelta = 0;
     if (colsDelta > 0 && qint64(right) + colsDelta >= INT_MAX - 1)

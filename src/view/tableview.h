@@ -158,6 +158,8 @@ public:
     // the command was dropped or the table is read-only.
     bool pushCommand(TableUndoCommand* command);
     void clearUndoStack();
+    // Reads the file again with its parameters; the history goes, since it no longer fits.
+    void reloadFile();
     void setUndoStackClean();
     // Lines: the selected ones when the list is empty.
     bool insertRows(std::vector<int> rows, int count, bool after);

@@ -11,6 +11,7 @@
 #include "table/transposetablecommand.h"
 #include "view/frozentableview.h"
 
+#include <QFileInfo>
 #include <QTimer>
 #include <QUndoStack>
 
@@ -76,6 +77,22 @@ bool TableView::pushCommand(TableUndoCommand* command)
 void TableView::clearUndoStack()
 {
     undoStackObject->clear();
+}
+
+void TableView::reloadFile()
+{
+    TableModel* m = tableModel();
+    if (!m)
+        return;
+    TableData& data = m->getTableData();
+    const QString path = data.getFilepath();
+    if (path.isEmpty() || !QFileInfo::exists(path))
+        return;
+    undoStackObject->clear();
+    // Large files load on their own thread, as on opening.
+    const bool threaded = QFileInfo(path).size() > 25165824;
+    m->loadCSV(path, threaded, data.getDataContainerType(), data.getDelimiterText(), data.getSaveDelimiterText(),
+               data.getEncoding(), data.getParsingStandard());
 }
 
 void TableView::setUndoStackClean()

@@ -19,6 +19,7 @@ private slots:
     void saveAfterEachEditWritesFileAndMarksClean();
     void arrayDragIsOneUndoStep();
     void middleButtonDragIsOneUndoStep();
+    void reloadDropsHistory();
     void operations_data();
     void operations();
 };
@@ -113,6 +114,19 @@ void TestTableViewUndo::middleButtonDragIsOneUndoStep()
     QCOMPARE(text(*t.model, 1, 0), QStringLiteral("x"));
     t.view->redo();
     QCOMPARE(t.model->rowCountRaw(), 4);
+}
+
+void TestTableViewUndo::reloadDropsHistory()
+{
+    ShownTable t = makeTable(QStringList{"a,b", "c,d"});
+    QVERIFY(t.view->removeRows({0}));
+    QSignalSpy spy(t.view.get(), &TableView::undoStackCleanChangedSignal);
+    t.view->reloadFile();
+    QCOMPARE(t.view->undoStack()->count(), 0);
+    QVERIFY(t.view->undoStack()->isClean());
+    QCOMPARE(spy.count(), 1);
+    QCOMPARE(t.model->rowCountRaw(), 2);
+    QCOMPARE(text(*t.model, 0, 0), QStringLiteral("a"));
 }
 
 void TestTableViewUndo::operations_data()

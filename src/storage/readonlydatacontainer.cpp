@@ -977,7 +977,7 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
         qint64 cells = 0;
         qint64 widest = 0;
         bool tooLarge = false;
-        bool rowStart(qint64 pos)
+        [[gnu::always_inline]] bool rowStart(qint64 pos)
         {
             if (self->loadCanceled.load(std::memory_order_relaxed))
                 return false;
@@ -991,13 +991,13 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
             }
             return true;
         }
-        bool cellStart(qint64)
+        [[gnu::always_inline]] bool cellStart(qint64)
         {
             ++cells;
             return true;
         }
         // A cell starts behind each delimiter bit of `bits` (bit i: position base + i).
-        void cellStarts(std::uint64_t bits, qint64) { cells += std::popcount(bits); }
+        [[gnu::always_inline]] void cellStarts(std::uint64_t bits, qint64) { cells += std::popcount(bits); }
         static bool cellEnd(qint64) { return true; }
         static bool rowEnd(qint64) { return true; }
     };
@@ -1041,7 +1041,7 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
         int row = -1;
         int col = -1;
         qint64 lineEnd = 0;
-        bool rowStart(qint64 pos)
+        [[gnu::always_inline]] bool rowStart(qint64 pos)
         {
             if (self->loadCanceled.load(std::memory_order_relaxed))
                 return false;
@@ -1064,7 +1064,7 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
             col = -1;
             return true;
         }
-        bool cellStart(qint64 pos)
+        [[gnu::always_inline]] bool cellStart(qint64 pos)
         {
             ++col;
             if (++cellNumber == nextStripCell) {
@@ -1073,7 +1073,7 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
             }
             return true;
         }
-        void cellStarts(std::uint64_t bits, qint64 base)
+        [[gnu::always_inline]] void cellStarts(std::uint64_t bits, qint64 base)
         {
             const int count = std::popcount(bits);
             if (cellNumber + count < nextStripCell) {
@@ -1087,7 +1087,7 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
             }
         }
         static bool cellEnd(qint64) { return true; }
-        bool rowEnd(qint64 pos)
+        [[gnu::always_inline]] bool rowEnd(qint64 pos)
         {
             lineEnd = pos;
             return true;

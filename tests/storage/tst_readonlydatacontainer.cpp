@@ -83,6 +83,7 @@ private slots:
     void editingCallsChangeNothing();
     void saveOverTheFileBeingRead_data();
     void saveOverTheFileBeingRead();
+    void transposedSave();
     void cancelStopsBothPasses();
     void progressCoversThreeThirds();
     void unreadableFile();
@@ -396,6 +397,22 @@ void TestReadOnlyDataContainer::saveOverTheFileBeingRead()
     QCOMPARE(c->getFilepath(), other);
     QVERIFY(!c->saveCSV(fx.dir.filePath(QStringLiteral("missing/x.csv")), false, false, {}, {}));
     QCOMPARE(c->getFilepath(), other);
+}
+
+// A transposed save writes each column as a line; hidden columns drop out, hidden rows don't.
+void TestReadOnlyDataContainer::transposedSave()
+{
+    Fixture fx;
+    const QString path = fx.write("a,\"b,1\",c\nd\ne,f,g\n");
+    auto c = fx.open(path);
+    QVERIFY(c);
+    QVERIFY(c->saveCSV(false, true, {}, {}));
+    QCOMPARE(readAll(path), QByteArray("a,d,e\n\"b,1\",,f\nc,,g\n"));
+    QVERIFY(c->saveCSV(false, true, {0}, {1}));
+    QCOMPARE(readAll(path), QByteArray("a,d,e\nc,,g\n"));
+    c->setSaveWithTrailingDelimiters(false);
+    QVERIFY(c->saveCSV(false, true, {}, {0, 2}));
+    QCOMPARE(readAll(path), QByteArray("\"b,1\",,f\n"));
 }
 
 void TestReadOnlyDataContainer::cancelStopsBothPasses()

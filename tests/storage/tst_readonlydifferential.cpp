@@ -237,8 +237,8 @@ private slots:
         ReadOnlyDataContainer::setPieceSizeForTesting(0);
         EditableDataContainer::setPieceSizeForTesting(0);
     }
-    void cellsAgreeOrDifferAsSpecified_data();
-    void cellsAgreeOrDifferAsSpecified();
+    void cellsAgreeExceptWhereReadOnlyReadsDifferently_data();
+    void cellsAgreeExceptWhereReadOnlyReadsDifferently();
     void saveOverSourceMatchesEditableSave_data();
     void saveOverSourceMatchesEditableSave();
 };
@@ -266,9 +266,9 @@ static void addParamRows()
             QTest::addRow("%s, %s", s.name, e.name) << int(s.standard) << s.delimiter << int(e.encoding);
 }
 
-void TestReadOnlyDifferential::cellsAgreeOrDifferAsSpecified_data() { addParamRows(); }
+void TestReadOnlyDifferential::cellsAgreeExceptWhereReadOnlyReadsDifferently_data() { addParamRows(); }
 
-void TestReadOnlyDifferential::cellsAgreeOrDifferAsSpecified()
+void TestReadOnlyDifferential::cellsAgreeExceptWhereReadOnlyReadsDifferently()
 {
     QFETCH(int, standard);
     QFETCH(char, delimiter);

@@ -328,6 +328,11 @@ private slots:
     void rowMovesKeepConcealedRowsInPlace();
     void moveRowsAbsolute_data();
     void moveRowsAbsolute();
+    void lineCommandsForward_data();
+    void lineCommandsForward();
+    void duplicateCellContentsExtendsSelection();
+    void transposeTurnsSelection();
+    void removeEmptyAtEndKeepsConcealment();
     void filterListsFollowInsertAndRemove();
     void mainCellComesBackOnUndo();
     void encodingUndoKeepsBytes();
@@ -482,6 +487,109 @@ void TestUndoCommands::moveRowsAbsolute() {
     QCOMPARE(model->getMainCell().row, result);
     stack.undo();
     QCOMPARE(column(*model, 0, 5).join(QString()), QStringLiteral("01234"));
+}
+
+void TestUndoCommands::lineCommandsForward_data() {
+    QTest::addColumn<int>("kind");
+    QTest::addColumn<QList<int>>("rows");
+    QTest::addColumn<int>("count");
+    QTest::addColumn<bool>("flag");
+    QTest::addColumn<QString>("expected"); // column 0, "_" for an empty cell
+    // Insert before (flag false) or after each group of adjacent rows.
+    QTest::newRow("insert before groups") << 0 << QList<int>{1, 2, 4} << 1 << false << "0_123_45";
+    QTest::newRow("insert after groups") << 0 << QList<int>{1, 2, 4} << 2 << true << "012__34__5";
+    QTest::newRow("remove scattered") << 1 << QList<int>{0, 2, 3, 9} << 0 << false << "145";
+    QTest::newRow("duplicate below") << 2 << QList<int>{1, 4} << 1 << true << "01123445";
+    QTest::newRow("duplicate above twice") << 2 << QList<int>{0} << 2 << false << "00012345";
+    QTest::newRow("move relative down") << 3 << QList<int>{1, 2} << 2 << false << "034125";
+}
+
+void TestUndoCommands::lineCommandsForward() {
+    QFETCH(int, kind);
+    QFETCH(QList<int>, rows);
+    QFETCH(int, count);
+    QFETCH(bool, flag);
+    QFETCH(QString, expected);
+    LoadedModel model = load(QStringList{"0", "1", "2", "3", "4", "5"});
+    const std::vector<int> lines(rows.begin(), rows.end());
+    QUndoStack stack;
+    TableUndoCommand* command = nullptr;
+    switch (kind) {
+    case 0: command = new InsertRowsCommand(&*model, lines, count, flag); break;
+    case 1: command = new RemoveRowsCommand(&*model, lines); break;
+    case 2: command = new DuplicateRowsCommand(&*model, lines, count, flag); break;
+    default: command = new MoveRowsRelativeCommand(&*model, lines, count); break;
+    }
+    QVERIFY(command->isValid);
+    stack.push(command);
+    QString actual;
+    for (int r = 0; r < model->rowCountModel(); ++r) {
+        const QString value = model->getTableData().getValueModel(r, 0).toString();
+        actual += value.isEmpty() ? QStringLiteral("_") : value;
+    }
+    QCOMPARE(actual, expected);
+    stack.undo();
+    QCOMPARE(column(*model, 0, 6).join(QString()), QStringLiteral("012345"));
+    QCOMPARE(model->rowCountRaw(), 6);
+}
+
+void TestUndoCommands::duplicateCellContentsExtendsSelection() {
+    LoadedModel model = load(gridLines(3, 3));
+    // A selection of single cells, as the keyboard makes it: the step extends each of them.
+    RangeVector block{cell(0, 0), cell(0, 1), cell(1, 0), cell(1, 1)};
+    block.front().isMainCell = true;
+    model->setSelection(block);
+    QUndoStack stack;
+    stack.push(new DuplicateCellContentsCommand(&*model, model->getSelection(), Direction::Down));
+    QCOMPARE(text(*model, 2, 0), QStringLiteral("r1c0"));
+    QCOMPARE(text(*model, 2, 1), QStringLiteral("r1c1"));
+    QCOMPARE(text(*model, 2, 2), QStringLiteral("r2c2")); // outside the block
+    QVERIFY(model->cellInSelection(2, 1));
+    stack.undo();
+    QCOMPARE(text(*model, 2, 0), QStringLiteral("r2c0"));
+    QVERIFY(!model->cellInSelection(2, 1));
+    // Nothing above row 0.
+    auto* up = new DuplicateCellContentsCommand(&*model, model->getSelection(), Direction::Up);
+    QVERIFY(!up->isValid);
+    delete up;
+}
+
+void TestUndoCommands::transposeTurnsSelection() {
+    LoadedModel model = load(gridLines(2, 4));
+    Range start = cell(1, 3);
+    model->setSelection(start);
+    QUndoStack stack;
+    stack.push(new TransposeTableCommand(&*model));
+    QCOMPARE(model->rowCountModel(), 4);
+    QCOMPARE(text(*model, 3, 1), QStringLiteral("r1c3"));
+    QCOMPARE(model->getMainCell().row, 3);
+    QCOMPARE(model->getMainCell().col, 1);
+    stack.undo();
+    QCOMPARE(model->getMainCell().row, 1);
+    QCOMPARE(model->getMainCell().col, 3);
+    QCOMPARE(text(*model, 1, 3), QStringLiteral("r1c3"));
+}
+
+void TestUndoCommands::removeEmptyAtEndKeepsConcealment() {
+    LoadedModel model = load(QStringList{"a,,", "b,,", ",,", ",,"});
+    model->getTableData().concealRawRows({1, 3});
+    QUndoStack stack;
+    auto* command = new RemoveEmptyRowsColsAtEndCommand(&*model);
+    QVERIFY(command->isValid);
+    stack.push(command);
+    QCOMPARE(model->rowCountRaw(), 2);
+    QCOMPARE(model->columnCountRaw(), 1);
+    stack.undo();
+    QCOMPARE(model->rowCountRaw(), 4);
+    QCOMPARE(model->columnCountRaw(), 3);
+    std::vector<int> concealed;
+    model->getTableData().getConcealedRowsRaw(concealed);
+    QCOMPARE(concealed, (std::vector<int>{1, 3}));
+    // A table without empty lines at its end gives no command.
+    stack.redo();
+    auto* again = new RemoveEmptyRowsColsAtEndCommand(&*model);
+    QVERIFY(!again->isValid);
+    delete again;
 }
 
 void TestUndoCommands::filterListsFollowInsertAndRemove() {

@@ -22,6 +22,10 @@ void TableView::connectUndoSignals(TableModel* m)
     connect(undoStackObject, &QUndoStack::cleanChanged, this, &TableView::onUndoStackCleanChanged,
             Qt::UniqueConnection);
     connect(m, &TableModel::loadFinishedSignal, this, &TableView::onTableSavedOrLoaded, Qt::UniqueConnection);
+    // A model set again must not be connected twice.
+    disconnect(m, &TableModel::undoStackCleanChangedSignal, this, nullptr);
+    disconnect(m, &TableModel::scrollToRowSignal, this, nullptr);
+    disconnect(m, &TableModel::scrollToColSignal, this, nullptr);
     // A save after an edit succeeded: the file holds what the table shows.
     connect(m, &TableModel::undoStackCleanChangedSignal, this, [this](bool clean) {
         if (clean)

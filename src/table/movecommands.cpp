@@ -216,9 +216,9 @@ void MoveLinesCommand::finishSetup() {
         return it == rawMap.end() ? raw : it->second;
     };
     if (axis == Axis::Row)
-        shiftFilterLists(map, {});
+        populateFilterLists(map, {});
     else
-        shiftFilterLists({}, map);
+        populateFilterLists({}, map);
 }
 
 void MoveLinesCommand::scrollTo(int line) {

@@ -87,9 +87,9 @@ InsertLinesCommand::InsertLinesCommand(TableModel* model, Axis axis, const std::
     if (!model->getFilterList().empty()) {
         const auto map = insertionMap(rawPositions, count);
         if (axis == Axis::Row)
-            shiftFilterLists(map, {});
+            populateFilterLists(map, {});
         else
-            shiftFilterLists({}, map);
+            populateFilterLists({}, map);
     }
 }
 
@@ -167,9 +167,9 @@ RemoveLinesCommand::RemoveLinesCommand(TableModel* model, Axis axis, const std::
             return raw - static_cast<int>(it - raws.begin());
         };
         if (axis == Axis::Row)
-            shiftFilterLists(map, {});
+            populateFilterLists(map, {});
         else
-            shiftFilterLists({}, map);
+            populateFilterLists({}, map);
     }
 }
 
@@ -243,7 +243,7 @@ RemoveEmptyRowsColsAtEndCommand::RemoveEmptyRowsColsAtEndCommand(TableModel* mod
             concealedCols.push_back(raw);
     }
     if (!model->getFilterList().empty()) {
-        shiftFilterLists([keptRows](int raw) { return raw < keptRows ? raw : -1; },
+        populateFilterLists([keptRows](int raw) { return raw < keptRows ? raw : -1; },
                          [keptCols](int raw) { return raw < keptCols ? raw : -1; });
     }
 }
@@ -307,9 +307,9 @@ DuplicateLinesCommand::DuplicateLinesCommand(TableModel* model, Axis axis, const
             return raw + static_cast<int>(before) * n;
         };
         if (axis == Axis::Row)
-            shiftFilterLists(map, {});
+            populateFilterLists(map, {});
         else
-            shiftFilterLists({}, map);
+            populateFilterLists({}, map);
     }
 }
 

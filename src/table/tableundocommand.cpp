@@ -146,7 +146,7 @@ void TableUndoCommand::finishDataChange(bool isUndo, const RawSize& before, cons
 
 // --- Filter lists ----------------------------------------------------------------------------
 
-void TableUndoCommand::shiftFilterLists(const std::function<int(int)>& rowMap,
+void TableUndoCommand::populateFilterLists(const std::function<int(int)>& rowMap,
                                         const std::function<int(int)>& colMap) {
     oldFilters = model->getFilterList();
     hasFilters = !oldFilters.empty();

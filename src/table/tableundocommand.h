@@ -67,10 +67,10 @@ protected:
     void finishDataChange(bool isUndo, const RawSize& before, const std::vector<int>& rows,
                           const std::vector<int>& cols);
 
-    // Filter lists: oldFilters is the list now; newFilters moves each filter's line and
-    // exceptions through the maps (raw old -> raw new, -1 drops it). An empty map leaves
-    // that axis alone.
-    void shiftFilterLists(const std::function<int(int)>& rowMap, const std::function<int(int)>& colMap);
+    // Filter lists, called from the constructors of commands that shift lines: oldFilters is
+    // the list now; newFilters moves each filter's line and exceptions through the maps (raw
+    // old -> raw new, -1 drops it). An empty map leaves that axis alone.
+    void populateFilterLists(const std::function<int(int)>& rowMap, const std::function<int(int)>& colMap);
     void applyFilterList(bool isUndo);
 
     // Whole lines of the table in the user's orientation, as stored bytes.

@@ -14,13 +14,14 @@ using BenchFunction = std::function<int(const QStringList& args)>;
 struct BenchEntry {
     std::string usage;
     BenchFunction run;
+    bool widgets = false; // runs under a QApplication instead of a QCoreApplication
 };
 
 std::map<std::string, BenchEntry>& benchRegistry();
 
 struct BenchRegistration {
-    BenchRegistration(const std::string& name, const std::string& usage, BenchFunction run)
+    BenchRegistration(const std::string& name, const std::string& usage, BenchFunction run, bool widgets = false)
     {
-        benchRegistry()[name] = BenchEntry{usage, std::move(run)};
+        benchRegistry()[name] = BenchEntry{usage, std::move(run), widgets};
     }
 };

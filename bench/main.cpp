@@ -1,6 +1,9 @@
 #include "benchregistry.h"
 
+#include <QApplication>
 #include <QCoreApplication>
+
+#include <memory>
 
 #include <cstdio>
 
@@ -19,15 +22,22 @@ static void printUsage()
 
 int main(int argc, char* argv[])
 {
-    QCoreApplication app(argc, argv);
-    QStringList args = app.arguments();
+    // Only operations that measure widgets get a QApplication (and a display, offscreen when
+    // there is none); the others stay free of the GUI.
+    const std::string operation = argc > 1 ? argv[1] : "";
+    const auto it = benchRegistry().find(operation);
+    const bool widgets = it != benchRegistry().end() && it->second.widgets;
+    if (widgets && qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    std::unique_ptr<QCoreApplication> app =
+        widgets ? std::make_unique<QApplication>(argc, argv) : std::make_unique<QCoreApplication>(argc, argv);
+    QStringList args = app->arguments();
     args.removeFirst();
     if (args.isEmpty()) {
         printUsage();
         return 2;
     }
-    const std::string operation = args.takeFirst().toStdString();
-    const auto it = benchRegistry().find(operation);
+    args.removeFirst();
     if (it == benchRegistry().end()) {
         std::fprintf(stderr, "orvane-bench: unknown operation '%s'\n", operation.c_str());
         printUsage();

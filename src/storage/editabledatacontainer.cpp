@@ -86,21 +86,37 @@ bool contains(const std::vector<int>& sortedList, int value)
 } // namespace
 
 // --- Row building, shared by every parser --------------------------------------------------
-// Cells arrive in reading order, so a row is only ever appended to. An empty cell is not
-// stored unless a later cell of the row needs the place: memory follows content.
+// Cells arrive in reading order, so a row is only ever appended to: its bytes and cell ends
+// gather in buffers that keep their capacity from row to row, and the finished row is packed
+// into one block of exactly its size. An empty cell is not stored unless a later cell of the
+// row needs the place: memory follows content.
 struct EditableDataContainer::RowSink {
     EditableDataContainer& c;
-    std::vector<std::vector<char>>* current = nullptr;
+    std::unique_ptr<char[]> bytes; // a plain buffer: a cell is appended with one memcpy
+    size_t used = 0;
+    size_t capacity = 0;
+    std::vector<std::uint64_t> ends;
     bool rowOpen = false;
-    size_t widthHint = 0;
 
-    explicit RowSink(EditableDataContainer& container) : c(container) {}
+    explicit RowSink(EditableDataContainer& container) : c(container)
+    {
+        grow(4096);
+        ends.reserve(64);
+    }
+
+    [[gnu::noinline]] void grow(size_t needed)
+    {
+        const size_t newCapacity = std::max(needed, capacity * 2);
+        std::unique_ptr<char[]> larger(new char[newCapacity]);
+        if (used > 0)
+            std::memcpy(larger.get(), bytes.get(), used);
+        bytes = std::move(larger);
+        capacity = newCapacity;
+    }
 
     void openRow()
     {
         c.rows.emplace_back();
-        current = &c.rows.back();
-        current->reserve(widthHint);
         rowOpen = true;
         c.numRowsLogical = static_cast<int>(c.rows.size());
     }
@@ -113,15 +129,21 @@ struct EditableDataContainer::RowSink {
             c.numColsLogical = col + 1;
         if (length == 0)
             return;
-        if (current->size() < static_cast<size_t>(col))
-            current->resize(static_cast<size_t>(col));
-        current->emplace_back(data, data + length);
+        if (ends.size() < static_cast<size_t>(col))
+            ends.resize(static_cast<size_t>(col), used);
+        if (capacity - used < length)
+            grow(used + length);
+        std::memcpy(bytes.get() + used, data, length);
+        used += length;
+        ends.push_back(used);
     }
 
     void endRow()
     {
-        if (rowOpen)
-            widthHint = current->size();
+        if (rowOpen && !ends.empty())
+            c.rows.back() = PackedRow::fromParts(bytes.get(), ends.data(), ends.size());
+        used = 0;
+        ends.clear();
         rowOpen = false;
     }
 };
@@ -545,35 +567,37 @@ int EditableDataContainer::numCellsStored(int row) const
 {
     if (row < 0 || row >= static_cast<int>(rows.size()))
         return 0;
-    return static_cast<int>(rows[static_cast<size_t>(row)].size());
+    return rows[static_cast<size_t>(row)].size();
 }
 
-const std::vector<char>* EditableDataContainer::storedCell(int row, int col) const
+std::string_view EditableDataContainer::cellView(int row, int col) const
 {
-    if (row < 0 || col < 0 || row >= static_cast<int>(rows.size()))
-        return nullptr;
-    const auto& r = rows[static_cast<size_t>(row)];
-    if (col >= static_cast<int>(r.size()))
-        return nullptr;
-    return &r[static_cast<size_t>(col)];
+    if (row < 0 || row >= static_cast<int>(rows.size()))
+        return {};
+    return rows[static_cast<size_t>(row)].cellOrEmpty(col);
+}
+
+void EditableDataContainer::setStoredCell(PackedRow& row, int col, std::string_view value)
+{
+    // Views into the old row stay valid until the new one has been built from them.
+    row.views(scratchViews);
+    if (static_cast<int>(scratchViews.size()) <= col)
+        scratchViews.resize(static_cast<size_t>(col) + 1);
+    scratchViews[static_cast<size_t>(col)] = value;
+    row = PackedRow::fromCells(scratchViews);
 }
 
 std::vector<char> EditableDataContainer::getValue(int row, int col, bool) const
 {
-    const std::vector<char>* cell = storedCell(row, col);
-    return cell ? *cell : std::vector<char>();
+    const std::string_view cell = cellView(row, col);
+    return std::vector<char>(cell.begin(), cell.end());
 }
 
 int EditableDataContainer::numColsInRow(int row) const
 {
     if (row < 0 || row >= static_cast<int>(rows.size()))
         return 0;
-    const auto& r = rows[static_cast<size_t>(row)];
-    for (int col = static_cast<int>(r.size()) - 1; col >= 0; --col) {
-        if (!r[static_cast<size_t>(col)].empty())
-            return col + 1;
-    }
-    return 0;
+    return rows[static_cast<size_t>(row)].widthWithoutTrailingEmpty();
 }
 
 bool EditableDataContainer::setValue(const int& row, const int& col, const std::vector<char>& value)
@@ -589,12 +613,9 @@ bool EditableDataContainer::setValue(const int& row, const int& col, const std::
     if (col >= numColsLogical)
         resizeCols(col + 1);
     auto& r = rows[static_cast<size_t>(row)];
-    if (col >= static_cast<int>(r.size())) {
-        if (value.empty())
-            return true;
-        r.resize(static_cast<size_t>(col) + 1);
-    }
-    r[static_cast<size_t>(col)] = std::vector<char>(value.begin(), value.end());
+    if (col >= r.size() && value.empty())
+        return true;
+    setStoredCell(r, col, std::string_view(value.data(), value.size()));
     return true;
 }
 
@@ -613,8 +634,11 @@ bool EditableDataContainer::resizeCols(int n)
     if (n < 0)
         return false;
     for (auto& r : rows) {
-        if (static_cast<int>(r.size()) > n)
-            r.resize(static_cast<size_t>(n));
+        if (r.size() > n) {
+            r.views(scratchViews);
+            scratchViews.resize(static_cast<size_t>(n));
+            r = PackedRow::fromCells(scratchViews);
+        }
     }
     numColsLogical = n;
     return true;
@@ -624,6 +648,8 @@ bool EditableDataContainer::clear()
 {
     rows.clear();
     rows.shrink_to_fit();
+    scratchViews.clear();
+    scratchViews.shrink_to_fit();
     numRowsLogical = 0;
     numColsLogical = 0;
     return true;
@@ -634,10 +660,12 @@ void EditableDataContainer::getRow(std::vector<std::vector<char>>& out, int row)
     out.assign(static_cast<size_t>(std::max(numColsLogical, 0)), std::vector<char>());
     if (row < 0 || row >= static_cast<int>(rows.size()))
         return;
-    const auto& r = rows[static_cast<size_t>(row)];
-    const size_t n = std::min(r.size(), out.size());
-    for (size_t i = 0; i < n; ++i)
-        out[i] = r[i];
+    const PackedRow& r = rows[static_cast<size_t>(row)];
+    const int n = std::min(r.size(), static_cast<int>(out.size()));
+    for (int i = 0; i < n; ++i) {
+        const std::string_view cell = r.cell(i);
+        out[static_cast<size_t>(i)].assign(cell.begin(), cell.end());
+    }
 }
 
 void EditableDataContainer::getCol(std::vector<std::vector<char>>& out, int col)
@@ -647,8 +675,10 @@ void EditableDataContainer::getCol(std::vector<std::vector<char>>& out, int col)
         return;
     const size_t n = std::min(rows.size(), out.size());
     for (size_t i = 0; i < n; ++i) {
-        if (static_cast<size_t>(col) < rows[i].size())
-            out[i] = rows[i][static_cast<size_t>(col)];
+        if (col < rows[i].size()) {
+            const std::string_view cell = rows[i].cell(col);
+            out[i].assign(cell.begin(), cell.end());
+        }
     }
 }
 
@@ -660,11 +690,13 @@ void EditableDataContainer::setRow(int row, const std::vector<std::vector<char>>
         rows.resize(static_cast<size_t>(row) + 1);
     numRowsLogical = std::max(numRowsLogical, row + 1);
     numColsLogical = std::max(numColsLogical, static_cast<int>(cells.size()));
-    auto& r = rows[static_cast<size_t>(row)];
     size_t used = cells.size();
     while (used > 0 && cells[used - 1].empty())
         --used;
-    r.assign(cells.begin(), cells.begin() + static_cast<std::ptrdiff_t>(used));
+    scratchViews.resize(used);
+    for (size_t i = 0; i < used; ++i)
+        scratchViews[i] = std::string_view(cells[i].data(), cells[i].size());
+    rows[static_cast<size_t>(row)] = PackedRow::fromCells(scratchViews);
 }
 
 void EditableDataContainer::setCol(int col, const std::vector<std::vector<char>>& cells)
@@ -675,16 +707,13 @@ void EditableDataContainer::setCol(int col, const std::vector<std::vector<char>>
     numRowsLogical = std::max(numRowsLogical, static_cast<int>(cells.size()));
     for (size_t i = 0; i < cells.size(); ++i) {
         if (cells[i].empty()) {
-            if (i < rows.size() && static_cast<size_t>(col) < rows[i].size())
-                rows[i][static_cast<size_t>(col)].clear();
+            if (i < rows.size() && col < rows[i].size() && !rows[i].cellEmpty(col))
+                setStoredCell(rows[i], col, {});
             continue;
         }
         if (i >= rows.size())
             rows.resize(i + 1);
-        auto& r = rows[i];
-        if (static_cast<size_t>(col) >= r.size())
-            r.resize(static_cast<size_t>(col) + 1);
-        r[static_cast<size_t>(col)] = cells[i];
+        setStoredCell(rows[i], col, std::string_view(cells[i].data(), cells[i].size()));
     }
 }
 
@@ -704,14 +733,20 @@ void EditableDataContainer::insertRows(int at, const std::vector<std::vector<std
         return;
     if (at > static_cast<int>(rows.size()))
         rows.resize(static_cast<size_t>(at));
-    rows.insert(rows.begin() + at, rowsToInsert.begin(), rowsToInsert.end());
+    std::vector<PackedRow> packed;
+    packed.reserve(rowsToInsert.size());
     int widest = 0;
-    for (size_t i = 0; i < rowsToInsert.size(); ++i) {
-        auto& r = rows[static_cast<size_t>(at) + i];
-        while (!r.empty() && r.back().empty())
-            r.pop_back();
-        widest = std::max(widest, static_cast<int>(rowsToInsert[i].size()));
+    for (const auto& cells : rowsToInsert) {
+        size_t used = cells.size();
+        while (used > 0 && cells[used - 1].empty())
+            --used;
+        scratchViews.resize(used);
+        for (size_t i = 0; i < used; ++i)
+            scratchViews[i] = std::string_view(cells[i].data(), cells[i].size());
+        packed.push_back(PackedRow::fromCells(scratchViews));
+        widest = std::max(widest, static_cast<int>(cells.size()));
     }
+    rows.insert(rows.begin() + at, std::make_move_iterator(packed.begin()), std::make_move_iterator(packed.end()));
     numRowsLogical = std::max(numRowsLogical, at) + static_cast<int>(rowsToInsert.size());
     numColsLogical = std::max(numColsLogical, widest);
 }
@@ -741,18 +776,20 @@ void EditableDataContainer::insertCols(int at, const std::vector<std::vector<std
         bool anyValue = false;
         for (const auto& column : colsToInsert)
             anyValue = anyValue || (i < column.size() && !column[i].empty());
-        if (r.size() <= static_cast<size_t>(at) && !anyValue)
+        if (r.size() <= at && !anyValue)
             continue;
-        if (r.size() < static_cast<size_t>(at))
-            r.resize(static_cast<size_t>(at));
-        std::vector<std::vector<char>> inserted(count);
+        r.views(scratchViews);
+        if (static_cast<int>(scratchViews.size()) < at)
+            scratchViews.resize(static_cast<size_t>(at));
+        std::vector<std::string_view> inserted(count);
         for (size_t k = 0; k < count; ++k) {
             if (i < colsToInsert[k].size())
-                inserted[k] = colsToInsert[k][i];
+                inserted[k] = std::string_view(colsToInsert[k][i].data(), colsToInsert[k][i].size());
         }
-        r.insert(r.begin() + at, inserted.begin(), inserted.end());
-        while (!r.empty() && r.back().empty())
-            r.pop_back();
+        scratchViews.insert(scratchViews.begin() + at, inserted.begin(), inserted.end());
+        while (!scratchViews.empty() && scratchViews.back().empty())
+            scratchViews.pop_back();
+        r = PackedRow::fromCells(scratchViews);
     }
     numColsLogical = std::max(numColsLogical, at) + static_cast<int>(count);
     numRowsLogical = std::max(numRowsLogical, static_cast<int>(tallest));
@@ -767,7 +804,7 @@ bool EditableDataContainer::insertEmptyRows(int at, int count)
         numRowsLogical = std::max(numRowsLogical, at) + count;
         return true;
     }
-    rows.insert(rows.begin() + at, static_cast<size_t>(count), std::vector<std::vector<char>>());
+    rows.insert(rows.begin() + at, static_cast<size_t>(count), PackedRow());
     numRowsLogical += count;
     return true;
 }
@@ -781,8 +818,11 @@ bool EditableDataContainer::insertEmptyCols(int at, int count)
         return true;
     }
     for (auto& r : rows) {
-        if (static_cast<int>(r.size()) > at)
-            r.insert(r.begin() + at, static_cast<size_t>(count), std::vector<char>());
+        if (r.size() > at) {
+            r.views(scratchViews);
+            scratchViews.insert(scratchViews.begin() + at, static_cast<size_t>(count), std::string_view());
+            r = PackedRow::fromCells(scratchViews);
+        }
     }
     numColsLogical += count;
     return true;
@@ -811,9 +851,11 @@ bool EditableDataContainer::removeCols(int at, int count)
         return true;
     const int n = std::min(count, numColsLogical - at);
     for (auto& r : rows) {
-        if (at < static_cast<int>(r.size())) {
-            const int cellEnd = std::min(at + n, static_cast<int>(r.size()));
-            r.erase(r.begin() + at, r.begin() + cellEnd);
+        if (at < r.size()) {
+            const int cellEnd = std::min(at + n, r.size());
+            r.views(scratchViews);
+            scratchViews.erase(scratchViews.begin() + at, scratchViews.begin() + cellEnd);
+            r = PackedRow::fromCells(scratchViews);
         }
     }
     numColsLogical -= n;
@@ -831,7 +873,7 @@ void EditableDataContainer::copyRowContentsToAnotherRow(int from, int to)
     if (from < static_cast<int>(rows.size()))
         rows[static_cast<size_t>(to)] = rows[static_cast<size_t>(from)];
     else
-        rows[static_cast<size_t>(to)].clear();
+        rows[static_cast<size_t>(to)] = PackedRow();
 }
 
 void EditableDataContainer::copyColContentsToAnotherCol(int from, int to)
@@ -841,15 +883,13 @@ void EditableDataContainer::copyColContentsToAnotherCol(int from, int to)
     if (to >= numColsLogical)
         resizeCols(to + 1);
     for (auto& r : rows) {
-        const bool hasFrom = static_cast<size_t>(from) < r.size() && !r[static_cast<size_t>(from)].empty();
+        const bool hasFrom = from < r.size() && !r.cellEmpty(from);
         if (!hasFrom) {
-            if (static_cast<size_t>(to) < r.size())
-                r[static_cast<size_t>(to)].clear();
+            if (to < r.size() && !r.cellEmpty(to))
+                setStoredCell(r, to, {});
             continue;
         }
-        if (static_cast<size_t>(to) >= r.size())
-            r.resize(static_cast<size_t>(to) + 1);
-        r[static_cast<size_t>(to)] = r[static_cast<size_t>(from)];
+        setStoredCell(r, to, r.cell(from));
     }
 }
 
@@ -862,18 +902,18 @@ std::vector<int> EditableDataContainer::emptyRows(int index, GetRowColMaskType m
     for (int row = 0; row < total; ++row) {
         bool empty = true;
         if (row < static_cast<int>(rows.size())) {
-            const auto& r = rows[static_cast<size_t>(row)];
-            const int width = static_cast<int>(r.size());
+            const PackedRow& r = rows[static_cast<size_t>(row)];
+            const int width = r.size();
             if (maskType == MASK_ONLY_LISTED) {
                 for (const int col : mask) {
-                    if (col >= 0 && col < width && !r[static_cast<size_t>(col)].empty()) {
+                    if (col >= 0 && col < width && !r.cellEmpty(col)) {
                         empty = false;
                         break;
                     }
                 }
             } else {
                 for (int col = std::max(index, 0); col < width; ++col) {
-                    if (!r[static_cast<size_t>(col)].empty() && (maskType == MASK_ALL || !contains(mask, col))) {
+                    if (!r.cellEmpty(col) && (maskType == MASK_ALL || !contains(mask, col))) {
                         empty = false;
                         break;
                     }
@@ -895,11 +935,11 @@ std::vector<int> EditableDataContainer::emptyCols(int index, GetRowColMaskType m
     auto markRow = [&](int row) {
         if (row < 0 || row >= static_cast<int>(rows.size()))
             return;
-        const auto& r = rows[static_cast<size_t>(row)];
-        const size_t width = std::min(r.size(), occupied.size());
-        for (size_t col = 0; col < width; ++col) {
-            if (!r[col].empty())
-                occupied[col] = 1;
+        const PackedRow& r = rows[static_cast<size_t>(row)];
+        const int width = std::min(r.size(), static_cast<int>(occupied.size()));
+        for (int col = 0; col < width; ++col) {
+            if (!r.cellEmpty(col))
+                occupied[static_cast<size_t>(col)] = 1;
         }
     };
     if (maskType == MASK_ONLY_LISTED) {
@@ -1008,6 +1048,7 @@ bool EditableDataContainer::runLoad(Machine& machine)
             break;
     }
     machine.finish();
+    machine.sink.endRow();
     file.close();
     buffer.reset();
     emit loadFinishedSignal();
@@ -1076,7 +1117,7 @@ struct QuoteTriggers {
             table[static_cast<unsigned char>(KeyChars::Quote)] = true; // "Sparse Quotes" leaves a lone quote
     }
 
-    bool needsQuotes(const std::vector<char>& cell) const
+    bool needsQuotes(std::string_view cell) const
     {
         if (always || never)
             return always;
@@ -1088,7 +1129,7 @@ struct QuoteTriggers {
     }
 };
 
-void appendQuoted(std::vector<char>& out, const std::vector<char>& cell)
+void appendQuoted(std::vector<char>& out, std::string_view cell)
 {
     out.push_back(KeyChars::Quote);
     const char* p = cell.data();
@@ -1117,7 +1158,7 @@ void appendLineEnding(std::vector<char>& out, LineEndingType lineEnding)
 }
 
 // Unit-aligned search for one character in a multi-byte cell.
-bool hasUnit(const std::vector<char>& cell, const std::vector<char>& unit)
+bool hasUnit(std::string_view cell, const std::vector<char>& unit)
 {
     const size_t width = unit.size();
     if (width == 0)
@@ -1142,35 +1183,28 @@ void EditableDataContainer::buildLine(std::vector<char>& out, int index, bool co
     int count = 0;
     if (column) {
         for (int row = static_cast<int>(rows.size()) - 1; row >= 0 && count == 0; --row) {
-            if (index >= 0 && static_cast<size_t>(index) < rows[static_cast<size_t>(row)].size())
+            if (index >= 0 && index < rows[static_cast<size_t>(row)].size())
                 count = row + 1;
         }
     } else {
         count = numCellsStored(index);
     }
     // A row's cells are read straight from the row; a column's go through the lookup.
-    const std::vector<std::vector<char>>* rowCells =
-        !column && index >= 0 && index < static_cast<int>(rows.size()) ? &rows[static_cast<size_t>(index)] : nullptr;
-    auto cellAt = [&](int i) -> const std::vector<char>* {
-        if (!column)
-            return rowCells && i >= 0 && static_cast<size_t>(i) < rowCells->size() ? &(*rowCells)[static_cast<size_t>(i)]
-                                                                                 : nullptr;
-        return storedCell(i, index);
+    static const PackedRow noRow;
+    const PackedRow& rowCells = !column && index >= 0 && index < static_cast<int>(rows.size())
+                                    ? rows[static_cast<size_t>(index)]
+                                    : noRow;
+    auto cellAt = [&](int i) -> std::string_view {
+        return column ? cellView(i, index) : rowCells.cellOrEmpty(i);
     };
     if (!saveWithTrailingDelimiters) {
-        while (count > 0) {
-            const std::vector<char>* cell = cellAt(count - 1);
-            if (cell && !cell->empty())
-                break;
+        while (count > 0 && cellAt(count - 1).empty())
             --count;
-        }
     }
 
-    static const std::vector<char> emptyCell;
     const QuoteTriggers triggers(parsingStandard, saveDelimiter);
     auto writeCell = [&](int i) {
-        const std::vector<char>* stored = cellAt(i);
-        const std::vector<char>& cell = stored ? *stored : emptyCell;
+        const std::string_view cell = cellAt(i);
         if (delimited && triggers.needsQuotes(cell))
             appendQuoted(out, cell);
         else
@@ -1231,23 +1265,19 @@ void EditableDataContainer::buildLineMultiByte(std::vector<char>& out, int index
     int count = 0;
     if (column) {
         for (int row = static_cast<int>(rows.size()) - 1; row >= 0 && count == 0; --row) {
-            if (index >= 0 && static_cast<size_t>(index) < rows[static_cast<size_t>(row)].size())
+            if (index >= 0 && index < rows[static_cast<size_t>(row)].size())
                 count = row + 1;
         }
     } else {
         count = numCellsStored(index);
     }
-    auto cellAt = [&](int i) { return column ? storedCell(i, index) : storedCell(index, i); };
+    auto cellAt = [&](int i) { return column ? cellView(i, index) : cellView(index, i); };
     if (!saveWithTrailingDelimiters) {
-        while (count > 0) {
-            const std::vector<char>* cell = cellAt(count - 1);
-            if (cell && !cell->empty())
-                break;
+        while (count > 0 && cellAt(count - 1).empty())
             --count;
-        }
     }
 
-    auto quoteNeeded = [&](const std::vector<char>& cell) {
+    auto quoteNeeded = [&](std::string_view cell) {
         switch (parsingStandard) {
         case RFC_4180:
             return hasUnit(cell, keys.saveDelimiter) || hasUnit(cell, keys.quote) || hasUnit(cell, keys.cr) ||
@@ -1260,10 +1290,8 @@ void EditableDataContainer::buildLineMultiByte(std::vector<char>& out, int index
             return false;
         }
     };
-    static const std::vector<char> emptyCell;
     auto writeCell = [&](int i) {
-        const std::vector<char>* stored = cellAt(i);
-        const std::vector<char>& cell = stored ? *stored : emptyCell;
+        const std::string_view cell = cellAt(i);
         if (delimited && quoteNeeded(cell)) {
             out.insert(out.end(), keys.quote.begin(), keys.quote.end());
             size_t pos = 0;

@@ -1,6 +1,9 @@
 #pragma once
 
 #include "storage/abstractdatacontainer.h"
+#include "storage/packedrow.h"
+
+#include <string_view>
 
 // The in-memory container. Rows hold only the cells that were stored, so the table is ragged
 // in memory and may be physically shorter than its logical size; whatever lies beyond the
@@ -61,6 +64,9 @@ public:
     int numRowsPhysical() const { return static_cast<int>(rows.size()); }
     // Number of cells physically stored in a row.
     int numCellsStored(int row) const;
+    // A cell's bytes without copying them; empty beyond what is stored. Valid until the next
+    // edit or load.
+    std::string_view cellView(int row, int col) const;
 
     qint64 getFileSize() const { return fileSize; }
 
@@ -82,9 +88,11 @@ private:
                    const std::vector<int>& mask);
     void buildLineMultiByte(std::vector<char>& out, int index, bool column, GetRowColMaskType maskType,
                             const std::vector<int>& mask);
-    const std::vector<char>* storedCell(int row, int col) const;
+    // Replaces cell col of a row, storing empty cells before it as needed.
+    void setStoredCell(PackedRow& row, int col, std::string_view value);
 
-    std::vector<std::vector<std::vector<char>>> rows;
+    std::vector<PackedRow> rows;
+    std::vector<std::string_view> scratchViews; // reused by edits that rebuild rows
     qint64 fileSize = 0;
     int numRowsLogical = 0;
     int numColsLogical = 0;

@@ -197,6 +197,7 @@ bool TableModel::setData(const QModelIndex& index, const QVariant& value, int ro
         return false;
     tableData.setValueModel(index.row(), index.column(), value.toString());
     emit dataChanged(index, index);
+    emit newDataCommittedSignal();
     return true;
 }
 
@@ -208,6 +209,8 @@ bool TableModel::setDataRaw(int rawRow, int rawCol, const QVariant& value) {
     const int col = tableData.getModelFromRawCol(rawCol);
     if (row >= 0 && col >= 0 && row < rowCountView && col < colCountView)
         emit dataChanged(index(row, col), index(row, col));
+    if (changed)
+        emit newDataCommittedSignal();
     return changed;
 }
 

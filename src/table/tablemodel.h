@@ -107,6 +107,16 @@ public:
     QString getDelimiter() const { return delimiter; }
     QString getDelimiterSave() const { return delimiterSave; }
     void setDelimiter(const QString& readDelimiter, const QString& writeDelimiter);
+    // Which file parameters the user chose on this table; saving under another extension
+    // keeps those and takes the others from the new extension.
+    bool getUserSetDelimiter() const { return userSetDelimiter; }
+    bool getUserSetLineEnding() const { return userSetLineEnding; }
+    bool getUserSetEncoding() const { return userSetEncoding; }
+    bool getUserSetParsingStandard() const { return userSetParsingStandard; }
+    void setUserSetDelimiter(bool on) { userSetDelimiter = on; }
+    void setUserSetLineEnding(bool on) { userSetLineEnding = on; }
+    void setUserSetEncoding(bool on) { userSetEncoding = on; }
+    void setUserSetParsingStandard(bool on) { userSetParsingStandard = on; }
 
     // --- Size ---------------------------------------------------------------------------
     int rowCountModel() const { return tableData.numModelRows(); }
@@ -485,6 +495,10 @@ private:
     QString extension = QStringLiteral("csv");
     QString delimiter = QStringLiteral(",");
     QString delimiterSave = QStringLiteral(",");
+    bool userSetDelimiter = false;
+    bool userSetLineEnding = false;
+    bool userSetEncoding = false;
+    bool userSetParsingStandard = false;
     int numVisibleHeaderRows = 1;
     int numHeaderRows = 1;
     int numHeaderCols = 0;

@@ -228,6 +228,8 @@ void TableModel::populateModel(Range range, bool old, const Range& skip, bool ra
             emit dataChanged(index(top, left), index(bottom, right));
     }
     enforceTableSize();
+    if (!writes.empty())
+        emit newDataCommittedSignal();
 }
 
 void TableModel::populateModel(RangeVector& ranges, bool old, const Range& skip, bool raw) {
@@ -528,6 +530,7 @@ int TableModel::writeFromMapStringStringVector(const std::map<QString, std::vect
         enforceTableSize();
         if (rowCountView > 0 && colCountView > 0)
             emit dataChanged(index(0, 0), index(rowCountView - 1, colCountView - 1));
+        emit newDataCommittedSignal();
     }
     return changed;
 }

@@ -5,6 +5,15 @@
 
 TableDelegate::TableDelegate(QObject* parent) : QStyledItemDelegate(parent) {}
 
+const QFontMetricsF& TableDelegate::metricsFor(const QFont& font) const
+{
+    if (!metrics || !(metricsFont == font)) {
+        metricsFont = font;
+        metrics.emplace(font);
+    }
+    return *metrics;
+}
+
 void TableDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const
 {
     const QAbstractItemModel* model = index.model();
@@ -16,7 +25,7 @@ void TableDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
         if (brush.style() != Qt::NoBrush)
             painter->fillRect(option.rect, brush);
     }
-    const QString text = model->data(index, Qt::DisplayRole).toString();
+    QString text = model->data(index, Qt::DisplayRole).toString();
     if (text.isEmpty())
         return;
     const QVariant fontValue = model->data(index, Qt::FontRole);
@@ -24,18 +33,22 @@ void TableDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
     const QVariant foreground = model->data(index, Qt::ForegroundRole);
     const QColor color = foreground.canConvert<QBrush>() ? foreground.value<QBrush>().color() : theme.TextColor;
 
-    const QRect textRect = option.rect.adjusted(textInset, 0, -textInset, 0);
+    const QRectF textRect = QRectF(option.rect).adjusted(textInset, 0, -textInset, 0);
     if (textRect.width() <= 0)
         return;
-    painter->save();
-    painter->setFont(font);
-    painter->setPen(color);
     // Only the first line shows in a cell: word wrap is off for the grid.
     const qsizetype lineEnd = text.indexOf(QLatin1Char('\n'));
-    const QString line = lineEnd < 0 ? text : text.left(lineEnd);
-    const QFontMetrics metrics(font);
-    painter->drawText(textRect, Qt::AlignLeft | Qt::AlignVCenter, metrics.elidedText(line, Qt::ElideRight, textRect.width()));
-    painter->restore();
+    if (lineEnd >= 0)
+        text.truncate(lineEnd);
+    const QFontMetricsF& fm = metricsFor(font);
+    // Shaping is the cost of a cell: a text that surely fits is drawn at once, a long one is
+    // measured, and only one that overflows is elided.
+    if (fm.maxWidth() * text.size() > textRect.width() && fm.horizontalAdvance(text) > textRect.width())
+        text = fm.elidedText(text, Qt::ElideRight, textRect.width());
+    const qreal baseline = textRect.top() + (textRect.height() - fm.ascent() - fm.descent()) / 2 + fm.ascent();
+    painter->setFont(font);
+    painter->setPen(color);
+    painter->drawText(QPointF(textRect.left(), baseline), text);
 }
 
 QSize TableDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const

@@ -2,7 +2,10 @@
 
 #include "preferences/theme.h"
 
+#include <QFontMetricsF>
 #include <QStyledItemDelegate>
+
+#include <optional>
 
 // Paints a cell from the model's roles (display, background, foreground, font) with as few
 // model calls as painting needs: every visible cell costs one call per role.
@@ -27,6 +30,11 @@ public:
     static constexpr int textInset = 4;
 
 private:
+    // Metrics of the last font painted with: a grid paints with one or two fonts only.
+    const QFontMetricsF& metricsFor(const QFont& font) const;
+
+    mutable QFont metricsFont;
+    mutable std::optional<QFontMetricsF> metrics;
     int numHeaderRows = 1;
     int numHeaderCols = 0;
     Theme theme;

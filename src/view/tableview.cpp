@@ -2,6 +2,7 @@
 
 #include "table/tablemodel.h"
 #include "util/appdatautilities.h"
+#include "util/msgbox.h"
 #include "view/frozentableview.h"
 #include "view/headerview.h"
 #include "view/scrollareabottomrightcornerwidget.h"
@@ -31,6 +32,7 @@ TableView::TableView(QWidget* parent) : AbstractTableView(parent)
     connect(this, &QWidget::customContextMenuRequested, this, &TableView::onCustomContextMenu);
     setTableDelegate(new TableDelegate(this));
     undoStackObject = new QUndoStack(this);
+    connect(undoStackObject, &QUndoStack::cleanChanged, this, &TableView::onUndoStackCleanChanged);
 
     snapTimer = new QTimer(this);
     snapTimer->setSingleShot(true);
@@ -128,6 +130,7 @@ void TableView::connectSignalsWithModel()
     connect(m, &TableModel::startProgressUpdateSignal, this, &TableView::onLoadStarted, Qt::UniqueConnection);
     connect(m, &TableModel::loadProgressUpdateSignal, this, &TableView::onLoadProgressUpdate, Qt::UniqueConnection);
     connect(m, &TableModel::loadFinishedSignal, this, &TableView::onLoadFinished, Qt::UniqueConnection);
+    connect(m, &TableModel::newDataCommittedSignal, this, &TableView::onNewDataCommitted, Qt::UniqueConnection);
     connectUndoSignals(m);
 }
 
@@ -173,17 +176,14 @@ void TableView::setFrozenColWidths(bool all)
     QAbstractItemModel* m = model();
     if (!m)
         return;
-    const int cols = all ? m->columnCount() : std::min(numHeaderCols, m->columnCount());
-    const QSignalBlocker block1(frozenRows->horizontalHeader());
-    const QSignalBlocker block3(frozenCorner->horizontalHeader());
-    frozenRows->horizontalHeader()->setDefaultSectionSize(horizontalHeader()->defaultSectionSize());
-    frozenCols->horizontalHeader()->setDefaultSectionSize(horizontalHeader()->defaultSectionSize());
-    frozenCorner->horizontalHeader()->setDefaultSectionSize(horizontalHeader()->defaultSectionSize());
+    // The frozen rows show every column; the frozen columns and the corner the header columns,
+    // or all of them when asked.
+    const int cols = m->columnCount();
     for (int c = 0; c < cols; ++c) {
         const int w = columnWidth(c);
         if (frozenRows->columnWidth(c) != w)
             frozenRows->setColumnWidth(c, w);
-        if (c < numHeaderCols) {
+        if (c < numHeaderCols || all) {
             if (frozenCols->columnWidth(c) != w)
                 frozenCols->setColumnWidth(c, w);
             if (frozenCorner->columnWidth(c) != w)
@@ -197,10 +197,8 @@ void TableView::setFrozenRowHeights(bool all)
     QAbstractItemModel* m = model();
     if (!m)
         return;
+    // Rows can number millions: all of them only when asked, the header rows otherwise.
     const int rows = all ? m->rowCount() : std::min(numHeaderRows, m->rowCount());
-    frozenRows->verticalHeader()->setDefaultSectionSize(verticalHeader()->defaultSectionSize());
-    frozenCols->verticalHeader()->setDefaultSectionSize(verticalHeader()->defaultSectionSize());
-    frozenCorner->verticalHeader()->setDefaultSectionSize(verticalHeader()->defaultSectionSize());
     for (int r = 0; r < rows; ++r) {
         const int h = rowHeight(r);
         if (frozenCols->rowHeight(r) != h)
@@ -241,7 +239,8 @@ void TableView::setFreezeHeaderColumns(bool on, bool notify)
     if (on && numHeaderCols > 0 && model()) {
         frozenCols->show();
         setFrozenColWidths(false);
-        setFrozenRowHeights(false);
+        setFrozenRowHeights(!frozenColsSynced);
+        frozenColsSynced = true;
         if (freezeHeaderRows && numHeaderRows > 0) {
             frozenCorner->show();
             frozenCorner->raise();
@@ -567,26 +566,24 @@ int TableView::askSaveQuestion(const QString& text, QWidget* parent)
 {
     if (saveQuestionHook)
         return saveQuestionHook(text);
-    QMessageBox box(QMessageBox::Question, QString(), text, QMessageBox::NoButton, parent);
-    QAbstractButton* save = box.addButton(QStringLiteral("&Save"), QMessageBox::AcceptRole);
-    QAbstractButton* discard = box.addButton(QStringLiteral("Do&n't Save"), QMessageBox::DestructiveRole);
-    box.addButton(QStringLiteral("&Cancel"), QMessageBox::RejectRole);
-    box.exec();
-    if (box.clickedButton() == save)
-        return 0;
-    return box.clickedButton() == discard ? 1 : 2;
+    const int answer = MsgBox::ask(parent, text,
+                                   {{QStringLiteral("&Save"), QMessageBox::AcceptRole},
+                                    {QStringLiteral("Do&n't Save"), QMessageBox::DestructiveRole},
+                                    {QStringLiteral("&Cancel"), QMessageBox::RejectRole}},
+                                   0);
+    return answer < 0 ? 2 : answer;
 }
 
 void TableView::setReadOnly(bool on, bool initial)
 {
     TableModel* m = tableModel();
-    if (!initial && on && m && !undoStackObject->isClean()) {
+    if (!initial && on && m && isModified()) {
         const QString name = QFileInfo(m->getTableData().getFilepath()).fileName();
         const int answer = askSaveQuestion(QStringLiteral("Do you want to save changes to %1?").arg(name), this);
         if (answer == 2)
             return;
         if (answer == 0 && !m->saveCSV(true, false)) {
-            QMessageBox::warning(this, QString(), QStringLiteral("File failed to save."));
+            MsgBox::inform(this, QStringLiteral("File failed to save."));
             return;
         }
     }
@@ -599,6 +596,7 @@ void TableView::setReadOnly(bool on, bool initial)
                 return;
     }
     undoStackObject->clear();
+    markClean();
     fileMode = on ? 1 : 0;
     readOnlyView = on;
     for (FrozenTableView* frozen : {frozenRows, frozenCols, frozenCorner})

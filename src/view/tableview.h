@@ -141,6 +141,21 @@ public:
     // 0 save, 1 don't save, 2 cancel.
     static std::function<int(const QString& text)> saveQuestionHook;
 
+    // --- File (tableview_file.cpp) -------------------------------------------------------
+    // Reads `path` with the table's parameters, into the container of the current file mode;
+    // `async` runs it on the load thread with the view hidden until it finishes.
+    void loadCSV(const QString& path, bool async);
+    // Unsaved changes. Until edits go through undo commands, a cell write outside the undo
+    // stack also counts.
+    bool isModified() const;
+    void markClean();
+    bool getSaveAfterEachEdit() const { return saveAfterEachEdit; }
+    // Before a reload: asks what to do with unsaved changes; false means stop.
+    bool confirmDiscardUnsavedEditsForReload();
+    // After a save: a table written with another delimiter than it was read with is read again
+    // with the written one, so that it shows the columns the file now has.
+    void onTableSaved();
+
     // --- Array drag (tableview_selection.cpp) ---------------------------------------------
     void onArrayDragStart(Axis axis, int index);
     void highlightDragArrays();
@@ -212,11 +227,10 @@ public slots:
 
 signals:
     void fileMetadataChangedSignal();
+    void undoStackCleanChangedSignal(bool clean);
     void suppressAutoFitWarningsChangedSignal(bool on);
     void loadProgressSignal(int percent, int sizeInMiB);
     void loadFinishedSignal();
-    // The stack reached or left the saved state: the window's modified mark follows.
-    void undoStackCleanChangedSignal(bool clean);
 
 protected:
     void keyPressEvent(QKeyEvent* event) override;
@@ -225,6 +239,9 @@ protected:
     void paintEvent(QPaintEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
     void updateGeometries() override;
+
+private slots:
+    void onNewDataCommitted();
 
 private:
     void connectSignalsWithModel();
@@ -276,7 +293,11 @@ private:
     bool saveAfterEachEdit = false;
     quint32 context = 0;
     int paintSkipCount = 0;
+    bool editedOutsideUndo = false;
     bool syncingSections = false;
+    // Whether the frozen columns have had every row height copied once; later changes follow
+    // row by row.
+    bool frozenColsSynced = false;
 
     // Array drag.
     int arrayAxis = 3; // 0 rows, 1 columns, 3 none

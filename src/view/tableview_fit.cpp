@@ -90,8 +90,10 @@ int TableView::estimateMaxWidthForColumnMainTable(int col, int sampleDivisor, in
         allEmpty = false;
         const QFont font = m->data(index, Qt::FontRole).value<QFont>();
         const QFontMetrics metrics(font);
-        // Cheap bound first: a text that can't be wider than what we have needs no measuring.
-        if (static_cast<qint64>(text.size()) * metrics.averageCharWidth() + padding < widest)
+        // Cheap estimate first: a text whose length times the average character is well under
+        // the widest so far needs no measuring. Digits and capitals run wider than the average,
+        // hence the margin of one half.
+        if (static_cast<qint64>(text.size()) * metrics.averageCharWidth() * 3 / 2 + padding < widest)
             return;
         candidates.push_back({text, font});
         if (candidates.size() >= 64) {

@@ -67,7 +67,6 @@ void TableView::scroll(Direction direction, bool page, int dx, int dy)
 
     if (!snap) {
         bar->setValue(bar->value() + (back ? -distance : distance));
-        refreshView();
         return;
     }
     const int frozen = vertical ? frozenHeight() : frozenWidth();
@@ -89,8 +88,8 @@ void TableView::scroll(Direction direction, bool page, int dx, int dy)
         target = next;
     }
     const int value = std::max(0, header->sectionPosition(target) - frozen - 1);
+    // Scrolling repaints only what it uncovers; no full refresh is needed.
     bar->setValue(value);
-    refreshView();
 }
 
 void TableView::snapScrollBarPosition(Axis axis)
@@ -153,7 +152,6 @@ void TableView::scrollToCell(int row, int col, bool, bool nearest)
 {
     scrollToCellAxis(row, nearest, Axis::Row);
     scrollToCellAxis(col, nearest, Axis::Col);
-    refreshView();
 }
 
 void TableView::scrollToMainCell(bool, bool toEdge)
@@ -165,18 +163,15 @@ void TableView::scrollToMainCell(bool, bool toEdge)
 void TableView::scrollToRow(int row, bool, bool)
 {
     scrollToCellAxis(row, true, Axis::Row);
-    refreshView();
 }
 
 void TableView::scrollToCol(int col, bool, bool)
 {
     scrollToCellAxis(col, true, Axis::Col);
-    refreshView();
 }
 
 void TableView::scrollToTopLeft()
 {
     verticalScrollBar()->setValue(0);
     horizontalScrollBar()->setValue(0);
-    refreshView();
 }

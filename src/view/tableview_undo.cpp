@@ -19,8 +19,6 @@
 
 void TableView::connectUndoSignals(TableModel* m)
 {
-    connect(undoStackObject, &QUndoStack::cleanChanged, this, &TableView::onUndoStackCleanChanged,
-            Qt::UniqueConnection);
     connect(m, &TableModel::loadFinishedSignal, this, &TableView::onTableSavedOrLoaded, Qt::UniqueConnection);
     // A model set again must not be connected twice.
     disconnect(m, &TableModel::undoStackCleanChangedSignal, this, nullptr);
@@ -93,29 +91,28 @@ void TableView::reloadFile()
     if (path.isEmpty() || !QFileInfo::exists(path))
         return;
     undoStackObject->clear();
-    // Large files load on their own thread, as on opening.
-    const bool threaded = QFileInfo(path).size() > 25165824;
-    m->loadCSV(path, threaded, data.getDataContainerType(), data.getDelimiterText(), data.getSaveDelimiterText(),
-               data.getEncoding(), data.getParsingStandard());
+    // Large files load on their own thread, as on opening; the finished load marks it clean.
+    loadCSV(path, QFileInfo(path).size() > 25165824);
 }
 
 void TableView::setUndoStackClean()
 {
-    undoStackObject->setClean();
+    markClean();
 }
 
 void TableView::onTableSavedOrLoaded()
 {
     // Inside push the command is not on the stack yet: mark clean once it is.
     if (runningCommand)
-        QTimer::singleShot(0, this, [this] { undoStackObject->setClean(); });
+        QTimer::singleShot(0, this, [this] { markClean(); });
     else
-        undoStackObject->setClean();
+        markClean();
 }
 
 void TableView::onUndoStackCleanChanged(bool clean)
 {
-    emit undoStackCleanChangedSignal(clean);
+    // A cell written outside the stack keeps the file modified whatever the stack says.
+    emit undoStackCleanChangedSignal(clean && !isModified());
 }
 
 std::vector<int> TableView::selectedLines(Axis axis) const

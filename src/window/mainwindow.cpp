@@ -1,236 +1,182 @@
 #include "window/mainwindow.h"
 
+#include "panes/tabbar.h"
 #include "preferences/defaultextensions.h"
 #include "storage/editabledatacontainer.h"
+#include "table/tablemodel.h"
+#include "util/appdatautilities.h"
 #include "util/fileparameterutilities.h"
+#include "view/tableview.h"
+#include "window/paneview.h"
 
 #include <QAction>
 #include <QApplication>
 #include <QCloseEvent>
 #include <QDir>
-#include <QFile>
+#include <QDragEnterEvent>
 #include <QFileInfo>
+#include <QFileSystemWatcher>
 #include <QFont>
+#include <QKeyEvent>
 #include <QLabel>
+#include <QMimeData>
+#include <QScrollArea>
+#include <QScrollBar>
+#include <QSplitter>
 #include <QStatusBar>
+#include <QVBoxLayout>
+#include <QVariantAnimation>
+
+#include <algorithm>
 
 namespace {
 
 const QString kProgramName = QStringLiteral("Orvane");
 
-QString normalizedPath(const QString& path) {
-    return QDir::cleanPath(QFileInfo(path).absoluteFilePath());
-}
-
-char toDelimiterByte(const QString& actual) {
-    return actual.isEmpty() ? 0 : actual.at(0).toLatin1();
-}
-
-bool isAutoDelimiter(const QString& text) {
-    return text.isEmpty() || text.compare(QStringLiteral("(auto)"), Qt::CaseInsensitive) == 0;
+QString plural(qint64 count) {
+    return count == 1 ? QString() : QStringLiteral("s");
 }
 
 } // namespace
 
-struct MainWindow::OpenTable {
-    QString path;
-    ExtensionData parameters;
-    bool readOnly = false;
-    std::unique_ptr<EditableDataContainer> container;
-};
-
 MainWindow::MainWindow(QWidget* parent, Qt::WindowFlags flags) : QMainWindow(parent, flags) {
+    lastUsedDirectory = QDir::homePath();
     setAttribute(Qt::WA_DeleteOnClose);
+#ifdef Q_OS_MACOS
+    // Lets the title bar take the theme's colour; without a compositor elsewhere it would
+    // leave the window's background black.
+    setAttribute(Qt::WA_TranslucentBackground);
+#endif
     setUnifiedTitleAndToolBarOnMac(true);
-    setMinimumWidth(200);
-    setCentralWidget(new QWidget(this));
-    extensions = PreferenceFiles::getDefaultExtensions();
-    setupStatusBar();
     updateWindowTitle();
+    setAcceptDrops(true);
+
+    fileWatcher = new QFileSystemWatcher(this);
+    preferenceWatcher = new QFileSystemWatcher(this);
+    const QString dataFolder = Utilities::getAppDataLocation();
+    for (const char* name : {"Settings (User).csv", "Shortcuts (User).csv", "File Extensions (User).csv"}) {
+        const QString path = QDir(dataFolder).filePath(QString::fromLatin1(name));
+        preferenceFilepaths.append(path);
+        if (QFileInfo::exists(path))
+            preferenceWatcher->addPath(path);
+    }
+
+    setupLayout();
+    setupStatusBar();
+
+    setupExtensions();
+    setActiveTable(addEmptyTableEditor());
+
+    setupAnimations();
+    setMinimumWidth(200);
 
     auto* quitAction = new QAction(this);
     quitAction->setShortcut(QKeySequence::Quit);
     connect(quitAction, &QAction::triggered, qApp, &QApplication::closeAllWindows);
     addAction(quitAction);
+    constructing = false;
 }
 
 MainWindow::~MainWindow() {
     updateConfigFile();
+    settings.clear();
 }
 
-// --- Files ------------------------------------------------------------------------------------
+// --- Structure ----------------------------------------------------------------------------------
 
-void MainWindow::openFile(const QString& path) {
-    if (path.isEmpty())
-        return;
-    openFiles({path});
+void MainWindow::setupLayout() {
+    auto* central = new QWidget(this);
+    auto* centralLayout = new QVBoxLayout(central);
+    centralLayout->setContentsMargins(0, 0, 0, 0);
+    centralLayout->setSpacing(0);
+    setCentralWidget(central);
+
+    horizontalSplitter = new QSplitter(Qt::Horizontal, central);
+    horizontalSplitter->setHandleWidth(5);
+    horizontalSplitter->setContentsMargins(0, 0, 0, 0);
+    centralLayout->addWidget(horizontalSplitter, 1);
+
+    // The side bar's place: its list of open files and folders comes with the side panes.
+    sideBar = new QWidget(horizontalSplitter);
+    sideBar->setObjectName(QStringLiteral("sideBar"));
+    sideBar->setMinimumWidth(0);
+
+    verticalSplitter = new QSplitter(Qt::Vertical, horizontalSplitter);
+    verticalSplitter->setHandleWidth(5);
+    verticalSplitter->setContentsMargins(0, 0, 0, 0);
+
+    paneView = new PaneView(verticalSplitter);
+    paneViews.push_back(paneView);
+    findArea = new QWidget(verticalSplitter);
+    findArea->setObjectName(QStringLiteral("findArea"));
+    auto* findLayout = new QVBoxLayout(findArea);
+    findLayout->setContentsMargins(0, 0, 0, 0);
+    findArea->hide();
+    verticalSplitter->addWidget(paneView);
+    verticalSplitter->addWidget(findArea);
+    verticalSplitter->setStretchFactor(0, 1);
+    verticalSplitter->setStretchFactor(1, 0);
+
+    metadataScrollArea = new QScrollArea(horizontalSplitter);
+    metadataScrollArea->setFrameShape(QFrame::NoFrame);
+    metadataScrollArea->setMaximumHeight(10000);
+    metadataScrollArea->setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+    metadataScrollArea->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    metadataScrollArea->setWidgetResizable(true);
+    // The metadata pane's place: the widget that shows and sets a table's parameters comes
+    // with the side panes.
+    metadataPane = new QWidget;
+    metadataPane->setObjectName(QStringLiteral("fileMetadata"));
+    metadataScrollArea->setWidget(metadataPane);
+
+    horizontalSplitter->addWidget(sideBar);
+    horizontalSplitter->addWidget(verticalSplitter);
+    horizontalSplitter->addWidget(metadataScrollArea);
+    horizontalSplitter->setStretchFactor(0, 0);
+    horizontalSplitter->setStretchFactor(1, 1);
+    horizontalSplitter->setStretchFactor(2, 0);
+    horizontalSplitter->setCollapsible(1, false);
+    sideBar->hide();
+    metadataScrollArea->hide();
+
+    connect(paneView, &PaneView::addContextSignal, this, &MainWindow::addContext);
+    connect(paneView, &PaneView::removeContextSignal, this, &MainWindow::removeContext);
+    connect(paneView, &PaneView::tableSizeChangedSignal, this, &MainWindow::onTableSizeChanged);
+    connect(paneView, &PaneView::selectionSizeChangedSignal, this, &MainWindow::onSelectionSizeChanged);
+    connect(paneView, &PaneView::mainCellLengthChangedSignal, this, &MainWindow::onMainCellLengthChanged);
+    connect(paneView, &PaneView::loadFinishedSignal, this, &MainWindow::onLoadFinished);
+    connect(paneView, &PaneView::cancelLoadSignal, this, &MainWindow::cancelLoad);
+    connect(paneView->getTabBar(), &TabBar::tableSelectedSignal, this, &MainWindow::setActiveTable);
+    connect(paneView->getTabBar(), &TabBar::closeTableSignal, this,
+            [this](TableView* view) { closeFile(view); });
 }
 
-bool MainWindow::openFiles(const QList<QString>& paths) {
-    return openPaths(paths, std::nullopt);
-}
-
-bool MainWindow::openFiles(const QList<QString>& paths, const ExtensionData& parameters) {
-    return openPaths(paths, parameters);
-}
-
-bool MainWindow::openPaths(const QList<QString>& paths, const std::optional<ExtensionData>& parameters) {
-    int firstOpened = -1;
-    for (const QString& path : paths) {
-        if (path.isEmpty())
-            continue;
-        int index = getTableIndex(path);
-        if (index < 0) {
-            if (!QFileInfo(path).isFile())
-                continue;
-            // Opening for append tells whether we may write, and writes nothing.
-            QFile probe(path);
-            const bool readOnly = !probe.open(QIODevice::Append);
-            probe.close();
-            const QString absolute = normalizedPath(path);
-            index = addTableEditorFromFile(absolute, readOnly,
-                                           parameters ? *parameters : extensionDataFor(absolute));
-            if (index < 0)
-                continue;
-        }
-        if (firstOpened < 0)
-            firstOpened = index;
-    }
-    if (firstOpened < 0)
-        return false;
-    setActiveTable(firstOpened);
-    return true;
-}
-
-void MainWindow::openFolder(const QString& path) {
-    const QFileInfo info(path);
-    if (!info.isDir())
-        return;
-    const QString folder = normalizedPath(path);
-    if (!sidebarFolderpathList.contains(folder))
-        sidebarFolderpathList.append(folder);
-}
-
-QStringList MainWindow::getOpenFilepaths() const {
-    QStringList paths;
-    for (const auto& table : tables)
-        paths.append(table->path);
-    return paths;
-}
-
-QString MainWindow::getActiveFilepath() const {
-    return activeTable >= 0 ? tables[activeTable]->path : QString();
-}
-
-const EditableDataContainer* MainWindow::getContainer(const QString& path) const {
-    const int index = getTableIndex(path);
-    return index >= 0 ? tables[index]->container.get() : nullptr;
-}
-
-ExtensionData MainWindow::getFileParameters(const QString& path) const {
-    const int index = getTableIndex(path);
-    return index >= 0 ? tables[index]->parameters : ExtensionData();
-}
-
-bool MainWindow::isReadOnly(const QString& path) const {
-    const int index = getTableIndex(path);
-    return index >= 0 && tables[index]->readOnly;
-}
-
-int MainWindow::getTableIndex(const QString& path) const {
-    if (path.isEmpty())
-        return -1;
-    const QString wanted = normalizedPath(path);
-    for (size_t i = 0; i < tables.size(); ++i) {
-        if (tables[i]->path == wanted)
-            return static_cast<int>(i);
-    }
-    return -1;
-}
-
-ExtensionData MainWindow::extensionDataFor(const QString& path) const {
-    const QString extension = QFileInfo(path).suffix();
-    return getExtensionDataFromFileExtension(extension.isEmpty() ? QStringLiteral("(none)") : extension);
-}
-
-int MainWindow::addTableEditorFromFile(const QString& path, bool readOnly, const ExtensionData& given) {
-    const ExtensionData parameters = findFileParameters(given, path);
-
-    auto container = std::make_unique<EditableDataContainer>();
-    container->setFilepath(path);
-    container->setDelimiter(toDelimiterByte(parameters.delimiter), toDelimiterByte(parameters.saveDelimiter));
-    container->setLineEnding(parameters.lineEnding);
-    container->setEncoding(parameters.encoding);
-    container->setParsingStandard(parameters.parsingStandard);
-    if (!container->loadCSV())
-        return -1;
-
-    auto table = std::make_unique<OpenTable>();
-    table->path = path;
-    table->parameters = parameters;
-    table->readOnly = readOnly;
-    table->container = std::move(container);
-    tables.push_back(std::move(table));
-    return static_cast<int>(tables.size()) - 1;
-}
-
-void MainWindow::setActiveTable(int index) {
-    if (index < 0 || index >= getNumTables())
-        return;
-    activeTable = index;
-    const EditableDataContainer& container = *tables[index]->container;
-    onTableSizeChanged(container.numRows(), container.numCols(), container.numRows(), container.numCols());
-    updateWindowTitle();
-    updateStatusBar();
-}
-
-// --- File parameters --------------------------------------------------------------------------
-
-ExtensionData MainWindow::getExtensionDataFromFileExtension(const QString& extension) const {
-    const QString wanted = extension.toLower();
-    for (const ExtensionData& data : extensions) {
-        if (data.extension == wanted)
-            return data;
-    }
-    ExtensionData unknown;
-    unknown.extension = wanted;
-    unknown.delimiter.clear();
-    unknown.saveDelimiter.clear();
-    return unknown;
-}
-
-ExtensionData MainWindow::findFileParameters(ExtensionData data, const QString& path) {
-    const bool noExtension = data.extension.isEmpty();
-    const auto detected = [&path] {
-        return QString(QChar::fromLatin1(Utilities::getDelimiterFromAutoDetect(path)));
+void MainWindow::setupAnimations() {
+    auto make = [this](Pane pane) {
+        auto* animation = new QVariantAnimation(this);
+        animation->setDuration(kPaneAnimationMs);
+        animation->setEasingCurve(QEasingCurve::Linear);
+        connect(animation, &QVariantAnimation::valueChanged, this,
+                [this, pane](const QVariant& value) { setPaneSize(pane, value.toInt()); });
+        return animation;
     };
-
-    QString load = data.delimiter;
-    if (noExtension || isAutoDelimiter(load))
-        load = detected();
-    if (!Utilities::delimiterValid(load))
-        load = QStringLiteral(",");
-
-    QString save = data.saveDelimiter;
-    if (noExtension || isAutoDelimiter(save))
-        save = detected();
-    if (!Utilities::delimiterValid(save))
-        save = load;
-
-    data.delimiter = Utilities::convertDelimiterFromShortReadableToActual(load);
-    data.saveDelimiter = Utilities::convertDelimiterFromShortReadableToActual(save);
-
-    if (data.encoding == UTF_16 || data.encoding == UTF_32) {
-        data.encoding = Utilities::getEncodingFromBom(data.encoding, path);
-        if (data.encoding == UTF_16)
-            data.encoding = UTF_16LE;
-        else if (data.encoding == UTF_32)
-            data.encoding = UTF_32LE;
-    }
-    return data;
+    tabBarAnimation = make(Pane::TabBar);
+    sideBarAnimation = make(Pane::SideBar);
+    metadataAnimation = make(Pane::Metadata);
+    auto hideAtZero = [](QWidget* widget, QVariantAnimation* animation) {
+        if (animation->endValue().toInt() == 0)
+            widget->hide();
+    };
+    connect(tabBarAnimation, &QVariantAnimation::finished, this,
+            [this, hideAtZero] { hideAtZero(paneView->getTabBar(), tabBarAnimation); });
+    connect(sideBarAnimation, &QVariantAnimation::finished, this,
+            [this, hideAtZero] { hideAtZero(sideBar, sideBarAnimation); });
+    connect(metadataAnimation, &QVariantAnimation::finished, this, [this, hideAtZero] {
+        hideAtZero(metadataScrollArea, metadataAnimation);
+        if (metadataScrollArea->isVisible())
+            metadataScrollArea->setMinimumWidth(std::min(380, std::max(0, (width() + 1) * 2 / 3)));
+    });
 }
-
-// --- Status bar and title -----------------------------------------------------------------------
 
 void MainWindow::setupStatusBar() {
     auto* bar = new QStatusBar(this);
@@ -244,17 +190,41 @@ void MainWindow::setupStatusBar() {
         label->setFont(font);
         label->setAlignment(alignment);
         label->setIndent(indent);
+        label->installEventFilter(this);
         return label;
     };
     tableSizeLabel = makeLabel(Qt::AlignLeft | Qt::AlignVCenter, 0);
-    bar->addWidget(tableSizeLabel);
+    selectionSizeLabel = makeLabel(Qt::AlignLeft | Qt::AlignVCenter, 30);
+    cellLengthLabel = makeLabel(Qt::AlignLeft | Qt::AlignVCenter, 30);
+    statsLabel = makeLabel(Qt::AlignLeft | Qt::AlignVCenter, 30);
+    for (QLabel* label : {tableSizeLabel, selectionSizeLabel, cellLengthLabel, statsLabel})
+        bar->addWidget(label);
+    delimiterLabel = makeLabel(Qt::AlignRight | Qt::AlignVCenter, 30);
     encodingLabel = makeLabel(Qt::AlignRight | Qt::AlignVCenter, 30);
     lineEndingLabel = makeLabel(Qt::AlignRight | Qt::AlignVCenter, 30);
     modeLabel = makeLabel(Qt::AlignRight | Qt::AlignVCenter, 30);
-    bar->addPermanentWidget(encodingLabel);
-    bar->addPermanentWidget(lineEndingLabel);
-    bar->addPermanentWidget(modeLabel);
+    for (QLabel* label : {delimiterLabel, encodingLabel, lineEndingLabel, modeLabel})
+        bar->addPermanentWidget(label);
 }
+
+// --- Context ------------------------------------------------------------------------------------
+
+void MainWindow::addContext(quint32 bits) {
+    setContext(context | bits);
+}
+
+void MainWindow::removeContext(quint32 bits) {
+    setContext(context & ~bits);
+}
+
+void MainWindow::setContext(quint32 bits) {
+    context = bits;
+    paneView->setContext(bits);
+    if (activeTable)
+        activeTable->setContext((activeTable->getContext() & ~TableContextBits) | (bits & TableContextBits));
+}
+
+// --- Status bar and title -----------------------------------------------------------------------
 
 QString MainWindow::tableSizeText(int rawRows, int rawCols, int modelRows, int modelCols) {
     const auto suffix = [](bool singular) { return singular ? QString() : QStringLiteral("s"); };
@@ -269,9 +239,35 @@ QString MainWindow::tableSizeText(int rawRows, int rawCols, int modelRows, int m
     return text;
 }
 
+QString MainWindow::selectionSizeText(const RangeSize& size) {
+    if (size.numCells > 0)
+        return QStringLiteral("Selected: %1 cell%2").arg(size.numCells).arg(plural(size.numCells));
+    if (size.numRows > 0 && size.numCols == 0)
+        return QStringLiteral("Selected: %1 row%2").arg(size.numRows).arg(plural(size.numRows));
+    if (size.numCols > 0 && size.numRows == 0)
+        return QStringLiteral("Selected: %1 column%2").arg(size.numCols).arg(plural(size.numCols));
+    if (size.numRows > 0 && size.numCols > 0)
+        return QStringLiteral("Selected: %1 row%2, %3 column%4")
+            .arg(size.numRows)
+            .arg(plural(size.numRows))
+            .arg(size.numCols)
+            .arg(plural(size.numCols));
+    return QString();
+}
+
 void MainWindow::onTableSizeChanged(int rawRows, int rawCols, int modelRows, int modelCols) {
     tableSizeLabel->setText(tableSizeText(rawRows, rawCols, modelRows, modelCols));
     tableSizeLabel->setFixedWidth(tableSizeLabel->sizeHint().width());
+}
+
+void MainWindow::onSelectionSizeChanged(const RangeSize& size) {
+    selectionSizeLabel->setText(selectionSizeText(size));
+    selectionSizeLabel->adjustSize();
+}
+
+void MainWindow::onMainCellLengthChanged(int length) {
+    cellLengthLabel->setText(QStringLiteral("Cell Length: %1").arg(length));
+    cellLengthLabel->adjustSize();
 }
 
 QString MainWindow::getTableSizeLabelText() const {
@@ -286,43 +282,270 @@ QString MainWindow::getEncodingLabelText() const {
     return encodingLabel->text();
 }
 
+QString MainWindow::getDelimiterLabelText() const {
+    return delimiterLabel->text();
+}
+
+QString MainWindow::getSelectionLabelText() const {
+    return selectionSizeLabel->text();
+}
+
+QString MainWindow::getCellLengthLabelText() const {
+    return cellLengthLabel->text();
+}
+
 void MainWindow::updateStatusBar() {
-    if (activeTable < 0)
+    if (!activeTable || !activeModel)
         return;
-    const OpenTable& table = *tables[activeTable];
-    modeLabel->setText(table.readOnly ? QStringLiteral("Read-Only") : QStringLiteral("Editable"));
-    encodingLabel->setText(Utilities::convertEncodingTypeToString(table.parameters.encoding));
-    lineEndingLabel->setText(
-        Utilities::convertLineEndingTypeToShortString(table.parameters.lineEnding, false));
-    for (QLabel* label : {modeLabel, encodingLabel, lineEndingLabel})
+    const TableData& data = activeModel->getTableData();
+    modeLabel->setText(activeTable->isReadOnly() ? QStringLiteral("Read-Only") : QStringLiteral("Editable"));
+    const QString load = Utilities::convertDelimiterFromActualToShortReadable(data.getDelimiterText());
+    const QString save = Utilities::convertDelimiterFromActualToShortReadable(data.getSaveDelimiterText());
+    if (load == save || data.getSaveDelimiterText().isEmpty())
+        delimiterLabel->setText(QStringLiteral("Delimiter: %1").arg(load));
+    else
+        delimiterLabel->setText(QStringLiteral("Delimiters (Load, Save): %1, %2").arg(load, save));
+    encodingLabel->setText(Utilities::convertEncodingTypeToString(data.getEncoding()));
+    lineEndingLabel->setText(Utilities::convertLineEndingTypeToShortString(data.getLineEnding(), false));
+    for (QLabel* label : {modeLabel, delimiterLabel, encodingLabel, lineEndingLabel})
         label->adjustSize();
+    onTableSizeChanged(activeModel->rowCountRaw(), activeModel->columnCountRaw(),
+                       activeModel->rowCountModel(), activeModel->columnCountModel());
+    statsLabel->setText(activeTable->isReadOnly() ? QStringLiteral("Sum: -      Mean: -") : QString());
+}
+
+QString MainWindow::tableName(const TableView* view) {
+    if (!view || !view->tableModel())
+        return QString();
+    const QString name = view->tableModel()->getTableName();
+    return name.isEmpty() ? QStringLiteral("untitled") : name;
 }
 
 void MainWindow::updateWindowTitle() {
-    if (activeTable < 0)
+    if (!activeTable)
         setWindowTitle(kProgramName);
     else
-        setWindowTitle(
-            QStringLiteral("%1 - %2").arg(QFileInfo(tables[activeTable]->path).fileName(), kProgramName));
+        setWindowTitle(QStringLiteral("%1 - %2").arg(tableName(activeTable), kProgramName));
+}
+
+// --- Panes --------------------------------------------------------------------------------------
+
+int MainWindow::paneSize(Pane pane) const {
+    const QList<int> sizes = horizontalSplitter->sizes();
+    switch (pane) {
+    case Pane::TabBar:
+        return paneView->getTabBar()->isVisible() ? paneView->getTabBar()->height() : 0;
+    case Pane::SideBar:
+        return sideBar->isVisible() ? sizes.value(0) : 0;
+    case Pane::Metadata:
+        return metadataScrollArea->isVisible() ? sizes.value(2) : 0;
+    }
+    return 0;
+}
+
+int MainWindow::getTabBarHeight() const {
+    return paneSize(Pane::TabBar);
+}
+
+int MainWindow::getSideBarWidth() const {
+    return paneSize(Pane::SideBar);
+}
+
+int MainWindow::getMetadataWidth() const {
+    return paneSize(Pane::Metadata);
+}
+
+void MainWindow::setPaneSize(Pane pane, int size) {
+    size = std::max(0, size);
+    if (pane == Pane::TabBar) {
+        paneView->getTabBar()->setFixedHeight(size);
+        return;
+    }
+    QList<int> sizes = horizontalSplitter->sizes();
+    if (sizes.size() < 3)
+        return;
+    const int index = pane == Pane::SideBar ? 0 : 2;
+    if (pane == Pane::Metadata)
+        metadataScrollArea->setMinimumWidth(0);
+    // The table area gains what the pane loses.
+    sizes[1] = std::max(0, sizes[1] + sizes[index] - size);
+    sizes[index] = size;
+    horizontalSplitter->setSizes(sizes);
+}
+
+void MainWindow::showPane(Pane pane, bool show, bool animate) {
+    QWidget* widget = pane == Pane::TabBar    ? static_cast<QWidget*>(paneView->getTabBar())
+                      : pane == Pane::SideBar ? sideBar
+                                              : static_cast<QWidget*>(metadataScrollArea);
+    QVariantAnimation* animation = pane == Pane::TabBar    ? tabBarAnimation
+                                   : pane == Pane::SideBar ? sideBarAnimation
+                                                           : metadataAnimation;
+    int& remembered = pane == Pane::TabBar    ? tabBarShowHeight
+                      : pane == Pane::SideBar ? sidebarShowWidth
+                                              : metadataShowWidth;
+    const int current = paneSize(pane);
+    if (!show && current > 0)
+        remembered = current;
+    int target = show ? remembered : 0;
+    if (pane == Pane::TabBar && target > 100)
+        target = 21;
+    if (show && pane != Pane::TabBar)
+        target = std::min(target, (width() + 1) * 2 / 3);
+    if (show)
+        widget->show();
+    if (animation)
+        animation->stop();
+    if (!animate || !animation) {
+        setPaneSize(pane, target);
+        if (!show)
+            widget->hide();
+        return;
+    }
+    animation->setStartValue(current);
+    animation->setEndValue(target);
+    animation->start();
+}
+
+void MainWindow::showTabBar(bool show, bool animate) {
+    paneVisibility.showTabBar = show;
+    showPane(Pane::TabBar, show, animate);
+}
+
+void MainWindow::showSideBar(bool show, bool animate) {
+    paneVisibility.showSideBar = show;
+    // Until the side bar has widgets the flag is only remembered: an empty pane takes no room.
+    showPane(Pane::SideBar, show && !sideBar->children().isEmpty(), animate);
+}
+
+void MainWindow::showMetadata(bool show, bool animate) {
+    paneVisibility.showFileMetadata = show;
+    showPane(Pane::Metadata, show, animate);
+}
+
+void MainWindow::showEditorPane(bool show, bool animate) {
+    paneVisibility.showEditorPane = show;
+    paneView->showEditorPane(show, animate);
+}
+
+// --- Settings -----------------------------------------------------------------------------------
+
+void MainWindow::propagateSettings() {
+    if (constructing)
+        return;
+    showTabBar(settings.getValueBool(ShowTabBar), false);
+    showSideBar(settings.getValueBool(ShowSideBar), false);
+    showMetadata(settings.getValueBool(ShowFileMetadata), false);
+    emit setThemeSignal(settings.getTheme());
+    paneView->propagateSettings(settings);
+}
+
+namespace {
+template <typename T> void applyToTables(const std::vector<TableView*>& views, T apply) {
+    for (TableView* view : views)
+        apply(view);
+}
+} // namespace
+
+void MainWindow::saveAfterEachEdit(bool on) {
+    settings.setValue(SaveAfterEachEdit, on);
+    paneView->propagateSettings(settings);
+}
+
+void MainWindow::saveWithTrailingDelimiters(bool on) {
+    settings.setValue(SaveWithTrailingDelimiters, on);
+    applyToTables(getAllTableViews(), [on](TableView* view) {
+        if (TableModel* model = view->tableModel())
+            model->getTableData().setSaveWithTrailingDelimiters(on);
+    });
+}
+
+void MainWindow::letEditorPaneConsumeNavigationKeystrokes(bool on) {
+    settings.setValue(EditorPaneConsumeNavigation, on);
+}
+
+void MainWindow::setTextSize(int size) {
+    settings.setValue(TextSize, size);
+    applyToTables(getAllTableViews(), [size](TableView* view) { view->setTextSize(size); });
+}
+
+void MainWindow::setFont(const QFont& font) {
+    settings.setValue(FontFamily, font.family());
+    applyToTables(getAllTableViews(), [&font](TableView* view) { view->setFont(font); });
+}
+
+void MainWindow::setShowRowLabelsCommand(bool on) {
+    settings.setValue(ShowRowLabels, on);
+    applyToTables(getAllTableViews(), [on](TableView* view) { view->setShowRowLabels(on); });
+}
+
+void MainWindow::setShowColLabelsCommand(bool on) {
+    settings.setValue(ShowColumnLabels, on);
+    applyToTables(getAllTableViews(), [on](TableView* view) { view->setShowColumnLabels(on); });
+}
+
+void MainWindow::setRepresentColumnsAsLettersCommand(bool on) {
+    settings.setValue(RepresentColumnsAsLetters, on);
+    applyToTables(getAllTableViews(), [on](TableView* view) {
+        if (TableModel* model = view->tableModel())
+            model->setColLetters(on);
+    });
+}
+
+void MainWindow::setCaseSensitiveSorting(bool on) {
+    settings.setValue(CaseSensitiveSorting, on);
+}
+
+void MainWindow::setSnapToRowAfterScrolling(bool on) {
+    settings.setValue(SnapToRow, on);
+    applyToTables(getAllTableViews(), [on](TableView* view) { view->setSnapToRow(on); });
+}
+
+void MainWindow::setSnapToColumnAfterScrolling(bool on) {
+    settings.setValue(SnapToColumn, on);
+    applyToTables(getAllTableViews(), [on](TableView* view) { view->setSnapToCol(on); });
+}
+
+void MainWindow::setRemoveExtraneousRowsColumnsOnFileSave(bool on) {
+    settings.setValue(RemoveExtraneousRowsColumns, on);
+}
+
+void MainWindow::setMinNumTableRows(int n) {
+    settings.setValue(MinTableRows, n);
+    applyToTables(getAllTableViews(), [n](TableView* view) {
+        if (TableModel* model = view->tableModel())
+            model->setMinNumTableRows(n);
+    });
+}
+
+void MainWindow::setMinNumTableCols(int n) {
+    settings.setValue(MinTableColumns, n);
+    applyToTables(getAllTableViews(), [n](TableView* view) {
+        if (TableModel* model = view->tableModel())
+            model->setMinNumTableCols(n);
+    });
+}
+
+void MainWindow::setNumBufferRows(int n) {
+    settings.setValue(BufferRows, n);
+    applyToTables(getAllTableViews(), [n](TableView* view) {
+        if (TableModel* model = view->tableModel())
+            model->setNumBufferRows(n);
+    });
+}
+
+void MainWindow::setNumBufferCols(int n) {
+    settings.setValue(BufferColumns, n);
+    applyToTables(getAllTableViews(), [n](TableView* view) {
+        if (TableModel* model = view->tableModel())
+            model->setNumBufferCols(n);
+    });
+}
+
+void MainWindow::setMinimumFileSizeAskAboutReadOnlyMb(int mb) {
+    settings.setValue(MinFileSizeReadOnlyQuery, std::max(0, mb));
 }
 
 // --- What "Orvane.ini" restores -----------------------------------------------------------------
-
-void MainWindow::showTabBar(bool show, bool) {
-    paneVisibility.showTabBar = show;
-}
-
-void MainWindow::showSideBar(bool show, bool) {
-    paneVisibility.showSideBar = show;
-}
-
-void MainWindow::showMetadata(bool show, bool) {
-    paneVisibility.showFileMetadata = show;
-}
-
-void MainWindow::showEditorPane(bool show, bool) {
-    paneVisibility.showEditorPane = show;
-}
 
 void MainWindow::setImportDefaults(const ExtensionData& extensionData, bool saveLocalInOriginatingDir,
                                    bool openFilesAfterImport, bool preserveStructure) {
@@ -356,6 +579,17 @@ void MainWindow::updateConfigFile() {
 // --- Window events ------------------------------------------------------------------------------
 
 void MainWindow::closeEvent(QCloseEvent* event) {
+    const int count = getNumTables();
+    // A window on its way out needs no fresh table after its last one.
+    windowClosing = true;
+    for (int i = 0; i < count; ++i) {
+        if (!closeFile(activeTable)) {
+            windowClosing = false;
+            event->ignore();
+            return;
+        }
+    }
+    windowClosing = false;
     emit mainWindowClosedSignal();
     event->accept();
 }
@@ -364,4 +598,65 @@ void MainWindow::changeEvent(QEvent* event) {
     if (event->type() == QEvent::ActivationChange && isActiveWindow())
         emit mainWindowFocusChangedSignal();
     QMainWindow::changeEvent(event);
+}
+
+void MainWindow::keyPressEvent(QKeyEvent* event) {
+    if (event->key() != Qt::Key_Escape) {
+        QMainWindow::keyPressEvent(event);
+        return;
+    }
+    if ((context & ContextEditing) && !(context & ContextReadOnly)) {
+        if (activeTable)
+            activeTable->setEditingCell(false);
+        removeContext(ContextEditing);
+        return;
+    }
+    if ((context & ContextFocus) && (context & ContextFind) && !(context & ContextLauncher)) {
+        findArea->hide();
+        verticalSplitter->setStretchFactor(1, 0);
+        removeContext(ContextFind);
+        return;
+    }
+    if ((context & ContextFocus) && (context & ContextMultiSelection) &&
+        !(context & (ContextFind | ContextLauncher)) && activeModel) {
+        Range main = activeModel->getMainCell();
+        activeModel->setSelection(main);
+    }
+}
+
+bool MainWindow::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::MouseButtonPress && watched == modeLabel && activeTable) {
+        // The file mode prompt comes with the launcher; until then a click switches the mode.
+        commandToggleReadOnly();
+        return true;
+    }
+    return QMainWindow::eventFilter(watched, event);
+}
+
+void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
+    const QList<QUrl> urls = event->mimeData()->urls();
+    if (std::any_of(urls.begin(), urls.end(), [](const QUrl& url) { return url.isLocalFile(); }))
+        event->acceptProposedAction();
+}
+
+void MainWindow::dragMoveEvent(QDragMoveEvent* event) {
+    const QList<QUrl> urls = event->mimeData()->urls();
+    if (std::any_of(urls.begin(), urls.end(), [](const QUrl& url) { return url.isLocalFile(); }))
+        event->acceptProposedAction();
+}
+
+void MainWindow::dropEvent(QDropEvent* event) {
+    QList<QString> files;
+    for (const QUrl& url : event->mimeData()->urls()) {
+        if (!url.isLocalFile())
+            continue;
+        const QString path = url.toLocalFile();
+        if (QFileInfo(path).isDir())
+            openFolder(path);
+        else
+            files.append(path);
+    }
+    if (!files.isEmpty())
+        openFiles(files);
+    event->acceptProposedAction();
 }

@@ -4,6 +4,7 @@
 #include "viewfixture.h"
 
 #include "view/frozentableview.h"
+#include "view/tabledelegate.h"
 
 #include <QElapsedTimer>
 #include <QTest>
@@ -28,6 +29,7 @@ private slots:
     void autoFitSamplingCols_data();
     void autoFitSamplingCols();
     void autoFitLimits();
+    void autoFitFitsSampledDigits();
     void autoFitWarning_data();
     void autoFitWarning();
     void paintAsksOnlyVisibleCells();
@@ -253,6 +255,25 @@ void TestTableViewScroll::autoFitLimits()
     t.view->setColumnWidth(2, 7);
     t.view->enforceAutoFitColWidth(2);
     QCOMPARE(t.view->columnWidth(2), t.view->horizontalHeader()->defaultSectionSize());
+}
+
+// Digits are wider than the average character: a long number found by sampling still fits.
+void TestTableViewScroll::autoFitFitsSampledDigits()
+{
+    // Pick a length at which one more digit, counted in average characters, looks narrower
+    // than the numbers already measured.
+    const QFont font = makeTable({QStringLiteral("1")}).model->getFont();
+    const QFontMetrics metrics(font);
+    const int average = metrics.averageCharWidth();
+    const int digit = metrics.horizontalAdvance(QLatin1Char('9'));
+    if (digit <= average)
+        QSKIP("digits of this font are not wider than its average character");
+    const int n = average / (digit - average) + 2;
+    QStringList lines(150, QString(n, QLatin1Char('1')));
+    const QString longer(n + 1, QLatin1Char('9'));
+    lines[120] = longer;
+    ShownTable t = makeTable(lines);
+    QVERIFY(t.view->columnWidth(0) >= metrics.horizontalAdvance(longer) + 2 * TableDelegate::textInset);
 }
 
 void TestTableViewScroll::autoFitWarning_data()

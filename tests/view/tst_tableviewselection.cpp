@@ -79,6 +79,8 @@ private slots:
     void middleButtonSameKeyRestores();
     void middleButtonAxisAndShrink();
     void readOnlySwitch();
+    void perTableSettings();
+    void loadProgress();
 };
 
 void TestTableViewSelection::initTestCase()
@@ -279,6 +281,10 @@ void TestTableViewSelection::frozenCornerFollowsBothFreezes()
 void TestTableViewSelection::frozenRowsFollowHorizontalScroll()
 {
     ShownTable t = makeTable(grid(), 200, 200);
+    // Auto-fit widths reach the frozen rows, column by column.
+    for (int c = 0; c < t.model->columnCount(); ++c)
+        QCOMPARE(t.view->frozenView(1)->columnWidth(c), t.view->columnWidth(c));
+    QVERIFY(t.view->columnWidth(1) != t.view->horizontalHeader()->defaultSectionSize());
     t.view->horizontalScrollBar()->setValue(60);
     QCOMPARE(t.view->frozenView(1)->horizontalScrollBar()->value(), 60);
     t.view->setColumnWidth(2, 123);
@@ -453,6 +459,59 @@ void TestTableViewSelection::readOnlySwitch()
     t.view->setReadOnly(false, false);
     QVERIFY(!(t.view->getContext() & TableView::ContextReadOnly));
     QVERIFY(t.model->setData(t.model->index(0, 0), QStringLiteral("z")));
+}
+
+void TestTableViewSelection::perTableSettings()
+{
+    ShownTable t = makeTable(grid());
+    Settings settings;
+    settings.setValue(HeaderRows, 2);
+    settings.setValue(HeaderColumns, 1);
+    settings.setValue(FreezeHeaderColumns, true);
+    settings.setValue(SnapToRow, false);
+    settings.setValue(FirstRowIndex, 1);
+    settings.setValue(RepresentColumnsAsLetters, true);
+    settings.setValue(ShowRowLabels, false);
+    t.view->propagateSettings(settings);
+    settings.clear();
+    QCOMPARE(t.view->getNumHeaderRows(), 2);
+    QCOMPARE(t.view->frozenView(1)->getNumRows(), 2);
+    QCOMPARE(t.view->frozenHeight(), t.view->rowHeight(0) + t.view->rowHeight(1));
+    QVERIFY(t.view->frozenView(2)->isVisible());
+    QVERIFY(t.view->frozenView(3)->isVisible());
+    QVERIFY(t.view->verticalHeader()->isHidden());
+    QCOMPARE(t.model->getNumHeaderRows(), 2);
+    QCOMPARE(t.model->headerData(0, Qt::Vertical).toString(), QStringLiteral("1"));
+    QCOMPARE(t.model->headerData(0, Qt::Horizontal).toString(), QStringLiteral("A"));
+    // Without snap, a step moves the slider by exactly its size.
+    t.view->scroll(Direction::Down, false, 0, 7);
+    QCOMPARE(t.view->verticalScrollBar()->value(), 7);
+    const Settings back = t.view->getSettings(true);
+    QCOMPARE(back.getValueInt(HeaderRows), 2);
+    QCOMPARE(back.getValueBool(FreezeHeaderColumns), true);
+    Settings copy = back;
+    copy.clear();
+}
+
+void TestTableViewSelection::loadProgress()
+{
+    ShownTable t = makeTable(grid());
+    QSignalSpy progress(t.view.get(), &TableView::loadProgressSignal);
+    t.view->onLoadStarted();
+    QVERIFY(t.view->isLoading());
+    QVERIFY(t.view->isHidden());
+    // Keys are ignored while loading.
+    const QString before = mainCell(*t.model);
+    QTest::keyClick(t.view.get(), Qt::Key_Down);
+    QCOMPARE(mainCell(*t.model), before);
+    t.view->onLoadProgressUpdate(50, 200, 3);
+    QCOMPARE(progress.count(), 1);
+    QCOMPARE(progress.at(0).at(0).toInt(), 25);
+    t.view->onLoadProgressUpdate(5, 0, 3);
+    QCOMPARE(progress.at(1).at(0).toInt(), 0);
+    t.view->onLoadFinished();
+    QVERIFY(!t.view->isLoading());
+    QVERIFY(t.view->isVisible());
 }
 
 QTEST_MAIN(TestTableViewSelection)

@@ -1,0 +1,133 @@
+#include "storage/packedrow.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <new>
+
+PackedRow::PackedRow(const PackedRow& other)
+{
+    if (!other.block)
+        return;
+    const std::size_t size = other.blockSize();
+    block = static_cast<char*>(std::malloc(size));
+    if (!block)
+        throw std::bad_alloc();
+    std::memcpy(block, other.block, size);
+}
+
+PackedRow& PackedRow::operator=(const PackedRow& other)
+{
+    if (this != &other)
+        *this = PackedRow(other);
+    return *this;
+}
+
+PackedRow& PackedRow::operator=(PackedRow&& other) noexcept
+{
+    if (this != &other) {
+        std::free(block);
+        block = other.block;
+        other.block = nullptr;
+    }
+    return *this;
+}
+
+PackedRow::~PackedRow() { std::free(block); }
+
+char* PackedRow::allocate(std::size_t count, std::uint64_t total)
+{
+    const bool wide = total > std::numeric_limits<std::uint32_t>::max();
+    const std::size_t size = sizeof(Header) + count * (wide ? 8 : 4) + static_cast<std::size_t>(total);
+    char* memory = static_cast<char*>(std::malloc(size));
+    if (!memory)
+        throw std::bad_alloc(); // as the vectors this replaces would have
+    Header* h = reinterpret_cast<Header*>(memory);
+    h->count = static_cast<std::uint32_t>(count);
+    h->wide = wide ? 1 : 0;
+    return memory;
+}
+
+PackedRow PackedRow::fromParts(const char* bytes, const std::uint64_t* ends, std::size_t count)
+{
+    PackedRow row;
+    if (count == 0)
+        return row;
+    const std::uint64_t total = ends[count - 1];
+    row.block = allocate(count, total);
+    char* offsets = row.block + sizeof(Header);
+    if (row.header()->wide) {
+        std::memcpy(offsets, ends, count * sizeof(std::uint64_t));
+    } else {
+        auto* e = reinterpret_cast<std::uint32_t*>(offsets);
+        for (std::size_t i = 0; i < count; ++i)
+            e[i] = static_cast<std::uint32_t>(ends[i]);
+    }
+    if (total > 0)
+        std::memcpy(const_cast<char*>(row.bytes()), bytes, static_cast<std::size_t>(total));
+    return row;
+}
+
+PackedRow PackedRow::fromCells(const std::vector<std::string_view>& cells)
+{
+    PackedRow row;
+    const std::size_t count = cells.size();
+    if (count == 0)
+        return row;
+    std::uint64_t total = 0;
+    for (const std::string_view cell : cells)
+        total += cell.size();
+    row.block = allocate(count, total);
+    const bool wide = row.header()->wide != 0;
+    char* offsets = row.block + sizeof(Header);
+    char* out = const_cast<char*>(row.bytes());
+    std::uint64_t end = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::string_view cell = cells[i];
+        if (!cell.empty())
+            std::memcpy(out + end, cell.data(), cell.size());
+        end += cell.size();
+        if (wide)
+            reinterpret_cast<std::uint64_t*>(offsets)[i] = end;
+        else
+            reinterpret_cast<std::uint32_t*>(offsets)[i] = static_cast<std::uint32_t>(end);
+    }
+    return row;
+}
+
+void PackedRow::views(std::vector<std::string_view>& out) const
+{
+    const int n = size();
+    out.resize(static_cast<std::size_t>(n));
+    for (int i = 0; i < n; ++i)
+        out[static_cast<std::size_t>(i)] = cell(i);
+}
+
+int PackedRow::widthWithoutTrailingEmpty() const
+{
+    // Cells are empty exactly where an end offset repeats the one before it.
+    for (int i = size() - 1; i >= 0; --i) {
+        if (!cellEmpty(i))
+            return i + 1;
+    }
+    return 0;
+}
+
+std::uint64_t PackedRow::totalBytes() const
+{
+    const int n = size();
+    if (n == 0)
+        return 0;
+    std::uint64_t begin = 0;
+    std::uint64_t end = 0;
+    bounds(static_cast<std::uint32_t>(n - 1), begin, end);
+    return end;
+}
+
+std::size_t PackedRow::blockSize() const
+{
+    if (!block)
+        return 0;
+    const Header* h = header();
+    return sizeof(Header) + std::size_t(h->count) * (h->wide ? 8 : 4) + static_cast<std::size_t>(totalBytes());
+}

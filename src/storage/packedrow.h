@@ -1,0 +1,81 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+// One stored row in a single heap block: a small header, the end offset of every cell, then
+// the cells' bytes back to back. A row without cells holds no block at all. Offsets take four
+// bytes a cell unless the row's bytes pass 4 GiB, when they take eight.
+//
+// A row is never changed in place: an edit builds the new row from views of the old one and
+// then replaces it, so views taken from a row stay valid until the row is assigned to.
+class PackedRow {
+public:
+    PackedRow() = default;
+    PackedRow(const PackedRow& other);
+    PackedRow(PackedRow&& other) noexcept : block(other.block) { other.block = nullptr; }
+    PackedRow& operator=(const PackedRow& other);
+    PackedRow& operator=(PackedRow&& other) noexcept;
+    ~PackedRow();
+
+    // The row of `count` cells whose bytes lie back to back in `bytes`, cell i ending at ends[i].
+    static PackedRow fromParts(const char* bytes, const std::uint64_t* ends, std::size_t count);
+    static PackedRow fromCells(const std::vector<std::string_view>& cells);
+
+    int size() const { return block ? static_cast<int>(header()->count) : 0; }
+    // Cell i, for 0 <= i < size(); an empty cell is an empty view.
+    std::string_view cell(int i) const
+    {
+        std::uint64_t begin = 0;
+        std::uint64_t end = 0;
+        bounds(static_cast<std::uint32_t>(i), begin, end);
+        return std::string_view(bytes() + begin, static_cast<std::size_t>(end - begin));
+    }
+    bool cellEmpty(int i) const
+    {
+        std::uint64_t begin = 0;
+        std::uint64_t end = 0;
+        bounds(static_cast<std::uint32_t>(i), begin, end);
+        return begin == end;
+    }
+    // Cell i, or an empty view when the row doesn't store it.
+    std::string_view cellOrEmpty(int i) const { return i >= 0 && i < size() ? cell(i) : std::string_view(); }
+    // Replaces `out` by views of every stored cell.
+    void views(std::vector<std::string_view>& out) const;
+    // Cells up to and including the last non-empty one.
+    int widthWithoutTrailingEmpty() const;
+    // Bytes the row's block takes, header included (0 for a row without cells).
+    std::size_t blockSize() const;
+
+private:
+    struct Header {
+        std::uint32_t count;
+        std::uint32_t wide; // 1 when offsets are 64-bit
+    };
+    const Header* header() const { return reinterpret_cast<const Header*>(block); }
+    const char* offsets() const { return block + sizeof(Header); }
+    const char* bytes() const
+    {
+        const Header* h = header();
+        return offsets() + std::size_t(h->count) * (h->wide ? 8 : 4);
+    }
+    void bounds(std::uint32_t i, std::uint64_t& begin, std::uint64_t& end) const
+    {
+        if (header()->wide) {
+            const auto* e = reinterpret_cast<const std::uint64_t*>(offsets());
+            begin = i ? e[i - 1] : 0;
+            end = e[i];
+        } else {
+            const auto* e = reinterpret_cast<const std::uint32_t*>(offsets());
+            begin = i ? e[i - 1] : 0;
+            end = e[i];
+        }
+    }
+    std::uint64_t totalBytes() const;
+    // A block for `count` cells of `total` bytes with the header set; the caller fills the rest.
+    static char* allocate(std::size_t count, std::uint64_t total);
+
+    char* block = nullptr;
+};

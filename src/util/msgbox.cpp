@@ -1,0 +1,65 @@
+#include "util/msgbox.h"
+
+#include <QAbstractButton>
+#include <QFontMetrics>
+#include <QPushButton>
+
+#include <algorithm>
+
+std::function<int(const MsgBox::Question&)> MsgBox::answerHook;
+
+MsgBox::MsgBox(QWidget* parent) : QMessageBox(parent) {
+    setTextFormat(Qt::PlainText);
+    // Follows the window's palette, so the box wears the theme of the window that asks.
+    if (parent)
+        setPalette(parent->palette());
+}
+
+int MsgBox::ask(QWidget* parent, const QString& text, const std::vector<Button>& buttons, int defaultButton,
+                const QString& informativeText) {
+    Question question;
+    question.text = text;
+    question.informativeText = informativeText;
+    question.buttons = buttons;
+    question.defaultButton = defaultButton;
+    return showQuestion(parent, question);
+}
+
+void MsgBox::inform(QWidget* parent, const QString& text) {
+    Question question;
+    question.text = text;
+    question.buttons = {{QStringLiteral("Ok"), QMessageBox::AcceptRole}};
+    question.defaultButton = 0;
+    showQuestion(parent, question);
+}
+
+int MsgBox::showQuestion(QWidget* parent, const Question& question) {
+    if (answerHook) {
+        const int answer = answerHook(question);
+        return answer >= 0 && answer < static_cast<int>(question.buttons.size()) ? answer : -1;
+    }
+    MsgBox box(parent);
+    box.setText(question.text);
+    if (!question.informativeText.isEmpty())
+        box.setInformativeText(question.informativeText);
+    std::vector<QAbstractButton*> made;
+    for (const Button& spec : question.buttons) {
+        QPushButton* button = box.addButton(spec.text, spec.role);
+        if (spec.fitWidthToText) {
+            const QFontMetrics metrics(button->font());
+            QString plain = spec.text;
+            plain.remove(QLatin1Char('&'));
+            button->setFixedWidth(metrics.horizontalAdvance(plain) + 2 * metrics.averageCharWidth() + 16);
+        } else if (spec.fixedWidth > 0) {
+            button->setFixedWidth(spec.fixedWidth);
+        }
+        if (spec.fixedHeight > 0)
+            button->setFixedHeight(spec.fixedHeight);
+        made.push_back(button);
+    }
+    if (question.defaultButton >= 0 && question.defaultButton < static_cast<int>(made.size()))
+        box.setDefaultButton(static_cast<QPushButton*>(made[question.defaultButton]));
+    box.exec();
+    const auto it = std::find(made.begin(), made.end(), box.clickedButton());
+    return it == made.end() ? -1 : static_cast<int>(it - made.begin());
+}

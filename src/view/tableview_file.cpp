@@ -1,0 +1,91 @@
+#include "view/tableview.h"
+
+#include "table/tablemodel.h"
+#include "util/msgbox.h"
+#include "view/frozentableview.h"
+#include "view/headerview.h"
+
+#include <QFontMetrics>
+#include <QUndoStack>
+
+void TableView::loadCSV(const QString& path, bool async) {
+    TableModel* m = tableModel();
+    if (!m)
+        return;
+    TableData& data = m->getTableData();
+    if (async) {
+        hide();
+        loading = true;
+        for (FrozenTableView* frozen : {frozenRows, frozenCols, frozenCorner})
+            frozen->setLoading(true);
+        setUpdatesEnabled(false);
+    } else {
+        horizontalHeader()->setResizeContentsPrecision(50);
+        verticalHeader()->setResizeContentsPrecision(50);
+    }
+    m->loadCSV(path, async, fileMode == 1 ? TableData::ReadOnly : TableData::Editable,
+               data.getDelimiterText(), data.getSaveDelimiterText(), data.getEncoding(),
+               data.getParsingStandard());
+    // A load that ends here has already fitted rows and columns as the settings ask, in
+    // onLoadFinished; forcing a fit of every row on top of it costs seconds on large files.
+}
+
+bool TableView::isModified() const {
+    return !undoStackObject->isClean() || editedOutsideUndo;
+}
+
+void TableView::markClean() {
+    const bool was = isModified();
+    editedOutsideUndo = false;
+    undoStackObject->setClean();
+    if (was)
+        emit undoStackCleanChangedSignal(true);
+}
+
+void TableView::onNewDataCommitted() {
+    if (loading || editedOutsideUndo)
+        return;
+    const bool was = isModified();
+    editedOutsideUndo = true;
+    if (!was)
+        emit undoStackCleanChangedSignal(false);
+}
+
+bool TableView::confirmDiscardUnsavedEditsForReload() {
+    setEditingCell(false);
+    if (!isModified())
+        return true;
+    const int answer = MsgBox::ask(this,
+                                   QStringLiteral("This file has unsaved changes.\n\n") +
+                                       QStringLiteral("Would you like to save the file first, discard the "
+                                                      "changes, or cancel?"),
+                                   {{QStringLiteral("&Save"), QMessageBox::AcceptRole, 0, 0, true},
+                                    {QStringLiteral("&Discard"), QMessageBox::DestructiveRole, 0, 0, true},
+                                    {QStringLiteral("&Cancel"), QMessageBox::RejectRole, 0, 0, true}},
+                                   0);
+    if (answer == 1)
+        return true;
+    if (answer != 0)
+        return false;
+    TableModel* m = tableModel();
+    if (!m || !m->saveCSV(true, false)) {
+        MsgBox::inform(this, QStringLiteral("File failed to save."));
+        return false;
+    }
+    markClean();
+    return true;
+}
+
+void TableView::onTableSaved() {
+    TableModel* m = tableModel();
+    if (!m)
+        return;
+    TableData& data = m->getTableData();
+    const QString save = data.getSaveDelimiterText();
+    if (save == data.getDelimiterText())
+        return;
+    m->setDelimiter(save, save);
+    const QString path = data.getFilepath();
+    if (!path.isEmpty())
+        loadCSV(path, false);
+}

@@ -1,0 +1,221 @@
+// Renaming, moving, duplicating and deleting files; the recent list and the watcher's records.
+
+#include "window/mainwindow.h"
+
+#include "panes/tabbar.h"
+#include "storage/abstractdatacontainer.h"
+#include "table/tablemodel.h"
+#include "util/msgbox.h"
+#include "view/tableview.h"
+#include "window/filedialoghelper.h"
+#include "window/paneview.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QFileSystemWatcher>
+
+namespace {
+
+constexpr int kMaxRecentFiles = 50;
+
+QString normalizedPath(const QString& path) {
+    return QDir::cleanPath(QFileInfo(path).absoluteFilePath());
+}
+
+const QString kFileMissing = QStringLiteral("The file doesn't exist. Save it first.");
+
+} // namespace
+
+int MainWindow::askOverwrite() {
+    const int answer =
+        MsgBox::ask(this, QStringLiteral("A file already exists there. Do you want to overwrite it?"),
+                    {{QStringLiteral("&Overwrite"), QMessageBox::AcceptRole},
+                     {QStringLiteral("Do&n't Overwrite"), QMessageBox::DestructiveRole},
+                     {QStringLiteral("&Cancel"), QMessageBox::RejectRole}},
+                    1);
+    return answer < 0 ? 2 : answer;
+}
+
+QString MainWindow::getCurrentTableDir() const {
+    const QString path = getActiveFilepath();
+    if (path.isEmpty() || !QFileInfo::exists(path))
+        return QString();
+    return QFileInfo(path).absolutePath();
+}
+
+void MainWindow::movePathOfTable(const QString& oldPath, const QString& newPath) {
+    TableView* view = getTableView(oldPath);
+    unwatchFile(oldPath);
+    clearWatchedFileState(oldPath);
+    replaceFilepathInRecentFilepaths(oldPath, newPath);
+    if (!view)
+        return;
+    if (AbstractDataContainer* container = view->tableModel()->getTableData().getDataContainer())
+        container->setFilepath(newPath);
+    watchFile(newPath);
+    recordWatchedFileState(newPath);
+    paneView->getTabBar()->renameTable(view, tableName(view));
+    if (view == activeTable)
+        updateWindowTitle();
+}
+
+bool MainWindow::renameFile(const QString& oldPath, const QString& newPath) {
+    const QString from = normalizedPath(oldPath);
+    const QString to = normalizedPath(newPath);
+    if (!QFile::rename(from, to))
+        return false;
+    movePathOfTable(from, to);
+    return true;
+}
+
+bool MainWindow::moveFile(const QString& path) {
+    if (!QFileInfo(lastUsedDirectory).isDir())
+        lastUsedDirectory = QDir::homePath();
+    const QString tableDir = getCurrentTableDir();
+    const QString folder = FileDialogHelper::getExistingDirectory(
+        this, QStringLiteral("Select Folder"), tableDir.isEmpty() ? lastUsedDirectory : tableDir);
+    if (folder.isEmpty())
+        return false;
+    const QString source = normalizedPath(path);
+    const QString target = QDir(folder).filePath(QFileInfo(source).fileName());
+    if (normalizedPath(target) == source)
+        return false;
+    if (path.isEmpty() || !QFileInfo::exists(source)) {
+        MsgBox::inform(this, kFileMissing);
+        return false;
+    }
+    if (QFileInfo::exists(target)) {
+        switch (askOverwrite()) {
+        case 0:
+            if (!QFile::remove(target))
+                return false;
+            break;
+        case 1:
+            return commandMoveFile(path);
+        default:
+            return false;
+        }
+    }
+    lastUsedDirectory = folder;
+    return moveFile(source, folder);
+}
+
+bool MainWindow::moveFile(const QString& path, const QString& folder) {
+    const QString source = normalizedPath(path);
+    const QString target = normalizedPath(QDir(folder).filePath(QFileInfo(source).fileName()));
+    if (target == source || !QFile::copy(source, target))
+        return false;
+    movePathOfTable(source, target);
+    QFile::remove(source);
+    return true;
+}
+
+bool MainWindow::commandMoveFile(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!view)
+        return false;
+    const QString file = view->tableModel()->getTableData().getFilepath();
+    if (file.isEmpty()) {
+        MsgBox::inform(this, kFileMissing);
+        return false;
+    }
+    return moveFile(file);
+}
+
+bool MainWindow::duplicateFile(const QString& path, const QString& newName) {
+    const QString source = normalizedPath(path);
+    if (newName.isEmpty())
+        return false;
+    if (newName == QFileInfo(source).fileName()) {
+        MsgBox::inform(this, QStringLiteral("Choose a different name from the original."));
+        return false;
+    }
+    if (path.isEmpty() || !QFileInfo::exists(source)) {
+        MsgBox::inform(this, kFileMissing);
+        return false;
+    }
+    const QString target = normalizedPath(QFileInfo(source).dir().filePath(newName));
+    if (QFileInfo::exists(target)) {
+        if (askOverwrite() != 0 || getTableView(target) || !QFile::remove(target))
+            return false;
+    }
+    if (!QFile::copy(source, target))
+        return false;
+    openFile(target);
+    return true;
+}
+
+bool MainWindow::commandDeleteFile(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!view)
+        return false;
+    const QString file = view->tableModel()->getTableData().getFilepath();
+    const int answer =
+        MsgBox::ask(this, QStringLiteral("Are you sure you want to delete file %1?").arg(tableName(view)),
+                    {{QStringLiteral("&Delete"), QMessageBox::AcceptRole},
+                     {QStringLiteral("Do&n't Delete"), QMessageBox::RejectRole}},
+                    1);
+    if (answer != 0)
+        return false;
+    closeFileNoSave(view);
+    if (file.isEmpty() || !QFile::remove(file))
+        return false;
+    removeFilepathFromRecentFilepaths(file);
+    return true;
+}
+
+// --- Recent files -------------------------------------------------------------------------------
+
+void MainWindow::addFilepathToRecentFilepaths(const QString& path) {
+    if (path.isEmpty())
+        return;
+    recentFilepathList.removeAll(path);
+    recentFilepathList.prepend(path);
+    while (recentFilepathList.size() > kMaxRecentFiles)
+        recentFilepathList.removeLast();
+}
+
+void MainWindow::removeFilepathFromRecentFilepaths(const QString& path) {
+    recentFilepathList.removeAll(path);
+}
+
+void MainWindow::replaceFilepathInRecentFilepaths(const QString& oldPath, const QString& newPath) {
+    for (QString& entry : recentFilepathList) {
+        if (entry == oldPath)
+            entry = newPath;
+    }
+    recentFilepathList.removeDuplicates();
+}
+
+void MainWindow::bumpUpFileInRecentFilepaths(const QString& path) {
+    if (recentFilepathList.contains(path))
+        addFilepathToRecentFilepaths(path);
+}
+
+// --- Watcher records ----------------------------------------------------------------------------
+
+void MainWindow::watchFile(const QString& path) {
+    if (!path.isEmpty() && QFileInfo::exists(path) && !fileWatcher->files().contains(path))
+        fileWatcher->addPath(path);
+}
+
+void MainWindow::unwatchFile(const QString& path) {
+    if (fileWatcher->files().contains(path))
+        fileWatcher->removePath(path);
+}
+
+void MainWindow::recordWatchedFileState(const QString& path) {
+    const QFileInfo info(path);
+    if (!info.exists())
+        return;
+    watchedFileStates[path] = WatchedState{info.size(), info.lastModified()};
+}
+
+void MainWindow::clearWatchedFileState(const QString& path) {
+    watchedFileStates.erase(path);
+}
+
+QStringList MainWindow::getWatchedFiles() const {
+    return fileWatcher->files();
+}

@@ -351,6 +351,7 @@ void TableModel::applySettings(const Settings& settings) {
     firstRowIndex = settings.getValueInt(FirstRowIndex);
     firstColIndex = settings.getValueInt(FirstColumnIndex);
     colLetters = settings.getValueBool(RepresentColumnsAsLetters);
+    saveAfterEachEdit = settings.getValueBool(SaveAfterEachEdit);
     boldHeaderRows = settings.getValueBool(HighlightHeaderRows);
     boldHeaderCols = settings.getValueBool(HighlightHeaderColumns);
     shadeEveryOtherRow = settings.getValueBool(ShadeEveryOtherRow);
@@ -456,6 +457,13 @@ void TableModel::setDelimiter(const QString& readDelimiter, const QString& write
     delimiterSave = writeDelimiter;
     tableData.setDelimiter(readDelimiter, writeDelimiter);
     emit setDelimiterSignal(writeDelimiter);
+}
+
+void TableModel::saveAfterEdit() {
+    if (!saveAfterEachEdit || readOnly || tableData.getFilepath().isEmpty())
+        return;
+    if (tableData.saveCSV(false, false))
+        emit undoStackCleanChangedSignal(true);
 }
 
 // --- Size ------------------------------------------------------------------------------------

@@ -271,6 +271,8 @@ public:
     void setRowSortData(const SortData& data);
     void setColSortData(const SortData& data);
     const std::vector<FilterData>& getFilterList() const { return filterList; }
+    // Replaces the filter list without applying it: undo commands keep concealment themselves.
+    void setFilterListDontApply(const std::vector<FilterData>& filters) { filterList = filters; }
     void setFindReplaceQuery(const FindReplaceQuery& query);
     const FindReplaceQuery& getFindReplaceQuery() const { return findReplaceQuery; }
     bool getHasFindReplaceQuery() const { return hasFindReplaceQuery; }
@@ -372,6 +374,10 @@ public:
     bool saveCSV(const QString& path, bool fromUser, bool visibleOnly) {
         return tableData.saveCSV(path, fromUser, visibleOnly);
     }
+    // Writes the file at once when "Save After Each Edit" is on and the table has a file.
+    void saveAfterEdit();
+    void setSaveAfterEachEdit(bool on) { saveAfterEachEdit = on; }
+    bool getSaveAfterEachEdit() const { return saveAfterEachEdit; }
     void setProgressIndex(int index) { progressIndex = index; }
     int getProgressIndex() const { return progressIndex; }
     ProgressBoundaries& getProgressBoundaries() { return progressBoundaries; }
@@ -409,6 +415,12 @@ signals:
     void undoStackCleanChangedSignal(bool clean);
     void updateStatsLabelSignal(QString text);
     void refreshHeadersSignal();
+    // Requests of undo commands to the view that shows this model.
+    void enforceAutoFitRowHeightsSignal(std::vector<int> rows);
+    void enforceAutoFitColWidthsSignal(std::vector<int> cols);
+    void scrollToRowSignal(int row);
+    void scrollToColSignal(int col);
+    void refreshViewSignal();
 
 private:
     friend class TableModelWorker;
@@ -479,6 +491,7 @@ private:
     QFont headerFont;
     int headerTextSize = 12;
     bool readOnly = false;
+    bool saveAfterEachEdit = false;
     QString extension = QStringLiteral("csv");
     QString delimiter = QStringLiteral(",");
     QString delimiterSave = QStringLiteral(",");

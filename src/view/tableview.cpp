@@ -31,8 +31,8 @@ TableView::TableView(QWidget* parent) : AbstractTableView(parent)
     setFocusPolicy(Qt::StrongFocus);
     connect(this, &QWidget::customContextMenuRequested, this, &TableView::onCustomContextMenu);
     setTableDelegate(new TableDelegate(this));
-    undo = new QUndoStack(this);
-    connect(undo, &QUndoStack::cleanChanged, this, [this] { emit undoStackCleanChangedSignal(!isModified()); });
+    undoStackObject = new QUndoStack(this);
+    connect(undoStackObject, &QUndoStack::cleanChanged, this, &TableView::onUndoStackCleanChanged);
 
     snapTimer = new QTimer(this);
     snapTimer->setSingleShot(true);
@@ -131,6 +131,7 @@ void TableView::connectSignalsWithModel()
     connect(m, &TableModel::loadProgressUpdateSignal, this, &TableView::onLoadProgressUpdate, Qt::UniqueConnection);
     connect(m, &TableModel::loadFinishedSignal, this, &TableView::onLoadFinished, Qt::UniqueConnection);
     connect(m, &TableModel::newDataCommittedSignal, this, &TableView::onNewDataCommitted, Qt::UniqueConnection);
+    connectUndoSignals(m);
 }
 
 // --- Frozen parts -----------------------------------------------------------------------
@@ -594,7 +595,7 @@ void TableView::setReadOnly(bool on, bool initial)
             if (on && !path.isEmpty() && path == QDir(dataFolder).absoluteFilePath(QString::fromLatin1(name)))
                 return;
     }
-    undo->clear();
+    undoStackObject->clear();
     markClean();
     fileMode = on ? 1 : 0;
     readOnlyView = on;

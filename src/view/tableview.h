@@ -2,6 +2,7 @@
 
 #include "preferences/settings.h"
 #include "preferences/theme.h"
+#include "storage/fileparameters.h"
 #include "view/abstracttableview.h"
 
 #include <QFont>
@@ -12,6 +13,7 @@
 class FrozenTableView;
 class QTimer;
 class QUndoStack;
+class TableUndoCommand;
 class ScrollAreaBottomRightCornerWidget;
 class TLCornerButton;
 
@@ -37,7 +39,7 @@ public:
 
     void setModel(QAbstractItemModel* model) override;
     FrozenTableView* frozenView(int type) const; // 1 rows, 2 columns, 3 corner
-    QUndoStack* undoStack() const { return undo; }
+    QUndoStack* undoStack() const { return undoStackObject; }
 
     // --- Navigation and selection (tableview_selection.cpp) -----------------------------
     void moveSelectionRelative(int rows, int cols) override;
@@ -164,6 +166,39 @@ public:
     virtual void moveRowContentsRelative(int offset);
     virtual void moveColContentsRelative(int offset);
 
+    // --- Undo and the operations that go through it (tableview_undo.cpp) -------------------
+    void undo();
+    void redo();
+    // The push pattern: a valid command goes on the stack, any other is deleted. False when
+    // the command was dropped or the table is read-only.
+    bool pushCommand(TableUndoCommand* command);
+    void clearUndoStack();
+    // Reads the file again with its parameters; the history goes, since it no longer fits.
+    void reloadFile();
+    void setUndoStackClean();
+    // Lines: the selected ones when the list is empty.
+    bool insertRows(std::vector<int> rows, int count, bool after);
+    bool insertCols(std::vector<int> cols, int count, bool after);
+    bool removeRows(std::vector<int> rows = {});
+    bool removeCols(std::vector<int> cols = {});
+    bool removeEmptyRowsColsAtEnd();
+    bool moveRowsRelative(int delta, std::vector<int> rows = {});
+    bool moveColsRelative(int delta, std::vector<int> cols = {});
+    bool moveRowsAbsolute(int target, std::vector<int> rows = {});
+    bool moveColsAbsolute(int target, std::vector<int> cols = {});
+    bool duplicateRows(int count, bool below, std::vector<int> rows = {});
+    bool duplicateCols(int count, bool below, std::vector<int> cols = {});
+    // The selected cells.
+    bool moveCellContents(int rows, int cols);
+    bool duplicateCellContents(Direction direction);
+    bool setCellValues(const RangeVector& cells);
+    bool transposeTable();
+    bool setDelimiterForFileSave(const QString& delimiter);
+    bool setLineEndingForFileSave(LineEndingType lineEnding);
+    bool setEncodingForFileSave(EncodingType encoding);
+    bool setParsingStandardForFileSave(ParsingStandard standard);
+    void commitMiddleButtonDrag(const RangeVector& cells) override;
+
 public slots:
     void onLoadStarted();
     void onLoadProgressUpdate(int current, int total, int sizeInMiB);
@@ -187,6 +222,8 @@ public slots:
     void rowResized(int row, int oldHeight, int newHeight);
     void frozenColResized(int col, int oldWidth, int newWidth);
     void onCustomContextMenu(const QPoint& pos);
+    void onTableSavedOrLoaded();
+    void onUndoStackCleanChanged(bool clean);
 
 signals:
     void fileMetadataChangedSignal();
@@ -208,6 +245,8 @@ private slots:
 
 private:
     void connectSignalsWithModel();
+    void connectUndoSignals(TableModel* m);
+    std::vector<int> selectedLines(Axis axis) const;
     void connectHeader(HeaderView* header, bool horizontal);
     void applyLabelVisibility();
     void updateFrozenGeometry();
@@ -224,7 +263,9 @@ private:
     ScrollAreaBottomRightCornerWidget* cornerFiller = nullptr;
     QTimer* snapTimer = nullptr;
     Axis snapAxis = Axis::Row;
-    QUndoStack* undo = nullptr;
+    QUndoStack* undoStackObject = nullptr;
+    // Set while a command runs, so that a save inside it marks the stack clean after the push.
+    bool runningCommand = false;
 
     Settings settings;
     bool ownsSettings = false;

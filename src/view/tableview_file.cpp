@@ -31,13 +31,13 @@ void TableView::loadCSV(const QString& path, bool async) {
 }
 
 bool TableView::isModified() const {
-    return !undo->isClean() || editedOutsideUndo;
+    return !undoStackObject->isClean() || editedOutsideUndo;
 }
 
 void TableView::markClean() {
     const bool was = isModified();
     editedOutsideUndo = false;
-    undo->setClean();
+    undoStackObject->setClean();
     if (was)
         emit undoStackCleanChangedSignal(true);
 }

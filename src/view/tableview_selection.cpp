@@ -477,21 +477,8 @@ void TableView::moveRowContentsRelative(int offset)
     const int shift = clampShift(offset, low, count, arraySelected);
     if (shift == 0)
         return;
-    TableData& data = m->getTableData();
-    // Moving down, the last line goes first so that the others keep their places.
-    if (shift > 0)
-        for (auto it = arraySelected.rbegin(); it != arraySelected.rend(); ++it)
-            data.moveRowRelative(*it, *it + shift);
-    else
-        for (int r : arraySelected)
-            data.moveRowRelative(r, r + shift);
-    std::vector<int> moved;
-    for (int r : arraySelected)
-        moved.push_back(r + shift);
-    const int first = std::min(arraySelected.front(), moved.front());
-    const int last = std::max(arraySelected.back(), moved.back());
-    emit m->dataChanged(m->index(first, 0), m->index(last, m->columnCount() - 1));
-    selectLinesOf(Axis::Row, moved);
+    // One undo step; the lines stay selected where they land.
+    moveRowsRelative(shift, arraySelected);
 }
 
 void TableView::moveColContentsRelative(int offset)
@@ -504,18 +491,5 @@ void TableView::moveColContentsRelative(int offset)
     const int shift = clampShift(offset, low, count, arraySelected);
     if (shift == 0)
         return;
-    TableData& data = m->getTableData();
-    if (shift > 0)
-        for (auto it = arraySelected.rbegin(); it != arraySelected.rend(); ++it)
-            data.moveColRelative(*it, *it + shift);
-    else
-        for (int c : arraySelected)
-            data.moveColRelative(c, c + shift);
-    std::vector<int> moved;
-    for (int c : arraySelected)
-        moved.push_back(c + shift);
-    const int first = std::min(arraySelected.front(), moved.front());
-    const int last = std::max(arraySelected.back(), moved.back());
-    emit m->dataChanged(m->index(0, first), m->index(m->rowCount() - 1, last));
-    selectLinesOf(Axis::Col, moved);
+    moveColsRelative(shift, arraySelected);
 }

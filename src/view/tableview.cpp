@@ -56,6 +56,9 @@ TableView::TableView(QWidget* parent) : AbstractTableView(parent)
 
 TableView::~TableView()
 {
+    // The stack announces a clean state while it is destroyed with the children, when this
+    // object is no longer a TableView: it must not reach us then.
+    undoStackObject->disconnect(this);
     if (ownsSettings)
         settings.clear();
 }

@@ -3,6 +3,7 @@
 // same random indexes: what the mapping would cost if it kept such a table, which it must not.
 
 #include "benchregistry.h"
+#include "benchutil.h"
 
 #include "table/tabledata.h"
 
@@ -17,7 +18,6 @@
 #include <string>
 #include <vector>
 
-#include <sys/resource.h>
 
 namespace {
 
@@ -30,33 +30,21 @@ struct Options {
     unsigned seed = 20261122;
 };
 
-bool parseOptions(const QStringList& args, Options& options) {
-    for (int i = 0; i < args.size(); ++i) {
-        const QString& arg = args.at(i);
-        if (i + 1 >= args.size())
-            return false;
-        bool ok = false;
-        const long long value = args.at(++i).toLongLong(&ok);
-        if (!ok || value < 1 || value > 100000000)
-            return false;
-        if (arg == QLatin1String("--rows"))
+bool parseOptions(const QStringList& args, Options& options)
+{
+    return BenchUtil::parseIntOptions(args, 1, 100000000, [&options](const QString& name, long long value) {
+        if (name == QLatin1String("--rows"))
             options.rows = static_cast<int>(value);
-        else if (arg == QLatin1String("--queries"))
+        else if (name == QLatin1String("--queries"))
             options.queries = static_cast<int>(value);
-        else if (arg == QLatin1String("--repeats"))
+        else if (name == QLatin1String("--repeats"))
             options.repeats = static_cast<int>(value);
-        else if (arg == QLatin1String("--seed"))
+        else if (name == QLatin1String("--seed"))
             options.seed = static_cast<unsigned>(value);
         else
             return false;
-    }
-    return true;
-}
-
-long peakRssKiB() {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_maxrss;
+        return true;
+    });
 }
 
 // Best of `repeats` runs of `body` over `count` operations, in ns per operation. The sum of
@@ -190,7 +178,7 @@ int runMapping(const QStringList& args) {
                         static_cast<double>(large->concealed) / small->concealed);
         }
     }
-    const long rss = peakRssKiB();
+    const long rss = static_cast<long>(BenchUtil::peakRssBytes() / 1024);
     std::printf("\npeak RSS %ld KiB (the per-row limit tables and the query lists included)\n\n", rss);
 
     for (const Figure& f : figures) {

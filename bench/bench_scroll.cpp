@@ -6,6 +6,7 @@
 // in the same run, a repaint of the same screen without any scrolling.
 
 #include "benchregistry.h"
+#include "benchutil.h"
 
 #include "table/tablemodel.h"
 #include "view/frozentableview.h"
@@ -26,7 +27,6 @@
 #include <string>
 #include <vector>
 
-#include <sys/resource.h>
 #include <time.h>
 
 namespace {
@@ -42,33 +42,19 @@ struct Options {
 
 bool parseOptions(const QStringList& args, Options& options)
 {
-    for (int i = 0; i < args.size(); ++i) {
-        const QString& arg = args.at(i);
-        if (i + 1 >= args.size())
-            return false;
-        bool ok = false;
-        const long long value = args.at(++i).toLongLong(&ok);
-        if (!ok || value < 0 || value > 100000000)
-            return false;
-        if (arg == QLatin1String("--rows"))
+    return BenchUtil::parseIntOptions(args, 0, 100000000, [&options](const QString& name, long long value) {
+        if (name == QLatin1String("--rows"))
             options.rows = static_cast<int>(value);
-        else if (arg == QLatin1String("--cols"))
+        else if (name == QLatin1String("--cols"))
             options.cols = static_cast<int>(std::min<long long>(value, 1000));
-        else if (arg == QLatin1String("--readonly-mb"))
+        else if (name == QLatin1String("--readonly-mb"))
             options.readOnlyMiB = static_cast<int>(std::min<long long>(value, 16384));
-        else if (arg == QLatin1String("--seed"))
+        else if (name == QLatin1String("--seed"))
             options.seed = static_cast<unsigned>(value);
         else
             return false;
-    }
-    return true;
-}
-
-long peakRssKiB()
-{
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_maxrss;
+        return true;
+    });
 }
 
 // Mixed cells: numbers, words, quoted cells with delimiters and doubled quotes, line breaks,
@@ -241,7 +227,7 @@ int measureFile(const QString& path, qint64 bytes, TableData::DataContainerType 
     }
 
     const double goal = 16.0;
-    const long rss = peakRssKiB();
+    const long rss = static_cast<long>(BenchUtil::peakRssBytes() / 1024);
     const double floorP99 = summarise(runs.front().ms).p99;
     std::printf("scroll over %d rows x %d columns (%lld bytes, %s), view %dx%d\n", rows, model.columnCountModel(),
                 static_cast<long long>(bytes), label, options.width, options.height);

@@ -36,6 +36,18 @@ qint64 optionInt(const QStringList& args, const QString& name, qint64 fallback)
 
 bool hasFlag(const QStringList& args, const QString& name) { return args.contains(name); }
 
+bool parseIntOptions(const QStringList& args, long long min, long long max,
+                     const std::function<bool(const QString& name, long long value)>& take)
+{
+    for (qsizetype i = 0; i + 1 < args.size(); i += 2) {
+        bool ok = false;
+        const long long value = args.at(i + 1).toLongLong(&ok);
+        if (!ok || value < min || value > max || !take(args.at(i), value))
+            return false;
+    }
+    return args.size() % 2 == 0;
+}
+
 QStringList positional(const QStringList& args, const QStringList& optionsWithValue)
 {
     QStringList out;

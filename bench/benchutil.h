@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+
 #include <QString>
 #include <QStringList>
 
@@ -14,6 +16,10 @@ namespace BenchUtil {
 QString option(const QStringList& args, const QString& name, const QString& fallback = QString());
 qint64 optionInt(const QStringList& args, const QString& name, qint64 fallback);
 bool hasFlag(const QStringList& args, const QString& name);
+// Reads "--name value" pairs with whole values in [min, max], handing each to `take`, which says
+// whether it knows the name. False on an unknown name, a missing value or one out of range.
+bool parseIntOptions(const QStringList& args, long long min, long long max,
+                     const std::function<bool(const QString& name, long long value)>& take);
 // The arguments that are neither options nor their values (paths, for instance).
 QStringList positional(const QStringList& args, const QStringList& optionsWithValue);
 

@@ -4,6 +4,10 @@
 #include "view/headerview.h"
 #include "view/tabledelegate.h"
 
+#include "view/quickedit.h"
+
+#include <QApplication>
+#include <QInputMethodEvent>
 #include <QKeyEvent>
 #include <QPainter>
 #include <QPen>
@@ -132,6 +136,8 @@ bool AbstractTableView::hasOverlays() const
 void AbstractTableView::paintEvent(QPaintEvent* event)
 {
     QTableView::paintEvent(event);
+    if (!preeditText.isEmpty())
+        paintPreedit();
     if (!hasOverlays())
         return;
     QPainter painter(viewport());
@@ -207,6 +213,121 @@ void AbstractTableView::paintEvent(QPaintEvent* event)
     }
 }
 
+void AbstractTableView::paintPreedit()
+{
+    const TableModel* m = tableModel();
+    if (!m || m->getMainCell().row < 0 || m->getMainCell().col < 0)
+        return;
+    const Range& main = m->getMainCell();
+    if (main.row >= m->rowCount() || main.col >= m->columnCount())
+        return;
+    const QRect rect = visualRect(m->index(main.row, main.col));
+    if (!rect.isValid() || !viewport()->rect().intersects(rect))
+        return;
+    QPainter painter(viewport());
+    painter.fillRect(rect, delegate ? delegate->getEditorBackgroundColor() : palette().color(QPalette::Base));
+    QFont underlined = font();
+    underlined.setUnderline(true);
+    painter.setFont(underlined);
+    painter.setPen(delegate ? delegate->getEditorTextColor() : palette().color(QPalette::Text));
+    painter.drawText(rect.adjusted(TableDelegate::textInset, 0, -TableDelegate::textInset, 0),
+                     Qt::AlignLeft | Qt::AlignVCenter, preeditText);
+}
+
+// --- Editing ----------------------------------------------------------------------------
+
+QWidget* AbstractTableView::activeEditorWidget() const { return delegate ? delegate->getEditor() : nullptr; }
+
+void AbstractTableView::editMainCellAppend()
+{
+    TableModel* m = tableModel();
+    if (!m || loading || readOnlyView)
+        return;
+    const Range& main = m->getMainCell();
+    if (main.row < 0 || main.col < 0)
+        return;
+    // The bytes tell whether the cell is empty without decoding a cell that may be huge.
+    const bool empty = m->getTableData()
+                           .getValueRawCharVec(m->getRawFromModelRow(main.row), m->getRawFromModelCol(main.col))
+                           .empty();
+    emit startEditingSignal(empty);
+}
+
+bool AbstractTableView::editOnAnyKeyPressed(const QModelIndex& index, QEvent* event)
+{
+    // The grid's own triggers stay off, so that Qt never opens an editor by itself.
+    setEditTriggers(QAbstractItemView::AnyKeyPressed);
+    const bool opened = edit(index, QAbstractItemView::AnyKeyPressed, event);
+    setEditTriggers(QAbstractItemView::NoEditTriggers);
+    return opened;
+}
+
+void AbstractTableView::closeEditorPublic()
+{
+    QuickEdit* open = delegate ? delegate->getEditor() : nullptr;
+    if (open && open->parentWidget() == viewport())
+        closeEditor(open, QAbstractItemDelegate::NoHint);
+}
+
+void AbstractTableView::deselectAllButTheMainCell()
+{
+    TableModel* m = tableModel();
+    if (!m || m->getMainCell().row < 0 || m->getMainCell().col < 0)
+        return;
+    const RangeVector& selection = m->getSelection();
+    if (selection.size() == 1 && selection.front().type == RangeType::Cell)
+        return;
+    Range main(m->getMainCell().row, m->getMainCell().col, RangeIndexType::Model);
+    main.isMainCell = true;
+    m->setSelection(main);
+    refreshView();
+}
+
+void AbstractTableView::inputMethodEvent(QInputMethodEvent* event)
+{
+    TableModel* m = tableModel();
+    if (!m || loading) {
+        event->ignore();
+        return;
+    }
+    event->accept();
+    const QString preedit = event->preeditString();
+    if (preeditText != preedit && (!editingCell || preedit.isEmpty())) {
+        preeditText = editingCell ? QString() : preedit;
+        viewport()->update();
+    }
+    const QString commit = event->commitString();
+    if (commit.isEmpty() || editingCell || readOnlyView)
+        return;
+    preeditText.clear();
+    viewport()->update();
+    // An edit opens as for a key; the composed text is what gets typed into it.
+    QKeyEvent opener(QEvent::KeyPress, Qt::Key_unknown, Qt::NoModifier);
+    emit startEditingSignal(true, &opener);
+    QWidget* target = activeEditorWidget();
+    if (auto* quickEdit = qobject_cast<QuickEdit*>(target)) {
+        quickEdit->insert(commit);
+        emit quickEdit->textEdited(quickEdit->text());
+        return;
+    }
+    if (QWidget* focus = QApplication::focusWidget(); focus && focus != this) {
+        QInputMethodEvent forwarded;
+        forwarded.setCommitString(commit);
+        QApplication::sendEvent(focus, &forwarded);
+    }
+}
+
+QVariant AbstractTableView::inputMethodQuery(Qt::InputMethodQuery query) const
+{
+    const TableModel* m = tableModel();
+    if (m && query == Qt::ImCursorRectangle && m->getMainCell().row >= 0 && m->getMainCell().col >= 0 &&
+        m->getMainCell().row < m->rowCount() && m->getMainCell().col < m->columnCount())
+        return visualRect(m->index(m->getMainCell().row, m->getMainCell().col));
+    if (query == Qt::ImEnabled)
+        return !readOnlyView && !loading;
+    return QTableView::inputMethodQuery(query);
+}
+
 // --- Keys -------------------------------------------------------------------------------
 
 bool AbstractTableView::isPrintableKey(const QKeyEvent* event)
@@ -257,6 +378,13 @@ void AbstractTableView::keyPressEvent(QKeyEvent* event)
         event->accept();
         return;
     }
+    if (!editingCell && (mods == Qt::NoModifier || mods == Qt::ShiftModifier) && isPrintableKey(event)) {
+        // Typing keeps the column where a run of Tabs began, for the Return that ends the row.
+        if (!readOnlyView)
+            emit startEditingSignal(false, event);
+        event->accept();
+        return;
+    }
     rowResetCell = Range(RangeType::Invalid);
 
     const bool arrow = key == Qt::Key_Left || key == Qt::Key_Right || key == Qt::Key_Up || key == Qt::Key_Down;
@@ -269,12 +397,6 @@ void AbstractTableView::keyPressEvent(QKeyEvent* event)
         const int dc = key == Qt::Key_Left ? -1 : (key == Qt::Key_Right ? 1 : 0);
         moveSelectionRelative(dr, dc);
         emit scrollToMainCellSignal(false, false);
-        event->accept();
-        return;
-    }
-    if (!editingCell && (mods == Qt::NoModifier || mods == Qt::ShiftModifier) && isPrintableKey(event)) {
-        if (!readOnlyView)
-            emit startEditingSignal(false, event);
         event->accept();
         return;
     }

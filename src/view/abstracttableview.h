@@ -14,6 +14,7 @@
 class TableModel;
 class TableDelegate;
 class HeaderView;
+class QInputMethodEvent;
 
 // What the main grid and its frozen parts share: keys, mouse selection, the cell drag, the
 // middle-button drag and the overlays painted over the cells. The selection itself lives in
@@ -31,6 +32,20 @@ public:
     HeaderView* verticalHeaderView() const { return vHeader; }
 
     virtual void deleteCells() {}
+    // Ends a cell edit; the main grid owns it, the frozen parts pass it on.
+    virtual void stopEditing(bool) {}
+    // The open line editor of the edit in progress, or the grid's own when it is the owner.
+    virtual QWidget* activeEditorWidget() const;
+    // F2: an edit of the main cell that keeps its text, with the cursor at the end.
+    void editMainCellAppend();
+    void nextRowWithColumnReset();
+    // Opens the editor of `index` and hands it the key that started the edit.
+    bool editOnAnyKeyPressed(const QModelIndex& index, QEvent* event);
+    // Closes this grid's open editor, if any; the text stays where the view put it.
+    void closeEditorPublic();
+    void deselectAllButTheMainCell();
+    const QString& getPreeditText() const { return preeditText; }
+    QVariant inputMethodQuery(Qt::InputMethodQuery query) const override;
     virtual void moveSelectionRelative(int rows, int cols);
     virtual void moveSelectionAbsolute(int row, int col);
     virtual void refreshView();
@@ -84,6 +99,7 @@ protected:
     void dragMoveEvent(QDragMoveEvent* event) override;
     void dropEvent(QDropEvent* event) override;
     void dragLeaveEvent(QDragLeaveEvent* event) override;
+    void inputMethodEvent(QInputMethodEvent* event) override;
 
     // Extends the selection from the main cell to `to` (a rectangle).
     virtual void expandSelection(const Range& to);
@@ -92,9 +108,9 @@ protected:
     void undoMiddleButtonIncrement();
     void updateMiddleButtonToggleState(bool touched, const QString& key);
     void endMiddleButtonDrag();
+    void paintPreedit();
     void startCellDrag(const Range& grabCell);
     static bool isPrintableKey(const QKeyEvent* event);
-    void nextRowWithColumnReset();
 
     TableDelegate* delegate = nullptr;
     HeaderView* hHeader = nullptr;
@@ -103,6 +119,8 @@ protected:
     bool editingCell = false;
     bool readOnlyView = false;
     UuidType uuidType = UuidV4;
+    // An input method's text being composed before any editor is open, shown over the main cell.
+    QString preeditText;
 
     // Mouse selection.
     bool leftPressed = false;

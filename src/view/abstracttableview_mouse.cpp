@@ -45,6 +45,10 @@ void AbstractTableView::mousePressEvent(QMouseEvent* event)
     TableModel* m = tableModel();
     if (!m || loading)
         return;
+    // A click elsewhere ends an edit before the selection moves: the frozen parts never take
+    // the focus, so the editor would not notice by itself.
+    if (editingCell)
+        stopEditing(true);
     const QPoint pos = event->position().toPoint();
     Range cell = cellAtPos(pos.x(), pos.y());
     if (!cell.isValid())

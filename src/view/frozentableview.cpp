@@ -40,6 +40,8 @@ void FrozenTableView::setTheme(const Theme& theme)
 }
 
 void FrozenTableView::deleteCells() { owner->deleteCells(); }
+void FrozenTableView::stopEditing(bool commit) { owner->stopEditing(commit); }
+QWidget* FrozenTableView::activeEditorWidget() const { return owner->activeEditorWidget(); }
 void FrozenTableView::moveSelectionRelative(int rows, int cols) { owner->moveSelectionRelative(rows, cols); }
 void FrozenTableView::moveSelectionAbsolute(int row, int col) { owner->moveSelectionAbsolute(row, col); }
 void FrozenTableView::commitMiddleButtonDrag(const RangeVector& cells) { owner->commitMiddleButtonDrag(cells); }

@@ -29,6 +29,8 @@ public:
     void setTheme(const Theme& theme);
 
     void deleteCells() override;
+    void stopEditing(bool commit) override;
+    QWidget* activeEditorWidget() const override;
     void moveSelectionRelative(int rows, int cols) override;
     void moveSelectionAbsolute(int row, int col) override;
     void refreshView() override;

@@ -1,7 +1,14 @@
 #include "view/tabledelegate.h"
 
+#include "view/quickedit.h"
+
+#include <QAbstractItemView>
+#include <QFocusEvent>
 #include <QFontMetrics>
+#include <QKeyEvent>
 #include <QPainter>
+
+#include <limits>
 
 TableDelegate::TableDelegate(QObject* parent) : QStyledItemDelegate(parent) {}
 
@@ -62,4 +69,128 @@ QSize TableDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIn
     const QRect bounds = metrics.boundingRect(QRect(0, 0, 100000, 100000), Qt::AlignLeft | Qt::AlignTop,
                                               model->data(index, Qt::DisplayRole).toString());
     return QSize(bounds.width() + 2 * textInset + 2, bounds.height() + 4);
+}
+
+// --- Editor -------------------------------------------------------------------------------
+
+QWidget* TableDelegate::createEditor(QWidget* parent, const QStyleOptionViewItem& option,
+                                     const QModelIndex& index) const
+{
+    auto* quickEdit = new QuickEdit(parent);
+    // A typed or pasted text is not cut at QLineEdit's default limit.
+    quickEdit->setMaxLength(std::numeric_limits<int>::max());
+    quickEdit->setEditorColors(editorBackground, editorText);
+    QFont font = hasEditorFont ? editorFont : option.font;
+    const bool headerRow = highlightHeaderRows && index.row() < numHeaderRows;
+    const bool headerCol = highlightHeaderCols && index.column() < numHeaderCols;
+    if (headerRow || headerCol)
+        font.setWeight(QFont::Bold);
+    quickEdit->setFont(font);
+    quickEdit->setProperty("orvaneEditorFilled", false);
+    auto* self = const_cast<TableDelegate*>(this);
+    connect(quickEdit, &QLineEdit::textEdited, self, &TableDelegate::onTextEdited);
+    connect(quickEdit, &QObject::destroyed, self, &TableDelegate::cemEditorDestroyed);
+    editor = quickEdit;
+    emit self->editorCreatedSignal();
+    return quickEdit;
+}
+
+void TableDelegate::setEditorData(QWidget* widget, const QModelIndex& index) const
+{
+    auto* quickEdit = qobject_cast<QuickEdit*>(widget);
+    if (!quickEdit)
+        return;
+    // Qt calls this again whenever the cell changes; while the edit runs the editor owns the
+    // text, and the view writes it into the model at every key.
+    if (quickEdit->property("orvaneEditorFilled").toBool())
+        return;
+    quickEdit->setProperty("orvaneEditorFilled", true);
+    QString text;
+    if (startEmpty)
+        startEmpty = false;
+    else if (index.model())
+        text = index.model()->data(index, Qt::EditRole).toString();
+    quickEdit->setText(text);
+    if (!textEditedMuted)
+        emit const_cast<TableDelegate*>(this)->textEditedSignal(text);
+}
+
+QuickEdit* TableDelegate::getEditor() const { return editor.data(); }
+
+void TableDelegate::setModelData(QWidget*, QAbstractItemModel*, const QModelIndex&) const {}
+
+void TableDelegate::updateEditorGeometry(QWidget* widget, const QStyleOptionViewItem& option,
+                                         const QModelIndex&) const
+{
+    widget->setGeometry(option.rect);
+}
+
+void TableDelegate::setTextSize(int size)
+{
+    if (size <= 0)
+        return;
+    editorFont.setPointSize(size);
+    hasEditorFont = true;
+}
+
+void TableDelegate::commitAndCloseEditor() { emit stopEditingSignal(); }
+
+void TableDelegate::cemEditorDestroyed()
+{
+    if (editor.isNull())
+        editor.clear();
+}
+
+void TableDelegate::onTextEdited(const QString& text)
+{
+    if (!textEditedMuted)
+        emit textEditedSignal(text);
+}
+
+bool TableDelegate::eventFilter(QObject* watched, QEvent* event)
+{
+    auto* quickEdit = qobject_cast<QuickEdit*>(watched);
+    if (!quickEdit)
+        return QStyledItemDelegate::eventFilter(watched, event);
+    if (event->type() == QEvent::KeyPress) {
+        auto* keyEvent = static_cast<QKeyEvent*>(event);
+        const Qt::KeyboardModifiers mods = keyEvent->modifiers();
+        switch (keyEvent->key()) {
+        case Qt::Key_Tab:
+            if (mods != Qt::NoModifier)
+                return false;
+            emit stopEditingSignal();
+            emit nextColumnWithColumnResetSignal();
+            return true;
+        case Qt::Key_Return:
+            if (mods != Qt::NoModifier)
+                return false;
+            emit stopEditingSignal();
+            emit nextRowWithColumnResetSignal();
+            return true;
+        case Qt::Key_Enter:
+            emit stopEditingSignal();
+            emit nextRowWithColumnResetSignal();
+            return true;
+        case Qt::Key_Backtab:
+            emit stopEditingSignal();
+            emit previousColumnWithColumnResetSignal();
+            return true;
+        case Qt::Key_Escape:
+            // Escape keeps what was typed: the only way back is undo.
+            emit stopEditingSignal();
+            return true;
+        default:
+            return false;
+        }
+    }
+    if (event->type() == QEvent::FocusOut) {
+        // Focus that leaves for good ends the edit; a menu or another window only borrows it.
+        const auto reason = static_cast<QFocusEvent*>(event)->reason();
+        if (reason != Qt::PopupFocusReason && reason != Qt::ActiveWindowFocusReason && quickEdit->isVisible())
+            emit stopEditingSignal();
+        return false;
+    }
+    // Qt's own handling would commit through setModelData and close the editor itself.
+    return false;
 }

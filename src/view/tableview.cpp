@@ -5,6 +5,7 @@
 #include "util/msgbox.h"
 #include "view/frozentableview.h"
 #include "view/headerview.h"
+#include "view/quickedit.h"
 #include "view/scrollareabottomrightcornerwidget.h"
 #include "view/tabledelegate.h"
 #include "view/tlcornerbutton.h"
@@ -50,6 +51,15 @@ TableView::TableView(QWidget* parent) : AbstractTableView(parent)
     connect(this, &AbstractTableView::scrollToMainCellSignal, this, &TableView::scrollToMainCell);
 
     setupFrozenHeaders();
+    for (AbstractTableView* grid : {static_cast<AbstractTableView*>(this), static_cast<AbstractTableView*>(frozenRows),
+                                    static_cast<AbstractTableView*>(frozenCols),
+                                    static_cast<AbstractTableView*>(frozenCorner)})
+        connectEditSignals(grid->tableDelegate());
+    connect(this, qOverload<bool>(&AbstractTableView::startEditingSignal), this,
+            [this](bool clear) { startEditing(clear, true); });
+    connect(this, qOverload<bool, QKeyEvent*>(&AbstractTableView::startEditingSignal), this,
+            [this](bool clear, QKeyEvent* event) { startEditing(clear, event); });
+    context |= ContextNotEditing;
     setTheme(theme);
     hide();
 }
@@ -152,6 +162,8 @@ void TableView::setupFrozenHeaders()
         connect(frozen, &AbstractTableView::scrollToMainCellSignal, this, &TableView::scrollToMainCell);
         connect(frozen, qOverload<bool>(&AbstractTableView::startEditingSignal), this,
                 [this](bool clear) { emit startEditingSignal(clear); });
+        connect(frozen, qOverload<bool, QKeyEvent*>(&AbstractTableView::startEditingSignal), this,
+                [this](bool clear, QKeyEvent* event) { emit startEditingSignal(clear, event); });
     }
     frozenRows->stackUnder(frozenCorner);
     frozenCols->stackUnder(frozenCorner);
@@ -500,6 +512,14 @@ void TableView::setTheme(const Theme& t)
 {
     theme = t;
     tableDelegate()->setTheme(t);
+    for (AbstractTableView* grid : {static_cast<AbstractTableView*>(this), static_cast<AbstractTableView*>(frozenRows),
+                                    static_cast<AbstractTableView*>(frozenCols),
+                                    static_cast<AbstractTableView*>(frozenCorner)}) {
+        if (grid && grid->tableDelegate()) {
+            grid->tableDelegate()->setEditorBackgroundColor(t.MainCellColor);
+            grid->tableDelegate()->setTextColor(t.TextColor);
+        }
+    }
     for (FrozenTableView* frozen : {frozenRows, frozenCols, frozenCorner})
         if (frozen)
             frozen->setTheme(t);
@@ -528,9 +548,14 @@ void TableView::setFont(const QFont& f)
     cellFont = f;
     textSize = f.pointSize() > 0 ? f.pointSize() : textSize;
     AbstractTableView::setFont(f);
-    for (FrozenTableView* frozen : {frozenRows, frozenCols, frozenCorner})
-        if (frozen)
+    tableDelegate()->setFont(f);
+    for (FrozenTableView* frozen : {frozenRows, frozenCols, frozenCorner}) {
+        if (frozen) {
             frozen->setFont(f);
+            if (frozen->tableDelegate())
+                frozen->tableDelegate()->setFont(f);
+        }
+    }
     if (TableModel* m = tableModel())
         m->setFont(f);
 }
@@ -693,14 +718,40 @@ void TableView::onCustomContextMenu(const QPoint&)
 
 void TableView::keyPressEvent(QKeyEvent* event)
 {
+    // Up and Down that a QuickEdit passes on end the edit and then move as usual.
+    if (editingCell && (event->key() == Qt::Key_Up || event->key() == Qt::Key_Down) && openEditor) {
+        stopEditing(true);
+        keyPressEvent(event);
+        return;
+    }
     // Until the command table owns these shortcuts (its actions see them first), the grid
-    // answers the navigation keys itself.
+    // answers the navigation and editing keys itself.
     if (!middleButtonDragActive() && !loading && !leftPressed && tableModel() && !editingCell) {
         const Qt::KeyboardModifiers mods = event->modifiers() & ~Qt::KeypadModifier;
         const int key = event->key();
         const bool ctrl = mods & Qt::ControlModifier;
         const bool shift = mods & Qt::ShiftModifier;
         const bool otherMods = mods & ~(Qt::ControlModifier | Qt::ShiftModifier);
+        if ((key == Qt::Key_F2 && mods == Qt::NoModifier) || (key == Qt::Key_E && mods == Qt::ControlModifier)) {
+            editMainCellAppend();
+            event->accept();
+            return;
+        }
+        if ((key == Qt::Key_Delete || key == Qt::Key_Backspace) && mods == Qt::NoModifier) {
+            deleteCells();
+            event->accept();
+            return;
+        }
+        if (key == Qt::Key_Tab && mods == Qt::NoModifier) {
+            nextColumnWithColumnReset();
+            event->accept();
+            return;
+        }
+        if (key == Qt::Key_Backtab) {
+            previousColumnWithColumnReset();
+            event->accept();
+            return;
+        }
         Direction dir = Direction::Up;
         bool arrow = true;
         switch (key) {

@@ -6,11 +6,13 @@
 #include "view/abstracttableview.h"
 
 #include <QFont>
+#include <QPointer>
 
 #include <functional>
 #include <vector>
 
 class FrozenTableView;
+class QuickEdit;
 class QTimer;
 class QUndoStack;
 class TableUndoCommand;
@@ -25,7 +27,9 @@ class TableView : public AbstractTableView {
 
 public:
     // Context bits this view sets for its table.
+    static constexpr quint32 ContextNotEditing = 4;
     static constexpr quint32 ContextEditing = 8;
+    static constexpr quint32 ContextEditorPaneShown = 16;
     static constexpr quint32 ContextReadOnly = 0x20000;
     // Row or column counts from which auto-fit warns before a load.
     static constexpr int autoFitWarningThreshold = 10001;
@@ -33,6 +37,9 @@ public:
     static constexpr int autoFitFullSampleCount = 100;
     static constexpr int autoFitColSampleDivisor = 1000;
     static constexpr int autoFitRowSampleDivisor = 100;
+
+    // A main cell this long or longer is edited in the editor pane only.
+    static constexpr int largeCellLength = 121;
 
     explicit TableView(QWidget* parent = nullptr);
     ~TableView() override;
@@ -156,6 +163,28 @@ public:
     // with the written one, so that it shows the columns the file now has.
     void onTableSaved();
 
+    // --- Cell editing (tableview_edit.cpp) ------------------------------------------------
+    // An edit of the main cell alone, in a QuickEdit or the editor pane; `clear` starts it
+    // empty.
+    void startEditing(bool clear, bool cursorAtEnd);
+    // An edit that a key starts: every selected cell receives what is typed.
+    void startEditing(bool clear, QKeyEvent* event);
+    // Whether an edit may go ahead; a large main cell asks to open the editor pane.
+    bool resolveEditPathForLargeMainCell(bool& usePane);
+    void stopEditing(bool commit) override;
+    void deleteCells() override;
+    void clearCellContents();
+    bool isEditing() const { return editingCell; }
+    QuickEdit* getQuickEdit() const;
+    QWidget* activeEditorWidget() const override;
+    const RangeVector& getEditTargets() const { return editTargets; }
+    // The pane was opened by the question of this edit; the pane then puts the cursor at the
+    // front. Reading it clears it.
+    bool takePaneOpenedForThisEdit();
+    bool isModalQuestionOpen() const { return modalQuestionOpen; }
+    void nextColumnWithColumnReset();
+    void previousColumnWithColumnReset();
+
     // --- Array drag (tableview_selection.cpp) ---------------------------------------------
     void onArrayDragStart(Axis axis, int index);
     void highlightDragArrays();
@@ -224,8 +253,16 @@ public slots:
     void onCustomContextMenu(const QPoint& pos);
     void onTableSavedOrLoaded();
     void onUndoStackCleanChanged(bool clean);
+    void onCellTextEdited(const QString& text);
+    void onCellEditingFinished();
 
 signals:
+    void startOffCellEditSignal(bool clear, bool cursorAtEnd);
+    void startOffCellEditSignal(bool clear, QKeyEvent* event);
+    void showEditorPaneSignal(bool show, bool animate);
+    void mainCellLengthChangedSignal(int length);
+    void addContextSignal(quint32 bits);
+    void removeContextSignal(quint32 bits);
     void fileMetadataChangedSignal();
     void undoStackCleanChangedSignal(bool clean);
     void suppressAutoFitWarningsChangedSignal(bool on);
@@ -239,6 +276,8 @@ protected:
     void paintEvent(QPaintEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
     void updateGeometries() override;
+    bool edit(const QModelIndex& index, EditTrigger trigger, QEvent* event) override;
+    bool focusNextPrevChild(bool next) override;
 
 private slots:
     void onNewDataCommitted();
@@ -253,6 +292,19 @@ private:
     void selectWholeLines(Axis axis, int from, int to, bool add);
     void selectLinesOf(Axis axis, const std::vector<int>& indexes);
     static bool askAutoFitWarning(const QString& text, bool& suppress);
+    void connectEditSignals(TableDelegate* d);
+    // The grid (main or frozen) that shows the cell.
+    AbstractTableView* gridForCell(int row, int col);
+    void addContextBits(quint32 bits);
+    void removeContextBits(quint32 bits);
+    // The selection as targets of an edit: each value and old value the cell's text now.
+    RangeVector editTargetsFromSelection() const;
+    void fillEditTargets(const QString& text);
+    void widenColumnsForText(const QString& text);
+    // Puts the old values back and drops lines the edit added past the data, so that the
+    // command that follows sees the table as it was.
+    void restoreEditTargets();
+    bool mainCellIsLarge() const;
     static int askSaveQuestion(const QString& text, QWidget* parent);
     int rowsInPage(int fromRow, Direction direction) const;
 
@@ -298,6 +350,20 @@ private:
     // Whether the frozen columns have had every row height copied once; later changes follow
     // row by row.
     bool frozenColsSynced = false;
+
+    // The edit in progress.
+    RangeVector editTargets;
+    bool editClear = false;
+    QString editText;
+    bool editTextSet = false;
+    int editRawRows = 0;
+    int editRawCols = 0;
+    QPointer<QuickEdit> openEditor;
+    bool paneOpenedForThisEdit = false;
+    bool modalQuestionOpen = false;
+    bool stoppingEdit = false;
+    // Writes of the edit itself, which the undo command that ends it accounts for.
+    bool writingEdit = false;
 
     // Array drag.
     int arrayAxis = 3; // 0 rows, 1 columns, 3 none

@@ -43,7 +43,8 @@ void TableView::markClean() {
 }
 
 void TableView::onNewDataCommitted() {
-    if (loading || editedOutsideUndo)
+    // Commands and the typing of an edit, which ends in a command, are counted by the stack.
+    if (loading || editedOutsideUndo || runningCommand || writingEdit)
         return;
     const bool was = isModified();
     editedOutsideUndo = true;
@@ -52,7 +53,7 @@ void TableView::onNewDataCommitted() {
 }
 
 bool TableView::confirmDiscardUnsavedEditsForReload() {
-    setEditingCell(false);
+    stopEditing(true);
     if (!isModified())
         return true;
     const int answer = MsgBox::ask(this,

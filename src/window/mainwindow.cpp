@@ -219,9 +219,12 @@ void MainWindow::removeContext(quint32 bits) {
 
 void MainWindow::setContext(quint32 bits) {
     context = bits;
+    paneVisibility.showEditorPane = (bits & ContextEditorPaneShown) != 0;
     paneView->setContext(bits);
+    // The table keeps its own bits and learns of the pane, which decides where it edits.
+    const quint32 passed = TableContextBits | ContextEditorPaneShown;
     if (activeTable)
-        activeTable->setContext((activeTable->getContext() & ~TableContextBits) | (bits & TableContextBits));
+        activeTable->setContext((activeTable->getContext() & ~passed) | (bits & passed));
 }
 
 // --- Status bar and title -----------------------------------------------------------------------
@@ -427,6 +430,11 @@ void MainWindow::showEditorPane(bool show, bool animate) {
     paneView->showEditorPane(show, animate);
 }
 
+void MainWindow::setEditorPaneShowHeight(int height) {
+    editorPaneShowHeight = height;
+    paneView->setEditorPaneShowHeight(height);
+}
+
 // --- Settings -----------------------------------------------------------------------------------
 
 void MainWindow::propagateSettings() {
@@ -461,6 +469,7 @@ void MainWindow::saveWithTrailingDelimiters(bool on) {
 
 void MainWindow::letEditorPaneConsumeNavigationKeystrokes(bool on) {
     settings.setValue(EditorPaneConsumeNavigation, on);
+    paneView->setLetEditorPaneConsumeNavigationKeystrokes(on);
 }
 
 void MainWindow::setTextSize(int size) {
@@ -557,7 +566,7 @@ ConfigData MainWindow::makeConfigData() const {
     data.windowGeometry = saveGeometry();
     data.windowState = static_cast<int>(windowState());
     data.sideBarShowWidth = sidebarShowWidth;
-    data.editorPaneShowHeight = editorPaneShowHeight;
+    data.editorPaneShowHeight = paneView->getEditorPaneShowHeight();
     data.defaultOpenFolderpath = defaultOpenFolderpath;
     data.sidebarFolderpathList = sidebarFolderpathList;
     data.recentFilepathList = recentFilepathList.mid(0, 50);
@@ -607,7 +616,7 @@ void MainWindow::keyPressEvent(QKeyEvent* event) {
     }
     if ((context & ContextEditing) && !(context & ContextReadOnly)) {
         if (activeTable)
-            activeTable->setEditingCell(false);
+            activeTable->stopEditing(true);
         removeContext(ContextEditing);
         return;
     }

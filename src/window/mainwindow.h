@@ -42,6 +42,7 @@ public:
     static constexpr quint32 ContextTable = 1; // an active table that is not loading
     static constexpr quint32 ContextFocus = 4;
     static constexpr quint32 ContextEditing = 8;
+    static constexpr quint32 ContextEditorPaneShown = 16;
     static constexpr quint32 ContextMultiSelection = 32;
     static constexpr quint32 ContextFileExists = 128;
     static constexpr quint32 ContextLauncher = 256;
@@ -177,7 +178,7 @@ public:
     void setRecentFiles(const QList<QString>& list) { recentFilepathList = list; }
     void setSidebarShowWidth(int width) { sidebarShowWidth = width; }
     void setMetadataShowWidth(int width) { metadataShowWidth = width; }
-    void setEditorPaneShowHeight(int height) { editorPaneShowHeight = height; }
+    void setEditorPaneShowHeight(int height);
     void setUseThousandsSeparators(bool on) { useThousandsSeparators = on; }
     void setHideColsWithNoData(bool on) { hideColsWithNoData = on; }
     void setExcludeEmptyCells(bool on) { excludeEmptyCells = on; }

@@ -183,6 +183,7 @@ TableView* MainWindow::makeEmptyTableObject(const Settings& tableSettings) {
     view->propagateSettings(tableSettings);
 
     connect(view, &TableView::undoStackCleanChangedSignal, this, &MainWindow::onUndoStackCleanChanged);
+    connect(view, &TableView::showEditorPaneSignal, this, &MainWindow::showEditorPane);
     connect(view, &TableView::fileMetadataChangedSignal, this, [this, view] {
         if (view == activeTable)
             updateStatusBar();
@@ -263,7 +264,7 @@ void MainWindow::setActiveTable(TableView* view) {
     if (!view || paneView->getTableIndex(view) < 0)
         return;
     if (activeTable && activeTable != view && (context & ContextEditing))
-        activeTable->setEditingCell(false);
+        activeTable->stopEditing(true);
     paneView->setActiveTable(view);
     activeTable = view;
     activeModel = view->tableModel();
@@ -629,7 +630,7 @@ bool MainWindow::commandSaveFile(const QString& path) {
     TableView* view = resolveTable(path);
     if (!view)
         return false;
-    view->setEditingCell(false);
+    view->stopEditing(true);
     const bool result = saveFile(view);
     if (view == activeTable && QFileInfo::exists(filepathOf(view)))
         addContext(ContextFileExists);
@@ -640,7 +641,7 @@ bool MainWindow::commandSaveFileAs(const QString& path) {
     TableView* view = resolveTable(path);
     if (!view)
         return false;
-    view->setEditingCell(false);
+    view->stopEditing(true);
     return saveFileAs(view, false);
 }
 
@@ -648,13 +649,13 @@ bool MainWindow::commandSaveVisibleDataAs(const QString& path) {
     TableView* view = resolveTable(path);
     if (!view)
         return false;
-    view->setEditingCell(false);
+    view->stopEditing(true);
     return saveFileAs(view, true);
 }
 
 bool MainWindow::commandSaveAllFiles() {
     if (activeTable)
-        activeTable->setEditingCell(false);
+        activeTable->stopEditing(true);
     bool all = true;
     for (TableView* view : paneView->getTableViews())
         all = saveFile(view) && all;

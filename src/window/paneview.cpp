@@ -2,14 +2,22 @@
 
 #include "panes/tabbar.h"
 #include "table/tablemodel.h"
+#include "view/editorpane.h"
 #include "view/tableview.h"
 
 #include <QEvent>
 #include <QFileInfo>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QPushButton>
+#include <QScrollBar>
+#include <QSignalBlocker>
 #include <QSplitter>
+#include <QSplitterHandle>
 #include <QStackedLayout>
+#include <QTextCursor>
+#include <QTextDocument>
+#include <QTimer>
 #include <QVBoxLayout>
 #include <QVariantAnimation>
 
@@ -37,9 +45,7 @@ PaneView::PaneView(QWidget* parent) : QWidget(parent) {
     stack = new QStackedLayout(stackWidget);
     stack->setContentsMargins(0, 0, 0, 0);
     stackWidget->installEventFilter(this);
-    // The editor pane's place; the editor itself comes with cell editing.
-    editorPane = new QWidget(splitter);
-    editorPane->setObjectName(QStringLiteral("editorPane"));
+    editorPane = new EditorPane(splitter);
     editorPane->hide();
     splitter->addWidget(stackWidget);
     splitter->addWidget(editorPane);
@@ -47,15 +53,32 @@ PaneView::PaneView(QWidget* parent) : QWidget(parent) {
     splitter->setStretchFactor(0, 1);
     splitter->setStretchFactor(1, 0);
     layout->addWidget(splitter, 1);
+    if (QSplitterHandle* handle = splitter->handle(1))
+        handle->installEventFilter(this);
+    connect(splitter, &QSplitter::splitterMoved, this, [this] { onEditorPaneHandleMoved(); });
+
+    connect(editorPane, &QPlainTextEdit::textChanged, this, &PaneView::onEditorPaneTextChanged);
+    connect(editorPane, &EditorPane::editingFinishedSignal, this, &PaneView::onEditingFinished);
+    connect(editorPane, &EditorPane::nextRowWithColumnResetSignal, this, &PaneView::onNextRowWithColumnReset);
+    connect(editorPane, &EditorPane::nextColumnWithColumnResetSignal, this, &PaneView::onNextColumnWithColumnReset);
+    connect(editorPane, &EditorPane::previousColumnWithColumnResetSignal, this,
+            &PaneView::onPreviousColumnWithColumnReset);
+    connect(editorPane, &EditorPane::EditorPaneFocusInSignal, this, &PaneView::onEditorPaneFocusIn);
+    connect(editorPane, &EditorPane::EditorPaneFocusOutSignal, this, &PaneView::onEditorPaneFocusOut);
+    QScrollBar* bar = editorPane->verticalScrollBar();
+    connect(bar, &QScrollBar::sliderPressed, this, &PaneView::onEditorPaneScrollBarUserAction);
+    connect(bar, &QScrollBar::sliderMoved, this, &PaneView::onEditorPaneScrollBarMoved);
+    connect(bar, &QScrollBar::actionTriggered, this, &PaneView::onEditorPaneScrollBarActionTriggered);
+
+    // An interval of 0 runs one chunk per pass of the event loop, which stays free between them.
+    chunkTimer = new QTimer(this);
+    chunkTimer->setInterval(0);
+    connect(chunkTimer, &QTimer::timeout, this, &PaneView::onEditorPaneChunkTimeout);
 
     editorPaneAnimation = new QVariantAnimation(this);
     editorPaneAnimation->setDuration(kAnimationMs);
     editorPaneAnimation->setEasingCurve(QEasingCurve::Linear);
-    connect(editorPaneAnimation, &QVariantAnimation::valueChanged, this, [this](const QVariant& value) {
-        const int height = value.toInt();
-        const int total = splitter->height();
-        splitter->setSizes({std::max(0, total - height), height});
-    });
+    connect(editorPaneAnimation, &QVariantAnimation::valueChanged, this, &PaneView::setEditorPaneHeightSlot);
     connect(editorPaneAnimation, &QVariantAnimation::finished, this, [this] {
         if (!editorPaneShown)
             editorPane->hide();
@@ -109,8 +132,12 @@ void PaneView::setActiveTable(TableView* view) {
     if (!view || view == activeView || getTableIndex(view) < 0)
         return;
     TableView* old = activeView;
-    if (old)
+    if (old) {
+        // A switch of table commits the edit in progress.
+        if (old->isEditing())
+            old->stopEditing(true);
         disconnectActive(old);
+    }
     stack->setCurrentWidget(view);
     tabBar->selectTable(view);
     if (old) {
@@ -127,9 +154,11 @@ void PaneView::setActiveTable(TableView* view) {
         emit addContextSignal(kContextTable | kContextFocus);
     }
     connectActive(view);
+    const quint32 paneBit = editorPaneShown ? ContextEditorPaneShown : 0;
+    view->setContext((view->getContext() & ~ContextEditorPaneShown) | paneBit);
+    editorPane->setReadOnly(view->isReadOnly());
     if (TableModel* model = view->tableModel()) {
-        emit mainCellChangedSignal(model->getMainCell());
-        emitMainCellLength(model, model->getMainCell());
+        onMainCellChanged(model->getMainCell());
         emit tableSizeChangedSignal(model->rowCountRaw(), model->columnCountRaw(), model->rowCountModel(),
                                     model->columnCountModel());
         emit selectionSizeChangedSignal(model->getSelectionSize());
@@ -179,17 +208,38 @@ std::vector<TableView*> PaneView::getTableViews() const {
 }
 
 void PaneView::propagateSettings(const Settings& settings) {
+    editorPane->setConsumeNavigationKeys(settings.getValueBool(EditorPaneConsumeNavigation));
     for (TableView* view : getTableViews())
         view->propagateSettings(settings);
 }
 
+QWidget* PaneView::getEditorPaneSlot() const {
+    return editorPane;
+}
+
 void PaneView::showEditorPane(bool show, bool animate) {
+    if (!show && activeView && activeView->isEditing() && editorPane->hasFocus()) {
+        activeView->stopEditing(true);
+        activeView->setFocus();
+    }
     const int current = show ? 0 : editorPane->height();
     if (!show && editorPaneShown && editorPane->height() > 0)
         editorPaneHeight = editorPane->height();
+    const bool changed = editorPaneShown != show;
     editorPaneShown = show;
+    for (TableView* view : getTableViews())
+        view->setContext(show ? view->getContext() | ContextEditorPaneShown
+                              : view->getContext() & ~ContextEditorPaneShown);
+    if (changed) {
+        if (show)
+            emit addContextSignal(ContextEditorPaneShown);
+        else
+            emit removeContextSignal(ContextEditorPaneShown);
+    }
     if (show)
         editorPane->show();
+    if (show && paneContentStale && activeView && activeView->tableModel())
+        onMainCellChanged(activeView->tableModel()->getMainCell());
     if (!animate) {
         editorPaneAnimation->stop();
         if (!show)
@@ -281,6 +331,9 @@ void PaneView::onLoadFinished() {
 bool PaneView::eventFilter(QObject* watched, QEvent* event) {
     if (watched == stackWidget && event->type() == QEvent::Resize)
         placeOverlays();
+    if (watched == splitter->handle(1) &&
+        (event->type() == QEvent::MouseButtonRelease || event->type() == QEvent::MouseMove))
+        onEditorPaneHandleMoved();
     return QWidget::eventFilter(watched, event);
 }
 
@@ -300,30 +353,321 @@ void PaneView::placeOverlays() {
     }
 }
 
-void PaneView::emitMainCellLength(TableModel* model, const Range& cell) {
-    if (cell.row >= 0 && cell.col >= 0)
-        emit mainCellLengthChangedSignal(
-            static_cast<int>(model->getTableData().getValueModel(cell.row, cell.col).toString().size()));
-}
-
 void PaneView::connectActive(TableView* view) {
+    connect(view, qOverload<bool, bool>(&TableView::startOffCellEditSignal), this,
+            qOverload<bool, bool>(&PaneView::onStartOffCellEdit));
+    connect(view, qOverload<bool, QKeyEvent*>(&TableView::startOffCellEditSignal), this,
+            qOverload<bool, QKeyEvent*>(&PaneView::onStartOffCellEdit));
+    connect(view, &TableView::mainCellLengthChangedSignal, this, &PaneView::mainCellLengthChangedSignal);
+    connect(view, &TableView::addContextSignal, this, &PaneView::addContextSignal);
+    connect(view, &TableView::removeContextSignal, this, &PaneView::removeContextSignal);
     TableModel* model = view->tableModel();
     if (!model)
         return;
     connect(model, &TableModel::tableSizeChangedSignal, this, &PaneView::tableSizeChangedSignal);
     connect(model, &TableModel::selectionSizeChangedSignal, this, &PaneView::selectionSizeChangedSignal);
-    connect(model, &TableModel::mainCellChangedSignal, this, &PaneView::mainCellChangedSignal);
-    connect(model, &TableModel::mainCellChangedSignal, this,
-            [this, model](const Range& cell) { emitMainCellLength(model, cell); });
+    connect(model, &TableModel::mainCellChangedSignal, this, &PaneView::onMainCellChanged);
     connect(model, &TableModel::selectionChangedSignal, this,
             [this, view] { emit selectionChangedSignal(view); });
 }
 
 void PaneView::disconnectActive(TableView* view) {
+    disconnect(view, qOverload<bool, bool>(&TableView::startOffCellEditSignal), this, nullptr);
+    disconnect(view, qOverload<bool, QKeyEvent*>(&TableView::startOffCellEditSignal), this, nullptr);
+    disconnect(view, &TableView::mainCellLengthChangedSignal, this, nullptr);
+    disconnect(view, &TableView::addContextSignal, this, nullptr);
+    disconnect(view, &TableView::removeContextSignal, this, nullptr);
     if (TableModel* model = view->tableModel()) {
         disconnect(model, &TableModel::tableSizeChangedSignal, this, nullptr);
         disconnect(model, &TableModel::selectionSizeChangedSignal, this, nullptr);
         disconnect(model, &TableModel::mainCellChangedSignal, this, nullptr);
         disconnect(model, &TableModel::selectionChangedSignal, this, nullptr);
     }
+}
+
+// --- Editor pane ----------------------------------------------------------------------------
+
+void PaneView::setEditorPaneShowHeight(int height) {
+    if (height > 0)
+        editorPaneHeight = height;
+}
+
+void PaneView::setLetEditorPaneConsumeNavigationKeystrokes(bool on) {
+    editorPane->setConsumeNavigationKeys(on);
+}
+
+void PaneView::setEditorPaneHeightSlot(const QVariant& value) {
+    const int height = value.toInt();
+    const int total = splitter->height();
+    splitter->setSizes({std::max(0, total - height), height});
+}
+
+void PaneView::onEditorPaneHandleMoved() {
+    const QList<int> sizes = splitter->sizes();
+    const int height = sizes.size() > 1 ? sizes.at(1) : 0;
+    if (height > 0) {
+        editorPaneHeight = height;
+        if (!editorPaneShown) {
+            editorPaneShown = true;
+            for (TableView* view : getTableViews())
+                view->setContext(view->getContext() | ContextEditorPaneShown);
+            emit addContextSignal(ContextEditorPaneShown);
+            if (paneContentStale && activeView && activeView->tableModel())
+                onMainCellChanged(activeView->tableModel()->getMainCell());
+        }
+    } else if (editorPaneShown) {
+        editorPaneShown = false;
+        for (TableView* view : getTableViews())
+            view->setContext(view->getContext() & ~ContextEditorPaneShown);
+        emit removeContextSignal(ContextEditorPaneShown);
+    }
+}
+
+void PaneView::onMainCellChanged(const Range& cell) {
+    TableModel* model = activeView ? activeView->tableModel() : nullptr;
+    // Text typed into the pane belongs to the cell it was typed for.
+    if (activeView && activeView->isEditing() && !activeView->getQuickEdit() && editorPane->hasFocus())
+        activeView->stopEditing(true);
+    chunkTimer->stop();
+    if (paneUpdateRunning)
+        restoreEditorPaneUndo();
+    paneUpdateRunning = false;
+    appendedCount = 0;
+    userEditedDuringFill = false;
+    pendingText.clear();
+    pendingLength = 0;
+    if (model && cell.row >= 0 && cell.col >= 0)
+        pendingText = model->getTableData().getValueModel(cell.row, cell.col).toString();
+    pendingLength = pendingText.size();
+    if (editorPaneShown) {
+        paneContentStale = false;
+        const int generation = ++paneGeneration;
+        // Changes in a burst collapse into the last: older generations find themselves stale.
+        QTimer::singleShot(0, this, [this, generation] { beginDeferredEditorPaneUpdate(generation); });
+    } else {
+        ++paneGeneration;
+        paneContentStale = true;
+    }
+    if (activeView)
+        editorPane->setReadOnly(activeView->isReadOnly());
+    emit mainCellChangedSignal(cell);
+    if (cell.row >= 0 && cell.col >= 0)
+        emit mainCellLengthChangedSignal(static_cast<int>(pendingLength));
+    if (!editorPaneShown) {
+        pendingText.clear();
+        pendingLength = 0;
+    }
+}
+
+void PaneView::beginDeferredEditorPaneUpdate(int generation) {
+    if (generation != paneGeneration)
+        return;
+    if (pendingLength <= kEditorPaneChunkThreshold) {
+        {
+            const QSignalBlocker blocker(editorPane);
+            editorPane->setPlainText(pendingText);
+        }
+        placeEditorPaneCursor();
+        pendingText.clear();
+        pendingLength = 0;
+        return;
+    }
+    paneUpdateRunning = true;
+    runningGeneration = generation;
+    userTouchedScrollBar = false;
+    userEditedDuringFill = false;
+    undoWasEnabled = editorPane->isUndoRedoEnabled();
+    editorPane->setUndoRedoEnabled(false);
+    {
+        const QSignalBlocker blocker(editorPane);
+        editorPane->clear();
+    }
+    QScrollBar* bar = editorPane->verticalScrollBar();
+    setEditorPaneScrollValue(scrollToEnd ? bar->maximum() : 0);
+    appendEditorPaneChunk();
+    if (appendedCount < pendingLength)
+        chunkTimer->start();
+    else
+        finishEditorPaneProgrammaticUpdate();
+}
+
+void PaneView::appendEditorPaneChunk() {
+    if (!paneUpdateRunning || runningGeneration != paneGeneration || appendedCount >= pendingLength)
+        return;
+    const qsizetype count = std::min<qsizetype>(kEditorPaneChunkSize, pendingLength - appendedCount);
+    QScrollBar* bar = editorPane->verticalScrollBar();
+    const int kept = bar->value();
+    {
+        const QSignalBlocker blocker(editorPane);
+        QTextCursor cursor(editorPane->document());
+        cursor.movePosition(QTextCursor::End);
+        cursor.insertText(pendingText.mid(appendedCount, count));
+    }
+    appendedCount += count;
+    if (!userTouchedScrollBar)
+        setEditorPaneScrollValue(scrollToEnd ? bar->maximum() : kept);
+}
+
+void PaneView::onEditorPaneChunkTimeout() {
+    if (!paneUpdateRunning || runningGeneration != paneGeneration) {
+        cancelEditorPaneProgrammaticUpdate();
+        return;
+    }
+    appendEditorPaneChunk();
+    if (appendedCount >= pendingLength)
+        finishEditorPaneProgrammaticUpdate();
+}
+
+void PaneView::finishEditorPaneProgrammaticUpdate() {
+    chunkTimer->stop();
+    restoreEditorPaneUndo();
+    paneUpdateRunning = false;
+    pendingText.clear();
+    pendingLength = 0;
+    appendedCount = 0;
+    if (!userTouchedScrollBar)
+        placeEditorPaneCursor();
+    // Typing that came in during the fill is the cell's new text, now that all of it is here.
+    if (userEditedDuringFill && activeView && activeView->isEditing())
+        activeView->onCellTextEdited(editorPane->toPlainText());
+    userEditedDuringFill = false;
+}
+
+void PaneView::cancelEditorPaneProgrammaticUpdate() {
+    chunkTimer->stop();
+    if (paneUpdateRunning)
+        restoreEditorPaneUndo();
+    paneUpdateRunning = false;
+    userEditedDuringFill = false;
+    pendingText.clear();
+    pendingLength = 0;
+    appendedCount = 0;
+}
+
+void PaneView::restoreEditorPaneUndo() {
+    editorPane->setUndoRedoEnabled(undoWasEnabled);
+}
+
+void PaneView::setEditorPaneScrollValue(int value) {
+    programmaticScroll = true;
+    editorPane->verticalScrollBar()->setValue(value);
+    programmaticScroll = false;
+}
+
+void PaneView::placeEditorPaneCursor() {
+    if (scrollToEnd) {
+        editorPane->moveCursor(QTextCursor::End);
+        setEditorPaneScrollValue(editorPane->verticalScrollBar()->maximum());
+    } else if (cursorToFront) {
+        editorPane->moveCursor(QTextCursor::Start);
+        setEditorPaneScrollValue(0);
+    }
+}
+
+void PaneView::onStartOffCellEdit(bool clear, bool cursorAtEnd) {
+    {
+        const QSignalBlocker blocker(editorPane);
+        scrollToEnd = cursorAtEnd;
+        cursorToFront = activeView && activeView->takePaneOpenedForThisEdit();
+        if (clear) {
+            // An edit that starts empty makes the text on its way irrelevant.
+            cancelEditorPaneProgrammaticUpdate();
+            ++paneGeneration;
+            editorPane->clear();
+        }
+    }
+    editorPane->setFocus();
+    const bool follow = paneUpdateRunning && !userTouchedScrollBar;
+    if (scrollToEnd) {
+        editorPane->moveCursor(QTextCursor::End);
+        if (follow)
+            setEditorPaneScrollValue(editorPane->verticalScrollBar()->maximum());
+    } else if (cursorToFront) {
+        editorPane->moveCursor(QTextCursor::Start);
+        if (follow)
+            setEditorPaneScrollValue(0);
+    }
+}
+
+void PaneView::onStartOffCellEdit(bool clear, QKeyEvent* event) {
+    scrollToEnd = true;
+    cursorToFront = false;
+    if (activeView)
+        activeView->takePaneOpenedForThisEdit();
+    editorPane->setFocus();
+    if (clear) {
+        const QSignalBlocker blocker(editorPane);
+        cancelEditorPaneProgrammaticUpdate();
+        ++paneGeneration;
+        editorPane->clear();
+    }
+    if (event)
+        editorPane->typeKey(event);
+    editorPane->moveCursor(QTextCursor::End);
+    if (paneUpdateRunning && !userTouchedScrollBar)
+        setEditorPaneScrollValue(editorPane->verticalScrollBar()->maximum());
+}
+
+void PaneView::onEditorPaneTextChanged() {
+    if (paneUpdateRunning) {
+        userEditedDuringFill = true;
+        return;
+    }
+    if (!activeView)
+        return;
+    if (!activeView->isEditing()) {
+        activeView->startEditing(false, false);
+        if (!activeView->isEditing())
+            return;
+    }
+    activeView->onCellTextEdited(editorPane->toPlainText());
+}
+
+void PaneView::onEditingFinished() {
+    if (!activeView)
+        return;
+    activeView->stopEditing(true);
+    activeView->setFocus();
+}
+
+void PaneView::onNextRowWithColumnReset() {
+    if (activeView)
+        activeView->nextRowWithColumnReset();
+}
+
+void PaneView::onNextColumnWithColumnReset() {
+    if (activeView)
+        activeView->nextColumnWithColumnReset();
+}
+
+void PaneView::onPreviousColumnWithColumnReset() {
+    if (activeView)
+        activeView->previousColumnWithColumnReset();
+}
+
+void PaneView::onEditorPaneFocusIn() {
+    // A click into the pane edits the main cell.
+    if (activeView && !activeView->isEditing())
+        activeView->startEditing(false, false);
+}
+
+void PaneView::onEditorPaneFocusOut() {
+    // A click elsewhere ends the edit; the focus goes where the click went.
+    if (activeView && activeView->isEditing())
+        activeView->stopEditing(true);
+}
+
+void PaneView::onEditorPaneScrollBarUserAction() {
+    if (!programmaticScroll)
+        userTouchedScrollBar = true;
+}
+
+void PaneView::onEditorPaneScrollBarMoved(int) {
+    if (!programmaticScroll)
+        userTouchedScrollBar = true;
+}
+
+void PaneView::onEditorPaneScrollBarActionTriggered(int) {
+    if (!programmaticScroll)
+        userTouchedScrollBar = true;
 }

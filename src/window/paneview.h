@@ -5,13 +5,17 @@
 #include "table/rangetypes.h"
 
 #include <QPointer>
+#include <QString>
 #include <QWidget>
 
 #include <map>
 #include <vector>
 
+class EditorPane;
+class QKeyEvent;
 class QLabel;
 class QSplitter;
+class QTimer;
 class QStackedLayout;
 class QVariantAnimation;
 class TabBar;
@@ -19,21 +23,29 @@ class TableModel;
 class TableView;
 
 // One pane of the window: the tab bar over a stack of tables, exactly one visible, and the
-// editor pane's place under them. It forwards the active table's signals to the window, and
-// lays a progress overlay over a table while it loads on the load thread.
+// editor pane under them. It forwards the active table's signals to the window, and lays a
+// progress overlay over a table while it loads on the load thread.
+//
+// The editor pane always shows the active table's main cell. A cell can hold megabytes, so a
+// long text goes in by chunks from the event loop, and a newer main cell makes older work stop.
 class PaneView : public QWidget {
     Q_OBJECT
 
 public:
     static constexpr int kTabBarHeight = 28;
     static constexpr int kAnimationMs = 125;
+    // Texts longer than this fill the editor pane by chunks of kEditorPaneChunkSize.
+    static constexpr int kEditorPaneChunkThreshold = 65536;
+    static constexpr int kEditorPaneChunkSize = 16384;
+    static constexpr quint32 ContextEditorPaneShown = 16;
 
     explicit PaneView(QWidget* parent = nullptr);
     ~PaneView() override;
 
     TabBar* getTabBar() const { return tabBar; }
     QWidget* getTableStackWidget() const { return stackWidget; }
-    QWidget* getEditorPaneSlot() const { return editorPane; }
+    QWidget* getEditorPaneSlot() const;
+    EditorPane* getEditorPane() const { return editorPane; }
     QSplitter* getSplitter() const { return splitter; }
 
     void addTable(TableView* view, const QString& name);
@@ -51,6 +63,13 @@ public:
     void propagateSettings(const Settings& settings);
     void showEditorPane(bool show, bool animate);
     bool isEditorPaneShown() const { return editorPaneShown; }
+    void setEditorPaneShowHeight(int height);
+    int getEditorPaneShowHeight() const { return editorPaneHeight; }
+    void setLetEditorPaneConsumeNavigationKeystrokes(bool on);
+    // The state of the deferred fill, for tests and the benchmark.
+    bool isEditorPaneUpdateRunning() const { return paneUpdateRunning; }
+    int getEditorPaneGeneration() const { return paneGeneration; }
+    bool hasUserTouchedEditorPaneScrollBar() const { return userTouchedScrollBar; }
     // The progress overlay of a table loading on the load thread; null when there is none.
     QWidget* getProgressOverlay(TableView* view) const;
     QString getProgressText(TableView* view) const;
@@ -59,6 +78,27 @@ public slots:
     void onStartProgressUpdate();
     void onLoadProgressUpdate(int current, int total, int sizeInMiB);
     void onLoadFinished();
+
+    // --- Editor pane ------------------------------------------------------------------------
+    void onStartOffCellEdit(bool clear, bool cursorAtEnd);
+    void onStartOffCellEdit(bool clear, QKeyEvent* event);
+    void onEditorPaneTextChanged();
+    void onEditingFinished();
+    void onNextRowWithColumnReset();
+    void onNextColumnWithColumnReset();
+    void onPreviousColumnWithColumnReset();
+    void onEditorPaneFocusIn();
+    void onEditorPaneFocusOut();
+    void beginDeferredEditorPaneUpdate(int generation);
+    void appendEditorPaneChunk();
+    void finishEditorPaneProgrammaticUpdate();
+    void cancelEditorPaneProgrammaticUpdate();
+    void onEditorPaneChunkTimeout();
+    void onMainCellChanged(const Range& cell);
+    void onEditorPaneScrollBarUserAction();
+    void onEditorPaneScrollBarMoved(int value);
+    void onEditorPaneScrollBarActionTriggered(int action);
+    void setEditorPaneHeightSlot(const QVariant& value);
 
 signals:
     void addContextSignal(quint32 bits);
@@ -84,17 +124,38 @@ private:
     void disconnectActive(TableView* view);
     void placeOverlays();
     void dropOverlay(Overlay& overlay);
-    void emitMainCellLength(TableModel* model, const Range& cell);
+    void placeEditorPaneCursor();
+    void setEditorPaneScrollValue(int value);
+    void restoreEditorPaneUndo();
+    // Follows a drag of the splitter handle: the pane is shown while it has height.
+    void onEditorPaneHandleMoved();
 
     TabBar* tabBar = nullptr;
     QSplitter* splitter = nullptr;
     QWidget* stackWidget = nullptr;
     QStackedLayout* stack = nullptr;
-    QWidget* editorPane = nullptr;
+    EditorPane* editorPane = nullptr;
     QVariantAnimation* editorPaneAnimation = nullptr;
+    QTimer* chunkTimer = nullptr;
     bool editorPaneShown = false;
     int editorPaneHeight = 200;
     TableView* activeView = nullptr;
     std::map<TableView*, Overlay> overlays;
     quint32 context = 0;
+
+    // The deferred fill of the editor pane.
+    QString pendingText;
+    qsizetype pendingLength = 0;
+    int paneGeneration = 0;
+    int runningGeneration = -1;
+    qsizetype appendedCount = 0;
+    bool paneUpdateRunning = false;
+    bool undoWasEnabled = true;
+    bool userTouchedScrollBar = false;
+    bool programmaticScroll = false;
+    bool scrollToEnd = false;
+    bool cursorToFront = false;
+    bool userEditedDuringFill = false;
+    // The main cell changed while the pane was hidden: it fills when it shows.
+    bool paneContentStale = false;
 };

@@ -1,0 +1,424 @@
+// In-cell editing of a table view on its own: when a QuickEdit opens and when the large-cell
+// question comes instead, typing over selections, the keys that end an edit, deletion, the
+// read-only state, and the undo step that every edit becomes.
+
+#include "viewfixture.h"
+
+#include "util/msgbox.h"
+#include "view/frozentableview.h"
+#include "view/quickedit.h"
+
+#include <QUndoStack>
+
+using namespace ViewFixture;
+using Fixture::cell;
+using Fixture::text;
+
+namespace {
+
+// Answers the message boxes and keeps what was asked.
+struct Answers {
+    QList<int> queue;
+    QStringList asked;
+    Answers() {
+        MsgBox::answerHook = [this](const MsgBox::Question& question) {
+            asked.append(question.text);
+            return queue.isEmpty() ? -1 : queue.takeFirst();
+        };
+    }
+    ~Answers() { MsgBox::answerHook = nullptr; }
+};
+
+const QString kLargeCellQuestion = QStringLiteral("This is a large cell which can only be edited in the "
+                                                  "editor pane.\nWould you like to open the editor pane?");
+
+void select(TableModel& m, int row, int col) {
+    Range c = cell(row, col);
+    c.isMainCell = true;
+    m.setSelection(c);
+}
+
+void selectBlock(TableModel& m, int row, int col, int endRow, int endCol) {
+    Range block = Fixture::table(row, col, endRow, endCol);
+    block.isMainCell = true;
+    block.mainCellRow = row;
+    block.mainCellCol = col;
+    m.setSelection(block);
+}
+
+// Sends each character of `keys` where a user's key would go: the open editor, or the grid.
+// "\t" is Tab, "\b" Backtab, "\n" Return, "\x1b" Escape.
+void type(TableView* view, const QString& keys) {
+    for (const QChar c : keys) {
+        QWidget* target = view->getQuickEdit() ? static_cast<QWidget*>(view->getQuickEdit()) : view;
+        if (c == QLatin1Char('\t'))
+            QTest::keyClick(target, Qt::Key_Tab);
+        else if (c == QLatin1Char('\b'))
+            QTest::keyClick(target, Qt::Key_Backtab, Qt::ShiftModifier);
+        else if (c == QLatin1Char('\n'))
+            QTest::keyClick(target, Qt::Key_Return);
+        else if (c == QChar(0x1b))
+            QTest::keyClick(target, Qt::Key_Escape);
+        else
+            QTest::keyClick(target, c.toLatin1());
+    }
+}
+
+} // namespace
+
+class TestCellEdit : public QObject {
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { QStandardPaths::setTestModeEnabled(true); }
+    void cleanup() { MsgBox::answerHook = nullptr; }
+    void sizeRule_data();
+    void sizeRule();
+    void typingOverSelectionIsOneUndoStep();
+    void typingOverLargeCellReplacesWithoutQuestion();
+    void keysEndingEdit_data();
+    void keysEndingEdit();
+    void appendKeepsTextAndCursorAtEnd();
+    void arrowKeyCommitsAndMoves();
+    void clickElsewhereCommits();
+    void readOnlyIgnoresEveryAttempt();
+    void deleteIsOneUndoStep_data();
+    void deleteIsOneUndoStep();
+    void deleteKeepsExcludedCells();
+    void typingPastDataIsUndoneWithItsLines();
+    void unchangedEditLeavesNoStep();
+    void undoToSavedStateAfterEditIsClean();
+    void contextBitsFollowEdit();
+    void headerCellEditsInFrozenGrid();
+    void columnGrowsWhileTyping();
+    void inputMethodCommitStartsEdit();
+};
+
+// 120 characters still open in the line editor, 121 ask for the pane; the rule counts
+// characters, whatever the bytes of the encoding.
+void TestCellEdit::sizeRule_data() {
+    QTest::addColumn<QString>("content");
+    QTest::addColumn<int>("answer");
+    QTest::addColumn<bool>("asked");
+    QTest::addColumn<bool>("quickEdit");
+    QTest::addColumn<bool>("paneRequested");
+    QTest::newRow("120 ascii") << QString(120, QLatin1Char('a')) << -1 << false << true << false;
+    QTest::newRow("121 ascii, don't open") << QString(121, QLatin1Char('a')) << 1 << true << false << false;
+    QTest::newRow("121 ascii, open") << QString(121, QLatin1Char('a')) << 0 << true << false << true;
+    QTest::newRow("box closed") << QString(500, QLatin1Char('a')) << -1 << true << false << false;
+    QTest::newRow("120 two-byte") << QString(120, QChar(0xe9)) << -1 << false << true << false;
+    QTest::newRow("121 two-byte") << QString(121, QChar(0xe9)) << 1 << true << false << false;
+    QTest::newRow("60 three-byte") << QString(60, QChar(0x20ac)) << -1 << false << true << false;
+    QTest::newRow("121 three-byte") << QString(121, QChar(0x20ac)) << 1 << true << false << false;
+    QTest::newRow("empty") << QString() << -1 << false << true << false;
+}
+
+void TestCellEdit::sizeRule() {
+    QFETCH(QString, content);
+    QFETCH(int, answer);
+    QFETCH(bool, asked);
+    QFETCH(bool, quickEdit);
+    QFETCH(bool, paneRequested);
+    ShownTable t = makeTable(QStringList{QStringLiteral("h1,h2"), QStringLiteral("x,") + content});
+    QCOMPARE(text(*t.model, 1, 1, Qt::EditRole), content);
+    select(*t.model, 1, 1);
+    Answers answers;
+    answers.queue = {answer};
+    QSignalSpy paneSpy(t.view.get(), &TableView::showEditorPaneSignal);
+    QSignalSpy offCellSpy(t.view.get(), qOverload<bool, bool>(&TableView::startOffCellEditSignal));
+    QTest::keyClick(t.view.get(), Qt::Key_F2);
+    QCOMPARE(answers.asked, asked ? QStringList{kLargeCellQuestion} : QStringList());
+    QCOMPARE(t.view->getQuickEdit() != nullptr, quickEdit);
+    if (quickEdit)
+        QCOMPARE(t.view->getQuickEdit()->text(), content);
+    QCOMPARE(paneSpy.count(), paneRequested ? 1 : 0);
+    // The pane opened by the question starts with its cursor at the front.
+    QCOMPARE(offCellSpy.count(), paneRequested ? 1 : 0);
+    if (paneRequested)
+        QCOMPARE(offCellSpy.first().at(1).toBool(), false);
+    QCOMPARE(t.view->isEditing(), quickEdit || paneRequested);
+    t.view->stopEditing(true);
+    QCOMPARE(text(*t.model, 1, 1, Qt::EditRole), content);
+    QCOMPARE(t.view->undoStack()->count(), 0);
+}
+
+void TestCellEdit::typingOverSelectionIsOneUndoStep() {
+    ShownTable t = makeTable(Fixture::gridLines(4, 4));
+    selectBlock(*t.model, 1, 1, 1, 3);
+    type(t.view.get(), QStringLiteral("x"));
+    QVERIFY(t.view->getQuickEdit());
+    // The grid follows from the first key, in every selected cell.
+    QCOMPARE(texts(*t.model, {{1, 1}, {1, 2}, {1, 3}}), QStringLiteral("x|x|x"));
+    type(t.view.get(), QStringLiteral("yz\n"));
+    QVERIFY(!t.view->isEditing());
+    QCOMPARE(texts(*t.model, {{1, 1}, {1, 2}, {1, 3}, {1, 0}, {2, 1}}),
+             QStringLiteral("xyz|xyz|xyz|r1c0|r2c1"));
+    QCOMPARE(t.view->undoStack()->count(), 1);
+    t.view->undo();
+    QCOMPARE(texts(*t.model, {{1, 1}, {1, 2}, {1, 3}}), QStringLiteral("r1c1|r1c2|r1c3"));
+    t.view->redo();
+    QCOMPARE(texts(*t.model, {{1, 1}, {1, 2}, {1, 3}}), QStringLiteral("xyz|xyz|xyz"));
+}
+
+void TestCellEdit::typingOverLargeCellReplacesWithoutQuestion() {
+    const QString large(5000, QLatin1Char('L'));
+    ShownTable t = makeTable(QStringList{QStringLiteral("a,b"), QStringLiteral("c,") + large});
+    select(*t.model, 1, 1);
+    Answers answers;
+    type(t.view.get(), QStringLiteral("q"));
+    QVERIFY(answers.asked.isEmpty());
+    QVERIFY(t.view->getQuickEdit());
+    QCOMPARE(t.view->getQuickEdit()->text(), QStringLiteral("q"));
+    type(t.view.get(), QStringLiteral("\n"));
+    QCOMPARE(text(*t.model, 1, 1, Qt::EditRole), QStringLiteral("q"));
+    t.view->undo();
+    QCOMPARE(text(*t.model, 1, 1, Qt::EditRole), large);
+}
+
+// Keys typed from a main cell, with what the cells hold and where the main cell ends. Tab runs
+// remember their first column for the Return that ends them; Backtab moves without that reset.
+void TestCellEdit::keysEndingEdit_data() {
+    QTest::addColumn<int>("row");
+    QTest::addColumn<int>("col");
+    QTest::addColumn<QString>("keys");
+    QTest::addColumn<QString>("mainCell");
+    QTest::addColumn<QString>("rowTexts");
+    QTest::newRow("return") << 1 << 1 << "ab\n"
+                            << "2,1"
+                            << "r1c0|ab|r1c2|r1c3";
+    QTest::newRow("escape keeps text") << 1 << 1 << "ab\x1b"
+                                       << "1,1"
+                                       << "r1c0|ab|r1c2|r1c3";
+    QTest::newRow("tab run then return") << 1 << 0 << "a\tb\tc\n"
+                                         << "2,0"
+                                         << "a|b|c|r1c3";
+    QTest::newRow("tab without typing") << 1 << 1 << "\t\tx\n"
+                                        << "2,1"
+                                        << "r1c0|r1c1|r1c2|x";
+    QTest::newRow("backtab") << 1 << 2 << "a\bb\n"
+                             << "2,2"
+                             << "r1c0|b|a|r1c3";
+    QTest::newRow("backtab at first column") << 1 << 0 << "a\b"
+                                             << "1,0"
+                                             << "a|r1c1|r1c2|r1c3";
+}
+
+void TestCellEdit::keysEndingEdit() {
+    QFETCH(int, row);
+    QFETCH(int, col);
+    QFETCH(QString, keys);
+    QFETCH(QString, mainCell);
+    QFETCH(QString, rowTexts);
+    ShownTable t = makeTable(Fixture::gridLines(4, 4));
+    select(*t.model, row, col);
+    type(t.view.get(), keys);
+    QVERIFY(!t.view->isEditing());
+    QCOMPARE(ViewFixture::mainCell(*t.model), mainCell);
+    QCOMPARE(texts(*t.model, {{1, 0}, {1, 1}, {1, 2}, {1, 3}}), rowTexts);
+    QCOMPARE(texts(*t.model, {{2, 0}, {2, 1}, {2, 2}, {2, 3}}), QStringLiteral("r2c0|r2c1|r2c2|r2c3"));
+}
+
+void TestCellEdit::appendKeepsTextAndCursorAtEnd() {
+    ShownTable t = makeTable(Fixture::gridLines(4, 3));
+    select(*t.model, 2, 1);
+    QTest::keyClick(t.view.get(), Qt::Key_F2);
+    QuickEdit* editor = t.view->getQuickEdit();
+    QVERIFY(editor);
+    QCOMPARE(editor->text(), QStringLiteral("r2c1"));
+    QVERIFY(!editor->hasSelectedText());
+    QCOMPARE(editor->cursorPosition(), 4);
+    QTest::keyClicks(editor, QStringLiteral("+"));
+    QCOMPARE(text(*t.model, 2, 1, Qt::EditRole), QStringLiteral("r2c1+"));
+    QTest::keyClick(editor, Qt::Key_Enter, Qt::KeypadModifier);
+    QCOMPARE(text(*t.model, 2, 1, Qt::EditRole), QStringLiteral("r2c1+"));
+    QCOMPARE(ViewFixture::mainCell(*t.model), QStringLiteral("3,1"));
+    QCOMPARE(t.view->undoStack()->count(), 1);
+}
+
+void TestCellEdit::arrowKeyCommitsAndMoves() {
+    ShownTable t = makeTable(Fixture::gridLines(4, 3));
+    select(*t.model, 2, 2);
+    type(t.view.get(), QStringLiteral("up"));
+    QTest::keyClick(t.view->getQuickEdit(), Qt::Key_Up);
+    QVERIFY(!t.view->isEditing());
+    QCOMPARE(text(*t.model, 2, 2, Qt::EditRole), QStringLiteral("up"));
+    QCOMPARE(ViewFixture::mainCell(*t.model), QStringLiteral("1,2"));
+}
+
+void TestCellEdit::clickElsewhereCommits() {
+    ShownTable t = makeTable(Fixture::gridLines(4, 3));
+    select(*t.model, 2, 0);
+    type(t.view.get(), QStringLiteral("new"));
+    click(t.view.get(), 3, 2);
+    QVERIFY(!t.view->isEditing());
+    QVERIFY(!t.view->getQuickEdit());
+    QCOMPARE(text(*t.model, 2, 0, Qt::EditRole), QStringLiteral("new"));
+    QCOMPARE(ViewFixture::mainCell(*t.model), QStringLiteral("3,2"));
+    QCOMPARE(t.view->undoStack()->count(), 1);
+}
+
+void TestCellEdit::readOnlyIgnoresEveryAttempt() {
+    ShownTable t = makeTable(Fixture::gridLines(3, 3));
+    t.view->setReadOnly(true, false);
+    selectBlock(*t.model, 1, 0, 2, 2);
+    Answers answers;
+    QTest::keyClick(t.view.get(), Qt::Key_A);
+    QTest::keyClick(t.view.get(), Qt::Key_F2);
+    QTest::keyClick(t.view.get(), Qt::Key_Delete);
+    QTest::keyClick(t.view.get(), Qt::Key_Backspace);
+    QTest::mouseDClick(t.view->viewport(), Qt::LeftButton, {}, cellCenter(t.view.get(), 1, 1));
+    t.view->startEditing(true, true);
+    t.view->deleteCells();
+    QVERIFY(!t.view->isEditing());
+    QVERIFY(!t.view->getQuickEdit());
+    QVERIFY(!(t.view->getContext() & TableView::ContextEditing));
+    QVERIFY(answers.asked.isEmpty());
+    QCOMPARE(t.view->undoStack()->count(), 0);
+    QCOMPARE(texts(*t.model, {{1, 0}, {1, 1}, {2, 2}}), QStringLiteral("r1c0|r1c1|r2c2"));
+}
+
+void TestCellEdit::deleteIsOneUndoStep_data() {
+    QTest::addColumn<int>("key");
+    QTest::newRow("delete") << int(Qt::Key_Delete);
+    QTest::newRow("backspace") << int(Qt::Key_Backspace);
+}
+
+void TestCellEdit::deleteIsOneUndoStep() {
+    QFETCH(int, key);
+    // 40 x 25: a thousand cells in one block.
+    ShownTable t = makeTable(Fixture::gridLines(41, 25));
+    selectBlock(*t.model, 1, 0, 40, 24);
+    QTest::keyClick(t.view.get(), Qt::Key(key));
+    QCOMPARE(t.view->undoStack()->count(), 1);
+    int filled = 0;
+    for (int r = 1; r <= 40; ++r)
+        for (int c = 0; c < 25; ++c)
+            filled += text(*t.model, r, c, Qt::EditRole).isEmpty() ? 0 : 1;
+    QCOMPARE(filled, 0);
+    QCOMPARE(text(*t.model, 0, 3, Qt::EditRole), QStringLiteral("r0c3"));
+    t.view->undo();
+    for (int r = 1; r <= 40; ++r)
+        for (int c = 0; c < 25; ++c)
+            QCOMPARE(text(*t.model, r, c, Qt::EditRole), QStringLiteral("r%1c%2").arg(r).arg(c));
+    // A second press over nothing but empty cells changes nothing and adds no step.
+    t.view->redo();
+    QTest::keyClick(t.view.get(), Qt::Key(key));
+    QCOMPARE(t.view->undoStack()->count(), 1);
+}
+
+void TestCellEdit::deleteKeepsExcludedCells() {
+    ShownTable t = makeTable(Fixture::gridLines(3, 3));
+    selectBlock(*t.model, 0, 0, 2, 2);
+    t.model->removeCellFromSelection(1, 1);
+    QVERIFY(!t.model->cellInSelection(1, 1));
+    t.view->deleteCells();
+    QCOMPARE(texts(*t.model, {{0, 0}, {1, 1}, {2, 2}, {1, 0}}), QStringLiteral("|r1c1||"));
+}
+
+void TestCellEdit::typingPastDataIsUndoneWithItsLines() {
+    ShownTable t = makeTable(Fixture::gridLines(3, 2));
+    t.model->setNumBufferRows(3);
+    t.model->setNumBufferCols(3);
+    t.model->enforceTableSize();
+    const int rows = t.model->rowCountRaw();
+    const int cols = t.model->columnCountRaw();
+    QVERIFY(t.model->rowCount() > rows + 1 && t.model->columnCount() > cols + 1);
+    select(*t.model, rows + 1, cols + 1);
+    type(t.view.get(), QStringLiteral("far\n"));
+    QCOMPARE(t.model->rowCountRaw(), rows + 2);
+    QCOMPARE(t.model->columnCountRaw(), cols + 2);
+    QCOMPARE(text(*t.model, rows + 1, cols + 1, Qt::EditRole), QStringLiteral("far"));
+    t.view->undo();
+    QCOMPARE(t.model->rowCountRaw(), rows);
+    QCOMPARE(t.model->columnCountRaw(), cols);
+    t.view->redo();
+    QCOMPARE(text(*t.model, rows + 1, cols + 1, Qt::EditRole), QStringLiteral("far"));
+}
+
+void TestCellEdit::unchangedEditLeavesNoStep() {
+    ShownTable t = makeTable(Fixture::gridLines(3, 3));
+    select(*t.model, 1, 1);
+    QTest::keyClick(t.view.get(), Qt::Key_F2);
+    QVERIFY(t.view->getQuickEdit());
+    QTest::keyClick(t.view->getQuickEdit(), Qt::Key_Escape);
+    QCOMPARE(t.view->undoStack()->count(), 0);
+    QVERIFY(!t.view->isModified());
+    // Typed and taken back to the same text: still nothing.
+    type(t.view.get(), QStringLiteral("r1c1\n"));
+    QCOMPARE(t.view->undoStack()->count(), 0);
+}
+
+void TestCellEdit::undoToSavedStateAfterEditIsClean() {
+    ShownTable t = makeTable(Fixture::gridLines(3, 3));
+    QVERIFY(!t.view->isModified());
+    select(*t.model, 1, 1);
+    type(t.view.get(), QStringLiteral("dirty\n"));
+    QVERIFY(t.view->isModified());
+    t.view->undo();
+    QVERIFY(!t.view->isModified());
+}
+
+void TestCellEdit::contextBitsFollowEdit() {
+    ShownTable t = makeTable(Fixture::gridLines(3, 3));
+    QSignalSpy added(t.view.get(), &TableView::addContextSignal);
+    QVERIFY(t.view->getContext() & TableView::ContextNotEditing);
+    select(*t.model, 0, 0);
+    type(t.view.get(), QStringLiteral("a"));
+    QCOMPARE(t.view->getContext() & (TableView::ContextEditing | TableView::ContextNotEditing),
+             TableView::ContextEditing);
+    QCOMPARE(added.last().at(0).toUInt(), TableView::ContextEditing);
+    type(t.view.get(), QStringLiteral("\x1b"));
+    QCOMPARE(t.view->getContext() & (TableView::ContextEditing | TableView::ContextNotEditing),
+             TableView::ContextNotEditing);
+    QCOMPARE(added.last().at(0).toUInt(), TableView::ContextNotEditing);
+}
+
+void TestCellEdit::headerCellEditsInFrozenGrid() {
+    ShownTable t = makeTable(Fixture::gridLines(4, 3));
+    QVERIFY(t.view->frozenView(1)->isVisible());
+    select(*t.model, 0, 1);
+    type(t.view.get(), QStringLiteral("H"));
+    QVERIFY(t.view->getQuickEdit());
+    QCOMPARE(t.view->getQuickEdit()->parentWidget(), t.view->frozenView(1)->viewport());
+    // Header cells edit in the bold header font.
+    QVERIFY(t.view->getQuickEdit()->font().bold());
+    type(t.view.get(), QStringLiteral("\n"));
+    QCOMPARE(text(*t.model, 0, 1, Qt::EditRole), QStringLiteral("H"));
+}
+
+void TestCellEdit::columnGrowsWhileTyping() {
+    ShownTable t = makeTable(Fixture::gridLines(3, 3));
+    t.view->setAutoFitColWidth(true);
+    select(*t.model, 1, 1);
+    const int before = t.view->columnWidth(1);
+    type(t.view.get(), QString(60, QLatin1Char('w')));
+    const int during = t.view->columnWidth(1);
+    QVERIFY2(during > before, qPrintable(QStringLiteral("%1 -> %2").arg(before).arg(during)));
+    // Taking the text back does not shrink it during the edit; the end of the edit fits again.
+    for (int i = 0; i < 58; ++i)
+        QTest::keyClick(t.view->getQuickEdit(), Qt::Key_Backspace);
+    QCOMPARE(t.view->columnWidth(1), during);
+    type(t.view.get(), QStringLiteral("\n"));
+    QVERIFY(t.view->columnWidth(1) < during);
+}
+
+void TestCellEdit::inputMethodCommitStartsEdit() {
+    ShownTable t = makeTable(Fixture::gridLines(3, 3));
+    select(*t.model, 1, 2);
+    QInputMethodEvent preedit(QStringLiteral("ni"), {});
+    QApplication::sendEvent(t.view.get(), &preedit);
+    QCOMPARE(t.view->getPreeditText(), QStringLiteral("ni"));
+    QVERIFY(!t.view->isEditing());
+    QInputMethodEvent commit;
+    commit.setCommitString(QStringLiteral("你"));
+    QApplication::sendEvent(t.view.get(), &commit);
+    QVERIFY(t.view->getPreeditText().isEmpty());
+    QVERIFY(t.view->getQuickEdit());
+    QCOMPARE(text(*t.model, 1, 2, Qt::EditRole), QStringLiteral("你"));
+    type(t.view.get(), QStringLiteral("\n"));
+    QCOMPARE(text(*t.model, 1, 2, Qt::EditRole), QStringLiteral("你"));
+    QCOMPARE(t.view->undoStack()->count(), 1);
+}
+
+QTEST_MAIN(TestCellEdit)
+#include "tst_celledit.moc"

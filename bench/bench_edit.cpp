@@ -1,8 +1,10 @@
 // orvane-bench edit: delete of a selected block of cells as one undo command, its undo and
 // redo, and the memory the command keeps. The limit of the times is a plain pass over the same
 // cells through TableData (read every old value, write every new one); the limit of the memory
-// is the text of the deleted cells, which any undo record must keep.
+// is the text of the deleted cells, which any undo record must keep. Then a huge cell shown in
+// the editor pane (bench_editpane.cpp).
 
+#include "bench_editpane.h"
 #include "benchregistry.h"
 #include "benchutil.h"
 
@@ -25,6 +27,7 @@ using BenchUtil::Figure;
 int runEdit(const QStringList& args) {
     const int side = static_cast<int>(std::clamp<qint64>(BenchUtil::optionInt(args, QStringLiteral("--side"), 1000), 1, 10000));
     const unsigned seed = static_cast<unsigned>(BenchUtil::optionInt(args, QStringLiteral("--seed"), 20261122));
+    const qint64 cellMiB = std::clamp<qint64>(BenchUtil::optionInt(args, QStringLiteral("--cell-mb"), 10), 0, 512);
 
     // A side x side table of short mixed cells.
     BenchUtil::ScratchFile scratch(QStringLiteral("edit"));
@@ -130,13 +133,20 @@ int runEdit(const QStringList& args) {
                        "read+write each cell via TableData"});
     figures.push_back({"edit", "command memory", double(rssAfter - rssBefore) / (1 << 20), "MiB",
                        double(textBytes) / (1 << 20), "UTF-16 text of the deleted cells"});
+    if (cellMiB > 0) {
+        BenchUtil::ScratchFile paneScratch(QStringLiteral("editpane"));
+        if (!runEditPaneBench(paneScratch, cellMiB << 20, figures))
+            return 1;
+    }
     figures.push_back({"edit", "peak RSS", double(BenchUtil::peakRssBytes()) / (1 << 20), "MiB", 0, ""});
     BenchUtil::printFigures(figures);
     return 0;
 }
 
-BenchRegistration reg("edit", "edit [--side N] [--seed S]: delete of an N x N selected block (default 1000 x 1000) "
-                              "as one undo command, its undo and redo, and the command's memory",
-                      &runEdit);
+BenchRegistration reg("edit",
+                      "edit [--side N] [--seed S] [--cell-mb M]: delete of an N x N selected block (default "
+                      "1000 x 1000) as one undo command, its undo and redo, and the command's memory; then a cell "
+                      "of M MiB (default 10, 0 for none) becoming the main cell with the editor pane shown",
+                      &runEdit, true);
 
 } // namespace

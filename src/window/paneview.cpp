@@ -158,7 +158,7 @@ void PaneView::setActiveTable(TableView* view) {
     view->setContext((view->getContext() & ~ContextEditorPaneShown) | paneBit);
     editorPane->setReadOnly(view->isReadOnly());
     if (TableModel* model = view->tableModel()) {
-        onMainCellChanged(model->getMainCell());
+        refreshEditorPane();
         emit tableSizeChangedSignal(model->rowCountRaw(), model->columnCountRaw(), model->rowCountModel(),
                                     model->columnCountModel());
         emit selectionSizeChangedSignal(model->getSelectionSize());
@@ -239,7 +239,7 @@ void PaneView::showEditorPane(bool show, bool animate) {
     if (show)
         editorPane->show();
     if (show && paneContentStale && activeView && activeView->tableModel())
-        onMainCellChanged(activeView->tableModel()->getMainCell());
+        refreshEditorPane();
     if (!animate) {
         editorPaneAnimation->stop();
         if (!show)
@@ -367,6 +367,15 @@ void PaneView::connectActive(TableView* view) {
     connect(model, &TableModel::tableSizeChangedSignal, this, &PaneView::tableSizeChangedSignal);
     connect(model, &TableModel::selectionSizeChangedSignal, this, &PaneView::selectionSizeChangedSignal);
     connect(model, &TableModel::mainCellChangedSignal, this, &PaneView::onMainCellChanged);
+    // Undo, redo and other commands change the main cell's text without moving it.
+    connect(model, &QAbstractItemModel::dataChanged, this,
+            [this, view, model](const QModelIndex& topLeft, const QModelIndex& bottomRight) {
+                const Range& main = model->getMainCell();
+                if (view != activeView || view->isEditing() || main.row < topLeft.row() ||
+                    main.row > bottomRight.row() || main.col < topLeft.column() || main.col > bottomRight.column())
+                    return;
+                refreshEditorPane();
+            });
     connect(model, &TableModel::selectionChangedSignal, this,
             [this, view] { emit selectionChangedSignal(view); });
 }
@@ -378,6 +387,7 @@ void PaneView::disconnectActive(TableView* view) {
     disconnect(view, &TableView::addContextSignal, this, nullptr);
     disconnect(view, &TableView::removeContextSignal, this, nullptr);
     if (TableModel* model = view->tableModel()) {
+        disconnect(model, &QAbstractItemModel::dataChanged, this, nullptr);
         disconnect(model, &TableModel::tableSizeChangedSignal, this, nullptr);
         disconnect(model, &TableModel::selectionSizeChangedSignal, this, nullptr);
         disconnect(model, &TableModel::mainCellChangedSignal, this, nullptr);
@@ -413,7 +423,7 @@ void PaneView::onEditorPaneHandleMoved() {
                 view->setContext(view->getContext() | ContextEditorPaneShown);
             emit addContextSignal(ContextEditorPaneShown);
             if (paneContentStale && activeView && activeView->tableModel())
-                onMainCellChanged(activeView->tableModel()->getMainCell());
+                refreshEditorPane();
         }
     } else if (editorPaneShown) {
         editorPaneShown = false;
@@ -421,6 +431,15 @@ void PaneView::onEditorPaneHandleMoved() {
             view->setContext(view->getContext() & ~ContextEditorPaneShown);
         emit removeContextSignal(ContextEditorPaneShown);
     }
+}
+
+void PaneView::refreshEditorPane() {
+    if (!activeView || !activeView->tableModel())
+        return;
+    // Read again: the text that the main cell carries is that of when it became the main cell.
+    Range cell = activeView->tableModel()->getMainCell();
+    cell.value = QVariant();
+    onMainCellChanged(cell);
 }
 
 void PaneView::onMainCellChanged(const Range& cell) {
@@ -436,7 +455,10 @@ void PaneView::onMainCellChanged(const Range& cell) {
     userEditedDuringFill = false;
     pendingText.clear();
     pendingLength = 0;
-    if (model && cell.row >= 0 && cell.col >= 0)
+    // The model sends the main cell with its text, decoded once for everyone.
+    if (cell.value.typeId() == QMetaType::QString)
+        pendingText = cell.value.toString();
+    else if (model && cell.row >= 0 && cell.col >= 0)
         pendingText = model->getTableData().getValueModel(cell.row, cell.col).toString();
     pendingLength = pendingText.size();
     if (editorPaneShown) {

@@ -124,6 +124,8 @@ private:
     void disconnectActive(TableView* view);
     void placeOverlays();
     void dropOverlay(Overlay& overlay);
+    // Shows the active table's main cell again, read from the table.
+    void refreshEditorPane();
     void placeEditorPaneCursor();
     void setEditorPaneScrollValue(int value);
     void restoreEditorPaneUndo();

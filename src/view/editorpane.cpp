@@ -1,5 +1,7 @@
 #include "view/editorpane.h"
 
+#include "preferences/theme.h"
+
 #include <QFocusEvent>
 #include <QKeyEvent>
 
@@ -8,6 +10,17 @@ EditorPane::EditorPane(QWidget* parent) : QPlainTextEdit(parent) {
     setLineWrapMode(QPlainTextEdit::WidgetWidth);
     setTabChangesFocus(false);
     setFrameShape(QFrame::NoFrame);
+}
+
+void EditorPane::setTheme(const Theme& theme)
+{
+    QPalette p = palette();
+    p.setColor(QPalette::Base, theme.CellColor);
+    p.setColor(QPalette::Text, theme.TextColor);
+    p.setColor(QPalette::Highlight, theme.SelectedCellColor);
+    p.setColor(QPalette::HighlightedText, theme.TextColor);
+    p.setColor(QPalette::Window, theme.Background1Color);
+    setPalette(p);
 }
 
 void EditorPane::keyPressEvent(QKeyEvent* event) {

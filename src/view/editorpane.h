@@ -2,6 +2,8 @@
 
 #include <QPlainTextEdit>
 
+class Theme;
+
 // The multi-line editor under the tables that always shows the main cell. Keys that end an edit
 // or move away become signals; with the navigation flag on, Return and Tab stay in the text.
 class EditorPane : public QPlainTextEdit {
@@ -11,6 +13,8 @@ public:
     explicit EditorPane(QWidget* parent = nullptr);
 
     void setConsumeNavigationKeys(bool on) { consumeNavigationKeys = on; }
+    // The pane wears the colours of the cells it edits.
+    void setTheme(const Theme& theme);
     bool getConsumeNavigationKeys() const { return consumeNavigationKeys; }
     // Feeds a key that started an edit elsewhere, as if it had been typed here.
     void typeKey(QKeyEvent* event) { keyPressEvent(event); }

@@ -80,6 +80,8 @@ QWidget* TableDelegate::createEditor(QWidget* parent, const QStyleOptionViewItem
     // A typed or pasted text is not cut at QLineEdit's default limit.
     quickEdit->setMaxLength(std::numeric_limits<int>::max());
     quickEdit->setEditorColors(editorBackground, editorText);
+    // QLineEdit keeps 2 pixels of its own: the text starts where the cell's text does.
+    quickEdit->setTextMargins(textInset - 2, 0, textInset - 2, 0);
     QFont font = hasEditorFont ? editorFont : option.font;
     const bool headerRow = highlightHeaderRows && index.row() < numHeaderRows;
     const bool headerCol = highlightHeaderCols && index.column() < numHeaderCols;

@@ -157,6 +157,8 @@ void PaneView::setActiveTable(TableView* view) {
     const quint32 paneBit = editorPaneShown ? ContextEditorPaneShown : 0;
     view->setContext((view->getContext() & ~ContextEditorPaneShown) | paneBit);
     editorPane->setReadOnly(view->isReadOnly());
+    editorPane->setTheme(view->getSettings(false).getTheme());
+    editorPane->setFont(view->font());
     if (TableModel* model = view->tableModel()) {
         refreshEditorPane();
         emit tableSizeChangedSignal(model->rowCountRaw(), model->columnCountRaw(), model->rowCountModel(),
@@ -209,6 +211,7 @@ std::vector<TableView*> PaneView::getTableViews() const {
 
 void PaneView::propagateSettings(const Settings& settings) {
     editorPane->setConsumeNavigationKeys(settings.getValueBool(EditorPaneConsumeNavigation));
+    editorPane->setTheme(settings.getTheme());
     for (TableView* view : getTableViews())
         view->propagateSettings(settings);
 }

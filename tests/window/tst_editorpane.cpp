@@ -198,6 +198,9 @@ private slots:
         QCOMPARE(view->undoStack()->count(), 1);
         view->undo();
         QCOMPARE(cellText(view, 1, 0), QStringLiteral("c"));
+        // The main cell didn't move, but its text did: the pane follows.
+        QVERIFY(waitForFill(pane));
+        QCOMPARE(editor->toPlainText(), QStringLiteral("c"));
     }
 
     void clickIntoPaneStartsEdit() {

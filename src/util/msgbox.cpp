@@ -43,18 +43,18 @@ int MsgBox::showQuestion(QWidget* parent, const Question& question) {
     if (!question.informativeText.isEmpty())
         box.setInformativeText(question.informativeText);
     std::vector<QAbstractButton*> made;
-    for (const Button& spec : question.buttons) {
-        QPushButton* button = box.addButton(spec.text, spec.role);
-        if (spec.fitWidthToText) {
+    for (const Button& entry : question.buttons) {
+        QPushButton* button = box.addButton(entry.text, entry.role);
+        if (entry.fitWidthToText) {
             const QFontMetrics metrics(button->font());
-            QString plain = spec.text;
+            QString plain = entry.text;
             plain.remove(QLatin1Char('&'));
             button->setFixedWidth(metrics.horizontalAdvance(plain) + 2 * metrics.averageCharWidth() + 16);
-        } else if (spec.fixedWidth > 0) {
-            button->setFixedWidth(spec.fixedWidth);
+        } else if (entry.fixedWidth > 0) {
+            button->setFixedWidth(entry.fixedWidth);
         }
-        if (spec.fixedHeight > 0)
-            button->setFixedHeight(spec.fixedHeight);
+        if (entry.fixedHeight > 0)
+            button->setFixedHeight(entry.fixedHeight);
         made.push_back(button);
     }
     if (question.defaultButton >= 0 && question.defaultButton < static_cast<int>(made.size()))

@@ -12,8 +12,7 @@ EditorPane::EditorPane(QWidget* parent) : QPlainTextEdit(parent) {
     setFrameShape(QFrame::NoFrame);
 }
 
-void EditorPane::setTheme(const Theme& theme)
-{
+void EditorPane::setTheme(const Theme& theme) {
     QPalette p = palette();
     p.setColor(QPalette::Base, theme.CellColor);
     p.setColor(QPalette::Text, theme.TextColor);

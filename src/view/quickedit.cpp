@@ -30,8 +30,6 @@ void QuickEdit::keyPressEvent(QKeyEvent* event) {
         event->accept();
         return;
     }
-    if (!event->text().isEmpty() && event->key() != Qt::Key_unknown)
-        pendingInput.clear();
     const Qt::KeyboardModifiers mods = event->modifiers();
     const int key = event->key();
     const bool plainReturn = key == Qt::Key_Return && mods == Qt::NoModifier;

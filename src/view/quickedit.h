@@ -23,9 +23,6 @@ public:
     void setPendingSelectionClear(bool on) { pendingSelectionClear = on; }
     bool hasPendingSelectionClear() const { return pendingSelectionClear; }
     void applyPendingSelectionClear();
-    // The first characters of an input method that arrived before the editor existed.
-    void setPendingInput(const QString& text) { pendingInput = text; }
-    const QString& getPendingInput() const { return pendingInput; }
 
 signals:
     void unicodeTypingSignal(bool on);
@@ -42,5 +39,4 @@ private:
     bool pendingSelectionClear = false;
     bool composing = false;
     int textEditedCount = 0;
-    QString pendingInput;
 };

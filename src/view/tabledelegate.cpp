@@ -91,7 +91,6 @@ QWidget* TableDelegate::createEditor(QWidget* parent, const QStyleOptionViewItem
     quickEdit->setProperty("orvaneEditorFilled", false);
     auto* self = const_cast<TableDelegate*>(this);
     connect(quickEdit, &QLineEdit::textEdited, self, &TableDelegate::onTextEdited);
-    connect(quickEdit, &QObject::destroyed, self, &TableDelegate::cemEditorDestroyed);
     editor = quickEdit;
     emit self->editorCreatedSignal();
     return quickEdit;
@@ -136,12 +135,6 @@ void TableDelegate::setTextSize(int size)
 }
 
 void TableDelegate::commitAndCloseEditor() { emit stopEditingSignal(); }
-
-void TableDelegate::cemEditorDestroyed()
-{
-    if (editor.isNull())
-        editor.clear();
-}
 
 void TableDelegate::onTextEdited(const QString& text)
 {

@@ -65,7 +65,6 @@ public:
 
 public slots:
     void commitAndCloseEditor();
-    void cemEditorDestroyed();
     void onTextEdited(const QString& text);
 
 signals:

@@ -304,6 +304,8 @@ private:
     // Puts the old values back and drops lines the edit added past the data, so that the
     // command that follows sees the table as it was.
     void restoreEditTargets();
+    // Ends an edit whose cells went away under it, writing nothing.
+    void abandonEdit();
     bool mainCellIsLarge() const;
     static int askSaveQuestion(const QString& text, QWidget* parent);
     int rowsInPage(int fromRow, Direction direction) const;
@@ -359,6 +361,8 @@ private:
     int editRawRows = 0;
     int editRawCols = 0;
     QPointer<QuickEdit> openEditor;
+    // The editor of the edit in progress, compared by address only: it may be gone already.
+    const QuickEdit* quickEditOfEdit = nullptr;
     bool paneOpenedForThisEdit = false;
     bool modalQuestionOpen = false;
     bool stoppingEdit = false;

@@ -104,7 +104,17 @@ QWidget* TableView::activeEditorWidget() const {
 void TableView::connectEditSignals(TableDelegate* d) {
     if (!d)
         return;
-    connect(d, &TableDelegate::editorCreatedSignal, this, [this, d] { openEditor = d->getEditor(); });
+    connect(d, &TableDelegate::editorCreatedSignal, this, [this, d] {
+        QuickEdit* created = d->getEditor();
+        openEditor = created;
+        // Qt closes an editor by itself when its row or column goes or the model is reset: the
+        // cells the edit was for are no longer where they were, so the edit is dropped.
+        connect(created, &QObject::destroyed, this, [this, created] {
+            if (editingCell && !stoppingEdit && quickEditOfEdit == created)
+                abandonEdit();
+        });
+        quickEditOfEdit = created;
+    });
     connect(d, &TableDelegate::textEditedSignal, this, &TableView::onCellTextEdited);
     connect(d, &TableDelegate::stopEditingSignal, this, [this] { stopEditing(true); });
     connect(d, &TableDelegate::nextRowWithColumnResetSignal, this, &TableView::nextRowWithColumnReset);
@@ -396,9 +406,24 @@ void TableView::onCellEditingFinished() {
     scrollToMainCell(false, false);
 }
 
+void TableView::abandonEdit() {
+    for (AbstractTableView* grid :
+         {static_cast<AbstractTableView*>(this), static_cast<AbstractTableView*>(frozenRows),
+          static_cast<AbstractTableView*>(frozenCols), static_cast<AbstractTableView*>(frozenCorner)})
+        grid->setEditingCell(false);
+    editTargets.clear();
+    editText.clear();
+    editTextSet = false;
+    openEditor = nullptr;
+    quickEditOfEdit = nullptr;
+    removeContextBits(ContextEditing);
+    addContextBits(ContextNotEditing);
+}
+
 void TableView::stopEditing(bool commit) {
     if (stoppingEdit)
         return;
+    quickEditOfEdit = nullptr;
     const bool wasEditing = editingCell;
     for (AbstractTableView* grid :
          {static_cast<AbstractTableView*>(this), static_cast<AbstractTableView*>(frozenRows),

@@ -92,6 +92,7 @@ private slots:
     void headerCellEditsInFrozenGrid();
     void columnGrowsWhileTyping();
     void inputMethodCommitStartsEdit();
+    void rowRemovedUnderEditDropsIt();
 };
 
 // 120 characters still open in the line editor, 121 ask for the pane; the rule counts
@@ -417,6 +418,24 @@ void TestCellEdit::inputMethodCommitStartsEdit() {
     QCOMPARE(text(*t.model, 1, 2, Qt::EditRole), QStringLiteral("你"));
     type(t.view.get(), QStringLiteral("\n"));
     QCOMPARE(text(*t.model, 1, 2, Qt::EditRole), QStringLiteral("你"));
+    QCOMPARE(t.view->undoStack()->count(), 1);
+}
+
+// Qt closes the editor of a row that goes; the edit goes with it and writes nowhere.
+void TestCellEdit::rowRemovedUnderEditDropsIt() {
+    ShownTable t = makeTable(Fixture::gridLines(5, 3));
+    select(*t.model, 2, 1);
+    type(t.view.get(), QStringLiteral("gone"));
+    QVERIFY(t.view->isEditing());
+    QVERIFY(t.model->removeRows(2, 1));
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QVERIFY(!t.view->isEditing());
+    QVERIFY(t.view->getContext() & TableView::ContextNotEditing);
+    QCOMPARE(t.view->undoStack()->count(), 0);
+    QCOMPARE(texts(*t.model, {{2, 1}, {1, 1}}), QStringLiteral("r3c1|r1c1"));
+    // The next key starts a fresh edit.
+    type(t.view.get(), QStringLiteral("new\n"));
+    QCOMPARE(text(*t.model, 2, 1, Qt::EditRole), QStringLiteral("new"));
     QCOMPARE(t.view->undoStack()->count(), 1);
 }
 

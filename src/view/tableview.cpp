@@ -69,6 +69,15 @@ TableView::~TableView()
     // The stack announces a clean state while it is destroyed with the children, when this
     // object is no longer a TableView: it must not reach us then.
     undoStackObject->disconnect(this);
+    // The editors and delegates go with the widget tree, after this part of the object: a
+    // focus change or their destruction must not reach the edit that was open.
+    for (QuickEdit* editor : findChildren<QuickEdit*>())
+        editor->disconnect(this);
+    for (AbstractTableView* grid : {static_cast<AbstractTableView*>(this), static_cast<AbstractTableView*>(frozenRows),
+                                    static_cast<AbstractTableView*>(frozenCols),
+                                    static_cast<AbstractTableView*>(frozenCorner)})
+        if (grid->tableDelegate())
+            grid->tableDelegate()->disconnect(this);
     if (ownsSettings)
         settings.clear();
 }

@@ -93,6 +93,7 @@ private slots:
     void columnGrowsWhileTyping();
     void inputMethodCommitStartsEdit();
     void rowRemovedUnderEditDropsIt();
+    void viewClosedWhileEditing();
 };
 
 // 120 characters still open in the line editor, 121 ask for the pane; the rule counts
@@ -437,6 +438,19 @@ void TestCellEdit::rowRemovedUnderEditDropsIt() {
     type(t.view.get(), QStringLiteral("new\n"));
     QCOMPARE(text(*t.model, 2, 1, Qt::EditRole), QStringLiteral("new"));
     QCOMPARE(t.view->undoStack()->count(), 1);
+}
+
+// The editor and its delegate go after the view's own part: they must not reach it then.
+void TestCellEdit::viewClosedWhileEditing()
+{
+    ShownTable t = makeTable(Fixture::gridLines(3, 3));
+    select(*t.model, 1, 1);
+    type(t.view.get(), QStringLiteral("open"));
+    QVERIFY(t.view->getQuickEdit());
+    QVERIFY(t.view->getQuickEdit()->hasFocus() || !QApplication::focusWidget());
+    t.view.reset();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QCOMPARE(text(*t.model, 1, 1, Qt::EditRole), QStringLiteral("open"));
 }
 
 QTEST_MAIN(TestCellEdit)

@@ -746,6 +746,19 @@ void TableView::keyPressEvent(QKeyEvent* event)
             event->accept();
             return;
         }
+        if (key == Qt::Key_Z && (mods == Qt::ControlModifier || mods == (Qt::ControlModifier | Qt::ShiftModifier))) {
+            if (shift)
+                redo();
+            else
+                undo();
+            event->accept();
+            return;
+        }
+        if (key == Qt::Key_Y && mods == Qt::ControlModifier) {
+            redo();
+            event->accept();
+            return;
+        }
         if ((key == Qt::Key_Delete || key == Qt::Key_Backspace) && mods == Qt::NoModifier) {
             deleteCells();
             event->accept();

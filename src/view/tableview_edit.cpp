@@ -11,6 +11,7 @@
 #include "view/quickedit.h"
 #include "view/tabledelegate.h"
 
+#include <QApplication>
 #include <QFontMetrics>
 #include <QHeaderView>
 #include <QKeyEvent>
@@ -424,6 +425,7 @@ void TableView::stopEditing(bool commit) {
     if (stoppingEdit)
         return;
     quickEditOfEdit = nullptr;
+    paneOpenedForThisEdit = false;
     const bool wasEditing = editingCell;
     for (AbstractTableView* grid :
          {static_cast<AbstractTableView*>(this), static_cast<AbstractTableView*>(frozenRows),
@@ -443,11 +445,15 @@ void TableView::stopEditing(bool commit) {
         editText = openEditor->text();
         editTextSet = true;
     }
+    // The grid takes the focus back from its editor, not from a widget the user went to.
+    QWidget* focus = QApplication::focusWidget();
+    const bool takeFocus = !focus || focus == this || isAncestorOf(focus);
     for (AbstractTableView* grid :
          {static_cast<AbstractTableView*>(this), static_cast<AbstractTableView*>(frozenRows),
           static_cast<AbstractTableView*>(frozenCols), static_cast<AbstractTableView*>(frozenCorner)})
         grid->closeEditorPublic();
-    setFocus();
+    if (takeFocus)
+        setFocus();
     if (commit) {
         onCellEditingFinished();
     } else {

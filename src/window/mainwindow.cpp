@@ -145,6 +145,8 @@ void MainWindow::setupLayout() {
     connect(paneView, &PaneView::selectionSizeChangedSignal, this, &MainWindow::onSelectionSizeChanged);
     connect(paneView, &PaneView::mainCellLengthChangedSignal, this, &MainWindow::onMainCellLengthChanged);
     connect(paneView, &PaneView::loadFinishedSignal, this, &MainWindow::onLoadFinished);
+    connect(paneView, &PaneView::editorPaneHeightChangedSignal, this,
+            [this](int height) { editorPaneShowHeight = height; });
     connect(paneView, &PaneView::cancelLoadSignal, this, &MainWindow::cancelLoad);
     connect(paneView->getTabBar(), &TabBar::tableSelectedSignal, this, &MainWindow::setActiveTable);
     connect(paneView->getTabBar(), &TabBar::closeTableSignal, this,
@@ -566,7 +568,7 @@ ConfigData MainWindow::makeConfigData() const {
     data.windowGeometry = saveGeometry();
     data.windowState = static_cast<int>(windowState());
     data.sideBarShowWidth = sidebarShowWidth;
-    data.editorPaneShowHeight = paneView->getEditorPaneShowHeight();
+    data.editorPaneShowHeight = editorPaneShowHeight;
     data.defaultOpenFolderpath = defaultOpenFolderpath;
     data.sidebarFolderpathList = sidebarFolderpathList;
     data.recentFilepathList = recentFilepathList.mid(0, 50);

@@ -226,8 +226,10 @@ void PaneView::showEditorPane(bool show, bool animate) {
         activeView->setFocus();
     }
     const int current = show ? 0 : editorPane->height();
-    if (!show && editorPaneShown && editorPane->height() > 0)
+    if (!show && editorPaneShown && editorPane->height() > 0 && editorPane->height() != editorPaneHeight) {
         editorPaneHeight = editorPane->height();
+        emit editorPaneHeightChangedSignal(editorPaneHeight);
+    }
     const bool changed = editorPaneShown != show;
     editorPaneShown = show;
     for (TableView* view : getTableViews())
@@ -419,7 +421,10 @@ void PaneView::onEditorPaneHandleMoved() {
     const QList<int> sizes = splitter->sizes();
     const int height = sizes.size() > 1 ? sizes.at(1) : 0;
     if (height > 0) {
-        editorPaneHeight = height;
+        if (height != editorPaneHeight) {
+            editorPaneHeight = height;
+            emit editorPaneHeightChangedSignal(height);
+        }
         if (!editorPaneShown) {
             editorPaneShown = true;
             for (TableView* view : getTableViews())

@@ -110,6 +110,8 @@ signals:
     void mainCellLengthChangedSignal(int length);
     void loadFinishedSignal(TableView* view);
     void cancelLoadSignal(TableView* view);
+    // The pane took a new height from the user: what it shows at next time.
+    void editorPaneHeightChangedSignal(int height);
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;

@@ -151,6 +151,8 @@ private slots:
         QApplication::sendEvent(splitter->handle(1), &release);
         QVERIFY(window->getContext() & MainWindow::ContextEditorPaneShown);
         QCOMPARE(pane->getEditorPaneShowHeight(), splitter->sizes().at(1));
+        // The window remembers it for the next start.
+        QCOMPARE(window->makeConfigData().editorPaneShowHeight, splitter->sizes().at(1));
     }
 
     void largeCellQuestionOpensPane() {

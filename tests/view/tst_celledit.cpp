@@ -94,6 +94,7 @@ private slots:
     void inputMethodCommitStartsEdit();
     void rowRemovedUnderEditDropsIt();
     void viewClosedWhileEditing();
+    void composingKeysAreNotTyping();
 };
 
 // 120 characters still open in the line editor, 121 ask for the pane; the rule counts
@@ -444,8 +445,7 @@ void TestCellEdit::rowRemovedUnderEditDropsIt() {
 }
 
 // The editor and its delegate go after the view's own part: they must not reach it then.
-void TestCellEdit::viewClosedWhileEditing()
-{
+void TestCellEdit::viewClosedWhileEditing() {
     ShownTable t = makeTable(Fixture::gridLines(3, 3));
     select(*t.model, 1, 1);
     type(t.view.get(), QStringLiteral("open"));
@@ -454,6 +454,30 @@ void TestCellEdit::viewClosedWhileEditing()
     t.view.reset();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     QCOMPARE(text(*t.model, 1, 1, Qt::EditRole), QStringLiteral("open"));
+}
+
+// Keys that an input method sends while it composes carry text but are not typing: over a
+// large cell they ask like F2 does, and inside a line editor they change nothing.
+void TestCellEdit::composingKeysAreNotTyping() {
+    ShownTable t =
+        makeTable(QStringList{QStringLiteral("a,b"), QStringLiteral("c,") + QString(200, QLatin1Char('L'))});
+    select(*t.model, 1, 1);
+    Answers answers;
+    answers.queue = {1};
+    QKeyEvent composing(QEvent::KeyPress, Qt::Key_A, Qt::NoModifier, QuickEdit::kImeScanCode, 0, 0,
+                        QStringLiteral("a"));
+    QApplication::sendEvent(t.view.get(), &composing);
+    QCOMPARE(answers.asked, QStringList{kLargeCellQuestion});
+    QVERIFY(!t.view->isEditing());
+
+    select(*t.model, 1, 0);
+    type(t.view.get(), QStringLiteral("x"));
+    QVERIFY(t.view->getQuickEdit());
+    QKeyEvent inEditor(QEvent::KeyPress, Qt::Key_B, Qt::NoModifier, QuickEdit::kImeScanCode, 0, 0,
+                       QStringLiteral("b"));
+    QApplication::sendEvent(t.view->getQuickEdit(), &inEditor);
+    QVERIFY(inEditor.isAccepted());
+    QCOMPARE(t.view->getQuickEdit()->text(), QStringLiteral("x"));
 }
 
 QTEST_MAIN(TestCellEdit)

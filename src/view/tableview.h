@@ -263,6 +263,8 @@ signals:
     void mainCellLengthChangedSignal(int length);
     void addContextSignal(quint32 bits);
     void removeContextSignal(quint32 bits);
+    // An edit is about to end: an editor outside the view hands in what it still holds.
+    void editingAboutToStopSignal();
     void fileMetadataChangedSignal();
     void undoStackCleanChangedSignal(bool clean);
     void suppressAutoFitWarningsChangedSignal(bool on);

@@ -426,6 +426,8 @@ void TableView::stopEditing(bool commit) {
         return;
     quickEditOfEdit = nullptr;
     paneOpenedForThisEdit = false;
+    if (editingCell)
+        emit editingAboutToStopSignal();
     const bool wasEditing = editingCell;
     for (AbstractTableView* grid :
          {static_cast<AbstractTableView*>(this), static_cast<AbstractTableView*>(frozenRows),

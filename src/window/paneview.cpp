@@ -365,6 +365,7 @@ void PaneView::connectActive(TableView* view) {
             qOverload<bool, QKeyEvent*>(&PaneView::onStartOffCellEdit));
     connect(view, &TableView::mainCellLengthChangedSignal, this, &PaneView::mainCellLengthChangedSignal);
     connect(view, &TableView::addContextSignal, this, &PaneView::addContextSignal);
+    connect(view, &TableView::editingAboutToStopSignal, this, &PaneView::settleEditorPaneFill);
     connect(view, &TableView::removeContextSignal, this, &PaneView::removeContextSignal);
     TableModel* model = view->tableModel();
     if (!model)
@@ -390,6 +391,7 @@ void PaneView::disconnectActive(TableView* view) {
     disconnect(view, qOverload<bool, QKeyEvent*>(&TableView::startOffCellEditSignal), this, nullptr);
     disconnect(view, &TableView::mainCellLengthChangedSignal, this, nullptr);
     disconnect(view, &TableView::addContextSignal, this, nullptr);
+    disconnect(view, &TableView::editingAboutToStopSignal, this, nullptr);
     disconnect(view, &TableView::removeContextSignal, this, nullptr);
     if (TableModel* model = view->tableModel()) {
         disconnect(model, &QAbstractItemModel::dataChanged, this, nullptr);
@@ -561,6 +563,14 @@ void PaneView::finishEditorPaneProgrammaticUpdate() {
     if (userEditedDuringFill && activeView && activeView->isEditing())
         activeView->onCellTextEdited(editorPane->toPlainText());
     userEditedDuringFill = false;
+}
+
+void PaneView::settleEditorPaneFill() {
+    if (!paneUpdateRunning || !userEditedDuringFill)
+        return;
+    while (appendedCount < pendingLength)
+        appendEditorPaneChunk();
+    finishEditorPaneProgrammaticUpdate();
 }
 
 void PaneView::cancelEditorPaneProgrammaticUpdate() {

@@ -126,6 +126,9 @@ private:
     void disconnectActive(TableView* view);
     void placeOverlays();
     void dropOverlay(Overlay& overlay);
+    // Typing that came in during a fill: the rest of the text goes in at once, so that the
+    // edit ends with all of it.
+    void settleEditorPaneFill();
     // Shows the active table's main cell again, read from the table.
     void refreshEditorPane();
     void placeEditorPaneCursor();

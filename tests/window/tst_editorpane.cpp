@@ -302,6 +302,27 @@ private slots:
         QVERIFY(!view->isEditing());
     }
 
+    // Typing into a pane that is still filling, then leaving at once: the cell gets what was
+    // typed and all of its old text, not only the part that had arrived.
+    void typingDuringFillKeepsWholeText() {
+        const QString huge = hugeText(300000, 3);
+        open(QByteArray("h\n") + quoted(huge) + "\n");
+        showPane();
+        select(view, 1, 0);
+        QCoreApplication::processEvents();
+        QVERIFY(pane->isEditorPaneUpdateRunning());
+        view->setFocus();
+        QTest::keyClick(view, Qt::Key_F2);
+        QVERIFY(view->isEditing());
+        QCOMPARE(editor->textCursor().position(), 0);
+        QTest::keyClicks(editor, QStringLiteral("Z"));
+        QVERIFY(pane->isEditorPaneUpdateRunning());
+        QTest::keyClick(editor, Qt::Key_Escape);
+        QVERIFY(!view->isEditing());
+        QCOMPARE(cellText(view, 1, 0), QStringLiteral("Z") + huge);
+        QCOMPARE(view->undoStack()->count(), 1);
+    }
+
     // The user's scrolling during a fill is left alone; the fill's own scrolling isn't theirs.
     void scrollBarTouchedDuringFill() {
         open(QByteArray("h\n") + quoted(hugeText(400000, 7)) + "\n");

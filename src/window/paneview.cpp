@@ -443,6 +443,13 @@ void PaneView::onEditorPaneHandleMoved() {
     }
 }
 
+QString PaneView::editorPaneText() const {
+    QString text = editorPane->toPlainText();
+    if (paneLineBreak != QLatin1String("\n"))
+        text.replace(QLatin1Char('\n'), paneLineBreak);
+    return text;
+}
+
 void PaneView::refreshEditorPane() {
     if (!activeView || !activeView->tableModel())
         return;
@@ -471,6 +478,12 @@ void PaneView::onMainCellChanged(const Range& cell) {
     else if (model && cell.row >= 0 && cell.col >= 0)
         pendingText = model->getTableData().getValueModel(cell.row, cell.col).toString();
     pendingLength = pendingText.size();
+    if (pendingText.contains(QStringLiteral("\r\n")))
+        paneLineBreak = QStringLiteral("\r\n");
+    else if (pendingText.contains(QLatin1Char('\r')))
+        paneLineBreak = QStringLiteral("\r");
+    else
+        paneLineBreak = QStringLiteral("\n");
     if (editorPaneShown) {
         paneContentStale = false;
         const int generation = ++paneGeneration;
@@ -561,7 +574,7 @@ void PaneView::finishEditorPaneProgrammaticUpdate() {
         placeEditorPaneCursor();
     // Typing that came in during the fill is the cell's new text, now that all of it is here.
     if (userEditedDuringFill && activeView && activeView->isEditing())
-        activeView->onCellTextEdited(editorPane->toPlainText());
+        activeView->onCellTextEdited(editorPaneText());
     userEditedDuringFill = false;
 }
 
@@ -660,7 +673,7 @@ void PaneView::onEditorPaneTextChanged() {
         if (!activeView->isEditing())
             return;
     }
-    activeView->onCellTextEdited(editorPane->toPlainText());
+    activeView->onCellTextEdited(editorPaneText());
 }
 
 void PaneView::onEditingFinished() {

@@ -129,6 +129,9 @@ private:
     // Typing that came in during a fill: the rest of the text goes in at once, so that the
     // edit ends with all of it.
     void settleEditorPaneFill();
+    // The pane's text with the line breaks of the cell it came from: the pane itself knows only
+    // line feeds.
+    QString editorPaneText() const;
     // Shows the active table's main cell again, read from the table.
     void refreshEditorPane();
     void placeEditorPaneCursor();
@@ -163,6 +166,7 @@ private:
     bool scrollToEnd = false;
     bool cursorToFront = false;
     bool userEditedDuringFill = false;
+    QString paneLineBreak = QStringLiteral("\n");
     // The main cell changed while the pane was hidden: it fills when it shows.
     bool paneContentStale = false;
 };

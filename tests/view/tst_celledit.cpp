@@ -95,6 +95,7 @@ private slots:
     void rowRemovedUnderEditDropsIt();
     void viewClosedWhileEditing();
     void composingKeysAreNotTyping();
+    void lineBreaksSurviveTheLineEditor();
 };
 
 // 120 characters still open in the line editor, 121 ask for the pane; the rule counts
@@ -478,6 +479,16 @@ void TestCellEdit::composingKeysAreNotTyping() {
     QApplication::sendEvent(t.view->getQuickEdit(), &inEditor);
     QVERIFY(inEditor.isAccepted());
     QCOMPARE(t.view->getQuickEdit()->text(), QStringLiteral("x"));
+}
+
+void TestCellEdit::lineBreaksSurviveTheLineEditor() {
+    ShownTable t = makeTable(QStringList{QStringLiteral("a,b"), QStringLiteral("\"one\r\ntwo\",x")});
+    QCOMPARE(text(*t.model, 1, 0, Qt::EditRole), QStringLiteral("one\r\ntwo"));
+    select(*t.model, 1, 0);
+    QTest::keyClick(t.view.get(), Qt::Key_F2);
+    QVERIFY(t.view->getQuickEdit());
+    type(t.view.get(), QStringLiteral("!\n"));
+    QCOMPARE(text(*t.model, 1, 0, Qt::EditRole), QStringLiteral("one\r\ntwo!"));
 }
 
 QTEST_MAIN(TestCellEdit)

@@ -302,6 +302,28 @@ private slots:
         QVERIFY(!view->isEditing());
     }
 
+    // Line breaks inside a cell come back from the pane as they went in.
+    void lineBreaksSurviveThePane_data() {
+        QTest::addColumn<QString>("cell");
+        QTest::newRow("lf") << "one\ntwo";
+        QTest::newRow("crlf") << "one\r\ntwo";
+        QTest::newRow("cr") << "one\rtwo";
+        QTest::newRow("tab and trailing break") << "one\ttwo\n";
+    }
+    void lineBreaksSurviveThePane() {
+        QFETCH(QString, cell);
+        open(QByteArray("h\n") + quoted(cell) + "\n");
+        QCOMPARE(cellText(view, 1, 0), cell);
+        showPane();
+        select(view, 1, 0);
+        QVERIFY(waitForFill(pane));
+        view->setFocus();
+        QTest::keyClick(view, Qt::Key_F2);
+        QTest::keyClicks(editor, QStringLiteral("!"));
+        QTest::keyClick(editor, Qt::Key_Escape);
+        QCOMPARE(cellText(view, 1, 0), cell + QStringLiteral("!"));
+    }
+
     // Typing into a pane that is still filling, then leaving at once: the cell gets what was
     // typed and all of its old text, not only the part that had arrived.
     void typingDuringFillKeepsWholeText() {

@@ -382,6 +382,24 @@ private slots:
         QCOMPARE(cellText(view, 1, 1), QStringLiteral("d"));
     }
 
+    // Saving during an edit ends it first: the file holds the text, and the table is clean.
+    void saveCommitsEditFirst()
+    {
+        open("a,b\nc,d\n");
+        select(view, 1, 1);
+        view->setFocus();
+        QTest::keyClick(view, Qt::Key_S);
+        QVERIFY(view->getQuickEdit());
+        QTest::keyClicks(view->getQuickEdit(), QStringLiteral("aved"));
+        QVERIFY(window->commandSaveFile());
+        QVERIFY(!view->isEditing());
+        QVERIFY(!view->isModified());
+        QCOMPARE(view->undoStack()->count(), 1);
+        QFile file(view->tableModel()->getTableData().getFilepath());
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QCOMPARE(file.readAll(), QByteArray("a,b\nc,saved\n"));
+    }
+
     // A switch of table commits the edit in progress.
     void tabSwitchCommitsEdit() {
         open("a,b\nc,d\n");

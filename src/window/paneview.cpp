@@ -443,7 +443,18 @@ void PaneView::onEditorPaneHandleMoved() {
     }
 }
 
-QString PaneView::editorPaneText() const {
+QString PaneView::editorPaneText() {
+    if (!paneLineBreakKnown) {
+        const qsizetype cr = paneSourceText.indexOf(QLatin1Char('\r'));
+        if (cr < 0)
+            paneLineBreak = QStringLiteral("\n");
+        else if (cr + 1 < paneSourceText.size() && paneSourceText.at(cr + 1) == QLatin1Char('\n'))
+            paneLineBreak = QStringLiteral("\r\n");
+        else
+            paneLineBreak = QStringLiteral("\r");
+        paneLineBreakKnown = true;
+        paneSourceText.clear();
+    }
     QString text = editorPane->toPlainText();
     if (paneLineBreak != QLatin1String("\n"))
         text.replace(QLatin1Char('\n'), paneLineBreak);
@@ -478,12 +489,9 @@ void PaneView::onMainCellChanged(const Range& cell) {
     else if (model && cell.row >= 0 && cell.col >= 0)
         pendingText = model->getTableData().getValueModel(cell.row, cell.col).toString();
     pendingLength = pendingText.size();
-    if (pendingText.contains(QStringLiteral("\r\n")))
-        paneLineBreak = QStringLiteral("\r\n");
-    else if (pendingText.contains(QLatin1Char('\r')))
-        paneLineBreak = QStringLiteral("\r");
-    else
-        paneLineBreak = QStringLiteral("\n");
+    // Shared, not copied; its line breaks are looked for only when the pane's text is used.
+    paneSourceText = pendingText;
+    paneLineBreakKnown = false;
     if (editorPaneShown) {
         paneContentStale = false;
         const int generation = ++paneGeneration;

@@ -131,7 +131,7 @@ private:
     void settleEditorPaneFill();
     // The pane's text with the line breaks of the cell it came from: the pane itself knows only
     // line feeds.
-    QString editorPaneText() const;
+    QString editorPaneText();
     // Shows the active table's main cell again, read from the table.
     void refreshEditorPane();
     void placeEditorPaneCursor();
@@ -167,6 +167,8 @@ private:
     bool cursorToFront = false;
     bool userEditedDuringFill = false;
     QString paneLineBreak = QStringLiteral("\n");
+    QString paneSourceText;
+    bool paneLineBreakKnown = true;
     // The main cell changed while the pane was hidden: it fills when it shows.
     bool paneContentStale = false;
 };

@@ -1,63 +1,54 @@
 #include "storage/editabledatacontainer.h"
 
+#include "storage/loadscan.h"
+#include "storage/rowarena.h"
+
 #include <QFile>
 #include <QSaveFile>
 
 #include <algorithm>
 #include <atomic>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
+#if defined(__linux__)
+#include <sys/mman.h>
 #endif
 
 namespace {
 
 std::atomic<qint64> s_pieceSizeForTesting{0};
 
-// The bytes that end a plain cell: the delimiter (if any), LF, CR and record separator.
-struct PlainCellEnds {
-    bool table[256] = {};
-#if defined(__SSE2__)
-    __m128i delimiter, lf, cr, rs;
-#endif
+// The read buffer runs this far past a piece, zeroed, so that the scanner may read whole blocks
+// of 64 bytes and a short cell may be copied sixteen bytes at a time.
+constexpr qint64 kPiecePadding = 64;
 
-    PlainCellEnds(bool withDelimiter, char delimiterByte)
-    {
-        table[static_cast<unsigned char>(KeyChars::LF)] = true;
-        table[static_cast<unsigned char>(KeyChars::CR)] = true;
-        table[static_cast<unsigned char>(KeyChars::RecordSeparator)] = true;
-        if (withDelimiter)
-            table[static_cast<unsigned char>(delimiterByte)] = true;
-#if defined(__SSE2__)
-        // Without a delimiter LF stands in for it, which adds nothing to the set.
-        delimiter = _mm_set1_epi8(withDelimiter ? delimiterByte : KeyChars::LF);
-        lf = _mm_set1_epi8(KeyChars::LF);
-        cr = _mm_set1_epi8(KeyChars::CR);
-        rs = _mm_set1_epi8(KeyChars::RecordSeparator);
-#endif
-    }
+// The read buffer, in large pages where the system has them: the file is read into fresh memory,
+// and faulting it in 4 KiB at a time costs more than the parsing of it.
+struct ReadBuffer {
+    static constexpr size_t kAlignment = size_t(2) << 20;
+    struct Free {
+        void operator()(char* p) const { std::free(p); }
+    };
+    std::unique_ptr<char, Free> memory;
 
-    // The first byte at or after p that ends a plain cell, or end. Runs of ordinary bytes go
-    // sixteen at a time; the answer is the same as a byte-by-byte walk over the table.
-    const char* find(const char* p, const char* end) const
+    explicit ReadBuffer(size_t size)
     {
-#if defined(__SSE2__)
-        while (end - p >= 16) {
-            const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-            const __m128i hits = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(block, delimiter), _mm_cmpeq_epi8(block, lf)),
-                                              _mm_or_si128(_mm_cmpeq_epi8(block, cr), _mm_cmpeq_epi8(block, rs)));
-            const int mask = _mm_movemask_epi8(hits);
-            if (mask != 0)
-                return p + __builtin_ctz(static_cast<unsigned>(mask));
-            p += 16;
+        if (size < kAlignment) {
+            memory.reset(static_cast<char*>(std::malloc(size)));
+        } else {
+            const size_t rounded = (size + kAlignment - 1) / kAlignment * kAlignment;
+            memory.reset(static_cast<char*>(std::aligned_alloc(kAlignment, rounded)));
+#if defined(__linux__) && defined(MADV_HUGEPAGE)
+            if (memory)
+                madvise(memory.get(), rounded, MADV_HUGEPAGE); // a refusal only costs speed
+#endif
         }
-#endif
-        while (p < end && !table[static_cast<unsigned char>(*p)])
-            ++p;
-        return p;
+        if (!memory)
+            throw std::bad_alloc(); // as new[] would have
     }
+    char* get() const { return memory.get(); }
 };
 
 // Class of a byte (or unit) as the reader sees it. A quote only counts at a cell's start and
@@ -83,25 +74,118 @@ bool contains(const std::vector<int>& sortedList, int value)
     return std::binary_search(sortedList.begin(), sortedList.end(), value);
 }
 
+// Where the next separator (delimiter or terminator) or quote of a piece is. The piece is
+// scanned into bit masks a window of blocks ahead of the reader, which then jumps from one
+// marked byte to the next. Positions only ever move forward within a piece.
+class PieceCursor {
+public:
+    PieceCursor(char delimiter, bool withDelimiter) : scan(LoadScan::bestScanFunction())
+    {
+        // Without a delimiter LF stands in for it, which adds nothing to the set.
+        keys.delimiter = withDelimiter ? delimiter : KeyChars::LF;
+        keys.lineFeed = KeyChars::LF;
+        keys.carriageReturn = KeyChars::CR;
+        keys.recordSeparator = KeyChars::RecordSeparator;
+        keys.quote = KeyChars::Quote;
+    }
+
+    // A new piece of `length` bytes, readable (and zeroed) for kPiecePadding bytes beyond.
+    void reset(const char* data, size_t length)
+    {
+        base = data;
+        blocks = (length + 63) / 64;
+        const size_t tail = length % 64;
+        lastBlockMask = tail ? (std::uint64_t(1) << tail) - 1 : ~std::uint64_t(0);
+        first = 0;
+        count = 0;
+    }
+
+    const char* pieceStart() const { return base; }
+    size_t blockCount() const { return blocks; }
+    // The separators of block b of the piece, b < blockCount().
+    std::uint64_t separatorsAt(size_t b)
+    {
+        if (b - first >= count)
+            fill(b);
+        return separators[b - first];
+    }
+
+    // The first separator at or after p, or end.
+    const char* nextSeparator(const char* p, const char* end) { return next<false>(p, end); }
+    // The first quote at or after p, or end.
+    const char* nextQuote(const char* p, const char* end) { return next<true>(p, end); }
+
+private:
+    static constexpr size_t kWindow = 64; // blocks, 4 KiB: the masks stay in the first-level cache
+
+    template <bool Quotes>
+    [[gnu::always_inline]] inline const char* next(const char* p, const char* end)
+    {
+        const size_t offset = static_cast<size_t>(p - base);
+        size_t b = offset / 64;
+        if (b >= blocks)
+            return end;
+        if (b - first >= count)
+            fill(b);
+        std::uint64_t m = (Quotes ? quotes : separators)[b - first] & (~std::uint64_t(0) << (offset % 64));
+        while (m == 0) {
+            if (++b >= blocks)
+                return end;
+            if (b - first >= count)
+                fill(b);
+            m = (Quotes ? quotes : separators)[b - first];
+        }
+        return base + b * 64 + LoadScan::lowestBit(m);
+    }
+
+    [[gnu::noinline]] void fill(size_t block)
+    {
+        first = block;
+        count = std::min(kWindow, blocks - block);
+        scan(base + block * 64, count, keys, separators, quotes);
+        if (first + count == blocks) {
+            // The last block's bytes past the piece are padding, never data.
+            separators[count - 1] &= lastBlockMask;
+            quotes[count - 1] &= lastBlockMask;
+        }
+    }
+
+    LoadScan::ScanFunction scan;
+    LoadScan::Keys keys;
+    const char* base = nullptr;
+    size_t blocks = 0;
+    std::uint64_t lastBlockMask = 0;
+    size_t first = 0; // the window holds the masks of blocks [first, first + count)
+    size_t count = 0;
+    std::uint64_t separators[kWindow];
+    std::uint64_t quotes[kWindow];
+};
+
 } // namespace
 
 // --- Row building, shared by every parser --------------------------------------------------
 // Cells arrive in reading order, so a row is only ever appended to: its bytes and cell ends
 // gather in buffers that keep their capacity from row to row, and the finished row is packed
-// into one block of exactly its size. An empty cell is not stored unless a later cell of the
-// row needs the place: memory follows content.
+// into one block of exactly its size, carved from the load's arena. An empty cell is not stored
+// unless a later cell of the row needs the place: memory follows content.
 struct EditableDataContainer::RowSink {
+    // A cell copied sixteen bytes at a time writes up to 15 bytes past its end.
+    static constexpr size_t kSlack = 16;
+
     EditableDataContainer& c;
-    std::unique_ptr<char[]> bytes; // a plain buffer: a cell is appended with one memcpy
+    RowArena arena;
+    std::unique_ptr<char[]> bytes;
     size_t used = 0;
     size_t capacity = 0;
-    std::vector<std::uint64_t> ends;
+    std::unique_ptr<std::uint64_t[]> ends;
+    size_t count = 0;
+    size_t endsCapacity = 0;
     bool rowOpen = false;
 
     explicit RowSink(EditableDataContainer& container) : c(container)
     {
         grow(4096);
-        ends.reserve(64);
+        growEnds(64);
     }
 
     [[gnu::noinline]] void grow(size_t needed)
@@ -114,48 +198,91 @@ struct EditableDataContainer::RowSink {
         capacity = newCapacity;
     }
 
-    void openRow()
+    [[gnu::noinline]] void growEnds(size_t needed)
+    {
+        const size_t newCapacity = std::max(needed, endsCapacity * 2);
+        std::unique_ptr<std::uint64_t[]> larger(new std::uint64_t[newCapacity]);
+        // All of it: the hot path keeps ends past `count` that it hasn't counted yet.
+        if (endsCapacity > 0)
+            std::memcpy(larger.get(), ends.get(), endsCapacity * sizeof(std::uint64_t));
+        ends = std::move(larger);
+        endsCapacity = newCapacity;
+    }
+
+    [[gnu::noinline]] void openRow()
     {
         c.rows.emplace_back();
         rowOpen = true;
         c.numRowsLogical = static_cast<int>(c.rows.size());
     }
 
-    [[gnu::always_inline]] inline void store(int col, const char* data, size_t length)
+    // Room for cell `index` and `length` more bytes.
+    [[gnu::noinline]] void makeRoom(size_t index, size_t length)
+    {
+        if (index >= endsCapacity)
+            growEnds(index + 1);
+        if (capacity - used < length + kSlack)
+            grow(used + length + kSlack);
+    }
+
+    // Sets the ends of the empty cells that come before cell `index`, beyond those stored, so
+    // that any cell may be written next; the count of stored cells stays.
+    void padTo(int index)
+    {
+        const size_t cells = static_cast<size_t>(index);
+        if (cells > endsCapacity)
+            growEnds(cells);
+        for (size_t i = count; i < cells; ++i)
+            ends[i] = used;
+    }
+
+    // Counts the cell and makes room for its bytes; false when there is nothing to store.
+    [[gnu::always_inline]] inline bool place(int col, size_t length)
     {
         if (!rowOpen)
             openRow();
         if (col >= c.numColsLogical)
             c.numColsLogical = col + 1;
         if (length == 0)
+            return false;
+        const size_t index = static_cast<size_t>(col);
+        if (index >= endsCapacity)
+            growEnds(index + 1);
+        while (count < index)
+            ends[count++] = used; // empty cells before this one
+        if (capacity - used < length + kSlack)
+            grow(used + length + kSlack);
+        return true;
+    }
+
+    [[gnu::always_inline]] inline void store(int col, const char* data, size_t length)
+    {
+        if (!place(col, length))
             return;
-        if (ends.size() < static_cast<size_t>(col))
-            ends.resize(static_cast<size_t>(col), used);
-        if (capacity - used < length)
-            grow(used + length);
         std::memcpy(bytes.get() + used, data, length);
         used += length;
-        ends.push_back(used);
+        ends[count++] = used;
     }
 
     void endRow()
     {
-        if (rowOpen && !ends.empty())
-            c.rows.back() = PackedRow::fromParts(bytes.get(), ends.data(), ends.size());
+        if (rowOpen && count > 0)
+            c.rows.back() = PackedRow::fromParts(bytes.get(), ends.get(), count, &arena);
         used = 0;
-        ends.clear();
+        count = 0;
         rowOpen = false;
     }
 };
 
 // --- The single-byte machine ---------------------------------------------------------------
-// One table lookup per byte; runs of ordinary bytes are skipped in a tight loop and stored
-// straight from the read buffer when the cell doesn't cross a piece boundary.
+// The reader jumps from one separator to the next through the piece's bit masks; a plain cell
+// that lies within the piece is stored straight from the read buffer. Quoted cells and cells
+// that cross a piece gather in `cell`.
 struct EditableDataContainer::ByteMachine {
     RowSink sink;
     EditableDataContainer& c;
     unsigned char cellStartClass[256] = {}; // class of a cell's first byte
-    PlainCellEnds plainEnds;                // delimiter or terminator: ends a plain cell
+    PieceCursor cursor;
     ParseState state = ParseState::RowStart;
     bool skipLineFeed = false; // a CR ended the row; a LF right behind it belongs to it
     int row = -1;
@@ -163,7 +290,7 @@ struct EditableDataContainer::ByteMachine {
     std::vector<char> cell; // the cell under construction when it crosses pieces or is quoted
 
     ByteMachine(EditableDataContainer& container, bool withDelimiter, bool honourQuotes)
-        : sink(container), c(container), plainEnds(withDelimiter, container.delimiter)
+        : sink(container), c(container), cursor(container.delimiter, withDelimiter)
     {
         cellStartClass[static_cast<unsigned char>(KeyChars::LF)] = Terminator;
         cellStartClass[static_cast<unsigned char>(KeyChars::RecordSeparator)] = Terminator;
@@ -196,11 +323,115 @@ struct EditableDataContainer::ByteMachine {
         sink.store(col, cell.data(), w);
     }
 
-    // Returns false when the load was cancelled at a row start.
+    // From the start of a cell on: reads cells for as long as delimiters end them, and returns
+    // where the reading stopped, with the state set for what comes there.
+    const char* readCells(const char* p, const char* const end)
+    {
+        ++col;
+        if (cellStartClass[static_cast<unsigned char>(*p)] == QuoteChar) {
+            cell.assign(1, KeyChars::Quote);
+            state = ParseState::QuotedCell;
+            return p + 1;
+        }
+        return readPlainCells(p, end);
+    }
+
+    // The hot path: cell `col` starts at p and isn't quoted. Walks the separators of the piece's
+    // masks one after the other; each ends a cell (an empty one when it stands at the cell's
+    // start), and the cell's bytes go straight from the piece into the row. Stops at a row's
+    // end, at a quote that opens a cell, or at the end of the piece.
+    //
+    // The sink's fields are worked on in locals: the compiler must assume that a byte stored
+    // into the row may change any field, and would reload them all for every cell.
+    const char* readPlainCells(const char* p, const char* const end)
+    {
+        if (!sink.rowOpen)
+            sink.openRow();
+        sink.padTo(col);
+        int column = col;
+        size_t stored = sink.count; // cells up to the last non-empty one
+        char* bytes = sink.bytes.get();
+        size_t used = sink.used;
+        size_t capacity = sink.capacity;
+        std::uint64_t* ends = sink.ends.get();
+        size_t endsCapacity = sink.endsCapacity;
+        const char* const base = cursor.pieceStart();
+        const size_t blocks = cursor.blockCount();
+
+        const auto settle = [&](int lastColumn) {
+            sink.used = used;
+            sink.count = stored;
+            if (lastColumn >= c.numColsLogical)
+                c.numColsLogical = lastColumn + 1;
+        };
+
+        const char* start = p;
+        size_t offset = static_cast<size_t>(p - base);
+        size_t b = offset / 64;
+        std::uint64_t m = cursor.separatorsAt(b) & (~std::uint64_t(0) << (offset % 64));
+        for (;;) {
+            while (m == 0) {
+                if (++b >= blocks) {
+                    // The cell runs on into the next piece.
+                    settle(column - 1);
+                    col = column;
+                    cell.assign(start, end);
+                    state = ParseState::PlainCell;
+                    return end;
+                }
+                m = cursor.separatorsAt(b);
+            }
+            const char* const q = base + b * 64 + LoadScan::lowestBit(m);
+            m &= m - 1;
+            const size_t length = static_cast<size_t>(q - start);
+            if (static_cast<size_t>(column) >= endsCapacity || capacity - used < length + RowSink::kSlack) {
+                sink.used = used;
+                sink.makeRoom(static_cast<size_t>(column), length);
+                bytes = sink.bytes.get();
+                capacity = sink.capacity;
+                ends = sink.ends.get();
+                endsCapacity = sink.endsCapacity;
+            }
+            // Whole blocks of sixteen: the piece is padded, the row buffer has the slack.
+            char* const out = bytes + used;
+            for (size_t i = 0; i < length; i += 16)
+                std::memcpy(out + i, start + i, 16);
+            used += length;
+            ends[column] = used;
+            if (length > 0)
+                stored = static_cast<size_t>(column) + 1;
+            const unsigned char endCls = cellStartClass[static_cast<unsigned char>(*q)];
+            start = q + 1;
+            if (endCls != Delimiter) {
+                settle(column);
+                col = column;
+                endRowBy(endCls);
+                return start;
+            }
+            if (start == end) {
+                settle(column);
+                col = column;
+                state = ParseState::CellStart;
+                return end;
+            }
+            ++column;
+            if (cellStartClass[static_cast<unsigned char>(*start)] == QuoteChar) {
+                settle(column - 1);
+                col = column;
+                cell.assign(1, KeyChars::Quote);
+                state = ParseState::QuotedCell;
+                return start + 1;
+            }
+        }
+    }
+
+    // Returns false when the load was cancelled at a row start. The piece is padded as
+    // PieceCursor::reset() says.
     bool feed(const char* data, qint64 length, qint64 position)
     {
         const char* p = data;
         const char* const end = data + length;
+        cursor.reset(data, static_cast<size_t>(length));
         while (p < end) {
             switch (state) {
             case ParseState::RowStart:
@@ -218,47 +449,13 @@ struct EditableDataContainer::ByteMachine {
                 if (c.fileSize >= kProgressThreshold)
                     c.reportProgressIfDue(position + (p - data), c.fileSize, 1);
                 [[fallthrough]];
-            case ParseState::CellStart: {
-                ++col;
-                const unsigned char cls = cellStartClass[static_cast<unsigned char>(*p)];
-                if (cls == Delimiter) {
-                    sink.store(col, p, 0);
-                    state = ParseState::CellStart;
-                    ++p;
-                    continue;
-                }
-                if (cls == Terminator || cls == CarriageReturn) {
-                    sink.store(col, p, 0);
-                    endRowBy(cls);
-                    ++p;
-                    continue;
-                }
-                if (cls == QuoteChar) {
-                    cell.assign(1, KeyChars::Quote);
-                    state = ParseState::QuotedCell;
-                    ++p;
-                    continue;
-                }
-                const char* start = p;
-                p = plainEnds.find(p + 1, end);
-                if (p == end) {
-                    cell.assign(start, end);
-                    state = ParseState::PlainCell;
-                    continue;
-                }
-                sink.store(col, start, static_cast<size_t>(p - start));
-                const unsigned char endCls = cellStartClass[static_cast<unsigned char>(*p)];
-                if (endCls == Delimiter)
-                    state = ParseState::CellStart;
-                else
-                    endRowBy(endCls);
-                ++p;
+            case ParseState::CellStart:
+                p = readCells(p, end);
                 continue;
-            }
             case ParseState::PlainCell: {
-                const char* start = p;
-                p = plainEnds.find(p, end);
-                cell.insert(cell.end(), start, p);
+                const char* q = cursor.nextSeparator(p, end);
+                cell.insert(cell.end(), p, q);
+                p = q;
                 if (p == end)
                     continue;
                 sink.store(col, cell.data(), cell.size());
@@ -271,15 +468,14 @@ struct EditableDataContainer::ByteMachine {
                 continue;
             }
             case ParseState::QuotedCell: {
-                const void* q = std::memchr(p, KeyChars::Quote, static_cast<size_t>(end - p));
-                if (!q) {
+                const char* q = cursor.nextQuote(p, end);
+                if (q == end) {
                     cell.insert(cell.end(), p, end);
                     p = end;
                     continue;
                 }
-                const char* quote = static_cast<const char*>(q);
-                cell.insert(cell.end(), p, quote + 1);
-                p = quote + 1;
+                cell.insert(cell.end(), p, q + 1);
+                p = q + 1;
                 state = ParseState::AfterQuote;
                 continue;
             }
@@ -1018,7 +1214,7 @@ bool EditableDataContainer::runLoad(Machine& machine)
         pieceSize = (pieceSize + 3) / 4 * 4; // a piece never splits a character
     const qint64 remaining = fileSize - bomOffset;
     const qint64 bufferSize = std::min(pieceSize, (remaining + 3) / 4 * 4);
-    std::unique_ptr<char[]> buffer(new char[static_cast<size_t>(std::max<qint64>(bufferSize, 4))]);
+    ReadBuffer buffer(static_cast<size_t>(std::max<qint64>(bufferSize, 4) + kPiecePadding));
 
     qint64 position = bomOffset;
     while (position < fileSize) {
@@ -1039,6 +1235,7 @@ bool EditableDataContainer::runLoad(Machine& machine)
             std::memset(buffer.get() + length, 0, static_cast<size_t>(whole - length));
             length = whole;
         }
+        std::memset(buffer.get() + length, 0, kPiecePadding);
         if (!machine.feed(buffer.get(), length, position / unit)) {
             file.close();
             return false;
@@ -1050,7 +1247,7 @@ bool EditableDataContainer::runLoad(Machine& machine)
     machine.finish();
     machine.sink.endRow();
     file.close();
-    buffer.reset();
+    buffer.memory.reset();
     emit loadFinishedSignal();
     return true;
 }

@@ -1,5 +1,7 @@
 #include "storage/packedrow.h"
 
+#include "storage/rowarena.h"
+
 #include <cstdlib>
 #include <cstring>
 #include <limits>
@@ -14,6 +16,7 @@ PackedRow::PackedRow(const PackedRow& other)
     if (!block)
         throw std::bad_alloc();
     std::memcpy(block, other.block, size);
+    reinterpret_cast<Header*>(block)->flags &= ~kInArena; // a copy lives on the heap
 }
 
 PackedRow& PackedRow::operator=(const PackedRow& other)
@@ -26,37 +29,53 @@ PackedRow& PackedRow::operator=(const PackedRow& other)
 PackedRow& PackedRow::operator=(PackedRow&& other) noexcept
 {
     if (this != &other) {
-        std::free(block);
+        release(block);
         block = other.block;
         other.block = nullptr;
     }
     return *this;
 }
 
-PackedRow::~PackedRow() { std::free(block); }
+PackedRow::~PackedRow() { release(block); }
 
-char* PackedRow::allocate(std::size_t count, std::uint64_t total)
+void PackedRow::release(char* block)
+{
+    if (!block)
+        return;
+    if (reinterpret_cast<const Header*>(block)->flags & kInArena)
+        RowArena::release(block);
+    else
+        std::free(block);
+}
+
+char* PackedRow::allocate(std::size_t count, std::uint64_t total, RowArena* arena)
 {
     const bool wide = total > std::numeric_limits<std::uint32_t>::max();
     const std::size_t size = sizeof(Header) + count * (wide ? 8 : 4) + static_cast<std::size_t>(total);
-    char* memory = static_cast<char*>(std::malloc(size));
-    if (!memory)
-        throw std::bad_alloc(); // as the vectors this replaces would have
+    char* memory = arena ? arena->allocate(size) : nullptr;
+    std::uint32_t flags = wide ? kWide : 0;
+    if (memory) {
+        flags |= kInArena;
+    } else {
+        memory = static_cast<char*>(std::malloc(size));
+        if (!memory)
+            throw std::bad_alloc(); // as the vectors this replaces would have
+    }
     Header* h = reinterpret_cast<Header*>(memory);
     h->count = static_cast<std::uint32_t>(count);
-    h->wide = wide ? 1 : 0;
+    h->flags = flags;
     return memory;
 }
 
-PackedRow PackedRow::fromParts(const char* bytes, const std::uint64_t* ends, std::size_t count)
+PackedRow PackedRow::fromParts(const char* bytes, const std::uint64_t* ends, std::size_t count, RowArena* arena)
 {
     PackedRow row;
     if (count == 0)
         return row;
     const std::uint64_t total = ends[count - 1];
-    row.block = allocate(count, total);
+    row.block = allocate(count, total, arena);
     char* offsets = row.block + sizeof(Header);
-    if (row.header()->wide) {
+    if (row.header()->flags & kWide) {
         std::memcpy(offsets, ends, count * sizeof(std::uint64_t));
     } else {
         auto* e = reinterpret_cast<std::uint32_t*>(offsets);
@@ -78,7 +97,7 @@ PackedRow PackedRow::fromCells(const std::vector<std::string_view>& cells)
     for (const std::string_view cell : cells)
         total += cell.size();
     row.block = allocate(count, total);
-    const bool wide = row.header()->wide != 0;
+    const bool wide = (row.header()->flags & kWide) != 0;
     char* offsets = row.block + sizeof(Header);
     char* out = const_cast<char*>(row.bytes());
     std::uint64_t end = 0;
@@ -129,5 +148,5 @@ std::size_t PackedRow::blockSize() const
     if (!block)
         return 0;
     const Header* h = header();
-    return sizeof(Header) + std::size_t(h->count) * (h->wide ? 8 : 4) + static_cast<std::size_t>(totalBytes());
+    return sizeof(Header) + std::size_t(h->count) * ((h->flags & kWide) ? 8 : 4) + static_cast<std::size_t>(totalBytes());
 }

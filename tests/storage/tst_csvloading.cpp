@@ -439,6 +439,52 @@ private slots:
         }
     }
 
+    // Longer inputs built from runs of ordinary bytes, so that cells, quotes and row ends fall
+    // on every offset of the scanner's 64-byte blocks and its 4 KiB windows, plain runs cross
+    // pieces of every size, and rows outgrow the row builder's first capacity.
+    void longRandomAgainstReference_data()
+    {
+        QTest::addColumn<char>("delimiter");
+        QTest::addColumn<QByteArray>("specials"); // drawn between runs; 'd' is the delimiter
+        QTest::addColumn<int>("longestRun");
+        QTest::newRow("comma, short runs") << ',' << QByteArray("ddd\"\"\r\n\x1e;") << 12;
+        QTest::newRow("comma, long runs") << ',' << QByteArray("ddd\"\"\r\n\x1e;") << 150;
+        QTest::newRow("tab, wide rows") << '\t' << QByteArray("dddddddddddddddddddddddddddd\"\",\n") << 4;
+        QTest::newRow("quote-heavy") << ';' << QByteArray("d\"\"\"\"\"\n\r,") << 30;
+        QTest::newRow("no delimiter") << char(0) << QByteArray("\"\r\n\x1e,,") << 150;
+    }
+
+    void longRandomAgainstReference()
+    {
+        QFETCH(char, delimiter);
+        QFETCH(QByteArray, specials);
+        QFETCH(int, longestRun);
+        QRandomGenerator rng(4321 + static_cast<quint32>(static_cast<unsigned char>(delimiter)) + static_cast<quint32>(longestRun));
+        for (int round = 0; round < 120; ++round) {
+            QByteArray input;
+            const int length = rng.bounded(0, 3000);
+            while (input.size() < length) {
+                const int run = rng.bounded(0, longestRun + 1);
+                for (int i = 0; i < run; ++i)
+                    input += char('a' + rng.bounded(0, 3));
+                const char special = specials[rng.bounded(specials.size())];
+                input += special == 'd' ? (delimiter ? delimiter : ',') : special;
+            }
+            const ParsingStandard standard = ParsingStandard(rng.bounded(0, 5));
+            const int pick = rng.bounded(0, 4);
+            const int piece = pick == 0 ? 0 : pick == 1 ? rng.bounded(1, 130) : pick == 2 ? 64 * rng.bounded(1, 5) + rng.bounded(-1, 2) : rng.bounded(130, 5000);
+            EditableDataContainer::setPieceSizeForTesting(piece);
+
+            auto fast = load(input, delimiter, standard, UTF_8);
+            EditableDataContainer reference;
+            referenceLoad(input, delimiter, standard, reference);
+            QString why;
+            QVERIFY2(sameContainer(*fast, reference, UTF_8, &why),
+                     qPrintable(QStringLiteral("round %1, piece %2, standard %3: %4")
+                                    .arg(round).arg(piece).arg(standard).arg(why)));
+        }
+    }
+
     // --- Pieces ----------------------------------------------------------------------------
 
     void piecesGiveTheWholeTable_data()

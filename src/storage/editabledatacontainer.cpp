@@ -166,14 +166,15 @@ private:
 // --- Row building, shared by every parser --------------------------------------------------
 // Cells arrive in reading order, so a row is only ever appended to: its bytes and cell ends
 // gather in buffers that keep their capacity from row to row, and the finished row is packed
-// into one block of exactly its size, carved from the load's arena. An empty cell is not stored
-// unless a later cell of the row needs the place: memory follows content.
+// into one block of exactly its size, carved from the load's arena when the file is large. An
+// empty cell is not stored unless a later cell of the row needs the place: memory follows content.
 struct EditableDataContainer::RowSink {
     // A cell copied sixteen bytes at a time writes up to 15 bytes past its end.
     static constexpr size_t kSlack = 16;
 
     EditableDataContainer& c;
     RowArena arena;
+    bool useArena = false; // only for files that fill a chunk: a small table keeps no spare memory
     std::unique_ptr<char[]> bytes;
     size_t used = 0;
     size_t capacity = 0;
@@ -267,7 +268,7 @@ struct EditableDataContainer::RowSink {
     void endRow()
     {
         if (rowOpen && count > 0)
-            c.rows.back() = PackedRow::fromParts(bytes.get(), ends.get(), count, &arena);
+            c.rows.back() = PackedRow::fromParts(bytes.get(), ends.get(), count, useArena ? &arena : nullptr);
         used = 0;
         count = 0;
         rowOpen = false;
@@ -328,18 +329,15 @@ struct EditableDataContainer::ByteMachine {
     const char* readCells(const char* p, const char* const end)
     {
         ++col;
-        if (cellStartClass[static_cast<unsigned char>(*p)] == QuoteChar) {
-            cell.assign(1, KeyChars::Quote);
-            state = ParseState::QuotedCell;
-            return p + 1;
-        }
         return readPlainCells(p, end);
     }
 
-    // The hot path: cell `col` starts at p and isn't quoted. Walks the separators of the piece's
-    // masks one after the other; each ends a cell (an empty one when it stands at the cell's
-    // start), and the cell's bytes go straight from the piece into the row. Stops at a row's
-    // end, at a quote that opens a cell, or at the end of the piece.
+    // The hot path, from the start of cell `col` at p. Walks the separators of the piece's masks
+    // one after the other; each ends a cell (an empty one when it stands at the cell's start),
+    // and the cell's bytes go straight from the piece into the row. A quoted cell that closes
+    // within the piece right before a separator, without doubled quotes, is taken the same way.
+    // Stops at a row's end, at the end of the piece, and at a quoted cell of any other kind,
+    // which the state machine then reads byte by byte.
     //
     // The sink's fields are worked on in locals: the compiler must assume that a byte stored
     // into the row may change any field, and would reload them all for every cell.
@@ -364,26 +362,53 @@ struct EditableDataContainer::ByteMachine {
             if (lastColumn >= c.numColsLogical)
                 c.numColsLogical = lastColumn + 1;
         };
+        // The separator walk from `from` on: block b, and its mask without the bits before.
+        size_t b = 0;
+        std::uint64_t m = 0;
+        const auto walkFrom = [&](const char* from) {
+            const size_t offset = static_cast<size_t>(from - base);
+            b = offset / 64;
+            m = b < blocks ? cursor.separatorsAt(b) & (~std::uint64_t(0) << (offset % 64)) : 0;
+        };
 
         const char* start = p;
-        size_t offset = static_cast<size_t>(p - base);
-        size_t b = offset / 64;
-        std::uint64_t m = cursor.separatorsAt(b) & (~std::uint64_t(0) << (offset % 64));
+        walkFrom(start);
         for (;;) {
-            while (m == 0) {
-                if (++b >= blocks) {
-                    // The cell runs on into the next piece.
+            const char* cellBegin = start;
+            const char* cellEnd;
+            const char* q; // the separator that ends the cell
+            if (cellStartClass[static_cast<unsigned char>(*start)] == QuoteChar) {
+                const char* const close = cursor.nextQuote(start + 1, end);
+                const unsigned char after =
+                    end - close >= 2 ? cellStartClass[static_cast<unsigned char>(close[1])] : static_cast<unsigned char>(Ordinary);
+                if (after == Ordinary || after == QuoteChar) {
                     settle(column - 1);
                     col = column;
-                    cell.assign(start, end);
-                    state = ParseState::PlainCell;
-                    return end;
+                    cell.assign(1, KeyChars::Quote);
+                    state = ParseState::QuotedCell;
+                    return start + 1;
                 }
-                m = cursor.separatorsAt(b);
+                cellBegin = start + 1;
+                cellEnd = close;
+                q = close + 1;
+                walkFrom(q + 1);
+            } else {
+                while (m == 0) {
+                    if (++b >= blocks) {
+                        // The cell runs on into the next piece.
+                        settle(column - 1);
+                        col = column;
+                        cell.assign(start, end);
+                        state = ParseState::PlainCell;
+                        return end;
+                    }
+                    m = cursor.separatorsAt(b);
+                }
+                q = base + b * 64 + LoadScan::lowestBit(m);
+                m &= m - 1;
+                cellEnd = q;
             }
-            const char* const q = base + b * 64 + LoadScan::lowestBit(m);
-            m &= m - 1;
-            const size_t length = static_cast<size_t>(q - start);
+            const size_t length = static_cast<size_t>(cellEnd - cellBegin);
             if (static_cast<size_t>(column) >= endsCapacity || capacity - used < length + RowSink::kSlack) {
                 sink.used = used;
                 sink.makeRoom(static_cast<size_t>(column), length);
@@ -395,7 +420,7 @@ struct EditableDataContainer::ByteMachine {
             // Whole blocks of sixteen: the piece is padded, the row buffer has the slack.
             char* const out = bytes + used;
             for (size_t i = 0; i < length; i += 16)
-                std::memcpy(out + i, start + i, 16);
+                std::memcpy(out + i, cellBegin + i, 16);
             used += length;
             ends[column] = used;
             if (length > 0)
@@ -415,13 +440,6 @@ struct EditableDataContainer::ByteMachine {
                 return end;
             }
             ++column;
-            if (cellStartClass[static_cast<unsigned char>(*start)] == QuoteChar) {
-                settle(column - 1);
-                col = column;
-                cell.assign(1, KeyChars::Quote);
-                state = ParseState::QuotedCell;
-                return start + 1;
-            }
         }
     }
 
@@ -1195,6 +1213,7 @@ bool EditableDataContainer::runLoad(Machine& machine)
         return true;
     }
     beginProgress(fileSize);
+    machine.sink.useArena = fileSize >= static_cast<qint64>(RowArena::kChunkSize);
 
     // The BOM is judged on the file's first bytes, whatever the piece size.
     char head[4] = {};

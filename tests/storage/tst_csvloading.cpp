@@ -485,6 +485,40 @@ private slots:
         }
     }
 
+    // A file large enough that its rows are carved from shared chunks: edits that replace,
+    // copy, insert and remove rows afterwards leave every other row intact, and a row too large
+    // for a chunk lives on its own.
+    void largeLoadThenEdits()
+    {
+        QByteArray text;
+        for (int n = 0; text.size() < (10 << 20); ++n) {
+            text += QByteArray::number(n) + ",cell " + QByteArray::number(n * 7) + ",\"quoted, " +
+                    QByteArray::number(n % 13) + "\"\n";
+            if (n == 5000)
+                text += QByteArray(1 << 20, 'w') + ",tail\n";
+        }
+        auto c = load(text, ',', RFC_4180, UTF_8);
+        Table expected = tableOf(*c);
+        QVERIFY(expected.size() > 300000);
+        QCOMPARE(expected[5001][0], QByteArray(1 << 20, 'w'));
+        QCOMPARE(expected[300000], QByteArrayList({"299999", "cell 2099993", "quoted, 11"}));
+
+        QVERIFY(c->setValue(10, 1, {'n', 'e', 'w'}));
+        expected[10][1] = "new";
+        c->copyRowContentsToAnotherRow(5001, 30);
+        expected[30] = expected[5001];
+        c->copyRowContentsToAnotherRow(20, 5001);
+        expected[5001] = expected[20];
+        QVERIFY(c->removeRows(100, 200000));
+        expected.remove(100, 200000);
+        QVERIFY(c->insertEmptyRows(50, 3));
+        expected.insert(50, 3, QByteArrayList(3));
+        QCOMPARE(c->numRows(), expected.size());
+        QVERIFY(tableOf(*c) == expected);
+        QVERIFY(c->clear());
+        QCOMPARE(c->numRowsPhysical(), 0);
+    }
+
     // --- Pieces ----------------------------------------------------------------------------
 
     void piecesGiveTheWholeTable_data()

@@ -324,6 +324,15 @@ struct EditableDataContainer::ByteMachine {
         sink.store(col, cell.data(), w);
     }
 
+    // Hands the hot path's locals back to the sink; `lastColumn` is the last cell counted.
+    void settle(int lastColumn, size_t used, size_t stored)
+    {
+        sink.used = used;
+        sink.count = stored;
+        if (lastColumn >= c.numColsLogical)
+            c.numColsLogical = lastColumn + 1;
+    }
+
     // From the start of a cell on: reads cells for as long as delimiters end them, and returns
     // where the reading stopped, with the state set for what comes there.
     const char* readCells(const char* p, const char* const end)
@@ -356,23 +365,10 @@ struct EditableDataContainer::ByteMachine {
         const char* const base = cursor.pieceStart();
         const size_t blocks = cursor.blockCount();
 
-        const auto settle = [&](int lastColumn) {
-            sink.used = used;
-            sink.count = stored;
-            if (lastColumn >= c.numColsLogical)
-                c.numColsLogical = lastColumn + 1;
-        };
-        // The separator walk from `from` on: block b, and its mask without the bits before.
-        size_t b = 0;
-        std::uint64_t m = 0;
-        const auto walkFrom = [&](const char* from) {
-            const size_t offset = static_cast<size_t>(from - base);
-            b = offset / 64;
-            m = b < blocks ? cursor.separatorsAt(b) & (~std::uint64_t(0) << (offset % 64)) : 0;
-        };
-
         const char* start = p;
-        walkFrom(start);
+        // The separator walk: block b, and its mask without the bits before the cell's start.
+        size_t b = static_cast<size_t>(start - base) / 64;
+        std::uint64_t m = cursor.separatorsAt(b) & (~std::uint64_t(0) << (static_cast<size_t>(start - base) % 64));
         for (;;) {
             const char* cellBegin = start;
             const char* cellEnd;
@@ -382,7 +378,7 @@ struct EditableDataContainer::ByteMachine {
                 const unsigned char after =
                     end - close >= 2 ? cellStartClass[static_cast<unsigned char>(close[1])] : static_cast<unsigned char>(Ordinary);
                 if (after == Ordinary || after == QuoteChar) {
-                    settle(column - 1);
+                    settle(column - 1, used, stored);
                     col = column;
                     cell.assign(1, KeyChars::Quote);
                     state = ParseState::QuotedCell;
@@ -391,12 +387,14 @@ struct EditableDataContainer::ByteMachine {
                 cellBegin = start + 1;
                 cellEnd = close;
                 q = close + 1;
-                walkFrom(q + 1);
+                const size_t offset = static_cast<size_t>(q + 1 - base);
+                b = offset / 64;
+                m = b < blocks ? cursor.separatorsAt(b) & (~std::uint64_t(0) << (offset % 64)) : 0;
             } else {
                 while (m == 0) {
                     if (++b >= blocks) {
                         // The cell runs on into the next piece.
-                        settle(column - 1);
+                        settle(column - 1, used, stored);
                         col = column;
                         cell.assign(start, end);
                         state = ParseState::PlainCell;
@@ -419,7 +417,8 @@ struct EditableDataContainer::ByteMachine {
             }
             // Whole blocks of sixteen: the piece is padded, the row buffer has the slack.
             char* const out = bytes + used;
-            for (size_t i = 0; i < length; i += 16)
+            std::memcpy(out, cellBegin, 16);
+            for (size_t i = 16; i < length; i += 16)
                 std::memcpy(out + i, cellBegin + i, 16);
             used += length;
             ends[column] = used;
@@ -428,13 +427,13 @@ struct EditableDataContainer::ByteMachine {
             const unsigned char endCls = cellStartClass[static_cast<unsigned char>(*q)];
             start = q + 1;
             if (endCls != Delimiter) {
-                settle(column);
+                settle(column, used, stored);
                 col = column;
                 endRowBy(endCls);
                 return start;
             }
             if (start == end) {
-                settle(column);
+                settle(column, used, stored);
                 col = column;
                 state = ParseState::CellStart;
                 return end;
@@ -464,7 +463,7 @@ struct EditableDataContainer::ByteMachine {
                 col = -1;
                 if (c.loadCanceled.load(std::memory_order_relaxed))
                     return false;
-                if (c.fileSize >= kProgressThreshold)
+                if (c.fileSize >= kProgressThreshold && position + (p - data) > c.nextProgressMark)
                     c.reportProgressIfDue(position + (p - data), c.fileSize, 1);
                 [[fallthrough]];
             case ParseState::CellStart:

@@ -4,7 +4,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <limits>
 #include <new>
 
 PackedRow::PackedRow(const PackedRow& other)
@@ -48,12 +47,24 @@ void PackedRow::release(char* block)
         std::free(block);
 }
 
+namespace {
+
+template <class Offset>
+void writeEnds(char* offsets, const std::uint64_t* ends, std::size_t count)
+{
+    auto* e = reinterpret_cast<Offset*>(offsets);
+    for (std::size_t i = 0; i < count; ++i)
+        e[i] = static_cast<Offset>(ends[i]);
+}
+
+} // namespace
+
 char* PackedRow::allocate(std::size_t count, std::uint64_t total, RowArena* arena)
 {
-    const bool wide = total > std::numeric_limits<std::uint32_t>::max();
-    const std::size_t size = sizeof(Header) + count * (wide ? 8 : 4) + static_cast<std::size_t>(total);
+    const std::uint32_t width = widthCode(total);
+    const std::size_t size = sizeof(Header) + (count << (width + 1)) + static_cast<std::size_t>(total);
     char* memory = arena ? arena->allocate(size) : nullptr;
-    std::uint32_t flags = wide ? kWide : 0;
+    std::uint32_t flags = width;
     if (memory) {
         flags |= kInArena;
     } else {
@@ -75,12 +86,16 @@ PackedRow PackedRow::fromParts(const char* bytes, const std::uint64_t* ends, std
     const std::uint64_t total = ends[count - 1];
     row.block = allocate(count, total, arena);
     char* offsets = row.block + sizeof(Header);
-    if (row.header()->flags & kWide) {
+    switch (row.header()->flags & kWidthMask) {
+    case 0:
+        writeEnds<std::uint16_t>(offsets, ends, count);
+        break;
+    case 1:
+        writeEnds<std::uint32_t>(offsets, ends, count);
+        break;
+    default:
         std::memcpy(offsets, ends, count * sizeof(std::uint64_t));
-    } else {
-        auto* e = reinterpret_cast<std::uint32_t*>(offsets);
-        for (std::size_t i = 0; i < count; ++i)
-            e[i] = static_cast<std::uint32_t>(ends[i]);
+        break;
     }
     if (total > 0)
         std::memcpy(const_cast<char*>(row.bytes()), bytes, static_cast<std::size_t>(total));
@@ -97,7 +112,7 @@ PackedRow PackedRow::fromCells(const std::vector<std::string_view>& cells)
     for (const std::string_view cell : cells)
         total += cell.size();
     row.block = allocate(count, total);
-    const bool wide = (row.header()->flags & kWide) != 0;
+    const std::uint32_t width = row.header()->flags & kWidthMask;
     char* offsets = row.block + sizeof(Header);
     char* out = const_cast<char*>(row.bytes());
     std::uint64_t end = 0;
@@ -106,10 +121,12 @@ PackedRow PackedRow::fromCells(const std::vector<std::string_view>& cells)
         if (!cell.empty())
             std::memcpy(out + end, cell.data(), cell.size());
         end += cell.size();
-        if (wide)
-            reinterpret_cast<std::uint64_t*>(offsets)[i] = end;
-        else
+        if (width == 0)
+            reinterpret_cast<std::uint16_t*>(offsets)[i] = static_cast<std::uint16_t>(end);
+        else if (width == 1)
             reinterpret_cast<std::uint32_t*>(offsets)[i] = static_cast<std::uint32_t>(end);
+        else
+            reinterpret_cast<std::uint64_t*>(offsets)[i] = end;
     }
     return row;
 }
@@ -148,5 +165,6 @@ std::size_t PackedRow::blockSize() const
     if (!block)
         return 0;
     const Header* h = header();
-    return sizeof(Header) + std::size_t(h->count) * ((h->flags & kWide) ? 8 : 4) + static_cast<std::size_t>(totalBytes());
+    return sizeof(Header) + (std::size_t(h->count) << ((h->flags & kWidthMask) + 1)) +
+           static_cast<std::size_t>(totalBytes());
 }

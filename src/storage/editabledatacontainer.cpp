@@ -210,12 +210,8 @@ struct EditableDataContainer::RowSink {
         endsCapacity = newCapacity;
     }
 
-    [[gnu::noinline]] void openRow()
-    {
-        c.rows.emplace_back();
-        rowOpen = true;
-        c.numRowsLogical = static_cast<int>(c.rows.size());
-    }
+    // A row counts from its first cell; it joins the table, packed, when it ends.
+    void openRow() { rowOpen = true; }
 
     // Room for cell `index` and `length` more bytes.
     [[gnu::noinline]] void makeRoom(size_t index, size_t length)
@@ -267,8 +263,13 @@ struct EditableDataContainer::RowSink {
 
     void endRow()
     {
-        if (rowOpen && count > 0)
-            c.rows.back() = PackedRow::fromParts(bytes.get(), ends.get(), count, useArena ? &arena : nullptr);
+        if (rowOpen) {
+            if (count > 0)
+                c.rows.push_back(PackedRow::fromParts(bytes.get(), ends.get(), count, useArena ? &arena : nullptr));
+            else
+                c.rows.emplace_back();
+            c.numRowsLogical = static_cast<int>(c.rows.size());
+        }
         used = 0;
         count = 0;
         rowOpen = false;

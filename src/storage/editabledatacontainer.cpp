@@ -290,6 +290,7 @@ struct EditableDataContainer::ByteMachine {
     int row = -1;
     int col = -1;
     std::vector<char> cell; // the cell under construction when it crosses pieces or is quoted
+    qint64 piecePosition = 0; // of the piece's first byte in the file
 
     ByteMachine(EditableDataContainer& container, bool withDelimiter, bool honourQuotes)
         : sink(container), c(container), cursor(container.delimiter, withDelimiter)
@@ -431,7 +432,28 @@ struct EditableDataContainer::ByteMachine {
                 settle(column, used, stored);
                 col = column;
                 endRowBy(endCls);
-                return start;
+                // The next row starts here too, unless the state machine has work at its start:
+                // a CR's LF at the end of the piece, a cancel or a progress report.
+                if (start == end)
+                    return start;
+                if (skipLineFeed) {
+                    skipLineFeed = false;
+                    if (*start == KeyChars::LF && ++start == end)
+                        return start;
+                    const size_t offset = static_cast<size_t>(start - base);
+                    b = offset / 64;
+                    m = cursor.separatorsAt(b) & (~std::uint64_t(0) << (offset % 64));
+                }
+                if (c.loadCanceled.load(std::memory_order_relaxed) ||
+                    (c.fileSize >= kProgressThreshold && piecePosition + (start - base) > c.nextProgressMark))
+                    return start;
+                ++row;
+                column = 0;
+                state = ParseState::CellStart;
+                sink.openRow();
+                used = 0;
+                stored = 0;
+                continue;
             }
             if (start == end) {
                 settle(column, used, stored);
@@ -450,6 +472,7 @@ struct EditableDataContainer::ByteMachine {
         const char* p = data;
         const char* const end = data + length;
         cursor.reset(data, static_cast<size_t>(length));
+        piecePosition = position;
         while (p < end) {
             switch (state) {
             case ParseState::RowStart:

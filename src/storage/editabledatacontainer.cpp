@@ -326,6 +326,12 @@ struct EditableDataContainer::ByteMachine {
         sink.store(col, cell.data(), w);
     }
 
+    // Class of the byte behind a quote at `quote`, Ordinary when the piece ends first.
+    unsigned char classAfter(const char* quote, const char* end) const
+    {
+        return end - quote >= 2 ? cellStartClass[static_cast<unsigned char>(quote[1])] : static_cast<unsigned char>(Ordinary);
+    }
+
     // Hands the hot path's locals back to the sink; `lastColumn` is the last cell counted.
     void settle(int lastColumn, size_t used, size_t stored)
     {
@@ -346,9 +352,10 @@ struct EditableDataContainer::ByteMachine {
     // The hot path, from the start of cell `col` at p. Walks the separators of the piece's masks
     // one after the other; each ends a cell (an empty one when it stands at the cell's start),
     // and the cell's bytes go straight from the piece into the row. A quoted cell that closes
-    // within the piece right before a separator, without doubled quotes, is taken the same way.
-    // Stops at a row's end, at the end of the piece, and at a quoted cell of any other kind,
-    // which the state machine then reads byte by byte.
+    // within the piece right before a separator is taken the same way, its doubled quotes
+    // undone on the way. Stops at the end of the piece, at a row's end when the next row's start
+    // needs the state machine, and at a quoted cell with text behind its closing quote, which
+    // the state machine then reads byte by byte.
     //
     // The sink's fields are worked on in locals: the compiler must assume that a byte stored
     // into the row may change any field, and would reload them all for every cell.
@@ -375,18 +382,39 @@ struct EditableDataContainer::ByteMachine {
             const char* cellBegin = start;
             const char* cellEnd;
             const char* q; // the separator that ends the cell
+            const size_t usedAtCell = used;
             if (cellStartClass[static_cast<unsigned char>(*start)] == QuoteChar) {
-                const char* const close = cursor.nextQuote(start + 1, end);
-                const unsigned char after =
-                    end - close >= 2 ? cellStartClass[static_cast<unsigned char>(close[1])] : static_cast<unsigned char>(Ordinary);
-                if (after == Ordinary || after == QuoteChar) {
+                const char* segment = start + 1;
+                const char* close = cursor.nextQuote(segment, end);
+                unsigned char after = classAfter(close, end);
+                while (after == QuoteChar) {
+                    // A doubled quote: the text up to it goes in with one quote.
+                    const size_t part = static_cast<size_t>(close + 1 - segment);
+                    if (static_cast<size_t>(column) >= endsCapacity || capacity - used < part + RowSink::kSlack) {
+                        sink.used = used;
+                        sink.makeRoom(static_cast<size_t>(column), part);
+                        bytes = sink.bytes.get();
+                        capacity = sink.capacity;
+                        ends = sink.ends.get();
+                        endsCapacity = sink.endsCapacity;
+                    }
+                    for (size_t i = 0; i < part; i += 16)
+                        std::memcpy(bytes + used + i, segment + i, 16);
+                    used += part;
+                    segment = close + 2;
+                    close = cursor.nextQuote(segment, end);
+                    after = classAfter(close, end);
+                }
+                if (after == Ordinary) {
+                    // Text behind the closing quote, or the cell goes on into the next piece.
+                    used = usedAtCell;
                     settle(column - 1, used, stored);
                     col = column;
                     cell.assign(1, KeyChars::Quote);
                     state = ParseState::QuotedCell;
                     return start + 1;
                 }
-                cellBegin = start + 1;
+                cellBegin = segment;
                 cellEnd = close;
                 q = close + 1;
                 const size_t offset = static_cast<size_t>(q + 1 - base);
@@ -424,7 +452,7 @@ struct EditableDataContainer::ByteMachine {
                 std::memcpy(out + i, cellBegin + i, 16);
             used += length;
             ends[column] = used;
-            if (length > 0)
+            if (used != usedAtCell)
                 stored = static_cast<size_t>(column) + 1;
             const unsigned char endCls = cellStartClass[static_cast<unsigned char>(*q)];
             start = q + 1;
@@ -1237,6 +1265,9 @@ bool EditableDataContainer::runLoad(Machine& machine)
     }
     beginProgress(fileSize);
     machine.sink.useArena = fileSize >= static_cast<qint64>(RowArena::kChunkSize);
+    // Room for rows of 64 bytes on average, so that a large load rarely moves the row list;
+    // capacity that no row takes is never touched, so it costs address space only.
+    rows.reserve(static_cast<size_t>(fileSize / 64));
 
     // The BOM is judged on the file's first bytes, whatever the piece size.
     char head[4] = {};

@@ -332,15 +332,6 @@ struct EditableDataContainer::ByteMachine {
         return end - quote >= 2 ? cellStartClass[static_cast<unsigned char>(quote[1])] : static_cast<unsigned char>(Ordinary);
     }
 
-    // Hands the hot path's locals back to the sink; `lastColumn` is the last cell counted.
-    void settle(int lastColumn, size_t used, size_t stored)
-    {
-        sink.used = used;
-        sink.count = stored;
-        if (lastColumn >= c.numColsLogical)
-            c.numColsLogical = lastColumn + 1;
-    }
-
     // From the start of a cell on: reads cells for as long as delimiters end them, and returns
     // where the reading stopped, with the state set for what comes there.
     const char* readCells(const char* p, const char* const end)
@@ -358,23 +349,56 @@ struct EditableDataContainer::ByteMachine {
     // the state machine then reads byte by byte.
     //
     // The sink's fields are worked on in locals: the compiler must assume that a byte stored
-    // into the row may change any field, and would reload them all for every cell.
+    // into the row may change any field, and would reload them all for every cell. Which cells
+    // are stored (up to the last non-empty one) is settled from their ends when the call stops.
     const char* readPlainCells(const char* p, const char* const end)
     {
         if (!sink.rowOpen)
             sink.openRow();
         sink.padTo(col);
         int column = col;
-        size_t stored = sink.count; // cells up to the last non-empty one
+        int firstColumn = col;            // the first cell this call writes in the row
+        size_t storedBefore = sink.count; // cells stored before it, up to the last non-empty one
         char* bytes = sink.bytes.get();
         size_t used = sink.used;
-        size_t capacity = sink.capacity;
         std::uint64_t* ends = sink.ends.get();
-        size_t endsCapacity = sink.endsCapacity;
         const char* const base = cursor.pieceStart();
         const size_t blocks = cursor.blockCount();
 
+        // A cell takes at most the bytes read for it and one end: while the reading stays at or
+        // before `roomUntil`, both buffers have room (the row buffer with its slack), and one
+        // comparison a cell does for both.
+        std::ptrdiff_t roomUntil = 0; // as an offset in the piece; may lie before the reading
+        const auto measureRoom = [&](const char* from) {
+            const auto byteRoom = static_cast<std::ptrdiff_t>(sink.capacity - used) - static_cast<std::ptrdiff_t>(RowSink::kSlack);
+            const auto endRoom = static_cast<std::ptrdiff_t>(sink.endsCapacity) - column - 1;
+            roomUntil = (from - base) + std::min(byteRoom, endRoom);
+        };
+        const auto makeRoom = [&](const char* from, size_t length) {
+            sink.used = used;
+            // Ends and bytes to spare, so that a row of many or long cells seldom comes here.
+            sink.makeRoom(static_cast<size_t>(column) + 64, length + 4096);
+            bytes = sink.bytes.get();
+            ends = sink.ends.get();
+            measureRoom(from);
+        };
+        // Hands the locals back to the sink, `lastColumn` being the last cell written.
+        const auto settle = [&](int lastColumn) {
+            sink.used = used;
+            size_t stored = storedBefore;
+            for (int i = lastColumn; i >= firstColumn; --i) {
+                if (ends[i] != (i > 0 ? ends[i - 1] : 0)) {
+                    stored = static_cast<size_t>(i) + 1;
+                    break;
+                }
+            }
+            sink.count = stored;
+            if (lastColumn >= c.numColsLogical)
+                c.numColsLogical = lastColumn + 1;
+        };
+
         const char* start = p;
+        measureRoom(start);
         // The separator walk: block b, and its mask without the bits before the cell's start.
         size_t b = static_cast<size_t>(start - base) / 64;
         std::uint64_t m = cursor.separatorsAt(b) & (~std::uint64_t(0) << (static_cast<size_t>(start - base) % 64));
@@ -382,22 +406,16 @@ struct EditableDataContainer::ByteMachine {
             const char* cellBegin = start;
             const char* cellEnd;
             const char* q; // the separator that ends the cell
-            const size_t usedAtCell = used;
             if (cellStartClass[static_cast<unsigned char>(*start)] == QuoteChar) {
+                const size_t usedAtCell = used;
                 const char* segment = start + 1;
                 const char* close = cursor.nextQuote(segment, end);
                 unsigned char after = classAfter(close, end);
                 while (after == QuoteChar) {
                     // A doubled quote: the text up to it goes in with one quote.
                     const size_t part = static_cast<size_t>(close + 1 - segment);
-                    if (static_cast<size_t>(column) >= endsCapacity || capacity - used < part + RowSink::kSlack) {
-                        sink.used = used;
-                        sink.makeRoom(static_cast<size_t>(column), part);
-                        bytes = sink.bytes.get();
-                        capacity = sink.capacity;
-                        ends = sink.ends.get();
-                        endsCapacity = sink.endsCapacity;
-                    }
+                    if (close + 1 - base > roomUntil)
+                        makeRoom(start, static_cast<size_t>(close + 1 - start));
                     for (size_t i = 0; i < part; i += 16)
                         std::memcpy(bytes + used + i, segment + i, 16);
                     used += part;
@@ -408,7 +426,7 @@ struct EditableDataContainer::ByteMachine {
                 if (after == Ordinary) {
                     // Text behind the closing quote, or the cell goes on into the next piece.
                     used = usedAtCell;
-                    settle(column - 1, used, stored);
+                    settle(column - 1);
                     col = column;
                     cell.assign(1, KeyChars::Quote);
                     state = ParseState::QuotedCell;
@@ -424,7 +442,7 @@ struct EditableDataContainer::ByteMachine {
                 while (m == 0) {
                     if (++b >= blocks) {
                         // The cell runs on into the next piece.
-                        settle(column - 1, used, stored);
+                        settle(column - 1);
                         col = column;
                         cell.assign(start, end);
                         state = ParseState::PlainCell;
@@ -437,14 +455,8 @@ struct EditableDataContainer::ByteMachine {
                 cellEnd = q;
             }
             const size_t length = static_cast<size_t>(cellEnd - cellBegin);
-            if (static_cast<size_t>(column) >= endsCapacity || capacity - used < length + RowSink::kSlack) {
-                sink.used = used;
-                sink.makeRoom(static_cast<size_t>(column), length);
-                bytes = sink.bytes.get();
-                capacity = sink.capacity;
-                ends = sink.ends.get();
-                endsCapacity = sink.endsCapacity;
-            }
+            if (q - base > roomUntil)
+                makeRoom(start, static_cast<size_t>(q - start));
             // Whole blocks of sixteen: the piece is padded, the row buffer has the slack.
             char* const out = bytes + used;
             std::memcpy(out, cellBegin, 16);
@@ -452,12 +464,10 @@ struct EditableDataContainer::ByteMachine {
                 std::memcpy(out + i, cellBegin + i, 16);
             used += length;
             ends[column] = used;
-            if (used != usedAtCell)
-                stored = static_cast<size_t>(column) + 1;
             const unsigned char endCls = cellStartClass[static_cast<unsigned char>(*q)];
             start = q + 1;
             if (endCls != Delimiter) {
-                settle(column, used, stored);
+                settle(column);
                 col = column;
                 endRowBy(endCls);
                 // The next row starts here too, unless the state machine has work at its start:
@@ -476,15 +486,17 @@ struct EditableDataContainer::ByteMachine {
                     (c.fileSize >= kProgressThreshold && piecePosition + (start - base) > c.nextProgressMark))
                     return start;
                 ++row;
-                column = 0;
                 state = ParseState::CellStart;
                 sink.openRow();
+                column = 0;
+                firstColumn = 0;
+                storedBefore = 0;
                 used = 0;
-                stored = 0;
+                measureRoom(start);
                 continue;
             }
             if (start == end) {
-                settle(column, used, stored);
+                settle(column);
                 col = column;
                 state = ParseState::CellStart;
                 return end;

@@ -277,9 +277,10 @@ struct EditableDataContainer::RowSink {
 };
 
 // --- The single-byte machine ---------------------------------------------------------------
-// The reader jumps from one separator to the next through the piece's bit masks; a plain cell
-// that lies within the piece is stored straight from the read buffer. Quoted cells and cells
-// that cross a piece gather in `cell`.
+// The reader jumps from one separator to the next through the piece's bit masks, and a cell
+// that lies within the piece is stored straight from the read buffer. Cells that cross a piece,
+// and quoted cells with text behind their closing quote, gather in `cell` and go through the
+// state machine byte by byte.
 struct EditableDataContainer::ByteMachine {
     RowSink sink;
     EditableDataContainer& c;
@@ -332,26 +333,19 @@ struct EditableDataContainer::ByteMachine {
         return end - quote >= 2 ? cellStartClass[static_cast<unsigned char>(quote[1])] : static_cast<unsigned char>(Ordinary);
     }
 
-    // From the start of a cell on: reads cells for as long as delimiters end them, and returns
-    // where the reading stopped, with the state set for what comes there.
-    const char* readCells(const char* p, const char* const end)
-    {
-        ++col;
-        return readPlainCells(p, end);
-    }
-
-    // The hot path, from the start of cell `col` at p. Walks the separators of the piece's masks
-    // one after the other; each ends a cell (an empty one when it stands at the cell's start),
-    // and the cell's bytes go straight from the piece into the row. A quoted cell that closes
-    // within the piece right before a separator is taken the same way, its doubled quotes
-    // undone on the way. Stops at the end of the piece, at a row's end when the next row's start
-    // needs the state machine, and at a quoted cell with text behind its closing quote, which
-    // the state machine then reads byte by byte.
+    // The hot path, from the start of cell `col` at p: reads cells and rows for as long as it
+    // can, and returns where the reading stopped, with the state set for what comes there. It
+    // walks the separators of the piece's masks one after the other; each ends a cell (an empty
+    // one when it stands at the cell's start), and the cell's bytes go straight from the piece
+    // into the row. A quoted cell that closes within the piece right before a separator is taken
+    // the same way, its doubled quotes undone on the way. It stops at the end of the piece, at a
+    // row's end when the next row's start needs the state machine, and at a quoted cell with
+    // text behind its closing quote, which the state machine then reads byte by byte.
     //
     // The sink's fields are worked on in locals: the compiler must assume that a byte stored
     // into the row may change any field, and would reload them all for every cell. Which cells
     // are stored (up to the last non-empty one) is settled from their ends when the call stops.
-    const char* readPlainCells(const char* p, const char* const end)
+    const char* readCells(const char* p, const char* const end)
     {
         if (!sink.rowOpen)
             sink.openRow();
@@ -531,6 +525,7 @@ struct EditableDataContainer::ByteMachine {
                     c.reportProgressIfDue(position + (p - data), c.fileSize, 1);
                 [[fallthrough]];
             case ParseState::CellStart:
+                ++col;
                 p = readCells(p, end);
                 continue;
             case ParseState::PlainCell: {

@@ -333,6 +333,24 @@ struct EditableDataContainer::ByteMachine {
         return end - quote >= 2 ? cellStartClass[static_cast<unsigned char>(quote[1])] : static_cast<unsigned char>(Ordinary);
     }
 
+    // Hands the hot path's locals back to the sink: it wrote cells firstColumn to lastColumn,
+    // and `storedBefore` cells were stored before them.
+    [[gnu::noinline]] void settle(int lastColumn, int firstColumn, size_t storedBefore, size_t used)
+    {
+        sink.used = used;
+        size_t stored = storedBefore;
+        const std::uint64_t* ends = sink.ends.get();
+        for (int i = lastColumn; i >= firstColumn; --i) {
+            if (ends[i] != (i > 0 ? ends[i - 1] : 0)) {
+                stored = static_cast<size_t>(i) + 1;
+                break;
+            }
+        }
+        sink.count = stored;
+        if (lastColumn >= c.numColsLogical)
+            c.numColsLogical = lastColumn + 1;
+    }
+
     // The hot path, from the start of cell `col` at p: reads cells and rows for as long as it
     // can, and returns where the reading stopped, with the state set for what comes there. It
     // walks the separators of the piece's masks one after the other; each ends a cell (an empty
@@ -376,20 +394,6 @@ struct EditableDataContainer::ByteMachine {
             ends = sink.ends.get();
             measureRoom(from);
         };
-        // Hands the locals back to the sink, `lastColumn` being the last cell written.
-        const auto settle = [&](int lastColumn) {
-            sink.used = used;
-            size_t stored = storedBefore;
-            for (int i = lastColumn; i >= firstColumn; --i) {
-                if (ends[i] != (i > 0 ? ends[i - 1] : 0)) {
-                    stored = static_cast<size_t>(i) + 1;
-                    break;
-                }
-            }
-            sink.count = stored;
-            if (lastColumn >= c.numColsLogical)
-                c.numColsLogical = lastColumn + 1;
-        };
 
         const char* start = p;
         measureRoom(start);
@@ -420,7 +424,7 @@ struct EditableDataContainer::ByteMachine {
                 if (after == Ordinary) {
                     // Text behind the closing quote, or the cell goes on into the next piece.
                     used = usedAtCell;
-                    settle(column - 1);
+                    settle(column - 1, firstColumn, storedBefore, used);
                     col = column;
                     cell.assign(1, KeyChars::Quote);
                     state = ParseState::QuotedCell;
@@ -436,7 +440,7 @@ struct EditableDataContainer::ByteMachine {
                 while (m == 0) {
                     if (++b >= blocks) {
                         // The cell runs on into the next piece.
-                        settle(column - 1);
+                        settle(column - 1, firstColumn, storedBefore, used);
                         col = column;
                         cell.assign(start, end);
                         state = ParseState::PlainCell;
@@ -461,7 +465,7 @@ struct EditableDataContainer::ByteMachine {
             const unsigned char endCls = cellStartClass[static_cast<unsigned char>(*q)];
             start = q + 1;
             if (endCls != Delimiter) {
-                settle(column);
+                settle(column, firstColumn, storedBefore, used);
                 col = column;
                 endRowBy(endCls);
                 // The next row starts here too, unless the state machine has work at its start:
@@ -490,7 +494,7 @@ struct EditableDataContainer::ByteMachine {
                 continue;
             }
             if (start == end) {
-                settle(column);
+                settle(column, firstColumn, storedBefore, used);
                 col = column;
                 state = ParseState::CellStart;
                 return end;

@@ -1,5 +1,6 @@
 #include "storage/editabledatacontainer.h"
 
+#include "storage/largepageallocator.h"
 #include "storage/loadscan.h"
 #include "storage/rowarena.h"
 
@@ -12,10 +13,6 @@
 #include <cstring>
 #include <memory>
 
-#if defined(__linux__)
-#include <sys/mman.h>
-#endif
-
 namespace {
 
 std::atomic<qint64> s_pieceSizeForTesting{0};
@@ -24,30 +21,14 @@ std::atomic<qint64> s_pieceSizeForTesting{0};
 // of 64 bytes and a short cell may be copied sixteen bytes at a time.
 constexpr qint64 kPiecePadding = 64;
 
-// The read buffer, in large pages where the system has them: the file is read into fresh memory,
-// and faulting it in 4 KiB at a time costs more than the parsing of it.
+// The read buffer, in large pages where the system has them.
 struct ReadBuffer {
-    static constexpr size_t kAlignment = size_t(2) << 20;
-    struct Free {
-        void operator()(char* p) const { std::free(p); }
+    struct Release {
+        void operator()(char* p) const { LargePages::release(p); }
     };
-    std::unique_ptr<char, Free> memory;
+    std::unique_ptr<char, Release> memory;
 
-    explicit ReadBuffer(size_t size)
-    {
-        if (size < kAlignment) {
-            memory.reset(static_cast<char*>(std::malloc(size)));
-        } else {
-            const size_t rounded = (size + kAlignment - 1) / kAlignment * kAlignment;
-            memory.reset(static_cast<char*>(std::aligned_alloc(kAlignment, rounded)));
-#if defined(__linux__) && defined(MADV_HUGEPAGE)
-            if (memory)
-                madvise(memory.get(), rounded, MADV_HUGEPAGE); // a refusal only costs speed
-#endif
-        }
-        if (!memory)
-            throw std::bad_alloc(); // as new[] would have
-    }
+    explicit ReadBuffer(size_t size) : memory(static_cast<char*>(LargePages::allocate(size))) {}
     char* get() const { return memory.get(); }
 };
 

@@ -1,6 +1,7 @@
 // Reading delimited files into the editable container: the state machine under every
 // standard and line ending, the four loader variants, encodings, pieces, progress, cancel.
 #include "storage/editabledatacontainer.h"
+#include "storage/loadscan.h"
 #include "util/fileparameterutilities.h"
 
 #include <QFile>
@@ -436,6 +437,56 @@ private slots:
             QVERIFY2(sameContainer(*fast, reference, enc, &why),
                      qPrintable(QStringLiteral("input %1, standard %2: %3")
                                     .arg(describe(input), QString::number(standard), why)));
+        }
+    }
+
+    // Every scanner this processor runs marks the same bytes as the plain loop, whichever the
+    // delimiter; the loader takes the fastest, so the others are held to it here.
+    void scannersAgree_data()
+    {
+        QTest::addColumn<char>("delimiter");
+        QTest::newRow("comma") << ',';
+        QTest::newRow("tab") << '\t';
+        QTest::newRow("quote") << '"';
+        QTest::newRow("byte 0xE9") << char(0xE9);
+        QTest::newRow("LF standing in for none") << '\n';
+    }
+
+    void scannersAgree()
+    {
+        QFETCH(char, delimiter);
+        LoadScan::Keys keys;
+        keys.delimiter = delimiter;
+        LoadScan::ScanFunction scanners[3];
+        const int count = LoadScan::availableScanFunctions(scanners);
+        QVERIFY(count >= 1);
+        QRandomGenerator rng(77 + static_cast<quint32>(static_cast<unsigned char>(delimiter)));
+        const QByteArray alphabet = QByteArray("a,\t\"\r\n\x1e\xE9\x80\0", 10);
+        constexpr int kBlocks = 40;
+        for (int round = 0; round < 50; ++round) {
+            QByteArray bytes(kBlocks * 64, '\0');
+            for (char& b : bytes)
+                b = alphabet[rng.bounded(alphabet.size())];
+            std::uint64_t expectedSeparators[kBlocks];
+            std::uint64_t expectedQuotes[kBlocks];
+            LoadScan::scanPlain(bytes.constData(), kBlocks, keys, expectedSeparators, expectedQuotes);
+            for (int block = 0; block < kBlocks; ++block) {
+                for (int i = 0; i < 64; ++i) {
+                    const char c = bytes[block * 64 + i];
+                    const bool separator = c == delimiter || c == '\n' || c == '\r' || c == '\x1e';
+                    QCOMPARE(bool((expectedSeparators[block] >> i) & 1), separator);
+                    QCOMPARE(bool((expectedQuotes[block] >> i) & 1), c == '"');
+                }
+            }
+            for (int k = 1; k < count; ++k) {
+                std::uint64_t separators[kBlocks];
+                std::uint64_t quotes[kBlocks];
+                scanners[k](bytes.constData(), kBlocks, keys, separators, quotes);
+                for (int block = 0; block < kBlocks; ++block) {
+                    QCOMPARE(separators[block], expectedSeparators[block]);
+                    QCOMPARE(quotes[block], expectedQuotes[block]);
+                }
+            }
         }
     }
 

@@ -4,6 +4,7 @@
 #include "datagen.h"
 
 #include "storage/editabledatacontainer.h"
+#include "storage/rowarena.h"
 #include "util/fileparameterutilities.h"
 
 #include <QFileInfo>
@@ -80,8 +81,9 @@ int runLoad(const QStringList& args)
     }
     const qint64 size = limit.bytes;
 
-    // The storage floor: the same rows, of the same cells, packed into one block each as the
-    // container holds them, but without reading anything. No loader can be faster than this.
+    // The storage floor: the same rows, of the same cells, packed into one block each from a
+    // row arena as the container holds them, but without reading anything. No loader can be
+    // faster than this.
     std::vector<std::uint64_t> shape; // per row: cell count, then each cell's end offset
     size_t widestRow = 0;
     for (int r = 0; r < c.numRowsPhysical(); ++r) {
@@ -103,10 +105,11 @@ int runLoad(const QStringList& args)
     {
         const std::vector<char> source(widestRow, 'x');
         const Timer floorTimer;
+        RowArena arena;
         std::vector<PackedRow> rows;
         for (size_t i = 0; i < shape.size();) {
             const size_t cells = static_cast<size_t>(shape[i++]);
-            rows.push_back(PackedRow::fromParts(source.data(), &shape[i], cells));
+            rows.push_back(PackedRow::fromParts(source.data(), &shape[i], cells, &arena));
             i += cells;
         }
         floorSeconds = floorTimer.seconds();

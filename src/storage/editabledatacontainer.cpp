@@ -1,63 +1,35 @@
 #include "storage/editabledatacontainer.h"
 
+#include "storage/largepageallocator.h"
+#include "storage/loadscan.h"
+#include "storage/rowarena.h"
+
 #include <QFile>
 #include <QSaveFile>
 
 #include <algorithm>
 #include <atomic>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
-
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
 
 namespace {
 
 std::atomic<qint64> s_pieceSizeForTesting{0};
 
-// The bytes that end a plain cell: the delimiter (if any), LF, CR and record separator.
-struct PlainCellEnds {
-    bool table[256] = {};
-#if defined(__SSE2__)
-    __m128i delimiter, lf, cr, rs;
-#endif
+// The read buffer runs this far past a piece, zeroed, so that the scanner may read whole blocks
+// of 64 bytes and a short cell may be copied sixteen bytes at a time.
+constexpr qint64 kPiecePadding = 64;
 
-    PlainCellEnds(bool withDelimiter, char delimiterByte)
-    {
-        table[static_cast<unsigned char>(KeyChars::LF)] = true;
-        table[static_cast<unsigned char>(KeyChars::CR)] = true;
-        table[static_cast<unsigned char>(KeyChars::RecordSeparator)] = true;
-        if (withDelimiter)
-            table[static_cast<unsigned char>(delimiterByte)] = true;
-#if defined(__SSE2__)
-        // Without a delimiter LF stands in for it, which adds nothing to the set.
-        delimiter = _mm_set1_epi8(withDelimiter ? delimiterByte : KeyChars::LF);
-        lf = _mm_set1_epi8(KeyChars::LF);
-        cr = _mm_set1_epi8(KeyChars::CR);
-        rs = _mm_set1_epi8(KeyChars::RecordSeparator);
-#endif
-    }
+// The read buffer, in large pages where the system has them.
+struct ReadBuffer {
+    struct Release {
+        void operator()(char* p) const { LargePages::release(p); }
+    };
+    std::unique_ptr<char, Release> memory;
 
-    // The first byte at or after p that ends a plain cell, or end. Runs of ordinary bytes go
-    // sixteen at a time; the answer is the same as a byte-by-byte walk over the table.
-    const char* find(const char* p, const char* end) const
-    {
-#if defined(__SSE2__)
-        while (end - p >= 16) {
-            const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-            const __m128i hits = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(block, delimiter), _mm_cmpeq_epi8(block, lf)),
-                                              _mm_or_si128(_mm_cmpeq_epi8(block, cr), _mm_cmpeq_epi8(block, rs)));
-            const int mask = _mm_movemask_epi8(hits);
-            if (mask != 0)
-                return p + __builtin_ctz(static_cast<unsigned>(mask));
-            p += 16;
-        }
-#endif
-        while (p < end && !table[static_cast<unsigned char>(*p)])
-            ++p;
-        return p;
-    }
+    explicit ReadBuffer(size_t size) : memory(static_cast<char*>(LargePages::allocate(size))) {}
+    char* get() const { return memory.get(); }
 };
 
 // Class of a byte (or unit) as the reader sees it. A quote only counts at a cell's start and
@@ -83,25 +55,119 @@ bool contains(const std::vector<int>& sortedList, int value)
     return std::binary_search(sortedList.begin(), sortedList.end(), value);
 }
 
+// Where the next separator (delimiter or terminator) or quote of a piece is. The piece is
+// scanned into bit masks a window of blocks ahead of the reader, which then jumps from one
+// marked byte to the next. Positions only ever move forward within a piece.
+class PieceCursor {
+public:
+    PieceCursor(char delimiter, bool withDelimiter) : scan(LoadScan::bestScanFunction())
+    {
+        // Without a delimiter LF stands in for it, which adds nothing to the set.
+        keys.delimiter = withDelimiter ? delimiter : KeyChars::LF;
+        keys.lineFeed = KeyChars::LF;
+        keys.carriageReturn = KeyChars::CR;
+        keys.recordSeparator = KeyChars::RecordSeparator;
+        keys.quote = KeyChars::Quote;
+    }
+
+    // A new piece of `length` bytes, readable (and zeroed) for kPiecePadding bytes beyond.
+    void reset(const char* data, size_t length)
+    {
+        base = data;
+        blocks = (length + 63) / 64;
+        const size_t tail = length % 64;
+        lastBlockMask = tail ? (std::uint64_t(1) << tail) - 1 : ~std::uint64_t(0);
+        first = 0;
+        count = 0;
+    }
+
+    const char* pieceStart() const { return base; }
+    size_t blockCount() const { return blocks; }
+    // The separators of block b of the piece, b < blockCount().
+    std::uint64_t separatorsAt(size_t b)
+    {
+        if (b - first >= count)
+            fill(b);
+        return separators[b - first];
+    }
+
+    // The first separator at or after p, or end.
+    const char* nextSeparator(const char* p, const char* end) { return next<false>(p, end); }
+    // The first quote at or after p, or end.
+    const char* nextQuote(const char* p, const char* end) { return next<true>(p, end); }
+
+private:
+    static constexpr size_t kWindow = 64; // blocks, 4 KiB: the masks stay in the first-level cache
+
+    template <bool Quotes>
+    [[gnu::always_inline]] inline const char* next(const char* p, const char* end)
+    {
+        const size_t offset = static_cast<size_t>(p - base);
+        size_t b = offset / 64;
+        if (b >= blocks)
+            return end;
+        if (b - first >= count)
+            fill(b);
+        std::uint64_t m = (Quotes ? quotes : separators)[b - first] & (~std::uint64_t(0) << (offset % 64));
+        while (m == 0) {
+            if (++b >= blocks)
+                return end;
+            if (b - first >= count)
+                fill(b);
+            m = (Quotes ? quotes : separators)[b - first];
+        }
+        return base + b * 64 + LoadScan::lowestBit(m);
+    }
+
+    [[gnu::noinline]] void fill(size_t block)
+    {
+        first = block;
+        count = std::min(kWindow, blocks - block);
+        scan(base + block * 64, count, keys, separators, quotes);
+        if (first + count == blocks) {
+            // The last block's bytes past the piece are padding, never data.
+            separators[count - 1] &= lastBlockMask;
+            quotes[count - 1] &= lastBlockMask;
+        }
+    }
+
+    LoadScan::ScanFunction scan;
+    LoadScan::Keys keys;
+    const char* base = nullptr;
+    size_t blocks = 0;
+    std::uint64_t lastBlockMask = 0;
+    size_t first = 0; // the window holds the masks of blocks [first, first + count)
+    size_t count = 0;
+    std::uint64_t separators[kWindow];
+    std::uint64_t quotes[kWindow];
+};
+
 } // namespace
 
 // --- Row building, shared by every parser --------------------------------------------------
 // Cells arrive in reading order, so a row is only ever appended to: its bytes and cell ends
 // gather in buffers that keep their capacity from row to row, and the finished row is packed
-// into one block of exactly its size. An empty cell is not stored unless a later cell of the
-// row needs the place: memory follows content.
+// into one block of exactly its size, carved from the load's arena when the file is large. An
+// empty cell is not stored unless a later cell of the row needs the place: memory follows content.
 struct EditableDataContainer::RowSink {
+    // A cell copied sixteen bytes at a time writes up to 15 bytes past its end.
+    static constexpr size_t kSlack = 16;
+
     EditableDataContainer& c;
-    std::unique_ptr<char[]> bytes; // a plain buffer: a cell is appended with one memcpy
+    RowArena arena;
+    bool useArena = false; // only for files that fill a chunk: a small table keeps no spare memory
+    std::unique_ptr<char[]> bytes;
     size_t used = 0;
     size_t capacity = 0;
-    std::vector<std::uint64_t> ends;
+    std::unique_ptr<std::uint64_t[]> ends;
+    size_t count = 0;
+    size_t endsCapacity = 0;
     bool rowOpen = false;
 
     explicit RowSink(EditableDataContainer& container) : c(container)
     {
         grow(4096);
-        ends.reserve(64);
+        growEnds(64);
     }
 
     [[gnu::noinline]] void grow(size_t needed)
@@ -114,56 +180,102 @@ struct EditableDataContainer::RowSink {
         capacity = newCapacity;
     }
 
-    void openRow()
+    [[gnu::noinline]] void growEnds(size_t needed)
     {
-        c.rows.emplace_back();
-        rowOpen = true;
-        c.numRowsLogical = static_cast<int>(c.rows.size());
+        const size_t newCapacity = std::max(needed, endsCapacity * 2);
+        std::unique_ptr<std::uint64_t[]> larger(new std::uint64_t[newCapacity]);
+        // All of it: the hot path keeps ends past `count` that it hasn't counted yet.
+        if (endsCapacity > 0)
+            std::memcpy(larger.get(), ends.get(), endsCapacity * sizeof(std::uint64_t));
+        ends = std::move(larger);
+        endsCapacity = newCapacity;
     }
 
-    [[gnu::always_inline]] inline void store(int col, const char* data, size_t length)
+    // A row counts from its first cell; it joins the table, packed, when it ends.
+    void openRow() { rowOpen = true; }
+
+    // Room for cell `index` and `length` more bytes.
+    [[gnu::noinline]] void makeRoom(size_t index, size_t length)
+    {
+        if (index >= endsCapacity)
+            growEnds(index + 1);
+        if (capacity - used < length + kSlack)
+            grow(used + length + kSlack);
+    }
+
+    // Sets the ends of the empty cells that come before cell `index`, beyond those stored, so
+    // that any cell may be written next; the count of stored cells stays.
+    void padTo(int index)
+    {
+        const size_t cells = static_cast<size_t>(index);
+        if (cells > endsCapacity)
+            growEnds(cells);
+        for (size_t i = count; i < cells; ++i)
+            ends[i] = used;
+    }
+
+    // Counts the cell and makes room for its bytes; false when there is nothing to store.
+    [[gnu::always_inline]] inline bool place(int col, size_t length)
     {
         if (!rowOpen)
             openRow();
         if (col >= c.numColsLogical)
             c.numColsLogical = col + 1;
         if (length == 0)
+            return false;
+        const size_t index = static_cast<size_t>(col);
+        if (index >= endsCapacity)
+            growEnds(index + 1);
+        while (count < index)
+            ends[count++] = used; // empty cells before this one
+        if (capacity - used < length + kSlack)
+            grow(used + length + kSlack);
+        return true;
+    }
+
+    [[gnu::always_inline]] inline void store(int col, const char* data, size_t length)
+    {
+        if (!place(col, length))
             return;
-        if (ends.size() < static_cast<size_t>(col))
-            ends.resize(static_cast<size_t>(col), used);
-        if (capacity - used < length)
-            grow(used + length);
         std::memcpy(bytes.get() + used, data, length);
         used += length;
-        ends.push_back(used);
+        ends[count++] = used;
     }
 
     void endRow()
     {
-        if (rowOpen && !ends.empty())
-            c.rows.back() = PackedRow::fromParts(bytes.get(), ends.data(), ends.size());
+        if (rowOpen) {
+            if (count > 0)
+                c.rows.push_back(PackedRow::fromParts(bytes.get(), ends.get(), count, useArena ? &arena : nullptr));
+            else
+                c.rows.emplace_back();
+            c.numRowsLogical = static_cast<int>(c.rows.size());
+        }
         used = 0;
-        ends.clear();
+        count = 0;
         rowOpen = false;
     }
 };
 
 // --- The single-byte machine ---------------------------------------------------------------
-// One table lookup per byte; runs of ordinary bytes are skipped in a tight loop and stored
-// straight from the read buffer when the cell doesn't cross a piece boundary.
+// The reader jumps from one separator to the next through the piece's bit masks, and a cell
+// that lies within the piece is stored straight from the read buffer. Cells that cross a piece,
+// and quoted cells with text behind their closing quote, gather in `cell` and go through the
+// state machine byte by byte.
 struct EditableDataContainer::ByteMachine {
     RowSink sink;
     EditableDataContainer& c;
     unsigned char cellStartClass[256] = {}; // class of a cell's first byte
-    PlainCellEnds plainEnds;                // delimiter or terminator: ends a plain cell
+    PieceCursor cursor;
     ParseState state = ParseState::RowStart;
     bool skipLineFeed = false; // a CR ended the row; a LF right behind it belongs to it
     int row = -1;
     int col = -1;
     std::vector<char> cell; // the cell under construction when it crosses pieces or is quoted
+    qint64 piecePosition = 0; // of the piece's first byte in the file
 
     ByteMachine(EditableDataContainer& container, bool withDelimiter, bool honourQuotes)
-        : sink(container), c(container), plainEnds(withDelimiter, container.delimiter)
+        : sink(container), c(container), cursor(container.delimiter, withDelimiter)
     {
         cellStartClass[static_cast<unsigned char>(KeyChars::LF)] = Terminator;
         cellStartClass[static_cast<unsigned char>(KeyChars::RecordSeparator)] = Terminator;
@@ -196,11 +308,190 @@ struct EditableDataContainer::ByteMachine {
         sink.store(col, cell.data(), w);
     }
 
-    // Returns false when the load was cancelled at a row start.
+    // Class of the byte behind a quote at `quote`, Ordinary when the piece ends first.
+    unsigned char classAfter(const char* quote, const char* end) const
+    {
+        return end - quote >= 2 ? cellStartClass[static_cast<unsigned char>(quote[1])] : static_cast<unsigned char>(Ordinary);
+    }
+
+    // Hands the hot path's locals back to the sink: it wrote cells firstColumn to lastColumn,
+    // and `storedBefore` cells were stored before them.
+    [[gnu::noinline]] void settle(int lastColumn, int firstColumn, size_t storedBefore, size_t used)
+    {
+        sink.used = used;
+        size_t stored = storedBefore;
+        const std::uint64_t* ends = sink.ends.get();
+        for (int i = lastColumn; i >= firstColumn; --i) {
+            if (ends[i] != (i > 0 ? ends[i - 1] : 0)) {
+                stored = static_cast<size_t>(i) + 1;
+                break;
+            }
+        }
+        sink.count = stored;
+        if (lastColumn >= c.numColsLogical)
+            c.numColsLogical = lastColumn + 1;
+    }
+
+    // The hot path, from the start of cell `col` at p: reads cells and rows for as long as it
+    // can, and returns where the reading stopped, with the state set for what comes there. It
+    // walks the separators of the piece's masks one after the other; each ends a cell (an empty
+    // one when it stands at the cell's start), and the cell's bytes go straight from the piece
+    // into the row. A quoted cell that closes within the piece right before a separator is taken
+    // the same way, its doubled quotes undone on the way. It stops at the end of the piece, at a
+    // row's end when the next row's start needs the state machine, and at a quoted cell with
+    // text behind its closing quote, which the state machine then reads byte by byte.
+    //
+    // The sink's fields are worked on in locals: the compiler must assume that a byte stored
+    // into the row may change any field, and would reload them all for every cell. Which cells
+    // are stored (up to the last non-empty one) is settled from their ends when the call stops.
+    const char* readCells(const char* p, const char* const end)
+    {
+        if (!sink.rowOpen)
+            sink.openRow();
+        sink.padTo(col);
+        int column = col;
+        int firstColumn = col;            // the first cell this call writes in the row
+        size_t storedBefore = sink.count; // cells stored before it, up to the last non-empty one
+        char* bytes = sink.bytes.get();
+        size_t used = sink.used;
+        std::uint64_t* ends = sink.ends.get();
+        const char* const base = cursor.pieceStart();
+        const size_t blocks = cursor.blockCount();
+
+        // A cell takes at most the bytes read for it and one end: while the reading stays at or
+        // before `roomUntil`, both buffers have room (the row buffer with its slack), and one
+        // comparison a cell does for both.
+        std::ptrdiff_t roomUntil = 0; // as an offset in the piece; may lie before the reading
+        const auto measureRoom = [&](const char* from) {
+            const auto byteRoom = static_cast<std::ptrdiff_t>(sink.capacity - used) - static_cast<std::ptrdiff_t>(RowSink::kSlack);
+            const auto endRoom = static_cast<std::ptrdiff_t>(sink.endsCapacity) - column - 1;
+            roomUntil = (from - base) + std::min(byteRoom, endRoom);
+        };
+        const auto makeRoom = [&](const char* from, size_t length) {
+            sink.used = used;
+            // Ends and bytes to spare, so that a row of many or long cells seldom comes here.
+            sink.makeRoom(static_cast<size_t>(column) + 64, length + 4096);
+            bytes = sink.bytes.get();
+            ends = sink.ends.get();
+            measureRoom(from);
+        };
+
+        const char* start = p;
+        measureRoom(start);
+        // The separator walk: block b, and its mask without the bits before the cell's start.
+        size_t b = static_cast<size_t>(start - base) / 64;
+        std::uint64_t m = cursor.separatorsAt(b) & (~std::uint64_t(0) << (static_cast<size_t>(start - base) % 64));
+        for (;;) {
+            const char* cellBegin = start;
+            const char* cellEnd;
+            const char* q; // the separator that ends the cell
+            if (cellStartClass[static_cast<unsigned char>(*start)] == QuoteChar) {
+                const size_t usedAtCell = used;
+                const char* segment = start + 1;
+                const char* close = cursor.nextQuote(segment, end);
+                unsigned char after = classAfter(close, end);
+                while (after == QuoteChar) {
+                    // A doubled quote: the text up to it goes in with one quote.
+                    const size_t part = static_cast<size_t>(close + 1 - segment);
+                    if (close + 1 - base > roomUntil)
+                        makeRoom(start, static_cast<size_t>(close + 1 - start));
+                    for (size_t i = 0; i < part; i += 16)
+                        std::memcpy(bytes + used + i, segment + i, 16);
+                    used += part;
+                    segment = close + 2;
+                    close = cursor.nextQuote(segment, end);
+                    after = classAfter(close, end);
+                }
+                if (after == Ordinary) {
+                    // Text behind the closing quote, or the cell goes on into the next piece.
+                    used = usedAtCell;
+                    settle(column - 1, firstColumn, storedBefore, used);
+                    col = column;
+                    cell.assign(1, KeyChars::Quote);
+                    state = ParseState::QuotedCell;
+                    return start + 1;
+                }
+                cellBegin = segment;
+                cellEnd = close;
+                q = close + 1;
+                const size_t offset = static_cast<size_t>(q + 1 - base);
+                b = offset / 64;
+                m = b < blocks ? cursor.separatorsAt(b) & (~std::uint64_t(0) << (offset % 64)) : 0;
+            } else {
+                while (m == 0) {
+                    if (++b >= blocks) {
+                        // The cell runs on into the next piece.
+                        settle(column - 1, firstColumn, storedBefore, used);
+                        col = column;
+                        cell.assign(start, end);
+                        state = ParseState::PlainCell;
+                        return end;
+                    }
+                    m = cursor.separatorsAt(b);
+                }
+                q = base + b * 64 + LoadScan::lowestBit(m);
+                m &= m - 1;
+                cellEnd = q;
+            }
+            const size_t length = static_cast<size_t>(cellEnd - cellBegin);
+            if (q - base > roomUntil)
+                makeRoom(start, static_cast<size_t>(q - start));
+            // Whole blocks of sixteen: the piece is padded, the row buffer has the slack.
+            char* const out = bytes + used;
+            std::memcpy(out, cellBegin, 16);
+            for (size_t i = 16; i < length; i += 16)
+                std::memcpy(out + i, cellBegin + i, 16);
+            used += length;
+            ends[column] = used;
+            const unsigned char endCls = cellStartClass[static_cast<unsigned char>(*q)];
+            start = q + 1;
+            if (endCls != Delimiter) {
+                settle(column, firstColumn, storedBefore, used);
+                col = column;
+                endRowBy(endCls);
+                // The next row starts here too, unless the state machine has work at its start:
+                // a CR's LF at the end of the piece, a cancel or a progress report.
+                if (start == end)
+                    return start;
+                if (skipLineFeed) {
+                    skipLineFeed = false;
+                    if (*start == KeyChars::LF && ++start == end)
+                        return start;
+                    const size_t offset = static_cast<size_t>(start - base);
+                    b = offset / 64;
+                    m = cursor.separatorsAt(b) & (~std::uint64_t(0) << (offset % 64));
+                }
+                if (c.loadCanceled.load(std::memory_order_relaxed) ||
+                    (c.fileSize >= kProgressThreshold && piecePosition + (start - base) > c.nextProgressMark))
+                    return start;
+                ++row;
+                state = ParseState::CellStart;
+                sink.openRow();
+                column = 0;
+                firstColumn = 0;
+                storedBefore = 0;
+                used = 0;
+                measureRoom(start);
+                continue;
+            }
+            if (start == end) {
+                settle(column, firstColumn, storedBefore, used);
+                col = column;
+                state = ParseState::CellStart;
+                return end;
+            }
+            ++column;
+        }
+    }
+
+    // Returns false when the load was cancelled at a row start. The piece is padded as
+    // PieceCursor::reset() says.
     bool feed(const char* data, qint64 length, qint64 position)
     {
         const char* p = data;
         const char* const end = data + length;
+        cursor.reset(data, static_cast<size_t>(length));
+        piecePosition = position;
         while (p < end) {
             switch (state) {
             case ParseState::RowStart:
@@ -215,50 +506,17 @@ struct EditableDataContainer::ByteMachine {
                 col = -1;
                 if (c.loadCanceled.load(std::memory_order_relaxed))
                     return false;
-                if (c.fileSize >= kProgressThreshold)
+                if (c.fileSize >= kProgressThreshold && position + (p - data) > c.nextProgressMark)
                     c.reportProgressIfDue(position + (p - data), c.fileSize, 1);
                 [[fallthrough]];
-            case ParseState::CellStart: {
+            case ParseState::CellStart:
                 ++col;
-                const unsigned char cls = cellStartClass[static_cast<unsigned char>(*p)];
-                if (cls == Delimiter) {
-                    sink.store(col, p, 0);
-                    state = ParseState::CellStart;
-                    ++p;
-                    continue;
-                }
-                if (cls == Terminator || cls == CarriageReturn) {
-                    sink.store(col, p, 0);
-                    endRowBy(cls);
-                    ++p;
-                    continue;
-                }
-                if (cls == QuoteChar) {
-                    cell.assign(1, KeyChars::Quote);
-                    state = ParseState::QuotedCell;
-                    ++p;
-                    continue;
-                }
-                const char* start = p;
-                p = plainEnds.find(p + 1, end);
-                if (p == end) {
-                    cell.assign(start, end);
-                    state = ParseState::PlainCell;
-                    continue;
-                }
-                sink.store(col, start, static_cast<size_t>(p - start));
-                const unsigned char endCls = cellStartClass[static_cast<unsigned char>(*p)];
-                if (endCls == Delimiter)
-                    state = ParseState::CellStart;
-                else
-                    endRowBy(endCls);
-                ++p;
+                p = readCells(p, end);
                 continue;
-            }
             case ParseState::PlainCell: {
-                const char* start = p;
-                p = plainEnds.find(p, end);
-                cell.insert(cell.end(), start, p);
+                const char* q = cursor.nextSeparator(p, end);
+                cell.insert(cell.end(), p, q);
+                p = q;
                 if (p == end)
                     continue;
                 sink.store(col, cell.data(), cell.size());
@@ -271,15 +529,14 @@ struct EditableDataContainer::ByteMachine {
                 continue;
             }
             case ParseState::QuotedCell: {
-                const void* q = std::memchr(p, KeyChars::Quote, static_cast<size_t>(end - p));
-                if (!q) {
+                const char* q = cursor.nextQuote(p, end);
+                if (q == end) {
                     cell.insert(cell.end(), p, end);
                     p = end;
                     continue;
                 }
-                const char* quote = static_cast<const char*>(q);
-                cell.insert(cell.end(), p, quote + 1);
-                p = quote + 1;
+                cell.insert(cell.end(), p, q + 1);
+                p = q + 1;
                 state = ParseState::AfterQuote;
                 continue;
             }
@@ -999,6 +1256,10 @@ bool EditableDataContainer::runLoad(Machine& machine)
         return true;
     }
     beginProgress(fileSize);
+    machine.sink.useArena = fileSize >= static_cast<qint64>(RowArena::kChunkSize);
+    // Room for rows of 64 bytes on average, so that a large load rarely moves the row list;
+    // capacity that no row takes is never touched, so it costs address space only.
+    rows.reserve(static_cast<size_t>(fileSize / 64));
 
     // The BOM is judged on the file's first bytes, whatever the piece size.
     char head[4] = {};
@@ -1018,7 +1279,7 @@ bool EditableDataContainer::runLoad(Machine& machine)
         pieceSize = (pieceSize + 3) / 4 * 4; // a piece never splits a character
     const qint64 remaining = fileSize - bomOffset;
     const qint64 bufferSize = std::min(pieceSize, (remaining + 3) / 4 * 4);
-    std::unique_ptr<char[]> buffer(new char[static_cast<size_t>(std::max<qint64>(bufferSize, 4))]);
+    ReadBuffer buffer(static_cast<size_t>(std::max<qint64>(bufferSize, 4) + kPiecePadding));
 
     qint64 position = bomOffset;
     while (position < fileSize) {
@@ -1039,6 +1300,7 @@ bool EditableDataContainer::runLoad(Machine& machine)
             std::memset(buffer.get() + length, 0, static_cast<size_t>(whole - length));
             length = whole;
         }
+        std::memset(buffer.get() + length, 0, kPiecePadding);
         if (!machine.feed(buffer.get(), length, position / unit)) {
             file.close();
             return false;
@@ -1050,7 +1312,7 @@ bool EditableDataContainer::runLoad(Machine& machine)
     machine.finish();
     machine.sink.endRow();
     file.close();
-    buffer.reset();
+    buffer.memory.reset();
     emit loadFinishedSignal();
     return true;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "storage/abstractdatacontainer.h"
+#include "storage/largepageallocator.h"
 #include "storage/packedrow.h"
 
 #include <string_view>
@@ -91,7 +92,7 @@ private:
     // Replaces cell col of a row, storing empty cells before it as needed.
     void setStoredCell(PackedRow& row, int col, std::string_view value);
 
-    std::vector<PackedRow> rows;
+    std::vector<PackedRow, LargePageAllocator<PackedRow>> rows; // a big load makes millions
     std::vector<std::string_view> scratchViews; // reused by edits that rebuild rows
     qint64 fileSize = 0;
     int numRowsLogical = 0;

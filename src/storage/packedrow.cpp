@@ -1,8 +1,9 @@
 #include "storage/packedrow.h"
 
+#include "storage/rowarena.h"
+
 #include <cstdlib>
 #include <cstring>
-#include <limits>
 #include <new>
 
 PackedRow::PackedRow(const PackedRow& other)
@@ -14,6 +15,7 @@ PackedRow::PackedRow(const PackedRow& other)
     if (!block)
         throw std::bad_alloc();
     std::memcpy(block, other.block, size);
+    reinterpret_cast<Header*>(block)->flags &= ~kInArena; // a copy lives on the heap
 }
 
 PackedRow& PackedRow::operator=(const PackedRow& other)
@@ -26,42 +28,87 @@ PackedRow& PackedRow::operator=(const PackedRow& other)
 PackedRow& PackedRow::operator=(PackedRow&& other) noexcept
 {
     if (this != &other) {
-        std::free(block);
+        release(block);
         block = other.block;
         other.block = nullptr;
     }
     return *this;
 }
 
-PackedRow::~PackedRow() { std::free(block); }
+PackedRow::~PackedRow() { release(block); }
 
-char* PackedRow::allocate(std::size_t count, std::uint64_t total)
+void PackedRow::release(char* block)
 {
-    const bool wide = total > std::numeric_limits<std::uint32_t>::max();
-    const std::size_t size = sizeof(Header) + count * (wide ? 8 : 4) + static_cast<std::size_t>(total);
-    char* memory = static_cast<char*>(std::malloc(size));
-    if (!memory)
-        throw std::bad_alloc(); // as the vectors this replaces would have
+    if (!block)
+        return;
+    if (reinterpret_cast<const Header*>(block)->flags & kInArena)
+        RowArena::release(block);
+    else
+        std::free(block);
+}
+
+namespace {
+
+template <class Offset>
+void writeEnds(char* offsets, const std::uint64_t* ends, std::size_t count)
+{
+    auto* e = reinterpret_cast<Offset*>(offsets);
+    for (std::size_t i = 0; i < count; ++i)
+        e[i] = static_cast<Offset>(ends[i]);
+}
+
+} // namespace
+
+char* PackedRow::allocate(std::size_t count, std::uint64_t total, RowArena* arena)
+{
+    const std::uint32_t width = widthCode(total);
+    const std::size_t size = sizeof(Header) + (count << (width + 1)) + static_cast<std::size_t>(total);
+    char* memory = arena ? arena->allocate(size) : nullptr;
+    std::uint32_t flags = width;
+    if (memory) {
+        flags |= kInArena;
+    } else {
+        memory = static_cast<char*>(std::malloc(size));
+        if (!memory)
+            throw std::bad_alloc(); // as the vectors this replaces would have
+    }
     Header* h = reinterpret_cast<Header*>(memory);
     h->count = static_cast<std::uint32_t>(count);
-    h->wide = wide ? 1 : 0;
+    h->flags = flags;
     return memory;
 }
 
-PackedRow PackedRow::fromParts(const char* bytes, const std::uint64_t* ends, std::size_t count)
+PackedRow PackedRow::fromParts(const char* bytes, const std::uint64_t* ends, std::size_t count, RowArena* arena)
 {
     PackedRow row;
     if (count == 0)
         return row;
     const std::uint64_t total = ends[count - 1];
-    row.block = allocate(count, total);
+    if (arena && total <= 0xFFFF) {
+        // The common row of a load, kept short: two-byte offsets in an arena block.
+        char* block = arena->allocate(sizeof(Header) + 2 * count + static_cast<std::size_t>(total));
+        if (block) {
+            Header* h = reinterpret_cast<Header*>(block);
+            h->count = static_cast<std::uint32_t>(count);
+            h->flags = kInArena;
+            writeEnds<std::uint16_t>(block + sizeof(Header), ends, count);
+            std::memcpy(block + sizeof(Header) + 2 * count, bytes, static_cast<std::size_t>(total));
+            row.block = block;
+            return row;
+        }
+    }
+    row.block = allocate(count, total, arena);
     char* offsets = row.block + sizeof(Header);
-    if (row.header()->wide) {
+    switch (row.header()->flags & kWidthMask) {
+    case 0:
+        writeEnds<std::uint16_t>(offsets, ends, count);
+        break;
+    case 1:
+        writeEnds<std::uint32_t>(offsets, ends, count);
+        break;
+    default:
         std::memcpy(offsets, ends, count * sizeof(std::uint64_t));
-    } else {
-        auto* e = reinterpret_cast<std::uint32_t*>(offsets);
-        for (std::size_t i = 0; i < count; ++i)
-            e[i] = static_cast<std::uint32_t>(ends[i]);
+        break;
     }
     if (total > 0)
         std::memcpy(const_cast<char*>(row.bytes()), bytes, static_cast<std::size_t>(total));
@@ -78,7 +125,7 @@ PackedRow PackedRow::fromCells(const std::vector<std::string_view>& cells)
     for (const std::string_view cell : cells)
         total += cell.size();
     row.block = allocate(count, total);
-    const bool wide = row.header()->wide != 0;
+    const std::uint32_t width = row.header()->flags & kWidthMask;
     char* offsets = row.block + sizeof(Header);
     char* out = const_cast<char*>(row.bytes());
     std::uint64_t end = 0;
@@ -87,10 +134,12 @@ PackedRow PackedRow::fromCells(const std::vector<std::string_view>& cells)
         if (!cell.empty())
             std::memcpy(out + end, cell.data(), cell.size());
         end += cell.size();
-        if (wide)
-            reinterpret_cast<std::uint64_t*>(offsets)[i] = end;
-        else
+        if (width == 0)
+            reinterpret_cast<std::uint16_t*>(offsets)[i] = static_cast<std::uint16_t>(end);
+        else if (width == 1)
             reinterpret_cast<std::uint32_t*>(offsets)[i] = static_cast<std::uint32_t>(end);
+        else
+            reinterpret_cast<std::uint64_t*>(offsets)[i] = end;
     }
     return row;
 }
@@ -129,5 +178,6 @@ std::size_t PackedRow::blockSize() const
     if (!block)
         return 0;
     const Header* h = header();
-    return sizeof(Header) + std::size_t(h->count) * (h->wide ? 8 : 4) + static_cast<std::size_t>(totalBytes());
+    return sizeof(Header) + (std::size_t(h->count) << ((h->flags & kWidthMask) + 1)) +
+           static_cast<std::size_t>(totalBytes());
 }

@@ -5,9 +5,13 @@
 #include <string_view>
 #include <vector>
 
-// One stored row in a single heap block: a small header, the end offset of every cell, then
-// the cells' bytes back to back. A row without cells holds no block at all. Offsets take four
-// bytes a cell unless the row's bytes pass 4 GiB, when they take eight.
+class RowArena;
+
+// One stored row in a single block: a small header, the end offset of every cell, then the
+// cells' bytes back to back. A row without cells holds no block at all. Offsets take two bytes a
+// cell while the row's bytes fit in 64 KiB, as nearly all rows do, else four, and eight past
+// 4 GiB. The block comes from the heap, or from a RowArena for the rows of a load; the header
+// says which.
 //
 // A row is never changed in place: an edit builds the new row from views of the old one and
 // then replaces it, so views taken from a row stay valid until the row is assigned to.
@@ -20,8 +24,10 @@ public:
     PackedRow& operator=(PackedRow&& other) noexcept;
     ~PackedRow();
 
-    // The row of `count` cells whose bytes lie back to back in `bytes`, cell i ending at ends[i].
-    static PackedRow fromParts(const char* bytes, const std::uint64_t* ends, std::size_t count);
+    // The row of `count` cells whose bytes lie back to back in `bytes`, cell i ending at ends[i];
+    // its block comes from `arena` when one is given.
+    static PackedRow fromParts(const char* bytes, const std::uint64_t* ends, std::size_t count,
+                               RowArena* arena = nullptr);
     static PackedRow fromCells(const std::vector<std::string_view>& cells);
 
     int size() const { return block ? static_cast<int>(header()->count) : 0; }
@@ -52,30 +58,47 @@ public:
 private:
     struct Header {
         std::uint32_t count;
-        std::uint32_t wide; // 1 when offsets are 64-bit
+        std::uint32_t flags;
     };
+    // Offsets take 2 << (flags & kWidthMask) bytes: 2, 4 or 8.
+    static constexpr std::uint32_t kWidthMask = 3;
+    static constexpr std::uint32_t kInArena = 4; // the block belongs to a RowArena
+    static std::uint32_t widthCode(std::uint64_t total)
+    {
+        return total <= 0xFFFF ? 0 : total <= 0xFFFFFFFF ? 1 : 2;
+    }
     const Header* header() const { return reinterpret_cast<const Header*>(block); }
     const char* offsets() const { return block + sizeof(Header); }
     const char* bytes() const
     {
         const Header* h = header();
-        return offsets() + std::size_t(h->count) * (h->wide ? 8 : 4);
+        return offsets() + (std::size_t(h->count) << ((h->flags & kWidthMask) + 1));
+    }
+    template <class Offset>
+    void boundsAs(std::uint32_t i, std::uint64_t& begin, std::uint64_t& end) const
+    {
+        const auto* e = reinterpret_cast<const Offset*>(offsets());
+        begin = i ? e[i - 1] : 0;
+        end = e[i];
     }
     void bounds(std::uint32_t i, std::uint64_t& begin, std::uint64_t& end) const
     {
-        if (header()->wide) {
-            const auto* e = reinterpret_cast<const std::uint64_t*>(offsets());
-            begin = i ? e[i - 1] : 0;
-            end = e[i];
-        } else {
-            const auto* e = reinterpret_cast<const std::uint32_t*>(offsets());
-            begin = i ? e[i - 1] : 0;
-            end = e[i];
+        switch (header()->flags & kWidthMask) {
+        case 0:
+            boundsAs<std::uint16_t>(i, begin, end);
+            break;
+        case 1:
+            boundsAs<std::uint32_t>(i, begin, end);
+            break;
+        default:
+            boundsAs<std::uint64_t>(i, begin, end);
+            break;
         }
     }
     std::uint64_t totalBytes() const;
     // A block for `count` cells of `total` bytes with the header set; the caller fills the rest.
-    static char* allocate(std::size_t count, std::uint64_t total);
+    static char* allocate(std::size_t count, std::uint64_t total, RowArena* arena = nullptr);
+    static void release(char* block);
 
     char* block = nullptr;
 };

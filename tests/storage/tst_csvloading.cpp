@@ -1,6 +1,7 @@
 // Reading delimited files into the editable container: the state machine under every
 // standard and line ending, the four loader variants, encodings, pieces, progress, cancel.
 #include "storage/editabledatacontainer.h"
+#include "storage/loadscan.h"
 #include "util/fileparameterutilities.h"
 
 #include <QFile>
@@ -437,6 +438,136 @@ private slots:
                      qPrintable(QStringLiteral("input %1, standard %2: %3")
                                     .arg(describe(input), QString::number(standard), why)));
         }
+    }
+
+    // Every scanner this processor runs marks the same bytes as the plain loop, whichever the
+    // delimiter; the loader takes the fastest, so the others are held to it here.
+    void scannersAgree_data()
+    {
+        QTest::addColumn<char>("delimiter");
+        QTest::newRow("comma") << ',';
+        QTest::newRow("tab") << '\t';
+        QTest::newRow("quote") << '"';
+        QTest::newRow("byte 0xE9") << char(0xE9);
+        QTest::newRow("LF standing in for none") << '\n';
+    }
+
+    void scannersAgree()
+    {
+        QFETCH(char, delimiter);
+        LoadScan::Keys keys;
+        keys.delimiter = delimiter;
+        LoadScan::ScanFunction scanners[3];
+        const int count = LoadScan::availableScanFunctions(scanners);
+        QVERIFY(count >= 1);
+        QRandomGenerator rng(77 + static_cast<quint32>(static_cast<unsigned char>(delimiter)));
+        const QByteArray alphabet = QByteArray("a,\t\"\r\n\x1e\xE9\x80\0", 10);
+        constexpr int kBlocks = 40;
+        for (int round = 0; round < 50; ++round) {
+            QByteArray bytes(kBlocks * 64, '\0');
+            for (char& b : bytes)
+                b = alphabet[rng.bounded(alphabet.size())];
+            std::uint64_t expectedSeparators[kBlocks];
+            std::uint64_t expectedQuotes[kBlocks];
+            LoadScan::scanPlain(bytes.constData(), kBlocks, keys, expectedSeparators, expectedQuotes);
+            for (int block = 0; block < kBlocks; ++block) {
+                for (int i = 0; i < 64; ++i) {
+                    const char c = bytes[block * 64 + i];
+                    const bool separator = c == delimiter || c == '\n' || c == '\r' || c == '\x1e';
+                    QCOMPARE(bool((expectedSeparators[block] >> i) & 1), separator);
+                    QCOMPARE(bool((expectedQuotes[block] >> i) & 1), c == '"');
+                }
+            }
+            for (int k = 1; k < count; ++k) {
+                std::uint64_t separators[kBlocks];
+                std::uint64_t quotes[kBlocks];
+                scanners[k](bytes.constData(), kBlocks, keys, separators, quotes);
+                for (int block = 0; block < kBlocks; ++block) {
+                    QCOMPARE(separators[block], expectedSeparators[block]);
+                    QCOMPARE(quotes[block], expectedQuotes[block]);
+                }
+            }
+        }
+    }
+
+    // Longer inputs built from runs of ordinary bytes, so that cells, quotes and row ends fall
+    // on every offset of the scanner's 64-byte blocks and its 4 KiB windows, plain runs cross
+    // pieces of every size, and rows outgrow the row builder's first capacity.
+    void longRandomAgainstReference_data()
+    {
+        QTest::addColumn<char>("delimiter");
+        QTest::addColumn<QByteArray>("specials"); // drawn between runs; 'd' is the delimiter
+        QTest::addColumn<int>("longestRun");
+        QTest::newRow("comma, short runs") << ',' << QByteArray("ddd\"\"\r\n\x1e;") << 12;
+        QTest::newRow("comma, long runs") << ',' << QByteArray("ddd\"\"\r\n\x1e;") << 150;
+        QTest::newRow("tab, wide rows") << '\t' << QByteArray("dddddddddddddddddddddddddddd\"\",\n") << 4;
+        QTest::newRow("quote-heavy") << ';' << QByteArray("d\"\"\"\"\"\n\r,") << 30;
+        QTest::newRow("no delimiter") << char(0) << QByteArray("\"\r\n\x1e,,") << 150;
+    }
+
+    void longRandomAgainstReference()
+    {
+        QFETCH(char, delimiter);
+        QFETCH(QByteArray, specials);
+        QFETCH(int, longestRun);
+        QRandomGenerator rng(4321 + static_cast<quint32>(static_cast<unsigned char>(delimiter)) + static_cast<quint32>(longestRun));
+        for (int round = 0; round < 80; ++round) {
+            QByteArray input;
+            const int length = rng.bounded(0, 3000);
+            while (input.size() < length) {
+                const int run = rng.bounded(0, longestRun + 1);
+                for (int i = 0; i < run; ++i)
+                    input += char('a' + rng.bounded(0, 3));
+                const char special = specials[rng.bounded(specials.size())];
+                input += special == 'd' ? (delimiter ? delimiter : ',') : special;
+            }
+            const ParsingStandard standard = ParsingStandard(rng.bounded(0, 5));
+            const int pick = rng.bounded(0, 4);
+            const int piece = pick == 0 ? 0 : pick == 1 ? rng.bounded(1, 130) : pick == 2 ? 64 * rng.bounded(1, 5) + rng.bounded(-1, 2) : rng.bounded(130, 5000);
+            EditableDataContainer::setPieceSizeForTesting(piece);
+
+            auto fast = load(input, delimiter, standard, UTF_8);
+            EditableDataContainer reference;
+            referenceLoad(input, delimiter, standard, reference);
+            QString why;
+            QVERIFY2(sameContainer(*fast, reference, UTF_8, &why),
+                     qPrintable(QStringLiteral("round %1, piece %2, standard %3: %4")
+                                    .arg(round).arg(piece).arg(standard).arg(why)));
+        }
+    }
+
+    // A file large enough that its rows are carved from shared chunks: edits that replace,
+    // copy, insert and remove rows afterwards leave every other row intact, and a row too large
+    // for a chunk lives on its own.
+    void largeLoadThenEdits()
+    {
+        QByteArray text;
+        for (int n = 0; text.size() < (6 << 20); ++n) {
+            text += QByteArray::number(n) + ",cell " + QByteArray::number(n * 7) + ",\"quoted, " +
+                    QByteArray::number(n % 13) + "\"\n";
+            if (n == 5000)
+                text += QByteArray(1 << 20, 'w') + ",tail\n";
+        }
+        auto c = load(text, ',', RFC_4180, UTF_8);
+        Table expected = tableOf(*c);
+        QVERIFY(expected.size() > 160000);
+        QCOMPARE(expected[5001][0], QByteArray(1 << 20, 'w'));
+        QCOMPARE(expected[160000], QByteArrayList({"159999", "cell 1119993", "quoted, 8"}));
+
+        QVERIFY(c->setValue(10, 1, {'n', 'e', 'w'}));
+        expected[10][1] = "new";
+        c->copyRowContentsToAnotherRow(5001, 30);
+        expected[30] = expected[5001];
+        c->copyRowContentsToAnotherRow(20, 5001);
+        expected[5001] = expected[20];
+        QVERIFY(c->removeRows(100, 120000));
+        expected.remove(100, 120000);
+        QVERIFY(c->insertEmptyRows(50, 3));
+        expected.insert(50, 3, QByteArrayList(3));
+        QCOMPARE(c->numRows(), expected.size());
+        QVERIFY(tableOf(*c) == expected);
+        QVERIFY(c->clear());
+        QCOMPARE(c->numRowsPhysical(), 0);
     }
 
     // --- Pieces ----------------------------------------------------------------------------

@@ -226,6 +226,41 @@ private slots:
         QCOMPARE(dump(c), QByteArray("a||||a/c|p|||c/x||y||/a||||a/|q|||"));
     }
 
+    // A row's cell offsets take two, four or eight bytes by the row's size: cells read back
+    // whole on both sides of each step, and edits that move a row across a step keep it.
+    void rowsOnBothSidesOfOffsetWidths_data()
+    {
+        QTest::addColumn<int>("firstCellSize");
+        QTest::newRow("64 KiB less one") << 65535 - 3;
+        QTest::newRow("64 KiB") << 65536 - 3;
+        QTest::newRow("64 KiB and one") << 65537 - 3;
+        QTest::newRow("small") << 10;
+    }
+
+    void rowsOnBothSidesOfOffsetWidths()
+    {
+        QFETCH(int, firstCellSize);
+        EditableDataContainer c;
+        const std::vector<char> big(static_cast<size_t>(firstCellSize), 'b');
+        c.setRow(0, {big, {}, v("xyz")}); // the row's bytes: firstCellSize + 3
+        QCOMPARE(c.getValue(0, 0), big);
+        QVERIFY(c.getValue(0, 1).empty());
+        QCOMPARE(c.getValue(0, 2), v("xyz"));
+        QCOMPARE(c.numColsInRow(0), 3);
+        // Growing the row past 64 KiB and shrinking it back below.
+        c.setValue(0, 1, std::vector<char>(70000, 'm'));
+        QCOMPARE(c.getValue(0, 1).size(), size_t(70000));
+        QCOMPARE(c.getValue(0, 2), v("xyz"));
+        QCOMPARE(c.getValue(0, 0), big);
+        c.setValue(0, 0, v("s"));
+        c.setValue(0, 1, {});
+        QCOMPARE(c.getValue(0, 0), v("s"));
+        QVERIFY(c.getValue(0, 1).empty());
+        QCOMPARE(c.getValue(0, 2), v("xyz"));
+        c.copyRowContentsToAnotherRow(0, 1);
+        QCOMPARE(dump(c), QByteArray("s||xyz/s||xyz"));
+    }
+
     void insertRowsAndCols()
     {
         EditableDataContainer c;

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstddef>
+#include <new>
+
+// Large buffers in large pages where the system has them. A load fills hundreds of megabytes of
+// fresh memory, and faulting that in 4 KiB at a time costs more than the parsing of it. Below
+// 2 MiB, and where large pages aren't offered, this is plain malloc.
+namespace LargePages {
+// Memory for `size` bytes, aligned to 16 at least; throws std::bad_alloc as new would.
+void* allocate(std::size_t size);
+// Gives back what allocate() returned (null is fine).
+void release(void* memory) noexcept;
+} // namespace LargePages
+
+// A standard allocator on LargePages, for containers that grow large (the container's row list).
+template <class T>
+class LargePageAllocator {
+public:
+    using value_type = T;
+
+    LargePageAllocator() = default;
+    template <class U>
+    LargePageAllocator(const LargePageAllocator<U>&) noexcept
+    {
+    }
+
+    T* allocate(std::size_t n) { return static_cast<T*>(LargePages::allocate(n * sizeof(T))); }
+    void deallocate(T* p, std::size_t) noexcept { LargePages::release(p); }
+
+    template <class U>
+    bool operator==(const LargePageAllocator<U>&) const noexcept
+    {
+        return true;
+    }
+};

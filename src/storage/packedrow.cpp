@@ -181,3 +181,80 @@ std::size_t PackedRow::blockSize() const
     return sizeof(Header) + (std::size_t(h->count) << ((h->flags & kWidthMask) + 1)) +
            static_cast<std::size_t>(totalBytes());
 }
+
+namespace {
+
+// Shifts the end offsets from `first` on by `delta` (which may be negative, as two's complement).
+template <class Offset>
+void shiftEnds(char* offsets, std::size_t first, std::size_t count, std::uint64_t delta)
+{
+    auto* e = reinterpret_cast<Offset*>(offsets);
+    for (std::size_t j = first; j < count; ++j)
+        e[j] = static_cast<Offset>(e[j] + delta);
+}
+
+void shiftEndsOfWidth(std::uint32_t width, char* offsets, std::size_t first, std::size_t count,
+                      std::uint64_t delta)
+{
+    switch (width) {
+    case 0:
+        shiftEnds<std::uint16_t>(offsets, first, count, delta);
+        break;
+    case 1:
+        shiftEnds<std::uint32_t>(offsets, first, count, delta);
+        break;
+    default:
+        shiftEnds<std::uint64_t>(offsets, first, count, delta);
+        break;
+    }
+}
+
+} // namespace
+
+bool PackedRow::replaceCell(int i, std::string_view value)
+{
+    if (i < 0 || i >= size())
+        return false;
+    const std::uint32_t index = static_cast<std::uint32_t>(i);
+    std::uint64_t begin = 0;
+    std::uint64_t end = 0;
+    bounds(index, begin, end);
+    const std::uint64_t total = totalBytes();
+    const std::size_t count = header()->count;
+    const std::uint32_t width = header()->flags & kWidthMask;
+    const std::size_t offsetBytes = count << (width + 1);
+    const std::uint64_t oldLength = end - begin;
+    const std::uint64_t newLength = value.size();
+    const bool aliases = !value.empty() && value.data() >= block && value.data() < block + blockSize();
+
+    if (newLength <= oldLength && !aliases) {
+        // Shrinking: the tail moves down within the block it already has.
+        char* data = block + sizeof(Header) + offsetBytes;
+        if (newLength > 0)
+            std::memcpy(data + begin, value.data(), static_cast<std::size_t>(newLength));
+        if (newLength < oldLength) {
+            std::memmove(data + begin + newLength, data + end, static_cast<std::size_t>(total - end));
+            shiftEndsOfWidth(width, block + sizeof(Header), index, count, newLength - oldLength);
+        }
+        return true;
+    }
+
+    const std::uint64_t newTotal = total - oldLength + newLength;
+    if (widthCode(newTotal) != width)
+        return false;
+    // Growing (or a value read from this very row): the new block takes the offsets and the
+    // bytes before and after the cell as three plain copies.
+    char* fresh = allocate(count, newTotal);
+    char* freshOffsets = fresh + sizeof(Header);
+    std::memcpy(freshOffsets, block + sizeof(Header), offsetBytes);
+    shiftEndsOfWidth(width, freshOffsets, index, count, newLength - oldLength);
+    const char* oldData = block + sizeof(Header) + offsetBytes;
+    char* freshData = freshOffsets + offsetBytes;
+    std::memcpy(freshData, oldData, static_cast<std::size_t>(begin));
+    if (newLength > 0)
+        std::memcpy(freshData + begin, value.data(), static_cast<std::size_t>(newLength));
+    std::memcpy(freshData + begin + newLength, oldData + end, static_cast<std::size_t>(total - end));
+    release(block);
+    block = fresh;
+    return true;
+}

@@ -13,8 +13,8 @@ class RowArena;
 // 4 GiB. The block comes from the heap, or from a RowArena for the rows of a load; the header
 // says which.
 //
-// A row is never changed in place: an edit builds the new row from views of the old one and
-// then replaces it, so views taken from a row stay valid until the row is assigned to.
+// Only replaceCell changes a row in place; every other edit builds the new row from views of the
+// old one and then replaces it. Either way a view taken from a row is good until the row changes.
 class PackedRow {
 public:
     PackedRow() = default;
@@ -50,6 +50,12 @@ public:
     std::string_view cellOrEmpty(int i) const { return i >= 0 && i < size() ? cell(i) : std::string_view(); }
     // Replaces `out` by views of every stored cell.
     void views(std::vector<std::string_view>& out) const;
+    // Gives stored cell i the bytes of `value` without rebuilding the row from views of every
+    // cell: in place when the value is no longer than the old one, else by copying the row's two
+    // halves around it into a new block. False, with the row unchanged, when neither applies
+    // (a cell the row doesn't store, or offsets that would change width); the caller then
+    // rebuilds the row. `value` may be a view into this row.
+    bool replaceCell(int i, std::string_view value);
     // Cells up to and including the last non-empty one.
     int widthWithoutTrailingEmpty() const;
     // Bytes the row's block takes, header included (0 for a row without cells).

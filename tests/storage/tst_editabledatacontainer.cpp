@@ -88,6 +88,47 @@ private slots:
         QCOMPARE(dump(c), QByteArray("a|b||||||||/d|e||||||||"));
     }
 
+    // A cell copied from another cell of its own row, onto a longer, shorter or equal one: the
+    // source bytes live in the very block that changes.
+    void copyColWithinRows_data()
+    {
+        QTest::addColumn<int>("from");
+        QTest::addColumn<int>("to");
+        QTest::addColumn<QByteArray>("expected");
+        QTest::newRow("long over short, rightwards") << 0 << 2 << QByteArray("longest|mid|longest|x/ab|c|ab|");
+        QTest::newRow("short over long, leftwards") << 3 << 0 << QByteArray("x|mid|s|x/|c|ab|");
+        QTest::newRow("short over long, rightwards") << 1 << 0 << QByteArray("mid|mid|s|x/c|c|ab|");
+        QTest::newRow("long over short, leftwards") << 0 << 3 << QByteArray("longest|mid|s|longest/ab|c|ab|ab");
+        QTest::newRow("onto a missing cell") << 1 << 5 << QByteArray("longest|mid|s|x||mid/ab|c|ab|||c");
+    }
+
+    void copyColWithinRows()
+    {
+        QFETCH(int, from);
+        QFETCH(int, to);
+        QFETCH(QByteArray, expected);
+        EditableDataContainer c;
+        fill(c, {{"longest", "mid", "s", "x"}, {"ab", "c", "ab"}});
+        c.copyColContentsToAnotherCol(from, to);
+        QCOMPARE(dump(c), expected);
+    }
+
+    // Each change of one cell leaves every other cell as it was, growing or shrinking the row.
+    void setValueKeepsNeighbours()
+    {
+        EditableDataContainer c;
+        fill(c, {{"aa", "bbbb", "c", "", "ddd"}});
+        const QList<QByteArray> values = {"", "x", "yyyyyyyy", "bbbb", "zz", "", "0123456789"};
+        QByteArray expected;
+        for (const QByteArray& value : values) {
+            c.setValue(0, 1, std::vector<char>(value.begin(), value.end()));
+            QCOMPARE(dump(c), "aa|" + value + "|c||ddd");
+        }
+        c.setValue(0, 4, {});
+        c.setValue(0, 0, v("first"));
+        QCOMPARE(dump(c), QByteArray("first|0123456789|c||"));
+    }
+
     void numColsInRow()
     {
         EditableDataContainer c;

@@ -102,17 +102,40 @@ bool TableData::isColConcealed(int raw, bool ignoreTranspose) const {
 
 // --- Cells -----------------------------------------------------------------------------------
 
+namespace {
+
+QString decodeBytes(const char* data, int size, EncodingType type, QTextCodec* textCodec) {
+    if (type == UTF_8)
+        return QString::fromUtf8(data, size);
+    if (type == ISO_8859_1)
+        return QString::fromLatin1(data, size);
+    if (textCodec)
+        return textCodec->toUnicode(data, size);
+    return QString::fromUtf8(data, size);
+}
+
+} // namespace
+
 QString TableData::decodeCell(const std::vector<char>& bytes, EncodingType type, QTextCodec* textCodec) {
     if (bytes.empty())
         return QString();
-    const int size = static_cast<int>(bytes.size());
-    if (type == UTF_8)
-        return QString::fromUtf8(bytes.data(), size);
-    if (type == ISO_8859_1)
-        return QString::fromLatin1(bytes.data(), size);
-    if (textCodec)
-        return textCodec->toUnicode(bytes.data(), size);
-    return QString::fromUtf8(bytes.data(), size);
+    return decodeBytes(bytes.data(), static_cast<int>(bytes.size()), type, textCodec);
+}
+
+QString TableData::decodeCellPrefix(const std::vector<char>& bytes, EncodingType type, QTextCodec* textCodec,
+                                    int prefixLength) {
+    // No encoding here takes more than four bytes for a character outside of shift sequences, so
+    // this many bytes nearly always decode to more than the prefix; when they don't (a text full
+    // of shifts), the whole cell is decoded after all.
+    const qint64 window = (static_cast<qint64>(prefixLength) + 2) * 4 + 16;
+    if (prefixLength <= 0 || static_cast<qint64>(bytes.size()) <= window)
+        return decodeCell(bytes, type, textCodec);
+    QString prefix = decodeBytes(bytes.data(), static_cast<int>(window), type, textCodec);
+    // The window may end inside a character; that one is dropped along with anything past the
+    // prefix the caller needs.
+    if (prefix.size() > prefixLength + 1)
+        return prefix.left(prefixLength + 1);
+    return decodeCell(bytes, type, textCodec);
 }
 
 std::vector<char> TableData::encodeCell(const QString& text, EncodingType type, QTextCodec* textCodec) {
@@ -139,16 +162,16 @@ std::vector<char> TableData::getValueRawCharVec(int row, int col, bool ignoreTra
     return dataContainer->getValue(row, col);
 }
 
-QVariant TableData::getValueRaw(int row, int col, bool ignoreTranspose) const {
+QVariant TableData::getValueRaw(int row, int col, bool ignoreTranspose, int prefixLength) const {
     if (!dataContainer)
         return QVariant();
-    return QVariant(decodeCell(getValueRawCharVec(row, col, ignoreTranspose), encoding, codec));
+    return QVariant(decodeCellPrefix(getValueRawCharVec(row, col, ignoreTranspose), encoding, codec, prefixLength));
 }
 
-QVariant TableData::getValueModel(int row, int col) const {
+QVariant TableData::getValueModel(int row, int col, int prefixLength) const {
     if (!dataContainer)
         return QVariant();
-    return getValueRaw(getRawFromModelRow(row), getRawFromModelCol(col));
+    return getValueRaw(getRawFromModelRow(row), getRawFromModelCol(col), false, prefixLength);
 }
 
 bool TableData::setValueModel(int row, int col, const QString& text) {

@@ -62,8 +62,11 @@ public:
     bool isColConcealed(int raw, bool ignoreTranspose = false) const;
 
     // --- Cells ----------------------------------------------------------------------------
-    QVariant getValueModel(int row, int col) const;
-    QVariant getValueRaw(int row, int col, bool ignoreTranspose = false) const;
+    // With `prefixLength` above 0 a longer cell may come back cut, though always to more than
+    // `prefixLength` characters: enough for a caller that shows only the start of a cell, without
+    // decoding megabytes it won't show.
+    QVariant getValueModel(int row, int col, int prefixLength = 0) const;
+    QVariant getValueRaw(int row, int col, bool ignoreTranspose = false, int prefixLength = 0) const;
     std::vector<char> getValueRawCharVec(int row, int col, bool ignoreTranspose = false) const;
     bool setValueModel(int row, int col, const QString& text);
     bool setValueRaw(int row, int col, const QString& text, bool ignoreTranspose = false);
@@ -75,6 +78,8 @@ public:
 
     // Decoding and encoding of one cell in an encoding; a null codec falls back to UTF-8.
     static QString decodeCell(const std::vector<char>& bytes, EncodingType encoding, QTextCodec* codec);
+    static QString decodeCellPrefix(const std::vector<char>& bytes, EncodingType encoding, QTextCodec* codec,
+                                    int prefixLength);
     static std::vector<char> encodeCell(const QString& text, EncodingType encoding, QTextCodec* codec);
 
     // --- Inserting, removing, moving ------------------------------------------------------

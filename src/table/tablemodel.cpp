@@ -98,7 +98,7 @@ QVariant TableModel::displayValue(int row, int col, bool edit) const {
     if (const Range* preview = previewAt(row, col))
         value = preview->value;
     else
-        value = tableData.getValueModel(row, col);
+        value = tableData.getValueModel(row, col, edit ? 0 : maxCellDisplayLength);
     if (!edit && value.typeId() == QMetaType::QString) {
         const QString text = value.toString();
         if (text.size() > maxCellDisplayLength)

@@ -176,6 +176,7 @@ private slots:
     void roundTripInEncodings_data();
     void roundTripInEncodings();
     void setEncodingWithAndWithoutReencoding();
+    void displayPrefixOfShiftHeavyText();
 
     void nextBlockLocation_data();
     void nextBlockLocation();
@@ -655,6 +656,31 @@ void TestTableData::roundTripInEncodings() {
     QCOMPARE(table.getValueRaw(0, 0).toString(), text);
     QCOMPARE(table.getValueRaw(0, 1).toString(), QString());
     QVERIFY(table.getValueRaw(0, 1).isValid());
+
+    // A long cell read for display decodes only its start, and that start is exact.
+    const QString longText = text.repeated(20000);
+    QVERIFY(table.setValueRaw(1, 0, longText));
+    const QString start = table.getValueRaw(1, 0, false, 4096).toString();
+    QVERIFY(start.size() > 4096);
+    QCOMPARE(start, longText.left(start.size()));
+}
+
+// Shift sequences can make a character cost more than four bytes; the start is then found by
+// decoding the whole cell rather than cut short.
+void TestTableData::displayPrefixOfShiftHeavyText() {
+    TableData table;
+    table.setEncoding(ISO_2022_JP, false);
+    // Each round: into JIS X 0208, one kanji, back to ASCII, one letter: 9 bytes, 2 characters.
+    const QByteArray round("\x1b$B\x46\x7c\x1b(Ba", 9);
+    const QByteArray bytes = round.repeated(5000);
+    const QString whole = TableData::decodeCell(std::vector<char>(bytes.begin(), bytes.end()), ISO_2022_JP,
+                                                QTextCodec::codecForName("ISO-2022-JP"));
+    QCOMPARE(whole.size(), 10000);
+    QCOMPARE(whole.left(2), QStringLiteral("\u65e5a"));
+    QVERIFY(table.setValueRaw(0, 0, whole));
+    const QString start = table.getValueModel(0, 0, 4096).toString();
+    QVERIFY(start.size() > 4096);
+    QCOMPARE(start, whole.left(start.size()));
 }
 
 void TestTableData::setEncodingWithAndWithoutReencoding() {

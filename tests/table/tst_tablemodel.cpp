@@ -220,20 +220,28 @@ void TestTableModel::removeExtraneousRowsShrinksBack() {
 
 void TestTableModel::displayCut_data() {
     QTest::addColumn<int>("length");
+    QTest::addColumn<QString>("unit");
     QTest::addColumn<int>("shown");
-    QTest::newRow("short") << 10 << 10;
-    QTest::newRow("exactly the limit") << 4096 << 4096;
-    QTest::newRow("one past") << 4097 << 4096;
-    QTest::newRow("5000") << 5000 << 4096;
+    QTest::newRow("short") << 10 << QString() << 10;
+    QTest::newRow("exactly the limit") << 4096 << QString() << 4096;
+    QTest::newRow("one past") << 4097 << QString() << 4096;
+    QTest::newRow("5000") << 5000 << QString() << 4096;
+    // Cells long enough that only their start is decoded for display.
+    QTest::newRow("100000 letters") << 100000 << QString() << 4096;
+    QTest::newRow("two-byte characters") << 30000 << QStringLiteral("\u00e9") << 4096;
+    QTest::newRow("three-byte characters") << 30000 << QStringLiteral("\u20ac") << 4096;
+    QTest::newRow("surrogate pairs") << 30000 << QString::fromUtf8("\xf0\x9f\x98\x80") << 4096;
+    QTest::newRow("just under the window") << 16000 << QString() << 4096;
 }
 
 void TestTableModel::displayCut() {
     QFETCH(int, length);
+    QFETCH(QString, unit);
     QFETCH(int, shown);
     LoadedModel m = load(gridLines(2, 2));
     QString longText;
-    for (int i = 0; i < length; ++i)
-        longText += QChar(u'a' + i % 26);
+    while (longText.size() < length)
+        longText += unit.isEmpty() ? QString(QChar(char16_t(u'a' + longText.size() % 26))) : unit;
     QVERIFY(m->setData(m->index(1, 1), longText));
     const QString display = text(*m, 1, 1);
     QCOMPARE(display.size(), shown);

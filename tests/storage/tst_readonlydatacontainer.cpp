@@ -6,6 +6,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <QRandomGenerator>
+
 #include <memory>
 
 using Cells = std::vector<std::vector<char>>;
@@ -64,6 +66,125 @@ QByteArray readAll(const QString& path)
     return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
 }
 
+
+// The index as the machine gives it, one byte at a time: row and cell starts happen only where
+// a character is there to start them; a short row's missing cells point at its line ending.
+struct PlainIndex {
+    qint64 rows = 0;
+    qint64 cols = 0;
+    std::vector<ReadOnlyDataContainer::Strip> strips;
+};
+
+PlainIndex plainIndex(const QByteArray& text, char delimiter, bool quoting)
+{
+    const auto isDelim = [&](char c) { return delimiter != 0 && c == delimiter; };
+    const auto isTerm = [&](char c) { return !isDelim(c) && (c == '\n' || c == '\r' || c == '\x1e'); };
+    const auto isQuote = [&](char c) { return quoting && c == '"' && !isDelim(c); };
+    enum Kind { RowStart, CellStart, RowEnd };
+    std::vector<std::pair<Kind, qint64>> events;
+    enum { StartRow, StartCell, Plain, Quoted, AfterQuote, AfterCr } state = StartRow;
+    const qint64 n = text.size();
+    for (qint64 i = 0; i < n;) {
+        const char c = text[i];
+        switch (state) {
+        case StartRow:
+            events.push_back({RowStart, i});
+            state = StartCell;
+            break;
+        case StartCell:
+            events.push_back({CellStart, i});
+            state = isQuote(c) ? Quoted : Plain;
+            if (isDelim(c) || isTerm(c))
+                state = Plain; // ends at once, below
+            else
+                ++i;
+            break;
+        case Plain:
+        case AfterQuote:
+            if (isDelim(c)) {
+                state = StartCell;
+            } else if (isTerm(c)) {
+                events.push_back({RowEnd, i});
+                state = c == '\r' ? AfterCr : StartRow;
+            } else {
+                state = state == AfterQuote && isQuote(c) ? Quoted : Plain;
+            }
+            ++i;
+            break;
+        case Quoted:
+            if (isQuote(c))
+                state = AfterQuote;
+            ++i;
+            break;
+        case AfterCr:
+            if (c == '\n')
+                ++i;
+            state = StartRow;
+            break;
+        }
+    }
+    PlainIndex index;
+    qint64 cells = 0;
+    for (const auto& [kind, pos] : events) {
+        if (kind == RowStart) {
+            index.cols = std::max(index.cols, cells);
+            cells = 0;
+            ++index.rows;
+        } else if (kind == CellStart) {
+            ++cells;
+        }
+    }
+    if (delimiter == 0 && index.rows > 0)
+        index.cols = 1;
+    qint64 number = -1;
+    qint64 row = -1, col = -1, lineEnd = 0;
+    for (const auto& [kind, pos] : events) {
+        if (kind == RowEnd) {
+            lineEnd = pos;
+        } else if (kind == RowStart) {
+            for (qint64 missing = 0; row >= 0 && missing < index.cols - 1 - col; ++missing) {
+                if (++number % 25 == 0)
+                    index.strips.push_back({int(row), int(col + missing + 1), lineEnd});
+            }
+            ++row;
+            col = -1;
+        } else {
+            ++col;
+            if (++number % 25 == 0)
+                index.strips.push_back({int(row), int(col), pos});
+        }
+    }
+    return index;
+}
+
+// Text that puts every kind of byte the index cares about at every place in a 64-byte block:
+// long plain runs, quoted cells holding delimiters, line breaks and doubled quotes, quotes that
+// don't open a cell, text behind a closing quote, every line ending and runs of delimiters.
+QByteArray trickyText(QRandomGenerator& rng, char delimiter, int size)
+{
+    const char d = delimiter ? delimiter : ',';
+    const QByteArray pieces[] = {"\r\n", "\n", "\r", "\n\r", "\r\r", "\x1e", "\"", "\"\"", "x\"y", "\"q\"z"};
+    QByteArray out;
+    while (out.size() < size) {
+        const int kind = rng.bounded(14);
+        if (kind < 4) {
+            out += QByteArray(rng.bounded(1, 90), char('a' + rng.bounded(26)));
+        } else if (kind < 7) {
+            out += d;
+        } else if (kind == 7) {
+            out += QByteArray(rng.bounded(20, 70), d); // many cells in one block
+        } else if (kind == 8) {
+            QByteArray inner = QByteArray(rng.bounded(0, 70), 'i');
+            for (int k = rng.bounded(4); k > 0; --k)
+                inner.insert(rng.bounded(int(inner.size()) + 1), pieces[rng.bounded(6)] + d + "\"\"");
+            out += d + ("\"" + inner + "\"");
+        } else {
+            out += pieces[rng.bounded(int(std::size(pieces)))];
+        }
+    }
+    return out;
+}
+
 } // namespace
 
 class TestReadOnlyDataContainer : public QObject {
@@ -79,6 +200,8 @@ private slots:
     void wideEncodings();
     void paddingStripsPointAtLineEnding();
     void piecesOfEverySize();
+    void blockScanMatchesPlainMachine_data();
+    void blockScanMatchesPlainMachine();
     void rowsColsAndOrder();
     void editingCallsChangeNothing();
     void saveOverTheFileBeingRead_data();
@@ -270,6 +393,59 @@ void TestReadOnlyDataContainer::piecesOfEverySize()
     }
     QCOMPARE(show(reference->getValue(1, 3, false)), QByteArray("a;\r\n\"b"));
     QCOMPARE(show(reference->getValue(0, 0, false)), QByteArray("0"));
+}
+
+void TestReadOnlyDataContainer::blockScanMatchesPlainMachine_data()
+{
+    QTest::addColumn<char>("delimiter");
+    QTest::addColumn<int>("standard");
+    QTest::newRow("comma, rfc 4180") << ',' << int(RFC_4180);
+    QTest::newRow("semicolon, delimiter only") << ';' << int(DELIMITER_ONLY);
+    QTest::newRow("tab, all quotes") << '\t' << int(ALL_QUOTES);
+    QTest::newRow("unit separator, ascii separated") << '\x1f' << int(ASCII_SEPARATED_VALUES);
+    QTest::newRow("delimiter is LF") << '\n' << int(RFC_4180);
+    QTest::newRow("delimiter is CR") << '\r' << int(RFC_4180);
+    QTest::newRow("delimiter is the record separator") << '\x1e' << int(SPARSE_QUOTES);
+    QTest::newRow("delimiter is the quote") << '"' << int(RFC_4180);
+    QTest::newRow("no delimiter") << '\0' << int(RFC_4180);
+}
+
+// The index, which skips through whole blocks by their byte masks and falls back to single
+// events where a block needs it, against the machine run one byte at a time: the same text moved
+// through every offset of a block, read whole and in small pieces.
+void TestReadOnlyDataContainer::blockScanMatchesPlainMachine()
+{
+    QFETCH(char, delimiter);
+    QFETCH(int, standard);
+    const bool quoting = delimiter != 0 && standard != DELIMITER_ONLY;
+    Fixture fx;
+    QRandomGenerator rng(quint32(uchar(delimiter)) * 131 + quint32(standard));
+    for (int file = 0; file < 6; ++file) {
+        const QByteArray body = trickyText(rng, delimiter, rng.bounded(300, 1500));
+        for (int shift = 0; shift < 64; ++shift) {
+            const QByteArray text = QByteArray(shift, 'p') + body;
+            const PlainIndex expected = plainIndex(text, delimiter, quoting);
+            const QString path = fx.write(text);
+            for (qint64 piece : {qint64(0), 4 * qint64(rng.bounded(1, 40))}) {
+                ReadOnlyDataContainer::setPieceSizeForTesting(piece);
+                auto c = fx.open(path, delimiter, static_cast<ParsingStandard>(standard));
+                QVERIFY(c);
+                const QByteArray where = "file " + QByteArray::number(file) + ", shift " + QByteArray::number(shift) +
+                                         ", piece " + QByteArray::number(piece);
+                QVERIFY2(c->numRows() == expected.rows, where.constData());
+                QVERIFY2(c->numCols() == expected.cols, where.constData());
+                const auto& strips = c->getStrips();
+                QVERIFY2(strips.size() == expected.strips.size(), where.constData());
+                for (size_t i = 0; i < strips.size(); ++i) {
+                    const auto& a = strips[i];
+                    const auto& b = expected.strips[i];
+                    QVERIFY2(a.row == b.row && a.col == b.col && a.offset == b.offset,
+                             (where + ", strip " + QByteArray::number(qulonglong(i))).constData());
+                }
+            }
+            QFile::remove(path);
+        }
+    }
 }
 
 void TestReadOnlyDataContainer::rowsColsAndOrder()

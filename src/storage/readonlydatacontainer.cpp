@@ -301,9 +301,8 @@ template <bool WithQuotes, class Sink>
         }
         st.cellStart = base + q;
         if (q < limit) {
-            if (!k.rowStart(base + q)) {
+            if (!k.rowStart(base + q))
                 return false;
-            }
             k.cellStart(base + q);
         }
     }
@@ -1067,6 +1066,31 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
             const qint64 lastStart = at + last + 1 + static_cast<qint64>((crBeforeLf >> last) & 1);
             if (lastStart * unitBytes > mark)
                 mark = (*report)(lastStart * unitBytes, 2, mark);
+            if (!(ends & (ends - 1))) {
+                // One row end, most often behind a row of full width: no padding, so the cell
+                // numbers run on through the block without a gap.
+                const int e = std::countr_zero(ends);
+                const std::uint64_t before = delims & ((std::uint64_t(1) << e) - 1);
+                const int inRow = std::popcount(before);
+                if (col + inRow == numCols - 1) {
+                    const int rowStartBit = e + static_cast<int>((crBeforeLf >> e) & 1);
+                    const std::uint64_t starts = delims | (std::uint64_t(1) << rowStartBit);
+                    const int count = std::popcount(starts);
+                    for (qint64 need = nextStripCell - cellNumber - 1; need < count; need += 25) {
+                        const int bit = select(starts, static_cast<int>(need));
+                        if (bit < rowStartBit)
+                            out->push_back(Strip{row, static_cast<int>(col + need + 1), at + bit + 1});
+                        else
+                            out->push_back(Strip{row + 1, static_cast<int>(need - inRow), at + bit + 1});
+                        nextStripCell += 25;
+                    }
+                    cellNumber += count;
+                    lineEnd = at + e;
+                    ++row;
+                    col = count - inRow - 1;
+                    return true;
+                }
+            }
             std::uint64_t rest = delims;
             do {
                 const int e = std::countr_zero(ends);

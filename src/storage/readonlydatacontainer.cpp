@@ -979,72 +979,93 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
         resetIndex();
         return false;
     }
-    strips.reserve(static_cast<size_t>(stripsNeeded));
-
     // Pass 2 records a strip at every 25th cell number. A short row's missing cells have numbers
-    // too; the strips among them point at the row's line ending.
+    // too; the strips among them point at the row's line ending. The strips go straight into
+    // storage of pass 1's count, with a spare entry behind it: a strip is written there before it
+    // is known to count and kept by moving on, so recording one takes no branch.
+    strips.resize(static_cast<size_t>(stripsNeeded + 1));
     struct StripSink {
         ReadOnlyDataContainer* self;
         decltype(progress)* report;
         int unitBytes;
         qint64 mark;
         qint64 numCols;
-        qint64 maxStrips;
-        std::vector<Strip>* out;
+        Strip* cursor;
+        Strip* spare;
         qint64 cellNumber = -1;
         qint64 nextStripCell = 0;
         int row = -1;
         int col = -1;
         qint64 lineEnd = 0;
+        bool overflow = false; // more strips than pass 1 counted: the file changed in between
+
+        // Keeps the strip written at the cursor if `taken`.
+        [[gnu::always_inline]] void keep(bool taken)
+        {
+            const bool room = cursor != spare;
+            cursor += taken && room;
+            overflow |= taken && !room;
+            nextStripCell += taken ? 25 : 0;
+        }
+        [[gnu::always_inline]] void put(int r, int c, qint64 offset)
+        {
+            *cursor = Strip{r, c, offset};
+            keep(true);
+        }
         [[gnu::always_inline]] bool rowStart(qint64 pos)
         {
             if (self->loadCanceled.load(std::memory_order_relaxed))
                 return false;
             if (pos * unitBytes > mark)
                 mark = (*report)(pos * unitBytes, 2, mark);
-            return nextRow();
+            nextRow();
+            return true;
         }
-        [[gnu::always_inline]] bool nextRow()
+        [[gnu::always_inline]] void nextRow()
         {
             if (row >= 0) {
                 const qint64 missing = numCols - 1 - col;
                 if (missing > 0) {
                     const qint64 last = cellNumber + missing;
-                    while (nextStripCell <= last) {
-                        out->push_back(Strip{row, static_cast<int>(col + (nextStripCell - cellNumber)), lineEnd});
-                        nextStripCell += 25;
-                    }
+                    while (nextStripCell <= last)
+                        put(row, static_cast<int>(col + (nextStripCell - cellNumber)), lineEnd);
                     cellNumber = last;
-                    if (static_cast<qint64>(out->size()) > maxStrips)
-                        return false; // the file grew wider since pass 1
                 }
             }
             ++row;
             col = -1;
-            return true;
         }
         [[gnu::always_inline]] bool cellStart(qint64 pos)
         {
             ++col;
-            if (++cellNumber == nextStripCell) {
-                out->push_back(Strip{row, col, pos});
-                nextStripCell += 25;
-            }
+            if (++cellNumber == nextStripCell)
+                put(row, col, pos);
             return true;
         }
-        [[gnu::always_inline]] void cellStarts(std::uint64_t bits, qint64 base,
-                                               SelectBit select = ByteScan::selectBit)
+        // The cells that start behind the bits of `starts`, the first `inRow` of them in the
+        // current row and the rest, if `newRow`, in the next one, which starts at the first.
+        [[gnu::always_inline]] void cellStarts(std::uint64_t starts, qint64 at, SelectBit select, int inRow,
+                                               bool newRow)
         {
-            const int count = std::popcount(bits);
-            // The strip cells among these: the starts numbered `need`, need + 25, ...
+            const int count = std::popcount(starts);
+            // The strip cells among these are the starts numbered need, need + 25, ...; rarely
+            // more than one.
             qint64 need = nextStripCell - cellNumber - 1;
-            for (; need < count; need += 25) {
-                const int bit = select(bits, static_cast<int>(need));
-                out->push_back(Strip{row, static_cast<int>(col + need + 1), base + bit + 1});
-                nextStripCell += 25;
-            }
+            do {
+                const bool taken = need < count;
+                const int bit = select(starts, static_cast<int>(std::min<qint64>(need, 63)));
+                const bool next = newRow && need >= inRow;
+                *cursor = Strip{row + next, static_cast<int>(next ? need - inRow : col + need + 1), at + bit + 1};
+                keep(taken);
+                need += 25;
+            } while (need < count);
             cellNumber += count;
-            col += count;
+            if (newRow) {
+                ++row;
+                col = count - inRow - 1;
+            } else {
+                col += count;
+            }
         }
         static bool cellEnd(qint64) { return true; }
         [[gnu::always_inline]] bool rowEnd(qint64 pos)
@@ -1057,7 +1078,7 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
                                           qint64 at, SelectBit select)
         {
             if (!ends) {
-                cellStarts(delims, at, select);
+                cellStarts(delims, at, select, 64, false);
                 return true;
             }
             if (self->loadCanceled.load(std::memory_order_relaxed))
@@ -1070,24 +1091,11 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
                 // One row end, most often behind a row of full width: no padding, so the cell
                 // numbers run on through the block without a gap.
                 const int e = std::countr_zero(ends);
-                const std::uint64_t before = delims & ((std::uint64_t(1) << e) - 1);
-                const int inRow = std::popcount(before);
+                const int inRow = std::popcount(delims & ((std::uint64_t(1) << e) - 1));
                 if (col + inRow == numCols - 1) {
                     const int rowStartBit = e + static_cast<int>((crBeforeLf >> e) & 1);
-                    const std::uint64_t starts = delims | (std::uint64_t(1) << rowStartBit);
-                    const int count = std::popcount(starts);
-                    for (qint64 need = nextStripCell - cellNumber - 1; need < count; need += 25) {
-                        const int bit = select(starts, static_cast<int>(need));
-                        if (bit < rowStartBit)
-                            out->push_back(Strip{row, static_cast<int>(col + need + 1), at + bit + 1});
-                        else
-                            out->push_back(Strip{row + 1, static_cast<int>(need - inRow), at + bit + 1});
-                        nextStripCell += 25;
-                    }
-                    cellNumber += count;
                     lineEnd = at + e;
-                    ++row;
-                    col = count - inRow - 1;
+                    cellStarts(delims | (std::uint64_t(1) << rowStartBit), at, select, inRow, true);
                     return true;
                 }
             }
@@ -1096,24 +1104,24 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
                 const int e = std::countr_zero(ends);
                 ends &= ends - 1;
                 const std::uint64_t below = (std::uint64_t(1) << e) - 1;
-                cellStarts(rest & below, at, select);
+                cellStarts(rest & below, at, select, 64, false);
                 rest &= ~below;
                 lineEnd = at + e;
-                if (!nextRow())
-                    return false;
+                nextRow();
                 cellStart(at + e + 1 + static_cast<qint64>((crBeforeLf >> e) & 1));
             } while (ends);
-            if (rest)
-                cellStarts(rest, at, select);
+            cellStarts(rest, at, select, 64, false);
             return true;
         }
     };
 
-    StripSink recorder{this, &progress, unitBytes, reports ? -1 : LLONG_MAX, cols, maxStrips, &strips};
-    if (!runPass(recorder)) {
+    StripSink recorder{this, &progress, unitBytes, reports ? -1 : LLONG_MAX, cols,
+                       strips.data(), strips.data() + stripsNeeded};
+    if (!runPass(recorder) || recorder.overflow) {
         resetIndex();
         return false;
     }
+    strips.resize(static_cast<size_t>(recorder.cursor - strips.data()));
     numRowsIndexed = static_cast<int>(rows);
     numColsIndexed = static_cast<int>(cols);
     emit loadFinishedSignal();

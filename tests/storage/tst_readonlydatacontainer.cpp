@@ -233,6 +233,7 @@ private slots:
     void transposedSave();
     void cancelStopsBothPasses();
     void progressCoversThreeThirds();
+    void fileWidenedBetweenPassesFails();
     void unreadableFile();
 };
 
@@ -669,6 +670,40 @@ void TestReadOnlyDataContainer::progressCoversThreeThirds()
     QSignalSpy smallProgress(&small, &AbstractDataContainer::loadProgressUpdateSignal);
     QVERIFY(small.loadCSV());
     QCOMPARE(smallProgress.count(), 0);
+}
+
+// Pass 2 keeps its strips in the room that pass 1's counts call for. A file rewritten with wider
+// rows once pass 2 has begun needs more: the index fails instead of writing past that room.
+void TestReadOnlyDataContainer::fileWidenedBetweenPassesFails()
+{
+    const qint64 size = AbstractDataContainer::kProgressThreshold + 4096;
+    const auto filled = [size](const QByteArray& line) {
+        QByteArray content;
+        content.reserve(size);
+        while (content.size() + line.size() <= size)
+            content += line;
+        return content + QByteArray(size - content.size(), 'z');
+    };
+    Fixture fx;
+    const QString path = fx.write(filled("ab,cd\n"));
+    ReadOnlyDataContainer c;
+    c.setFilepath(path);
+    const int secondPass = int(size / 25165824 + 1);
+    bool rewritten = false;
+    connect(&c, &AbstractDataContainer::loadProgressUpdateSignal, this, [&](int value, int, int) {
+        if (value < secondPass || rewritten)
+            return;
+        rewritten = true;
+        QFile f(path);
+        QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        QVERIFY(f.write(filled(QByteArray(40, ',') + "\n")) == size);
+    });
+    QSignalSpy finished(&c, &AbstractDataContainer::loadFinishedSignal);
+    QVERIFY(!c.loadCSV());
+    QVERIFY(rewritten);
+    QCOMPARE(finished.count(), 0);
+    QCOMPARE(c.numRows(), 0);
+    QVERIFY(c.getStrips().empty());
 }
 
 void TestReadOnlyDataContainer::unreadableFile()

@@ -23,6 +23,7 @@
 namespace {
 
 std::atomic<qint64> s_pieceSizeForTesting{0};
+std::atomic<int> s_instructionSetForTesting{0};
 
 constexpr qint64 kIndexProgressStep = 25165824; // 24 MiB between reports of the index passes
 // The index passes only count, so nothing needs the whole file in memory at once: one small
@@ -448,9 +449,10 @@ bool fastScan(const ByteUnits& t, const unsigned char* buf, qint64 n, qint64 bas
               Sink& sink)
 {
 #if defined(ORVANE_BYTESCAN_X86)
-    if (ByteScan::hasAvx512())
+    const int allowed = s_instructionSetForTesting.load(std::memory_order_relaxed);
+    if (ByteScan::hasAvx512() && (allowed == 0 || allowed >= 3))
         return fastScanAvx512<WithQuotes>(t, buf, n, base, final, s, sink);
-    if (ByteScan::hasAvx2())
+    if (ByteScan::hasAvx2() && (allowed == 0 || allowed >= 2))
         return fastScanAvx2<WithQuotes>(t, buf, n, base, final, s, sink);
 #endif
     return fastScanBaseline<WithQuotes>(t, buf, n, base, final, s, sink);
@@ -681,6 +683,7 @@ ReadOnlyDataContainer::ReadOnlyDataContainer(QObject* parent) : AbstractDataCont
 ReadOnlyDataContainer::~ReadOnlyDataContainer() { closeCSV(); }
 
 void ReadOnlyDataContainer::setPieceSizeForTesting(qint64 size) { s_pieceSizeForTesting = size; }
+void ReadOnlyDataContainer::setInstructionSetForTesting(int level) { s_instructionSetForTesting = level; }
 
 bool ReadOnlyDataContainer::openCSV()
 {

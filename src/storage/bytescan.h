@@ -15,6 +15,7 @@
 #include <emmintrin.h>
 #endif
 #if defined(__x86_64__) && defined(__GNUC__)
+#include <cpuid.h>
 #include <immintrin.h>
 #define ORVANE_BYTESCAN_X86 1
 #endif
@@ -115,11 +116,16 @@ __attribute__((target("bmi,bmi2"))) inline int selectBitBmi2(std::uint64_t x, in
 }
 
 // AVX2 together with the bit instructions that come with it (population count, BMI1/2, LZCNT).
+// LZCNT is asked of CPUID itself: not every compiler names it, and where it is missing the
+// instruction runs as BSR and gives other results.
 inline bool hasAvx2()
 {
-    static const bool has = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") &&
-                            __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("popcnt") &&
-                            __builtin_cpu_supports("lzcnt");
+    static const bool has = [] {
+        unsigned eax = 0, ebx = 0, ecx = 0, edx = 0;
+        const bool lzcnt = __get_cpuid(0x80000001, &eax, &ebx, &ecx, &edx) && (ecx & (1u << 5));
+        return lzcnt && __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") &&
+               __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("popcnt");
+    }();
     return has;
 }
 

@@ -1,3 +1,4 @@
+#include "storage/bytescan.h"
 #include "storage/readonlydatacontainer.h"
 
 #include <QFile>
@@ -445,8 +446,8 @@ void TestReadOnlyDataContainer::blockScanMatchesPlainMachine_data()
     // Each instruction set the processor has; the baseline always.
     const char* const sets[] = {"baseline", "avx2", "avx-512"};
     for (int level = 1; level <= 3; ++level) {
-#if defined(__x86_64__) && defined(__GNUC__)
-        if ((level == 2 && !__builtin_cpu_supports("avx2")) || (level == 3 && !__builtin_cpu_supports("avx512bw")))
+#if defined(ORVANE_BYTESCAN_X86)
+        if ((level == 2 && !ByteScan::hasAvx2()) || (level == 3 && !ByteScan::hasAvx512()))
             break;
 #else
         if (level > 1)

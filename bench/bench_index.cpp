@@ -5,6 +5,7 @@
 #include "datagen.h"
 
 #include "storage/readonlydatacontainer.h"
+#include "util/fileparameterutilities.h"
 
 #include <QFileInfo>
 
@@ -33,6 +34,8 @@ int runIndex(const QStringList& args)
     DataGenOptions options;
     options.sizeBytes = optionInt(args, QStringLiteral("--size-mb"), 100) << 20;
     options.seed = static_cast<quint64>(optionInt(args, QStringLiteral("--seed"), 1));
+    const QString encoding = option(args, QStringLiteral("--encoding"), QStringLiteral("UTF-8"));
+    options.encoding = Utilities::convertEncodingStringToType(encoding);
     const int cellSamples = static_cast<int>(optionInt(args, QStringLiteral("--cells"), 5000));
     const int screenSamples = static_cast<int>(optionInt(args, QStringLiteral("--screens"), 200));
 
@@ -118,8 +121,9 @@ int runIndex(const QStringList& args)
 
     const qint64 size = limit.bytes;
     const std::string op = "index";
-    std::printf("file: %lld bytes, %lld rows x %lld columns, %zu strips\n", static_cast<long long>(size),
-                static_cast<long long>(rows), static_cast<long long>(cols), c.getStrips().size());
+    std::printf("file: %lld bytes in %s, %lld rows x %lld columns, %zu strips\n", static_cast<long long>(size),
+                qPrintable(encoding), static_cast<long long>(rows), static_cast<long long>(cols),
+                c.getStrips().size());
     printFigures({
         {op, "index throughput", megabytesPerSecond(size, seconds), "MB/s", megabytesPerSecond(size, limit.seconds),
          "memchr newline count, same file"},
@@ -140,8 +144,8 @@ int runIndex(const QStringList& args)
 }
 
 BenchRegistration reg("index",
-                      "index --size-mb N [--seed S] [--cells N] [--screens N] [--file PATH]: read-only index "
-                      "against the memchr pass, index size, random cell and screen reads",
+                      "index --size-mb N [--seed S] [--encoding E] [--cells N] [--screens N] [--file PATH]: "
+                      "read-only index against the memchr pass, index size, random cell and screen reads",
                       &runIndex);
 
 } // namespace

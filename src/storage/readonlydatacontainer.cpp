@@ -1,5 +1,7 @@
 #include "storage/readonlydatacontainer.h"
 
+#include "storage/bytescan.h"
+
 #include <QFile>
 #include <QMutex>
 #include <QSaveFile>
@@ -17,19 +19,18 @@
 #include <cstdint>
 #include <cstring>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
-#if defined(__x86_64__) && defined(__GNUC__)
-#include <immintrin.h>
-#define ORVANE_INDEX_AVX2 1
-#endif
 
 namespace {
 
 std::atomic<qint64> s_pieceSizeForTesting{0};
+std::atomic<int> s_instructionSetForTesting{0};
 
 constexpr qint64 kIndexProgressStep = 25165824; // 24 MiB between reports of the index passes
+// The index passes only count, so nothing needs the whole file in memory at once: one small
+// buffer, well under the 256 MiB limit of a piece, is read into again and again and stays in
+// the processor's cache, and a huge buffer's pages are never faulted in and zeroed.
+constexpr qint64 kIndexPieceSize = qint64(1) << 20;
+static_assert(kIndexPieceSize <= AbstractDataContainer::kMaxPieceSize && kIndexPieceSize % 4 == 0);
 // Reads of neighbouring strips are merged while the gap between them stays below this, and a
 // merged read never grows past the second limit.
 constexpr qint64 kMergeGapBytes = 65536;
@@ -101,92 +102,9 @@ struct ByteUnits {
         return hit ? static_cast<const unsigned char*>(hit) - buf : n;
     }
 
-private:
 public:
-    // The classes of one 64-byte block as bit masks.
-    struct BlockMasks {
-        std::uint64_t delim, term, cr, lf, quote;
-    };
-    [[gnu::always_inline]] BlockMasks computeBlockMasks(qint64 block) const
-    {
-        BlockMasks r{0, 0, 0, 0, 0};
-#if defined(__SSE2__)
-        const __m128i d = _mm_set1_epi8(compareDelimiter);
-        const __m128i lfv = _mm_set1_epi8(10);
-        const __m128i crv = _mm_set1_epi8(13);
-        const __m128i rsv = _mm_set1_epi8(30);
-        const __m128i qv = _mm_set1_epi8('"');
-        for (int k = 0; k < 4; ++k) {
-            const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(buf + block + 16 * k));
-            const int shift = 16 * k;
-            const __m128i isLf = _mm_cmpeq_epi8(v, lfv);
-            const __m128i isCr = _mm_cmpeq_epi8(v, crv);
-            r.delim |= std::uint64_t(static_cast<quint16>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, d)))) << shift;
-            r.term |= std::uint64_t(static_cast<quint16>(
-                          _mm_movemask_epi8(_mm_or_si128(_mm_or_si128(isLf, isCr), _mm_cmpeq_epi8(v, rsv)))))
-                      << shift;
-            r.cr |= std::uint64_t(static_cast<quint16>(_mm_movemask_epi8(isCr))) << shift;
-            r.lf |= std::uint64_t(static_cast<quint16>(_mm_movemask_epi8(isLf))) << shift;
-            r.quote |= std::uint64_t(static_cast<quint16>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, qv)))) << shift;
-        }
-#else
-        for (int k = 0; k < 64; ++k) {
-            const unsigned char c = buf[block + k];
-            const std::uint64_t bit = std::uint64_t(1) << k;
-            if (c == static_cast<unsigned char>(compareDelimiter))
-                r.delim |= bit;
-            if (c == 10 || c == 13 || c == 30)
-                r.term |= bit;
-            if (c == 13)
-                r.cr |= bit;
-            if (c == 10)
-                r.lf |= bit;
-            if (c == '"')
-                r.quote |= bit;
-        }
-#endif
-        return finishMasks(r);
-    }
-
-#if defined(ORVANE_INDEX_AVX2)
-    // The same with 32-byte compares.
-    __attribute__((target("popcnt,bmi,avx2"))) BlockMasks
-    computeBlockMasksAvx2(qint64 block) const
-    {
-        BlockMasks r{0, 0, 0, 0, 0};
-        const __m256i d = _mm256_set1_epi8(compareDelimiter);
-        const __m256i lfv = _mm256_set1_epi8(10);
-        const __m256i crv = _mm256_set1_epi8(13);
-        const __m256i rsv = _mm256_set1_epi8(30);
-        const __m256i qv = _mm256_set1_epi8('"');
-        for (int k = 0; k < 2; ++k) {
-            const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(buf + block + 32 * k));
-            const int shift = 32 * k;
-            const __m256i isLf = _mm256_cmpeq_epi8(v, lfv);
-            const __m256i isCr = _mm256_cmpeq_epi8(v, crv);
-            auto bits = [](__m256i x) __attribute__((target("avx2"))) {
-                return std::uint64_t(static_cast<quint32>(_mm256_movemask_epi8(x)));
-            };
-            r.delim |= bits(_mm256_cmpeq_epi8(v, d)) << shift;
-            r.term |= bits(_mm256_or_si256(_mm256_or_si256(isLf, isCr), _mm256_cmpeq_epi8(v, rsv))) << shift;
-            r.cr |= bits(isCr) << shift;
-            r.lf |= bits(isLf) << shift;
-            r.quote |= bits(_mm256_cmpeq_epi8(v, qv)) << shift;
-        }
-        return finishMasks(r);
-    }
-#endif
-
-    [[gnu::always_inline]] BlockMasks finishMasks(BlockMasks r) const
-    {
-        if (delimiter < 0)
-            r.delim = 0;
-        r.term &= ~r.delim;
-        r.cr &= ~r.delim;
-        if (classes[static_cast<unsigned char>('"')] != kQuote)
-            r.quote = 0;
-        return r;
-    }
+    unsigned char scanDelimiter() const { return static_cast<unsigned char>(compareDelimiter); }
+    bool hasDelimiter() const { return delimiter >= 0; }
 
     // Bit k set where byte block + k is a delimiter or terminator (and, with quotes on, a quote).
     template <bool WithQuotes>
@@ -309,34 +227,109 @@ struct FastState {
     bool pendingAfterCr = false;
 };
 
-// Bits strictly above bit c, and strictly below bit o (o may be 64).
-inline std::uint64_t aboveBit(int c) { return c >= 63 ? 0 : ~std::uint64_t(0) << (c + 1); }
-inline std::uint64_t belowBit(int o) { return o >= 64 ? ~std::uint64_t(0) : (std::uint64_t(1) << o) - 1; }
+enum class Isa { Baseline, Avx2, Avx512 };
 
-// Inside quotes from bit `from` on: quotes pair up, and the first run of odd length closes the
-// cell at its last quote. -1: no closing quote in the block; -2: a run reaches the block's last
-// byte, so the next block must be seen first.
-[[gnu::always_inline]] inline int closingQuote(std::uint64_t quotes, int from)
+template <Isa I>
+[[gnu::always_inline]] inline ByteScan::BlockMasks masksOf(const unsigned char* p, unsigned char delimiter)
 {
-    std::uint64_t r = from >= 64 ? 0 : quotes & (~std::uint64_t(0) << from);
-    while (r) {
-        const int start = std::countr_zero(r);
-        const int length = std::countr_one(r >> start);
-        if (start + length >= 64)
-            return -2;
-        if (length & 1)
-            return start + length - 1;
-        r &= ~(((std::uint64_t(1) << length) - 1) << start);
-    }
-    return -1;
+#if defined(ORVANE_BYTESCAN_X86)
+    if constexpr (I == Isa::Avx512)
+        return ByteScan::blockMasksAvx512(p, delimiter);
+    if constexpr (I == Isa::Avx2)
+        return ByteScan::blockMasksAvx2(p, delimiter);
+#endif
+    return ByteScan::blockMasks(p, delimiter);
 }
 
-template <bool WithQuotes, bool Avx2, class Sink>
+// One block by its events: each delimiter, terminator and quote in turn, from `resume` on. Kept
+// out of line, away from the mask loop and its registers.
+template <bool WithQuotes, class Sink>
+[[gnu::noinline]] bool eventBlock(const ByteUnits& t, const unsigned char* buf, qint64 n, qint64 base,
+                                  bool final, qint64 b, qint64& resume, FastState& st, Sink& k)
+{
+    const quint8* cls = t.classes;
+    const qint64 limit = final ? n : n + 1; // a position below it holds a character
+    std::uint64_t m = t.computeMask<WithQuotes>(b);
+    if (resume > b)
+        m &= ~std::uint64_t(0) << (resume - b);
+    while (m) {
+        const qint64 p = b + std::countr_zero(m);
+        m &= m - 1;
+        const quint8 kind = cls[buf[p]];
+        if (WithQuotes && st.inQuotes) {
+            if (kind != ByteUnits::kQuote)
+                continue;
+            if (p + 1 >= n) {
+                st.pendingAfterQuote = !final;
+                continue;
+            }
+            if (cls[buf[p + 1]] == ByteUnits::kQuote) {
+                if (p + 1 - b < 64)
+                    m &= ~(std::uint64_t(1) << (p + 1 - b));
+                else
+                    resume = p + 2;
+                continue;
+            }
+            st.inQuotes = false;
+            continue;
+        }
+        if (WithQuotes && kind == ByteUnits::kQuote) {
+            if (base + p == st.cellStart)
+                st.inQuotes = true;
+            continue;
+        }
+        if (kind == ByteUnits::kDelim) {
+            st.cellStart = base + p + 1;
+            if (p + 1 < limit)
+                k.cellStart(base + p + 1);
+            continue;
+        }
+        k.rowEnd(base + p);
+        qint64 q = p + 1;
+        if (buf[p] == 13) {
+            if (q < n) {
+                if (buf[q] == 10) {
+                    if (q - b < 64)
+                        m &= ~(std::uint64_t(1) << (q - b));
+                    else
+                        resume = q + 1;
+                    ++q;
+                }
+            } else if (!final) {
+                st.pendingAfterCr = true;
+                continue;
+            }
+        }
+        st.cellStart = base + q;
+        if (q < limit) {
+            if (!k.rowStart(base + q))
+                return false;
+            k.cellStart(base + q);
+        }
+    }
+    return true;
+}
+
+using SelectBit = int (*)(std::uint64_t, int);
+
+template <Isa I>
+constexpr SelectBit selectOf()
+{
+#if defined(ORVANE_BYTESCAN_X86)
+    if constexpr (I != Isa::Baseline)
+        return ByteScan::selectBitBmi2;
+#endif
+    return ByteScan::selectBit;
+}
+
+template <bool WithQuotes, Isa I, class Sink>
 [[gnu::always_inline]] inline bool fastScanBody(const ByteUnits& t, const unsigned char* buf, qint64 n, qint64 base,
                                                 bool final, FastState& s, Sink& sink)
 {
     const quint8* cls = t.classes;
     const qint64 limit = final ? n : n + 1; // a position below it holds a character
+    const unsigned char delimiterByte = t.scanDelimiter();
+    const bool hasDelimiter = t.hasDelimiter();
     qint64 resume = 0;
     // Work on copies so that the counters live in registers, not behind references.
     Sink k = sink;
@@ -361,169 +354,93 @@ template <bool WithQuotes, bool Avx2, class Sink>
             st.inQuotes = false;
     }
     for (qint64 b = resume & ~qint64(63); b < n; b += 64) {
-        // Whole blocks by their masks: row ends are taken one by one, the cell starts between
-        // them by population count, and a quoted cell is skipped from its opening quote to the
-        // first run of quotes of odd length. Anything that needs a look past the block (a CR or
-        // a run of quotes in its last byte) goes to the byte-by-event loop below.
-        if (resume <= b && b + 64 < n && buf[b + 63] != 13) {
-#if defined(ORVANE_INDEX_AVX2)
-            const ByteUnits::BlockMasks bm = Avx2 ? t.computeBlockMasksAvx2(b) : t.computeBlockMasks(b);
-#else
-            const ByteUnits::BlockMasks bm = t.computeBlockMasks(b);
-#endif
-            const std::uint64_t edges = bm.delim | bm.term;
-            const std::uint64_t consumedLf = bm.lf & (bm.cr << 1);
-            std::uint64_t valid = ~std::uint64_t(0);
-            std::uint64_t atCellStart = st.cellStart == base + b ? 1 : 0;
-            int bail = -1; // bit from which the event loop takes over
-            if (WithQuotes && st.inQuotes) {
-                const int c = closingQuote(bm.quote, 0);
-                if (c == -1)
-                    continue; // the whole block lies inside the quotes
-                if (c == -2)
-                    bail = 0;
-                else {
-                    st.inQuotes = false;
-                    valid = aboveBit(c);
-                    atCellStart = 0;
+        // Whole blocks by their masks, as long as they allow it. Quoting is taken from the parity
+        // of the quotes up to each byte. That is the machine's reading as long as each quote that
+        // parity takes for an opening one stands at a cell start or right behind a closing quote
+        // (a doubled quote inside quotes). A closing quote followed by other text leaves parity
+        // outside, as the machine falls back to an unquoted cell; a quote later in that cell
+        // would then open by parity, away from a cell start. A block with such a quote goes to
+        // the event loop below, and so does a block whose last byte is a CR, and the last block
+        // of a piece, where a start behind its last byte depends on what follows.
+        if (resume <= b) {
+            std::uint64_t insideCarry = WithQuotes && st.inQuotes ? ~std::uint64_t(0) : 0;
+            std::uint64_t startCarry = !insideCarry && st.cellStart == base + b ? 1 : 0;
+            for (; b + 64 < n && buf[b + 63] != 13; b += 64) {
+                const ByteScan::BlockMasks bm = masksOf<I>(buf + b, delimiterByte);
+                const std::uint64_t delims = hasDelimiter ? bm.delimiter : 0;
+                const std::uint64_t terms = (bm.lf | bm.cr | bm.rs) & ~delims; // the delimiter wins
+                std::uint64_t inside = 0;
+                std::uint64_t quotes = 0;
+                if (WithQuotes) {
+                    quotes = bm.quote & ~delims;
+                    inside = ByteScan::prefixXor(quotes) ^ insideCarry;
                 }
-            }
-            while (bail < 0) {
-                const std::uint64_t openers = WithQuotes ? bm.quote & ((edges << 1) | atCellStart) & valid : 0;
-                const int o = openers ? std::countr_zero(openers) : 64;
-                const std::uint64_t segment = valid & belowBit(o);
-                std::uint64_t d = bm.delim & ~consumedLf & segment;
-                std::uint64_t ends = bm.term & ~consumedLf & segment;
-                while (ends) {
-                    const int e = std::countr_zero(ends);
-                    ends &= ends - 1;
-                    const std::uint64_t below = e == 0 ? 0 : ~std::uint64_t(0) >> (64 - e);
-                    k.cellStarts(d & below, base + b);
-                    d &= ~below;
-                    k.rowEnd(base + b + e);
-                    qint64 q = b + e + 1;
-                    if (e < 63 && ((consumedLf >> (e + 1)) & 1))
-                        ++q;
-                    st.cellStart = base + q;
-                    if (!k.rowStart(base + q)) {
-                        sink = k;
-                        return false;
-                    }
-                    k.cellStart(base + q);
+                const std::uint64_t outside = ~inside;
+                const std::uint64_t crs = bm.cr & ~delims & outside;
+                const std::uint64_t consumedLf = bm.lf & (crs << 1); // CR LF ends a row once
+                const std::uint64_t crBeforeLf = crs & (bm.lf >> 1);
+                const std::uint64_t cellEnds = delims & outside & ~consumedLf;
+                const std::uint64_t rowEnds = terms & outside & ~consumedLf;
+                const std::uint64_t startsBehind = cellEnds | (rowEnds & ~crBeforeLf) | consumedLf;
+                if (WithQuotes) {
+                    // Quotes that parity takes for opening ones must stand at a cell start or
+                    // double a closing quote.
+                    const std::uint64_t closers = quotes & outside;
+                    if (quotes & inside & ~((startsBehind << 1) | startCarry | (closers << 1)))
+                        break;
+                    // A doubled quote across the blocks' edge: the event loop reads the pair.
+                    if ((closers >> 63) && buf[b + 64] == '"')
+                        break;
+                    insideCarry = static_cast<std::uint64_t>(static_cast<std::int64_t>(inside) >> 63);
                 }
-                if (d) {
-                    k.cellStarts(d, base + b);
-                    st.cellStart = base + b + (64 - std::countl_zero(d));
-                }
-                if (o == 64)
-                    break;
-                const int c = closingQuote(bm.quote, o + 1);
-                if (c == -1) {
-                    st.inQuotes = true;
-                    break;
-                }
-                if (c == -2) {
-                    bail = o;
-                    break;
-                }
-                valid = aboveBit(c);
-                atCellStart = 0;
-            }
-            if (bail < 0)
-                continue;
-            // The event loop goes on from the opening quote (or, inside quotes, from the block's
-            // start) in the state reached so far.
-            resume = b + bail;
-        }
-        std::uint64_t m = t.computeMask<WithQuotes>(b);
-        if (resume > b)
-            m &= ~std::uint64_t(0) << (resume - b);
-        while (m) {
-            const qint64 p = b + std::countr_zero(m);
-            m &= m - 1;
-            const quint8 kind = cls[buf[p]];
-            if (WithQuotes && st.inQuotes) {
-                if (kind != ByteUnits::kQuote)
-                    continue;
-                if (p + 1 >= n) {
-                    st.pendingAfterQuote = !final;
-                    continue;
-                }
-                if (cls[buf[p + 1]] == ByteUnits::kQuote) {
-                    if (p + 1 - b < 64)
-                        m &= ~(std::uint64_t(1) << (p + 1 - b));
-                    else
-                        resume = p + 2;
-                    continue;
-                }
-                st.inQuotes = false;
-                continue;
-            }
-            if (WithQuotes && kind == ByteUnits::kQuote) {
-                if (base + p == st.cellStart)
-                    st.inQuotes = true;
-                continue;
-            }
-            if (kind == ByteUnits::kDelim) {
-                st.cellStart = base + p + 1;
-                if (p + 1 < limit)
-                    k.cellStart(base + p + 1);
-                continue;
-            }
-            k.rowEnd(base + p);
-            qint64 q = p + 1;
-            if (buf[p] == 13) {
-                if (q < n) {
-                    if (buf[q] == 10) {
-                        if (q - b < 64)
-                            m &= ~(std::uint64_t(1) << (q - b));
-                        else
-                            resume = q + 1;
-                        ++q;
-                    }
-                } else if (!final) {
-                    st.pendingAfterCr = true;
-                    continue;
-                }
-            }
-            st.cellStart = base + q;
-            if (q < limit) {
-                if (!k.rowStart(base + q)) {
+                startCarry = startsBehind >> 63;
+                if (!k.block(cellEnds, rowEnds, crBeforeLf, base + b, selectOf<I>())) {
                     sink = k;
                     return false;
                 }
-                k.cellStart(base + q);
             }
+            // Only a quote's position is ever compared with the cell start, and none lies
+            // before this block.
+            st.inQuotes = insideCarry != 0;
+            st.cellStart = startCarry ? base + b : base + b - 1;
         }
+        // Through the caller's objects, so that the copies here never have their address taken.
+        sink = k;
+        s = st;
+        if (!eventBlock<WithQuotes>(t, buf, n, base, final, b, resume, s, sink))
+            return false;
+        k = sink;
+        st = s;
     }
     sink = k;
     s = st;
     return true;
 }
 
-// The body compiled twice: for any x86-64, and for processors with a population count
-// instruction, where counting cells by bit masks pays off most.
+// The body compiled for any x86-64 (or any processor), and again for processors with AVX2 and
+// with AVX-512, where the block masks take fewer instructions.
 template <bool WithQuotes, class Sink>
 bool fastScanBaseline(const ByteUnits& t, const unsigned char* buf, qint64 n, qint64 base, bool final,
                       FastState& s, Sink& sink)
 {
-    return fastScanBody<WithQuotes, false>(t, buf, n, base, final, s, sink);
+    return fastScanBody<WithQuotes, Isa::Baseline>(t, buf, n, base, final, s, sink);
 }
 
-#if defined(ORVANE_INDEX_AVX2)
+#if defined(ORVANE_BYTESCAN_X86)
 template <bool WithQuotes, class Sink>
-__attribute__((target("popcnt,bmi,avx2"))) bool fastScanModern(const ByteUnits& t, const unsigned char* buf,
-                                                                 qint64 n, qint64 base, bool final, FastState& s,
-                                                                 Sink& sink)
+__attribute__((target("popcnt,bmi,bmi2,lzcnt,avx2"))) bool
+fastScanAvx2(const ByteUnits& t, const unsigned char* buf, qint64 n, qint64 base, bool final, FastState& s,
+             Sink& sink)
 {
-    return fastScanBody<WithQuotes, true>(t, buf, n, base, final, s, sink);
+    return fastScanBody<WithQuotes, Isa::Avx2>(t, buf, n, base, final, s, sink);
 }
 
-bool cpuHasPopcount()
+template <bool WithQuotes, class Sink>
+__attribute__((target("popcnt,bmi,bmi2,lzcnt,avx2,avx512bw"))) bool
+fastScanAvx512(const ByteUnits& t, const unsigned char* buf, qint64 n, qint64 base, bool final, FastState& s,
+               Sink& sink)
 {
-    static const bool has = __builtin_cpu_supports("popcnt") && __builtin_cpu_supports("bmi") &&
-                            __builtin_cpu_supports("avx2");
-    return has;
+    return fastScanBody<WithQuotes, Isa::Avx512>(t, buf, n, base, final, s, sink);
 }
 #endif
 
@@ -531,9 +448,12 @@ template <bool WithQuotes, class Sink>
 bool fastScan(const ByteUnits& t, const unsigned char* buf, qint64 n, qint64 base, bool final, FastState& s,
               Sink& sink)
 {
-#if defined(ORVANE_INDEX_AVX2)
-    if (cpuHasPopcount())
-        return fastScanModern<WithQuotes>(t, buf, n, base, final, s, sink);
+#if defined(ORVANE_BYTESCAN_X86)
+    const int allowed = s_instructionSetForTesting.load(std::memory_order_relaxed);
+    if (ByteScan::hasAvx512() && (allowed == 0 || allowed >= 3))
+        return fastScanAvx512<WithQuotes>(t, buf, n, base, final, s, sink);
+    if (ByteScan::hasAvx2() && (allowed == 0 || allowed >= 2))
+        return fastScanAvx2<WithQuotes>(t, buf, n, base, final, s, sink);
 #endif
     return fastScanBaseline<WithQuotes>(t, buf, n, base, final, s, sink);
 }
@@ -763,6 +683,7 @@ ReadOnlyDataContainer::ReadOnlyDataContainer(QObject* parent) : AbstractDataCont
 ReadOnlyDataContainer::~ReadOnlyDataContainer() { closeCSV(); }
 
 void ReadOnlyDataContainer::setPieceSizeForTesting(qint64 size) { s_pieceSizeForTesting = size; }
+void ReadOnlyDataContainer::setInstructionSetForTesting(int level) { s_instructionSetForTesting = level; }
 
 bool ReadOnlyDataContainer::openCSV()
 {
@@ -874,7 +795,7 @@ bool ReadOnlyDataContainer::runIndex(bool multiByte, bool withDelimiter)
 
     qint64 pieceSize = s_pieceSizeForTesting.load();
     if (pieceSize <= 0)
-        pieceSize = kMaxPieceSize;
+        pieceSize = kIndexPieceSize;
     pieceSize = (pieceSize + 3) / 4 * 4;
     pieceSize = std::min(pieceSize, (fileSize + 3) / 4 * 4);
     std::vector<char> buffer(static_cast<size_t>(pieceSize + kScanSlack));
@@ -1000,6 +921,43 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
         [[gnu::always_inline]] void cellStarts(std::uint64_t bits, qint64) { cells += std::popcount(bits); }
         static bool cellEnd(qint64) { return true; }
         static bool rowEnd(qint64) { return true; }
+        // A block of 64 characters from `at`: a cell starts behind each bit of `delims`, a row
+        // ends at each bit of `ends` (the next one starts behind it, or behind the LF of a CR in
+        // `crBeforeLf`). Cancel and progress are looked at once per block that starts a row: a
+        // block spans less than a progress step, so the reports are the same.
+        [[gnu::always_inline]] bool block(std::uint64_t delims, std::uint64_t ends, std::uint64_t crBeforeLf,
+                                          qint64 at, SelectBit)
+        {
+            if (!ends) {
+                cells += std::popcount(delims);
+                return true;
+            }
+            if (self->loadCanceled.load(std::memory_order_relaxed))
+                return false;
+            const int last = 63 - std::countl_zero(ends);
+            const qint64 lastStart = at + last + 1 + static_cast<qint64>((crBeforeLf >> last) & 1);
+            if (lastStart * unitBytes > mark)
+                mark = (*report)(lastStart * unitBytes, 1, mark);
+            const std::uint64_t afterLast = delims & ~((std::uint64_t(2) << last) - 1);
+            if (cells + std::popcount(delims) > widest) {
+                // Some row here may be the widest so far: count them one by one.
+                std::uint64_t rest = delims;
+                qint64 inRow = cells;
+                for (std::uint64_t e = ends; e; e &= e - 1) {
+                    const std::uint64_t below = (std::uint64_t(1) << std::countr_zero(e)) - 1;
+                    widest = std::max(widest, inRow + std::popcount(rest & below));
+                    rest &= ~below;
+                    inRow = 1;
+                }
+            }
+            cells = 1 + std::popcount(afterLast);
+            rows += std::popcount(ends);
+            if (rows >= INT_MAX || widest >= INT_MAX) {
+                tooLarge = true;
+                return false;
+            }
+            return true;
+        }
     };
 
     beginProgress(fileSize);
@@ -1024,66 +982,92 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
         resetIndex();
         return false;
     }
-    strips.reserve(static_cast<size_t>(stripsNeeded));
-
     // Pass 2 records a strip at every 25th cell number. A short row's missing cells have numbers
-    // too; the strips among them point at the row's line ending.
+    // too; the strips among them point at the row's line ending. The strips go straight into
+    // storage of pass 1's count, with a spare entry behind it: a strip is written there before it
+    // is known to count and kept by moving on, so recording one takes no branch.
+    strips.resize(static_cast<size_t>(stripsNeeded + 1));
     struct StripSink {
         ReadOnlyDataContainer* self;
         decltype(progress)* report;
         int unitBytes;
         qint64 mark;
         qint64 numCols;
-        qint64 maxStrips;
-        std::vector<Strip>* out;
+        Strip* cursor;
+        Strip* spare;
         qint64 cellNumber = -1;
         qint64 nextStripCell = 0;
         int row = -1;
         int col = -1;
         qint64 lineEnd = 0;
+        bool overflow = false; // more strips than pass 1 counted: the file changed in between
+
+        // Keeps the strip written at the cursor if `taken`.
+        [[gnu::always_inline]] void keep(bool taken)
+        {
+            const bool room = cursor != spare;
+            cursor += taken && room;
+            overflow |= taken && !room;
+            nextStripCell += taken ? 25 : 0;
+        }
+        [[gnu::always_inline]] void put(int r, int c, qint64 offset)
+        {
+            *cursor = Strip{r, c, offset};
+            keep(true);
+        }
         [[gnu::always_inline]] bool rowStart(qint64 pos)
         {
             if (self->loadCanceled.load(std::memory_order_relaxed))
                 return false;
             if (pos * unitBytes > mark)
                 mark = (*report)(pos * unitBytes, 2, mark);
+            nextRow();
+            return true;
+        }
+        [[gnu::always_inline]] void nextRow()
+        {
             if (row >= 0) {
                 const qint64 missing = numCols - 1 - col;
                 if (missing > 0) {
                     const qint64 last = cellNumber + missing;
-                    while (nextStripCell <= last) {
-                        out->push_back(Strip{row, static_cast<int>(col + (nextStripCell - cellNumber)), lineEnd});
-                        nextStripCell += 25;
-                    }
+                    while (nextStripCell <= last)
+                        put(row, static_cast<int>(col + (nextStripCell - cellNumber)), lineEnd);
                     cellNumber = last;
-                    if (static_cast<qint64>(out->size()) > maxStrips)
-                        return false; // the file grew wider since pass 1
                 }
             }
             ++row;
             col = -1;
-            return true;
         }
         [[gnu::always_inline]] bool cellStart(qint64 pos)
         {
             ++col;
-            if (++cellNumber == nextStripCell) {
-                out->push_back(Strip{row, col, pos});
-                nextStripCell += 25;
-            }
+            if (++cellNumber == nextStripCell)
+                put(row, col, pos);
             return true;
         }
-        [[gnu::always_inline]] void cellStarts(std::uint64_t bits, qint64 base)
+        // The cells that start behind the bits of `starts`, the first `inRow` of them in the
+        // current row and the rest, if `newRow`, in the next one, which starts at the first.
+        [[gnu::always_inline]] void cellStarts(std::uint64_t starts, qint64 at, SelectBit select, int inRow,
+                                               bool newRow)
         {
-            const int count = std::popcount(bits);
-            if (cellNumber + count < nextStripCell) {
-                cellNumber += count;
+            const int count = std::popcount(starts);
+            // The strip cells among these are the starts numbered need, need + 25, ...; rarely
+            // more than one.
+            qint64 need = nextStripCell - cellNumber - 1;
+            do {
+                const bool taken = need < count;
+                const int bit = select(starts, static_cast<int>(std::min<qint64>(need, 63)));
+                const bool next = newRow && need >= inRow;
+                *cursor = Strip{row + next, static_cast<int>(next ? need - inRow : col + need + 1), at + bit + 1};
+                keep(taken);
+                need += 25;
+            } while (need < count);
+            cellNumber += count;
+            if (newRow) {
+                ++row;
+                col = count - inRow - 1;
+            } else {
                 col += count;
-                return;
-            }
-            while (bits) {
-                cellStart(base + std::countr_zero(bits) + 1);
-                bits &= bits - 1;
             }
         }
         static bool cellEnd(qint64) { return true; }
@@ -1092,13 +1076,55 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
             lineEnd = pos;
             return true;
         }
+        // As CountSink::block.
+        [[gnu::always_inline]] bool block(std::uint64_t delims, std::uint64_t ends, std::uint64_t crBeforeLf,
+                                          qint64 at, SelectBit select)
+        {
+            if (!ends) {
+                cellStarts(delims, at, select, 64, false);
+                return true;
+            }
+            if (self->loadCanceled.load(std::memory_order_relaxed))
+                return false;
+            const int last = 63 - std::countl_zero(ends);
+            const qint64 lastStart = at + last + 1 + static_cast<qint64>((crBeforeLf >> last) & 1);
+            if (lastStart * unitBytes > mark)
+                mark = (*report)(lastStart * unitBytes, 2, mark);
+            if (!(ends & (ends - 1))) {
+                // One row end, most often behind a row of full width: no padding, so the cell
+                // numbers run on through the block without a gap.
+                const int e = std::countr_zero(ends);
+                const int inRow = std::popcount(delims & ((std::uint64_t(1) << e) - 1));
+                if (col + inRow == numCols - 1) {
+                    const int rowStartBit = e + static_cast<int>((crBeforeLf >> e) & 1);
+                    lineEnd = at + e;
+                    cellStarts(delims | (std::uint64_t(1) << rowStartBit), at, select, inRow, true);
+                    return true;
+                }
+            }
+            std::uint64_t rest = delims;
+            do {
+                const int e = std::countr_zero(ends);
+                ends &= ends - 1;
+                const std::uint64_t below = (std::uint64_t(1) << e) - 1;
+                cellStarts(rest & below, at, select, 64, false);
+                rest &= ~below;
+                lineEnd = at + e;
+                nextRow();
+                cellStart(at + e + 1 + static_cast<qint64>((crBeforeLf >> e) & 1));
+            } while (ends);
+            cellStarts(rest, at, select, 64, false);
+            return true;
+        }
     };
 
-    StripSink recorder{this, &progress, unitBytes, reports ? -1 : LLONG_MAX, cols, maxStrips, &strips};
-    if (!runPass(recorder)) {
+    StripSink recorder{this, &progress, unitBytes, reports ? -1 : LLONG_MAX, cols,
+                       strips.data(), strips.data() + stripsNeeded};
+    if (!runPass(recorder) || recorder.overflow) {
         resetIndex();
         return false;
     }
+    strips.resize(static_cast<size_t>(recorder.cursor - strips.data()));
     numRowsIndexed = static_cast<int>(rows);
     numColsIndexed = static_cast<int>(cols);
     emit loadFinishedSignal();

@@ -104,6 +104,9 @@ public:
     // Size of the piece buffer of the index passes; tests set it small to check that the
     // machine's state carries across pieces. 0 restores the default. Rounded up to 4.
     static void setPieceSizeForTesting(qint64 size);
+    // The widest instructions the index passes may use, so that tests reach every path: 0 the
+    // best the processor has, 1 the baseline (SSE2, or plain C++), 2 AVX2, 3 AVX-512.
+    static void setInstructionSetForTesting(int level);
 
 private:
     struct CellCollector; // the strip scanner's sink

@@ -1,3 +1,4 @@
+#include "storage/bytescan.h"
 #include "storage/readonlydatacontainer.h"
 
 #include <QFile>
@@ -5,6 +6,8 @@
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QtTest>
+
+#include <QRandomGenerator>
 
 #include <memory>
 
@@ -64,6 +67,149 @@ QByteArray readAll(const QString& path)
     return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
 }
 
+
+// The index as the machine gives it, one byte at a time: row and cell starts happen only where
+// a character is there to start them; a short row's missing cells point at its line ending.
+struct PlainIndex {
+    qint64 rows = 0;
+    qint64 cols = 0;
+    std::vector<ReadOnlyDataContainer::Strip> strips;
+};
+
+PlainIndex plainIndex(const QByteArray& text, char delimiter, bool quoting)
+{
+    const auto isDelim = [&](char c) { return delimiter != 0 && c == delimiter; };
+    const auto isTerm = [&](char c) { return !isDelim(c) && (c == '\n' || c == '\r' || c == '\x1e'); };
+    const auto isQuote = [&](char c) { return quoting && c == '"' && !isDelim(c); };
+    enum Kind { RowStart, CellStart, RowEnd };
+    std::vector<std::pair<Kind, qint64>> events;
+    enum { StartRow, StartCell, Plain, Quoted, AfterQuote, AfterCr } state = StartRow;
+    const qint64 n = text.size();
+    for (qint64 i = 0; i < n;) {
+        const char c = text[i];
+        switch (state) {
+        case StartRow:
+            events.push_back({RowStart, i});
+            state = StartCell;
+            break;
+        case StartCell:
+            events.push_back({CellStart, i});
+            state = isQuote(c) ? Quoted : Plain;
+            if (isDelim(c) || isTerm(c))
+                state = Plain; // ends at once, below
+            else
+                ++i;
+            break;
+        case Plain:
+        case AfterQuote:
+            if (isDelim(c)) {
+                state = StartCell;
+            } else if (isTerm(c)) {
+                events.push_back({RowEnd, i});
+                state = c == '\r' ? AfterCr : StartRow;
+            } else {
+                state = state == AfterQuote && isQuote(c) ? Quoted : Plain;
+            }
+            ++i;
+            break;
+        case Quoted:
+            if (isQuote(c))
+                state = AfterQuote;
+            ++i;
+            break;
+        case AfterCr:
+            if (c == '\n')
+                ++i;
+            state = StartRow;
+            break;
+        }
+    }
+    PlainIndex index;
+    qint64 cells = 0;
+    for (const auto& [kind, pos] : events) {
+        if (kind == RowStart) {
+            index.cols = std::max(index.cols, cells);
+            cells = 0;
+            ++index.rows;
+        } else if (kind == CellStart) {
+            ++cells;
+        }
+    }
+    if (delimiter == 0 && index.rows > 0)
+        index.cols = 1;
+    qint64 number = -1;
+    qint64 row = -1, col = -1, lineEnd = 0;
+    for (const auto& [kind, pos] : events) {
+        if (kind == RowEnd) {
+            lineEnd = pos;
+        } else if (kind == RowStart) {
+            for (qint64 missing = 0; row >= 0 && missing < index.cols - 1 - col; ++missing) {
+                if (++number % 25 == 0)
+                    index.strips.push_back({int(row), int(col + missing + 1), lineEnd});
+            }
+            ++row;
+            col = -1;
+        } else {
+            ++col;
+            if (++number % 25 == 0)
+                index.strips.push_back({int(row), int(col), pos});
+        }
+    }
+    return index;
+}
+
+// Text that puts every kind of byte the index cares about at every place in a 64-byte block:
+// long plain runs, quoted cells holding delimiters, line breaks and doubled quotes, quotes that
+// don't open a cell, text behind a closing quote, every line ending and runs of delimiters.
+QByteArray trickyText(QRandomGenerator& rng, char delimiter, int size)
+{
+    const char d = delimiter ? delimiter : ',';
+    const QByteArray pieces[] = {"\r\n", "\n", "\r", "\n\r", "\r\r", "\x1e", "\"", "\"\"", "x\"y", "\"q\"z"};
+    QByteArray out;
+    while (out.size() < size) {
+        const int kind = rng.bounded(14);
+        if (kind < 4) {
+            out += QByteArray(rng.bounded(1, 90), char('a' + rng.bounded(26)));
+        } else if (kind < 7) {
+            out += d;
+        } else if (kind == 7) {
+            out += QByteArray(rng.bounded(20, 70), d); // many cells in one block
+        } else if (kind == 8) {
+            QByteArray inner = QByteArray(rng.bounded(0, 70), 'i');
+            for (int k = rng.bounded(4); k > 0; --k)
+                inner.insert(rng.bounded(int(inner.size()) + 1), pieces[rng.bounded(6)] + d + "\"\"");
+            out += d + ("\"" + inner + "\"");
+        } else {
+            out += pieces[rng.bounded(int(std::size(pieces)))];
+        }
+    }
+    return out;
+}
+
+// Rows of one width, the common shape of a real file, with now and then a quoted cell or a row
+// of another width.
+QByteArray regularText(QRandomGenerator& rng, char delimiter, int size)
+{
+    const char d = delimiter ? delimiter : ',';
+    const int width = rng.bounded(1, 30);
+    const QByteArray endings[] = {"\n", "\r\n", "\r"};
+    const QByteArray ending = endings[rng.bounded(3)];
+    QByteArray out;
+    while (out.size() < size) {
+        const int cells = rng.bounded(12) == 0 ? rng.bounded(1, 40) : width;
+        for (int c = 0; c < cells; ++c) {
+            if (c)
+                out += d;
+            if (rng.bounded(8) == 0)
+                out += "\"" + QByteArray(rng.bounded(6), 'q') + d + "\"\"" + ending + "\"";
+            else
+                out += QByteArray(rng.bounded(12), char('a' + rng.bounded(26)));
+        }
+        out += ending;
+    }
+    return out;
+}
+
 } // namespace
 
 class TestReadOnlyDataContainer : public QObject {
@@ -71,7 +217,11 @@ class TestReadOnlyDataContainer : public QObject {
 
 private slots:
     void initTestCase() { QStandardPaths::setTestModeEnabled(true); }
-    void cleanup() { ReadOnlyDataContainer::setPieceSizeForTesting(0); }
+    void cleanup()
+    {
+        ReadOnlyDataContainer::setPieceSizeForTesting(0);
+        ReadOnlyDataContainer::setInstructionSetForTesting(0);
+    }
 
     void readsCells_data();
     void readsCells();
@@ -79,6 +229,8 @@ private slots:
     void wideEncodings();
     void paddingStripsPointAtLineEnding();
     void piecesOfEverySize();
+    void blockScanMatchesPlainMachine_data();
+    void blockScanMatchesPlainMachine();
     void rowsColsAndOrder();
     void editingCallsChangeNothing();
     void saveOverTheFileBeingRead_data();
@@ -86,6 +238,7 @@ private slots:
     void transposedSave();
     void cancelStopsBothPasses();
     void progressCoversThreeThirds();
+    void fileWidenedBetweenPassesFails();
     void unreadableFile();
 };
 
@@ -270,6 +423,81 @@ void TestReadOnlyDataContainer::piecesOfEverySize()
     }
     QCOMPARE(show(reference->getValue(1, 3, false)), QByteArray("a;\r\n\"b"));
     QCOMPARE(show(reference->getValue(0, 0, false)), QByteArray("0"));
+}
+
+void TestReadOnlyDataContainer::blockScanMatchesPlainMachine_data()
+{
+    QTest::addColumn<char>("delimiter");
+    QTest::addColumn<int>("standard");
+    QTest::addColumn<int>("instructions");
+    const struct {
+        const char* name;
+        char delimiter;
+        ParsingStandard standard;
+    } kinds[] = {{"comma, rfc 4180", ',', RFC_4180},
+                 {"semicolon, delimiter only", ';', DELIMITER_ONLY},
+                 {"tab, all quotes", '\t', ALL_QUOTES},
+                 {"unit separator, ascii separated", '\x1f', ASCII_SEPARATED_VALUES},
+                 {"delimiter is LF", '\n', RFC_4180},
+                 {"delimiter is CR", '\r', RFC_4180},
+                 {"delimiter is the record separator", '\x1e', SPARSE_QUOTES},
+                 {"delimiter is the quote", '"', RFC_4180},
+                 {"no delimiter", '\0', RFC_4180}};
+    // Each instruction set the processor has; the baseline always.
+    const char* const sets[] = {"baseline", "avx2", "avx-512"};
+    for (int level = 1; level <= 3; ++level) {
+#if defined(ORVANE_BYTESCAN_X86)
+        if ((level == 2 && !ByteScan::hasAvx2()) || (level == 3 && !ByteScan::hasAvx512()))
+            break;
+#else
+        if (level > 1)
+            break;
+#endif
+        for (const auto& k : kinds)
+            QTest::addRow("%s, %s", k.name, sets[level - 1]) << k.delimiter << int(k.standard) << level;
+    }
+}
+
+// The index, which skips through whole blocks by their byte masks and falls back to single
+// events where a block needs it, against the machine run one byte at a time: the same text moved
+// through every offset of a block, read whole and in small pieces. Half the files are regular
+// rows, half a mix of every kind of line ending and of quotes in and out of place.
+void TestReadOnlyDataContainer::blockScanMatchesPlainMachine()
+{
+    QFETCH(char, delimiter);
+    QFETCH(int, standard);
+    QFETCH(int, instructions);
+    ReadOnlyDataContainer::setInstructionSetForTesting(instructions);
+    const bool quoting = delimiter != 0 && standard != DELIMITER_ONLY;
+    Fixture fx;
+    QRandomGenerator rng(quint32(uchar(delimiter)) * 131 + quint32(standard));
+    for (int file = 0; file < 4; ++file) {
+        const int size = rng.bounded(300, 1500);
+        const QByteArray body = file % 2 ? trickyText(rng, delimiter, size) : regularText(rng, delimiter, size);
+        for (int shift = 0; shift < 64; ++shift) {
+            const QByteArray text = QByteArray(shift, 'p') + body;
+            const PlainIndex expected = plainIndex(text, delimiter, quoting);
+            const QString path = fx.write(text);
+            for (qint64 piece : {qint64(0), 4 * qint64(rng.bounded(1, 40))}) {
+                ReadOnlyDataContainer::setPieceSizeForTesting(piece);
+                auto c = fx.open(path, delimiter, static_cast<ParsingStandard>(standard));
+                QVERIFY(c);
+                const QByteArray where = "file " + QByteArray::number(file) + ", shift " + QByteArray::number(shift) +
+                                         ", piece " + QByteArray::number(piece);
+                QVERIFY2(c->numRows() == expected.rows, where.constData());
+                QVERIFY2(c->numCols() == expected.cols, where.constData());
+                const auto& strips = c->getStrips();
+                QVERIFY2(strips.size() == expected.strips.size(), where.constData());
+                for (size_t i = 0; i < strips.size(); ++i) {
+                    const auto& a = strips[i];
+                    const auto& b = expected.strips[i];
+                    QVERIFY2(a.row == b.row && a.col == b.col && a.offset == b.offset,
+                             (where + ", strip " + QByteArray::number(qulonglong(i))).constData());
+                }
+            }
+            QFile::remove(path);
+        }
+    }
 }
 
 void TestReadOnlyDataContainer::rowsColsAndOrder()
@@ -467,6 +695,40 @@ void TestReadOnlyDataContainer::progressCoversThreeThirds()
     QSignalSpy smallProgress(&small, &AbstractDataContainer::loadProgressUpdateSignal);
     QVERIFY(small.loadCSV());
     QCOMPARE(smallProgress.count(), 0);
+}
+
+// Pass 2 keeps its strips in the room that pass 1's counts call for. A file rewritten with wider
+// rows once pass 2 has begun needs more: the index fails instead of writing past that room.
+void TestReadOnlyDataContainer::fileWidenedBetweenPassesFails()
+{
+    const qint64 size = AbstractDataContainer::kProgressThreshold + 4096;
+    const auto filled = [size](const QByteArray& line) {
+        QByteArray content;
+        content.reserve(size);
+        while (content.size() + line.size() <= size)
+            content += line;
+        return content + QByteArray(size - content.size(), 'z');
+    };
+    Fixture fx;
+    const QString path = fx.write(filled("ab,cd\n"));
+    ReadOnlyDataContainer c;
+    c.setFilepath(path);
+    const int secondPass = int(size / 25165824 + 1);
+    bool rewritten = false;
+    connect(&c, &AbstractDataContainer::loadProgressUpdateSignal, this, [&](int value, int, int) {
+        if (value < secondPass || rewritten)
+            return;
+        rewritten = true;
+        QFile f(path);
+        QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        QVERIFY(f.write(filled(QByteArray(40, ',') + "\n")) == size);
+    });
+    QSignalSpy finished(&c, &AbstractDataContainer::loadFinishedSignal);
+    QVERIFY(!c.loadCSV());
+    QVERIFY(rewritten);
+    QCOMPARE(finished.count(), 0);
+    QCOMPARE(c.numRows(), 0);
+    QVERIFY(c.getStrips().empty());
 }
 
 void TestReadOnlyDataContainer::unreadableFile()

@@ -30,7 +30,11 @@ public:
     // Files of at least this size report load progress; smaller ones load silently.
     static constexpr qint64 kProgressThreshold = 25165824; // 24 MiB
     static constexpr qint64 kProgressStep = 8388608;       // 8 MiB between reports
-    static constexpr qint64 kMaxPieceSize = 268435456;     // 256 MiB read buffer
+    static constexpr qint64 kMaxPieceSize = 268435456;     // 256 MiB: the largest read buffer
+    // The piece both readers actually take. Nothing needs the whole file in memory at once, so one
+    // small buffer is read into again and again: it stays in the processor's cache, and no buffer
+    // of the file's size has its pages faulted in and zeroed. The pieces change nothing read.
+    static constexpr qint64 kReadPieceSize = qint64(1) << 20;
 
     // --- Cells --------------------------------------------------------------------------
     virtual std::vector<char> getValue(int row, int col, bool useOrder = true) const;

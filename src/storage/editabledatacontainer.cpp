@@ -1278,7 +1278,7 @@ bool EditableDataContainer::runLoad(Machine& machine)
     const int unit = bytesPerChar;
     qint64 pieceSize = s_pieceSizeForTesting.load();
     if (pieceSize <= 0)
-        pieceSize = kMaxPieceSize;
+        pieceSize = kReadPieceSize;
     if (unit > 1)
         pieceSize = (pieceSize + 3) / 4 * 4; // a piece never splits a character
     const qint64 remaining = fileSize - bomOffset;

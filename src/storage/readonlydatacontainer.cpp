@@ -26,11 +26,8 @@ std::atomic<qint64> s_pieceSizeForTesting{0};
 std::atomic<int> s_instructionSetForTesting{0};
 
 constexpr qint64 kIndexProgressStep = 25165824; // 24 MiB between reports of the index passes
-// The index passes only count, so nothing needs the whole file in memory at once: one small
-// buffer, well under the 256 MiB limit of a piece, is read into again and again and stays in
-// the processor's cache, and a huge buffer's pages are never faulted in and zeroed.
-constexpr qint64 kIndexPieceSize = qint64(1) << 20;
-static_assert(kIndexPieceSize <= AbstractDataContainer::kMaxPieceSize && kIndexPieceSize % 4 == 0);
+static_assert(AbstractDataContainer::kReadPieceSize <= AbstractDataContainer::kMaxPieceSize &&
+              AbstractDataContainer::kReadPieceSize % 4 == 0);
 // Reads of neighbouring strips are merged while the gap between them stays below this, and a
 // merged read never grows past the second limit.
 constexpr qint64 kMergeGapBytes = 65536;
@@ -795,7 +792,7 @@ bool ReadOnlyDataContainer::runIndex(bool multiByte, bool withDelimiter)
 
     qint64 pieceSize = s_pieceSizeForTesting.load();
     if (pieceSize <= 0)
-        pieceSize = kIndexPieceSize;
+        pieceSize = kReadPieceSize;
     pieceSize = (pieceSize + 3) / 4 * 4;
     pieceSize = std::min(pieceSize, (fileSize + 3) / 4 * 4);
     std::vector<char> buffer(static_cast<size_t>(pieceSize + kScanSlack));

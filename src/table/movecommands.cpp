@@ -78,8 +78,9 @@ void slide(const RangeVector& cells, int delta, bool byRow, TableModel* model) {
             lo = std::min(lo, target);
             hi = std::max(hi, target);
         }
+        const int at = line; // clang before 16 can't capture a structured binding
         auto read = [&](int pos) {
-            return byRow ? data.getValueModel(line, pos).toString() : data.getValueModel(pos, line).toString();
+            return byRow ? data.getValueModel(at, pos).toString() : data.getValueModel(pos, at).toString();
         };
         std::vector<QVariant> values(static_cast<std::size_t>(hi - lo + 1));
         for (const auto& [target, source] : plan)

@@ -215,18 +215,7 @@ void TableView::startEditing(bool clear, bool cursorAtEnd) {
     scrollToCell(main.row, main.col, false, true);
     // An edit that isn't typed over a selection is of one cell.
     deselectAllButTheMainCell();
-    editTargets = editTargetsFromSelection();
-    editClear = clear;
-    editText.clear();
-    editTextSet = false;
-    editRawRows = m->rowCountRaw();
-    editRawCols = m->columnCountRaw();
-    for (AbstractTableView* grid :
-         {static_cast<AbstractTableView*>(this), static_cast<AbstractTableView*>(frozenRows),
-          static_cast<AbstractTableView*>(frozenCols), static_cast<AbstractTableView*>(frozenCorner)})
-        grid->setEditingCell(true);
-    removeContextBits(ContextNotEditing);
-    addContextBits(ContextEditing);
+    beginEditState(clear);
 
     if (usePane) {
         emit startOffCellEditSignal(clear, cursorAtEnd && !paneOpenedForThisEdit);
@@ -248,6 +237,23 @@ void TableView::startEditing(bool clear, bool cursorAtEnd) {
     }
 }
 
+// The state of an edit from its start: the selected cells as its targets, and every grid told.
+void TableView::beginEditState(bool clear) {
+    TableModel* m = tableModel();
+    editTargets = editTargetsFromSelection();
+    editClear = clear;
+    editText.clear();
+    editTextSet = false;
+    editRawRows = m->rowCountRaw();
+    editRawCols = m->columnCountRaw();
+    for (AbstractTableView* grid :
+         {static_cast<AbstractTableView*>(this), static_cast<AbstractTableView*>(frozenRows),
+          static_cast<AbstractTableView*>(frozenCols), static_cast<AbstractTableView*>(frozenCorner)})
+        grid->setEditingCell(true);
+    removeContextBits(ContextNotEditing);
+    addContextBits(ContextEditing);
+}
+
 void TableView::startEditing(bool clear, QKeyEvent* event) {
     TableModel* m = tableModel();
     if (!m || loading || editingCell || isReadOnly() || (context & ContextReadOnly))
@@ -264,18 +270,7 @@ void TableView::startEditing(bool clear, QKeyEvent* event) {
         paneOpenedForThisEdit = true;
     if (!typed && !resolveEditPathForLargeMainCell(usePane))
         return;
-    editTargets = editTargetsFromSelection();
-    editClear = clear;
-    editText.clear();
-    editTextSet = false;
-    editRawRows = m->rowCountRaw();
-    editRawCols = m->columnCountRaw();
-    for (AbstractTableView* grid :
-         {static_cast<AbstractTableView*>(this), static_cast<AbstractTableView*>(frozenRows),
-          static_cast<AbstractTableView*>(frozenCols), static_cast<AbstractTableView*>(frozenCorner)})
-        grid->setEditingCell(true);
-    removeContextBits(ContextNotEditing);
-    addContextBits(ContextEditing);
+    beginEditState(clear);
     scrollToCell(main.row, main.col, false, true);
 
     if (usePane) {

@@ -5,6 +5,7 @@
 #include "viewfixture.h"
 
 #include "util/msgbox.h"
+#include "util/msgboxanswers.h"
 #include "view/frozentableview.h"
 #include "view/quickedit.h"
 
@@ -16,18 +17,7 @@ using Fixture::text;
 
 namespace {
 
-// Answers the message boxes and keeps what was asked.
-struct Answers {
-    QList<int> queue;
-    QStringList asked;
-    Answers() {
-        MsgBox::answerHook = [this](const MsgBox::Question& question) {
-            asked.append(question.text);
-            return queue.isEmpty() ? -1 : queue.takeFirst();
-        };
-    }
-    ~Answers() { MsgBox::answerHook = nullptr; }
-};
+using Answers = MsgBoxAnswers;
 
 const QString kLargeCellQuestion = QStringLiteral("This is a large cell which can only be edited in the "
                                                   "editor pane.\nWould you like to open the editor pane?");
@@ -131,7 +121,7 @@ void TestCellEdit::sizeRule() {
     QSignalSpy paneSpy(t.view.get(), &TableView::showEditorPaneSignal);
     QSignalSpy offCellSpy(t.view.get(), qOverload<bool, bool>(&TableView::startOffCellEditSignal));
     QTest::keyClick(t.view.get(), Qt::Key_F2);
-    QCOMPARE(answers.asked, asked ? QStringList{kLargeCellQuestion} : QStringList());
+    QCOMPARE(answers.texts(), asked ? QStringList{kLargeCellQuestion} : QStringList());
     QCOMPARE(t.view->getQuickEdit() != nullptr, quickEdit);
     if (quickEdit)
         QCOMPARE(t.view->getQuickEdit()->text(), content);
@@ -468,7 +458,7 @@ void TestCellEdit::composingKeysAreNotTyping() {
     QKeyEvent composing(QEvent::KeyPress, Qt::Key_A, Qt::NoModifier, QuickEdit::kImeScanCode, 0, 0,
                         QStringLiteral("a"));
     QApplication::sendEvent(t.view.get(), &composing);
-    QCOMPARE(answers.asked, QStringList{kLargeCellQuestion});
+    QCOMPARE(answers.texts(), QStringList{kLargeCellQuestion});
     QVERIFY(!t.view->isEditing());
 
     select(*t.model, 1, 0);

@@ -6,6 +6,7 @@
 
 #include "table/tablemodel.h"
 #include "util/msgbox.h"
+#include "util/msgboxanswers.h"
 #include "view/editorpane.h"
 #include "view/quickedit.h"
 #include "view/tableview.h"
@@ -23,17 +24,7 @@
 
 namespace {
 
-struct Answers {
-    QList<int> queue;
-    QStringList asked;
-    Answers() {
-        MsgBox::answerHook = [this](const MsgBox::Question& question) {
-            asked.append(question.text);
-            return queue.isEmpty() ? -1 : queue.takeFirst();
-        };
-    }
-    ~Answers() { MsgBox::answerHook = nullptr; }
-};
+using Answers = MsgBoxAnswers;
 
 QString cellText(TableView* view, int row, int col) {
     return view->tableModel()->getTableData().getValueModel(row, col).toString();

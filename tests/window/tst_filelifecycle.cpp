@@ -4,6 +4,7 @@
 #include "storage/editabledatacontainer.h"
 #include "table/tablemodel.h"
 #include "util/msgbox.h"
+#include "util/msgboxanswers.h"
 #include "view/tableview.h"
 #include "window/filedialoghelper.h"
 #include "window/paneview.h"
@@ -49,25 +50,7 @@ void editCell(TableView* view, int row, int col, const QString& text) {
     model->setData(model->index(row, col), text);
 }
 
-// Answers every message box from a queue and keeps what was asked.
-struct Answers {
-    QList<int> queue;
-    QList<MsgBox::Question> asked;
-
-    Answers() {
-        MsgBox::answerHook = [this](const MsgBox::Question& question) {
-            asked.append(question);
-            return queue.isEmpty() ? -1 : queue.takeFirst();
-        };
-    }
-    ~Answers() { MsgBox::answerHook = nullptr; }
-    QStringList texts() const {
-        QStringList list;
-        for (const MsgBox::Question& q : asked)
-            list.append(q.text);
-        return list;
-    }
-};
+using Answers = MsgBoxAnswers;
 
 // Undo commands don't exist yet; any pushed command makes the stack dirty.
 class MarkDirty : public QUndoCommand {

@@ -78,8 +78,8 @@ TableView::~TableView()
                                     static_cast<AbstractTableView*>(frozenCorner)})
         if (grid->tableDelegate())
             grid->tableDelegate()->disconnect(this);
-    if (ownsSettings)
-        settings.clear();
+    // The registry is this view's own, whether built with it or copied in by propagateSettings.
+    settings.clear();
 }
 
 FrozenTableView* TableView::frozenView(int type) const
@@ -461,8 +461,7 @@ void TableView::refreshView()
 
 void TableView::propagateSettings(const Settings& source)
 {
-    if (ownsSettings)
-        settings.clear();
+    settings.clear();
     settings = source.copySettings();
     ownsSettings = true;
     snapToRow = settings.getValueBool(SnapToRow);

@@ -325,7 +325,7 @@ private:
     bool runningCommand = false;
 
     Settings settings;
-    bool ownsSettings = false;
+    bool ownsSettings = false; // whether propagateSettings has given the view its settings
     Theme theme;
     QFont cellFont;
     int textSize = 12;

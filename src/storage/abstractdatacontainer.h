@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string_view>
+
 #include "storage/fileparameters.h"
 
 #include <QObject>
@@ -38,6 +40,16 @@ public:
 
     // --- Cells --------------------------------------------------------------------------
     virtual std::vector<char> getValue(int row, int col, bool useOrder = true) const;
+    // The cell's stored bytes in place, where the container keeps them in memory as getValue
+    // would give them; false where it doesn't (the caller then asks getValue). The view is good
+    // until the next change of the container.
+    virtual bool getValueView(int row, int col, std::string_view& out) const
+    {
+        (void)row;
+        (void)col;
+        (void)out;
+        return false;
+    }
     virtual int numRows() const;
     virtual int numCols() const;
     virtual int numColsInRow(int row) const;

@@ -854,6 +854,12 @@ std::vector<char> EditableDataContainer::getValue(int row, int col, bool) const
     return std::vector<char>(cell.begin(), cell.end());
 }
 
+bool EditableDataContainer::getValueView(int row, int col, std::string_view& out) const
+{
+    out = cellView(row, col);
+    return true;
+}
+
 int EditableDataContainer::numColsInRow(int row) const
 {
     if (row < 0 || row >= static_cast<int>(rows.size()))

@@ -17,6 +17,7 @@ public:
     ~EditableDataContainer() override;
 
     std::vector<char> getValue(int row, int col, bool useOrder = true) const override;
+    bool getValueView(int row, int col, std::string_view& out) const override;
     int numRows() const override { return numRowsLogical; }
     int numCols() const override { return numColsLogical; }
     int numColsInRow(int row) const override;

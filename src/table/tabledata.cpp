@@ -117,12 +117,16 @@ QString decodeBytes(const char* data, int size, EncodingType type, QTextCodec* t
 } // namespace
 
 QString TableData::decodeCell(const std::vector<char>& bytes, EncodingType type, QTextCodec* textCodec) {
+    return decodeCell(std::string_view(bytes.data(), bytes.size()), type, textCodec);
+}
+
+QString TableData::decodeCell(std::string_view bytes, EncodingType type, QTextCodec* textCodec) {
     if (bytes.empty())
         return QString();
     return decodeBytes(bytes.data(), static_cast<int>(bytes.size()), type, textCodec);
 }
 
-QString TableData::decodeCellPrefix(const std::vector<char>& bytes, EncodingType type, QTextCodec* textCodec,
+QString TableData::decodeCellPrefix(std::string_view bytes, EncodingType type, QTextCodec* textCodec,
                                     int prefixLength) {
     // No encoding here takes more than four bytes for a character outside of shift sequences, so
     // this many bytes nearly always decode to more than the prefix; when they don't (a text full
@@ -165,7 +169,14 @@ std::vector<char> TableData::getValueRawCharVec(int row, int col, bool ignoreTra
 QVariant TableData::getValueRaw(int row, int col, bool ignoreTranspose, int prefixLength) const {
     if (!dataContainer)
         return QVariant();
-    return QVariant(decodeCellPrefix(getValueRawCharVec(row, col, ignoreTranspose), encoding, codec, prefixLength));
+    // A cell held in memory is decoded where it lies: a huge one is not copied first.
+    if (transposed && !ignoreTranspose)
+        std::swap(row, col);
+    std::string_view view;
+    if (row >= 0 && col >= 0 && row < rawRows && col < rawCols && dataContainer->getValueView(row, col, view))
+        return QVariant(decodeCellPrefix(view, encoding, codec, prefixLength));
+    const std::vector<char> bytes = getValueRawCharVec(row, col, true);
+    return QVariant(decodeCellPrefix(std::string_view(bytes.data(), bytes.size()), encoding, codec, prefixLength));
 }
 
 QVariant TableData::getValueModel(int row, int col, int prefixLength) const {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string_view>
+
 #include "storage/fileparameters.h"
 #include "table/rangetypes.h"
 
@@ -78,7 +80,8 @@ public:
 
     // Decoding and encoding of one cell in an encoding; a null codec falls back to UTF-8.
     static QString decodeCell(const std::vector<char>& bytes, EncodingType encoding, QTextCodec* codec);
-    static QString decodeCellPrefix(const std::vector<char>& bytes, EncodingType encoding, QTextCodec* codec,
+    static QString decodeCell(std::string_view bytes, EncodingType encoding, QTextCodec* codec);
+    static QString decodeCellPrefix(std::string_view bytes, EncodingType encoding, QTextCodec* codec,
                                     int prefixLength);
     static std::vector<char> encodeCell(const QString& text, EncodingType encoding, QTextCodec* codec);
 

@@ -302,6 +302,7 @@ private:
     // The selection as targets of an edit: each value and old value the cell's text now.
     RangeVector editTargetsFromSelection() const;
     void beginEditState(bool clear);
+    void moveAlongRunOfColumns(int step);
     void fillEditTargets(const QString& text);
     void widenColumnsForText(const QString& text);
     // Puts the old values back and drops lines the edit added past the data, so that the

@@ -494,6 +494,14 @@ void TableView::deleteCells() {
 }
 
 void TableView::nextColumnWithColumnReset() {
+    moveAlongRunOfColumns(1);
+}
+
+void TableView::previousColumnWithColumnReset() {
+    moveAlongRunOfColumns(-1);
+}
+
+void TableView::moveAlongRunOfColumns(int step) {
     TableModel* m = tableModel();
     if (!m || m->getMainCell().row < 0)
         return;
@@ -501,17 +509,7 @@ void TableView::nextColumnWithColumnReset() {
     // The first Tab of a run remembers where the row began, for the Return that ends it.
     if (!rowResetCell.isValid() || rowResetCell.row != main.row)
         rowResetCell = Range(main.row, main.col, RangeIndexType::Model);
-    moveSelectionAbsolute(main.row, main.col + 1);
-}
-
-void TableView::previousColumnWithColumnReset() {
-    TableModel* m = tableModel();
-    if (!m || m->getMainCell().row < 0)
-        return;
-    const Range& main = m->getMainCell();
-    if (!rowResetCell.isValid() || rowResetCell.row != main.row)
-        rowResetCell = Range(main.row, main.col, RangeIndexType::Model);
-    moveSelectionAbsolute(main.row, std::max(0, main.col - 1));
+    moveSelectionAbsolute(main.row, std::max(0, main.col + step));
 }
 
 bool TableView::focusNextPrevChild(bool next) {

@@ -1,6 +1,7 @@
 #include "storage/editabledatacontainer.h"
 
 #include "storage/largepageallocator.h"
+#include "storage/loadevents.h"
 #include "storage/loadscan.h"
 #include "storage/rowarena.h"
 
@@ -16,6 +17,7 @@
 namespace {
 
 std::atomic<qint64> s_pieceSizeForTesting{0};
+std::atomic<int> s_instructionSetForTesting{0};
 
 // The read buffer runs this far past a piece, zeroed, so that the scanner may read whole blocks
 // of 64 bytes and a short cell may be copied sixteen bytes at a time.
@@ -273,10 +275,25 @@ struct EditableDataContainer::ByteMachine {
     int col = -1;
     std::vector<char> cell; // the cell under construction when it crosses pieces or is quoted
     qint64 piecePosition = 0; // of the piece's first byte in the file
+    int quoteByte = -1;       // the quote when quotes are honoured, else no byte at all
+
+    // The hot path's masks of the piece: events outside quotes, and which of them end rows.
+    LoadEvents::Window events;
+    LoadEvents::Keys eventKeys;
+    LoadEvents::FillFunction fill;
+    size_t pieceBlocks = 0;
+    std::uint64_t lastByteBit = 0; // the piece's last byte in its block
+    size_t windowBlocks = 1;
 
     ByteMachine(EditableDataContainer& container, bool withDelimiter, bool honourQuotes)
-        : sink(container), c(container), cursor(container.delimiter, withDelimiter)
+        : sink(container), c(container), cursor(container.delimiter, withDelimiter),
+          fill(LoadEvents::bestFillFunction(s_instructionSetForTesting.load()))
     {
+        const bool quotes = withDelimiter && honourQuotes && container.delimiter != KeyChars::Quote;
+        quoteByte = quotes ? static_cast<unsigned char>(KeyChars::Quote) : -1;
+        eventKeys.delimiter = static_cast<unsigned char>(container.delimiter);
+        eventKeys.withDelimiter = withDelimiter;
+        eventKeys.quotes = quotes;
         cellStartClass[static_cast<unsigned char>(KeyChars::LF)] = Terminator;
         cellStartClass[static_cast<unsigned char>(KeyChars::RecordSeparator)] = Terminator;
         cellStartClass[static_cast<unsigned char>(KeyChars::CR)] = CarriageReturn;
@@ -332,134 +349,254 @@ struct EditableDataContainer::ByteMachine {
             c.numColsLogical = lastColumn + 1;
     }
 
+    // Stores a row that the hot path read whole, cells 0 to lastColumn, without going through
+    // the sink's fields.
+    [[gnu::always_inline]] inline void packRow(int lastColumn, const std::uint64_t* ends, const char* bytes)
+    {
+        if (lastColumn >= c.numColsLogical)
+            c.numColsLogical = lastColumn + 1;
+        size_t count = static_cast<size_t>(lastColumn) + 1;
+        while (count > 0 && ends[count - 1] == (count > 1 ? ends[count - 2] : 0))
+            --count; // empty cells at the end aren't stored
+        if (count > 0)
+            c.rows.push_back(PackedRow::fromParts(bytes, ends, count, sink.useArena ? &sink.arena : nullptr));
+        else
+            c.rows.emplace_back();
+        c.numRowsLogical = static_cast<int>(c.rows.size());
+        sink.used = 0;
+        sink.count = 0;
+        sink.rowOpen = false;
+    }
+
+    // Hands the cell that starts at `start`, column `column`, to the state machine, which reads
+    // it byte by byte; the hot path takes over again at the next cell.
+    const char* handOver(const char* start, int column, int firstColumn, size_t storedBefore, size_t used)
+    {
+        settle(column - 1, firstColumn, storedBefore, used);
+        col = column;
+        if (quoteByte >= 0 && static_cast<unsigned char>(*start) == quoteByte) {
+            cell.assign(1, KeyChars::Quote);
+            state = ParseState::QuotedCell;
+            return start + 1;
+        }
+        cell.clear();
+        state = ParseState::PlainCell;
+        return start;
+    }
+
+    // The events of block b, and where the walk must stop and look: row ends, and the piece's
+    // last byte. False when the hot path can't read that block: it lies past the piece, or
+    // parity can't tell its quoting.
+    [[gnu::always_inline]] inline bool blockEvents(size_t b, std::uint64_t& m, std::uint64_t& stops)
+    {
+        if (b - events.first >= events.count) {
+            if (events.invalid || b >= pieceBlocks || b != events.first + events.count)
+                return false;
+            fillEvents(b);
+            if (events.count == 0)
+                return false; // block b itself can't be read by parity
+        }
+        m = events.events[b - events.first];
+        stops = events.rowEnds[b - events.first] | (b == pieceBlocks - 1 ? lastByteBit : 0);
+        return true;
+    }
+
+    [[gnu::noinline]] void fillEvents(size_t b)
+    {
+        // A window grows from a few blocks after each entry, so that text the hot path has to
+        // leave again soon (odd quotes) costs little scanning.
+        const size_t blocks = std::min(windowBlocks, LoadEvents::Window::kBlocks);
+        windowBlocks = std::min(windowBlocks * 4, LoadEvents::Window::kBlocks);
+        fill(reinterpret_cast<const unsigned char*>(cursor.pieceStart()), b, blocks, pieceBlocks - 1, eventKeys, events);
+    }
+
+    // Starts the event masks at `offset` of the piece, where a cell starts outside quotes.
+    void enterAt(size_t offset)
+    {
+        events.first = offset / 64;
+        events.count = 0;
+        events.invalid = false;
+        events.insideCarry = 0;
+        events.closerCarry = 0;
+        events.crCarry = 0;
+        events.startCarry = std::uint64_t(1) << (offset % 64);
+        events.entryKeep = ~std::uint64_t(0) << (offset % 64);
+        windowBlocks = 1;
+    }
+
+    // True if one of the `length` (at most 16) bytes at p is a quote; reads 16 bytes.
+    static bool quoteAmong16(const char* p, size_t length)
+    {
+        constexpr std::uint64_t kOnes = 0x0101010101010101ULL;
+        std::uint64_t half[2];
+        std::memcpy(half, p, 16);
+        for (int i = 0; i < 2; ++i) {
+            const std::uint64_t x = half[i] ^ (kOnes * static_cast<unsigned char>(KeyChars::Quote));
+            std::uint64_t found = (x - kOnes) & ~x & (kOnes << 7); // a zero byte of x is a quote
+            const size_t bytesHere = std::min<size_t>(length, 8);
+            if (bytesHere < 8)
+                found &= (std::uint64_t(1) << (8 * bytesHere)) - 1; // a false mark only ever lies above a true one
+            if (found)
+                return true;
+            length -= bytesHere;
+            if (length == 0)
+                return false;
+        }
+        return false;
+    }
+
+    // The text between the quotes of a closed quoted cell, [from, to), into out with each pair
+    // of quotes as one; returns the end of what was written.
+    static char* undoDoubledQuotes(char* out, const char* from, const char* const to)
+    {
+        while (from < to) {
+            const char* at = static_cast<const char*>(std::memchr(from, KeyChars::Quote, static_cast<size_t>(to - from)));
+            if (!at)
+                at = to;
+            else
+                ++at; // the pair's first quote goes in
+            std::memcpy(out, from, static_cast<size_t>(at - from));
+            out += at - from;
+            from = at + 1;
+        }
+        return out;
+    }
+
+    // The text of a cell that starts with a quote, [start, q), into out: closed right before its
+    // end, the text between the quotes with each pair of quotes inside as one; with text behind
+    // its closing quote, the cell as it stands. Returns the end of what was written.
+    [[gnu::always_inline]] static inline char* quotedCell(char* out, const char* start, const char* q)
+    {
+        size_t length = static_cast<size_t>(q - start);
+        if (length >= 2 && q[-1] == KeyChars::Quote) {
+            ++start;
+            length -= 2;
+            if (length > 16 ? std::memchr(start, KeyChars::Quote, length) != nullptr : quoteAmong16(start, length))
+                return undoDoubledQuotes(out, start, q - 1);
+        }
+        std::memcpy(out, start, 16);
+        for (size_t i = 16; i < length; i += 16)
+            std::memcpy(out + i, start + i, 16);
+        return out + length;
+    }
+
+    // What the hot path's loop keeps out of its registers: looked at once a block or a row.
+    struct Walk {
+        int firstColumn = 0;       // the first cell this call writes in the row
+        size_t storedBefore = 0;   // cells stored before it, up to the last non-empty one
+        const char* roomEnd = nullptr; // the reading may go up to here with room in both buffers
+    };
+
     // The hot path, from the start of cell `col` at p: reads cells and rows for as long as it
     // can, and returns where the reading stopped, with the state set for what comes there. It
-    // walks the separators of the piece's masks one after the other; each ends a cell (an empty
-    // one when it stands at the cell's start), and the cell's bytes go straight from the piece
-    // into the row. A quoted cell that closes within the piece right before a separator is taken
-    // the same way, its doubled quotes undone on the way. It stops at the end of the piece, at a
-    // row's end when the next row's start needs the state machine, and at a quoted cell with
-    // text behind its closing quote, which the state machine then reads byte by byte.
+    // walks the events of the piece's masks one after the other, delimiters and row ends outside
+    // quotes; each ends a cell, and the cell's bytes go straight from the piece into the row: a
+    // plain cell as it stands, a quoted one without its quotes and with its doubled quotes
+    // undone, and one with text behind its closing quote as it stands. It stops at the end of
+    // the piece, at a row's start when the state machine has work there, and hands a cell to the
+    // state machine when the cell runs past the piece or lies where parity can't read quotes.
     //
     // The sink's fields are worked on in locals: the compiler must assume that a byte stored
     // into the row may change any field, and would reload them all for every cell. Which cells
     // are stored (up to the last non-empty one) is settled from their ends when the call stops.
     const char* readCells(const char* p, const char* const end)
     {
+        return quoteByte >= 0 ? readCellsOf<true>(p, end) : readCellsOf<false>(p, end);
+    }
+
+    template <bool Quotes>
+    const char* readCellsOf(const char* p, const char* const end)
+    {
         if (!sink.rowOpen)
             sink.openRow();
         sink.padTo(col);
-        int column = col;
-        int firstColumn = col;            // the first cell this call writes in the row
-        size_t storedBefore = sink.count; // cells stored before it, up to the last non-empty one
+        Walk walk;
+        walk.firstColumn = col;
+        walk.storedBefore = sink.count;
         char* bytes = sink.bytes.get();
-        size_t used = sink.used;
-        std::uint64_t* ends = sink.ends.get();
+        char* out = bytes + sink.used;
+        std::uint64_t* endsBase = sink.ends.get();
+        std::uint64_t* endAt = endsBase + col; // where the end of the cell being read goes
         const char* const base = cursor.pieceStart();
-        const size_t blocks = cursor.blockCount();
 
-        // A cell takes at most the bytes read for it and one end: while the reading stays at or
-        // before `roomUntil`, both buffers have room (the row buffer with its slack), and one
-        // comparison a cell does for both.
-        std::ptrdiff_t roomUntil = 0; // as an offset in the piece; may lie before the reading
+        // A cell takes at most the bytes read for it and one end, so while the reading stays
+        // before `roomEnd` both buffers have room (the row buffer with its slack).
         const auto measureRoom = [&](const char* from) {
-            const auto byteRoom = static_cast<std::ptrdiff_t>(sink.capacity - used) - static_cast<std::ptrdiff_t>(RowSink::kSlack);
-            const auto endRoom = static_cast<std::ptrdiff_t>(sink.endsCapacity) - column - 1;
-            roomUntil = (from - base) + std::min(byteRoom, endRoom);
+            const std::ptrdiff_t byteRoom = (bytes + sink.capacity - RowSink::kSlack) - out;
+            const std::ptrdiff_t endRoom = (endsBase + sink.endsCapacity - 1) - endAt;
+            walk.roomEnd = from + std::min(byteRoom, endRoom);
         };
-        const auto makeRoom = [&](const char* from, size_t length) {
-            sink.used = used;
+        const auto makeRoom = [&](const char* from, const char* until) {
+            const size_t reach = static_cast<size_t>(until - from);
+            const size_t column = static_cast<size_t>(endAt - endsBase);
+            sink.used = static_cast<size_t>(out - bytes);
             // Ends and bytes to spare, so that a row of many or long cells seldom comes here.
-            sink.makeRoom(static_cast<size_t>(column) + 64, length + 4096);
+            sink.makeRoom(column + reach + 64, reach + 4096);
             bytes = sink.bytes.get();
-            ends = sink.ends.get();
+            out = bytes + sink.used;
+            endsBase = sink.ends.get();
+            endAt = endsBase + column;
             measureRoom(from);
         };
+        const auto columnOf = [&] { return static_cast<int>(endAt - endsBase); };
 
         const char* start = p;
         measureRoom(start);
-        // The separator walk: block b, and its mask without the bits before the cell's start.
-        size_t b = static_cast<size_t>(start - base) / 64;
-        std::uint64_t m = cursor.separatorsAt(b) & (~std::uint64_t(0) << (static_cast<size_t>(start - base) % 64));
-        for (;;) {
-            const char* cellBegin = start;
-            const char* cellEnd;
-            const char* q; // the separator that ends the cell
-            if (cellStartClass[static_cast<unsigned char>(*start)] == QuoteChar) {
-                const size_t usedAtCell = used;
-                const char* segment = start + 1;
-                const char* close = cursor.nextQuote(segment, end);
-                unsigned char after = classAfter(close, end);
-                while (after == QuoteChar) {
-                    // A doubled quote: the text up to it goes in with one quote.
-                    const size_t part = static_cast<size_t>(close + 1 - segment);
-                    if (close + 1 - base > roomUntil)
-                        makeRoom(start, static_cast<size_t>(close + 1 - start));
-                    for (size_t i = 0; i < part; i += 16)
-                        std::memcpy(bytes + used + i, segment + i, 16);
-                    used += part;
-                    segment = close + 2;
-                    close = cursor.nextQuote(segment, end);
-                    after = classAfter(close, end);
-                }
-                if (after == Ordinary) {
-                    // Text behind the closing quote, or the cell goes on into the next piece.
-                    used = usedAtCell;
-                    settle(column - 1, firstColumn, storedBefore, used);
-                    col = column;
-                    cell.assign(1, KeyChars::Quote);
-                    state = ParseState::QuotedCell;
-                    return start + 1;
-                }
-                cellBegin = segment;
-                cellEnd = close;
-                q = close + 1;
-                const size_t offset = static_cast<size_t>(q + 1 - base);
-                b = offset / 64;
-                m = b < blocks ? cursor.separatorsAt(b) & (~std::uint64_t(0) << (offset % 64)) : 0;
-            } else {
-                while (m == 0) {
-                    if (++b >= blocks) {
-                        // The cell runs on into the next piece.
-                        settle(column - 1, firstColumn, storedBefore, used);
-                        col = column;
-                        cell.assign(start, end);
-                        state = ParseState::PlainCell;
-                        return end;
-                    }
-                    m = cursor.separatorsAt(b);
-                }
-                q = base + b * 64 + LoadScan::lowestBit(m);
+        enterAt(static_cast<size_t>(start - base));
+        for (size_t b = static_cast<size_t>(start - base) / 64;; ++b) {
+            std::uint64_t m;
+            std::uint64_t stops;
+            if (!blockEvents(b, m, stops))
+                return handOver(start, columnOf(), walk.firstColumn, walk.storedBefore, static_cast<size_t>(out - bytes));
+            const char* const blockBase = base + b * 64;
+            if (blockBase + 64 > walk.roomEnd)
+                makeRoom(start, blockBase + 64);
+            while (m) {
+                const size_t bit = static_cast<size_t>(LoadScan::lowestBit(m));
                 m &= m - 1;
-                cellEnd = q;
-            }
-            const size_t length = static_cast<size_t>(cellEnd - cellBegin);
-            if (q - base > roomUntil)
-                makeRoom(start, static_cast<size_t>(q - start));
-            // Whole blocks of sixteen: the piece is padded, the row buffer has the slack.
-            char* const out = bytes + used;
-            std::memcpy(out, cellBegin, 16);
-            for (size_t i = 16; i < length; i += 16)
-                std::memcpy(out + i, cellBegin + i, 16);
-            used += length;
-            ends[column] = used;
-            const unsigned char endCls = cellStartClass[static_cast<unsigned char>(*q)];
-            start = q + 1;
-            if (endCls != Delimiter) {
-                settle(column, firstColumn, storedBefore, used);
+                const char* const q = blockBase + bit; // the delimiter or line ending behind the cell
+                if (Quotes && *start == KeyChars::Quote) {
+                    out = quotedCell(out, start, q);
+                } else {
+                    // Whole blocks of sixteen: the piece is padded, the row buffer has the slack.
+                    const size_t length = static_cast<size_t>(q - start);
+                    std::memcpy(out, start, 16);
+                    for (size_t i = 16; i < length; i += 16)
+                        std::memcpy(out + i, start + i, 16);
+                    out += length;
+                }
+                *endAt = static_cast<std::uint64_t>(out - bytes);
+                start = q + 1;
+                if (!((stops >> bit) & 1)) {
+                    ++endAt;
+                    continue;
+                }
+                // A row ends here, or the piece does.
+                const int column = columnOf();
                 col = column;
-                endRowBy(endCls);
+                if (!((events.rowEnds[b - events.first] >> bit) & 1)) {
+                    // A delimiter as the piece's last byte: the next cell starts in the next piece.
+                    settle(column, walk.firstColumn, walk.storedBefore, static_cast<size_t>(out - bytes));
+                    state = ParseState::CellStart;
+                    return end;
+                }
+                if (walk.firstColumn == 0) {
+                    packRow(column, endsBase, bytes);
+                    state = ParseState::RowStart;
+                    skipLineFeed = *q == KeyChars::CR;
+                } else {
+                    settle(column, walk.firstColumn, walk.storedBefore, static_cast<size_t>(out - bytes));
+                    endRowBy(*q == KeyChars::CR ? CarriageReturn : Terminator);
+                }
                 // The next row starts here too, unless the state machine has work at its start:
                 // a CR's LF at the end of the piece, a cancel or a progress report.
                 if (start == end)
                     return start;
                 if (skipLineFeed) {
+                    // The masks already leave the LF out.
                     skipLineFeed = false;
                     if (*start == KeyChars::LF && ++start == end)
                         return start;
-                    const size_t offset = static_cast<size_t>(start - base);
-                    b = offset / 64;
-                    m = cursor.separatorsAt(b) & (~std::uint64_t(0) << (offset % 64));
                 }
                 if (c.loadCanceled.load(std::memory_order_relaxed) ||
                     (c.fileSize >= kProgressThreshold && piecePosition + (start - base) > c.nextProgressMark))
@@ -467,20 +604,14 @@ struct EditableDataContainer::ByteMachine {
                 ++row;
                 state = ParseState::CellStart;
                 sink.openRow();
-                column = 0;
-                firstColumn = 0;
-                storedBefore = 0;
-                used = 0;
+                endAt = endsBase;
+                out = bytes;
+                walk.firstColumn = 0;
+                walk.storedBefore = 0;
                 measureRoom(start);
-                continue;
+                if (blockBase + 64 > walk.roomEnd)
+                    makeRoom(start, blockBase + 64);
             }
-            if (start == end) {
-                settle(column, firstColumn, storedBefore, used);
-                col = column;
-                state = ParseState::CellStart;
-                return end;
-            }
-            ++column;
         }
     }
 
@@ -491,6 +622,8 @@ struct EditableDataContainer::ByteMachine {
         const char* p = data;
         const char* const end = data + length;
         cursor.reset(data, static_cast<size_t>(length));
+        pieceBlocks = (static_cast<size_t>(length) + 63) / 64;
+        lastByteBit = std::uint64_t(1) << ((static_cast<size_t>(length) - 1) % 64);
         piecePosition = position;
         while (p < end) {
             switch (state) {
@@ -817,6 +950,8 @@ struct EditableDataContainer::UnitMachine {
 EditableDataContainer::EditableDataContainer(QObject* parent) : AbstractDataContainer(parent) {}
 
 EditableDataContainer::~EditableDataContainer() = default;
+
+void EditableDataContainer::setInstructionSetForTesting(int level) { s_instructionSetForTesting = level; }
 
 void EditableDataContainer::setPieceSizeForTesting(qint64 size) { s_pieceSizeForTesting = size; }
 

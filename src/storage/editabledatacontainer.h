@@ -75,6 +75,9 @@ public:
     // Size of the read buffer; tests set it small to check that state carries across pieces.
     // 0 restores the default. Multi-byte loads round it up to a multiple of 4.
     static void setPieceSizeForTesting(qint64 size);
+    // The instructions of the single-byte loader's scan: 1 the plain ones every processor has,
+    // 0 the best this one runs. For tests that hold the variants to each other.
+    static void setInstructionSetForTesting(int level);
 
 private:
     // The parsers and the row builder they share live in the implementation file.

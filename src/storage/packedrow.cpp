@@ -78,25 +78,13 @@ char* PackedRow::allocate(std::size_t count, std::uint64_t total, RowArena* aren
     return memory;
 }
 
-PackedRow PackedRow::fromParts(const char* bytes, const std::uint64_t* ends, std::size_t count, RowArena* arena)
+PackedRow PackedRow::fromPartsOutOfLine(const char* bytes, const std::uint64_t* ends, std::size_t count,
+                                        RowArena* arena)
 {
     PackedRow row;
     if (count == 0)
         return row;
     const std::uint64_t total = ends[count - 1];
-    if (arena && total <= 0xFFFF) {
-        // The common row of a load, kept short: two-byte offsets in an arena block.
-        char* block = arena->allocate(sizeof(Header) + 2 * count + static_cast<std::size_t>(total));
-        if (block) {
-            Header* h = reinterpret_cast<Header*>(block);
-            h->count = static_cast<std::uint32_t>(count);
-            h->flags = kInArena;
-            writeEnds<std::uint16_t>(block + sizeof(Header), ends, count);
-            std::memcpy(block + sizeof(Header) + 2 * count, bytes, static_cast<std::size_t>(total));
-            row.block = block;
-            return row;
-        }
-    }
     row.block = allocate(count, total, arena);
     char* offsets = row.block + sizeof(Header);
     switch (row.header()->flags & kWidthMask) {

@@ -37,9 +37,7 @@ public:
                 Header* h = reinterpret_cast<Header*>(block);
                 h->count = static_cast<std::uint32_t>(count);
                 h->flags = kInArena;
-                auto* offsets = reinterpret_cast<std::uint16_t*>(block + sizeof(Header));
-                for (std::size_t i = 0; i < count; ++i)
-                    offsets[i] = static_cast<std::uint16_t>(ends[i]);
+                narrowEnds(reinterpret_cast<std::uint16_t*>(block + sizeof(Header)), ends, count);
                 std::memcpy(block + sizeof(Header) + 2 * count, bytes, total);
                 PackedRow row;
                 row.block = block;
@@ -124,6 +122,11 @@ private:
     std::uint64_t totalBytes() const;
     // A block for `count` cells of `total` bytes with the header set; the caller fills the rest.
     static char* allocate(std::size_t count, std::uint64_t total, RowArena* arena = nullptr);
+    static void narrowEnds(std::uint16_t* __restrict out, const std::uint64_t* __restrict ends, std::size_t count)
+    {
+        for (std::size_t i = 0; i < count; ++i)
+            out[i] = static_cast<std::uint16_t>(ends[i]);
+    }
     static PackedRow fromPartsOutOfLine(const char* bytes, const std::uint64_t* ends, std::size_t count,
                                         RowArena* arena);
     static void release(char* block);

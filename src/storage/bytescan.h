@@ -110,12 +110,20 @@ __attribute__((target("avx512bw"))) inline BlockMasks blockMasksAvx512(const uns
     return BlockMasks{eq(static_cast<char>(delimiter)), eq(10), eq(13), eq(30), eq('"')};
 }
 
+// prefixXor by a carry-less multiplication with all ones, which is the running XOR at once.
+__attribute__((target("pclmul,sse2"))) inline std::uint64_t prefixXorClmul(std::uint64_t x)
+{
+    const __m128i product = _mm_clmulepi64_si128(_mm_set_epi64x(0, static_cast<long long>(x)), _mm_set1_epi8(-1), 0);
+    return static_cast<std::uint64_t>(_mm_cvtsi128_si64(product));
+}
+
 __attribute__((target("bmi,bmi2"))) inline int selectBitBmi2(std::uint64_t x, int k)
 {
     return static_cast<int>(_tzcnt_u64(_pdep_u64(std::uint64_t(1) << k, x)));
 }
 
-// AVX2 together with the bit instructions that come with it (population count, BMI1/2, LZCNT).
+// AVX2 together with the bit instructions that come with it (population count, BMI1/2, LZCNT,
+// carry-less multiplication).
 // LZCNT is asked of CPUID itself: not every compiler names it, and where it is missing the
 // instruction runs as BSR and gives other results.
 inline bool hasAvx2()
@@ -124,7 +132,8 @@ inline bool hasAvx2()
         unsigned eax = 0, ebx = 0, ecx = 0, edx = 0;
         const bool lzcnt = __get_cpuid(0x80000001, &eax, &ebx, &ecx, &edx) && (ecx & (1u << 5));
         return lzcnt && __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") &&
-               __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("popcnt");
+               __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("popcnt") &&
+               __builtin_cpu_supports("pclmul");
     }();
     return has;
 }

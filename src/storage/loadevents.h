@@ -131,12 +131,10 @@ inline void fillPlain(const unsigned char* base, std::size_t b, std::size_t bloc
 }
 
 #if defined(ORVANE_BYTESCAN_X86)
-// Parity by a carry-less multiplication with all ones, which is the running XOR at once.
 struct ClmulParity {
     __attribute__((target("pclmul,sse2"))) std::uint64_t operator()(std::uint64_t x) const
     {
-        const __m128i product = _mm_clmulepi64_si128(_mm_set_epi64x(0, static_cast<long long>(x)), _mm_set1_epi8(-1), 0);
-        return static_cast<std::uint64_t>(_mm_cvtsi128_si64(product));
+        return ByteScan::prefixXorClmul(x);
     }
 };
 
@@ -147,19 +145,13 @@ fillAvx2(const unsigned char* base, std::size_t b, std::size_t blocks, std::size
                  __attribute__((target("avx2"))) { return ByteScan::blockMasksAvx2(p, d); },
              ClmulParity(), base, b, blocks, lastBlock, keys, w);
 }
-
-inline bool hasAvx2AndClmul()
-{
-    static const bool has = ByteScan::hasAvx2() && __builtin_cpu_supports("pclmul");
-    return has;
-}
 #endif
 
 // The fillers this processor runs, the plain one first; `level` 1 asks for the plain one only.
 inline FillFunction bestFillFunction(int level = 0)
 {
 #if defined(ORVANE_BYTESCAN_X86)
-    if (level != 1 && hasAvx2AndClmul())
+    if (level != 1 && ByteScan::hasAvx2())
         return &fillAvx2;
 #endif
     (void)level;

@@ -307,6 +307,16 @@ template <bool WithQuotes, class Sink>
     return true;
 }
 
+template <Isa I>
+[[gnu::always_inline]] inline std::uint64_t parityOf(std::uint64_t x)
+{
+#if defined(ORVANE_BYTESCAN_X86)
+    if constexpr (I != Isa::Baseline)
+        return ByteScan::prefixXorClmul(x);
+#endif
+    return ByteScan::prefixXor(x);
+}
+
 using SelectBit = int (*)(std::uint64_t, int);
 
 template <Isa I>
@@ -370,7 +380,7 @@ template <bool WithQuotes, Isa I, class Sink>
                 std::uint64_t quotes = 0;
                 if (WithQuotes) {
                     quotes = bm.quote & ~delims;
-                    inside = ByteScan::prefixXor(quotes) ^ insideCarry;
+                    inside = parityOf<I>(quotes) ^ insideCarry;
                 }
                 const std::uint64_t outside = ~inside;
                 const std::uint64_t crs = bm.cr & ~delims & outside;
@@ -425,7 +435,7 @@ bool fastScanBaseline(const ByteUnits& t, const unsigned char* buf, qint64 n, qi
 
 #if defined(ORVANE_BYTESCAN_X86)
 template <bool WithQuotes, class Sink>
-__attribute__((target("popcnt,bmi,bmi2,lzcnt,avx2"))) bool
+__attribute__((target("popcnt,bmi,bmi2,lzcnt,avx2,pclmul"))) bool
 fastScanAvx2(const ByteUnits& t, const unsigned char* buf, qint64 n, qint64 base, bool final, FastState& s,
              Sink& sink)
 {
@@ -433,7 +443,7 @@ fastScanAvx2(const ByteUnits& t, const unsigned char* buf, qint64 n, qint64 base
 }
 
 template <bool WithQuotes, class Sink>
-__attribute__((target("popcnt,bmi,bmi2,lzcnt,avx2,avx512bw"))) bool
+__attribute__((target("popcnt,bmi,bmi2,lzcnt,avx2,avx512bw,pclmul"))) bool
 fastScanAvx512(const ByteUnits& t, const unsigned char* buf, qint64 n, qint64 base, bool final, FastState& s,
                Sink& sink)
 {
@@ -1049,8 +1059,18 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
         {
             const int count = std::popcount(starts);
             // The strip cells among these are the starts numbered need, need + 25, ...; rarely
-            // more than one.
+            // more than one, and most often none.
             qint64 need = nextStripCell - cellNumber - 1;
+            if (need >= count) {
+                cellNumber += count;
+                if (newRow) {
+                    ++row;
+                    col = count - inRow - 1;
+                } else {
+                    col += count;
+                }
+                return;
+            }
             do {
                 const bool taken = need < count;
                 const int bit = select(starts, static_cast<int>(std::min<qint64>(need, 63)));

@@ -41,6 +41,26 @@ private:
     double cpuStart;
 };
 
+// Processor cycles spent by this thread and the threads it starts (counted once they end), kernel included where the system lets a process count
+// them (as root, or with perf_event_paranoid at most 1), else in user space only. On a shared
+// virtual machine the clock of a core changes from second to second, and seconds with it; the
+// cycles of the same work stay the same, so figures in cycles compare across runs.
+class CycleCounter {
+public:
+    CycleCounter();
+    ~CycleCounter();
+    CycleCounter(const CycleCounter&) = delete;
+    CycleCounter& operator=(const CycleCounter&) = delete;
+    bool available() const { return fd >= 0; }
+    bool countsKernel() const { return withKernel; }
+    // Cycles since the counter was made; 0 when it isn't available.
+    double cycles() const;
+
+private:
+    int fd = -1;
+    bool withKernel = false;
+};
+
 // Peak resident set size of this process (VmHWM), in bytes; resetPeakRss starts a new peak
 // so that a measurement doesn't include what came before it.
 qint64 peakRssBytes();
@@ -54,6 +74,7 @@ struct MemchrPass {
     qint64 newlines = 0;
     double seconds = 0;
     double cpuSeconds = 0;
+    double cycles = 0; // 0 where cycles can't be counted
 };
 MemchrPass memchrNewlineCount(const QString& path);
 

@@ -77,6 +77,7 @@ int runLoad(const QStringList& args)
     // and a slow spell of the machine falls on both; the medians are reported.
     const int repeats = static_cast<int>(std::max<qint64>(1, optionInt(args, QStringLiteral("--repeat"), 1)));
     std::vector<double> loadSeconds, loadCpuSeconds, memchrSeconds, memchrCpuSeconds, pairRatios;
+    std::vector<double> loadCycles, cycleRatios;
     MemchrPass limit;
     qint64 peak = 0;
     qint64 baseline = 0;
@@ -89,7 +90,9 @@ int runLoad(const QStringList& args)
         baseline = currentRssBytes();
         configure(c, path, options);
         const Timer timer;
+        const CycleCounter counter;
         const bool ok = c.loadCSV();
+        loadCycles.push_back(counter.cycles());
         loadSeconds.push_back(timer.seconds());
         loadCpuSeconds.push_back(timer.cpuSeconds());
         peak = std::max(peak, peakRssBytes() - baseline);
@@ -100,7 +103,9 @@ int runLoad(const QStringList& args)
         memchrSeconds.push_back(limit.seconds);
         memchrCpuSeconds.push_back(limit.cpuSeconds);
         pairRatios.push_back(limit.cpuSeconds / std::max(loadCpuSeconds.back(), 1e-9));
+        cycleRatios.push_back(limit.cycles / std::max(loadCycles.back(), 1.0));
     }
+    const CycleCounter probe;
     const double seconds = median(loadSeconds);
     const double cpuSeconds = median(loadCpuSeconds);
     limit.seconds = median(memchrSeconds);
@@ -158,6 +163,9 @@ int runLoad(const QStringList& args)
         {op, "rows", double(numRows), "", 0, ""},
         {op, "columns", double(numCols), "", 0, ""},
         {op, "loadCSV CPU vs memchr CPU, each run", median(pairRatios) * 100, "%", 25, "goal"},
+        {op, probe.countsKernel() ? "loadCSV cycles vs memchr cycles, each run" : "loadCSV vs memchr, user cycles",
+         median(cycleRatios) * 100, "%", 25, "goal"},
+        {op, "loadCSV cycles", median(loadCycles) / 1e6, "M", 0, ""},
         {op, "loadCSV CPU time, fastest run", *std::min_element(loadCpuSeconds.begin(), loadCpuSeconds.end()), "s", 0,
          ""},
         {op, "loadCSV CPU time, slowest run", *std::max_element(loadCpuSeconds.begin(), loadCpuSeconds.end()), "s", 0,

@@ -1,4 +1,5 @@
 #include "storage/bytescan.h"
+#include "storage/piecereader.h"
 #include "storage/readonlydatacontainer.h"
 
 #include <QFile>
@@ -240,6 +241,7 @@ private slots:
     void progressCoversThreeThirds();
     void fileWidenedBetweenPassesFails();
     void unreadableFile();
+    void pieceReaderReadsAheadInOrder();
 };
 
 // Each case: file text, delimiter, standard, rows, cols, then "row,col=value" checks.
@@ -423,6 +425,28 @@ void TestReadOnlyDataContainer::piecesOfEverySize()
     }
     QCOMPARE(show(reference->getValue(1, 3, false)), QByteArray("a;\r\n\"b"));
     QCOMPARE(show(reference->getValue(0, 0, false)), QByteArray("0"));
+
+    // Pieces from 64 KiB on are read ahead on a second thread: the same index as pieces read
+    // one after the other.
+    QByteArray large;
+    while (large.size() < 400000)
+        large += content.mid(3);
+    const QString largePath = fx.write(large);
+    ReadOnlyDataContainer::setPieceSizeForTesting(65532);
+    auto direct = fx.open(largePath, ';');
+    QVERIFY(direct);
+    for (const qint64 piece : {qint64(65536), qint64(131072)}) {
+        ReadOnlyDataContainer::setPieceSizeForTesting(piece);
+        auto ahead = fx.open(largePath, ';');
+        QVERIFY(ahead);
+        QCOMPARE(ahead->numRows(), direct->numRows());
+        QCOMPARE(ahead->numCols(), direct->numCols());
+        QCOMPARE(ahead->getStrips().size(), direct->getStrips().size());
+        for (size_t i = 0; i < ahead->getStrips().size(); ++i) {
+            QCOMPARE(ahead->getStrips()[i].offset, direct->getStrips()[i].offset);
+            QCOMPARE(ahead->getStrips()[i].col, direct->getStrips()[i].col);
+        }
+    }
 }
 
 void TestReadOnlyDataContainer::blockScanMatchesPlainMachine_data()
@@ -719,8 +743,10 @@ void TestReadOnlyDataContainer::fileWidenedBetweenPassesFails()
         if (value < secondPass || rewritten)
             return;
         rewritten = true;
+        // Written over in place: emptied first, the file could look ended to a read running
+        // ahead on another thread.
         QFile f(path);
-        QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        QVERIFY(f.open(QIODevice::ReadWrite));
         QVERIFY(f.write(filled(QByteArray(40, ',') + "\n")) == size);
     });
     QSignalSpy finished(&c, &AbstractDataContainer::loadFinishedSignal);
@@ -748,4 +774,44 @@ void TestReadOnlyDataContainer::unreadableFile()
 }
 
 QTEST_GUILESS_MAIN(TestReadOnlyDataContainer)
+// The read-ahead of the index passes: every piece in order, a short last one, zero slack
+// behind each; a file shorter than announced ends early; a reader dropped midway stops.
+void TestReadOnlyDataContainer::pieceReaderReadsAheadInOrder()
+{
+    QByteArray content(10000, '\0');
+    for (int i = 0; i < content.size(); ++i)
+        content[i] = char('a' + i % 23);
+    Fixture fx;
+    QFile file(fx.write(content));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    for (const qint64 piece : {qint64(1), qint64(7), qint64(4096), qint64(10000), qint64(65536)}) {
+        PieceReader reader(file.handle(), content.size(), piece, 16);
+        QByteArray read;
+        char* data = nullptr;
+        for (qint64 got; (got = reader.next(data)) > 0;) {
+            QVERIFY(got <= piece);
+            read.append(data, got);
+            for (int k = 0; k < 16; ++k)
+                QVERIFY2(data[got + k] == 0 || got == piece, "slack behind a short piece");
+        }
+        QCOMPARE(read, content);
+        QCOMPARE(reader.next(data), qint64(0)); // and it stays ended
+    }
+    {
+        // Announced longer than it is: the pieces stop where the file does.
+        PieceReader reader(file.handle(), content.size() + 5000, 4096, 16);
+        qint64 total = 0;
+        char* data = nullptr;
+        for (qint64 got; (got = reader.next(data)) > 0;)
+            total += got;
+        QCOMPARE(total, qint64(content.size()));
+    }
+    {
+        // Dropped after one piece, as a cancelled pass drops it.
+        PieceReader reader(file.handle(), content.size(), 100, 16);
+        char* data = nullptr;
+        QCOMPARE(reader.next(data), qint64(100));
+    }
+}
+
 #include "tst_readonlydatacontainer.moc"

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <QtGlobal>
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+// Reads a file from its start in pieces on a thread of its own, one piece ahead of the caller:
+// while the caller scans a piece, the next one is copied out of the file, so a pass over a file
+// in the page cache takes about the longer of the two instead of both one after the other.
+// Reads are positioned, so the descriptor's own position is left alone.
+//
+// A piece is short only where the file ends or a read fails; after it the next piece is empty.
+class PieceReader {
+public:
+    // Pieces of `pieceSize` bytes from descriptor `fd`, up to `fileSize` bytes in all; each
+    // piece is followed by `slack` zero bytes that the caller may read.
+    PieceReader(int fd, qint64 fileSize, qint64 pieceSize, qint64 slack);
+    ~PieceReader();
+    PieceReader(const PieceReader&) = delete;
+    PieceReader& operator=(const PieceReader&) = delete;
+
+    // The next piece into `data`; returns its length, below 1 once the file has ended or a read
+    // failed. The bytes stay valid until the next call.
+    qint64 next(char*& data);
+
+private:
+    void run();
+    // Reads up to `length` bytes at `position`, all of them unless the file ends or fails first.
+    qint64 readFully(char* into, qint64 position, qint64 length) const;
+
+    const int fd;
+    const qint64 fileSize;
+    const qint64 pieceSize;
+    const qint64 slack;
+    std::unique_ptr<char[]> buffers[2];
+    qint64 lengths[2] = {0, 0};
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    qint64 produced = 0; // pieces read
+    qint64 handed = 0;   // pieces given to the caller; all but the last are free again
+    bool finished = false; // the reader has read its last piece
+    bool stopping = false;
+    std::thread worker;
+};

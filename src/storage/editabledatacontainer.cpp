@@ -3,6 +3,7 @@
 #include "storage/largepageallocator.h"
 #include "storage/loadevents.h"
 #include "storage/loadscan.h"
+#include "storage/piecereader.h"
 #include "storage/rowarena.h"
 
 #include <QFile>
@@ -1431,17 +1432,28 @@ bool EditableDataContainer::runLoad(Machine& machine)
         pieceSize = (pieceSize + 3) / 4 * 4; // a piece never splits a character
     const qint64 remaining = fileSize - bomOffset;
     const qint64 bufferSize = std::min(pieceSize, (remaining + 3) / 4 * 4);
-    ReadBuffer buffer(static_cast<size_t>(std::max<qint64>(bufferSize, 4) + kPiecePadding));
+    // Large pieces are read a piece ahead on a thread of its own, so that copying the next
+    // piece out of the file overlaps the reading of this one; the pieces are the same either
+    // way. Below 64 KiB a piece costs less to read than to hand from one thread to the other.
+    std::unique_ptr<PieceReader> reader;
+    if (bufferSize >= 65536 && file.handle() >= 0)
+        reader = std::make_unique<PieceReader>(file.handle(), fileSize, bufferSize, kPiecePadding, bomOffset);
+    ReadBuffer buffer(reader ? 0 : static_cast<size_t>(std::max<qint64>(bufferSize, 4) + kPiecePadding));
 
     qint64 position = bomOffset;
     while (position < fileSize) {
         const qint64 wanted = std::min(bufferSize, fileSize - position);
+        char* data = buffer.get();
         qint64 got = 0;
-        while (got < wanted) {
-            const qint64 n = file.read(buffer.get() + got, wanted - got);
-            if (n < 1)
-                break;
-            got += n;
+        if (reader) {
+            got = reader->next(data);
+        } else {
+            while (got < wanted) {
+                const qint64 n = file.read(data + got, wanted - got);
+                if (n < 1)
+                    break;
+                got += n;
+            }
         }
         if (got < 1)
             break;
@@ -1449,11 +1461,11 @@ bool EditableDataContainer::runLoad(Machine& machine)
         if (unit > 1 && length % unit != 0) {
             // A last, incomplete character is completed with zero bytes.
             const qint64 whole = (length + unit - 1) / unit * unit;
-            std::memset(buffer.get() + length, 0, static_cast<size_t>(whole - length));
+            std::memset(data + length, 0, static_cast<size_t>(whole - length));
             length = whole;
         }
-        std::memset(buffer.get() + length, 0, kPiecePadding);
-        if (!machine.feed(buffer.get(), length, position / unit)) {
+        std::memset(data + length, 0, kPiecePadding);
+        if (!machine.feed(data, length, position / unit)) {
             file.close();
             return false;
         }

@@ -8,8 +8,8 @@
 #include <unistd.h>
 #endif
 
-PieceReader::PieceReader(int descriptor, qint64 size, qint64 piece, qint64 slackBytes)
-    : fd(descriptor), fileSize(size), pieceSize(piece), slack(slackBytes)
+PieceReader::PieceReader(int descriptor, qint64 size, qint64 piece, qint64 slackBytes, qint64 first)
+    : fd(descriptor), fileSize(size), pieceSize(piece), slack(slackBytes), start(first)
 {
     for (auto& buffer : buffers) {
         buffer.reset(new char[static_cast<size_t>(pieceSize + slack)]);
@@ -51,7 +51,7 @@ qint64 PieceReader::readFully(char* into, qint64 position, qint64 length) const
 
 void PieceReader::run()
 {
-    qint64 position = 0;
+    qint64 position = start;
     for (qint64 piece = 0;; ++piece) {
         {
             // Piece k goes into the buffer of piece k - 2, once the caller has moved past it.

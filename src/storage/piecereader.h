@@ -15,9 +15,9 @@
 // A piece is short only where the file ends or a read fails; after it the next piece is empty.
 class PieceReader {
 public:
-    // Pieces of `pieceSize` bytes from descriptor `fd`, up to `fileSize` bytes in all; each
-    // piece is followed by `slack` zero bytes that the caller may read.
-    PieceReader(int fd, qint64 fileSize, qint64 pieceSize, qint64 slack);
+    // Pieces of `pieceSize` bytes from descriptor `fd`, from byte `start` up to `fileSize`;
+    // each piece is followed by `slack` zero bytes that the caller may read (and write).
+    PieceReader(int fd, qint64 fileSize, qint64 pieceSize, qint64 slack, qint64 start = 0);
     ~PieceReader();
     PieceReader(const PieceReader&) = delete;
     PieceReader& operator=(const PieceReader&) = delete;
@@ -35,6 +35,7 @@ private:
     const qint64 fileSize;
     const qint64 pieceSize;
     const qint64 slack;
+    const qint64 start;
     std::unique_ptr<char[]> buffers[2];
     qint64 lengths[2] = {0, 0};
 

@@ -2,8 +2,8 @@
 
 // Shared body of the loader fuzz targets. The first bytes choose the parameters, the rest is
 // the file. Checked on every input: the load succeeds, the sizes are consistent, a load in
-// small pieces gives the table read whole, and a table saved under "All Quotes" (and under
-// "RFC 4180" where it can express the cells) reads back to the same cells.
+// small pieces and a load by the plain scan give the table read whole, and a table saved under
+// "All Quotes" (and under "RFC 4180" where it can express the cells) reads back to the same cells.
 #include "storage/editabledatacontainer.h"
 #include "util/fileparameterutilities.h"
 
@@ -142,6 +142,15 @@ inline int run(const uint8_t* data, size_t size, Variant variant)
     check(load(pieces, path, p, variant, smallPiece));
     check(sameCells(whole, pieces));
     check(whole.getHasBom() == pieces.getHasBom());
+
+    if (!wide) {
+        // The plain scan that every processor runs reads the same table as the best one here.
+        EditableDataContainer plain;
+        EditableDataContainer::setInstructionSetForTesting(1);
+        check(load(plain, path, p, variant, 0));
+        EditableDataContainer::setInstructionSetForTesting(0);
+        check(sameCells(whole, plain));
+    }
 
     // Quotes can round-trip any cell unless the delimiter itself is a quote or a line ending.
     const bool quotable = delimited && p.delimiter != '"' && p.delimiter != '\n' && p.delimiter != '\r';

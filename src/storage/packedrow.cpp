@@ -62,7 +62,7 @@ void writeEnds(char* offsets, const std::uint64_t* ends, std::size_t count)
 char* PackedRow::allocate(std::size_t count, std::uint64_t total, RowArena* arena)
 {
     const std::uint32_t width = widthCode(total);
-    const std::size_t size = sizeof(Header) + (count << (width + 1)) + static_cast<std::size_t>(total);
+    const std::size_t size = sizeof(Header) + (count << width) + static_cast<std::size_t>(total);
     char* memory = arena ? arena->allocate(size) : nullptr;
     std::uint32_t flags = width;
     if (memory) {
@@ -89,9 +89,12 @@ PackedRow PackedRow::fromPartsOutOfLine(const char* bytes, const std::uint64_t* 
     char* offsets = row.block + sizeof(Header);
     switch (row.header()->flags & kWidthMask) {
     case 0:
-        writeEnds<std::uint16_t>(offsets, ends, count);
+        writeEnds<std::uint8_t>(offsets, ends, count);
         break;
     case 1:
+        writeEnds<std::uint16_t>(offsets, ends, count);
+        break;
+    case 2:
         writeEnds<std::uint32_t>(offsets, ends, count);
         break;
     default:
@@ -123,8 +126,10 @@ PackedRow PackedRow::fromCells(const std::vector<std::string_view>& cells)
             std::memcpy(out + end, cell.data(), cell.size());
         end += cell.size();
         if (width == 0)
-            reinterpret_cast<std::uint16_t*>(offsets)[i] = static_cast<std::uint16_t>(end);
+            reinterpret_cast<std::uint8_t*>(offsets)[i] = static_cast<std::uint8_t>(end);
         else if (width == 1)
+            reinterpret_cast<std::uint16_t*>(offsets)[i] = static_cast<std::uint16_t>(end);
+        else if (width == 2)
             reinterpret_cast<std::uint32_t*>(offsets)[i] = static_cast<std::uint32_t>(end);
         else
             reinterpret_cast<std::uint64_t*>(offsets)[i] = end;
@@ -166,7 +171,7 @@ std::size_t PackedRow::blockSize() const
     if (!block)
         return 0;
     const Header* h = header();
-    return sizeof(Header) + (std::size_t(h->count) << ((h->flags & kWidthMask) + 1)) +
+    return sizeof(Header) + (std::size_t(h->count) << (h->flags & kWidthMask)) +
            static_cast<std::size_t>(totalBytes());
 }
 
@@ -186,9 +191,12 @@ void shiftEndsOfWidth(std::uint32_t width, char* offsets, std::size_t first, std
 {
     switch (width) {
     case 0:
-        shiftEnds<std::uint16_t>(offsets, first, count, delta);
+        shiftEnds<std::uint8_t>(offsets, first, count, delta);
         break;
     case 1:
+        shiftEnds<std::uint16_t>(offsets, first, count, delta);
+        break;
+    case 2:
         shiftEnds<std::uint32_t>(offsets, first, count, delta);
         break;
     default:
@@ -210,7 +218,7 @@ bool PackedRow::replaceCell(int i, std::string_view value)
     const std::uint64_t total = totalBytes();
     const std::size_t count = header()->count;
     const std::uint32_t width = header()->flags & kWidthMask;
-    const std::size_t offsetBytes = count << (width + 1);
+    const std::size_t offsetBytes = count << width;
     const std::uint64_t oldLength = end - begin;
     const std::uint64_t newLength = value.size();
     const bool aliases = !value.empty() && value.data() >= block && value.data() < block + blockSize();

@@ -9,9 +9,9 @@
 #include <vector>
 
 // One stored row in a single block: a small header, the end offset of every cell, then the
-// cells' bytes back to back. A row without cells holds no block at all. Offsets take two bytes a
-// cell while the row's bytes fit in 64 KiB, as nearly all rows do, else four, and eight past
-// 4 GiB. The block comes from the heap, or from a RowArena for the rows of a load; the header
+// cells' bytes back to back. A row without cells holds no block at all. Offsets take one byte a
+// cell while the row's bytes fit in 255, as most rows of a table do, two up to 64 KiB, four up
+// to 4 GiB and eight beyond. The block comes from the heap, or from a RowArena for the rows of a load; the header
 // says which.
 //
 // Only replaceCell changes a row in place; every other edit builds the new row from views of the
@@ -30,19 +30,13 @@ public:
     static PackedRow fromParts(const char* bytes, const std::uint64_t* ends, std::size_t count,
                                RowArena* arena = nullptr)
     {
-        // The common row of a load, a million times over: two-byte offsets in an arena block.
+        // The common row of a load, a million times over: short offsets in an arena block.
         if (arena && count > 0 && ends[count - 1] <= 0xFFFF) {
-            const std::size_t total = static_cast<std::size_t>(ends[count - 1]);
-            if (char* block = arena->allocate(sizeof(Header) + 2 * count + total)) {
-                Header* h = reinterpret_cast<Header*>(block);
-                h->count = static_cast<std::uint32_t>(count);
-                h->flags = kInArena;
-                narrowEnds(reinterpret_cast<std::uint16_t*>(block + sizeof(Header)), ends, count);
-                std::memcpy(block + sizeof(Header) + 2 * count, bytes, total);
-                PackedRow row;
-                row.block = block;
+            PackedRow row;
+            row.block = ends[count - 1] <= 0xFF ? packShort<std::uint8_t>(bytes, ends, count, *arena)
+                                                : packShort<std::uint16_t>(bytes, ends, count, *arena);
+            if (row.block)
                 return row;
-            }
         }
         return fromPartsOutOfLine(bytes, ends, count, arena);
     }
@@ -84,19 +78,24 @@ private:
         std::uint32_t count;
         std::uint32_t flags;
     };
-    // Offsets take 2 << (flags & kWidthMask) bytes: 2, 4 or 8.
+    // Offsets take 1 << (flags & kWidthMask) bytes: 1, 2, 4 or 8.
     static constexpr std::uint32_t kWidthMask = 3;
     static constexpr std::uint32_t kInArena = 4; // the block belongs to a RowArena
     static std::uint32_t widthCode(std::uint64_t total)
     {
-        return total <= 0xFFFF ? 0 : total <= 0xFFFFFFFF ? 1 : 2;
+        return total <= 0xFF ? 0 : total <= 0xFFFF ? 1 : total <= 0xFFFFFFFF ? 2 : 3;
+    }
+    template <class Offset>
+    static constexpr std::uint32_t widthOf()
+    {
+        return sizeof(Offset) == 1 ? 0 : sizeof(Offset) == 2 ? 1 : sizeof(Offset) == 4 ? 2 : 3;
     }
     const Header* header() const { return reinterpret_cast<const Header*>(block); }
     const char* offsets() const { return block + sizeof(Header); }
     const char* bytes() const
     {
         const Header* h = header();
-        return offsets() + (std::size_t(h->count) << ((h->flags & kWidthMask) + 1));
+        return offsets() + (std::size_t(h->count) << (h->flags & kWidthMask));
     }
     template <class Offset>
     void boundsAs(std::uint32_t i, std::uint64_t& begin, std::uint64_t& end) const
@@ -109,9 +108,12 @@ private:
     {
         switch (header()->flags & kWidthMask) {
         case 0:
-            boundsAs<std::uint16_t>(i, begin, end);
+            boundsAs<std::uint8_t>(i, begin, end);
             break;
         case 1:
+            boundsAs<std::uint16_t>(i, begin, end);
+            break;
+        case 2:
             boundsAs<std::uint32_t>(i, begin, end);
             break;
         default:
@@ -122,10 +124,23 @@ private:
     std::uint64_t totalBytes() const;
     // A block for `count` cells of `total` bytes with the header set; the caller fills the rest.
     static char* allocate(std::size_t count, std::uint64_t total, RowArena* arena = nullptr);
-    static void narrowEnds(std::uint16_t* __restrict out, const std::uint64_t* __restrict ends, std::size_t count)
+    // An arena block for `count` cells of at most 64 KiB with offsets of type Offset, filled;
+    // null when the arena has no room for it.
+    template <class Offset>
+    static char* packShort(const char* bytes, const std::uint64_t* ends, std::size_t count, RowArena& arena)
     {
+        const std::size_t total = static_cast<std::size_t>(ends[count - 1]);
+        char* block = arena.allocate(sizeof(Header) + sizeof(Offset) * count + total);
+        if (!block)
+            return nullptr;
+        Header* h = reinterpret_cast<Header*>(block);
+        h->count = static_cast<std::uint32_t>(count);
+        h->flags = kInArena | widthOf<Offset>();
+        auto* offsets = reinterpret_cast<Offset*>(block + sizeof(Header));
         for (std::size_t i = 0; i < count; ++i)
-            out[i] = static_cast<std::uint16_t>(ends[i]);
+            offsets[i] = static_cast<Offset>(ends[i]);
+        std::memcpy(block + sizeof(Header) + sizeof(Offset) * count, bytes, total);
+        return block;
     }
     static PackedRow fromPartsOutOfLine(const char* bytes, const std::uint64_t* ends, std::size_t count,
                                         RowArena* arena);

@@ -2,6 +2,8 @@
 // removes past the end, empty rows and columns under the three masks.
 #include "storage/editabledatacontainer.h"
 
+#include <QFile>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <cstring>
@@ -267,11 +269,14 @@ private slots:
         QCOMPARE(dump(c), QByteArray("a||||a/c|p|||c/x||y||/a||||a/|q|||"));
     }
 
-    // A row's cell offsets take two, four or eight bytes by the row's size: cells read back
-    // whole on both sides of each step, and edits that move a row across a step keep it.
+    // A row's cell offsets take one, two, four or eight bytes by the row's size: cells read
+    // back whole on both sides of each step, and edits that move a row across a step keep it.
     void rowsOnBothSidesOfOffsetWidths_data()
     {
         QTest::addColumn<int>("firstCellSize");
+        QTest::newRow("255 less one") << 255 - 4;
+        QTest::newRow("255") << 255 - 3;
+        QTest::newRow("256") << 256 - 3;
         QTest::newRow("64 KiB less one") << 65535 - 3;
         QTest::newRow("64 KiB") << 65536 - 3;
         QTest::newRow("64 KiB and one") << 65537 - 3;
@@ -300,6 +305,48 @@ private slots:
         QCOMPARE(c.getValue(0, 2), v("xyz"));
         c.copyRowContentsToAnotherRow(0, 1);
         QCOMPARE(dump(c), QByteArray("s||xyz/s||xyz"));
+        // Growing one cell in place across the one-byte step, then shrinking it back.
+        c.setValue(1, 1, std::vector<char>(300, 'g'));
+        QCOMPARE(c.getValue(1, 1).size(), size_t(300));
+        QCOMPARE(c.getValue(1, 2), v("xyz"));
+        c.setValue(1, 1, v("h"));
+        QCOMPARE(dump(c), QByteArray("s||xyz/s|h|xyz"));
+    }
+
+    // Rows of a large load come packed from the loader: short rows with one-byte offsets,
+    // longer ones with two, and edits of them afterwards.
+    void loadedRowsOfEveryOffsetWidth()
+    {
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("rows.csv"));
+        QByteArray text;
+        QList<QByteArray> lines;
+        for (int n = 0; text.size() < (5 << 20); ++n) {
+            const int width = n % 3 == 0 ? 250 + n % 10 : n % 3 == 1 ? 3 : 70000 + n % 7;
+            QByteArray line = QByteArray::number(n) + ',' + QByteArray(width, char('a' + n % 26)) + ",z";
+            lines << line;
+            text += line + '\n';
+        }
+        QFile f(path);
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        QCOMPARE(f.write(text), text.size());
+        f.close();
+        EditableDataContainer c;
+        c.setFilepath(path);
+        c.setDelimiter(',', ',');
+        QVERIFY(c.loadCSV());
+        QCOMPARE(c.numRows(), int(lines.size()));
+        for (int r = 0; r < c.numRows(); ++r) {
+            const QList<QByteArray> cells = lines[r].split(',');
+            for (int col = 0; col < 3; ++col)
+                QCOMPARE(QByteArray(c.getValue(r, col).data(), qsizetype(c.getValue(r, col).size())), cells[col]);
+        }
+        c.setValue(1, 1, std::vector<char>(400, 'q')); // a short row grows past 255
+        c.setValue(0, 1, v("s"));                      // a row of 256 and more shrinks
+        QCOMPARE(c.getValue(1, 1).size(), size_t(400));
+        QCOMPARE(c.getValue(1, 2), v("z"));
+        QCOMPARE(c.getValue(0, 1), v("s"));
+        QCOMPARE(c.getValue(0, 2), v("z"));
     }
 
     void insertRowsAndCols()

@@ -28,7 +28,7 @@ PieceReader::~PieceReader()
     worker.join();
 }
 
-qint64 PieceReader::readFully(char* into, qint64 position, qint64 length) const
+qint64 PieceReader::readFully(int fd, char* into, qint64 position, qint64 length)
 {
 #if defined(Q_OS_UNIX)
     qint64 done = 0;
@@ -42,6 +42,7 @@ qint64 PieceReader::readFully(char* into, qint64 position, qint64 length) const
     }
     return done;
 #else
+    Q_UNUSED(fd);
     Q_UNUSED(into);
     Q_UNUSED(position);
     Q_UNUSED(length);
@@ -62,7 +63,7 @@ void PieceReader::run()
         }
         const int slot = static_cast<int>(piece % 2);
         const qint64 want = std::min(pieceSize, fileSize - position);
-        const qint64 got = want > 0 ? readFully(buffers[slot].get(), position, want) : 0;
+        const qint64 got = want > 0 ? readFully(fd, buffers[slot].get(), position, want) : 0;
         if (got < pieceSize)
             std::memset(buffers[slot].get() + std::max<qint64>(got, 0), 0, static_cast<size_t>(slack));
         {

@@ -26,10 +26,12 @@ public:
     // failed. The bytes stay valid until the next call.
     qint64 next(char*& data);
 
+    // Reads up to `length` bytes at `position` of descriptor `fd`, all of them unless the file
+    // ends or a read fails first; returns how many it read.
+    static qint64 readFully(int fd, char* into, qint64 position, qint64 length);
+
 private:
     void run();
-    // Reads up to `length` bytes at `position`, all of them unless the file ends or fails first.
-    qint64 readFully(char* into, qint64 position, qint64 length) const;
 
     const int fd;
     const qint64 fileSize;

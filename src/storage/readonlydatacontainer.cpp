@@ -8,11 +8,6 @@
 #include <QSaveFile>
 #include <QWaitCondition>
 
-#if defined(Q_OS_UNIX)
-#include <cerrno>
-#include <unistd.h>
-#endif
-
 #include <algorithm>
 #include <atomic>
 #include <bit>
@@ -715,18 +710,8 @@ qint64 ReadOnlyDataContainer::readAt(qint64 position, char* into, qint64 length)
 {
 #if defined(Q_OS_UNIX)
     const int fd = file->handle();
-    if (fd >= 0) {
-        qint64 done = 0;
-        while (done < length) {
-            const ssize_t got = ::pread(fd, into + done, static_cast<size_t>(length - done), position + done);
-            if (got < 0 && errno == EINTR)
-                continue;
-            if (got <= 0)
-                break;
-            done += got;
-        }
-        return done;
-    }
+    if (fd >= 0)
+        return PieceReader::readFully(fd, into, position, length);
 #endif
     if (!file->seek(position))
         return -1;
@@ -1069,25 +1054,12 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
             const int count = std::popcount(starts);
             // The strip cells among these are the starts numbered need, need + 25, ...; rarely
             // more than one, and most often none.
-            qint64 need = nextStripCell - cellNumber - 1;
-            if (need >= count) {
-                cellNumber += count;
-                if (newRow) {
-                    ++row;
-                    col = count - inRow - 1;
-                } else {
-                    col += count;
-                }
-                return;
-            }
-            do {
-                const bool taken = need < count;
-                const int bit = select(starts, static_cast<int>(std::min<qint64>(need, 63)));
+            for (qint64 need = nextStripCell - cellNumber - 1; need < count; need += 25) {
+                const int bit = select(starts, static_cast<int>(need));
                 const bool next = newRow && need >= inRow;
                 *cursor = Strip{row + next, static_cast<int>(next ? need - inRow : col + need + 1), at + bit + 1};
-                keep(taken);
-                need += 25;
-            } while (need < count);
+                keep(true);
+            }
             cellNumber += count;
             if (newRow) {
                 ++row;

@@ -410,19 +410,26 @@ void TestReadOnlyDataContainer::piecesOfEverySize()
     const QString path = fx.write(content);
     auto reference = fx.open(path, ';');
     QVERIFY(reference);
-    for (qint64 piece = 4; piece <= 80; piece += 4) {
-        ReadOnlyDataContainer::setPieceSizeForTesting(piece);
-        auto c = fx.open(path, ';');
-        QVERIFY(c);
-        QCOMPARE(c->numRows(), reference->numRows());
-        QCOMPARE(c->numCols(), reference->numCols());
-        QCOMPARE(c->getStrips().size(), reference->getStrips().size());
-        for (size_t i = 0; i < c->getStrips().size(); ++i) {
-            QCOMPARE(c->getStrips()[i].offset, reference->getStrips()[i].offset);
-            QCOMPARE(c->getStrips()[i].row, reference->getStrips()[i].row);
-            QCOMPARE(c->getStrips()[i].col, reference->getStrips()[i].col);
+    // The same counts and the same strips.
+    const auto sameIndex = [](const ReadOnlyDataContainer& a, const ReadOnlyDataContainer& b) {
+        QCOMPARE(a.numRows(), b.numRows());
+        QCOMPARE(a.numCols(), b.numCols());
+        QCOMPARE(a.getStrips().size(), b.getStrips().size());
+        for (size_t i = 0; i < a.getStrips().size(); ++i) {
+            QCOMPARE(a.getStrips()[i].offset, b.getStrips()[i].offset);
+            QCOMPARE(a.getStrips()[i].row, b.getStrips()[i].row);
+            QCOMPARE(a.getStrips()[i].col, b.getStrips()[i].col);
         }
-    }
+    };
+    // The file indexed in pieces of `piece` bytes gives `expected`'s index.
+    const auto checkPieces = [&](const QString& file, qint64 piece, const ReadOnlyDataContainer& expected) {
+        ReadOnlyDataContainer::setPieceSizeForTesting(piece);
+        auto c = fx.open(file, ';');
+        QVERIFY(c);
+        sameIndex(*c, expected);
+    };
+    for (qint64 piece = 4; piece <= 80 && !QTest::currentTestFailed(); piece += 4)
+        checkPieces(path, piece, *reference);
     QCOMPARE(show(reference->getValue(1, 3, false)), QByteArray("a;\r\n\"b"));
     QCOMPARE(show(reference->getValue(0, 0, false)), QByteArray("0"));
 
@@ -435,18 +442,8 @@ void TestReadOnlyDataContainer::piecesOfEverySize()
     ReadOnlyDataContainer::setPieceSizeForTesting(65532);
     auto direct = fx.open(largePath, ';');
     QVERIFY(direct);
-    for (const qint64 piece : {qint64(65536), qint64(131072)}) {
-        ReadOnlyDataContainer::setPieceSizeForTesting(piece);
-        auto ahead = fx.open(largePath, ';');
-        QVERIFY(ahead);
-        QCOMPARE(ahead->numRows(), direct->numRows());
-        QCOMPARE(ahead->numCols(), direct->numCols());
-        QCOMPARE(ahead->getStrips().size(), direct->getStrips().size());
-        for (size_t i = 0; i < ahead->getStrips().size(); ++i) {
-            QCOMPARE(ahead->getStrips()[i].offset, direct->getStrips()[i].offset);
-            QCOMPARE(ahead->getStrips()[i].col, direct->getStrips()[i].col);
-        }
-    }
+    checkPieces(largePath, 65536, *direct);
+    checkPieces(largePath, 131072, *direct);
 }
 
 void TestReadOnlyDataContainer::blockScanMatchesPlainMachine_data()

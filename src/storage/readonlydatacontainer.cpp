@@ -223,17 +223,27 @@ struct FastState {
 
 enum class Isa { Baseline, Avx2, Avx512 };
 
+// The block masks of one instruction set, with whatever it sets up once per scan.
 template <Isa I>
-[[gnu::always_inline]] inline ByteScan::BlockMasks masksOf(const unsigned char* p, unsigned char delimiter)
-{
+struct Classifier {
+    explicit Classifier(unsigned char d) : delimiter(d) {}
+    [[gnu::always_inline]] ByteScan::BlockMasks operator()(const unsigned char* p) const
+    {
 #if defined(ORVANE_BYTESCAN_X86)
-    if constexpr (I == Isa::Avx512)
-        return ByteScan::blockMasksAvx512(p, delimiter);
-    if constexpr (I == Isa::Avx2)
-        return ByteScan::blockMasksAvx2(p, delimiter);
+        if constexpr (I == Isa::Avx512)
+            return ByteScan::blockMasksAvx512(p, delimiter);
 #endif
-    return ByteScan::blockMasks(p, delimiter);
-}
+        return ByteScan::blockMasks(p, delimiter);
+    }
+    unsigned char delimiter;
+};
+
+#if defined(ORVANE_BYTESCAN_X86)
+template <>
+struct Classifier<Isa::Avx2> : ByteScan::Avx2Classifier {
+    using ByteScan::Avx2Classifier::Avx2Classifier;
+};
+#endif
 
 // One block by its events: each delimiter, terminator and quote in turn, from `resume` on. Kept
 // out of line, away from the mask loop and its registers.
@@ -332,7 +342,7 @@ template <bool WithQuotes, Isa I, class Sink>
 {
     const quint8* cls = t.classes;
     const qint64 limit = final ? n : n + 1; // a position below it holds a character
-    const unsigned char delimiterByte = t.scanDelimiter();
+    const Classifier<I> masksOf(t.scanDelimiter());
     const bool hasDelimiter = t.hasDelimiter();
     qint64 resume = 0;
     // Work on copies so that the counters live in registers, not behind references.
@@ -370,7 +380,7 @@ template <bool WithQuotes, Isa I, class Sink>
             std::uint64_t insideCarry = WithQuotes && st.inQuotes ? ~std::uint64_t(0) : 0;
             std::uint64_t startCarry = !insideCarry && st.cellStart == base + b ? 1 : 0;
             for (; b + 64 < n && buf[b + 63] != 13; b += 64) {
-                const ByteScan::BlockMasks bm = masksOf<I>(buf + b, delimiterByte);
+                const ByteScan::BlockMasks bm = masksOf(buf + b);
                 const std::uint64_t delims = hasDelimiter ? bm.delimiter : 0;
                 const std::uint64_t terms = (bm.lf | bm.cr | bm.rs) & ~delims; // the delimiter wins
                 std::uint64_t inside = 0;
@@ -1089,14 +1099,42 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
             if (lastStart * unitBytes > mark)
                 mark = (*report)(lastStart * unitBytes, 2, mark);
             if (!(ends & (ends - 1))) {
-                // One row end, most often behind a row of full width: no padding, so the cell
-                // numbers run on through the block without a gap.
+                // One row end, as in most blocks that have one.
                 const int e = std::countr_zero(ends);
-                const int inRow = std::popcount(delims & ((std::uint64_t(1) << e) - 1));
+                const std::uint64_t before = delims & ((std::uint64_t(1) << e) - 1);
+                const int inRow = std::popcount(before);
+                const int rowStartBit = e + static_cast<int>((crBeforeLf >> e) & 1);
                 if (col + inRow == numCols - 1) {
-                    const int rowStartBit = e + static_cast<int>((crBeforeLf >> e) & 1);
+                    // Behind a row of full width: no padding, so the cell numbers run on through
+                    // the block without a gap.
                     lineEnd = at + e;
                     cellStarts(delims | (std::uint64_t(1) << rowStartBit), at, select, inRow, true);
+                    return true;
+                }
+                if (col + inRow < numCols - 1) {
+                    // Behind a short row: its cells here, its missing cells at the line ending,
+                    // the next row's first cell behind it and its cells after that, in number
+                    // order. Only the strip cells among them are looked for.
+                    const std::uint64_t after = delims & ~((std::uint64_t(2) << e) - 1);
+                    const qint64 lastInRow = cellNumber + inRow;           // its last cell here
+                    const qint64 rowEnd = cellNumber + (numCols - 1 - col); // its last number
+                    const qint64 last = rowEnd + 1 + std::popcount(after);
+                    lineEnd = at + e;
+                    for (qint64 t = nextStripCell; t <= last; t = nextStripCell) {
+                        if (t <= lastInRow)
+                            put(row, static_cast<int>(col + (t - cellNumber)),
+                                at + select(before, static_cast<int>(t - cellNumber - 1)) + 1);
+                        else if (t <= rowEnd)
+                            put(row, static_cast<int>(col + (t - cellNumber)), lineEnd);
+                        else if (t == rowEnd + 1)
+                            put(row + 1, 0, at + rowStartBit + 1);
+                        else
+                            put(row + 1, static_cast<int>(t - rowEnd - 1),
+                                at + select(after, static_cast<int>(t - rowEnd - 2)) + 1);
+                    }
+                    cellNumber = last;
+                    ++row;
+                    col = static_cast<int>(last - rowEnd - 1);
                     return true;
                 }
             }

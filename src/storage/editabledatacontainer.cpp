@@ -58,9 +58,9 @@ bool contains(const std::vector<int>& sortedList, int value)
     return std::binary_search(sortedList.begin(), sortedList.end(), value);
 }
 
-// Where the next separator (delimiter or terminator) or quote of a piece is. The piece is
-// scanned into bit masks a window of blocks ahead of the reader, which then jumps from one
-// marked byte to the next. Positions only ever move forward within a piece.
+// Where the next separator (delimiter or terminator) or quote of a piece is, for the cells that
+// the state machine reads. The piece is scanned into bit masks a window of blocks at a time, as
+// the machine comes to them, and it jumps from one marked byte to the next.
 class PieceCursor {
 public:
     PieceCursor(char delimiter, bool withDelimiter) : scan(LoadScan::bestScanFunction())
@@ -85,14 +85,6 @@ public:
     }
 
     const char* pieceStart() const { return base; }
-    size_t blockCount() const { return blocks; }
-    // The separators of block b of the piece, b < blockCount().
-    std::uint64_t separatorsAt(size_t b)
-    {
-        if (b - first >= count)
-            fill(b);
-        return separators[b - first];
-    }
 
     // The first separator at or after p, or end.
     const char* nextSeparator(const char* p, const char* end) { return next<false>(p, end); }
@@ -261,10 +253,10 @@ struct EditableDataContainer::RowSink {
 };
 
 // --- The single-byte machine ---------------------------------------------------------------
-// The reader jumps from one separator to the next through the piece's bit masks, and a cell
-// that lies within the piece is stored straight from the read buffer. Cells that cross a piece,
-// and quoted cells with text behind their closing quote, gather in `cell` and go through the
-// state machine byte by byte.
+// The reader walks the piece's events (delimiters and row ends outside quotes) from one to the
+// next, and a cell that lies within the piece is stored straight from the read buffer. A cell that
+// crosses a piece, or lies where quote parity can't be trusted, gathers in `cell` and goes through
+// the state machine, which jumps between raw separators and quotes (PieceCursor).
 struct EditableDataContainer::ByteMachine {
     RowSink sink;
     EditableDataContainer& c;
@@ -324,12 +316,6 @@ struct EditableDataContainer::ByteMachine {
                 ++r;
         }
         sink.store(col, cell.data(), w);
-    }
-
-    // Class of the byte behind a quote at `quote`, Ordinary when the piece ends first.
-    unsigned char classAfter(const char* quote, const char* end) const
-    {
-        return end - quote >= 2 ? cellStartClass[static_cast<unsigned char>(quote[1])] : static_cast<unsigned char>(Ordinary);
     }
 
     // Hands the hot path's locals back to the sink: it wrote cells firstColumn to lastColumn,

@@ -1452,6 +1452,7 @@ bool EditableDataContainer::runLoad(Machine& machine)
         }
         std::memset(data + length, 0, kPiecePadding);
         if (!machine.feed(data, length, position / unit)) {
+            reader.reset(); // it reads from the file's descriptor until it has stopped
             file.close();
             return false;
         }
@@ -1459,6 +1460,7 @@ bool EditableDataContainer::runLoad(Machine& machine)
         if (got < wanted)
             break;
     }
+    reader.reset();
     machine.finish();
     machine.sink.endRow();
     file.close();

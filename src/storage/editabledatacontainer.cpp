@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <bit>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -418,6 +419,8 @@ struct EditableDataContainer::ByteMachine {
         std::uint64_t half[2];
         std::memcpy(half, p, 16);
         for (int i = 0; i < 2; ++i) {
+            if constexpr (std::endian::native == std::endian::big)
+                half[i] = __builtin_bswap64(half[i]); // byte k of the text in bits 8k to 8k + 7
             const std::uint64_t x = half[i] ^ (kOnes * static_cast<unsigned char>(KeyChars::Quote));
             std::uint64_t found = (x - kOnes) & ~x & (kOnes << 7); // a zero byte of x is a quote
             const size_t bytesHere = std::min<size_t>(length, 8);

@@ -87,21 +87,8 @@ inline int selectBit(std::uint64_t x, int k)
 }
 
 #if defined(ORVANE_BYTESCAN_X86)
-__attribute__((target("avx2"))) inline BlockMasks blockMasksAvx2(const unsigned char* p, unsigned char delimiter)
-{
-    const __m256i lo = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
-    const __m256i hi = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p + 32));
-    auto eq = [lo, hi](char c) __attribute__((target("avx2"))) {
-        const __m256i n = _mm256_set1_epi8(c);
-        return std::uint64_t(static_cast<std::uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(lo, n)))) |
-               std::uint64_t(static_cast<std::uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(hi, n))))
-                   << 32;
-    };
-    return BlockMasks{eq(static_cast<char>(delimiter)), eq(10), eq(13), eq(30), eq('"')};
-}
-
-// blockMasksAvx2 with its five constants set up once, for loops where the compiler would
-// otherwise build them anew for every block.
+// blockMasks by AVX2, its five constants set up once for a loop over many blocks (built inside
+// the loop, the compiler makes them anew for every block).
 struct Avx2Classifier {
     __m256i d, lf, cr, rs, q;
     __attribute__((target("avx2"))) explicit Avx2Classifier(unsigned char delimiter)

@@ -141,8 +141,9 @@ struct ClmulParity {
 __attribute__((target("avx2,bmi,bmi2,popcnt,lzcnt,pclmul"))) inline void
 fillAvx2(const unsigned char* base, std::size_t b, std::size_t blocks, std::size_t lastBlock, const Keys& keys, Window& w)
 {
-    fillWith([](const unsigned char* p, unsigned char d)
-                 __attribute__((target("avx2"))) { return ByteScan::blockMasksAvx2(p, d); },
+    const ByteScan::Avx2Classifier classify(keys.delimiter);
+    fillWith([&classify](const unsigned char* p, unsigned char)
+                 __attribute__((target("avx2"))) { return classify(p); },
              ClmulParity(), base, b, blocks, lastBlock, keys, w);
 }
 #endif

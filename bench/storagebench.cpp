@@ -78,6 +78,10 @@ int runLoad(const QStringList& args)
     const int repeats = static_cast<int>(std::max<qint64>(1, optionInt(args, QStringLiteral("--repeat"), 1)));
     std::vector<double> loadSeconds, loadCpuSeconds, memchrSeconds, memchrCpuSeconds, pairRatios;
     std::vector<double> loadCycles, cycleRatios;
+    // A file past the progress threshold opens with the progress dialog's start pause, a sleep
+    // of 500 ms that reads nothing; the loader's own time is the rest.
+    std::vector<double> workSeconds, workRatios;
+    const double pause = QFileInfo(path).size() >= AbstractDataContainer::kProgressThreshold ? 0.5 : 0.0;
     MemchrPass limit;
     qint64 peak = 0;
     qint64 baseline = 0;
@@ -104,6 +108,8 @@ int runLoad(const QStringList& args)
         memchrCpuSeconds.push_back(limit.cpuSeconds);
         pairRatios.push_back(limit.cpuSeconds / std::max(loadCpuSeconds.back(), 1e-9));
         cycleRatios.push_back(limit.cycles / std::max(loadCycles.back(), 1.0));
+        workSeconds.push_back(std::max(loadSeconds.back() - pause, 1e-9));
+        workRatios.push_back(limit.seconds / workSeconds.back());
     }
     const CycleCounter probe;
     const double seconds = median(loadSeconds);
@@ -153,7 +159,11 @@ int runLoad(const QStringList& args)
          "memchr newline count"},
         {op, "loadCSV CPU throughput, all threads", megabytesPerSecond(size, cpuSeconds), "MB/s",
          megabytesPerSecond(size, limit.cpuSeconds), "memchr newline count, CPU"},
+        {op, "loadCSV throughput less pause", megabytesPerSecond(size, median(workSeconds)), "MB/s",
+         megabytesPerSecond(size, limit.seconds), "memchr newline count"},
         {op, "loadCSV time", seconds, "s", 0, ""},
+        {op, "loadCSV time less start pause", median(workSeconds), "s", 0, ""},
+        {op, "start pause taken off", pause, "s", 0, ""},
         {op, "loadCSV CPU time, all threads", cpuSeconds, "s", 0, ""},
         {op, "memchr time", limit.seconds, "s", 0, ""},
         {op, "file size", size / 1e6, "MB", 0, ""},
@@ -162,6 +172,7 @@ int runLoad(const QStringList& args)
         {op, "storage floor time", floorSeconds, "s", 0, ""},
         {op, "rows", double(numRows), "", 0, ""},
         {op, "columns", double(numCols), "", 0, ""},
+        {op, "loadCSV vs memchr, wall less pause, each run", median(workRatios) * 100, "%", 25, "goal"},
         {op, "loadCSV CPU vs memchr CPU, all threads, each run", median(pairRatios) * 100, "%", 25, "goal"},
         {op, probe.countsKernel() ? "loadCSV cycles vs memchr cycles, each run" : "loadCSV vs memchr, user cycles",
          median(cycleRatios) * 100, "%", 25, "goal"},

@@ -15,6 +15,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <mutex>
+#include <condition_variable>
+#include <thread>
+#include <type_traits>
 
 namespace {
 
@@ -270,6 +274,7 @@ struct EditableDataContainer::ByteMachine {
     std::vector<char> cell; // the cell under construction when it crosses pieces or is quoted
     qint64 piecePosition = 0; // of the piece's first byte in the file
     int quoteByte = -1;       // the quote when quotes are honoured, else no byte at all
+    const bool honoursQuotes; // as the standard says, before the delimiter has its say
 
     // The hot path's masks of the piece: events outside quotes, and which of them end rows.
     LoadEvents::Window events;
@@ -280,7 +285,7 @@ struct EditableDataContainer::ByteMachine {
     size_t windowBlocks = 1;
 
     ByteMachine(EditableDataContainer& container, bool withDelimiter, bool honourQuotes)
-        : sink(container), c(container), cursor(container.delimiter, withDelimiter),
+        : sink(container), c(container), cursor(container.delimiter, withDelimiter), honoursQuotes(honourQuotes),
           fill(LoadEvents::bestFillFunction(s_instructionSetForTesting.load()))
     {
         const bool quotes = withDelimiter && honourQuotes && container.delimiter != KeyChars::Quote;
@@ -611,6 +616,10 @@ struct EditableDataContainer::ByteMachine {
             }
         }
     }
+
+    // True between rows, with nothing of the next one read: reading on from here is reading a
+    // file that starts here.
+    bool atCleanRowStart() const { return state == ParseState::RowStart && !skipLineFeed; }
 
     // Returns false when the load was cancelled at a row start. The piece is padded as
     // PieceCursor::reset() says.
@@ -1379,6 +1388,217 @@ int EditableDataContainer::numEmptyColsAtEnd()
 
 // --- Loading ---------------------------------------------------------------------------------
 
+namespace {
+
+// Files from this size on are read in parts at once, one a core, each part at least this large.
+constexpr qint64 kSplitPartSize = qint64(4) << 20;
+constexpr unsigned kMostParts = 8;
+// How much of the text around a part's nominal start is looked at to find a row's start there.
+constexpr qint64 kSplitProbe = qint64(64) << 10;
+
+std::atomic<qint64> s_splitPartSizeForTesting{0};
+std::atomic<qint64> s_splitPartsTaken{0};
+
+// Where a row starts in `text`, by its look alone: the offset behind the first line feed that
+// lies outside quotes, or -1. Whether the text starts inside quotes isn't known; the first quote
+// whose neighbours tell which side it is on settles it: a quote between a separator and an
+// ordinary byte opens a cell, one between an ordinary byte and a separator closes one. Without
+// such a quote the text is taken to start outside. The guess may be wrong (the bytes can
+// mislead): the loader checks it before it takes what was read from it.
+qint64 guessRowStart(const char* text, qint64 length, char delimiter, bool withDelimiter, bool quotes)
+{
+    const auto separator = [&](char ch) {
+        return (withDelimiter && ch == delimiter) || ch == KeyChars::LF || ch == KeyChars::CR ||
+               ch == KeyChars::RecordSeparator;
+    };
+    bool inside = false;
+    if (quotes) {
+        bool flipped = false; // an odd count of quotes so far
+        for (qint64 i = 0; i + 1 < length; ++i) {
+            if (text[i] != KeyChars::Quote)
+                continue;
+            if (i == 0) {
+                flipped = true; // its neighbour in front is unknown
+                continue;
+            }
+            const char before = text[i - 1];
+            const char after = text[i + 1];
+            const bool ordinaryBefore = !separator(before) && before != KeyChars::Quote;
+            const bool ordinaryAfter = !separator(after) && after != KeyChars::Quote;
+            if (separator(before) && ordinaryAfter) {
+                inside = flipped; // outside right before this quote
+                break;
+            }
+            if (ordinaryBefore && separator(after)) {
+                inside = !flipped; // inside right before this quote
+                break;
+            }
+            flipped = !flipped;
+        }
+    }
+    for (qint64 i = 0; i < length; ++i) {
+        if (quotes && text[i] == KeyChars::Quote)
+            inside = !inside;
+        else if (text[i] == KeyChars::LF && !inside && !(withDelimiter && delimiter == KeyChars::LF))
+            return i + 1;
+    }
+    return -1;
+}
+
+} // namespace
+
+// A part of the file that a thread of its own reads into a table of its own while the loader
+// reads what lies before it. The loader takes the part's rows when it arrives at the part's
+// start between two rows, and the part too ended between two rows (or at the file's end):
+// reading on from a row's start is reading a file that starts there, so the rows are those the
+// loader would have read itself. Otherwise the loader reads the part's bytes on its own.
+struct EditableDataContainer::LoadPart {
+    qint64 start = 0;
+    qint64 end = 0;
+    EditableDataContainer table;
+    std::atomic<qint64> done{0}; // bytes read so far
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool finished = false; // under the mutex
+    bool usable = false;   // read whole and ended between rows; set before `finished`
+    std::thread worker;
+
+    ~LoadPart() { stop(); }
+
+    void stop()
+    {
+        table.loadCanceled = true;
+        if (worker.joinable())
+            worker.join();
+    }
+
+    void run(int fd, qint64 fileSize, qint64 pieceSize, bool withDelimiter, bool honourQuotes)
+    {
+        bool whole = false;
+        try {
+            ByteMachine machine(table, withDelimiter, honourQuotes);
+            machine.sink.useArena = end - start >= static_cast<qint64>(RowArena::kChunkSize);
+            table.rows.reserve(static_cast<size_t>((end - start) / 64));
+            ReadBuffer buffer(static_cast<size_t>(pieceSize + kPiecePadding));
+            qint64 position = start;
+            whole = true;
+            while (position < end) {
+                const qint64 wanted = std::min(pieceSize, end - position);
+                const qint64 got = PieceReader::readFully(fd, buffer.get(), position, wanted);
+                if (got < wanted) {
+                    whole = false; // the file is shorter than it was: the loader finds out itself
+                    break;
+                }
+                std::memset(buffer.get() + got, 0, kPiecePadding);
+                if (!machine.feed(buffer.get(), got, position)) {
+                    whole = false;
+                    break;
+                }
+                position += got;
+                done.store(position - start, std::memory_order_relaxed);
+            }
+            if (whole) {
+                if (end == fileSize) {
+                    machine.finish();
+                    machine.sink.endRow();
+                } else {
+                    whole = machine.atCleanRowStart();
+                }
+            }
+        } catch (...) {
+            whole = false; // memory ran out: the loader reads the part itself and meets the same
+        }
+        std::lock_guard<std::mutex> lock(mutex);
+        usable = whole;
+        finished = true;
+        changed.notify_all();
+    }
+};
+
+void EditableDataContainer::setSplitLoadForTesting(qint64 partSize) { s_splitPartSizeForTesting = partSize; }
+
+qint64 EditableDataContainer::splitPartsTakenForTesting() { return s_splitPartsTaken.load(); }
+
+std::vector<std::unique_ptr<EditableDataContainer::LoadPart>>
+EditableDataContainer::startParts(int fd, qint64 from, qint64 pieceSize, bool withDelimiter, bool honourQuotes)
+{
+    std::vector<std::unique_ptr<LoadPart>> parts;
+    const qint64 forcedSize = s_splitPartSizeForTesting.load();
+    const qint64 length = fileSize - from;
+    qint64 count = 0;
+    if (forcedSize != 0) {
+        count = forcedSize > 0 ? std::min<qint64>(length / forcedSize, 64) : 0;
+    } else {
+        const qint64 cores = std::max(1u, std::thread::hardware_concurrency());
+        count = std::min<qint64>({cores, kMostParts, length / kSplitPartSize});
+    }
+    if (count < 2 || fd < 0)
+        return parts;
+    const qint64 probeSize = std::min(kSplitProbe, length / count);
+    std::vector<char> probe(static_cast<size_t>(probeSize));
+    qint64 previous = from;
+    for (qint64 k = 1; k < count; ++k) {
+        const qint64 nominal = std::max(from + length / count * k, previous + 1);
+        const qint64 got = PieceReader::readFully(fd, probe.data(), nominal, std::min(probeSize, fileSize - nominal));
+        const qint64 offset =
+            guessRowStart(probe.data(), got, delimiter, withDelimiter, withDelimiter && honourQuotes && delimiter != KeyChars::Quote);
+        if (offset < 0 || nominal + offset >= fileSize)
+            continue;
+        auto part = std::make_unique<LoadPart>();
+        part->start = nominal + offset;
+        previous = part->start;
+        part->table.setDelimiter(delimiter, saveDelimiter);
+        part->table.setParsingStandard(parsingStandard);
+        parts.push_back(std::move(part));
+    }
+    for (size_t k = 0; k < parts.size(); ++k)
+        parts[k]->end = k + 1 < parts.size() ? parts[k + 1]->start : fileSize;
+    for (auto& part : parts) {
+        LoadPart* p = part.get();
+        const qint64 size = fileSize;
+        p->worker = std::thread([p, fd, size, pieceSize, withDelimiter, honourQuotes] {
+            p->run(fd, size, pieceSize, withDelimiter, honourQuotes);
+        });
+    }
+    return parts;
+}
+
+EditableDataContainer::PartOutcome EditableDataContainer::takePart(LoadPart& part)
+{
+    {
+        std::unique_lock<std::mutex> lock(part.mutex);
+        while (!part.finished) {
+            // The part reports its progress while the loader waits, and a cancel reaches it.
+            if (loadCanceled.load(std::memory_order_relaxed)) {
+                lock.unlock();
+                part.stop();
+                return PartOutcome::Canceled;
+            }
+            lock.unlock();
+            reportProgressIfDue(part.start + part.done.load(std::memory_order_relaxed), fileSize, 1);
+            lock.lock();
+            part.changed.wait_for(lock, std::chrono::milliseconds(10));
+        }
+    }
+    part.worker.join();
+    // A cancel is seen at row starts, and the part's start is one.
+    if (loadCanceled.load(std::memory_order_relaxed))
+        return PartOutcome::Canceled;
+    if (!part.usable)
+        return PartOutcome::Refused;
+    rows.insert(rows.end(), std::make_move_iterator(part.table.rows.begin()),
+                std::make_move_iterator(part.table.rows.end()));
+    part.table.rows.clear();
+    numRowsLogical = static_cast<int>(rows.size());
+    numColsLogical = std::max(numColsLogical, part.table.numColsLogical);
+    s_splitPartsTaken.fetch_add(1, std::memory_order_relaxed);
+    // The reports the part's rows would have made, one a mark, at most up to its last byte,
+    // where its last row started at the latest.
+    while (fileSize >= kProgressThreshold && part.end - 1 > nextProgressMark)
+        reportProgressIfDue(part.end - 1, fileSize, 1);
+    return PartOutcome::Taken;
+}
+
 template <class Machine>
 bool EditableDataContainer::runLoad(Machine& machine)
 {
@@ -1421,49 +1641,93 @@ bool EditableDataContainer::runLoad(Machine& machine)
         pieceSize = (pieceSize + 3) / 4 * 4; // a piece never splits a character
     const qint64 remaining = fileSize - bomOffset;
     const qint64 bufferSize = std::min(pieceSize, (remaining + 3) / 4 * 4);
+
+    // A large file of single bytes is read in parts at once, on as many cores.
+    std::vector<std::unique_ptr<LoadPart>> parts;
+    if constexpr (std::is_same_v<Machine, ByteMachine>)
+        parts = startParts(file.handle(), bomOffset, bufferSize, machine.eventKeys.withDelimiter,
+                           machine.honoursQuotes);
+    const auto stopParts = [&parts] {
+        for (auto& part : parts)
+            part->stop();
+    };
+
     // Large pieces are read a piece ahead on a thread of its own, so that copying the next
     // piece out of the file overlaps the reading of this one; the pieces are the same either
     // way. Below 64 KiB a piece costs less to read than to hand from one thread to the other.
-    std::unique_ptr<PieceReader> reader;
-    if (bufferSize >= 65536 && file.handle() >= 0)
-        reader = std::make_unique<PieceReader>(file.handle(), fileSize, bufferSize, kPiecePadding, bomOffset);
-    ReadBuffer buffer(reader ? 0 : static_cast<size_t>(std::max<qint64>(bufferSize, 4) + kPiecePadding));
+    const bool readAhead = bufferSize >= 65536 && file.handle() >= 0 && parts.empty();
+    ReadBuffer buffer(readAhead ? 0 : static_cast<size_t>(std::max<qint64>(bufferSize, 4) + kPiecePadding));
 
     qint64 position = bomOffset;
-    while (position < fileSize) {
-        const qint64 wanted = std::min(bufferSize, fileSize - position);
-        char* data = buffer.get();
-        qint64 got = 0;
-        if (reader) {
-            got = reader->next(data);
-        } else {
-            while (got < wanted) {
-                const qint64 n = file.read(data + got, wanted - got);
-                if (n < 1)
-                    break;
-                got += n;
+    size_t nextPart = 0;
+    bool fileEnded = false;
+    while (!fileEnded) {
+        // Up to the next part's start, or to the end.
+        const qint64 limit = nextPart < parts.size() ? parts[nextPart]->start : fileSize;
+        std::unique_ptr<PieceReader> reader;
+        if (readAhead)
+            reader = std::make_unique<PieceReader>(file.handle(), limit, bufferSize, kPiecePadding, position);
+        while (position < limit) {
+            const qint64 wanted = std::min(bufferSize, limit - position);
+            char* data = buffer.get();
+            qint64 got = 0;
+            if (reader) {
+                got = reader->next(data);
+            } else if (parts.empty()) {
+                while (got < wanted) {
+                    const qint64 n = file.read(data + got, wanted - got);
+                    if (n < 1)
+                        break;
+                    got += n;
+                }
+            } else {
+                got = PieceReader::readFully(file.handle(), data, position, wanted);
+            }
+            if (got < 1) {
+                fileEnded = true;
+                break;
+            }
+            qint64 length = got;
+            if (unit > 1 && length % unit != 0) {
+                // A last, incomplete character is completed with zero bytes.
+                const qint64 whole = (length + unit - 1) / unit * unit;
+                std::memset(data + length, 0, static_cast<size_t>(whole - length));
+                length = whole;
+            }
+            std::memset(data + length, 0, kPiecePadding);
+            if (!machine.feed(data, length, position / unit)) {
+                reader.reset(); // it reads from the file's descriptor until it has stopped
+                stopParts();
+                file.close();
+                return false;
+            }
+            position += got;
+            if (got < wanted) {
+                fileEnded = true;
+                break;
             }
         }
-        if (got < 1)
+        reader.reset();
+        if (fileEnded || position >= fileSize || nextPart >= parts.size())
             break;
-        qint64 length = got;
-        if (unit > 1 && length % unit != 0) {
-            // A last, incomplete character is completed with zero bytes.
-            const qint64 whole = (length + unit - 1) / unit * unit;
-            std::memset(data + length, 0, static_cast<size_t>(whole - length));
-            length = whole;
+        // At the next part's start: its rows are ours when we are between rows here.
+        LoadPart& part = *parts[nextPart++];
+        PartOutcome outcome = PartOutcome::Refused;
+        if constexpr (std::is_same_v<Machine, ByteMachine>) {
+            if (machine.atCleanRowStart())
+                outcome = takePart(part);
         }
-        std::memset(data + length, 0, kPiecePadding);
-        if (!machine.feed(data, length, position / unit)) {
-            reader.reset(); // it reads from the file's descriptor until it has stopped
+        if (outcome == PartOutcome::Canceled) {
+            stopParts();
             file.close();
             return false;
         }
-        position += got;
-        if (got < wanted)
-            break;
+        if (outcome == PartOutcome::Taken)
+            position = part.end;
+        else
+            part.stop(); // its bytes are read here
     }
-    reader.reset();
+    stopParts();
     machine.finish();
     machine.sink.endRow();
     file.close();

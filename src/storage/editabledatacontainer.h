@@ -4,7 +4,9 @@
 #include "storage/largepageallocator.h"
 #include "storage/packedrow.h"
 
+#include <memory>
 #include <string_view>
+#include <vector>
 
 // The in-memory container. Rows hold only the cells that were stored, so the table is ragged
 // in memory and may be physically shorter than its logical size; whatever lies beyond the
@@ -78,6 +80,12 @@ public:
     // The instructions of the single-byte loader's scan: 1 the plain ones every processor has,
     // 0 the best this one runs. For tests that hold the variants to each other.
     static void setInstructionSetForTesting(int level);
+    // Large files of single bytes are read in parts at once; tests make parts of `partSize`
+    // bytes (up to 64 of them) in files of any size, or none with a negative size. 0 restores
+    // the default.
+    static void setSplitLoadForTesting(qint64 partSize);
+    // How many parts loads have taken from their threads so far.
+    static qint64 splitPartsTakenForTesting();
 
 private:
     // The parsers and the row builder they share live in the implementation file.
@@ -85,8 +93,15 @@ private:
     struct ByteMachine;
     template <int BytesPerUnit>
     struct UnitMachine;
+    struct LoadPart;
+    enum class PartOutcome { Taken, Refused, Canceled };
     template <class Machine>
     bool runLoad(Machine& machine);
+    // The parts of the file from `from` on that threads read while the loader reads the first.
+    std::vector<std::unique_ptr<LoadPart>> startParts(int fd, qint64 from, qint64 pieceSize, bool withDelimiter,
+                                                      bool honourQuotes);
+    // Waits for the part and appends its rows, if it is usable.
+    PartOutcome takePart(LoadPart& part);
 
     // Cells of one line of the saved file: the row's cells, or the column's cells down the rows.
     void buildLine(std::vector<char>& out, int index, bool column, GetRowColMaskType maskType,

@@ -262,6 +262,7 @@ private slots:
     {
         EditableDataContainer::setPieceSizeForTesting(0);
         EditableDataContainer::setInstructionSetForTesting(0);
+        EditableDataContainer::setSplitLoadForTesting(0);
     }
 
     // --- The machine, case by case -----------------------------------------------------------
@@ -556,6 +557,16 @@ private slots:
                          qPrintable(QStringLiteral("round %1, piece %2, standard %3, instructions %4: %5")
                                         .arg(round).arg(piece).arg(standard).arg(instructions).arg(why)));
             }
+            // Read in parts at once, wherever the parts' starts fall: inside quotes, behind a
+            // CR, in the middle of a cell.
+            const int part = rng.bounded(20, 700);
+            EditableDataContainer::setSplitLoadForTesting(part);
+            auto split = load(input, delimiter, standard, UTF_8);
+            EditableDataContainer::setSplitLoadForTesting(0);
+            QString why;
+            QVERIFY2(sameContainer(*split, reference, UTF_8, &why),
+                     qPrintable(QStringLiteral("round %1, piece %2, standard %3, parts of %4: %5")
+                                    .arg(round).arg(piece).arg(standard).arg(part).arg(why)));
         }
     }
 
@@ -781,14 +792,20 @@ private slots:
     {
         QTest::addColumn<qint64>("size");
         QTest::addColumn<bool>("reports");
-        QTest::newRow("one byte below") << AbstractDataContainer::kProgressThreshold - 1 << false;
-        QTest::newRow("at the threshold") << AbstractDataContainer::kProgressThreshold << true;
+        QTest::addColumn<qint64>("partSize"); // read in parts at once, or by one reader (-1)
+        QTest::newRow("one byte below") << AbstractDataContainer::kProgressThreshold - 1 << false << qint64(-1);
+        QTest::newRow("at the threshold") << AbstractDataContainer::kProgressThreshold << true << qint64(-1);
+        QTest::newRow("one byte below, in parts") << AbstractDataContainer::kProgressThreshold - 1 << false
+                                                  << qint64(5000000);
+        QTest::newRow("at the threshold, in parts") << AbstractDataContainer::kProgressThreshold << true
+                                                    << qint64(5000000);
     }
 
     void progressThreshold()
     {
         QFETCH(qint64, size);
         QFETCH(bool, reports);
+        QFETCH(qint64, partSize);
         // Long lines keep the cell count small.
         QByteArray line(4095, 'x');
         line += '\n';
@@ -799,12 +816,15 @@ private slots:
         bytes += QByteArray(size - bytes.size(), 'y');
         QCOMPARE(bytes.size(), size);
 
+        EditableDataContainer::setSplitLoadForTesting(partSize);
+        const qint64 takenBefore = EditableDataContainer::splitPartsTakenForTesting();
         EditableDataContainer c;
         QSignalSpy start(&c, &AbstractDataContainer::startProgressUpdateSignal);
         QSignalSpy progress(&c, &AbstractDataContainer::loadProgressUpdateSignal);
         c.setFilepath(writeFile(bytes));
         QVERIFY(c.loadCSV());
         QCOMPARE(c.numRows(), int(size / line.size()) + (size % line.size() ? 1 : 0));
+        QCOMPARE(EditableDataContainer::splitPartsTakenForTesting() - takenBefore, partSize > 0 ? size / partSize - 1 : 0);
         if (!reports) {
             QCOMPARE(start.count(), 0);
             QCOMPARE(progress.count(), 0);
@@ -819,6 +839,105 @@ private slots:
         QCOMPARE(progress.at(2).at(0).toInt(), 2);
     }
 
+    // A file read in parts at once gives the table read in one go. Its parts start where the
+    // text looks like a row's start, so on ordinary data, quoted line breaks and all, every part
+    // is taken; the loader takes none whose start it doesn't arrive at between two rows.
+    void splitLoadTakesItsParts_data()
+    {
+        QTest::addColumn<QByteArray>("lineEnd");
+        QTest::addColumn<int>("standard");
+        QTest::newRow("LF, RFC 4180") << QByteArray("\n") << int(RFC_4180);
+        QTest::newRow("CR LF, RFC 4180") << QByteArray("\r\n") << int(RFC_4180);
+        QTest::newRow("LF, delimiter only") << QByteArray("\n") << int(DELIMITER_ONLY);
+    }
+
+    void splitLoadTakesItsParts()
+    {
+        QFETCH(QByteArray, lineEnd);
+        QFETCH(int, standard);
+        QRandomGenerator rng(99);
+        QByteArray input;
+        for (int row = 0; input.size() < 300000; ++row) {
+            input += QByteArray::number(row);
+            for (int col = 0; col < 6; ++col) {
+                input += ',';
+                switch (rng.bounded(0, 5)) {
+                case 0:
+                    input += "\"line\nbreak\"";
+                    break;
+                case 1:
+                    input += "\"doubled \"\"quote\"\"\"";
+                    break;
+                case 2:
+                    input += "\"a, b\"";
+                    break;
+                case 3:
+                    break;
+                default:
+                    input += QByteArray::number(rng.bounded(0, 100000));
+                }
+            }
+            input += lineEnd;
+        }
+        const char* const partSizes[] = {"10000", "4099", "65536"};
+        auto whole = load(input, ',', ParsingStandard(standard), UTF_8);
+        for (const char* size : partSizes) {
+            const qint64 partSize = QByteArray(size).toLongLong();
+            EditableDataContainer::setSplitLoadForTesting(partSize);
+            const qint64 takenBefore = EditableDataContainer::splitPartsTakenForTesting();
+            auto split = load(input, ',', ParsingStandard(standard), UTF_8);
+            const qint64 taken = EditableDataContainer::splitPartsTakenForTesting() - takenBefore;
+            QString why;
+            QVERIFY2(sameContainer(*split, *whole, UTF_8, &why), qPrintable(QStringLiteral("parts of %1: %2").arg(size, why)));
+            QCOMPARE(taken, std::min<qint64>(input.size() / partSize, 64) - 1);
+        }
+        // Parts that start inside quotes by every look: the loader arrives there inside a cell
+        // and reads on itself.
+        QByteArray quoted = "id,text\n1,\"";
+        while (quoted.size() < 20000)
+            quoted += "x\ny,z\n";
+        quoted += "\"\n2,end\n";
+        EditableDataContainer::setSplitLoadForTesting(2000);
+        const qint64 takenBefore = EditableDataContainer::splitPartsTakenForTesting();
+        auto split = load(quoted, ',', RFC_4180, UTF_8);
+        QCOMPARE(EditableDataContainer::splitPartsTakenForTesting(), takenBefore);
+        QCOMPARE(split->numRows(), 3);
+        QCOMPARE(split->cellView(2, 1), std::string_view("end"));
+        QCOMPARE(split->cellView(1, 1).size(), size_t(quoted.size() - 8 - 2 - 8 - 1));
+    }
+
+    // A cancel while the loader waits for a part keeps the rows read up to the part: a prefix
+    // of the table, whole rows only.
+    void cancelDuringSplitLoadKeepsAPrefix()
+    {
+        QByteArray bytes;
+        for (int row = 0; bytes.size() < AbstractDataContainer::kProgressThreshold; ++row)
+            bytes += QByteArray::number(row) + ',' + QByteArray(3000, 'x') + ",\"quoted\nline feed\"\n";
+        const int allRows = int(bytes.count('\n') / 2);
+        EditableDataContainer::setSplitLoadForTesting(qint64(6) << 20);
+        EditableDataContainer c;
+        QSignalSpy finished(&c, &AbstractDataContainer::loadFinishedSignal);
+        int reports = 0;
+        int lastPosition = -1;
+        bool inOrder = true;
+        connect(&c, &AbstractDataContainer::loadProgressUpdateSignal, &c, [&](int position) {
+            inOrder = inOrder && position > lastPosition;
+            lastPosition = position;
+            if (++reports == 2)
+                c.setLoadCanceled(true);
+        });
+        c.setFilepath(writeFile(bytes));
+        QVERIFY(!c.loadCSV());
+        QCOMPARE(finished.count(), 0);
+        QVERIFY(inOrder);
+        QVERIFY(c.numRows() > 0);
+        QVERIFY(c.numRows() < allRows);
+        for (int row = 0; row < c.numRows(); ++row) {
+            QCOMPARE(c.cellView(row, 0), std::string_view(QByteArray::number(row).constData()));
+            QCOMPARE(c.cellView(row, 2), std::string_view("quoted\nline feed"));
+        }
+    }
+
     void cancelStopsAtRowStart()
     {
         QByteArray line(4000, 'x');
@@ -826,6 +945,7 @@ private slots:
         QByteArray bytes;
         while (bytes.size() < AbstractDataContainer::kProgressThreshold)
             bytes += line;
+        EditableDataContainer::setSplitLoadForTesting(-1); // one reader: the row it stops at is known
         EditableDataContainer c;
         QSignalSpy finished(&c, &AbstractDataContainer::loadFinishedSignal);
         int reports = 0;

@@ -154,7 +154,8 @@ struct EditableDataContainer::RowSink {
     static constexpr size_t kSlack = 16;
 
     EditableDataContainer& c;
-    RowArena arena;
+    RowArena ownArena;
+    RowArena* arena = &ownArena; // a helper that reads several parts of a file gives its own
     bool useArena = false; // only for files that fill a chunk: a small table keeps no spare memory
     std::unique_ptr<char[]> bytes;
     size_t used = 0;
@@ -246,7 +247,7 @@ struct EditableDataContainer::RowSink {
     {
         if (rowOpen) {
             if (count > 0)
-                c.rows.push_back(PackedRow::fromParts(bytes.get(), ends.get(), count, useArena ? &arena : nullptr));
+                c.rows.push_back(PackedRow::fromParts(bytes.get(), ends.get(), count, useArena ? arena : nullptr));
             else
                 c.rows.emplace_back();
             c.numRowsLogical = static_cast<int>(c.rows.size());
@@ -352,7 +353,7 @@ struct EditableDataContainer::ByteMachine {
         while (count > 0 && ends[count - 1] == (count > 1 ? ends[count - 2] : 0))
             --count; // empty cells at the end aren't stored
         if (count > 0)
-            c.rows.push_back(PackedRow::fromParts(bytes, ends, count, sink.useArena ? &sink.arena : nullptr));
+            c.rows.push_back(PackedRow::fromParts(bytes, ends, count, sink.useArena ? sink.arena : nullptr));
         else
             c.rows.emplace_back();
         c.numRowsLogical = static_cast<int>(c.rows.size());
@@ -1390,14 +1391,16 @@ int EditableDataContainer::numEmptyColsAtEnd()
 
 namespace {
 
-// Files from this size on are read in parts at once, one a core, each part at least this large.
-constexpr qint64 kSplitPartSize = qint64(4) << 20;
-constexpr unsigned kMostParts = 8;
+// Files are read in parts at once from two parts of this size on; a large file is cut into
+// more parts than there are cores, so that the loader and the helpers run out of work together.
+constexpr qint64 kSplitPartSize = qint64(8) << 20;
+constexpr qint64 kMostParts = 64;
 // How much of the text around a part's nominal start is looked at to find a row's start there.
 constexpr qint64 kSplitProbe = qint64(64) << 10;
 
 std::atomic<qint64> s_splitPartSizeForTesting{0};
 std::atomic<qint64> s_splitPartsTaken{0};
+std::atomic<bool> s_splitHelpersOnlyForTesting{false};
 
 // Where a row starts in `text`, by its look alone: the offset behind the first line feed that
 // lies outside quotes, or -1. Whether the text starts inside quotes isn't known; the first quote
@@ -1447,101 +1450,152 @@ qint64 guessRowStart(const char* text, qint64 length, char delimiter, bool withD
 
 } // namespace
 
-// A part of the file that a thread of its own reads into a table of its own while the loader
-// reads what lies before it. The loader takes the part's rows when it arrives at the part's
-// start between two rows, and the part too ended between two rows (or at the file's end):
-// reading on from a row's start is reading a file that starts there, so the rows are those the
-// loader would have read itself. Otherwise the loader reads the part's bytes on its own.
+// A part of the file that a helper thread reads into a table of its own while the loader reads
+// what lies before it. The loader takes the part's rows when it arrives at the part's start
+// between two rows, and the part too ended between two rows (or at the file's end): reading on
+// from a row's start is reading a file that starts there, so the rows are those the loader would
+// have read itself. Otherwise the loader reads the part's bytes on its own.
 struct EditableDataContainer::LoadPart {
+    enum class Owner { Nobody, Helper, Loader };
+
     qint64 start = 0;
     qint64 end = 0;
     EditableDataContainer table;
     std::atomic<qint64> done{0}; // bytes read so far
-    std::mutex mutex;
-    std::condition_variable changed;
-    bool finished = false; // under the mutex
-    bool usable = false;   // read whole and ended between rows; set before `finished`
-    std::thread worker;
+    // Under the split's mutex.
+    Owner owner = Owner::Nobody;
+    bool finished = false; // a helper has read it, or given up on it
+    bool usable = false;   // read whole and ended between rows
 
-    ~LoadPart() { stop(); }
-
-    void stop()
+    // Reads the part; true when it is usable.
+    bool read(int fd, qint64 fileSize, qint64 pieceSize, bool withDelimiter, bool honourQuotes, RowArena& arena)
     {
-        table.loadCanceled = true;
-        if (worker.joinable())
-            worker.join();
-    }
-
-    void run(int fd, qint64 fileSize, qint64 pieceSize, bool withDelimiter, bool honourQuotes)
-    {
-        bool whole = false;
         try {
             ByteMachine machine(table, withDelimiter, honourQuotes);
+            machine.sink.arena = &arena;
             machine.sink.useArena = end - start >= static_cast<qint64>(RowArena::kChunkSize);
             table.rows.reserve(static_cast<size_t>((end - start) / 64));
             ReadBuffer buffer(static_cast<size_t>(pieceSize + kPiecePadding));
-            qint64 position = start;
-            whole = true;
-            while (position < end) {
+            for (qint64 position = start; position < end;) {
                 const qint64 wanted = std::min(pieceSize, end - position);
                 const qint64 got = PieceReader::readFully(fd, buffer.get(), position, wanted);
-                if (got < wanted) {
-                    whole = false; // the file is shorter than it was: the loader finds out itself
-                    break;
-                }
+                if (got < wanted)
+                    return false; // the file is shorter than it was: the loader finds out itself
                 std::memset(buffer.get() + got, 0, kPiecePadding);
-                if (!machine.feed(buffer.get(), got, position)) {
-                    whole = false;
-                    break;
-                }
+                if (!machine.feed(buffer.get(), got, position))
+                    return false;
                 position += got;
                 done.store(position - start, std::memory_order_relaxed);
             }
-            if (whole) {
-                if (end == fileSize) {
-                    machine.finish();
-                    machine.sink.endRow();
-                } else {
-                    whole = machine.atCleanRowStart();
-                }
-            }
+            if (end < fileSize)
+                return machine.atCleanRowStart();
+            machine.finish();
+            machine.sink.endRow();
+            return true;
         } catch (...) {
-            whole = false; // memory ran out: the loader reads the part itself and meets the same
+            return false; // memory ran out: the loader reads the part itself and meets the same
         }
-        std::lock_guard<std::mutex> lock(mutex);
-        usable = whole;
-        finished = true;
-        changed.notify_all();
     }
 };
 
-void EditableDataContainer::setSplitLoadForTesting(qint64 partSize) { s_splitPartSizeForTesting = partSize; }
+// The parts of a load and the helpers that read them. Helpers take parts from the last one down
+// while the loader reads from the front; it reads each part that no helper has taken yet itself,
+// so where the two meet it waits for one part at most.
+struct EditableDataContainer::SplitLoad {
+    std::vector<std::unique_ptr<LoadPart>> parts;
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::vector<std::thread> helpers;
+    bool stopping = false; // under the mutex
+    bool helpersOnly = false; // tests have the loader wait for every part
+
+    ~SplitLoad() { stop(); }
+
+    void stop()
+    {
+        {
+            std::lock_guard<std::mutex> lock(mutex);
+            stopping = true;
+            for (auto& part : parts)
+                part->table.loadCanceled = true;
+        }
+        for (std::thread& helper : helpers) {
+            if (helper.joinable())
+                helper.join();
+        }
+    }
+
+    void help(int fd, qint64 fileSize, qint64 pieceSize, bool withDelimiter, bool honourQuotes)
+    {
+        RowArena arena; // one for all the parts this helper reads
+        for (;;) {
+            LoadPart* part = nullptr;
+            {
+                std::lock_guard<std::mutex> lock(mutex);
+                if (stopping)
+                    return;
+                for (size_t k = parts.size(); k-- > 0 && parts[k]->owner != LoadPart::Owner::Loader;) {
+                    if (parts[k]->owner == LoadPart::Owner::Nobody) {
+                        part = parts[k].get();
+                        part->owner = LoadPart::Owner::Helper;
+                        break;
+                    }
+                }
+                if (!part)
+                    return;
+            }
+            const bool usable = part->read(fd, fileSize, pieceSize, withDelimiter, honourQuotes, arena);
+            {
+                std::lock_guard<std::mutex> lock(mutex);
+                part->usable = usable;
+                part->finished = true;
+            }
+            changed.notify_all();
+        }
+    }
+
+    // True when the loader is to read part k itself: no helper has taken it.
+    bool claimForLoader(size_t k)
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        if (parts[k]->owner != LoadPart::Owner::Nobody || helpersOnly)
+            return false;
+        parts[k]->owner = LoadPart::Owner::Loader;
+        return true;
+    }
+};
+
+void EditableDataContainer::setSplitLoadForTesting(qint64 partSize, bool helpersOnly)
+{
+    s_splitPartSizeForTesting = partSize;
+    s_splitHelpersOnlyForTesting = helpersOnly;
+}
 
 qint64 EditableDataContainer::splitPartsTakenForTesting() { return s_splitPartsTaken.load(); }
 
-std::vector<std::unique_ptr<EditableDataContainer::LoadPart>>
-EditableDataContainer::startParts(int fd, qint64 from, qint64 pieceSize, bool withDelimiter, bool honourQuotes)
+std::unique_ptr<EditableDataContainer::SplitLoad>
+EditableDataContainer::startSplitLoad(int fd, qint64 from, qint64 pieceSize, bool withDelimiter, bool honourQuotes)
 {
-    std::vector<std::unique_ptr<LoadPart>> parts;
     const qint64 forcedSize = s_splitPartSizeForTesting.load();
     const qint64 length = fileSize - from;
+    const qint64 cores = std::max(1u, std::thread::hardware_concurrency());
     qint64 count = 0;
-    if (forcedSize != 0) {
-        count = forcedSize > 0 ? std::min<qint64>(length / forcedSize, 64) : 0;
-    } else {
-        const qint64 cores = std::max(1u, std::thread::hardware_concurrency());
-        count = std::min<qint64>({cores, kMostParts, length / kSplitPartSize});
-    }
+    if (forcedSize != 0)
+        count = forcedSize > 0 ? std::min<qint64>(length / forcedSize, kMostParts) : 0;
+    else if (cores > 1)
+        count = std::min<qint64>(length / kSplitPartSize, kMostParts);
     if (count < 2 || fd < 0)
-        return parts;
+        return nullptr;
+    auto split = std::make_unique<SplitLoad>();
+    split->helpersOnly = s_splitHelpersOnlyForTesting.load();
     const qint64 probeSize = std::min(kSplitProbe, length / count);
     std::vector<char> probe(static_cast<size_t>(probeSize));
+    const bool quotes = withDelimiter && honourQuotes && delimiter != KeyChars::Quote;
     qint64 previous = from;
     for (qint64 k = 1; k < count; ++k) {
         const qint64 nominal = std::max(from + length / count * k, previous + 1);
         const qint64 got = PieceReader::readFully(fd, probe.data(), nominal, std::min(probeSize, fileSize - nominal));
-        const qint64 offset =
-            guessRowStart(probe.data(), got, delimiter, withDelimiter, withDelimiter && honourQuotes && delimiter != KeyChars::Quote);
+        const qint64 offset = guessRowStart(probe.data(), got, delimiter, withDelimiter, quotes);
         if (offset < 0 || nominal + offset >= fileSize)
             continue;
         auto part = std::make_unique<LoadPart>();
@@ -1549,43 +1603,42 @@ EditableDataContainer::startParts(int fd, qint64 from, qint64 pieceSize, bool wi
         previous = part->start;
         part->table.setDelimiter(delimiter, saveDelimiter);
         part->table.setParsingStandard(parsingStandard);
-        parts.push_back(std::move(part));
+        split->parts.push_back(std::move(part));
     }
-    for (size_t k = 0; k < parts.size(); ++k)
-        parts[k]->end = k + 1 < parts.size() ? parts[k + 1]->start : fileSize;
-    for (auto& part : parts) {
-        LoadPart* p = part.get();
-        const qint64 size = fileSize;
-        p->worker = std::thread([p, fd, size, pieceSize, withDelimiter, honourQuotes] {
-            p->run(fd, size, pieceSize, withDelimiter, honourQuotes);
+    if (split->parts.empty())
+        return nullptr;
+    for (size_t k = 0; k < split->parts.size(); ++k)
+        split->parts[k]->end = k + 1 < split->parts.size() ? split->parts[k + 1]->start : fileSize;
+    const qint64 helpers = std::min<qint64>(std::max<qint64>(cores - 1, 1), static_cast<qint64>(split->parts.size()));
+    SplitLoad* s = split.get();
+    const qint64 size = fileSize;
+    for (qint64 h = 0; h < helpers; ++h) {
+        split->helpers.emplace_back([s, fd, size, pieceSize, withDelimiter, honourQuotes] {
+            s->help(fd, size, pieceSize, withDelimiter, honourQuotes);
         });
     }
-    return parts;
+    return split;
 }
 
-EditableDataContainer::PartOutcome EditableDataContainer::takePart(LoadPart& part)
+EditableDataContainer::PartOutcome EditableDataContainer::takePart(SplitLoad& split, LoadPart& part)
 {
     {
-        std::unique_lock<std::mutex> lock(part.mutex);
+        std::unique_lock<std::mutex> lock(split.mutex);
         while (!part.finished) {
             // The part reports its progress while the loader waits, and a cancel reaches it.
-            if (loadCanceled.load(std::memory_order_relaxed)) {
-                lock.unlock();
-                part.stop();
+            if (loadCanceled.load(std::memory_order_relaxed))
                 return PartOutcome::Canceled;
-            }
             lock.unlock();
             reportProgressIfDue(part.start + part.done.load(std::memory_order_relaxed), fileSize, 1);
             lock.lock();
-            part.changed.wait_for(lock, std::chrono::milliseconds(10));
+            split.changed.wait_for(lock, std::chrono::milliseconds(10));
         }
+        if (!part.usable)
+            return PartOutcome::Refused;
     }
-    part.worker.join();
     // A cancel is seen at row starts, and the part's start is one.
     if (loadCanceled.load(std::memory_order_relaxed))
         return PartOutcome::Canceled;
-    if (!part.usable)
-        return PartOutcome::Refused;
     rows.insert(rows.end(), std::make_move_iterator(part.table.rows.begin()),
                 std::make_move_iterator(part.table.rows.end()));
     part.table.rows.clear();
@@ -1643,19 +1696,20 @@ bool EditableDataContainer::runLoad(Machine& machine)
     const qint64 bufferSize = std::min(pieceSize, (remaining + 3) / 4 * 4);
 
     // A large file of single bytes is read in parts at once, on as many cores.
-    std::vector<std::unique_ptr<LoadPart>> parts;
+    std::unique_ptr<SplitLoad> split;
     if constexpr (std::is_same_v<Machine, ByteMachine>)
-        parts = startParts(file.handle(), bomOffset, bufferSize, machine.eventKeys.withDelimiter,
-                           machine.honoursQuotes);
-    const auto stopParts = [&parts] {
-        for (auto& part : parts)
-            part->stop();
+        split = startSplitLoad(file.handle(), bomOffset, bufferSize, machine.eventKeys.withDelimiter,
+                               machine.honoursQuotes);
+    const size_t partCount = split ? split->parts.size() : 0;
+    const auto stopParts = [&split] {
+        if (split)
+            split->stop();
     };
 
     // Large pieces are read a piece ahead on a thread of its own, so that copying the next
     // piece out of the file overlaps the reading of this one; the pieces are the same either
     // way. Below 64 KiB a piece costs less to read than to hand from one thread to the other.
-    const bool readAhead = bufferSize >= 65536 && file.handle() >= 0 && parts.empty();
+    const bool readAhead = bufferSize >= 65536 && file.handle() >= 0 && !split;
     ReadBuffer buffer(readAhead ? 0 : static_cast<size_t>(std::max<qint64>(bufferSize, 4) + kPiecePadding));
 
     qint64 position = bomOffset;
@@ -1663,7 +1717,7 @@ bool EditableDataContainer::runLoad(Machine& machine)
     bool fileEnded = false;
     while (!fileEnded) {
         // Up to the next part's start, or to the end.
-        const qint64 limit = nextPart < parts.size() ? parts[nextPart]->start : fileSize;
+        const qint64 limit = nextPart < partCount ? split->parts[nextPart]->start : fileSize;
         std::unique_ptr<PieceReader> reader;
         if (readAhead)
             reader = std::make_unique<PieceReader>(file.handle(), limit, bufferSize, kPiecePadding, position);
@@ -1673,7 +1727,7 @@ bool EditableDataContainer::runLoad(Machine& machine)
             qint64 got = 0;
             if (reader) {
                 got = reader->next(data);
-            } else if (parts.empty()) {
+            } else if (!split) {
                 while (got < wanted) {
                     const qint64 n = file.read(data + got, wanted - got);
                     if (n < 1)
@@ -1708,14 +1762,18 @@ bool EditableDataContainer::runLoad(Machine& machine)
             }
         }
         reader.reset();
-        if (fileEnded || position >= fileSize || nextPart >= parts.size())
+        if (fileEnded || position >= fileSize || nextPart >= partCount)
             break;
-        // At the next part's start: its rows are ours when we are between rows here.
-        LoadPart& part = *parts[nextPart++];
+        // At the next part's start: read on into it when no helper has taken it; else its rows
+        // are ours if we are between rows here.
+        const size_t k = nextPart++;
+        if (split->claimForLoader(k))
+            continue;
+        LoadPart& part = *split->parts[k];
         PartOutcome outcome = PartOutcome::Refused;
         if constexpr (std::is_same_v<Machine, ByteMachine>) {
             if (machine.atCleanRowStart())
-                outcome = takePart(part);
+                outcome = takePart(*split, part);
         }
         if (outcome == PartOutcome::Canceled) {
             stopParts();
@@ -1725,7 +1783,7 @@ bool EditableDataContainer::runLoad(Machine& machine)
         if (outcome == PartOutcome::Taken)
             position = part.end;
         else
-            part.stop(); // its bytes are read here
+            part.table.loadCanceled = true; // its bytes are read here
     }
     stopParts();
     machine.finish();

@@ -81,9 +81,9 @@ public:
     // 0 the best this one runs. For tests that hold the variants to each other.
     static void setInstructionSetForTesting(int level);
     // Large files of single bytes are read in parts at once; tests make parts of `partSize`
-    // bytes (up to 64 of them) in files of any size, or none with a negative size. 0 restores
-    // the default.
-    static void setSplitLoadForTesting(qint64 partSize);
+    // bytes (up to 64 of them) in files of any size, or none with a negative size, and may
+    // leave every part to the helpers. 0 restores the default.
+    static void setSplitLoadForTesting(qint64 partSize, bool helpersOnly = false);
     // How many parts loads have taken from their threads so far.
     static qint64 splitPartsTakenForTesting();
 
@@ -94,14 +94,16 @@ private:
     template <int BytesPerUnit>
     struct UnitMachine;
     struct LoadPart;
+    struct SplitLoad;
     enum class PartOutcome { Taken, Refused, Canceled };
     template <class Machine>
     bool runLoad(Machine& machine);
-    // The parts of the file from `from` on that threads read while the loader reads the first.
-    std::vector<std::unique_ptr<LoadPart>> startParts(int fd, qint64 from, qint64 pieceSize, bool withDelimiter,
-                                                      bool honourQuotes);
-    // Waits for the part and appends its rows, if it is usable.
-    PartOutcome takePart(LoadPart& part);
+    // The parts of the file from `from` on, and the helpers that read them while the loader
+    // reads from the front; null when the file is read in one go.
+    std::unique_ptr<SplitLoad> startSplitLoad(int fd, qint64 from, qint64 pieceSize, bool withDelimiter,
+                                              bool honourQuotes);
+    // Waits for a part that a helper took and appends its rows, if it is usable.
+    PartOutcome takePart(SplitLoad& split, LoadPart& part);
 
     // Cells of one line of the saved file: the row's cells, or the column's cells down the rows.
     void buildLine(std::vector<char>& out, int index, bool column, GetRowColMaskType maskType,

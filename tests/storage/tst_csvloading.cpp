@@ -560,7 +560,7 @@ private slots:
             // Read in parts at once, wherever the parts' starts fall: inside quotes, behind a
             // CR, in the middle of a cell.
             const int part = rng.bounded(20, 700);
-            EditableDataContainer::setSplitLoadForTesting(part);
+            EditableDataContainer::setSplitLoadForTesting(part, rng.bounded(0, 2) == 0);
             auto split = load(input, delimiter, standard, UTF_8);
             EditableDataContainer::setSplitLoadForTesting(0);
             QString why;
@@ -816,7 +816,7 @@ private slots:
         bytes += QByteArray(size - bytes.size(), 'y');
         QCOMPARE(bytes.size(), size);
 
-        EditableDataContainer::setSplitLoadForTesting(partSize);
+        EditableDataContainer::setSplitLoadForTesting(partSize, true);
         const qint64 takenBefore = EditableDataContainer::splitPartsTakenForTesting();
         EditableDataContainer c;
         QSignalSpy start(&c, &AbstractDataContainer::startProgressUpdateSignal);
@@ -883,13 +883,17 @@ private slots:
         auto whole = load(input, ',', ParsingStandard(standard), UTF_8);
         for (const char* size : partSizes) {
             const qint64 partSize = QByteArray(size).toLongLong();
-            EditableDataContainer::setSplitLoadForTesting(partSize);
+            EditableDataContainer::setSplitLoadForTesting(partSize, true);
             const qint64 takenBefore = EditableDataContainer::splitPartsTakenForTesting();
             auto split = load(input, ',', ParsingStandard(standard), UTF_8);
             const qint64 taken = EditableDataContainer::splitPartsTakenForTesting() - takenBefore;
             QString why;
             QVERIFY2(sameContainer(*split, *whole, UTF_8, &why), qPrintable(QStringLiteral("parts of %1: %2").arg(size, why)));
             QCOMPARE(taken, std::min<qint64>(input.size() / partSize, 64) - 1);
+            // With the loader reading the parts that no helper has taken yet.
+            EditableDataContainer::setSplitLoadForTesting(partSize, false);
+            auto shared = load(input, ',', ParsingStandard(standard), UTF_8);
+            QVERIFY2(sameContainer(*shared, *whole, UTF_8, &why), qPrintable(QStringLiteral("parts of %1, shared: %2").arg(size, why)));
         }
         // Parts that start inside quotes by every look: the loader arrives there inside a cell
         // and reads on itself.
@@ -897,7 +901,7 @@ private slots:
         while (quoted.size() < 20000)
             quoted += "x\ny,z\n";
         quoted += "\"\n2,end\n";
-        EditableDataContainer::setSplitLoadForTesting(2000);
+        EditableDataContainer::setSplitLoadForTesting(2000, true);
         const qint64 takenBefore = EditableDataContainer::splitPartsTakenForTesting();
         auto split = load(quoted, ',', RFC_4180, UTF_8);
         QCOMPARE(EditableDataContainer::splitPartsTakenForTesting(), takenBefore);
@@ -914,7 +918,7 @@ private slots:
         for (int row = 0; bytes.size() < AbstractDataContainer::kProgressThreshold; ++row)
             bytes += QByteArray::number(row) + ',' + QByteArray(3000, 'x') + ",\"quoted\nline feed\"\n";
         const int allRows = int(bytes.count('\n') / 2);
-        EditableDataContainer::setSplitLoadForTesting(qint64(6) << 20);
+        EditableDataContainer::setSplitLoadForTesting(qint64(6) << 20, true);
         EditableDataContainer c;
         QSignalSpy finished(&c, &AbstractDataContainer::loadFinishedSignal);
         int reports = 0;

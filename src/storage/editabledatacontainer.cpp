@@ -12,11 +12,11 @@
 #include <algorithm>
 #include <atomic>
 #include <bit>
+#include <condition_variable>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <mutex>
-#include <condition_variable>
 #include <thread>
 #include <type_traits>
 

@@ -1641,7 +1641,7 @@ EditableDataContainer::PartOutcome EditableDataContainer::takePart(SplitLoad& sp
         return PartOutcome::Canceled;
     rows.insert(rows.end(), std::make_move_iterator(part.table.rows.begin()),
                 std::make_move_iterator(part.table.rows.end()));
-    part.table.rows.clear();
+    decltype(rows)().swap(part.table.rows); // its list's memory goes now, not with the load's end
     numRowsLogical = static_cast<int>(rows.size());
     numColsLogical = std::max(numColsLogical, part.table.numColsLogical);
     s_splitPartsTaken.fetch_add(1, std::memory_order_relaxed);

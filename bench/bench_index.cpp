@@ -65,17 +65,15 @@ int runIndex(const QStringList& args)
     resetPeakRss();
     const qint64 baseline = currentRssBytes();
     auto c = std::make_unique<ReadOnlyDataContainer>();
-    for (int run = 0; run < repeats; ++run) {
-        limit = memchrNewlineCount(path);
+    // One index of the file; its time leaves out the progress handshake: files from 24 MiB on
+    // open with it, and its half-second pause lets the dialog appear, no work of the index.
+    const auto indexOnce = [&](const CycleCounter* counter, double& seconds, double& cycles) {
         c = std::make_unique<ReadOnlyDataContainer>();
         c->setFilepath(path);
         c->setDelimiter(options.delimiter, options.delimiter);
         c->setEncoding(options.encoding);
         c->setParsingStandard(RFC_4180);
-        // Files from 24 MiB on open with the progress handshake, whose half-second pause lets the
-        // dialog appear; it is no work of the index and is taken out of the figure.
         const Timer timer;
-        const CycleCounter counter;
         double handshakeStart = -1, handshakeEnd = -1;
         QObject::connect(c.get(), &AbstractDataContainer::startProgressUpdateSignal,
                          [&] { handshakeStart = timer.seconds(); });
@@ -84,10 +82,28 @@ int runIndex(const QStringList& args)
                 handshakeEnd = timer.seconds();
         });
         const bool ok = c->loadCSV();
-        const double cycles = counter.cycles();
+        cycles = counter ? counter->cycles() : 0;
         handshake = handshakeStart >= 0 && handshakeEnd >= 0 ? handshakeEnd - handshakeStart : 0;
-        const double seconds = timer.seconds() - handshake;
+        seconds = timer.seconds() - handshake;
+        return ok;
+    };
+    for (int run = 0; run < repeats; ++run) {
+        // The faster of two passes back to back, so that a slow spell doesn't make the limit easy.
+        limit = memchrNewlineCount(path);
+        const MemchrPass second = memchrNewlineCount(path);
+        if (second.seconds < limit.seconds)
+            limit = second;
+        // A cycle counter that follows the threads slows the read-ahead thread on a virtual
+        // machine, so the timed run counts nothing and a second run counts the cycles.
+        double seconds = 0;
+        double cycles = 0;
+        bool ok = indexOnce(nullptr, seconds, cycles);
         peak = std::max(peak, peakRssBytes());
+        if (ok) {
+            const CycleCounter counter;
+            double countedSeconds = 0;
+            ok = indexOnce(&counter, countedSeconds, cycles);
+        }
         if (!ok) {
             std::fprintf(stderr, "index: loadCSV failed\n");
             return 1;

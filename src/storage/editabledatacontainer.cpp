@@ -17,6 +17,7 @@
 #include <cstring>
 #include <memory>
 #include <mutex>
+#include <system_error>
 #include <thread>
 #include <type_traits>
 
@@ -1613,10 +1614,16 @@ EditableDataContainer::startSplitLoad(int fd, qint64 from, qint64 pieceSize, boo
     SplitLoad* s = split.get();
     const qint64 size = fileSize;
     for (qint64 h = 0; h < helpers; ++h) {
-        split->helpers.emplace_back([s, fd, size, pieceSize, withDelimiter, honourQuotes] {
-            s->help(fd, size, pieceSize, withDelimiter, honourQuotes);
-        });
+        try {
+            split->helpers.emplace_back([s, fd, size, pieceSize, withDelimiter, honourQuotes] {
+                s->help(fd, size, pieceSize, withDelimiter, honourQuotes);
+            });
+        } catch (const std::system_error&) {
+            break; // the system has no thread to spare: fewer helpers, or none
+        }
     }
+    if (split->helpers.empty())
+        return nullptr;
     return split;
 }
 

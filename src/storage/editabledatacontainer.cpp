@@ -622,6 +622,9 @@ struct EditableDataContainer::ByteMachine {
     // True between rows, with nothing of the next one read: reading on from here is reading a
     // file that starts here.
     bool atCleanRowStart() const { return state == ParseState::RowStart && !skipLineFeed; }
+    // What the machine was made with, for the machines that read parts of the same file.
+    bool delimited() const { return eventKeys.withDelimiter; }
+    bool quoted() const { return honoursQuotes; }
 
     // Returns false when the load was cancelled at a row start. The piece is padded as
     // PieceCursor::reset() says.
@@ -801,6 +804,11 @@ struct EditableDataContainer::UnitMachine {
         state = ParseState::RowStart;
         skipLineFeed = cls == CarriageReturn;
     }
+
+    // As ByteMachine's.
+    bool atCleanRowStart() const { return state == ParseState::RowStart && !skipLineFeed; }
+    bool delimited() const { return withDelimiter; }
+    bool quoted() const { return honourQuotes; }
 
     void storeQuoted()
     {
@@ -1403,32 +1411,51 @@ std::atomic<qint64> s_splitPartSizeForTesting{0};
 std::atomic<qint64> s_splitPartsTaken{0};
 std::atomic<bool> s_splitHelpersOnlyForTesting{false};
 
-// Where a row starts in `text`, by its look alone: the offset behind the first line feed that
-// lies outside quotes, or -1. Whether the text starts inside quotes isn't known; the first quote
-// whose neighbours tell which side it is on settles it: a quote between a separator and an
-// ordinary byte opens a cell, one between an ordinary byte and a separator closes one. Without
-// such a quote the text is taken to start outside. The guess may be wrong (the bytes can
-// mislead): the loader checks it before it takes what was read from it.
-qint64 guessRowStart(const char* text, qint64 length, char delimiter, bool withDelimiter, bool quotes)
+// The characters that decide where rows start, as units of the file's encoding.
+template <class Unit>
+struct RowStartKeys {
+    Unit delimiter = 0;
+    Unit lf = 0;
+    Unit cr = 0;
+    Unit rs = 0;
+    Unit quote = 0;
+    bool withDelimiter = true;
+    bool quotes = true; // quotes are honoured (never when the delimiter is a quote itself)
+};
+
+// Where a row starts in `text` (`length` bytes of whole units), by its look alone: the byte offset
+// behind the first line feed that lies outside quotes, or -1. Whether the text starts inside
+// quotes isn't known; the first quote whose neighbours tell which side it is on settles it: a
+// quote between a separator and an ordinary character opens a cell, one between an ordinary
+// character and a separator closes one. Without such a quote the text is taken to start outside.
+// The guess may be wrong (the text can mislead): the loader checks it before it takes what was
+// read from it.
+template <class Unit>
+qint64 guessRowStart(const char* text, qint64 length, const RowStartKeys<Unit>& keys)
 {
-    const auto separator = [&](char ch) {
-        return (withDelimiter && ch == delimiter) || ch == KeyChars::LF || ch == KeyChars::CR ||
-               ch == KeyChars::RecordSeparator;
+    const qint64 units = length / static_cast<qint64>(sizeof(Unit));
+    const auto at = [text](qint64 i) {
+        Unit u;
+        std::memcpy(&u, text + i * static_cast<qint64>(sizeof(Unit)), sizeof(Unit));
+        return u;
+    };
+    const auto separator = [&keys](Unit u) {
+        return (keys.withDelimiter && u == keys.delimiter) || u == keys.lf || u == keys.cr || u == keys.rs;
     };
     bool inside = false;
-    if (quotes) {
+    if (keys.quotes) {
         bool flipped = false; // an odd count of quotes so far
-        for (qint64 i = 0; i + 1 < length; ++i) {
-            if (text[i] != KeyChars::Quote)
+        for (qint64 i = 0; i + 1 < units; ++i) {
+            if (at(i) != keys.quote)
                 continue;
             if (i == 0) {
                 flipped = true; // its neighbour in front is unknown
                 continue;
             }
-            const char before = text[i - 1];
-            const char after = text[i + 1];
-            const bool ordinaryBefore = !separator(before) && before != KeyChars::Quote;
-            const bool ordinaryAfter = !separator(after) && after != KeyChars::Quote;
+            const Unit before = at(i - 1);
+            const Unit after = at(i + 1);
+            const bool ordinaryBefore = !separator(before) && before != keys.quote;
+            const bool ordinaryAfter = !separator(after) && after != keys.quote;
             if (separator(before) && ordinaryAfter) {
                 inside = flipped; // outside right before this quote
                 break;
@@ -1440,13 +1467,39 @@ qint64 guessRowStart(const char* text, qint64 length, char delimiter, bool withD
             flipped = !flipped;
         }
     }
-    for (qint64 i = 0; i < length; ++i) {
-        if (quotes && text[i] == KeyChars::Quote)
+    const bool lineFeedEndsRows = !(keys.withDelimiter && keys.delimiter == keys.lf);
+    for (qint64 i = 0; i < units; ++i) {
+        const Unit u = at(i);
+        if (keys.quotes && u == keys.quote)
             inside = !inside;
-        else if (text[i] == KeyChars::LF && !inside && !(withDelimiter && delimiter == KeyChars::LF))
-            return i + 1;
+        else if (u == keys.lf && !inside && lineFeedEndsRows)
+            return (i + 1) * static_cast<qint64>(sizeof(Unit));
     }
     return -1;
+}
+
+// The keys of a single-byte file are its bytes; those of a wider one come as byte sequences.
+template <class Unit>
+qint64 guessRowStartIn(const char* text, qint64 length, char delimiter,
+                       const AbstractDataContainer::KeyCharVecs& vecs, bool withDelimiter, bool honourQuotes)
+{
+    const auto unitOf = [](const std::vector<char>& bytes, char single) {
+        Unit u = 0;
+        if constexpr (sizeof(Unit) == 1)
+            u = static_cast<Unit>(single);
+        else if (bytes.size() == sizeof(Unit))
+            std::memcpy(&u, bytes.data(), sizeof(Unit));
+        return u;
+    };
+    RowStartKeys<Unit> keys;
+    keys.delimiter = unitOf(vecs.delimiter, delimiter);
+    keys.lf = unitOf(vecs.lf, KeyChars::LF);
+    keys.cr = unitOf(vecs.cr, KeyChars::CR);
+    keys.rs = unitOf(vecs.recordSeparator, KeyChars::RecordSeparator);
+    keys.quote = unitOf(vecs.quote, KeyChars::Quote);
+    keys.withDelimiter = withDelimiter;
+    keys.quotes = withDelimiter && honourQuotes && keys.delimiter != keys.quote;
+    return guessRowStart(text, length, keys);
 }
 
 } // namespace
@@ -1468,22 +1521,31 @@ struct EditableDataContainer::LoadPart {
     bool finished = false; // a helper has read it, or given up on it
     bool usable = false;   // read whole and ended between rows
 
-    // Reads the part; true when it is usable.
+    // Reads the part with a machine of the loader's kind; true when it is usable.
+    template <class Machine>
     bool read(int fd, qint64 fileSize, qint64 pieceSize, bool withDelimiter, bool honourQuotes, RowArena& arena)
     {
         try {
-            ByteMachine machine(table, withDelimiter, honourQuotes);
+            Machine machine(table, withDelimiter, honourQuotes);
             machine.sink.arena = &arena;
             machine.sink.useArena = end - start >= static_cast<qint64>(RowArena::kChunkSize);
             table.rows.reserve(static_cast<size_t>((end - start) / 64));
+            const int unit = table.bytesPerChar;
             ReadBuffer buffer(static_cast<size_t>(pieceSize + kPiecePadding));
             for (qint64 position = start; position < end;) {
                 const qint64 wanted = std::min(pieceSize, end - position);
                 const qint64 got = PieceReader::readFully(fd, buffer.get(), position, wanted);
                 if (got < wanted)
                     return false; // the file is shorter than it was: the loader finds out itself
-                std::memset(buffer.get() + got, 0, kPiecePadding);
-                if (!machine.feed(buffer.get(), got, position))
+                qint64 length = got;
+                if (unit > 1 && length % unit != 0) {
+                    // The file's last, incomplete character is completed with zero bytes.
+                    const qint64 whole = (length + unit - 1) / unit * unit;
+                    std::memset(buffer.get() + length, 0, static_cast<size_t>(whole - length));
+                    length = whole;
+                }
+                std::memset(buffer.get() + length, 0, kPiecePadding);
+                if (!machine.feed(buffer.get(), length, position / unit))
                     return false;
                 position += got;
                 done.store(position - start, std::memory_order_relaxed);
@@ -1526,6 +1588,7 @@ struct EditableDataContainer::SplitLoad {
         }
     }
 
+    template <class Machine>
     void help(int fd, qint64 fileSize, qint64 pieceSize, bool withDelimiter, bool honourQuotes)
     {
         RowArena arena; // one for all the parts this helper reads
@@ -1545,7 +1608,7 @@ struct EditableDataContainer::SplitLoad {
                 if (!part)
                     return;
             }
-            const bool usable = part->read(fd, fileSize, pieceSize, withDelimiter, honourQuotes, arena);
+            const bool usable = part->template read<Machine>(fd, fileSize, pieceSize, withDelimiter, honourQuotes, arena);
             {
                 std::lock_guard<std::mutex> lock(mutex);
                 part->usable = usable;
@@ -1574,9 +1637,11 @@ void EditableDataContainer::setSplitLoadForTesting(qint64 partSize, bool helpers
 
 qint64 EditableDataContainer::splitPartsTakenForTesting() { return s_splitPartsTaken.load(); }
 
+template <class Machine>
 std::unique_ptr<EditableDataContainer::SplitLoad>
 EditableDataContainer::startSplitLoad(int fd, qint64 from, qint64 pieceSize, bool withDelimiter, bool honourQuotes)
 {
+    const qint64 unit = bytesPerChar;
     const qint64 forcedSize = s_splitPartSizeForTesting.load();
     const qint64 length = fileSize - from;
     const qint64 cores = std::max(1u, std::thread::hardware_concurrency());
@@ -1589,14 +1654,18 @@ EditableDataContainer::startSplitLoad(int fd, qint64 from, qint64 pieceSize, boo
         return nullptr;
     auto split = std::make_unique<SplitLoad>();
     split->helpersOnly = s_splitHelpersOnlyForTesting.load();
-    const qint64 probeSize = std::min(kSplitProbe, length / count);
+    // Parts start on whole characters, counted from the table's start.
+    const qint64 probeSize = std::min(kSplitProbe, length / count) / unit * unit;
     std::vector<char> probe(static_cast<size_t>(probeSize));
-    const bool quotes = withDelimiter && honourQuotes && delimiter != KeyChars::Quote;
+    const KeyCharVecs keys = setKeyCharVecs();
     qint64 previous = from;
     for (qint64 k = 1; k < count; ++k) {
-        const qint64 nominal = std::max(from + length / count * k, previous + 1);
+        const qint64 nominal = std::max(from + length / count * k / unit * unit, previous + unit);
         const qint64 got = PieceReader::readFully(fd, probe.data(), nominal, std::min(probeSize, fileSize - nominal));
-        const qint64 offset = guessRowStart(probe.data(), got, delimiter, withDelimiter, quotes);
+        const qint64 offset =
+            unit == 1   ? guessRowStartIn<unsigned char>(probe.data(), got, delimiter, keys, withDelimiter, honourQuotes)
+            : unit == 2 ? guessRowStartIn<quint16>(probe.data(), got, delimiter, keys, withDelimiter, honourQuotes)
+                        : guessRowStartIn<quint32>(probe.data(), got, delimiter, keys, withDelimiter, honourQuotes);
         if (offset < 0 || nominal + offset >= fileSize)
             continue;
         auto part = std::make_unique<LoadPart>();
@@ -1604,6 +1673,7 @@ EditableDataContainer::startSplitLoad(int fd, qint64 from, qint64 pieceSize, boo
         previous = part->start;
         part->table.setDelimiter(delimiter, saveDelimiter);
         part->table.setParsingStandard(parsingStandard);
+        part->table.setEncoding(encoding);
         split->parts.push_back(std::move(part));
     }
     if (split->parts.empty())
@@ -1616,7 +1686,7 @@ EditableDataContainer::startSplitLoad(int fd, qint64 from, qint64 pieceSize, boo
     for (qint64 h = 0; h < helpers; ++h) {
         try {
             split->helpers.emplace_back([s, fd, size, pieceSize, withDelimiter, honourQuotes] {
-                s->help(fd, size, pieceSize, withDelimiter, honourQuotes);
+                s->template help<Machine>(fd, size, pieceSize, withDelimiter, honourQuotes);
             });
         } catch (const std::system_error&) {
             break; // the system has no thread to spare: fewer helpers, or none
@@ -1636,7 +1706,8 @@ EditableDataContainer::PartOutcome EditableDataContainer::takePart(SplitLoad& sp
             if (loadCanceled.load(std::memory_order_relaxed))
                 return PartOutcome::Canceled;
             lock.unlock();
-            reportProgressIfDue(part.start + part.done.load(std::memory_order_relaxed), fileSize, 1);
+            reportProgressIfDue((part.start + part.done.load(std::memory_order_relaxed)) / bytesPerChar, fileSize,
+                                bytesPerChar);
             lock.lock();
             split.changed.wait_for(lock, std::chrono::milliseconds(10));
         }
@@ -1654,8 +1725,9 @@ EditableDataContainer::PartOutcome EditableDataContainer::takePart(SplitLoad& sp
     s_splitPartsTaken.fetch_add(1, std::memory_order_relaxed);
     // The reports the part's rows would have made, one a mark, at most up to its last byte,
     // where its last row started at the latest.
-    while (fileSize >= kProgressThreshold && part.end - 1 > nextProgressMark)
-        reportProgressIfDue(part.end - 1, fileSize, 1);
+    const qint64 lastCharacter = (part.end - 1) / bytesPerChar;
+    while (fileSize >= kProgressThreshold && lastCharacter > nextProgressMark)
+        reportProgressIfDue(lastCharacter, fileSize, bytesPerChar);
     return PartOutcome::Taken;
 }
 
@@ -1702,11 +1774,9 @@ bool EditableDataContainer::runLoad(Machine& machine)
     const qint64 remaining = fileSize - bomOffset;
     const qint64 bufferSize = std::min(pieceSize, (remaining + 3) / 4 * 4);
 
-    // A large file of single bytes is read in parts at once, on as many cores.
-    std::unique_ptr<SplitLoad> split;
-    if constexpr (std::is_same_v<Machine, ByteMachine>)
-        split = startSplitLoad(file.handle(), bomOffset, bufferSize, machine.eventKeys.withDelimiter,
-                               machine.honoursQuotes);
+    // A large file is read in parts at once, on as many cores.
+    std::unique_ptr<SplitLoad> split =
+        startSplitLoad<Machine>(file.handle(), bomOffset, bufferSize, machine.delimited(), machine.quoted());
     const size_t partCount = split ? split->parts.size() : 0;
     const auto stopParts = [&split] {
         if (split)
@@ -1777,11 +1847,7 @@ bool EditableDataContainer::runLoad(Machine& machine)
         if (split->claimForLoader(k))
             continue;
         LoadPart& part = *split->parts[k];
-        PartOutcome outcome = PartOutcome::Refused;
-        if constexpr (std::is_same_v<Machine, ByteMachine>) {
-            if (machine.atCleanRowStart())
-                outcome = takePart(*split, part);
-        }
+        const PartOutcome outcome = machine.atCleanRowStart() ? takePart(*split, part) : PartOutcome::Refused;
         if (outcome == PartOutcome::Canceled) {
             stopParts();
             file.close();

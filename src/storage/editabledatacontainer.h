@@ -80,7 +80,7 @@ public:
     // The instructions of the single-byte loader's scan: 1 the plain ones every processor has,
     // 0 the best this one runs. For tests that hold the variants to each other.
     static void setInstructionSetForTesting(int level);
-    // Large files of single bytes are read in parts at once; tests make parts of `partSize`
+    // Large files are read in parts at once; tests make parts of `partSize`
     // bytes (up to 64 of them) in files of any size, or none with a negative size, and may
     // leave every part to the helpers. 0 restores the default.
     static void setSplitLoadForTesting(qint64 partSize, bool helpersOnly = false);
@@ -100,6 +100,7 @@ private:
     bool runLoad(Machine& machine);
     // The parts of the file from `from` on, and the helpers that read them while the loader
     // reads from the front; null when the file is read in one go.
+    template <class Machine>
     std::unique_ptr<SplitLoad> startSplitLoad(int fd, qint64 from, qint64 pieceSize, bool withDelimiter,
                                               bool honourQuotes);
     // Waits for a part that a helper took and appends its rows, if it is usable.

@@ -252,6 +252,28 @@ private:
         return true;
     }
 
+    // Two loads of the same file: the same physical rows, cell for cell, byte for byte.
+    static bool sameTables(EditableDataContainer& a, EditableDataContainer& b, QString* why)
+    {
+        if (a.numRows() != b.numRows() || a.numCols() != b.numCols() || a.numRowsPhysical() != b.numRowsPhysical()) {
+            *why = QStringLiteral("size %1x%2 vs %3x%4").arg(a.numRows()).arg(a.numCols()).arg(b.numRows()).arg(b.numCols());
+            return false;
+        }
+        for (int r = 0; r < a.numRowsPhysical(); ++r) {
+            if (a.numCellsStored(r) != b.numCellsStored(r)) {
+                *why = QStringLiteral("row %1 stores %2 vs %3 cells").arg(r).arg(a.numCellsStored(r)).arg(b.numCellsStored(r));
+                return false;
+            }
+            for (int col = 0; col < a.numCellsStored(r); ++col) {
+                if (a.cellView(r, col) != b.cellView(r, col)) {
+                    *why = QStringLiteral("cell %1, %2 differs").arg(r).arg(col);
+                    return false;
+                }
+            }
+        }
+        return true;
+    }
+
 private slots:
     void initTestCase()
     {
@@ -450,6 +472,14 @@ private slots:
             QVERIFY2(sameContainer(*fast, reference, enc, &why),
                      qPrintable(QStringLiteral("input %1, standard %2: %3")
                                     .arg(describe(input), QString::number(standard), why)));
+            // In parts of a few bytes, which may start in the middle of a character.
+            const int part = rng.bounded(1, 12);
+            EditableDataContainer::setSplitLoadForTesting(part, rng.bounded(0, 2) == 0);
+            auto split = load(widen(input, enc), delimiter, standard, enc);
+            EditableDataContainer::setSplitLoadForTesting(0);
+            QVERIFY2(sameContainer(*split, reference, enc, &why),
+                     qPrintable(QStringLiteral("input %1, standard %2, parts of %3: %4")
+                                    .arg(describe(input), QString::number(standard), QString::number(part), why)));
         }
     }
 
@@ -793,12 +823,13 @@ private slots:
         QTest::addColumn<qint64>("size");
         QTest::addColumn<bool>("reports");
         QTest::addColumn<qint64>("partSize"); // read in parts at once, or by one reader (-1)
-        QTest::newRow("one byte below") << AbstractDataContainer::kProgressThreshold - 1 << false << qint64(-1);
-        QTest::newRow("at the threshold") << AbstractDataContainer::kProgressThreshold << true << qint64(-1);
-        QTest::newRow("one byte below, in parts") << AbstractDataContainer::kProgressThreshold - 1 << false
-                                                  << qint64(5000000);
-        QTest::newRow("at the threshold, in parts") << AbstractDataContainer::kProgressThreshold << true
-                                                    << qint64(5000000);
+        QTest::addColumn<int>("encoding");
+        const qint64 threshold = AbstractDataContainer::kProgressThreshold;
+        QTest::newRow("one byte below") << threshold - 1 << false << qint64(-1) << int(UTF_8);
+        QTest::newRow("at the threshold") << threshold << true << qint64(-1) << int(UTF_8);
+        QTest::newRow("one byte below, in parts") << threshold - 1 << false << qint64(5000000) << int(UTF_8);
+        QTest::newRow("at the threshold, in parts") << threshold << true << qint64(5000000) << int(UTF_8);
+        QTest::newRow("at the threshold, UTF-16LE in parts") << threshold << true << qint64(5000000) << int(UTF_16LE);
     }
 
     void progressThreshold()
@@ -806,24 +837,30 @@ private slots:
         QFETCH(qint64, size);
         QFETCH(bool, reports);
         QFETCH(qint64, partSize);
+        QFETCH(int, encoding);
+        const EncodingType enc = EncodingType(encoding);
+        const qint64 width = Utilities::numBytesPerChar(enc);
+        const qint64 characters = size / width;
         // Long lines keep the cell count small.
         QByteArray line(4095, 'x');
         line += '\n';
-        QByteArray bytes;
-        bytes.reserve(size);
-        while (bytes.size() + line.size() <= size)
-            bytes += line;
-        bytes += QByteArray(size - bytes.size(), 'y');
+        QByteArray text;
+        text.reserve(characters);
+        while (text.size() + line.size() <= characters)
+            text += line;
+        text += QByteArray(characters - text.size(), 'y');
+        const QByteArray bytes = widen(text, enc);
         QCOMPARE(bytes.size(), size);
 
         EditableDataContainer::setSplitLoadForTesting(partSize, true);
         const qint64 takenBefore = EditableDataContainer::splitPartsTakenForTesting();
         EditableDataContainer c;
+        c.setEncoding(enc);
         QSignalSpy start(&c, &AbstractDataContainer::startProgressUpdateSignal);
         QSignalSpy progress(&c, &AbstractDataContainer::loadProgressUpdateSignal);
         c.setFilepath(writeFile(bytes));
         QVERIFY(c.loadCSV());
-        QCOMPARE(c.numRows(), int(size / line.size()) + (size % line.size() ? 1 : 0));
+        QCOMPARE(c.numRows(), int(characters / line.size()) + (characters % line.size() ? 1 : 0));
         QCOMPARE(EditableDataContainer::splitPartsTakenForTesting() - takenBefore, partSize > 0 ? size / partSize - 1 : 0);
         if (!reports) {
             QCOMPARE(start.count(), 0);
@@ -836,6 +873,7 @@ private slots:
         QCOMPARE(progress.at(0).at(0).toInt(), 0);
         QCOMPARE(progress.at(0).at(1).toInt(), int((size >> 23) + 1));
         QCOMPARE(progress.at(0).at(2).toInt(), int(size >> 20));
+        QCOMPARE(progress.at(1).at(0).toInt(), 1);
         QCOMPARE(progress.at(2).at(0).toInt(), 2);
     }
 
@@ -846,15 +884,20 @@ private slots:
     {
         QTest::addColumn<QByteArray>("lineEnd");
         QTest::addColumn<int>("standard");
-        QTest::newRow("LF, RFC 4180") << QByteArray("\n") << int(RFC_4180);
-        QTest::newRow("CR LF, RFC 4180") << QByteArray("\r\n") << int(RFC_4180);
-        QTest::newRow("LF, delimiter only") << QByteArray("\n") << int(DELIMITER_ONLY);
+        QTest::addColumn<int>("encoding");
+        QTest::newRow("LF, RFC 4180") << QByteArray("\n") << int(RFC_4180) << int(UTF_8);
+        QTest::newRow("CR LF, RFC 4180") << QByteArray("\r\n") << int(RFC_4180) << int(UTF_8);
+        QTest::newRow("LF, delimiter only") << QByteArray("\n") << int(DELIMITER_ONLY) << int(UTF_8);
+        QTest::newRow("CR LF, RFC 4180, UTF-16LE") << QByteArray("\r\n") << int(RFC_4180) << int(UTF_16LE);
+        QTest::newRow("LF, RFC 4180, UTF-32BE") << QByteArray("\n") << int(RFC_4180) << int(UTF_32BE);
     }
 
     void splitLoadTakesItsParts()
     {
         QFETCH(QByteArray, lineEnd);
         QFETCH(int, standard);
+        QFETCH(int, encoding);
+        const EncodingType enc = EncodingType(encoding);
         QRandomGenerator rng(99);
         QByteArray input;
         for (int row = 0; input.size() < 300000; ++row) {
@@ -879,22 +922,25 @@ private slots:
             }
             input += lineEnd;
         }
+        input = widen(input, enc);
         const char* const partSizes[] = {"10000", "4099", "65536"};
-        auto whole = load(input, ',', ParsingStandard(standard), UTF_8);
+        auto whole = load(input, ',', ParsingStandard(standard), enc);
         for (const char* size : partSizes) {
             const qint64 partSize = QByteArray(size).toLongLong();
             EditableDataContainer::setSplitLoadForTesting(partSize, true);
             const qint64 takenBefore = EditableDataContainer::splitPartsTakenForTesting();
-            auto split = load(input, ',', ParsingStandard(standard), UTF_8);
+            auto split = load(input, ',', ParsingStandard(standard), enc);
             const qint64 taken = EditableDataContainer::splitPartsTakenForTesting() - takenBefore;
             QString why;
-            QVERIFY2(sameContainer(*split, *whole, UTF_8, &why), qPrintable(QStringLiteral("parts of %1: %2").arg(size, why)));
+            QVERIFY2(sameTables(*split, *whole, &why), qPrintable(QStringLiteral("parts of %1: %2").arg(size, why)));
             QCOMPARE(taken, std::min<qint64>(input.size() / partSize, 64) - 1);
             // With the loader reading the parts that no helper has taken yet.
             EditableDataContainer::setSplitLoadForTesting(partSize, false);
-            auto shared = load(input, ',', ParsingStandard(standard), UTF_8);
-            QVERIFY2(sameContainer(*shared, *whole, UTF_8, &why), qPrintable(QStringLiteral("parts of %1, shared: %2").arg(size, why)));
+            auto shared = load(input, ',', ParsingStandard(standard), enc);
+            QVERIFY2(sameTables(*shared, *whole, &why), qPrintable(QStringLiteral("parts of %1, shared: %2").arg(size, why)));
         }
+        if (enc != UTF_8)
+            return;
         // Parts that start inside quotes by every look: the loader arrives there inside a cell
         // and reads on itself.
         QByteArray quoted = "id,text\n1,\"";

@@ -41,6 +41,21 @@ struct ReadBuffer {
     char* get() const { return memory.get(); }
 };
 
+// Readies `got` bytes just read for the machines: a last, incomplete character (only the file's
+// last one can be) is completed with zero bytes, and the padding behind it is zeroed. Returns the
+// piece's length in whole characters.
+qint64 completePiece(char* data, qint64 got, int unit)
+{
+    qint64 length = got;
+    if (unit > 1 && length % unit != 0) {
+        const qint64 whole = (length + unit - 1) / unit * unit;
+        std::memset(data + length, 0, static_cast<size_t>(whole - length));
+        length = whole;
+    }
+    std::memset(data + length, 0, kPiecePadding);
+    return length;
+}
+
 // Class of a byte (or unit) as the reader sees it. A quote only counts at a cell's start and
 // inside quotes; in a plain cell it is an ordinary byte.
 enum ByteClass : unsigned char {
@@ -1537,14 +1552,7 @@ struct EditableDataContainer::LoadPart {
                 const qint64 got = PieceReader::readFully(fd, buffer.get(), position, wanted);
                 if (got < wanted)
                     return false; // the file is shorter than it was: the loader finds out itself
-                qint64 length = got;
-                if (unit > 1 && length % unit != 0) {
-                    // The file's last, incomplete character is completed with zero bytes.
-                    const qint64 whole = (length + unit - 1) / unit * unit;
-                    std::memset(buffer.get() + length, 0, static_cast<size_t>(whole - length));
-                    length = whole;
-                }
-                std::memset(buffer.get() + length, 0, kPiecePadding);
+                const qint64 length = completePiece(buffer.get(), got, unit);
                 if (!machine.feed(buffer.get(), length, position / unit))
                     return false;
                 position += got;
@@ -1818,14 +1826,7 @@ bool EditableDataContainer::runLoad(Machine& machine)
                 fileEnded = true;
                 break;
             }
-            qint64 length = got;
-            if (unit > 1 && length % unit != 0) {
-                // A last, incomplete character is completed with zero bytes.
-                const qint64 whole = (length + unit - 1) / unit * unit;
-                std::memset(data + length, 0, static_cast<size_t>(whole - length));
-                length = whole;
-            }
-            std::memset(data + length, 0, kPiecePadding);
+            const qint64 length = completePiece(data, got, unit);
             if (!machine.feed(data, length, position / unit)) {
                 reader.reset(); // it reads from the file's descriptor until it has stopped
                 stopParts();

@@ -5,6 +5,7 @@ cd "$(dirname "$0")"
 source scripts/setup.sh
 orvane_install_missing
 orvane_ccache_env
+orvane_check_format
 
 preset="${ORVANE_PRESET:-release}"
 cmake --preset "$preset" -DORVANE_WERROR=ON >/dev/null

@@ -25,9 +25,12 @@ namespace {
 using BenchUtil::Figure;
 
 int runEdit(const QStringList& args) {
-    const int side = static_cast<int>(std::clamp<qint64>(BenchUtil::optionInt(args, QStringLiteral("--side"), 1000), 1, 10000));
-    const unsigned seed = static_cast<unsigned>(BenchUtil::optionInt(args, QStringLiteral("--seed"), 20261122));
-    const qint64 cellMiB = std::clamp<qint64>(BenchUtil::optionInt(args, QStringLiteral("--cell-mb"), 10), 0, 512);
+    const int side = static_cast<int>(
+        std::clamp<qint64>(BenchUtil::optionInt(args, QStringLiteral("--side"), 1000), 1, 10000));
+    const unsigned seed =
+        static_cast<unsigned>(BenchUtil::optionInt(args, QStringLiteral("--seed"), 20261122));
+    const qint64 cellMiB =
+        std::clamp<qint64>(BenchUtil::optionInt(args, QStringLiteral("--cell-mb"), 10), 0, 512);
 
     // A side x side table of short mixed cells.
     BenchUtil::ScratchFile scratch(QStringLiteral("edit"));
@@ -45,10 +48,18 @@ int runEdit(const QStringList& args) {
                 if (c)
                     line += ',';
                 switch (rng() % 4) {
-                case 0: line += QByteArray::number(static_cast<int>(rng() % 100000)); break;
-                case 1: line += "word"; line += QByteArray::number(static_cast<int>(rng() % 100)); break;
-                case 2: break;
-                default: line += QByteArray::number(static_cast<double>(rng() % 10000) / 7.0, 'f', 3); break;
+                case 0:
+                    line += QByteArray::number(static_cast<int>(rng() % 100000));
+                    break;
+                case 1:
+                    line += "word";
+                    line += QByteArray::number(static_cast<int>(rng() % 100));
+                    break;
+                case 2:
+                    break;
+                default:
+                    line += QByteArray::number(static_cast<double>(rng() % 10000) / 7.0, 'f', 3);
+                    break;
                 }
             }
             line += '\n';
@@ -69,8 +80,8 @@ int runEdit(const QStringList& args) {
     double limitSeconds = 0;
     {
         TableModel plain(false);
-        plain.loadCSV(scratch.path(), false, TableData::Editable, QStringLiteral(","), QStringLiteral(","), UTF_8,
-                      RFC_4180);
+        plain.loadCSV(scratch.path(), false, TableData::Editable, QStringLiteral(","), QStringLiteral(","),
+                      UTF_8, RFC_4180);
         TableData& data = plain.getTableData();
         BenchUtil::Timer timer;
         qint64 sink = 0;
@@ -100,7 +111,8 @@ int runEdit(const QStringList& args) {
     // to the system before each reading, and the caller's list of new values is gone by then.
     malloc_trim(0);
     const qint64 rssBefore = BenchUtil::currentRssBytes();
-    block.tableValues.assign(static_cast<std::size_t>(side), std::vector<QVariant>(static_cast<std::size_t>(side), QString()));
+    block.tableValues.assign(static_cast<std::size_t>(side),
+                             std::vector<QVariant>(static_cast<std::size_t>(side), QString()));
     BenchUtil::Timer buildTimer;
     auto* command = new SetModelDataCommand(&model, RangeVector{block});
     const double buildSeconds = buildTimer.seconds();
@@ -124,8 +136,8 @@ int runEdit(const QStringList& args) {
 
     std::vector<Figure> figures;
     figures.push_back({"edit", "cells", double(cells), "cells", 0, ""});
-    figures.push_back({"edit", "delete build+push", (buildSeconds + pushSeconds) * 1000, "ms", limitSeconds * 1000,
-                       "read+write each cell via TableData"});
+    figures.push_back({"edit", "delete build+push", (buildSeconds + pushSeconds) * 1000, "ms",
+                       limitSeconds * 1000, "read+write each cell via TableData"});
     figures.push_back({"edit", "delete build (old values)", buildSeconds * 1000, "ms", 0, ""});
     figures.push_back({"edit", "undo", undoSeconds * 1000, "ms", limitSeconds * 1000,
                        "read+write each cell via TableData"});
@@ -143,10 +155,11 @@ int runEdit(const QStringList& args) {
     return 0;
 }
 
-BenchRegistration reg("edit",
-                      "edit [--side N] [--seed S] [--cell-mb M]: delete of an N x N selected block (default "
-                      "1000 x 1000) as one undo command, its undo and redo, and the command's memory; then a cell "
-                      "of M MiB (default 10, 0 for none) becoming the main cell with the editor pane shown",
-                      &runEdit, true);
+BenchRegistration
+    reg("edit",
+        "edit [--side N] [--seed S] [--cell-mb M]: delete of an N x N selected block (default "
+        "1000 x 1000) as one undo command, its undo and redo, and the command's memory; then a cell "
+        "of M MiB (default 10, 0 for none) becoming the main cell with the editor pane shown",
+        &runEdit, true);
 
 } // namespace

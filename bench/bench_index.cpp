@@ -21,17 +21,16 @@ namespace {
 constexpr int kScreenRows = 50;
 constexpr int kScreenCols = 20;
 
-double percentile(std::vector<double> samples, double p)
-{
+double percentile(std::vector<double> samples, double p) {
     if (samples.empty())
         return 0;
     std::sort(samples.begin(), samples.end());
-    const size_t at = std::min(samples.size() - 1, static_cast<size_t>(p * static_cast<double>(samples.size())));
+    const size_t at =
+        std::min(samples.size() - 1, static_cast<size_t>(p * static_cast<double>(samples.size())));
     return samples[at];
 }
 
-int runIndex(const QStringList& args)
-{
+int runIndex(const QStringList& args) {
     DataGenOptions options;
     options.sizeBytes = optionInt(args, QStringLiteral("--size-mb"), 100) << 20;
     options.seed = static_cast<quint64>(optionInt(args, QStringLiteral("--seed"), 1));
@@ -119,12 +118,15 @@ int runIndex(const QStringList& args)
     const ReadOnlyDataContainer& index = *c;
     const qint64 rows = index.numRows();
     const qint64 cols = index.numCols();
-    const double indexBytes = static_cast<double>(index.getStrips().size() * sizeof(ReadOnlyDataContainer::Strip));
+    const double indexBytes =
+        static_cast<double>(index.getStrips().size() * sizeof(ReadOnlyDataContainer::Strip));
     const double cells = static_cast<double>(std::max<qint64>(1, rows * cols));
 
     // Random cells and screens, as a table view asks for them: every visible cell read anew.
     std::mt19937_64 random(options.seed);
-    auto pick = [&](qint64 bound) { return static_cast<int>(random() % static_cast<quint64>(std::max<qint64>(1, bound))); };
+    auto pick = [&](qint64 bound) {
+        return static_cast<int>(random() % static_cast<quint64>(std::max<qint64>(1, bound)));
+    };
     std::vector<double> cellMicros;
     for (int i = 0; i < cellSamples; ++i) {
         const int r = pick(rows), col = pick(cols);
@@ -157,24 +159,26 @@ int runIndex(const QStringList& args)
 
     const qint64 size = limit.bytes;
     const std::string op = "index";
-    std::printf("file: %lld bytes in %s, %lld rows x %lld columns, %zu strips\n", static_cast<long long>(size),
-                qPrintable(encoding), static_cast<long long>(rows), static_cast<long long>(cols),
-                index.getStrips().size());
+    std::printf("file: %lld bytes in %s, %lld rows x %lld columns, %zu strips\n",
+                static_cast<long long>(size), qPrintable(encoding), static_cast<long long>(rows),
+                static_cast<long long>(cols), index.getStrips().size());
     printFigures({
         {op, "index throughput", megabytesPerSecond(size, seconds), "MB/s",
          megabytesPerSecond(size, memchrSecondsMedian), "memchr newline count, same file"},
         {op, "index time", seconds, "s", 3 * memchrSecondsMedian, "3 x memchr pass (goal)"},
         {op, "memchr pass time", memchrSecondsMedian, "s", 0, ""},
         {op, "index / memchr pass, each run", percentile(pairRatios, 0.5), "x", 3, "goal"},
-        {op, probe.countsKernel() ? "index / memchr pass in cycles, each run" : "index / memchr pass, user cycles",
+        {op,
+         probe.countsKernel() ? "index / memchr pass in cycles, each run"
+                              : "index / memchr pass, user cycles",
          percentile(cycleRatios, 0.5), "x", 3, "goal"},
         {op, "index time, fastest run", percentile(indexSeconds, 0), "s", 0, ""},
         {op, "index time, slowest run", percentile(indexSeconds, 1), "s", 0, ""},
         {op, "runs", static_cast<double>(repeats), "", 0, ""},
         {op, "progress handshake (left out)", handshake, "s", 0, ""},
         {op, "index bytes per cell", indexBytes / cells, "B", 16.0 / 25.0, "16 B per 25 cells"},
-        {op, "peak RSS / input", static_cast<double>(std::max<qint64>(0, peak - baseline)) / static_cast<double>(size),
-         "x", 0, ""},
+        {op, "peak RSS / input",
+         static_cast<double>(std::max<qint64>(0, peak - baseline)) / static_cast<double>(size), "x", 0, ""},
         {op, "cell read p50", percentile(cellMicros, 0.50), "us", 0, ""},
         {op, "cell read p99", percentile(cellMicros, 0.99), "us", 0, ""},
         {op, "screen 50x20 p50", percentile(screenMillis, 0.50), "ms", 5, "5 ms goal"},
@@ -185,10 +189,11 @@ int runIndex(const QStringList& args)
     return 0;
 }
 
-BenchRegistration reg("index",
-                      "index --size-mb N [--seed S] [--encoding E] [--cells N] [--screens N] [--repeat R] [--file PATH]: "
-                      "read-only index against the memchr pass (medians of R alternating runs), index size, random "
-                      "cell and screen reads",
-                      &runIndex);
+BenchRegistration
+    reg("index",
+        "index --size-mb N [--seed S] [--encoding E] [--cells N] [--screens N] [--repeat R] [--file PATH]: "
+        "read-only index against the memchr pass (medians of R alternating runs), index size, random "
+        "cell and screen reads",
+        &runIndex);
 
 } // namespace

@@ -18,7 +18,6 @@
 #include <string>
 #include <vector>
 
-
 namespace {
 
 volatile long long keepAlive = 0; // the results of the timed loops end here
@@ -30,8 +29,7 @@ struct Options {
     unsigned seed = 20261122;
 };
 
-bool parseOptions(const QStringList& args, Options& options)
-{
+bool parseOptions(const QStringList& args, Options& options) {
     return BenchUtil::parseIntOptions(args, 1, 100000000, [&options](const QString& name, long long value) {
         if (name == QLatin1String("--rows"))
             options.rows = static_cast<int>(value);

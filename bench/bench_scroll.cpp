@@ -40,8 +40,7 @@ struct Options {
     unsigned seed = 20261122;
 };
 
-bool parseOptions(const QStringList& args, Options& options)
-{
+bool parseOptions(const QStringList& args, Options& options) {
     return BenchUtil::parseIntOptions(args, 0, 100000000, [&options](const QString& name, long long value) {
         if (name == QLatin1String("--rows"))
             options.rows = static_cast<int>(value);
@@ -59,10 +58,9 @@ bool parseOptions(const QStringList& args, Options& options)
 
 // Mixed cells: numbers, words, quoted cells with delimiters and doubled quotes, line breaks,
 // empty cells and ragged rows.
-qint64 writeTable(const QString& path, const Options& options)
-{
-    static const char* words[] = {"alpha", "bravo", "charlie", "delta", "echo", "foxtrot", "golf", "hotel",
-                                  "india", "juliet", "kilo", "lima", "mike", "november", "oscar", "papa"};
+qint64 writeTable(const QString& path, const Options& options) {
+    static const char* words[] = {"alpha", "bravo",  "charlie", "delta", "echo", "foxtrot",  "golf",  "hotel",
+                                  "india", "juliet", "kilo",    "lima",  "mike", "november", "oscar", "papa"};
     std::mt19937 rng(options.seed);
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly))
@@ -75,13 +73,28 @@ qint64 writeTable(const QString& path, const Options& options)
             if (c)
                 chunk += ',';
             switch ((c + rng() % 7) % 7) {
-            case 0: chunk += QByteArray::number(r); break;
-            case 1: chunk += words[rng() % 16]; break;
-            case 2: chunk += QByteArray::number(static_cast<double>(rng() % 1000000) / 100.0, 'f', 2); break;
-            case 3: chunk += "\"" + QByteArray(words[rng() % 16]) + ", " + words[rng() % 16] + "\""; break;
-            case 4: chunk += "\"say \"\"" + QByteArray(words[rng() % 16]) + "\"\"\""; break;
-            case 5: if (rng() % 20 == 0) chunk += "\"two\nlines\""; break;
-            default: chunk += QByteArray(words[rng() % 16]) + '-' + QByteArray::number(rng() % 10000); break;
+            case 0:
+                chunk += QByteArray::number(r);
+                break;
+            case 1:
+                chunk += words[rng() % 16];
+                break;
+            case 2:
+                chunk += QByteArray::number(static_cast<double>(rng() % 1000000) / 100.0, 'f', 2);
+                break;
+            case 3:
+                chunk += "\"" + QByteArray(words[rng() % 16]) + ", " + words[rng() % 16] + "\"";
+                break;
+            case 4:
+                chunk += "\"say \"\"" + QByteArray(words[rng() % 16]) + "\"\"\"";
+                break;
+            case 5:
+                if (rng() % 20 == 0)
+                    chunk += "\"two\nlines\"";
+                break;
+            default:
+                chunk += QByteArray(words[rng() % 16]) + '-' + QByteArray::number(rng() % 10000);
+                break;
             }
         }
         chunk += '\n';
@@ -101,8 +114,7 @@ struct Stats {
     std::size_t frames = 0;
 };
 
-Stats summarise(std::vector<double> ms)
-{
+Stats summarise(std::vector<double> ms) {
     Stats s;
     if (ms.empty())
         return s;
@@ -114,8 +126,7 @@ Stats summarise(std::vector<double> ms)
     return s;
 }
 
-double threadCpuMs()
-{
+double threadCpuMs() {
     timespec ts{};
     clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
     return static_cast<double>(ts.tv_sec) * 1e3 + static_cast<double>(ts.tv_nsec) / 1e6;
@@ -127,8 +138,7 @@ std::vector<double>* cpuSink = nullptr;
 
 // One frame: the action and the events it posted, painting included, as the event loop would
 // run them before the next frame.
-template <class Action> double frame(Action&& action)
-{
+template <class Action> double frame(Action&& action) {
     const double cpuStart = threadCpuMs();
     const auto start = std::chrono::steady_clock::now();
     action();
@@ -141,8 +151,7 @@ template <class Action> double frame(Action&& action)
 
 // Loads `path` into a model of the given container and measures the frame runs on it.
 int measureFile(const QString& path, qint64 bytes, TableData::DataContainerType type, const char* label,
-                const Options& options)
-{
+                const Options& options) {
     QElapsedTimer loadTimer;
     loadTimer.start();
     TableModel model(true);
@@ -229,39 +238,41 @@ int measureFile(const QString& path, qint64 bytes, TableData::DataContainerType 
     const double goal = 16.0;
     const long rss = static_cast<long>(BenchUtil::peakRssBytes() / 1024);
     const double floorP99 = summarise(runs.front().ms).p99;
-    std::printf("scroll over %d rows x %d columns (%lld bytes, %s), view %dx%d\n", rows, model.columnCountModel(),
-                static_cast<long long>(bytes), label, options.width, options.height);
+    std::printf("scroll over %d rows x %d columns (%lld bytes, %s), view %dx%d\n", rows,
+                model.columnCountModel(), static_cast<long long>(bytes), label, options.width,
+                options.height);
     std::printf("load %lld ms, first show with auto-fit %lld ms\n\n", static_cast<long long>(loadMs),
                 static_cast<long long>(showMs));
-    std::printf("%-12s %7s %9s %9s %9s %9s %9s %9s %10s %10s\n", "operation", "frames", "p50 ms", "p99 ms", "max ms",
-                "cpu p50", "cpu p99", "goal ms", "p99/goal", "p99/still");
+    std::printf("%-12s %7s %9s %9s %9s %9s %9s %9s %10s %10s\n", "operation", "frames", "p50 ms", "p99 ms",
+                "max ms", "cpu p50", "cpu p99", "goal ms", "p99/goal", "p99/still");
     for (const Run& run : runs) {
         const Stats s = summarise(run.ms);
         const Stats c = summarise(run.cpu);
-        std::printf("%-12s %7zu %9.2f %9.2f %9.2f %9.2f %9.2f %9.1f %10.2f %10.2f\n", run.op, s.frames, s.p50, s.p99,
-                    s.max, c.p50, c.p99, goal, s.p99 / goal, floorP99 > 0 ? s.p99 / floorP99 : 0.0);
+        std::printf("%-12s %7zu %9.2f %9.2f %9.2f %9.2f %9.2f %9.1f %10.2f %10.2f\n", run.op, s.frames, s.p50,
+                    s.p99, s.max, c.p50, c.p99, goal, s.p99 / goal, floorP99 > 0 ? s.p99 / floorP99 : 0.0);
     }
     std::printf("\npeak RSS %ld KiB, %.2f x the file\n\n", rss,
                 bytes > 0 ? static_cast<double>(rss) * 1024.0 / static_cast<double>(bytes) : 0.0);
     for (const Run& run : runs) {
         const Stats s = summarise(run.ms);
         const Stats c = summarise(run.cpu);
-        std::printf("{\"bench\":\"scroll\",\"file\":\"%s\",\"op\":\"%s\",\"rows\":%d,\"bytes\":%lld,\"frames\":%zu,\"p50_ms\":%.3f,"
-                    "\"p99_ms\":%.3f,\"max_ms\":%.3f,\"cpu_p50_ms\":%.3f,\"cpu_p99_ms\":%.3f,\"goal_ms\":%.1f,\"ratio_goal\":%.3f,\"still_p99_ms\":%.3f,"
+        std::printf("{\"bench\":\"scroll\",\"file\":\"%s\",\"op\":\"%s\",\"rows\":%d,\"bytes\":%lld,"
+                    "\"frames\":%zu,\"p50_ms\":%.3f,"
+                    "\"p99_ms\":%.3f,\"max_ms\":%.3f,\"cpu_p50_ms\":%.3f,\"cpu_p99_ms\":%.3f,\"goal_ms\":%."
+                    "1f,\"ratio_goal\":%.3f,\"still_p99_ms\":%.3f,"
                     "\"peak_rss_kib\":%ld}\n",
-                    label, run.op, rows, static_cast<long long>(bytes), s.frames, s.p50, s.p99, s.max, c.p50, c.p99, goal, s.p99 / goal,
-                    floorP99, rss);
+                    label, run.op, rows, static_cast<long long>(bytes), s.frames, s.p50, s.p99, s.max, c.p50,
+                    c.p99, goal, s.p99 / goal, floorP99, rss);
     }
     cpuSink = nullptr;
     return 0;
 }
 
-
-int runScroll(const QStringList& args)
-{
+int runScroll(const QStringList& args) {
     Options options;
     if (!parseOptions(args, options)) {
-        std::fprintf(stderr, "usage: orvane-bench scroll [--rows N] [--cols N] [--readonly-mb N] [--seed N]\n");
+        std::fprintf(stderr,
+                     "usage: orvane-bench scroll [--rows N] [--cols N] [--readonly-mb N] [--seed N]\n");
         return 2;
     }
     QTemporaryDir dir;
@@ -279,7 +290,8 @@ int runScroll(const QStringList& args)
     // The same kind of rows, enough of them for the asked size, opened read-only.
     Options big = options;
     const double bytesPerRow = static_cast<double>(bytes) / options.rows;
-    big.rows = static_cast<int>(std::min(2.0e9, static_cast<double>(options.readOnlyMiB) * 1048576.0 / bytesPerRow));
+    big.rows =
+        static_cast<int>(std::min(2.0e9, static_cast<double>(options.readOnlyMiB) * 1048576.0 / bytesPerRow));
     const QString bigPath = dir.filePath(QStringLiteral("scroll-readonly.csv"));
     const qint64 bigBytes = writeTable(bigPath, big);
     if (bigBytes < 0) {
@@ -291,10 +303,11 @@ int runScroll(const QStringList& args)
     return result;
 }
 
-BenchRegistration reg("scroll",
-                      "scroll [--rows N] [--cols N] [--readonly-mb N] [--seed N]: frame times of the table view "
-                      "scrolling and jumping through a generated editable table (default 1,000,000 rows) and a "
-                      "read-only file (default 1024 MiB, 0 to leave out)",
-                      &runScroll, true);
+BenchRegistration
+    reg("scroll",
+        "scroll [--rows N] [--cols N] [--readonly-mb N] [--seed N]: frame times of the table view "
+        "scrolling and jumping through a generated editable table (default 1,000,000 rows) and a "
+        "read-only file (default 1024 MiB, 0 to leave out)",
+        &runScroll, true);
 
 } // namespace

@@ -20,8 +20,8 @@ struct BenchEntry {
 std::map<std::string, BenchEntry>& benchRegistry();
 
 struct BenchRegistration {
-    BenchRegistration(const std::string& name, const std::string& usage, BenchFunction run, bool widgets = false)
-    {
+    BenchRegistration(const std::string& name, const std::string& usage, BenchFunction run,
+                      bool widgets = false) {
         benchRegistry()[name] = BenchEntry{usage, std::move(run), widgets};
     }
 };

@@ -5,18 +5,17 @@
 
 #include <cstdio>
 #include <cstring>
-#include <fcntl.h>
 #include <ctime>
-#include <memory>
+#include <fcntl.h>
 #include <linux/perf_event.h>
+#include <memory>
 #include <sys/ioctl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 namespace BenchUtil {
 
-CycleCounter::CycleCounter()
-{
+CycleCounter::CycleCounter() {
     for (const bool kernel : {true, false}) {
         perf_event_attr attr;
         std::memset(&attr, 0, sizeof attr);
@@ -34,54 +33,49 @@ CycleCounter::CycleCounter()
     }
 }
 
-CycleCounter::~CycleCounter()
-{
+CycleCounter::~CycleCounter() {
     if (fd >= 0)
         ::close(fd);
 }
 
-double CycleCounter::cycles() const
-{
+double CycleCounter::cycles() const {
     unsigned long long value = 0;
     if (fd < 0 || ::read(fd, &value, sizeof value) != static_cast<ssize_t>(sizeof value))
         return 0;
     return static_cast<double>(value);
 }
 
-double threadCpuSeconds()
-{
+double threadCpuSeconds() {
     timespec ts{};
     clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
     return double(ts.tv_sec) + double(ts.tv_nsec) * 1e-9;
 }
 
-double processCpuSeconds()
-{
+double processCpuSeconds() {
     timespec t{};
     clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
     return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) * 1e-9;
 }
 
-QString option(const QStringList& args, const QString& name, const QString& fallback)
-{
+QString option(const QStringList& args, const QString& name, const QString& fallback) {
     const qsizetype at = args.indexOf(name);
     if (at < 0 || at + 1 >= args.size())
         return fallback;
     return args.at(at + 1);
 }
 
-qint64 optionInt(const QStringList& args, const QString& name, qint64 fallback)
-{
+qint64 optionInt(const QStringList& args, const QString& name, qint64 fallback) {
     bool ok = false;
     const qint64 value = option(args, name).toLongLong(&ok);
     return ok ? value : fallback;
 }
 
-bool hasFlag(const QStringList& args, const QString& name) { return args.contains(name); }
+bool hasFlag(const QStringList& args, const QString& name) {
+    return args.contains(name);
+}
 
 bool parseIntOptions(const QStringList& args, long long min, long long max,
-                     const std::function<bool(const QString& name, long long value)>& take)
-{
+                     const std::function<bool(const QString& name, long long value)>& take) {
     for (qsizetype i = 0; i + 1 < args.size(); i += 2) {
         bool ok = false;
         const long long value = args.at(i + 1).toLongLong(&ok);
@@ -91,8 +85,7 @@ bool parseIntOptions(const QStringList& args, long long min, long long max,
     return args.size() % 2 == 0;
 }
 
-QStringList positional(const QStringList& args, const QStringList& optionsWithValue)
-{
+QStringList positional(const QStringList& args, const QStringList& optionsWithValue) {
     QStringList out;
     for (qsizetype i = 0; i < args.size(); ++i) {
         if (optionsWithValue.contains(args.at(i))) {
@@ -105,8 +98,7 @@ QStringList positional(const QStringList& args, const QStringList& optionsWithVa
     return out;
 }
 
-static qint64 statusField(const char* field)
-{
+static qint64 statusField(const char* field) {
     QFile status(QStringLiteral("/proc/self/status"));
     if (!status.open(QIODevice::ReadOnly))
         return -1;
@@ -118,11 +110,14 @@ static qint64 statusField(const char* field)
     return -1;
 }
 
-qint64 peakRssBytes() { return statusField("VmHWM"); }
-qint64 currentRssBytes() { return statusField("VmRSS"); }
+qint64 peakRssBytes() {
+    return statusField("VmHWM");
+}
+qint64 currentRssBytes() {
+    return statusField("VmRSS");
+}
 
-void resetPeakRss()
-{
+void resetPeakRss() {
     // Writing 5 to clear_refs resets the peak to the current size (Linux 4.0 and later).
     const int fd = ::open("/proc/self/clear_refs", O_WRONLY);
     if (fd < 0)
@@ -132,8 +127,7 @@ void resetPeakRss()
     ::close(fd);
 }
 
-MemchrPass memchrNewlineCount(const QString& path)
-{
+MemchrPass memchrNewlineCount(const QString& path) {
     MemchrPass pass;
     const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY);
     if (fd < 0)
@@ -165,24 +159,23 @@ MemchrPass memchrNewlineCount(const QString& path)
     return pass;
 }
 
-ScratchFile::ScratchFile(const QString& stem)
-{
+ScratchFile::ScratchFile(const QString& stem) {
     QString folder = qEnvironmentVariable("ORVANE_BENCH_DIR");
     if (folder.isEmpty())
         folder = QStringLiteral("/tmp");
     filePath = QDir(folder).filePath(QStringLiteral("orvane-bench-%1-%2.csv").arg(stem).arg(::getpid()));
 }
 
-ScratchFile::~ScratchFile()
-{
+ScratchFile::~ScratchFile() {
     if (removeOnExit)
         QFile::remove(filePath);
 }
 
-double megabytesPerSecond(qint64 bytes, double seconds) { return seconds > 0 ? bytes / 1e6 / seconds : 0; }
+double megabytesPerSecond(qint64 bytes, double seconds) {
+    return seconds > 0 ? bytes / 1e6 / seconds : 0;
+}
 
-static std::string jsonEscape(const std::string& s)
-{
+static std::string jsonEscape(const std::string& s) {
     std::string out;
     for (const char c : s) {
         if (c == '"' || c == '\\')
@@ -192,21 +185,22 @@ static std::string jsonEscape(const std::string& s)
     return out;
 }
 
-void printFigures(const std::vector<Figure>& figures)
-{
-    std::printf("\n%-10s %-28s %14s %-8s %14s %8s  %s\n", "operation", "figure", "value", "unit", "limit", "ratio",
-                "limit is");
+void printFigures(const std::vector<Figure>& figures) {
+    std::printf("\n%-10s %-28s %14s %-8s %14s %8s  %s\n", "operation", "figure", "value", "unit", "limit",
+                "ratio", "limit is");
     for (const Figure& f : figures) {
         if (f.limit > 0)
-            std::printf("%-10s %-28s %14.2f %-8s %14.2f %7.1f%%  %s\n", f.operation.c_str(), f.name.c_str(), f.value,
-                        f.unit.c_str(), f.limit, 100.0 * f.value / f.limit, f.limitName.c_str());
+            std::printf("%-10s %-28s %14.2f %-8s %14.2f %7.1f%%  %s\n", f.operation.c_str(), f.name.c_str(),
+                        f.value, f.unit.c_str(), f.limit, 100.0 * f.value / f.limit, f.limitName.c_str());
         else
-            std::printf("%-10s %-28s %14.2f %-8s\n", f.operation.c_str(), f.name.c_str(), f.value, f.unit.c_str());
+            std::printf("%-10s %-28s %14.2f %-8s\n", f.operation.c_str(), f.name.c_str(), f.value,
+                        f.unit.c_str());
     }
     std::printf("\n");
     for (const Figure& f : figures) {
         std::printf("{\"operation\":\"%s\",\"figure\":\"%s\",\"value\":%.4f,\"unit\":\"%s\"",
-                    jsonEscape(f.operation).c_str(), jsonEscape(f.name).c_str(), f.value, jsonEscape(f.unit).c_str());
+                    jsonEscape(f.operation).c_str(), jsonEscape(f.name).c_str(), f.value,
+                    jsonEscape(f.unit).c_str());
         if (f.limit > 0)
             std::printf(",\"limit\":%.4f,\"ratio\":%.4f,\"limit_is\":\"%s\"", f.limit, f.value / f.limit,
                         jsonEscape(f.limitName).c_str());

@@ -34,11 +34,8 @@ class Timer {
 public:
     Timer()
         : start(std::chrono::steady_clock::now()), cpuStart(threadCpuSeconds()),
-          processCpuStart(BenchUtil::processCpuSeconds())
-    {
-    }
-    double seconds() const
-    {
+          processCpuStart(BenchUtil::processCpuSeconds()) {}
+    double seconds() const {
         return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     }
     double cpuSeconds() const { return threadCpuSeconds() - cpuStart; }
@@ -50,10 +47,10 @@ private:
     double processCpuStart;
 };
 
-// Processor cycles spent by this thread and the threads it starts (counted once they end), kernel included where the system lets a process count
-// them (as root, or with perf_event_paranoid at most 1), else in user space only. On a shared
-// virtual machine the clock of a core changes from second to second, and seconds with it; the
-// cycles of the same work stay the same, so figures in cycles compare across runs.
+// Processor cycles spent by this thread and the threads it starts (counted once they end), kernel included
+// where the system lets a process count them (as root, or with perf_event_paranoid at most 1), else in user
+// space only. On a shared virtual machine the clock of a core changes from second to second, and seconds with
+// it; the cycles of the same work stay the same, so figures in cycles compare across runs.
 class CycleCounter {
 public:
     CycleCounter();

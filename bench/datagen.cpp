@@ -11,19 +11,17 @@
 namespace {
 
 constexpr std::array<const char*, 24> kWords = {
-    "alpha",  "bravo",   "charlie", "delta",  "echo",    "foxtrot", "golf",   "hotel",
-    "india",  "juliett", "kilo",    "lima",   "mike",    "november", "oscar", "papa",
-    "quebec", "romeo",   "sierra",  "tango",  "uniform", "victor",  "whiskey", "zulu"};
+    "alpha",  "bravo",   "charlie", "delta", "echo",    "foxtrot",  "golf",    "hotel",
+    "india",  "juliett", "kilo",    "lima",  "mike",    "november", "oscar",   "papa",
+    "quebec", "romeo",   "sierra",  "tango", "uniform", "victor",   "whiskey", "zulu"};
 
 } // namespace
 
-DataGenerator::DataGenerator(const DataGenOptions& options) : opts(options), random(options.seed)
-{
+DataGenerator::DataGenerator(const DataGenOptions& options) : opts(options), random(options.seed) {
     line.reserve(4096);
 }
 
-void DataGenerator::appendCell(QByteArray& ascii)
-{
+void DataGenerator::appendCell(QByteArray& ascii) {
     const quint32 roll = random.below(100);
     if (roll < static_cast<quint32>(opts.emptyPercent))
         return;
@@ -55,13 +53,14 @@ void DataGenerator::appendCell(QByteArray& ascii)
         break;
     }
     case 1: {
-        const int n = std::snprintf(number, sizeof number, "%u.%02u", random.below(100000), random.below(100));
+        const int n =
+            std::snprintf(number, sizeof number, "%u.%02u", random.below(100000), random.below(100));
         ascii.append(number, n);
         break;
     }
     case 2: {
-        const int n = std::snprintf(number, sizeof number, "20%02u-%02u-%02u", random.below(30), 1 + random.below(12),
-                                    1 + random.below(28));
+        const int n = std::snprintf(number, sizeof number, "20%02u-%02u-%02u", random.below(30),
+                                    1 + random.below(12), 1 + random.below(28));
         ascii.append(number, n);
         break;
     }
@@ -75,8 +74,7 @@ void DataGenerator::appendCell(QByteArray& ascii)
     }
 }
 
-void DataGenerator::appendAscii(QByteArray& out, const QByteArray& ascii) const
-{
+void DataGenerator::appendAscii(QByteArray& out, const QByteArray& ascii) const {
     const int width = Utilities::numBytesPerChar(opts.encoding);
     if (width == 1) {
         out += ascii;
@@ -92,8 +90,7 @@ void DataGenerator::appendAscii(QByteArray& out, const QByteArray& ascii) const
     }
 }
 
-void DataGenerator::appendRows(QByteArray& out, qint64 bytes)
-{
+void DataGenerator::appendRows(QByteArray& out, qint64 bytes) {
     const qint64 target = out.size() + bytes;
     while (out.size() < target) {
         line.clear();
@@ -116,8 +113,7 @@ void DataGenerator::appendRows(QByteArray& out, qint64 bytes)
     }
 }
 
-QByteArray generateDelimitedData(const DataGenOptions& options)
-{
+QByteArray generateDelimitedData(const DataGenOptions& options) {
     DataGenerator generator(options);
     QByteArray out;
     out.reserve(options.sizeBytes + 4096);
@@ -125,8 +121,7 @@ QByteArray generateDelimitedData(const DataGenOptions& options)
     return out;
 }
 
-bool generateDelimitedFile(const QString& path, const DataGenOptions& options, qint64* bytesWritten)
-{
+bool generateDelimitedFile(const QString& path, const DataGenOptions& options, qint64* bytesWritten) {
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
         return false;

@@ -16,18 +16,17 @@ struct DataGenOptions {
     char delimiter = ',';
     EncodingType encoding = UTF_8; // 2- and 4-byte encodings widen each ASCII byte
     LineEndingType lineEnding = LINE_ENDING_UNIX;
-    int columns = 10;         // the usual row width
-    int raggedPercent = 5;    // rows with another width
-    int quotedPercent = 8;    // cells that need quotes
-    int emptyPercent = 10;    // empty cells
+    int columns = 10;      // the usual row width
+    int raggedPercent = 5; // rows with another width
+    int quotedPercent = 8; // cells that need quotes
+    int emptyPercent = 10; // empty cells
 };
 
 // A small, fast generator (splitmix64) so that data generation never dominates a benchmark.
 class DataRandom {
 public:
     explicit DataRandom(quint64 seed) : state(seed) {}
-    quint64 next()
-    {
+    quint64 next() {
         quint64 z = (state += 0x9E3779B97F4A7C15ULL);
         z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ULL;
         z = (z ^ (z >> 27)) * 0x94D049BB133111EBULL;
@@ -60,4 +59,5 @@ private:
 
 // Whole data sets, in memory or as a file.
 QByteArray generateDelimitedData(const DataGenOptions& options);
-bool generateDelimitedFile(const QString& path, const DataGenOptions& options, qint64* bytesWritten = nullptr);
+bool generateDelimitedFile(const QString& path, const DataGenOptions& options,
+                           qint64* bytesWritten = nullptr);

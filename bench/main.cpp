@@ -7,21 +7,18 @@
 
 #include <cstdio>
 
-std::map<std::string, BenchEntry>& benchRegistry()
-{
+std::map<std::string, BenchEntry>& benchRegistry() {
     static std::map<std::string, BenchEntry> registry;
     return registry;
 }
 
-static void printUsage()
-{
+static void printUsage() {
     std::fprintf(stderr, "usage: orvane-bench <operation> [options]\n\noperations:\n");
     for (const auto& [name, entry] : benchRegistry())
         std::fprintf(stderr, "  %s\n", entry.usage.c_str());
 }
 
-int main(int argc, char* argv[])
-{
+int main(int argc, char* argv[]) {
     // Only operations that measure widgets get a QApplication (and a display, offscreen when
     // there is none); the others stay free of the GUI.
     const std::string operation = argc > 1 ? argv[1] : "";

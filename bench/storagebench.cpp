@@ -10,41 +10,39 @@
 #include <QFileInfo>
 
 #include <algorithm>
-#include <malloc.h>
 #include <cstdio>
+#include <malloc.h>
 
 using namespace BenchUtil;
 
 namespace {
 
 // The middle value; the upper of the two middle ones for an even count.
-double median(std::vector<double> values)
-{
+double median(std::vector<double> values) {
     if (values.empty())
         return 0;
     std::sort(values.begin(), values.end());
     return values[values.size() / 2];
 }
 
-const QStringList kValueOptions = {QStringLiteral("--size-mb"), QStringLiteral("--size-bytes"),
-                                   QStringLiteral("--seed"), QStringLiteral("--delimiter"),
+const QStringList kValueOptions = {QStringLiteral("--size-mb"),  QStringLiteral("--size-bytes"),
+                                   QStringLiteral("--seed"),     QStringLiteral("--delimiter"),
                                    QStringLiteral("--encoding"), QStringLiteral("--file")};
 
-DataGenOptions generatorOptions(const QStringList& args)
-{
+DataGenOptions generatorOptions(const QStringList& args) {
     DataGenOptions options;
     options.sizeBytes = optionInt(args, QStringLiteral("--size-mb"), 100) << 20;
     options.sizeBytes = optionInt(args, QStringLiteral("--size-bytes"), options.sizeBytes);
     options.seed = static_cast<quint64>(optionInt(args, QStringLiteral("--seed"), 1));
-    const QString delimiter =
-        Utilities::convertDelimiterFromShortReadableToActual(option(args, QStringLiteral("--delimiter"), QStringLiteral(",")));
+    const QString delimiter = Utilities::convertDelimiterFromShortReadableToActual(
+        option(args, QStringLiteral("--delimiter"), QStringLiteral(",")));
     options.delimiter = delimiter.isEmpty() ? '\0' : delimiter.at(0).toLatin1();
-    options.encoding = Utilities::convertEncodingStringToType(option(args, QStringLiteral("--encoding"), QStringLiteral("UTF-8")));
+    options.encoding = Utilities::convertEncodingStringToType(
+        option(args, QStringLiteral("--encoding"), QStringLiteral("UTF-8")));
     return options;
 }
 
-void configure(EditableDataContainer& c, const QString& path, const DataGenOptions& options)
-{
+void configure(EditableDataContainer& c, const QString& path, const DataGenOptions& options) {
     c.setFilepath(path);
     c.setDelimiter(options.delimiter, options.delimiter);
     c.setEncoding(options.encoding);
@@ -53,8 +51,8 @@ void configure(EditableDataContainer& c, const QString& path, const DataGenOptio
 }
 
 // The file to work on: --file PATH as it is, or generated data in a scratch file.
-bool prepareInput(const QStringList& args, const DataGenOptions& options, ScratchFile& scratch, QString& path)
-{
+bool prepareInput(const QStringList& args, const DataGenOptions& options, ScratchFile& scratch,
+                  QString& path) {
     path = option(args, QStringLiteral("--file"));
     if (!path.isEmpty())
         return QFileInfo::exists(path);
@@ -64,8 +62,7 @@ bool prepareInput(const QStringList& args, const DataGenOptions& options, Scratc
     return generateDelimitedFile(path, options);
 }
 
-int runLoad(const QStringList& args)
-{
+int runLoad(const QStringList& args) {
     const DataGenOptions options = generatorOptions(args);
     ScratchFile scratch(QStringLiteral("load"));
     QString path;
@@ -173,8 +170,8 @@ int runLoad(const QStringList& args)
 
     const std::string op = "load";
     printFigures({
-        {op, "loadCSV throughput", megabytesPerSecond(size, seconds), "MB/s", megabytesPerSecond(size, limit.seconds),
-         "memchr newline count"},
+        {op, "loadCSV throughput", megabytesPerSecond(size, seconds), "MB/s",
+         megabytesPerSecond(size, limit.seconds), "memchr newline count"},
         {op, "loadCSV CPU throughput, all threads", megabytesPerSecond(size, cpuSeconds), "MB/s",
          megabytesPerSecond(size, limit.cpuSeconds), "memchr newline count, CPU"},
         {op, "loadCSV throughput less pause", megabytesPerSecond(size, median(workSeconds)), "MB/s",
@@ -192,13 +189,15 @@ int runLoad(const QStringList& args)
         {op, "columns", double(numCols), "", 0, ""},
         {op, "loadCSV vs memchr, wall less pause, each run", median(workRatios) * 100, "%", 25, "goal"},
         {op, "loadCSV CPU vs memchr CPU, all threads, each run", median(pairRatios) * 100, "%", 25, "goal"},
-        {op, probe.countsKernel() ? "loadCSV cycles vs memchr cycles, each run" : "loadCSV vs memchr, user cycles",
+        {op,
+         probe.countsKernel() ? "loadCSV cycles vs memchr cycles, each run"
+                              : "loadCSV vs memchr, user cycles",
          median(cycleRatios) * 100, "%", 25, "goal"},
         {op, "loadCSV cycles", median(loadCycles) / 1e6, "M", 0, ""},
-        {op, "loadCSV CPU time, fastest run", *std::min_element(loadCpuSeconds.begin(), loadCpuSeconds.end()), "s", 0,
-         ""},
-        {op, "loadCSV CPU time, slowest run", *std::max_element(loadCpuSeconds.begin(), loadCpuSeconds.end()), "s", 0,
-         ""},
+        {op, "loadCSV CPU time, fastest run", *std::min_element(loadCpuSeconds.begin(), loadCpuSeconds.end()),
+         "s", 0, ""},
+        {op, "loadCSV CPU time, slowest run", *std::max_element(loadCpuSeconds.begin(), loadCpuSeconds.end()),
+         "s", 0, ""},
         {op, "runs", double(repeats), "", 0, ""},
         {op, "peak RSS / file size", double(peak) / double(size), "x", 0, ""},
         {op, "peak RSS above the start", peak / 1e6, "MB", 0, ""},
@@ -206,8 +205,7 @@ int runLoad(const QStringList& args)
     return 0;
 }
 
-int runSave(const QStringList& args)
-{
+int runSave(const QStringList& args) {
     const DataGenOptions options = generatorOptions(args);
     ScratchFile scratch(QStringLiteral("save-in"));
     ScratchFile output(QStringLiteral("save-out"));
@@ -246,8 +244,7 @@ int runSave(const QStringList& args)
     return 0;
 }
 
-int runRoundtrip(const QStringList& args)
-{
+int runRoundtrip(const QStringList& args) {
     const QStringList paths = positional(args, kValueOptions);
     if (paths.size() != 2) {
         std::fprintf(stderr, "usage: roundtrip IN OUT\n");
@@ -279,8 +276,7 @@ int runRoundtrip(const QStringList& args)
     return 0;
 }
 
-int runGenerate(const QStringList& args)
-{
+int runGenerate(const QStringList& args) {
     const QStringList paths = positional(args, kValueOptions);
     if (paths.size() != 1) {
         std::fprintf(stderr, "usage: generate [--size-mb N | --size-bytes N] [--seed S] OUT\n");
@@ -295,16 +291,20 @@ int runGenerate(const QStringList& args)
     return 0;
 }
 
-const char* const kCommon = "[--size-mb N | --size-bytes N] [--seed S] [--delimiter D] [--encoding E] [--file PATH]";
+const char* const kCommon =
+    "[--size-mb N | --size-bytes N] [--seed S] [--delimiter D] [--encoding E] [--file PATH]";
 
 BenchRegistration loadReg("load",
                           std::string("load ") + kCommon +
-                              " [--repeat R]: MB/s of EditableDataContainer::loadCSV (medians of R runs, each after its memchr pass)",
+                              " [--repeat R]: MB/s of EditableDataContainer::loadCSV (medians of R runs, "
+                              "each after its memchr pass)",
                           &runLoad);
-BenchRegistration saveReg("save", std::string("save ") + kCommon + ": MB/s of EditableDataContainer::saveCSV", &runSave);
+BenchRegistration saveReg("save", std::string("save ") + kCommon + ": MB/s of EditableDataContainer::saveCSV",
+                          &runSave);
 BenchRegistration roundtripReg("roundtrip", "roundtrip IN OUT: load and save in one process, wall time",
                                &runRoundtrip);
-BenchRegistration generateReg("generate", "generate [--size-mb N | --size-bytes N] [--seed S] [--delimiter D] OUT",
+BenchRegistration generateReg("generate",
+                              "generate [--size-mb N | --size-bytes N] [--seed S] [--delimiter D] OUT",
                               &runGenerate);
 
 } // namespace

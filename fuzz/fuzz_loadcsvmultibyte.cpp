@@ -1,7 +1,6 @@
 // Fuzzes the MultiByte loader variant; see loadfuzz.h for what is checked.
 #include "loadfuzz.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
-{
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     return LoadFuzz::run(data, size, LoadFuzz::Variant::MultiByte);
 }

@@ -17,8 +17,7 @@
 
 namespace {
 
-void check(bool condition)
-{
+void check(bool condition) {
     if (!condition)
         std::abort();
 }
@@ -29,16 +28,14 @@ const EncodingType kEncodings[] = {UTF_8, UTF_16LE, UTF_16BE, UTF_32LE, UTF_32BE
 struct Units {
     int width;
     std::vector<char> quote;
-    bool isQuote(const std::vector<char>& cell, size_t unitIndex) const
-    {
+    bool isQuote(const std::vector<char>& cell, size_t unitIndex) const {
         return std::memcmp(cell.data() + unitIndex * width, quote.data(), width) == 0;
     }
 };
 
 // A field that the loader unquotes: an opening quote, pairs of quotes or other units, and one
 // closing quote as its last unit.
-bool wellFormedQuoted(const std::vector<char>& raw, const Units& u)
-{
+bool wellFormedQuoted(const std::vector<char>& raw, const Units& u) {
     const size_t n = raw.size() / u.width;
     if (n < 2 || !u.isQuote(raw, 0))
         return false;
@@ -54,16 +51,14 @@ bool wellFormedQuoted(const std::vector<char>& raw, const Units& u)
     return false;
 }
 
-QString scratchPath()
-{
+QString scratchPath() {
     static QTemporaryDir dir;
     return dir.filePath(QStringLiteral("input.csv"));
 }
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
-{
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < 2)
         return 0;
     const ParsingStandard standard = static_cast<ParsingStandard>(data[0] % 5);
@@ -78,7 +73,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const bool big = encoding == UTF_16BE || encoding == UTF_32BE;
     QByteArray content;
     if (width == 1 || !widen) {
-        content = QByteArray(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size - size % width));
+        content =
+            QByteArray(reinterpret_cast<const char*>(data), static_cast<qsizetype>(size - size % width));
     } else {
         for (size_t i = 0; i < size; ++i) {
             QByteArray unit(width, '\0');
@@ -96,7 +92,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     EditableDataContainer::setPieceSizeForTesting(piece);
     ReadOnlyDataContainer ro;
     EditableDataContainer ed;
-    for (AbstractDataContainer* c : {static_cast<AbstractDataContainer*>(&ro), static_cast<AbstractDataContainer*>(&ed)}) {
+    for (AbstractDataContainer* c :
+         {static_cast<AbstractDataContainer*>(&ro), static_cast<AbstractDataContainer*>(&ed)}) {
         c->setFilepath(path);
         c->setDelimiter(delimiter, delimiter);
         c->setEncoding(encoding);
@@ -108,7 +105,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     for (int r = 0; r + 1 < ed.numRows(); ++r)
         check(ed.numColsInRow(r) <= ro.numCols());
 
-    const Units u{width, ro.setKeyCharVecs().quote.empty() ? std::vector<char>{'"'} : ro.setKeyCharVecs().quote};
+    const Units u{width,
+                  ro.setKeyCharVecs().quote.empty() ? std::vector<char>{'"'} : ro.setKeyCharVecs().quote};
     const bool quoting = delimiter != 0 && delimiter != '"' && standard != DELIMITER_ONLY;
     std::vector<ReadOnlyDataContainer::CellPosition> all;
     std::vector<std::vector<char>> single;

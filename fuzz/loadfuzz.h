@@ -20,23 +20,21 @@ namespace LoadFuzz {
 
 enum class Variant { SingleByte, NoDelimiter, MultiByte, NoDelimiterMultiByte };
 
-inline void check(bool condition)
-{
+inline void check(bool condition) {
     if (!condition)
         std::abort();
 }
 
-inline QString scratch(const char* what)
-{
+inline QString scratch(const char* what) {
     return QStringLiteral("/tmp/orvane-fuzz-%1-%2").arg(QString::fromLatin1(what)).arg(::getpid());
 }
 
-inline bool writeBytes(const QString& path, const uint8_t* data, size_t size)
-{
+inline bool writeBytes(const QString& path, const uint8_t* data, size_t size) {
     QFile f(path);
     if (!f.open(QIODevice::WriteOnly | QIODevice::Truncate))
         return false;
-    return f.write(reinterpret_cast<const char*>(data), static_cast<qint64>(size)) == static_cast<qint64>(size);
+    return f.write(reinterpret_cast<const char*>(data), static_cast<qint64>(size)) ==
+           static_cast<qint64>(size);
 }
 
 struct Params {
@@ -46,8 +44,8 @@ struct Params {
     qint64 pieceSize = 0;
 };
 
-inline bool load(EditableDataContainer& c, const QString& path, const Params& p, Variant variant, qint64 pieceSize)
-{
+inline bool load(EditableDataContainer& c, const QString& path, const Params& p, Variant variant,
+                 qint64 pieceSize) {
     EditableDataContainer::setPieceSizeForTesting(pieceSize);
     c.setFilepath(path);
     c.setDelimiter(p.delimiter, p.delimiter);
@@ -72,8 +70,7 @@ inline bool load(EditableDataContainer& c, const QString& path, const Params& p,
     return ok;
 }
 
-inline bool sameCells(EditableDataContainer& a, EditableDataContainer& b)
-{
+inline bool sameCells(EditableDataContainer& a, EditableDataContainer& b) {
     if (a.numRows() != b.numRows() || a.numCols() != b.numCols())
         return false;
     for (int r = 0; r < a.numRows(); ++r)
@@ -83,14 +80,15 @@ inline bool sameCells(EditableDataContainer& a, EditableDataContainer& b)
     return true;
 }
 
-inline void checkRoundTrip(EditableDataContainer& original, const Params& p, Variant variant, ParsingStandard standard)
-{
+inline void checkRoundTrip(EditableDataContainer& original, const Params& p, Variant variant,
+                           ParsingStandard standard) {
     const QString saved = scratch("saved");
     original.setParsingStandard(standard);
     original.setSaveWithTrailingDelimiters(true);
     // The lines saveCSV writes, without its sync to disk, which would cost most of the run.
     std::vector<char> bytes;
-    if (original.getHasBom() && AbstractDataContainer::isBomConsistentWithEncoding(original.getBom(), p.encoding))
+    if (original.getHasBom() &&
+        AbstractDataContainer::isBomConsistentWithEncoding(original.getBom(), p.encoding))
         bytes = original.getBom();
     for (int r = 0; r < original.numRowsPhysical(); ++r)
         original.getRowCSVString(bytes, r, MASK_ALL_BUT_LISTED, {});
@@ -106,13 +104,13 @@ inline void checkRoundTrip(EditableDataContainer& original, const Params& p, Var
     QFile::remove(saved);
 }
 
-inline int run(const uint8_t* data, size_t size, Variant variant)
-{
+inline int run(const uint8_t* data, size_t size, Variant variant) {
     if (size < 3)
         return 0;
     static const char delimiters[] = {',', ';', '\t', '|', '"', '\n', '\r', 31, 'a', ' '};
-    static const EncodingType multiByte[] = {UTF_16, UTF_16LE, UTF_16BE, UTF_16_GUESSED_BE, UTF_16_GUESSED_LE,
-                                             UTF_32, UTF_32LE, UTF_32BE, UTF_32_GUESSED_BE, UTF_32_GUESSED_LE};
+    static const EncodingType multiByte[] = {
+        UTF_16, UTF_16LE, UTF_16BE, UTF_16_GUESSED_BE, UTF_16_GUESSED_LE,
+        UTF_32, UTF_32LE, UTF_32BE, UTF_32_GUESSED_BE, UTF_32_GUESSED_LE};
     static const EncodingType singleByte[] = {UTF_8, ISO_8859_1, SHIFT_JIS, WINDOWS_1252};
     const bool wide = variant == Variant::MultiByte || variant == Variant::NoDelimiterMultiByte;
     const bool delimited = variant == Variant::SingleByte || variant == Variant::MultiByte;

@@ -25,8 +25,9 @@ class Settings {
 public:
     Settings();
 
-    Setting* addSetting(SettingType type, const QString& name, const QVariant& value, const QVariant& defaultValue,
-                        ScopeType scope, SettingDataType dataType, bool userEditable);
+    Setting* addSetting(SettingType type, const QString& name, const QVariant& value,
+                        const QVariant& defaultValue, ScopeType scope, SettingDataType dataType,
+                        bool userEditable);
     Setting* find(const QString& name) const;
     bool contains(const QString& name) const;
     Setting* get(SettingType type) const { return settingsByType.at(type); }

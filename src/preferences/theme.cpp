@@ -1,11 +1,9 @@
 #include "preferences/theme.h"
 
-Theme Theme::darkTheme()
-{
+Theme Theme::darkTheme() {
     return Theme();
 }
 
-Theme Theme::convertStringToTheme(const QString&)
-{
+Theme Theme::convertStringToTheme(const QString&) {
     return darkTheme();
 }

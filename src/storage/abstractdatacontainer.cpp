@@ -16,18 +16,42 @@ AbstractDataContainer::~AbstractDataContainer() = default;
 
 // --- Defaults: a container that can't edit does nothing, quietly -------------------------
 
-std::vector<char> AbstractDataContainer::getValue(int, int, bool) const { return {}; }
-int AbstractDataContainer::numRows() const { return 0; }
-int AbstractDataContainer::numCols() const { return 0; }
-int AbstractDataContainer::numColsInRow(int) const { return 0; }
-std::vector<int> AbstractDataContainer::emptyRows(int, GetRowColMaskType, const std::vector<int>&) { return {}; }
-std::vector<int> AbstractDataContainer::emptyCols(int, GetRowColMaskType, const std::vector<int>&) { return {}; }
-int AbstractDataContainer::numEmptyRowsAtEnd() { return 0; }
-int AbstractDataContainer::numEmptyColsAtEnd() { return 0; }
-bool AbstractDataContainer::setValue(const int&, const int&, const std::vector<char>&) { return false; }
-bool AbstractDataContainer::resizeRows(int) { return false; }
-bool AbstractDataContainer::resizeCols(int) { return false; }
-bool AbstractDataContainer::clear() { return false; }
+std::vector<char> AbstractDataContainer::getValue(int, int, bool) const {
+    return {};
+}
+int AbstractDataContainer::numRows() const {
+    return 0;
+}
+int AbstractDataContainer::numCols() const {
+    return 0;
+}
+int AbstractDataContainer::numColsInRow(int) const {
+    return 0;
+}
+std::vector<int> AbstractDataContainer::emptyRows(int, GetRowColMaskType, const std::vector<int>&) {
+    return {};
+}
+std::vector<int> AbstractDataContainer::emptyCols(int, GetRowColMaskType, const std::vector<int>&) {
+    return {};
+}
+int AbstractDataContainer::numEmptyRowsAtEnd() {
+    return 0;
+}
+int AbstractDataContainer::numEmptyColsAtEnd() {
+    return 0;
+}
+bool AbstractDataContainer::setValue(const int&, const int&, const std::vector<char>&) {
+    return false;
+}
+bool AbstractDataContainer::resizeRows(int) {
+    return false;
+}
+bool AbstractDataContainer::resizeCols(int) {
+    return false;
+}
+bool AbstractDataContainer::clear() {
+    return false;
+}
 void AbstractDataContainer::getRow(std::vector<std::vector<char>>&, int) {}
 void AbstractDataContainer::getCol(std::vector<std::vector<char>>&, int) {}
 void AbstractDataContainer::setRow(int, const std::vector<std::vector<char>>&) {}
@@ -36,18 +60,27 @@ void AbstractDataContainer::insertRow(int, const std::vector<std::vector<char>>&
 void AbstractDataContainer::insertCol(int, const std::vector<std::vector<char>>&) {}
 void AbstractDataContainer::insertRows(int, const std::vector<std::vector<std::vector<char>>>&) {}
 void AbstractDataContainer::insertCols(int, const std::vector<std::vector<std::vector<char>>>&) {}
-bool AbstractDataContainer::insertEmptyRows(int, int) { return false; }
-bool AbstractDataContainer::insertEmptyCols(int, int) { return false; }
-bool AbstractDataContainer::removeRows(int, int) { return false; }
-bool AbstractDataContainer::removeCols(int, int) { return false; }
+bool AbstractDataContainer::insertEmptyRows(int, int) {
+    return false;
+}
+bool AbstractDataContainer::insertEmptyCols(int, int) {
+    return false;
+}
+bool AbstractDataContainer::removeRows(int, int) {
+    return false;
+}
+bool AbstractDataContainer::removeCols(int, int) {
+    return false;
+}
 void AbstractDataContainer::copyRowContentsToAnotherRow(int, int) {}
 void AbstractDataContainer::copyColContentsToAnotherCol(int, int) {}
 
-bool AbstractDataContainer::saveCSV(bool, bool, const std::vector<int>&, const std::vector<int>&) { return false; }
+bool AbstractDataContainer::saveCSV(bool, bool, const std::vector<int>&, const std::vector<int>&) {
+    return false;
+}
 
 bool AbstractDataContainer::saveCSV(const QString& path, bool fromUser, bool transposed,
-                                    const std::vector<int>& rowsToSkip, const std::vector<int>& colsToSkip)
-{
+                                    const std::vector<int>& rowsToSkip, const std::vector<int>& colsToSkip) {
     const QString previous = filepath;
     filepath = path;
     if (saveCSV(fromUser, transposed, rowsToSkip, colsToSkip))
@@ -56,46 +89,48 @@ bool AbstractDataContainer::saveCSV(const QString& path, bool fromUser, bool tra
     return false;
 }
 
-void AbstractDataContainer::getRowCSVString(std::vector<char>&, int, GetRowColMaskType, const std::vector<int>&) {}
+void AbstractDataContainer::getRowCSVString(std::vector<char>&, int, GetRowColMaskType,
+                                            const std::vector<int>&) {}
 void AbstractDataContainer::getRowCSVStringMultiByte(std::vector<char>&, int, GetRowColMaskType,
-                                                     const std::vector<int>&)
-{
-}
-void AbstractDataContainer::getColCSVString(std::vector<char>&, int, GetRowColMaskType, const std::vector<int>&) {}
+                                                     const std::vector<int>&) {}
+void AbstractDataContainer::getColCSVString(std::vector<char>&, int, GetRowColMaskType,
+                                            const std::vector<int>&) {}
 void AbstractDataContainer::getColCSVStringMultiByte(std::vector<char>&, int, GetRowColMaskType,
-                                                     const std::vector<int>&)
-{
-}
+                                                     const std::vector<int>&) {}
 
-bool AbstractDataContainer::loadCSV() { return false; }
-bool AbstractDataContainer::loadCSVNoDelimiter() { return false; }
-bool AbstractDataContainer::loadCSVMultiByte() { return false; }
-bool AbstractDataContainer::loadCSVNoDelimiterMultiByte() { return false; }
+bool AbstractDataContainer::loadCSV() {
+    return false;
+}
+bool AbstractDataContainer::loadCSVNoDelimiter() {
+    return false;
+}
+bool AbstractDataContainer::loadCSVMultiByte() {
+    return false;
+}
+bool AbstractDataContainer::loadCSVNoDelimiterMultiByte() {
+    return false;
+}
 
 // --- Parameters ----------------------------------------------------------------------------
 
-void AbstractDataContainer::setDelimiter(char readDelimiter, char writeDelimiter)
-{
+void AbstractDataContainer::setDelimiter(char readDelimiter, char writeDelimiter) {
     delimiter = readDelimiter;
     saveDelimiter = writeDelimiter;
 }
 
-void AbstractDataContainer::setEncoding(EncodingType type)
-{
+void AbstractDataContainer::setEncoding(EncodingType type) {
     encoding = type;
     bytesPerChar = Utilities::numBytesPerChar(type);
 }
 
-void AbstractDataContainer::setProgressUpdateSync(QMutex* mutex, QWaitCondition* condition)
-{
+void AbstractDataContainer::setProgressUpdateSync(QMutex* mutex, QWaitCondition* condition) {
     progressUpdateMutex = mutex;
     progressUpdateCondition = condition;
 }
 
 // --- Byte order marks ----------------------------------------------------------------------
 
-std::vector<char> AbstractDataContainer::getEncodingBom(EncodingType type)
-{
+std::vector<char> AbstractDataContainer::getEncodingBom(EncodingType type) {
     switch (type) {
     case UTF_8:
         return {'\xEF', '\xBB', '\xBF'};
@@ -116,16 +151,14 @@ std::vector<char> AbstractDataContainer::getEncodingBom(EncodingType type)
     }
 }
 
-int AbstractDataContainer::computeBomOffset(const char* buffer, qint64 size, EncodingType type)
-{
+int AbstractDataContainer::computeBomOffset(const char* buffer, qint64 size, EncodingType type) {
     const std::vector<char> expected = getEncodingBom(type);
     if (expected.empty() || size < static_cast<qint64>(expected.size()))
         return 0;
     return std::memcmp(buffer, expected.data(), expected.size()) == 0 ? static_cast<int>(expected.size()) : 0;
 }
 
-int AbstractDataContainer::computeTableBomOffset(const char* buffer, qint64 size, bool recordBom)
-{
+int AbstractDataContainer::computeTableBomOffset(const char* buffer, qint64 size, bool recordBom) {
     // Without a known byte order, the longer of the two matching BOMs wins; equal offsets
     // (both zero, in practice) mean no BOM.
     auto pickOf = [&](EncodingType first, EncodingType second) {
@@ -150,8 +183,8 @@ int AbstractDataContainer::computeTableBomOffset(const char* buffer, qint64 size
     return offset;
 }
 
-bool AbstractDataContainer::isBomConsistentWithEncoding(const std::vector<char>& bomBytes, EncodingType type)
-{
+bool AbstractDataContainer::isBomConsistentWithEncoding(const std::vector<char>& bomBytes,
+                                                        EncodingType type) {
     if (type == UTF_32)
         return bomBytes == getEncodingBom(UTF_32BE) || bomBytes == getEncodingBom(UTF_32LE);
     if (type == UTF_16)
@@ -159,8 +192,7 @@ bool AbstractDataContainer::isBomConsistentWithEncoding(const std::vector<char>&
     return bomBytes == getEncodingBom(type);
 }
 
-AbstractDataContainer::KeyCharVecs AbstractDataContainer::setKeyCharVecs() const
-{
+AbstractDataContainer::KeyCharVecs AbstractDataContainer::setKeyCharVecs() const {
     auto unit = [this](char c) -> std::vector<char> {
         switch (encoding) {
         case UTF_16:
@@ -195,14 +227,12 @@ AbstractDataContainer::KeyCharVecs AbstractDataContainer::setKeyCharVecs() const
 
 // --- Text operations -------------------------------------------------------------------------
 
-void AbstractDataContainer::stringReplace(std::vector<char>& s, char target, char replacement) const
-{
+void AbstractDataContainer::stringReplace(std::vector<char>& s, char target, char replacement) const {
     std::replace(s.begin(), s.end(), target, replacement);
 }
 
 void AbstractDataContainer::stringReplace(std::vector<char>& s, const std::vector<char>& target,
-                                          const std::vector<char>& replacement) const
-{
+                                          const std::vector<char>& replacement) const {
     if (target.empty() || s.size() < target.size())
         return;
     qsizetype pos = findChars(s, target, 0);
@@ -222,14 +252,12 @@ void AbstractDataContainer::stringReplace(std::vector<char>& s, const std::vecto
 }
 
 void AbstractDataContainer::stringReplace(std::vector<char>& s, const std::string& target,
-                                          const std::string& replacement) const
-{
+                                          const std::string& replacement) const {
     stringReplace(s, stdStringToCharVec(target), stdStringToCharVec(replacement));
 }
 
 qsizetype AbstractDataContainer::findChars(const std::vector<char>& s, const std::vector<char>& target,
-                                           qsizetype from) const
-{
+                                           qsizetype from) const {
     if (target.empty() || from < 0 || from >= static_cast<qsizetype>(s.size()))
         return -1;
     const auto it = std::search(s.begin() + from, s.end(), target.begin(), target.end());
@@ -237,8 +265,7 @@ qsizetype AbstractDataContainer::findChars(const std::vector<char>& s, const std
 }
 
 void AbstractDataContainer::replaceChars(std::vector<char>& s, qsizetype pos, qsizetype length,
-                                         const std::vector<char>& with) const
-{
+                                         const std::vector<char>& with) const {
     if (pos < 0 || pos > static_cast<qsizetype>(s.size()))
         return;
     length = std::clamp<qsizetype>(length, 0, static_cast<qsizetype>(s.size()) - pos);
@@ -246,23 +273,19 @@ void AbstractDataContainer::replaceChars(std::vector<char>& s, qsizetype pos, qs
     s.insert(s.begin() + pos, with.begin(), with.end());
 }
 
-std::vector<char> AbstractDataContainer::stdStringToCharVec(const std::string& s) const
-{
+std::vector<char> AbstractDataContainer::stdStringToCharVec(const std::string& s) const {
     return std::vector<char>(s.begin(), s.end());
 }
 
-std::string AbstractDataContainer::charVecToStdString(const std::vector<char>& v) const
-{
+std::string AbstractDataContainer::charVecToStdString(const std::vector<char>& v) const {
     return std::string(v.begin(), v.end());
 }
 
-bool AbstractDataContainer::areCharVecsEqual(const std::vector<char>& a, const std::vector<char>& b) const
-{
+bool AbstractDataContainer::areCharVecsEqual(const std::vector<char>& a, const std::vector<char>& b) const {
     return a == b;
 }
 
-bool AbstractDataContainer::areCharVecsEqual(const char* a, const std::vector<char>& b) const
-{
+bool AbstractDataContainer::areCharVecsEqual(const char* a, const std::vector<char>& b) const {
     return std::memcmp(a, b.data(), b.size()) == 0;
 }
 
@@ -270,8 +293,7 @@ bool AbstractDataContainer::areCharVecsEqual(const char* a, const std::vector<ch
 // The loader waits on the GUI briefly at each report so it can never run far ahead of the
 // progress dialog; without a mutex or condition the report still goes out, unpaced.
 
-void AbstractDataContainer::beginProgress(qint64 fileSize)
-{
+void AbstractDataContainer::beginProgress(qint64 fileSize) {
     nextProgressMark = -1;
     if (fileSize < kProgressThreshold)
         return;
@@ -285,8 +307,7 @@ void AbstractDataContainer::beginProgress(qint64 fileSize)
         progressUpdateMutex->unlock();
 }
 
-void AbstractDataContainer::reportProgressIfDue(qint64 position, qint64 fileSize, int bytesPerUnit)
-{
+void AbstractDataContainer::reportProgressIfDue(qint64 position, qint64 fileSize, int bytesPerUnit) {
     if (fileSize < kProgressThreshold || position <= nextProgressMark)
         return;
     if (progressUpdateMutex)

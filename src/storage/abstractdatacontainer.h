@@ -43,8 +43,7 @@ public:
     // The cell's stored bytes in place, where the container keeps them in memory as getValue
     // would give them; false where it doesn't (the caller then asks getValue). The view is good
     // until the next change of the container.
-    virtual bool getValueView(int row, int col, std::string_view& out) const
-    {
+    virtual bool getValueView(int row, int col, std::string_view& out) const {
         (void)row;
         (void)col;
         (void)out;
@@ -79,8 +78,8 @@ public:
     // --- Writing ------------------------------------------------------------------------
     virtual bool saveCSV(bool fromUser, bool transposed, const std::vector<int>& rowsToSkip,
                          const std::vector<int>& colsToSkip);
-    virtual bool saveCSV(const QString& path, bool fromUser, bool transposed, const std::vector<int>& rowsToSkip,
-                         const std::vector<int>& colsToSkip);
+    virtual bool saveCSV(const QString& path, bool fromUser, bool transposed,
+                         const std::vector<int>& rowsToSkip, const std::vector<int>& colsToSkip);
     virtual void getRowCSVString(std::vector<char>& out, int row, GetRowColMaskType maskType,
                                  const std::vector<int>& mask);
     virtual void getRowCSVStringMultiByte(std::vector<char>& out, int row, GetRowColMaskType maskType,
@@ -142,8 +141,10 @@ public:
                        const std::vector<char>& replacement) const;
     void stringReplace(std::vector<char>& s, const std::string& target, const std::string& replacement) const;
     // Position of the first occurrence at or after `from`, or -1.
-    qsizetype findChars(const std::vector<char>& s, const std::vector<char>& target, qsizetype from = 0) const;
-    void replaceChars(std::vector<char>& s, qsizetype pos, qsizetype length, const std::vector<char>& with) const;
+    qsizetype findChars(const std::vector<char>& s, const std::vector<char>& target,
+                        qsizetype from = 0) const;
+    void replaceChars(std::vector<char>& s, qsizetype pos, qsizetype length,
+                      const std::vector<char>& with) const;
     std::vector<char> stdStringToCharVec(const std::string& s) const;
     std::string charVecToStdString(const std::vector<char>& v) const;
     bool areCharVecsEqual(const std::vector<char>& a, const std::vector<char>& b) const;

@@ -32,8 +32,7 @@ struct BlockMasks {
 
 // Bit k of the result is the parity of bits 0..k of x: with x the quotes that count, the bits
 // inside quotes (each opening quote included, each closing one not).
-[[gnu::always_inline]] inline std::uint64_t prefixXor(std::uint64_t x)
-{
+[[gnu::always_inline]] inline std::uint64_t prefixXor(std::uint64_t x) {
     x ^= x << 1;
     x ^= x << 2;
     x ^= x << 4;
@@ -44,16 +43,14 @@ struct BlockMasks {
 }
 
 // Position of the set bit of x that has k set bits below it; x must have more than k set bits.
-inline int selectBit(std::uint64_t x, int k)
-{
+inline int selectBit(std::uint64_t x, int k) {
     for (; k > 0; --k)
         x &= x - 1;
     return std::countr_zero(x);
 }
 
 // Reads 64 bytes at p.
-[[gnu::always_inline]] inline BlockMasks blockMasks(const unsigned char* p, unsigned char delimiter)
-{
+[[gnu::always_inline]] inline BlockMasks blockMasks(const unsigned char* p, unsigned char delimiter) {
     BlockMasks r{0, 0, 0, 0, 0};
 #if defined(__SSE2__)
     const __m128i d = _mm_set1_epi8(static_cast<char>(delimiter));
@@ -92,15 +89,12 @@ inline int selectBit(std::uint64_t x, int k)
 struct Avx2Classifier {
     __m256i d, lf, cr, rs, q;
     __attribute__((target("avx2"))) explicit Avx2Classifier(unsigned char delimiter)
-        : d(_mm256_set1_epi8(static_cast<char>(delimiter))), lf(_mm256_set1_epi8(10)), cr(_mm256_set1_epi8(13)),
-          rs(_mm256_set1_epi8(30)), q(_mm256_set1_epi8('"'))
-    {
-    }
-    __attribute__((target("avx2"))) BlockMasks operator()(const unsigned char* p) const
-    {
+        : d(_mm256_set1_epi8(static_cast<char>(delimiter))), lf(_mm256_set1_epi8(10)),
+          cr(_mm256_set1_epi8(13)), rs(_mm256_set1_epi8(30)), q(_mm256_set1_epi8('"')) {}
+    __attribute__((target("avx2"))) BlockMasks operator()(const unsigned char* p) const {
         const __m256i lo = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
         const __m256i hi = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p + 32));
-        const auto eq = [lo, hi](__m256i n) __attribute__((target("avx2"))) {
+        const auto eq = [ lo, hi ](__m256i n) __attribute__((target("avx2"))) {
             return std::uint64_t(static_cast<std::uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(lo, n)))) |
                    std::uint64_t(static_cast<std::uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(hi, n))))
                        << 32;
@@ -110,8 +104,7 @@ struct Avx2Classifier {
 };
 
 __attribute__((target("avx512bw"))) inline BlockMasks blockMasksAvx512(const unsigned char* p,
-                                                                      unsigned char delimiter)
-{
+                                                                       unsigned char delimiter) {
     const __m512i v = _mm512_loadu_si512(p);
     auto eq = [v](char c) __attribute__((target("avx512bw"))) {
         return static_cast<std::uint64_t>(_mm512_cmpeq_epi8_mask(v, _mm512_set1_epi8(c)));
@@ -120,14 +113,13 @@ __attribute__((target("avx512bw"))) inline BlockMasks blockMasksAvx512(const uns
 }
 
 // prefixXor by a carry-less multiplication with all ones, which is the running XOR at once.
-__attribute__((target("pclmul,sse2"))) inline std::uint64_t prefixXorClmul(std::uint64_t x)
-{
-    const __m128i product = _mm_clmulepi64_si128(_mm_set_epi64x(0, static_cast<long long>(x)), _mm_set1_epi8(-1), 0);
+__attribute__((target("pclmul,sse2"))) inline std::uint64_t prefixXorClmul(std::uint64_t x) {
+    const __m128i product =
+        _mm_clmulepi64_si128(_mm_set_epi64x(0, static_cast<long long>(x)), _mm_set1_epi8(-1), 0);
     return static_cast<std::uint64_t>(_mm_cvtsi128_si64(product));
 }
 
-__attribute__((target("bmi,bmi2"))) inline int selectBitBmi2(std::uint64_t x, int k)
-{
+__attribute__((target("bmi,bmi2"))) inline int selectBitBmi2(std::uint64_t x, int k) {
     return static_cast<int>(_tzcnt_u64(_pdep_u64(std::uint64_t(1) << k, x)));
 }
 
@@ -135,8 +127,7 @@ __attribute__((target("bmi,bmi2"))) inline int selectBitBmi2(std::uint64_t x, in
 // carry-less multiplication).
 // LZCNT is asked of CPUID itself: not every compiler names it, and where it is missing the
 // instruction runs as BSR and gives other results.
-inline bool hasAvx2()
-{
+inline bool hasAvx2() {
     static const bool has = [] {
         unsigned eax = 0, ebx = 0, ecx = 0, edx = 0;
         const bool lzcnt = __get_cpuid(0x80000001, &eax, &ebx, &ecx, &edx) && (ecx & (1u << 5));
@@ -147,8 +138,7 @@ inline bool hasAvx2()
     return has;
 }
 
-inline bool hasAvx512()
-{
+inline bool hasAvx512() {
     static const bool has = hasAvx2() && __builtin_cpu_supports("avx512bw");
     return has;
 }

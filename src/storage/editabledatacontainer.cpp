@@ -44,8 +44,7 @@ struct ReadBuffer {
 // Readies `got` bytes just read for the machines: a last, incomplete character (only the file's
 // last one can be) is completed with zero bytes, and the padding behind it is zeroed. Returns the
 // piece's length in whole characters.
-qint64 completePiece(char* data, qint64 got, int unit)
-{
+qint64 completePiece(char* data, qint64 got, int unit) {
     qint64 length = got;
     if (unit > 1 && length % unit != 0) {
         const qint64 whole = (length + unit - 1) / unit * unit;
@@ -74,8 +73,7 @@ enum class ParseState : unsigned char {
     AfterQuote, // just behind a quote that may close the cell
 };
 
-bool contains(const std::vector<int>& sortedList, int value)
-{
+bool contains(const std::vector<int>& sortedList, int value) {
     return std::binary_search(sortedList.begin(), sortedList.end(), value);
 }
 
@@ -84,8 +82,7 @@ bool contains(const std::vector<int>& sortedList, int value)
 // the machine comes to them, and it jumps from one marked byte to the next.
 class PieceCursor {
 public:
-    PieceCursor(char delimiter, bool withDelimiter) : scan(LoadScan::bestScanFunction())
-    {
+    PieceCursor(char delimiter, bool withDelimiter) : scan(LoadScan::bestScanFunction()) {
         // Without a delimiter LF stands in for it, which adds nothing to the set.
         keys.delimiter = withDelimiter ? delimiter : KeyChars::LF;
         keys.lineFeed = KeyChars::LF;
@@ -95,8 +92,7 @@ public:
     }
 
     // A new piece of `length` bytes, readable (and zeroed) for kPiecePadding bytes beyond.
-    void reset(const char* data, size_t length)
-    {
+    void reset(const char* data, size_t length) {
         base = data;
         blocks = (length + 63) / 64;
         const size_t tail = length % 64;
@@ -115,9 +111,7 @@ public:
 private:
     static constexpr size_t kWindow = 64; // blocks, 4 KiB: the masks stay in the first-level cache
 
-    template <bool Quotes>
-    [[gnu::always_inline]] inline const char* next(const char* p, const char* end)
-    {
+    template <bool Quotes> [[gnu::always_inline]] inline const char* next(const char* p, const char* end) {
         const size_t offset = static_cast<size_t>(p - base);
         size_t b = offset / 64;
         if (b >= blocks)
@@ -135,8 +129,7 @@ private:
         return base + b * 64 + LoadScan::lowestBit(m);
     }
 
-    [[gnu::noinline]] void fill(size_t block)
-    {
+    [[gnu::noinline]] void fill(size_t block) {
         first = block;
         count = std::min(kWindow, blocks - block);
         scan(base + block * 64, count, keys, separators, quotes);
@@ -172,7 +165,7 @@ struct EditableDataContainer::RowSink {
     EditableDataContainer& c;
     RowArena ownArena;
     RowArena* arena = &ownArena; // a helper that reads several parts of a file gives its own
-    bool useArena = false; // only for files that fill a chunk: a small table keeps no spare memory
+    bool useArena = false;       // only for files that fill a chunk: a small table keeps no spare memory
     std::unique_ptr<char[]> bytes;
     size_t used = 0;
     size_t capacity = 0;
@@ -181,14 +174,12 @@ struct EditableDataContainer::RowSink {
     size_t endsCapacity = 0;
     bool rowOpen = false;
 
-    explicit RowSink(EditableDataContainer& container) : c(container)
-    {
+    explicit RowSink(EditableDataContainer& container) : c(container) {
         grow(4096);
         growEnds(64);
     }
 
-    [[gnu::noinline]] void grow(size_t needed)
-    {
+    [[gnu::noinline]] void grow(size_t needed) {
         const size_t newCapacity = std::max(needed, capacity * 2);
         std::unique_ptr<char[]> larger(new char[newCapacity]);
         if (used > 0)
@@ -197,8 +188,7 @@ struct EditableDataContainer::RowSink {
         capacity = newCapacity;
     }
 
-    [[gnu::noinline]] void growEnds(size_t needed)
-    {
+    [[gnu::noinline]] void growEnds(size_t needed) {
         const size_t newCapacity = std::max(needed, endsCapacity * 2);
         std::unique_ptr<std::uint64_t[]> larger(new std::uint64_t[newCapacity]);
         // All of it: the hot path keeps ends past `count` that it hasn't counted yet.
@@ -212,8 +202,7 @@ struct EditableDataContainer::RowSink {
     void openRow() { rowOpen = true; }
 
     // Room for cell `index` and `length` more bytes.
-    [[gnu::noinline]] void makeRoom(size_t index, size_t length)
-    {
+    [[gnu::noinline]] void makeRoom(size_t index, size_t length) {
         if (index >= endsCapacity)
             growEnds(index + 1);
         if (capacity - used < length + kSlack)
@@ -222,8 +211,7 @@ struct EditableDataContainer::RowSink {
 
     // Sets the ends of the empty cells that come before cell `index`, beyond those stored, so
     // that any cell may be written next; the count of stored cells stays.
-    void padTo(int index)
-    {
+    void padTo(int index) {
         const size_t cells = static_cast<size_t>(index);
         if (cells > endsCapacity)
             growEnds(cells);
@@ -232,8 +220,7 @@ struct EditableDataContainer::RowSink {
     }
 
     // Counts the cell and makes room for its bytes; false when there is nothing to store.
-    [[gnu::always_inline]] inline bool place(int col, size_t length)
-    {
+    [[gnu::always_inline]] inline bool place(int col, size_t length) {
         if (!rowOpen)
             openRow();
         if (col >= c.numColsLogical)
@@ -250,8 +237,7 @@ struct EditableDataContainer::RowSink {
         return true;
     }
 
-    [[gnu::always_inline]] inline void store(int col, const char* data, size_t length)
-    {
+    [[gnu::always_inline]] inline void store(int col, const char* data, size_t length) {
         if (!place(col, length))
             return;
         std::memcpy(bytes.get() + used, data, length);
@@ -259,11 +245,11 @@ struct EditableDataContainer::RowSink {
         ends[count++] = used;
     }
 
-    void endRow()
-    {
+    void endRow() {
         if (rowOpen) {
             if (count > 0)
-                c.rows.push_back(PackedRow::fromParts(bytes.get(), ends.get(), count, useArena ? arena : nullptr));
+                c.rows.push_back(
+                    PackedRow::fromParts(bytes.get(), ends.get(), count, useArena ? arena : nullptr));
             else
                 c.rows.emplace_back();
             c.numRowsLogical = static_cast<int>(c.rows.size());
@@ -288,7 +274,7 @@ struct EditableDataContainer::ByteMachine {
     bool skipLineFeed = false; // a CR ended the row; a LF right behind it belongs to it
     int row = -1;
     int col = -1;
-    std::vector<char> cell; // the cell under construction when it crosses pieces or is quoted
+    std::vector<char> cell;   // the cell under construction when it crosses pieces or is quoted
     qint64 piecePosition = 0; // of the piece's first byte in the file
     int quoteByte = -1;       // the quote when quotes are honoured, else no byte at all
     const bool honoursQuotes; // as the standard says, before the delimiter has its say
@@ -302,9 +288,8 @@ struct EditableDataContainer::ByteMachine {
     size_t windowBlocks = 1;
 
     ByteMachine(EditableDataContainer& container, bool withDelimiter, bool honourQuotes)
-        : sink(container), c(container), cursor(container.delimiter, withDelimiter), honoursQuotes(honourQuotes),
-          fill(LoadEvents::bestFillFunction(s_instructionSetForTesting.load()))
-    {
+        : sink(container), c(container), cursor(container.delimiter, withDelimiter),
+          honoursQuotes(honourQuotes), fill(LoadEvents::bestFillFunction(s_instructionSetForTesting.load())) {
         const bool quotes = withDelimiter && honourQuotes && container.delimiter != KeyChars::Quote;
         quoteByte = quotes ? static_cast<unsigned char>(KeyChars::Quote) : -1;
         eventKeys.delimiter = static_cast<unsigned char>(container.delimiter);
@@ -321,16 +306,14 @@ struct EditableDataContainer::ByteMachine {
         cell.reserve(256);
     }
 
-    void endRowBy(unsigned char cls)
-    {
+    void endRowBy(unsigned char cls) {
         sink.endRow();
         state = ParseState::RowStart;
         skipLineFeed = cls == CarriageReturn;
     }
 
     // Quotes stripped at both ends, doubled quotes undone, in place.
-    void storeQuoted()
-    {
+    void storeQuoted() {
         size_t w = 0;
         const size_t last = cell.size() - 1;
         for (size_t r = 1; r < last; ++r) {
@@ -343,8 +326,7 @@ struct EditableDataContainer::ByteMachine {
 
     // Hands the hot path's locals back to the sink: it wrote cells firstColumn to lastColumn,
     // and `storedBefore` cells were stored before them.
-    [[gnu::noinline]] void settle(int lastColumn, int firstColumn, size_t storedBefore, size_t used)
-    {
+    [[gnu::noinline]] void settle(int lastColumn, int firstColumn, size_t storedBefore, size_t used) {
         sink.used = used;
         size_t stored = storedBefore;
         const std::uint64_t* ends = sink.ends.get();
@@ -361,8 +343,7 @@ struct EditableDataContainer::ByteMachine {
 
     // Stores a row that the hot path read whole, cells 0 to lastColumn, without going through
     // the sink's fields.
-    [[gnu::always_inline]] inline void packRow(int lastColumn, const std::uint64_t* ends, const char* bytes)
-    {
+    [[gnu::always_inline]] inline void packRow(int lastColumn, const std::uint64_t* ends, const char* bytes) {
         if (lastColumn >= c.numColsLogical)
             c.numColsLogical = lastColumn + 1;
         size_t count = static_cast<size_t>(lastColumn) + 1;
@@ -380,8 +361,7 @@ struct EditableDataContainer::ByteMachine {
 
     // Hands the cell that starts at `start`, column `column`, to the state machine, which reads
     // it byte by byte; the hot path takes over again at the next cell.
-    const char* handOver(const char* start, int column, int firstColumn, size_t storedBefore, size_t used)
-    {
+    const char* handOver(const char* start, int column, int firstColumn, size_t storedBefore, size_t used) {
         settle(column - 1, firstColumn, storedBefore, used);
         col = column;
         if (quoteByte >= 0 && static_cast<unsigned char>(*start) == quoteByte) {
@@ -397,8 +377,7 @@ struct EditableDataContainer::ByteMachine {
     // The events of block b, and where the walk must stop and look: row ends, and the piece's
     // last byte. False when the hot path can't read that block: it lies past the piece, or
     // parity can't tell its quoting.
-    [[gnu::always_inline]] inline bool blockEvents(size_t b, std::uint64_t& m, std::uint64_t& stops)
-    {
+    [[gnu::always_inline]] inline bool blockEvents(size_t b, std::uint64_t& m, std::uint64_t& stops) {
         if (b - events.first >= events.count) {
             if (events.invalid || b >= pieceBlocks || b != events.first + events.count)
                 return false;
@@ -411,18 +390,17 @@ struct EditableDataContainer::ByteMachine {
         return true;
     }
 
-    [[gnu::noinline]] void fillEvents(size_t b)
-    {
+    [[gnu::noinline]] void fillEvents(size_t b) {
         // A window grows from a few blocks after each entry, so that text the hot path has to
         // leave again soon (odd quotes) costs little scanning.
         const size_t blocks = std::min(windowBlocks, LoadEvents::Window::kBlocks);
         windowBlocks = std::min(windowBlocks * 4, LoadEvents::Window::kBlocks);
-        fill(reinterpret_cast<const unsigned char*>(cursor.pieceStart()), b, blocks, pieceBlocks - 1, eventKeys, events);
+        fill(reinterpret_cast<const unsigned char*>(cursor.pieceStart()), b, blocks, pieceBlocks - 1,
+             eventKeys, events);
     }
 
     // Starts the event masks at `offset` of the piece, where a cell starts outside quotes.
-    void enterAt(size_t offset)
-    {
+    void enterAt(size_t offset) {
         events.first = offset / 64;
         events.count = 0;
         events.invalid = false;
@@ -435,8 +413,7 @@ struct EditableDataContainer::ByteMachine {
     }
 
     // True if one of the `length` (at most 16) bytes at p is a quote; reads 16 bytes.
-    static bool quoteAmong16(const char* p, size_t length)
-    {
+    static bool quoteAmong16(const char* p, size_t length) {
         constexpr std::uint64_t kOnes = 0x0101010101010101ULL;
         std::uint64_t half[2];
         std::memcpy(half, p, 16);
@@ -447,7 +424,8 @@ struct EditableDataContainer::ByteMachine {
             std::uint64_t found = (x - kOnes) & ~x & (kOnes << 7); // a zero byte of x is a quote
             const size_t bytesHere = std::min<size_t>(length, 8);
             if (bytesHere < 8)
-                found &= (std::uint64_t(1) << (8 * bytesHere)) - 1; // a false mark only ever lies above a true one
+                found &=
+                    (std::uint64_t(1) << (8 * bytesHere)) - 1; // a false mark only ever lies above a true one
             if (found)
                 return true;
             length -= bytesHere;
@@ -459,10 +437,10 @@ struct EditableDataContainer::ByteMachine {
 
     // The text between the quotes of a closed quoted cell, [from, to), into out with each pair
     // of quotes as one; returns the end of what was written.
-    static char* undoDoubledQuotes(char* out, const char* from, const char* const to)
-    {
+    static char* undoDoubledQuotes(char* out, const char* from, const char* const to) {
         while (from < to) {
-            const char* at = static_cast<const char*>(std::memchr(from, KeyChars::Quote, static_cast<size_t>(to - from)));
+            const char* at =
+                static_cast<const char*>(std::memchr(from, KeyChars::Quote, static_cast<size_t>(to - from)));
             if (!at)
                 at = to;
             else
@@ -477,13 +455,13 @@ struct EditableDataContainer::ByteMachine {
     // The text of a cell that starts with a quote, [start, q), into out: closed right before its
     // end, the text between the quotes with each pair of quotes inside as one; with text behind
     // its closing quote, the cell as it stands. Returns the end of what was written.
-    [[gnu::always_inline]] static inline char* quotedCell(char* out, const char* start, const char* q)
-    {
+    [[gnu::always_inline]] static inline char* quotedCell(char* out, const char* start, const char* q) {
         size_t length = static_cast<size_t>(q - start);
         if (length >= 2 && q[-1] == KeyChars::Quote) {
             ++start;
             length -= 2;
-            if (length > 16 ? std::memchr(start, KeyChars::Quote, length) != nullptr : quoteAmong16(start, length))
+            if (length > 16 ? std::memchr(start, KeyChars::Quote, length) != nullptr
+                            : quoteAmong16(start, length))
                 return undoDoubledQuotes(out, start, q - 1);
         }
         std::memcpy(out, start, 16);
@@ -493,16 +471,15 @@ struct EditableDataContainer::ByteMachine {
     }
 
     // The bytes of a cell past its first sixteen, sixteen at a time.
-    [[gnu::noinline]] static void copyRest(char* out, const char* from, size_t length)
-    {
+    [[gnu::noinline]] static void copyRest(char* out, const char* from, size_t length) {
         for (size_t i = 16; i < length; i += 16)
             std::memcpy(out + i, from + i, 16);
     }
 
     // What the hot path's loop keeps out of its registers: looked at once a block or a row.
     struct Walk {
-        int firstColumn = 0;       // the first cell this call writes in the row
-        size_t storedBefore = 0;   // cells stored before it, up to the last non-empty one
+        int firstColumn = 0;           // the first cell this call writes in the row
+        size_t storedBefore = 0;       // cells stored before it, up to the last non-empty one
         const char* roomEnd = nullptr; // the reading may go up to here with room in both buffers
     };
 
@@ -518,14 +495,11 @@ struct EditableDataContainer::ByteMachine {
     // The sink's fields are worked on in locals: the compiler must assume that a byte stored
     // into the row may change any field, and would reload them all for every cell. Which cells
     // are stored (up to the last non-empty one) is settled from their ends when the call stops.
-    const char* readCells(const char* p, const char* const end)
-    {
+    const char* readCells(const char* p, const char* const end) {
         return quoteByte >= 0 ? readCellsOf<true>(p, end) : readCellsOf<false>(p, end);
     }
 
-    template <bool Quotes>
-    const char* readCellsOf(const char* p, const char* const end)
-    {
+    template <bool Quotes> const char* readCellsOf(const char* p, const char* const end) {
         if (!sink.rowOpen)
             sink.openRow();
         sink.padTo(col);
@@ -566,7 +540,8 @@ struct EditableDataContainer::ByteMachine {
             std::uint64_t m;
             std::uint64_t stops;
             if (!blockEvents(b, m, stops))
-                return handOver(start, columnOf(), walk.firstColumn, walk.storedBefore, static_cast<size_t>(out - bytes));
+                return handOver(start, columnOf(), walk.firstColumn, walk.storedBefore,
+                                static_cast<size_t>(out - bytes));
             const char* const blockBase = base + b * 64;
             if (blockBase + 64 > walk.roomEnd)
                 makeRoom(start, blockBase + 64);
@@ -643,8 +618,7 @@ struct EditableDataContainer::ByteMachine {
 
     // Returns false when the load was cancelled at a row start. The piece is padded as
     // PieceCursor::reset() says.
-    bool feed(const char* data, qint64 length, qint64 position)
-    {
+    bool feed(const char* data, qint64 length, qint64 position) {
         const char* p = data;
         const char* const end = data + length;
         cursor.reset(data, static_cast<size_t>(length));
@@ -721,8 +695,7 @@ struct EditableDataContainer::ByteMachine {
         return true;
     }
 
-    void finish()
-    {
+    void finish() {
         switch (state) {
         case ParseState::RowStart:
             break; // a final line ending makes no row
@@ -736,7 +709,8 @@ struct EditableDataContainer::ByteMachine {
             // Never closed: the cell keeps its opening quote; a delimiter or line ending as the
             // very last byte of the file isn't part of it.
             const unsigned char lastCls = cellStartClass[static_cast<unsigned char>(cell.back())];
-            if (cell.size() > 1 && (lastCls == Delimiter || lastCls == Terminator || lastCls == CarriageReturn))
+            if (cell.size() > 1 &&
+                (lastCls == Delimiter || lastCls == Terminator || lastCls == CarriageReturn))
                 cell.pop_back();
             sink.store(col, cell.data(), cell.size());
             break;
@@ -751,8 +725,7 @@ struct EditableDataContainer::ByteMachine {
 // --- The multi-byte machine ------------------------------------------------------------------
 // The same machine over units of 2 or 4 bytes; a unit is compared with the key sequences as
 // one integer, which is the byte comparison done at once.
-template <int BytesPerUnit>
-struct EditableDataContainer::UnitMachine {
+template <int BytesPerUnit> struct EditableDataContainer::UnitMachine {
     using Unit = std::conditional_t<BytesPerUnit == 2, quint16, quint32>;
 
     RowSink sink;
@@ -770,23 +743,20 @@ struct EditableDataContainer::UnitMachine {
     int col = -1;
     std::vector<char> cell;
 
-    static Unit unitOf(const std::vector<char>& bytes)
-    {
+    static Unit unitOf(const std::vector<char>& bytes) {
         Unit u = 0;
         if (bytes.size() == BytesPerUnit)
             std::memcpy(&u, bytes.data(), BytesPerUnit);
         return u;
     }
-    static Unit load(const char* p)
-    {
+    static Unit load(const char* p) {
         Unit u;
         std::memcpy(&u, p, BytesPerUnit);
         return u;
     }
 
     UnitMachine(EditableDataContainer& container, bool delimited, bool quotes)
-        : sink(container), c(container), withDelimiter(delimited), honourQuotes(delimited && quotes)
-    {
+        : sink(container), c(container), withDelimiter(delimited), honourQuotes(delimited && quotes) {
         const KeyCharVecs keys = container.setKeyCharVecs();
         delimiterUnit = unitOf(keys.delimiter);
         crUnit = unitOf(keys.cr);
@@ -796,8 +766,7 @@ struct EditableDataContainer::UnitMachine {
         cell.reserve(256);
     }
 
-    unsigned char classify(Unit u) const
-    {
+    unsigned char classify(Unit u) const {
         if (withDelimiter && u == delimiterUnit)
             return Delimiter;
         if (u == lfUnit || u == rsUnit)
@@ -808,13 +777,11 @@ struct EditableDataContainer::UnitMachine {
             return QuoteChar;
         return Ordinary;
     }
-    bool endsPlain(Unit u) const
-    {
+    bool endsPlain(Unit u) const {
         return (withDelimiter && u == delimiterUnit) || u == lfUnit || u == rsUnit || u == crUnit;
     }
 
-    void endRowBy(unsigned char cls)
-    {
+    void endRowBy(unsigned char cls) {
         sink.endRow();
         state = ParseState::RowStart;
         skipLineFeed = cls == CarriageReturn;
@@ -825,8 +792,7 @@ struct EditableDataContainer::UnitMachine {
     bool delimited() const { return withDelimiter; }
     bool quoted() const { return honourQuotes; }
 
-    void storeQuoted()
-    {
+    void storeQuoted() {
         // Strip one unit at each end and undo doubled quotes, unit by unit.
         const size_t units = cell.size() / BytesPerUnit;
         size_t w = 0;
@@ -840,8 +806,7 @@ struct EditableDataContainer::UnitMachine {
         sink.store(col, cell.data(), w * BytesPerUnit);
     }
 
-    bool feed(const char* data, qint64 length, qint64 position)
-    {
+    bool feed(const char* data, qint64 length, qint64 position) {
         const char* p = data;
         const char* const end = data + length; // length is a whole number of units
         while (p < end) {
@@ -949,8 +914,7 @@ struct EditableDataContainer::UnitMachine {
         return true;
     }
 
-    void finish()
-    {
+    void finish() {
         switch (state) {
         case ParseState::RowStart:
             break;
@@ -982,26 +946,27 @@ EditableDataContainer::EditableDataContainer(QObject* parent) : AbstractDataCont
 
 EditableDataContainer::~EditableDataContainer() = default;
 
-void EditableDataContainer::setInstructionSetForTesting(int level) { s_instructionSetForTesting = level; }
+void EditableDataContainer::setInstructionSetForTesting(int level) {
+    s_instructionSetForTesting = level;
+}
 
-void EditableDataContainer::setPieceSizeForTesting(qint64 size) { s_pieceSizeForTesting = size; }
+void EditableDataContainer::setPieceSizeForTesting(qint64 size) {
+    s_pieceSizeForTesting = size;
+}
 
-int EditableDataContainer::numCellsStored(int row) const
-{
+int EditableDataContainer::numCellsStored(int row) const {
     if (row < 0 || row >= static_cast<int>(rows.size()))
         return 0;
     return rows[static_cast<size_t>(row)].size();
 }
 
-std::string_view EditableDataContainer::cellView(int row, int col) const
-{
+std::string_view EditableDataContainer::cellView(int row, int col) const {
     if (row < 0 || row >= static_cast<int>(rows.size()))
         return {};
     return rows[static_cast<size_t>(row)].cellOrEmpty(col);
 }
 
-void EditableDataContainer::setStoredCell(PackedRow& row, int col, std::string_view value)
-{
+void EditableDataContainer::setStoredCell(PackedRow& row, int col, std::string_view value) {
     // A cell the row already stores changes without a walk over the row's other cells, which
     // keeps a block edit of a million cells from costing a million row rebuilds.
     if (row.replaceCell(col, value))
@@ -1014,27 +979,23 @@ void EditableDataContainer::setStoredCell(PackedRow& row, int col, std::string_v
     row = PackedRow::fromCells(scratchViews);
 }
 
-std::vector<char> EditableDataContainer::getValue(int row, int col, bool) const
-{
+std::vector<char> EditableDataContainer::getValue(int row, int col, bool) const {
     const std::string_view cell = cellView(row, col);
     return std::vector<char>(cell.begin(), cell.end());
 }
 
-bool EditableDataContainer::getValueView(int row, int col, std::string_view& out) const
-{
+bool EditableDataContainer::getValueView(int row, int col, std::string_view& out) const {
     out = cellView(row, col);
     return true;
 }
 
-int EditableDataContainer::numColsInRow(int row) const
-{
+int EditableDataContainer::numColsInRow(int row) const {
     if (row < 0 || row >= static_cast<int>(rows.size()))
         return 0;
     return rows[static_cast<size_t>(row)].widthWithoutTrailingEmpty();
 }
 
-bool EditableDataContainer::setValue(const int& row, const int& col, const std::vector<char>& value)
-{
+bool EditableDataContainer::setValue(const int& row, const int& col, const std::vector<char>& value) {
     if (row < 0 || col < 0)
         return false;
     if (row >= static_cast<int>(rows.size())) {
@@ -1052,8 +1013,7 @@ bool EditableDataContainer::setValue(const int& row, const int& col, const std::
     return true;
 }
 
-bool EditableDataContainer::resizeRows(int n)
-{
+bool EditableDataContainer::resizeRows(int n) {
     if (n < 0)
         return false;
     if (static_cast<int>(rows.size()) > n)
@@ -1062,8 +1022,7 @@ bool EditableDataContainer::resizeRows(int n)
     return true;
 }
 
-bool EditableDataContainer::resizeCols(int n)
-{
+bool EditableDataContainer::resizeCols(int n) {
     if (n < 0)
         return false;
     for (auto& r : rows) {
@@ -1077,8 +1036,7 @@ bool EditableDataContainer::resizeCols(int n)
     return true;
 }
 
-bool EditableDataContainer::clear()
-{
+bool EditableDataContainer::clear() {
     rows.clear();
     rows.shrink_to_fit();
     scratchViews.clear();
@@ -1088,8 +1046,7 @@ bool EditableDataContainer::clear()
     return true;
 }
 
-void EditableDataContainer::getRow(std::vector<std::vector<char>>& out, int row)
-{
+void EditableDataContainer::getRow(std::vector<std::vector<char>>& out, int row) {
     out.assign(static_cast<size_t>(std::max(numColsLogical, 0)), std::vector<char>());
     if (row < 0 || row >= static_cast<int>(rows.size()))
         return;
@@ -1101,8 +1058,7 @@ void EditableDataContainer::getRow(std::vector<std::vector<char>>& out, int row)
     }
 }
 
-void EditableDataContainer::getCol(std::vector<std::vector<char>>& out, int col)
-{
+void EditableDataContainer::getCol(std::vector<std::vector<char>>& out, int col) {
     out.assign(static_cast<size_t>(std::max(numRowsLogical, 0)), std::vector<char>());
     if (col < 0)
         return;
@@ -1115,8 +1071,7 @@ void EditableDataContainer::getCol(std::vector<std::vector<char>>& out, int col)
     }
 }
 
-void EditableDataContainer::setRow(int row, const std::vector<std::vector<char>>& cells)
-{
+void EditableDataContainer::setRow(int row, const std::vector<std::vector<char>>& cells) {
     if (row < 0)
         return;
     if (row >= static_cast<int>(rows.size()))
@@ -1132,8 +1087,7 @@ void EditableDataContainer::setRow(int row, const std::vector<std::vector<char>>
     rows[static_cast<size_t>(row)] = PackedRow::fromCells(scratchViews);
 }
 
-void EditableDataContainer::setCol(int col, const std::vector<std::vector<char>>& cells)
-{
+void EditableDataContainer::setCol(int col, const std::vector<std::vector<char>>& cells) {
     if (col < 0)
         return;
     numColsLogical = std::max(numColsLogical, col + 1);
@@ -1150,18 +1104,16 @@ void EditableDataContainer::setCol(int col, const std::vector<std::vector<char>>
     }
 }
 
-void EditableDataContainer::insertRow(int at, const std::vector<std::vector<char>>& cells)
-{
+void EditableDataContainer::insertRow(int at, const std::vector<std::vector<char>>& cells) {
     insertRows(at, std::vector<std::vector<std::vector<char>>>{cells});
 }
 
-void EditableDataContainer::insertCol(int at, const std::vector<std::vector<char>>& cells)
-{
+void EditableDataContainer::insertCol(int at, const std::vector<std::vector<char>>& cells) {
     insertCols(at, std::vector<std::vector<std::vector<char>>>{cells});
 }
 
-void EditableDataContainer::insertRows(int at, const std::vector<std::vector<std::vector<char>>>& rowsToInsert)
-{
+void EditableDataContainer::insertRows(int at,
+                                       const std::vector<std::vector<std::vector<char>>>& rowsToInsert) {
     if (at < 0 || rowsToInsert.empty())
         return;
     if (at > static_cast<int>(rows.size()))
@@ -1179,13 +1131,14 @@ void EditableDataContainer::insertRows(int at, const std::vector<std::vector<std
         packed.push_back(PackedRow::fromCells(scratchViews));
         widest = std::max(widest, static_cast<int>(cells.size()));
     }
-    rows.insert(rows.begin() + at, std::make_move_iterator(packed.begin()), std::make_move_iterator(packed.end()));
+    rows.insert(rows.begin() + at, std::make_move_iterator(packed.begin()),
+                std::make_move_iterator(packed.end()));
     numRowsLogical = std::max(numRowsLogical, at) + static_cast<int>(rowsToInsert.size());
     numColsLogical = std::max(numColsLogical, widest);
 }
 
-void EditableDataContainer::insertCols(int at, const std::vector<std::vector<std::vector<char>>>& colsToInsert)
-{
+void EditableDataContainer::insertCols(int at,
+                                       const std::vector<std::vector<std::vector<char>>>& colsToInsert) {
     if (at < 0 || colsToInsert.empty())
         return;
     const size_t count = colsToInsert.size();
@@ -1228,8 +1181,7 @@ void EditableDataContainer::insertCols(int at, const std::vector<std::vector<std
     numRowsLogical = std::max(numRowsLogical, static_cast<int>(tallest));
 }
 
-bool EditableDataContainer::insertEmptyRows(int at, int count)
-{
+bool EditableDataContainer::insertEmptyRows(int at, int count) {
     if (at < 0 || count < 1)
         return false;
     if (at >= static_cast<int>(rows.size())) {
@@ -1242,8 +1194,7 @@ bool EditableDataContainer::insertEmptyRows(int at, int count)
     return true;
 }
 
-bool EditableDataContainer::insertEmptyCols(int at, int count)
-{
+bool EditableDataContainer::insertEmptyCols(int at, int count) {
     if (at < 0 || count < 1)
         return false;
     if (at >= numColsLogical) {
@@ -1261,8 +1212,7 @@ bool EditableDataContainer::insertEmptyCols(int at, int count)
     return true;
 }
 
-bool EditableDataContainer::removeRows(int at, int count)
-{
+bool EditableDataContainer::removeRows(int at, int count) {
     if (at < 0 || count < 1)
         return false;
     if (at >= numRowsLogical)
@@ -1276,8 +1226,7 @@ bool EditableDataContainer::removeRows(int at, int count)
     return true;
 }
 
-bool EditableDataContainer::removeCols(int at, int count)
-{
+bool EditableDataContainer::removeCols(int at, int count) {
     if (at < 0 || count < 1)
         return false;
     if (at >= numColsLogical)
@@ -1295,8 +1244,7 @@ bool EditableDataContainer::removeCols(int at, int count)
     return true;
 }
 
-void EditableDataContainer::copyRowContentsToAnotherRow(int from, int to)
-{
+void EditableDataContainer::copyRowContentsToAnotherRow(int from, int to) {
     if (from < 0 || to < 0 || from == to)
         return;
     if (to >= static_cast<int>(rows.size())) {
@@ -1309,8 +1257,7 @@ void EditableDataContainer::copyRowContentsToAnotherRow(int from, int to)
         rows[static_cast<size_t>(to)] = PackedRow();
 }
 
-void EditableDataContainer::copyColContentsToAnotherCol(int from, int to)
-{
+void EditableDataContainer::copyColContentsToAnotherCol(int from, int to) {
     if (from < 0 || to < 0 || from == to)
         return;
     if (to >= numColsLogical)
@@ -1327,8 +1274,7 @@ void EditableDataContainer::copyColContentsToAnotherCol(int from, int to)
 }
 
 std::vector<int> EditableDataContainer::emptyRows(int index, GetRowColMaskType maskType,
-                                                  const std::vector<int>& mask)
-{
+                                                  const std::vector<int>& mask) {
     // The mask selects the columns that are looked at in each row.
     std::vector<int> result;
     const int total = std::max(numRowsLogical, static_cast<int>(rows.size()));
@@ -1360,8 +1306,7 @@ std::vector<int> EditableDataContainer::emptyRows(int index, GetRowColMaskType m
 }
 
 std::vector<int> EditableDataContainer::emptyCols(int index, GetRowColMaskType maskType,
-                                                  const std::vector<int>& mask)
-{
+                                                  const std::vector<int>& mask) {
     // The mask selects the rows that are looked at in each column.
     const int total = numColsLogical;
     std::vector<char> occupied(static_cast<size_t>(std::max(total, 0)), 0);
@@ -1392,8 +1337,7 @@ std::vector<int> EditableDataContainer::emptyCols(int index, GetRowColMaskType m
     return result;
 }
 
-int EditableDataContainer::numEmptyRowsAtEnd()
-{
+int EditableDataContainer::numEmptyRowsAtEnd() {
     int count = 0;
     for (int row = static_cast<int>(rows.size()) - 1; row >= 0; --row) {
         if (numColsInRow(row) > 0)
@@ -1403,8 +1347,7 @@ int EditableDataContainer::numEmptyRowsAtEnd()
     return count;
 }
 
-int EditableDataContainer::numEmptyColsAtEnd()
-{
+int EditableDataContainer::numEmptyColsAtEnd() {
     int widest = 0;
     for (int row = 0; row < static_cast<int>(rows.size()); ++row)
         widest = std::max(widest, numColsInRow(row));
@@ -1427,8 +1370,7 @@ std::atomic<qint64> s_splitPartsTaken{0};
 std::atomic<bool> s_splitHelpersOnlyForTesting{false};
 
 // The characters that decide where rows start, as units of the file's encoding.
-template <class Unit>
-struct RowStartKeys {
+template <class Unit> struct RowStartKeys {
     Unit delimiter = 0;
     Unit lf = 0;
     Unit cr = 0;
@@ -1445,9 +1387,7 @@ struct RowStartKeys {
 // character and a separator closes one. Without such a quote the text is taken to start outside.
 // The guess may be wrong (the text can mislead): the loader checks it before it takes what was
 // read from it.
-template <class Unit>
-qint64 guessRowStart(const char* text, qint64 length, const RowStartKeys<Unit>& keys)
-{
+template <class Unit> qint64 guessRowStart(const char* text, qint64 length, const RowStartKeys<Unit>& keys) {
     const qint64 units = length / static_cast<qint64>(sizeof(Unit));
     const auto at = [text](qint64 i) {
         Unit u;
@@ -1496,8 +1436,8 @@ qint64 guessRowStart(const char* text, qint64 length, const RowStartKeys<Unit>& 
 // The keys of a single-byte file are its bytes; those of a wider one come as byte sequences.
 template <class Unit>
 qint64 guessRowStartIn(const char* text, qint64 length, char delimiter,
-                       const AbstractDataContainer::KeyCharVecs& vecs, bool withDelimiter, bool honourQuotes)
-{
+                       const AbstractDataContainer::KeyCharVecs& vecs, bool withDelimiter,
+                       bool honourQuotes) {
     const auto unitOf = [](const std::vector<char>& bytes, char single) {
         Unit u = 0;
         if constexpr (sizeof(Unit) == 1)
@@ -1538,8 +1478,8 @@ struct EditableDataContainer::LoadPart {
 
     // Reads the part with a machine of the loader's kind; true when it is usable.
     template <class Machine>
-    bool read(int fd, qint64 fileSize, qint64 pieceSize, bool withDelimiter, bool honourQuotes, RowArena& arena)
-    {
+    bool read(int fd, qint64 fileSize, qint64 pieceSize, bool withDelimiter, bool honourQuotes,
+              RowArena& arena) {
         try {
             Machine machine(table, withDelimiter, honourQuotes);
             machine.sink.arena = &arena;
@@ -1577,13 +1517,12 @@ struct EditableDataContainer::SplitLoad {
     std::mutex mutex;
     std::condition_variable changed;
     std::vector<std::thread> helpers;
-    bool stopping = false; // under the mutex
+    bool stopping = false;    // under the mutex
     bool helpersOnly = false; // tests have the loader wait for every part
 
     ~SplitLoad() { stop(); }
 
-    void stop()
-    {
+    void stop() {
         {
             std::lock_guard<std::mutex> lock(mutex);
             stopping = true;
@@ -1597,8 +1536,7 @@ struct EditableDataContainer::SplitLoad {
     }
 
     template <class Machine>
-    void help(int fd, qint64 fileSize, qint64 pieceSize, bool withDelimiter, bool honourQuotes)
-    {
+    void help(int fd, qint64 fileSize, qint64 pieceSize, bool withDelimiter, bool honourQuotes) {
         RowArena arena; // one for all the parts this helper reads
         for (;;) {
             LoadPart* part = nullptr;
@@ -1616,7 +1554,8 @@ struct EditableDataContainer::SplitLoad {
                 if (!part)
                     return;
             }
-            const bool usable = part->template read<Machine>(fd, fileSize, pieceSize, withDelimiter, honourQuotes, arena);
+            const bool usable =
+                part->template read<Machine>(fd, fileSize, pieceSize, withDelimiter, honourQuotes, arena);
             {
                 std::lock_guard<std::mutex> lock(mutex);
                 part->usable = usable;
@@ -1627,8 +1566,7 @@ struct EditableDataContainer::SplitLoad {
     }
 
     // True when the loader is to read part k itself: no helper has taken it.
-    bool claimForLoader(size_t k)
-    {
+    bool claimForLoader(size_t k) {
         std::lock_guard<std::mutex> lock(mutex);
         if (parts[k]->owner != LoadPart::Owner::Nobody || helpersOnly)
             return false;
@@ -1637,18 +1575,19 @@ struct EditableDataContainer::SplitLoad {
     }
 };
 
-void EditableDataContainer::setSplitLoadForTesting(qint64 partSize, bool helpersOnly)
-{
+void EditableDataContainer::setSplitLoadForTesting(qint64 partSize, bool helpersOnly) {
     s_splitPartSizeForTesting = partSize;
     s_splitHelpersOnlyForTesting = helpersOnly;
 }
 
-qint64 EditableDataContainer::splitPartsTakenForTesting() { return s_splitPartsTaken.load(); }
+qint64 EditableDataContainer::splitPartsTakenForTesting() {
+    return s_splitPartsTaken.load();
+}
 
 template <class Machine>
 std::unique_ptr<EditableDataContainer::SplitLoad>
-EditableDataContainer::startSplitLoad(int fd, qint64 from, qint64 pieceSize, bool withDelimiter, bool honourQuotes)
-{
+EditableDataContainer::startSplitLoad(int fd, qint64 from, qint64 pieceSize, bool withDelimiter,
+                                      bool honourQuotes) {
     const qint64 unit = bytesPerChar;
     const qint64 forcedSize = s_splitPartSizeForTesting.load();
     const qint64 length = fileSize - from;
@@ -1669,11 +1608,14 @@ EditableDataContainer::startSplitLoad(int fd, qint64 from, qint64 pieceSize, boo
     qint64 previous = from;
     for (qint64 k = 1; k < count; ++k) {
         const qint64 nominal = std::max(from + length / count * k / unit * unit, previous + unit);
-        const qint64 got = PieceReader::readFully(fd, probe.data(), nominal, std::min(probeSize, fileSize - nominal));
+        const qint64 got =
+            PieceReader::readFully(fd, probe.data(), nominal, std::min(probeSize, fileSize - nominal));
         const qint64 offset =
-            unit == 1   ? guessRowStartIn<unsigned char>(probe.data(), got, delimiter, keys, withDelimiter, honourQuotes)
-            : unit == 2 ? guessRowStartIn<quint16>(probe.data(), got, delimiter, keys, withDelimiter, honourQuotes)
-                        : guessRowStartIn<quint32>(probe.data(), got, delimiter, keys, withDelimiter, honourQuotes);
+            unit == 1 ? guessRowStartIn<unsigned char>(probe.data(), got, delimiter, keys, withDelimiter,
+                                                       honourQuotes)
+            : unit == 2
+                ? guessRowStartIn<quint16>(probe.data(), got, delimiter, keys, withDelimiter, honourQuotes)
+                : guessRowStartIn<quint32>(probe.data(), got, delimiter, keys, withDelimiter, honourQuotes);
         if (offset < 0 || nominal + offset >= fileSize)
             continue;
         auto part = std::make_unique<LoadPart>();
@@ -1688,7 +1630,8 @@ EditableDataContainer::startSplitLoad(int fd, qint64 from, qint64 pieceSize, boo
         return nullptr;
     for (size_t k = 0; k < split->parts.size(); ++k)
         split->parts[k]->end = k + 1 < split->parts.size() ? split->parts[k + 1]->start : fileSize;
-    const qint64 helpers = std::min<qint64>(std::max<qint64>(cores - 1, 1), static_cast<qint64>(split->parts.size()));
+    const qint64 helpers =
+        std::min<qint64>(std::max<qint64>(cores - 1, 1), static_cast<qint64>(split->parts.size()));
     SplitLoad* s = split.get();
     const qint64 size = fileSize;
     for (qint64 h = 0; h < helpers; ++h) {
@@ -1705,8 +1648,7 @@ EditableDataContainer::startSplitLoad(int fd, qint64 from, qint64 pieceSize, boo
     return split;
 }
 
-EditableDataContainer::PartOutcome EditableDataContainer::takePart(SplitLoad& split, LoadPart& part)
-{
+EditableDataContainer::PartOutcome EditableDataContainer::takePart(SplitLoad& split, LoadPart& part) {
     {
         std::unique_lock<std::mutex> lock(split.mutex);
         while (!part.finished) {
@@ -1714,8 +1656,8 @@ EditableDataContainer::PartOutcome EditableDataContainer::takePart(SplitLoad& sp
             if (loadCanceled.load(std::memory_order_relaxed))
                 return PartOutcome::Canceled;
             lock.unlock();
-            reportProgressIfDue((part.start + part.done.load(std::memory_order_relaxed)) / bytesPerChar, fileSize,
-                                bytesPerChar);
+            reportProgressIfDue((part.start + part.done.load(std::memory_order_relaxed)) / bytesPerChar,
+                                fileSize, bytesPerChar);
             lock.lock();
             split.changed.wait_for(lock, std::chrono::milliseconds(10));
         }
@@ -1739,9 +1681,7 @@ EditableDataContainer::PartOutcome EditableDataContainer::takePart(SplitLoad& sp
     return PartOutcome::Taken;
 }
 
-template <class Machine>
-bool EditableDataContainer::runLoad(Machine& machine)
-{
+template <class Machine> bool EditableDataContainer::runLoad(Machine& machine) {
     clear();
     hasBom = false;
     bom.clear();
@@ -1868,8 +1808,7 @@ bool EditableDataContainer::runLoad(Machine& machine)
     return true;
 }
 
-bool EditableDataContainer::loadCSV()
-{
+bool EditableDataContainer::loadCSV() {
     if (bytesPerChar > 1)
         return delimiter == 0 ? loadCSVNoDelimiterMultiByte() : loadCSVMultiByte();
     if (delimiter == 0)
@@ -1878,14 +1817,12 @@ bool EditableDataContainer::loadCSV()
     return runLoad(machine);
 }
 
-bool EditableDataContainer::loadCSVNoDelimiter()
-{
+bool EditableDataContainer::loadCSVNoDelimiter() {
     ByteMachine machine(*this, false, false);
     return runLoad(machine);
 }
 
-bool EditableDataContainer::loadCSVMultiByte()
-{
+bool EditableDataContainer::loadCSVMultiByte() {
     if (bytesPerChar == 1)
         return loadCSV();
     if (bytesPerChar == 4) {
@@ -1896,8 +1833,7 @@ bool EditableDataContainer::loadCSVMultiByte()
     return runLoad(machine);
 }
 
-bool EditableDataContainer::loadCSVNoDelimiterMultiByte()
-{
+bool EditableDataContainer::loadCSVNoDelimiterMultiByte() {
     if (bytesPerChar == 1)
         return loadCSVNoDelimiter();
     if (bytesPerChar == 4) {
@@ -1919,8 +1855,7 @@ struct QuoteTriggers {
     bool never = false;
     bool table[256] = {};
 
-    QuoteTriggers(ParsingStandard standard, char saveDelimiter)
-    {
+    QuoteTriggers(ParsingStandard standard, char saveDelimiter) {
         always = standard == ALL_QUOTES;
         never = standard != RFC_4180 && standard != SPARSE_QUOTES && !always;
         table[static_cast<unsigned char>(saveDelimiter)] = true;
@@ -1930,8 +1865,7 @@ struct QuoteTriggers {
             table[static_cast<unsigned char>(KeyChars::Quote)] = true; // "Sparse Quotes" leaves a lone quote
     }
 
-    bool needsQuotes(std::string_view cell) const
-    {
+    bool needsQuotes(std::string_view cell) const {
         if (always || never)
             return always;
         for (const char c : cell) {
@@ -1942,8 +1876,7 @@ struct QuoteTriggers {
     }
 };
 
-void appendQuoted(std::vector<char>& out, std::string_view cell)
-{
+void appendQuoted(std::vector<char>& out, std::string_view cell) {
     out.push_back(KeyChars::Quote);
     const char* p = cell.data();
     const char* const end = p + cell.size();
@@ -1958,8 +1891,7 @@ void appendQuoted(std::vector<char>& out, std::string_view cell)
     out.push_back(KeyChars::Quote);
 }
 
-void appendLineEnding(std::vector<char>& out, LineEndingType lineEnding)
-{
+void appendLineEnding(std::vector<char>& out, LineEndingType lineEnding) {
     if (lineEnding == LINE_ENDING_WINDOWS) {
         out.push_back(KeyChars::CR);
         out.push_back(KeyChars::LF);
@@ -1971,8 +1903,7 @@ void appendLineEnding(std::vector<char>& out, LineEndingType lineEnding)
 }
 
 // Unit-aligned search for one character in a multi-byte cell.
-bool hasUnit(std::string_view cell, const std::vector<char>& unit)
-{
+bool hasUnit(std::string_view cell, const std::vector<char>& unit) {
     const size_t width = unit.size();
     if (width == 0)
         return false;
@@ -1985,9 +1916,8 @@ bool hasUnit(std::string_view cell, const std::vector<char>& unit)
 
 } // namespace
 
-void EditableDataContainer::buildLine(std::vector<char>& out, int index, bool column, GetRowColMaskType maskType,
-                                      const std::vector<int>& mask)
-{
+void EditableDataContainer::buildLine(std::vector<char>& out, int index, bool column,
+                                      GetRowColMaskType maskType, const std::vector<int>& mask) {
     const size_t startSize = out.size();
     const bool delimited = saveDelimiter != 0;
     const int logicalEnd = column ? numRowsLogical : numColsLogical;
@@ -2067,8 +1997,7 @@ void EditableDataContainer::buildLine(std::vector<char>& out, int index, bool co
 }
 
 void EditableDataContainer::buildLineMultiByte(std::vector<char>& out, int index, bool column,
-                                               GetRowColMaskType maskType, const std::vector<int>& mask)
-{
+                                               GetRowColMaskType maskType, const std::vector<int>& mask) {
     const KeyCharVecs keys = setKeyCharVecs();
     const size_t startSize = out.size();
     const bool delimited = saveDelimiter != 0;
@@ -2164,8 +2093,7 @@ void EditableDataContainer::buildLineMultiByte(std::vector<char>& out, int index
 }
 
 void EditableDataContainer::getRowCSVString(std::vector<char>& out, int row, GetRowColMaskType maskType,
-                                            const std::vector<int>& mask)
-{
+                                            const std::vector<int>& mask) {
     if (bytesPerChar >= 2) {
         getRowCSVStringMultiByte(out, row, maskType, mask);
         return;
@@ -2173,9 +2101,9 @@ void EditableDataContainer::getRowCSVString(std::vector<char>& out, int row, Get
     buildLine(out, row, false, maskType, mask);
 }
 
-void EditableDataContainer::getRowCSVStringMultiByte(std::vector<char>& out, int row, GetRowColMaskType maskType,
-                                                     const std::vector<int>& mask)
-{
+void EditableDataContainer::getRowCSVStringMultiByte(std::vector<char>& out, int row,
+                                                     GetRowColMaskType maskType,
+                                                     const std::vector<int>& mask) {
     if (bytesPerChar < 2) {
         buildLine(out, row, false, maskType, mask);
         return;
@@ -2184,8 +2112,7 @@ void EditableDataContainer::getRowCSVStringMultiByte(std::vector<char>& out, int
 }
 
 void EditableDataContainer::getColCSVString(std::vector<char>& out, int col, GetRowColMaskType maskType,
-                                            const std::vector<int>& mask)
-{
+                                            const std::vector<int>& mask) {
     if (bytesPerChar >= 2) {
         getColCSVStringMultiByte(out, col, maskType, mask);
         return;
@@ -2193,9 +2120,9 @@ void EditableDataContainer::getColCSVString(std::vector<char>& out, int col, Get
     buildLine(out, col, true, maskType, mask);
 }
 
-void EditableDataContainer::getColCSVStringMultiByte(std::vector<char>& out, int col, GetRowColMaskType maskType,
-                                                     const std::vector<int>& mask)
-{
+void EditableDataContainer::getColCSVStringMultiByte(std::vector<char>& out, int col,
+                                                     GetRowColMaskType maskType,
+                                                     const std::vector<int>& mask) {
     if (bytesPerChar < 2) {
         buildLine(out, col, true, maskType, mask);
         return;
@@ -2204,8 +2131,7 @@ void EditableDataContainer::getColCSVStringMultiByte(std::vector<char>& out, int
 }
 
 bool EditableDataContainer::saveCSV(bool, bool transposed, const std::vector<int>& rowsToSkip,
-                                    const std::vector<int>& colsToSkip)
-{
+                                    const std::vector<int>& colsToSkip) {
     QSaveFile file(filepath);
     if (!file.open(QIODevice::WriteOnly))
         return false;

@@ -91,13 +91,11 @@ private:
     // The parsers and the row builder they share live in the implementation file.
     struct RowSink;
     struct ByteMachine;
-    template <int BytesPerUnit>
-    struct UnitMachine;
+    template <int BytesPerUnit> struct UnitMachine;
     struct LoadPart;
     struct SplitLoad;
     enum class PartOutcome { Taken, Refused, Canceled };
-    template <class Machine>
-    bool runLoad(Machine& machine);
+    template <class Machine> bool runLoad(Machine& machine);
     // The parts of the file from `from` on, and the helpers that read them while the loader
     // reads from the front; null when the file is read in one go.
     template <class Machine>
@@ -115,7 +113,7 @@ private:
     void setStoredCell(PackedRow& row, int col, std::string_view value);
 
     std::vector<PackedRow, LargePageAllocator<PackedRow>> rows; // a big load makes millions
-    std::vector<std::string_view> scratchViews; // reused by edits that rebuild rows
+    std::vector<std::string_view> scratchViews;                 // reused by edits that rebuild rows
     qint64 fileSize = 0;
     int numRowsLogical = 0;
     int numColsLogical = 0;

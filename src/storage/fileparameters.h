@@ -75,14 +75,14 @@ enum ParsingStandard : int {
 
 // Which cells of a row (column) an operation covers; `mask` is a sorted list of indexes.
 enum GetRowColMaskType : int {
-    MASK_ONLY_LISTED = 0,   // only the indexes in the mask
+    MASK_ONLY_LISTED = 0,    // only the indexes in the mask
     MASK_ALL_BUT_LISTED = 1, // from the first index on, all but those in the mask
     MASK_ALL = 2,            // from the first index on, all; the mask is ignored
 };
 
 // One line of the file extension table, and the parameter set of an open or import.
 struct ExtensionData {
-    QString extension;                     // without dot, lower case; "(none)" for no extension
+    QString extension;                       // without dot, lower case; "(none)" for no extension
     QString delimiter = QStringLiteral(","); // read delimiter, "(none)" or "(auto)"
     QString saveDelimiter = QStringLiteral(",");
     LineEndingType lineEnding = LINE_ENDING_UNIX;

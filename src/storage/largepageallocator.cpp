@@ -12,8 +12,7 @@ constexpr std::size_t kLargePage = std::size_t(2) << 20;
 
 } // namespace
 
-void* LargePages::allocate(std::size_t size)
-{
+void* LargePages::allocate(std::size_t size) {
     void* memory = nullptr;
     if (size < kLargePage) {
         memory = std::malloc(size > 0 ? size : 1);
@@ -30,4 +29,6 @@ void* LargePages::allocate(std::size_t size)
     return memory;
 }
 
-void LargePages::release(void* memory) noexcept { std::free(memory); }
+void LargePages::release(void* memory) noexcept {
+    std::free(memory);
+}

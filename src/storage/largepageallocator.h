@@ -14,23 +14,15 @@ void release(void* memory) noexcept;
 } // namespace LargePages
 
 // A standard allocator on LargePages, for containers that grow large (the container's row list).
-template <class T>
-class LargePageAllocator {
+template <class T> class LargePageAllocator {
 public:
     using value_type = T;
 
     LargePageAllocator() = default;
-    template <class U>
-    LargePageAllocator(const LargePageAllocator<U>&) noexcept
-    {
-    }
+    template <class U> LargePageAllocator(const LargePageAllocator<U>&) noexcept {}
 
     T* allocate(std::size_t n) { return static_cast<T*>(LargePages::allocate(n * sizeof(T))); }
     void deallocate(T* p, std::size_t) noexcept { LargePages::release(p); }
 
-    template <class U>
-    bool operator==(const LargePageAllocator<U>&) const noexcept
-    {
-        return true;
-    }
+    template <class U> bool operator==(const LargePageAllocator<U>&) const noexcept { return true; }
 };

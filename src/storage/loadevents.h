@@ -44,18 +44,18 @@ struct Window {
     std::uint64_t rowEnds[kBlocks];
 
     // Carried into block first + count.
-    std::uint64_t insideCarry = 0; // all ones while inside quotes
-    std::uint64_t startCarry = 0;  // 1 when a cell starts at the block's first byte
-    std::uint64_t closerCarry = 0; // 1 when the block before ended on a closing quote
-    std::uint64_t crCarry = 0;     // 1 when the block before ended on a CR that ends a row
+    std::uint64_t insideCarry = 0;               // all ones while inside quotes
+    std::uint64_t startCarry = 0;                // 1 when a cell starts at the block's first byte
+    std::uint64_t closerCarry = 0;               // 1 when the block before ended on a closing quote
+    std::uint64_t crCarry = 0;                   // 1 when the block before ended on a CR that ends a row
     std::uint64_t entryKeep = ~std::uint64_t(0); // for a block entered in its middle
 };
 
 // Fills `w` with up to `blocks` blocks from block `b` of `base`, which holds `lastBlock` + 1
 // blocks; reads up to 64 bytes past each block: the piece is followed by 64 zero bytes. Stops
 // early in front of a block that parity can't read.
-using FillFunction = void (*)(const unsigned char* base, std::size_t b, std::size_t blocks, std::size_t lastBlock,
-                              const Keys& keys, Window& w);
+using FillFunction = void (*)(const unsigned char* base, std::size_t b, std::size_t blocks,
+                              std::size_t lastBlock, const Keys& keys, Window& w);
 
 // Bit k of the result is the parity of bits 0..k of x, by shifts, for any processor.
 struct ShiftParity {
@@ -63,9 +63,9 @@ struct ShiftParity {
 };
 
 template <class Masks, class Parity>
-[[gnu::always_inline]] inline void fillWith(Masks masksOf, Parity parity, const unsigned char* base, std::size_t b,
-                                            std::size_t blocks, std::size_t lastBlock, const Keys& keys, Window& w)
-{
+[[gnu::always_inline]] inline void fillWith(Masks masksOf, Parity parity, const unsigned char* base,
+                                            std::size_t b, std::size_t blocks, std::size_t lastBlock,
+                                            const Keys& keys, Window& w) {
     w.first = b;
     w.count = 0;
     w.invalid = false;
@@ -124,33 +124,31 @@ template <class Masks, class Parity>
 }
 
 inline void fillPlain(const unsigned char* base, std::size_t b, std::size_t blocks, std::size_t lastBlock,
-                      const Keys& keys, Window& w)
-{
-    fillWith([](const unsigned char* p, unsigned char d) { return ByteScan::blockMasks(p, d); }, ShiftParity(), base,
-             b, blocks, lastBlock, keys, w);
+                      const Keys& keys, Window& w) {
+    fillWith([](const unsigned char* p, unsigned char d) { return ByteScan::blockMasks(p, d); },
+             ShiftParity(), base, b, blocks, lastBlock, keys, w);
 }
 
 #if defined(ORVANE_BYTESCAN_X86)
 struct ClmulParity {
-    __attribute__((target("pclmul,sse2"))) std::uint64_t operator()(std::uint64_t x) const
-    {
+    __attribute__((target("pclmul,sse2"))) std::uint64_t operator()(std::uint64_t x) const {
         return ByteScan::prefixXorClmul(x);
     }
 };
 
 __attribute__((target("avx2,bmi,bmi2,popcnt,lzcnt,pclmul"))) inline void
-fillAvx2(const unsigned char* base, std::size_t b, std::size_t blocks, std::size_t lastBlock, const Keys& keys, Window& w)
-{
+fillAvx2(const unsigned char* base, std::size_t b, std::size_t blocks, std::size_t lastBlock,
+         const Keys& keys, Window& w) {
     const ByteScan::Avx2Classifier classify(keys.delimiter);
-    fillWith([&classify](const unsigned char* p, unsigned char)
-                 __attribute__((target("avx2"))) { return classify(p); },
-             ClmulParity(), base, b, blocks, lastBlock, keys, w);
+    fillWith(
+        [&classify](const unsigned char* p, unsigned char)
+            __attribute__((target("avx2"))) { return classify(p); },
+        ClmulParity(), base, b, blocks, lastBlock, keys, w);
 }
 #endif
 
 // The fillers this processor runs, the plain one first; `level` 1 asks for the plain one only.
-inline FillFunction bestFillFunction(int level = 0)
-{
+inline FillFunction bestFillFunction(int level = 0) {
 #if defined(ORVANE_BYTESCAN_X86)
     if (level != 1 && ByteScan::hasAvx2())
         return &fillAvx2;

@@ -34,15 +34,14 @@ using ScanFunction = void (*)(const char* p, std::size_t blocks, const Keys& key
                               std::uint64_t* quotes);
 
 inline void scanPlain(const char* p, std::size_t blocks, const Keys& keys, std::uint64_t* separators,
-                      std::uint64_t* quotes)
-{
+                      std::uint64_t* quotes) {
     for (std::size_t b = 0; b < blocks; ++b, p += 64) {
         std::uint64_t s = 0;
         std::uint64_t q = 0;
         for (int i = 0; i < 64; ++i) {
             const char c = p[i];
-            const bool isSeparator =
-                c == keys.delimiter || c == keys.lineFeed || c == keys.carriageReturn || c == keys.recordSeparator;
+            const bool isSeparator = c == keys.delimiter || c == keys.lineFeed || c == keys.carriageReturn ||
+                                     c == keys.recordSeparator;
             s |= std::uint64_t(isSeparator) << i;
             q |= std::uint64_t(c == keys.quote) << i;
         }
@@ -54,8 +53,7 @@ inline void scanPlain(const char* p, std::size_t blocks, const Keys& keys, std::
 #ifdef ORVANE_LOADSCAN_X86
 
 inline void scanSse2(const char* p, std::size_t blocks, const Keys& keys, std::uint64_t* separators,
-                     std::uint64_t* quotes)
-{
+                     std::uint64_t* quotes) {
     const __m128i d = _mm_set1_epi8(keys.delimiter);
     const __m128i lf = _mm_set1_epi8(keys.lineFeed);
     const __m128i cr = _mm_set1_epi8(keys.carriageReturn);
@@ -69,7 +67,8 @@ inline void scanSse2(const char* p, std::size_t blocks, const Keys& keys, std::u
             const __m128i hit = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, d), _mm_cmpeq_epi8(v, lf)),
                                              _mm_or_si128(_mm_cmpeq_epi8(v, cr), _mm_cmpeq_epi8(v, rs)));
             s |= std::uint64_t(static_cast<std::uint16_t>(_mm_movemask_epi8(hit))) << (16 * part);
-            q |= std::uint64_t(static_cast<std::uint16_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, qu)))) << (16 * part);
+            q |= std::uint64_t(static_cast<std::uint16_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, qu))))
+                 << (16 * part);
         }
         separators[b] = s;
         quotes[b] = q;
@@ -77,8 +76,7 @@ inline void scanSse2(const char* p, std::size_t blocks, const Keys& keys, std::u
 }
 
 __attribute__((target("avx2"))) inline void scanAvx2(const char* p, std::size_t blocks, const Keys& keys,
-                                                     std::uint64_t* separators, std::uint64_t* quotes)
-{
+                                                     std::uint64_t* separators, std::uint64_t* quotes) {
     const __m256i d = _mm256_set1_epi8(keys.delimiter);
     const __m256i lf = _mm256_set1_epi8(keys.lineFeed);
     const __m256i cr = _mm256_set1_epi8(keys.carriageReturn);
@@ -87,22 +85,25 @@ __attribute__((target("avx2"))) inline void scanAvx2(const char* p, std::size_t 
     for (std::size_t b = 0; b < blocks; ++b, p += 64) {
         const __m256i lo = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
         const __m256i hi = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p + 32));
-        const __m256i hitLo = _mm256_or_si256(_mm256_or_si256(_mm256_cmpeq_epi8(lo, d), _mm256_cmpeq_epi8(lo, lf)),
-                                              _mm256_or_si256(_mm256_cmpeq_epi8(lo, cr), _mm256_cmpeq_epi8(lo, rs)));
-        const __m256i hitHi = _mm256_or_si256(_mm256_or_si256(_mm256_cmpeq_epi8(hi, d), _mm256_cmpeq_epi8(hi, lf)),
-                                              _mm256_or_si256(_mm256_cmpeq_epi8(hi, cr), _mm256_cmpeq_epi8(hi, rs)));
+        const __m256i hitLo =
+            _mm256_or_si256(_mm256_or_si256(_mm256_cmpeq_epi8(lo, d), _mm256_cmpeq_epi8(lo, lf)),
+                            _mm256_or_si256(_mm256_cmpeq_epi8(lo, cr), _mm256_cmpeq_epi8(lo, rs)));
+        const __m256i hitHi =
+            _mm256_or_si256(_mm256_or_si256(_mm256_cmpeq_epi8(hi, d), _mm256_cmpeq_epi8(hi, lf)),
+                            _mm256_or_si256(_mm256_cmpeq_epi8(hi, cr), _mm256_cmpeq_epi8(hi, rs)));
         separators[b] = std::uint64_t(static_cast<std::uint32_t>(_mm256_movemask_epi8(hitLo))) |
                         (std::uint64_t(static_cast<std::uint32_t>(_mm256_movemask_epi8(hitHi))) << 32);
-        quotes[b] = std::uint64_t(static_cast<std::uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(lo, qu)))) |
-                    (std::uint64_t(static_cast<std::uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(hi, qu)))) << 32);
+        quotes[b] =
+            std::uint64_t(static_cast<std::uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(lo, qu)))) |
+            (std::uint64_t(static_cast<std::uint32_t>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(hi, qu))))
+             << 32);
     }
 }
 
 #endif
 
 // The fastest scanner this processor runs.
-inline ScanFunction bestScanFunction()
-{
+inline ScanFunction bestScanFunction() {
 #ifdef ORVANE_LOADSCAN_X86
     if (__builtin_cpu_supports("avx2"))
         return &scanAvx2;
@@ -113,8 +114,7 @@ inline ScanFunction bestScanFunction()
 }
 
 // The scanners this processor runs, the plain one first; for tests that hold them to each other.
-inline int availableScanFunctions(ScanFunction* out)
-{
+inline int availableScanFunctions(ScanFunction* out) {
     int n = 0;
     out[n++] = &scanPlain;
 #ifdef ORVANE_LOADSCAN_X86
@@ -125,6 +125,8 @@ inline int availableScanFunctions(ScanFunction* out)
     return n;
 }
 
-inline int lowestBit(std::uint64_t mask) { return __builtin_ctzll(mask); }
+inline int lowestBit(std::uint64_t mask) {
+    return __builtin_ctzll(mask);
+}
 
 } // namespace LoadScan

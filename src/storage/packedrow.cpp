@@ -6,8 +6,7 @@
 #include <cstring>
 #include <new>
 
-PackedRow::PackedRow(const PackedRow& other)
-{
+PackedRow::PackedRow(const PackedRow& other) {
     if (!other.block)
         return;
     const std::size_t size = other.blockSize();
@@ -18,15 +17,13 @@ PackedRow::PackedRow(const PackedRow& other)
     reinterpret_cast<Header*>(block)->flags &= ~kInArena; // a copy lives on the heap
 }
 
-PackedRow& PackedRow::operator=(const PackedRow& other)
-{
+PackedRow& PackedRow::operator=(const PackedRow& other) {
     if (this != &other)
         *this = PackedRow(other);
     return *this;
 }
 
-PackedRow& PackedRow::operator=(PackedRow&& other) noexcept
-{
+PackedRow& PackedRow::operator=(PackedRow&& other) noexcept {
     if (this != &other) {
         release(block);
         block = other.block;
@@ -35,10 +32,11 @@ PackedRow& PackedRow::operator=(PackedRow&& other) noexcept
     return *this;
 }
 
-PackedRow::~PackedRow() { release(block); }
+PackedRow::~PackedRow() {
+    release(block);
+}
 
-void PackedRow::release(char* block)
-{
+void PackedRow::release(char* block) {
     if (!block)
         return;
     if (reinterpret_cast<const Header*>(block)->flags & kInArena)
@@ -49,9 +47,7 @@ void PackedRow::release(char* block)
 
 namespace {
 
-template <class Offset>
-void writeEnds(char* offsets, const std::uint64_t* ends, std::size_t count)
-{
+template <class Offset> void writeEnds(char* offsets, const std::uint64_t* ends, std::size_t count) {
     auto* e = reinterpret_cast<Offset*>(offsets);
     for (std::size_t i = 0; i < count; ++i)
         e[i] = static_cast<Offset>(ends[i]);
@@ -59,8 +55,7 @@ void writeEnds(char* offsets, const std::uint64_t* ends, std::size_t count)
 
 } // namespace
 
-char* PackedRow::allocate(std::size_t count, std::uint64_t total, RowArena* arena)
-{
+char* PackedRow::allocate(std::size_t count, std::uint64_t total, RowArena* arena) {
     const std::uint32_t width = widthCode(total);
     const std::size_t size = sizeof(Header) + (count << width) + static_cast<std::size_t>(total);
     char* memory = arena ? arena->allocate(size) : nullptr;
@@ -79,8 +74,7 @@ char* PackedRow::allocate(std::size_t count, std::uint64_t total, RowArena* aren
 }
 
 PackedRow PackedRow::fromPartsOutOfLine(const char* bytes, const std::uint64_t* ends, std::size_t count,
-                                        RowArena* arena)
-{
+                                        RowArena* arena) {
     PackedRow row;
     if (count == 0)
         return row;
@@ -106,8 +100,7 @@ PackedRow PackedRow::fromPartsOutOfLine(const char* bytes, const std::uint64_t* 
     return row;
 }
 
-PackedRow PackedRow::fromCells(const std::vector<std::string_view>& cells)
-{
+PackedRow PackedRow::fromCells(const std::vector<std::string_view>& cells) {
     PackedRow row;
     const std::size_t count = cells.size();
     if (count == 0)
@@ -137,16 +130,14 @@ PackedRow PackedRow::fromCells(const std::vector<std::string_view>& cells)
     return row;
 }
 
-void PackedRow::views(std::vector<std::string_view>& out) const
-{
+void PackedRow::views(std::vector<std::string_view>& out) const {
     const int n = size();
     out.resize(static_cast<std::size_t>(n));
     for (int i = 0; i < n; ++i)
         out[static_cast<std::size_t>(i)] = cell(i);
 }
 
-int PackedRow::widthWithoutTrailingEmpty() const
-{
+int PackedRow::widthWithoutTrailingEmpty() const {
     // Cells are empty exactly where an end offset repeats the one before it.
     for (int i = size() - 1; i >= 0; --i) {
         if (!cellEmpty(i))
@@ -155,8 +146,7 @@ int PackedRow::widthWithoutTrailingEmpty() const
     return 0;
 }
 
-std::uint64_t PackedRow::totalBytes() const
-{
+std::uint64_t PackedRow::totalBytes() const {
     const int n = size();
     if (n == 0)
         return 0;
@@ -166,8 +156,7 @@ std::uint64_t PackedRow::totalBytes() const
     return end;
 }
 
-std::size_t PackedRow::blockSize() const
-{
+std::size_t PackedRow::blockSize() const {
     if (!block)
         return 0;
     const Header* h = header();
@@ -179,16 +168,14 @@ namespace {
 
 // Shifts the end offsets from `first` on by `delta` (which may be negative, as two's complement).
 template <class Offset>
-void shiftEnds(char* offsets, std::size_t first, std::size_t count, std::uint64_t delta)
-{
+void shiftEnds(char* offsets, std::size_t first, std::size_t count, std::uint64_t delta) {
     auto* e = reinterpret_cast<Offset*>(offsets);
     for (std::size_t j = first; j < count; ++j)
         e[j] = static_cast<Offset>(e[j] + delta);
 }
 
 void shiftEndsOfWidth(std::uint32_t width, char* offsets, std::size_t first, std::size_t count,
-                      std::uint64_t delta)
-{
+                      std::uint64_t delta) {
     switch (width) {
     case 0:
         shiftEnds<std::uint8_t>(offsets, first, count, delta);
@@ -207,8 +194,7 @@ void shiftEndsOfWidth(std::uint32_t width, char* offsets, std::size_t first, std
 
 } // namespace
 
-bool PackedRow::replaceCell(int i, std::string_view value)
-{
+bool PackedRow::replaceCell(int i, std::string_view value) {
     if (i < 0 || i >= size())
         return false;
     const std::uint32_t index = static_cast<std::uint32_t>(i);

@@ -11,8 +11,8 @@
 // One stored row in a single block: a small header, the end offset of every cell, then the
 // cells' bytes back to back. A row without cells holds no block at all. Offsets take one byte a
 // cell while the row's bytes fit in 255, as most rows of a table do, two up to 64 KiB, four up
-// to 4 GiB and eight beyond. The block comes from the heap, or from a RowArena for the rows of a load; the header
-// says which.
+// to 4 GiB and eight beyond. The block comes from the heap, or from a RowArena for the rows of a load; the
+// header says which.
 //
 // Only replaceCell changes a row in place; every other edit builds the new row from views of the
 // old one and then replaces it. Either way a view taken from a row is good until the row changes.
@@ -28,8 +28,7 @@ public:
     // The row of `count` cells whose bytes lie back to back in `bytes`, cell i ending at ends[i];
     // its block comes from `arena` when one is given.
     static PackedRow fromParts(const char* bytes, const std::uint64_t* ends, std::size_t count,
-                               RowArena* arena = nullptr)
-    {
+                               RowArena* arena = nullptr) {
         // The common row of a load, a million times over: short offsets in an arena block.
         if (arena && count > 0 && ends[count - 1] <= 0xFFFF) {
             PackedRow row;
@@ -44,15 +43,13 @@ public:
 
     int size() const { return block ? static_cast<int>(header()->count) : 0; }
     // Cell i, for 0 <= i < size(); an empty cell is an empty view.
-    std::string_view cell(int i) const
-    {
+    std::string_view cell(int i) const {
         std::uint64_t begin = 0;
         std::uint64_t end = 0;
         bounds(static_cast<std::uint32_t>(i), begin, end);
         return std::string_view(bytes() + begin, static_cast<std::size_t>(end - begin));
     }
-    bool cellEmpty(int i) const
-    {
+    bool cellEmpty(int i) const {
         std::uint64_t begin = 0;
         std::uint64_t end = 0;
         bounds(static_cast<std::uint32_t>(i), begin, end);
@@ -81,31 +78,24 @@ private:
     // Offsets take 1 << (flags & kWidthMask) bytes: 1, 2, 4 or 8.
     static constexpr std::uint32_t kWidthMask = 3;
     static constexpr std::uint32_t kInArena = 4; // the block belongs to a RowArena
-    static std::uint32_t widthCode(std::uint64_t total)
-    {
+    static std::uint32_t widthCode(std::uint64_t total) {
         return total <= 0xFF ? 0 : total <= 0xFFFF ? 1 : total <= 0xFFFFFFFF ? 2 : 3;
     }
-    template <class Offset>
-    static constexpr std::uint32_t widthOf()
-    {
+    template <class Offset> static constexpr std::uint32_t widthOf() {
         return sizeof(Offset) == 1 ? 0 : sizeof(Offset) == 2 ? 1 : sizeof(Offset) == 4 ? 2 : 3;
     }
     const Header* header() const { return reinterpret_cast<const Header*>(block); }
     const char* offsets() const { return block + sizeof(Header); }
-    const char* bytes() const
-    {
+    const char* bytes() const {
         const Header* h = header();
         return offsets() + (std::size_t(h->count) << (h->flags & kWidthMask));
     }
-    template <class Offset>
-    void boundsAs(std::uint32_t i, std::uint64_t& begin, std::uint64_t& end) const
-    {
+    template <class Offset> void boundsAs(std::uint32_t i, std::uint64_t& begin, std::uint64_t& end) const {
         const auto* e = reinterpret_cast<const Offset*>(offsets());
         begin = i ? e[i - 1] : 0;
         end = e[i];
     }
-    void bounds(std::uint32_t i, std::uint64_t& begin, std::uint64_t& end) const
-    {
+    void bounds(std::uint32_t i, std::uint64_t& begin, std::uint64_t& end) const {
         switch (header()->flags & kWidthMask) {
         case 0:
             boundsAs<std::uint8_t>(i, begin, end);
@@ -127,8 +117,7 @@ private:
     // An arena block for `count` cells of at most 64 KiB with offsets of type Offset, filled;
     // null when the arena has no room for it.
     template <class Offset>
-    static char* packShort(const char* bytes, const std::uint64_t* ends, std::size_t count, RowArena& arena)
-    {
+    static char* packShort(const char* bytes, const std::uint64_t* ends, std::size_t count, RowArena& arena) {
         const std::size_t total = static_cast<std::size_t>(ends[count - 1]);
         char* block = arena.allocate(sizeof(Header) + sizeof(Offset) * count + total);
         if (!block)

@@ -9,8 +9,7 @@
 #endif
 
 PieceReader::PieceReader(int descriptor, qint64 size, qint64 piece, qint64 slackBytes, qint64 first)
-    : fd(descriptor), fileSize(size), pieceSize(piece), slack(slackBytes), start(first)
-{
+    : fd(descriptor), fileSize(size), pieceSize(piece), slack(slackBytes), start(first) {
     for (auto& buffer : buffers) {
         buffer.reset(new char[static_cast<size_t>(pieceSize + slack)]);
         std::memset(buffer.get(), 0, static_cast<size_t>(pieceSize + slack));
@@ -18,8 +17,7 @@ PieceReader::PieceReader(int descriptor, qint64 size, qint64 piece, qint64 slack
     worker = std::thread([this] { run(); });
 }
 
-PieceReader::~PieceReader()
-{
+PieceReader::~PieceReader() {
     {
         const std::lock_guard<std::mutex> lock(mutex);
         stopping = true;
@@ -28,8 +26,7 @@ PieceReader::~PieceReader()
     worker.join();
 }
 
-qint64 PieceReader::readFully(int fd, char* into, qint64 position, qint64 length)
-{
+qint64 PieceReader::readFully(int fd, char* into, qint64 position, qint64 length) {
 #if defined(Q_OS_UNIX)
     qint64 done = 0;
     while (done < length) {
@@ -50,8 +47,7 @@ qint64 PieceReader::readFully(int fd, char* into, qint64 position, qint64 length
 #endif
 }
 
-void PieceReader::run()
-{
+void PieceReader::run() {
     qint64 position = start;
     for (qint64 piece = 0;; ++piece) {
         {
@@ -81,12 +77,11 @@ void PieceReader::run()
     }
 }
 
-qint64 PieceReader::next(char*& data)
-{
+qint64 PieceReader::next(char*& data) {
     std::unique_lock<std::mutex> lock(mutex);
     if (handed >= produced && finished)
         return 0; // the last piece was handed already
-    ++handed; // the piece handed before is free again
+    ++handed;     // the piece handed before is free again
     changed.notify_all();
     changed.wait(lock, [&] { return produced >= handed; });
     const int slot = static_cast<int>((handed - 1) % 2);

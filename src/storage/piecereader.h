@@ -43,8 +43,8 @@ private:
 
     std::mutex mutex;
     std::condition_variable changed;
-    qint64 produced = 0; // pieces read
-    qint64 handed = 0;   // pieces given to the caller; all but the last are free again
+    qint64 produced = 0;   // pieces read
+    qint64 handed = 0;     // pieces given to the caller; all but the last are free again
     bool finished = false; // the reader has read its last piece
     bool stopping = false;
     std::thread worker;

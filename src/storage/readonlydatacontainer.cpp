@@ -16,7 +16,6 @@
 #include <cstring>
 #include <memory>
 
-
 namespace {
 
 std::atomic<qint64> s_pieceSizeForTesting{0};
@@ -41,8 +40,7 @@ enum class ScanState : quint8 { RowStart, CellStart, Plain, Quoted, AfterQuote, 
 struct ByteUnits {
     using Unit = unsigned char;
 
-    explicit ByteUnits(int delim, bool quoting) : delimiter(delim)
-    {
+    explicit ByteUnits(int delim, bool quoting) : delimiter(delim) {
         std::memset(classes, 0, sizeof(classes));
         classes[10] = classes[13] = classes[30] = kTerm;
         if (quoting && delim != '"')
@@ -52,8 +50,7 @@ struct ByteUnits {
         compareDelimiter = delim >= 0 ? static_cast<char>(delim) : '\n';
     }
 
-    void attach(const char* data, qint64 units)
-    {
+    void attach(const char* data, qint64 units) {
         buf = reinterpret_cast<const unsigned char*>(data);
         n = units;
         blockStart = -1;
@@ -69,8 +66,7 @@ struct ByteUnits {
     static bool isLf(Unit u) { return u == 10; }
 
     // First delimiter or terminator at or after i, or n.
-    qint64 findDelimOrTerm(qint64 i)
-    {
+    qint64 findDelimOrTerm(qint64 i) {
         for (;;) {
             if (i >= n)
                 return n;
@@ -88,8 +84,7 @@ struct ByteUnits {
         }
     }
 
-    qint64 findQuote(qint64 i) const
-    {
+    qint64 findQuote(qint64 i) const {
         if (i >= n)
             return n;
         const void* hit = std::memchr(buf + i, '"', static_cast<size_t>(n - i));
@@ -101,9 +96,7 @@ public:
     bool hasDelimiter() const { return delimiter >= 0; }
 
     // Bit k set where byte block + k is a delimiter or terminator (and, with quotes on, a quote).
-    template <bool WithQuotes>
-    std::uint64_t computeMask(qint64 block) const
-    {
+    template <bool WithQuotes> std::uint64_t computeMask(qint64 block) const {
         std::uint64_t mask = 0;
 #if defined(__SSE2__)
         const __m128i d = _mm_set1_epi8(compareDelimiter);
@@ -144,12 +137,10 @@ private:
 };
 
 // Units of 2 or 4 bytes, compared whole with the key sequences of the encoding.
-template <class U>
-struct WideUnits {
+template <class U> struct WideUnits {
     using Unit = U;
 
-    WideUnits(const AbstractDataContainer::KeyCharVecs& keys, bool withDelimiter, bool quoting)
-    {
+    WideUnits(const AbstractDataContainer::KeyCharVecs& keys, bool withDelimiter, bool quoting) {
         delim = load(keys.delimiter);
         hasDelim = withDelimiter;
         cr = load(keys.cr);
@@ -159,14 +150,12 @@ struct WideUnits {
         quoteOn = quoting && !(hasDelim && delim == quote);
     }
 
-    void attach(const char* data, qint64 units)
-    {
+    void attach(const char* data, qint64 units) {
         buf = data;
         n = units;
     }
 
-    Unit unit(qint64 i) const
-    {
+    Unit unit(qint64 i) const {
         U u;
         std::memcpy(&u, buf + i * sizeof(U), sizeof(U));
         return u;
@@ -178,8 +167,7 @@ struct WideUnits {
     bool isCr(Unit u) const { return u == cr; }
     bool isLf(Unit u) const { return u == lf; }
 
-    qint64 findDelimOrTerm(qint64 i) const
-    {
+    qint64 findDelimOrTerm(qint64 i) const {
         for (; i < n; ++i) {
             const U u = unit(i);
             if ((hasDelim && u == delim) || u == lf || u == cr || u == rs)
@@ -187,8 +175,7 @@ struct WideUnits {
         }
         return n;
     }
-    qint64 findQuote(qint64 i) const
-    {
+    qint64 findQuote(qint64 i) const {
         for (; i < n; ++i) {
             if (unit(i) == quote)
                 return i;
@@ -196,8 +183,7 @@ struct WideUnits {
         return n;
     }
 
-    static U load(const std::vector<char>& seq)
-    {
+    static U load(const std::vector<char>& seq) {
         U u = 0;
         std::memcpy(&u, seq.data(), std::min<size_t>(seq.size(), sizeof(U)));
         return u;
@@ -224,11 +210,9 @@ struct FastState {
 enum class Isa { Baseline, Avx2, Avx512 };
 
 // The block masks of one instruction set, with whatever it sets up once per scan.
-template <Isa I>
-struct Classifier {
+template <Isa I> struct Classifier {
     explicit Classifier(unsigned char d) : delimiter(d) {}
-    [[gnu::always_inline]] ByteScan::BlockMasks operator()(const unsigned char* p) const
-    {
+    [[gnu::always_inline]] ByteScan::BlockMasks operator()(const unsigned char* p) const {
 #if defined(ORVANE_BYTESCAN_X86)
         if constexpr (I == Isa::Avx512)
             return ByteScan::blockMasksAvx512(p, delimiter);
@@ -239,8 +223,7 @@ struct Classifier {
 };
 
 #if defined(ORVANE_BYTESCAN_X86)
-template <>
-struct Classifier<Isa::Avx2> : ByteScan::Avx2Classifier {
+template <> struct Classifier<Isa::Avx2> : ByteScan::Avx2Classifier {
     using ByteScan::Avx2Classifier::Avx2Classifier;
 };
 #endif
@@ -249,8 +232,7 @@ struct Classifier<Isa::Avx2> : ByteScan::Avx2Classifier {
 // out of line, away from the mask loop and its registers.
 template <bool WithQuotes, class Sink>
 [[gnu::noinline]] bool eventBlock(const ByteUnits& t, const unsigned char* buf, qint64 n, qint64 base,
-                                  bool final, qint64 b, qint64& resume, FastState& st, Sink& k)
-{
+                                  bool final, qint64 b, qint64& resume, FastState& st, Sink& k) {
     const quint8* cls = t.classes;
     const qint64 limit = final ? n : n + 1; // a position below it holds a character
     std::uint64_t m = t.computeMask<WithQuotes>(b);
@@ -314,9 +296,7 @@ template <bool WithQuotes, class Sink>
     return true;
 }
 
-template <Isa I>
-[[gnu::always_inline]] inline std::uint64_t parityOf(std::uint64_t x)
-{
+template <Isa I> [[gnu::always_inline]] inline std::uint64_t parityOf(std::uint64_t x) {
 #if defined(ORVANE_BYTESCAN_X86)
     if constexpr (I != Isa::Baseline)
         return ByteScan::prefixXorClmul(x);
@@ -326,9 +306,7 @@ template <Isa I>
 
 using SelectBit = int (*)(std::uint64_t, int);
 
-template <Isa I>
-constexpr SelectBit selectOf()
-{
+template <Isa I> constexpr SelectBit selectOf() {
 #if defined(ORVANE_BYTESCAN_X86)
     if constexpr (I != Isa::Baseline)
         return ByteScan::selectBitBmi2;
@@ -337,9 +315,8 @@ constexpr SelectBit selectOf()
 }
 
 template <bool WithQuotes, Isa I, class Sink>
-[[gnu::always_inline]] inline bool fastScanBody(const ByteUnits& t, const unsigned char* buf, qint64 n, qint64 base,
-                                                bool final, FastState& s, Sink& sink)
-{
+[[gnu::always_inline]] inline bool fastScanBody(const ByteUnits& t, const unsigned char* buf, qint64 n,
+                                                qint64 base, bool final, FastState& s, Sink& sink) {
     const quint8* cls = t.classes;
     const qint64 limit = final ? n : n + 1; // a position below it holds a character
     const Classifier<I> masksOf(t.scanDelimiter());
@@ -435,8 +412,7 @@ template <bool WithQuotes, Isa I, class Sink>
 // with AVX-512, where the block masks take fewer instructions.
 template <bool WithQuotes, class Sink>
 bool fastScanBaseline(const ByteUnits& t, const unsigned char* buf, qint64 n, qint64 base, bool final,
-                      FastState& s, Sink& sink)
-{
+                      FastState& s, Sink& sink) {
     return fastScanBody<WithQuotes, Isa::Baseline>(t, buf, n, base, final, s, sink);
 }
 
@@ -444,24 +420,21 @@ bool fastScanBaseline(const ByteUnits& t, const unsigned char* buf, qint64 n, qi
 template <bool WithQuotes, class Sink>
 __attribute__((target("popcnt,bmi,bmi2,lzcnt,avx2,pclmul"))) bool
 fastScanAvx2(const ByteUnits& t, const unsigned char* buf, qint64 n, qint64 base, bool final, FastState& s,
-             Sink& sink)
-{
+             Sink& sink) {
     return fastScanBody<WithQuotes, Isa::Avx2>(t, buf, n, base, final, s, sink);
 }
 
 template <bool WithQuotes, class Sink>
 __attribute__((target("popcnt,bmi,bmi2,lzcnt,avx2,avx512bw,pclmul"))) bool
 fastScanAvx512(const ByteUnits& t, const unsigned char* buf, qint64 n, qint64 base, bool final, FastState& s,
-               Sink& sink)
-{
+               Sink& sink) {
     return fastScanBody<WithQuotes, Isa::Avx512>(t, buf, n, base, final, s, sink);
 }
 #endif
 
 template <bool WithQuotes, class Sink>
 bool fastScan(const ByteUnits& t, const unsigned char* buf, qint64 n, qint64 base, bool final, FastState& s,
-              Sink& sink)
-{
+              Sink& sink) {
 #if defined(ORVANE_BYTESCAN_X86)
     const int allowed = s_instructionSetForTesting.load(std::memory_order_relaxed);
     if (ByteScan::hasAvx512() && (allowed == 0 || allowed >= 3))
@@ -477,8 +450,7 @@ bool fastScan(const ByteUnits& t, const unsigned char* buf, qint64 n, qint64 bas
 // index. Returns false when the sink asks to stop; `state` is left where the data ran out, so
 // the next piece continues from it.
 template <class Traits, class Sink>
-bool scanUnits(Traits& t, qint64 n, qint64 base, ScanState& st, Sink& sink)
-{
+bool scanUnits(Traits& t, qint64 n, qint64 base, ScanState& st, Sink& sink) {
     qint64 i = 0;
     for (;;) {
         switch (st) {
@@ -585,8 +557,7 @@ bool scanUnits(Traits& t, qint64 n, qint64 base, ScanState& st, Sink& sink)
 
 // Runs the strip scanner over `buffer` (whose tail beyond `units` is free for slack).
 template <class Traits, class Sink>
-void collectCells(Traits traits, const std::vector<char>& buffer, qint64 units, Sink& sink)
-{
+void collectCells(Traits traits, const std::vector<char>& buffer, qint64 units, Sink& sink) {
     traits.attach(buffer.data(), units);
     ScanState st = ScanState::CellStart;
     scanUnits(traits, units, 0, st, sink);
@@ -611,7 +582,9 @@ void collectCells(Traits traits, const std::vector<char>& buffer, qint64 units, 
     }
 }
 
-bool isSorted(const std::vector<int>& v) { return std::is_sorted(v.begin(), v.end()); }
+bool isSorted(const std::vector<int>& v) {
+    return std::is_sorted(v.begin(), v.end());
+}
 
 } // namespace
 
@@ -631,16 +604,14 @@ struct ReadOnlyDataContainer::CellCollector {
     qint64 start = 0;
     bool capturing = false;
 
-    void take(qint64 end, std::vector<char>& out) const
-    {
+    void take(qint64 end, std::vector<char>& out) const {
         end = std::min(end, realEnd);
         if (end > start)
             out.assign(data + start * unitBytes, data + end * unitBytes);
         else
             out.clear();
     }
-    bool rowStart(qint64)
-    {
+    bool rowStart(qint64) {
         ++row;
         col = -1;
         if (rowCells)
@@ -649,8 +620,7 @@ struct ReadOnlyDataContainer::CellCollector {
             ++next;
         return next < count;
     }
-    bool cellStart(qint64 pos)
-    {
+    bool cellStart(qint64 pos) {
         ++col;
         if (rowCells) {
             if (row == targetRow) {
@@ -659,7 +629,8 @@ struct ReadOnlyDataContainer::CellCollector {
             }
             return true;
         }
-        while (next < count && (wanted[next].row < row || (wanted[next].row == row && wanted[next].col < col)))
+        while (next < count &&
+               (wanted[next].row < row || (wanted[next].row == row && wanted[next].col < col)))
             ++next;
         if (next == count)
             return false;
@@ -669,8 +640,7 @@ struct ReadOnlyDataContainer::CellCollector {
         }
         return true;
     }
-    bool cellEnd(qint64 pos)
-    {
+    bool cellEnd(qint64 pos) {
         if (!capturing)
             return true;
         capturing = false;
@@ -694,13 +664,18 @@ struct ReadOnlyDataContainer::CellCollector {
 
 ReadOnlyDataContainer::ReadOnlyDataContainer(QObject* parent) : AbstractDataContainer(parent) {}
 
-ReadOnlyDataContainer::~ReadOnlyDataContainer() { closeCSV(); }
+ReadOnlyDataContainer::~ReadOnlyDataContainer() {
+    closeCSV();
+}
 
-void ReadOnlyDataContainer::setPieceSizeForTesting(qint64 size) { s_pieceSizeForTesting = size; }
-void ReadOnlyDataContainer::setInstructionSetForTesting(int level) { s_instructionSetForTesting = level; }
+void ReadOnlyDataContainer::setPieceSizeForTesting(qint64 size) {
+    s_pieceSizeForTesting = size;
+}
+void ReadOnlyDataContainer::setInstructionSetForTesting(int level) {
+    s_instructionSetForTesting = level;
+}
 
-bool ReadOnlyDataContainer::openCSV()
-{
+bool ReadOnlyDataContainer::openCSV() {
     if (file && file->isOpen())
         return true;
     delete file;
@@ -716,8 +691,7 @@ bool ReadOnlyDataContainer::openCSV()
 }
 
 // One positioned read: a cell read costs a single system call where the platform has one.
-qint64 ReadOnlyDataContainer::readAt(qint64 position, char* into, qint64 length) const
-{
+qint64 ReadOnlyDataContainer::readAt(qint64 position, char* into, qint64 length) const {
 #if defined(Q_OS_UNIX)
     const int fd = file->handle();
     if (fd >= 0)
@@ -728,49 +702,48 @@ qint64 ReadOnlyDataContainer::readAt(qint64 position, char* into, qint64 length)
     return file->read(into, length);
 }
 
-void ReadOnlyDataContainer::closeCSV()
-{
+void ReadOnlyDataContainer::closeCSV() {
     if (file)
         file->close();
     delete file;
     file = nullptr;
 }
 
-bool ReadOnlyDataContainer::loadCSV()
-{
+bool ReadOnlyDataContainer::loadCSV() {
     openCSV();
     return indexCSV();
 }
-bool ReadOnlyDataContainer::loadCSVNoDelimiter()
-{
+bool ReadOnlyDataContainer::loadCSVNoDelimiter() {
     openCSV();
     return indexCSVNoDelimiter();
 }
-bool ReadOnlyDataContainer::loadCSVMultiByte()
-{
+bool ReadOnlyDataContainer::loadCSVMultiByte() {
     openCSV();
     return indexCSVMultiByte();
 }
-bool ReadOnlyDataContainer::loadCSVNoDelimiterMultiByte()
-{
+bool ReadOnlyDataContainer::loadCSVNoDelimiterMultiByte() {
     openCSV();
     return indexCSVNoDelimiterMultiByte();
 }
 
-bool ReadOnlyDataContainer::indexCSV()
-{
+bool ReadOnlyDataContainer::indexCSV() {
     if (bytesPerChar >= 2)
         return delimiter == 0 ? indexCSVNoDelimiterMultiByte() : indexCSVMultiByte();
     if (delimiter == 0)
         return indexCSVNoDelimiter();
     return runIndex(false, true);
 }
-bool ReadOnlyDataContainer::indexCSVNoDelimiter() { return runIndex(bytesPerChar >= 2, false); }
-bool ReadOnlyDataContainer::indexCSVMultiByte() { return runIndex(true, delimiter != 0); }
-bool ReadOnlyDataContainer::indexCSVNoDelimiterMultiByte() { return runIndex(true, false); }
+bool ReadOnlyDataContainer::indexCSVNoDelimiter() {
+    return runIndex(bytesPerChar >= 2, false);
+}
+bool ReadOnlyDataContainer::indexCSVMultiByte() {
+    return runIndex(true, delimiter != 0);
+}
+bool ReadOnlyDataContainer::indexCSVNoDelimiterMultiByte() {
+    return runIndex(true, false);
+}
 
-void ReadOnlyDataContainer::resetIndex()
-{
+void ReadOnlyDataContainer::resetIndex() {
     strips.clear();
     strips.shrink_to_fit();
     numRowsIndexed = 0;
@@ -781,8 +754,7 @@ void ReadOnlyDataContainer::resetIndex()
     colsReordered = false;
 }
 
-bool ReadOnlyDataContainer::runIndex(bool multiByte, bool withDelimiter)
-{
+bool ReadOnlyDataContainer::runIndex(bool multiByte, bool withDelimiter) {
     resetIndex();
     if (!file || !file->isOpen())
         return false;
@@ -805,8 +777,8 @@ bool ReadOnlyDataContainer::runIndex(bool multiByte, bool withDelimiter)
     std::vector<char> buffer(static_cast<size_t>(pieceSize + kScanSlack));
 
     if (unitBytes == 1)
-        return indexPasses(ByteUnits(withDelimiter ? static_cast<unsigned char>(delimiter) : -1, quoting),
-                           1, buffer);
+        return indexPasses(ByteUnits(withDelimiter ? static_cast<unsigned char>(delimiter) : -1, quoting), 1,
+                           buffer);
     const KeyCharVecs keys = setKeyCharVecs();
     if (keys.lf.size() != static_cast<size_t>(unitBytes))
         return false; // an encoding without key sequences never reaches the wide machine
@@ -816,8 +788,7 @@ bool ReadOnlyDataContainer::runIndex(bool multiByte, bool withDelimiter)
 }
 
 template <class Traits>
-bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, std::vector<char>& buffer)
-{
+bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, std::vector<char>& buffer) {
     const qint64 pieceSize = static_cast<qint64>(buffer.size()) - kScanSlack;
     const qint64 progressTotal = fileSize / kIndexProgressStep + 1;
     const bool reports = fileSize >= kProgressThreshold;
@@ -909,8 +880,7 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
         qint64 cells = 0;
         qint64 widest = 0;
         bool tooLarge = false;
-        [[gnu::always_inline]] bool rowStart(qint64 pos)
-        {
+        [[gnu::always_inline]] bool rowStart(qint64 pos) {
             if (self->loadCanceled.load(std::memory_order_relaxed))
                 return false;
             if (pos * unitBytes > mark)
@@ -923,8 +893,7 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
             }
             return true;
         }
-        [[gnu::always_inline]] bool cellStart(qint64)
-        {
+        [[gnu::always_inline]] bool cellStart(qint64) {
             ++cells;
             return true;
         }
@@ -937,8 +906,7 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
         // `crBeforeLf`). Cancel and progress are looked at once per block that starts a row: a
         // block spans less than a progress step, so the reports are the same.
         [[gnu::always_inline]] bool block(std::uint64_t delims, std::uint64_t ends, std::uint64_t crBeforeLf,
-                                          qint64 at, SelectBit)
-        {
+                                          qint64 at, SelectBit) {
             if (!ends) {
                 cells += std::popcount(delims);
                 return true;
@@ -1014,20 +982,17 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
         bool overflow = false; // more strips than pass 1 counted: the file changed in between
 
         // Keeps the strip written at the cursor if `taken`.
-        [[gnu::always_inline]] void keep(bool taken)
-        {
+        [[gnu::always_inline]] void keep(bool taken) {
             const bool room = cursor != spare;
             cursor += taken && room;
             overflow |= taken && !room;
             nextStripCell += taken ? 25 : 0;
         }
-        [[gnu::always_inline]] void put(int r, int c, qint64 offset)
-        {
+        [[gnu::always_inline]] void put(int r, int c, qint64 offset) {
             *cursor = Strip{r, c, offset};
             keep(true);
         }
-        [[gnu::always_inline]] bool rowStart(qint64 pos)
-        {
+        [[gnu::always_inline]] bool rowStart(qint64 pos) {
             if (self->loadCanceled.load(std::memory_order_relaxed))
                 return false;
             if (pos * unitBytes > mark)
@@ -1035,8 +1000,7 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
             nextRow();
             return true;
         }
-        [[gnu::always_inline]] void nextRow()
-        {
+        [[gnu::always_inline]] void nextRow() {
             if (row >= 0) {
                 const qint64 missing = numCols - 1 - col;
                 if (missing > 0) {
@@ -1049,8 +1013,7 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
             ++row;
             col = -1;
         }
-        [[gnu::always_inline]] bool cellStart(qint64 pos)
-        {
+        [[gnu::always_inline]] bool cellStart(qint64 pos) {
             ++col;
             if (++cellNumber == nextStripCell)
                 put(row, col, pos);
@@ -1059,15 +1022,15 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
         // The cells that start behind the bits of `starts`, the first `inRow` of them in the
         // current row and the rest, if `newRow`, in the next one, which starts at the first.
         [[gnu::always_inline]] void cellStarts(std::uint64_t starts, qint64 at, SelectBit select, int inRow,
-                                               bool newRow)
-        {
+                                               bool newRow) {
             const int count = std::popcount(starts);
             // The strip cells among these are the starts numbered need, need + 25, ...; rarely
             // more than one, and most often none.
             for (qint64 need = nextStripCell - cellNumber - 1; need < count; need += 25) {
                 const int bit = select(starts, static_cast<int>(need));
                 const bool next = newRow && need >= inRow;
-                *cursor = Strip{row + next, static_cast<int>(next ? need - inRow : col + need + 1), at + bit + 1};
+                *cursor =
+                    Strip{row + next, static_cast<int>(next ? need - inRow : col + need + 1), at + bit + 1};
                 keep(true);
             }
             cellNumber += count;
@@ -1079,15 +1042,13 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
             }
         }
         static bool cellEnd(qint64) { return true; }
-        [[gnu::always_inline]] bool rowEnd(qint64 pos)
-        {
+        [[gnu::always_inline]] bool rowEnd(qint64 pos) {
             lineEnd = pos;
             return true;
         }
         // As CountSink::block.
         [[gnu::always_inline]] bool block(std::uint64_t delims, std::uint64_t ends, std::uint64_t crBeforeLf,
-                                          qint64 at, SelectBit select)
-        {
+                                          qint64 at, SelectBit select) {
             if (!ends) {
                 cellStarts(delims, at, select, 64, false);
                 return true;
@@ -1116,7 +1077,7 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
                     // the next row's first cell behind it and its cells after that, in number
                     // order. Only the strip cells among them are looked for.
                     const std::uint64_t after = delims & ~((std::uint64_t(2) << e) - 1);
-                    const qint64 lastInRow = cellNumber + inRow;           // its last cell here
+                    const qint64 lastInRow = cellNumber + inRow;            // its last cell here
                     const qint64 rowEnd = cellNumber + (numCols - 1 - col); // its last number
                     const qint64 last = rowEnd + 1 + std::popcount(after);
                     lineEnd = at + e;
@@ -1154,8 +1115,13 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
         }
     };
 
-    StripSink recorder{this, &progress, unitBytes, reports ? -1 : LLONG_MAX, cols,
-                       strips.data(), strips.data() + stripsNeeded};
+    StripSink recorder{this,
+                       &progress,
+                       unitBytes,
+                       reports ? -1 : LLONG_MAX,
+                       cols,
+                       strips.data(),
+                       strips.data() + stripsNeeded};
     if (!runPass(recorder) || recorder.overflow) {
         resetIndex();
         return false;
@@ -1169,15 +1135,13 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
 
 // --- Reading cells ---------------------------------------------------------------------------
 
-int ReadOnlyDataContainer::numColsInRow(int row) const
-{
+int ReadOnlyDataContainer::numColsInRow(int row) const {
     Q_UNUSED(row);
     return numColsIndexed;
 }
 
 void ReadOnlyDataContainer::runCollector(std::vector<char>& buffer, int row, int col, CellCollector& sink,
-                                         bool multiByte, bool withDelimiter) const
-{
+                                         bool multiByte, bool withDelimiter) const {
     const int unitBytes = multiByte ? bytesPerChar : 1;
     const qint64 units = static_cast<qint64>(buffer.size()) / unitBytes;
     const size_t used = buffer.size();
@@ -1205,8 +1169,7 @@ void ReadOnlyDataContainer::runCollector(std::vector<char>& buffer, int row, int
 
 void ReadOnlyDataContainer::scanStrip(std::vector<char>& buffer, int row, int col, const CellPosition* wanted,
                                       size_t count, std::vector<char>* results, bool multiByte,
-                                      bool withDelimiter) const
-{
+                                      bool withDelimiter) const {
     CellCollector sink;
     sink.wanted = wanted;
     sink.count = count;
@@ -1216,39 +1179,34 @@ void ReadOnlyDataContainer::scanStrip(std::vector<char>& buffer, int row, int co
 
 void ReadOnlyDataContainer::getRawCellsFromStrip(std::vector<char>& buffer, int row, int col,
                                                  const std::vector<CellPosition>& wanted,
-                                                 std::vector<std::vector<char>>& results) const
-{
+                                                 std::vector<std::vector<char>>& results) const {
     results.assign(wanted.size(), {});
     scanStrip(buffer, row, col, wanted.data(), wanted.size(), results.data(), false, true);
 }
 
 void ReadOnlyDataContainer::getRawCellsFromStripMultiByte(std::vector<char>& buffer, int row, int col,
                                                           const std::vector<CellPosition>& wanted,
-                                                          std::vector<std::vector<char>>& results) const
-{
+                                                          std::vector<std::vector<char>>& results) const {
     results.assign(wanted.size(), {});
     scanStrip(buffer, row, col, wanted.data(), wanted.size(), results.data(), true, true);
 }
 
 void ReadOnlyDataContainer::getRawCellsFromStripNoDelimiter(std::vector<char>& buffer, int row, int col,
                                                             const std::vector<CellPosition>& wanted,
-                                                            std::vector<std::vector<char>>& results) const
-{
+                                                            std::vector<std::vector<char>>& results) const {
     results.assign(wanted.size(), {});
     scanStrip(buffer, row, col, wanted.data(), wanted.size(), results.data(), false, false);
 }
 
-void ReadOnlyDataContainer::getRawCellsFromStripNoDelimiterMultiByte(std::vector<char>& buffer, int row, int col,
-                                                                     const std::vector<CellPosition>& wanted,
-                                                                     std::vector<std::vector<char>>& results) const
-{
+void ReadOnlyDataContainer::getRawCellsFromStripNoDelimiterMultiByte(
+    std::vector<char>& buffer, int row, int col, const std::vector<CellPosition>& wanted,
+    std::vector<std::vector<char>>& results) const {
     results.assign(wanted.size(), {});
     scanStrip(buffer, row, col, wanted.data(), wanted.size(), results.data(), true, false);
 }
 
 void ReadOnlyDataContainer::readRawCellsSorted(const std::vector<CellPosition>& sorted,
-                                               std::vector<std::vector<char>>& results) const
-{
+                                               std::vector<std::vector<char>>& results) const {
     results.assign(sorted.size(), {});
     if (!file || !file->isOpen() || strips.empty() || numColsIndexed <= 0)
         return;
@@ -1290,7 +1248,8 @@ void ReadOnlyDataContainer::readRawCellsSorted(const std::vector<CellPosition>& 
         const qint64 end = stripEnd(last);
         if (end > begin) {
             readBuffer.resize(static_cast<size_t>((end - begin) * unitBytes));
-            const qint64 got = readAt(begin * unitBytes, readBuffer.data(), static_cast<qint64>(readBuffer.size()));
+            const qint64 got =
+                readAt(begin * unitBytes, readBuffer.data(), static_cast<qint64>(readBuffer.size()));
             readBuffer.resize(static_cast<size_t>(std::max<qint64>(0, got - got % unitBytes)));
             scanStrip(readBuffer, strips[first].row, strips[first].col, sorted.data() + k, groupEnd - k,
                       results.data() + k, bytesPerChar >= 2, delimiter != 0);
@@ -1300,8 +1259,7 @@ void ReadOnlyDataContainer::readRawCellsSorted(const std::vector<CellPosition>& 
 }
 
 void ReadOnlyDataContainer::getRawCells(const std::vector<CellPosition>& wanted,
-                                        std::vector<std::vector<char>>& results) const
-{
+                                        std::vector<std::vector<char>>& results) const {
     if (std::is_sorted(wanted.begin(), wanted.end())) {
         readRawCellsSorted(wanted, results);
         return;
@@ -1320,16 +1278,14 @@ void ReadOnlyDataContainer::getRawCells(const std::vector<CellPosition>& wanted,
         results[order[i]].swap(sortedResults[i]);
 }
 
-void ReadOnlyDataContainer::getRawCell(int row, int col, std::vector<char>& out) const
-{
+void ReadOnlyDataContainer::getRawCell(int row, int col, std::vector<char>& out) const {
     out.clear();
     std::vector<std::vector<char>> results;
     readRawCellsSorted({CellPosition{row, col}}, results);
     out.swap(results.front());
 }
 
-std::vector<char> ReadOnlyDataContainer::applyQuoteRule(std::vector<char> raw) const
-{
+std::vector<char> ReadOnlyDataContainer::applyQuoteRule(std::vector<char> raw) const {
     const size_t unit = bytesPerChar >= 2 ? static_cast<size_t>(bytesPerChar) : 1;
     const KeyCharVecs keys = unit > 1 ? setKeyCharVecs() : KeyCharVecs{};
     auto isUnit = [&](size_t at, char c, const std::vector<char>& seq) {
@@ -1338,9 +1294,8 @@ std::vector<char> ReadOnlyDataContainer::applyQuoteRule(std::vector<char> raw) c
         return std::memcmp(raw.data() + at, seq.data(), unit) == 0;
     };
     // A strip on a line ending yields the ending itself: that is an empty cell.
-    if (raw.size() == unit &&
-        (isUnit(0, KeyChars::LF, keys.lf) || isUnit(0, KeyChars::CR, keys.cr) ||
-         isUnit(0, KeyChars::RecordSeparator, keys.recordSeparator)))
+    if (raw.size() == unit && (isUnit(0, KeyChars::LF, keys.lf) || isUnit(0, KeyChars::CR, keys.cr) ||
+                               isUnit(0, KeyChars::RecordSeparator, keys.recordSeparator)))
         return {};
     // Without a delimiter, or with the quote as delimiter, no cell is ever quoted.
     if (delimiter == 0 || delimiter == KeyChars::Quote)
@@ -1364,8 +1319,7 @@ std::vector<char> ReadOnlyDataContainer::applyQuoteRule(std::vector<char> raw) c
     return raw;
 }
 
-std::vector<char> ReadOnlyDataContainer::getValue(int row, int col, bool useOrder) const
-{
+std::vector<char> ReadOnlyDataContainer::getValue(int row, int col, bool useOrder) const {
     if (row >= numRowsIndexed && col >= numColsIndexed)
         return {};
     if (useOrder && rowsReordered && row >= 0 && row < static_cast<int>(rowOrder.size()))
@@ -1379,31 +1333,27 @@ std::vector<char> ReadOnlyDataContainer::getValue(int row, int col, bool useOrde
     return applyQuoteRule(std::move(raw));
 }
 
-std::vector<char> ReadOnlyDataContainer::getValueMultiByte(int row, int col) const
-{
+std::vector<char> ReadOnlyDataContainer::getValueMultiByte(int row, int col) const {
     std::vector<char> raw;
     getRawCell(row, col, raw);
     return applyQuoteRule(std::move(raw));
 }
 
 void ReadOnlyDataContainer::getValues(const std::vector<CellPosition>& wanted,
-                                      std::vector<std::vector<char>>& results) const
-{
+                                      std::vector<std::vector<char>>& results) const {
     getRawCells(wanted, results);
     for (auto& cell : results)
         cell = applyQuoteRule(std::move(cell));
 }
 
-void ReadOnlyDataContainer::getRow(std::vector<std::vector<char>>& out, int row)
-{
+void ReadOnlyDataContainer::getRow(std::vector<std::vector<char>>& out, int row) {
     std::vector<CellPosition> wanted(static_cast<size_t>(std::max(0, numColsIndexed)));
     for (int c = 0; c < numColsIndexed; ++c)
         wanted[c] = CellPosition{row, c};
     getValues(wanted, out);
 }
 
-void ReadOnlyDataContainer::getCol(std::vector<std::vector<char>>& out, int col)
-{
+void ReadOnlyDataContainer::getCol(std::vector<std::vector<char>>& out, int col) {
     std::vector<CellPosition> wanted(static_cast<size_t>(std::max(0, numRowsIndexed)));
     for (int r = 0; r < numRowsIndexed; ++r)
         wanted[r] = CellPosition{r, col};
@@ -1412,23 +1362,19 @@ void ReadOnlyDataContainer::getCol(std::vector<std::vector<char>>& out, int col)
 
 // --- Order -----------------------------------------------------------------------------------
 
-void ReadOnlyDataContainer::setRowOrder(const std::vector<int>& order)
-{
+void ReadOnlyDataContainer::setRowOrder(const std::vector<int>& order) {
     rowOrder = order;
     rowsReordered = true;
 }
-void ReadOnlyDataContainer::setColOrder(const std::vector<int>& order)
-{
+void ReadOnlyDataContainer::setColOrder(const std::vector<int>& order) {
     colOrder = order;
     colsReordered = true;
 }
-void ReadOnlyDataContainer::clearRowOrder()
-{
+void ReadOnlyDataContainer::clearRowOrder() {
     rowOrder.clear();
     rowsReordered = false;
 }
-void ReadOnlyDataContainer::clearColOrder()
-{
+void ReadOnlyDataContainer::clearColOrder() {
     colOrder.clear();
     colsReordered = false;
 }
@@ -1440,8 +1386,7 @@ void ReadOnlyDataContainer::clearColOrder()
 // (or height) up to which trailing delimiters pad.
 void ReadOnlyDataContainer::writeLine(std::vector<char>& out, std::vector<std::vector<char>>& cells,
                                       qint64 realCount, qint64 logicalCount, GetRowColMaskType maskType,
-                                      const std::vector<int>& mask)
-{
+                                      const std::vector<int>& mask) {
     const bool wide = bytesPerChar >= 2;
     const KeyCharVecs keys = wide ? setKeyCharVecs() : KeyCharVecs{};
     const std::vector<char> delim = wide ? keys.saveDelimiter : std::vector<char>{saveDelimiter};
@@ -1519,8 +1464,7 @@ void ReadOnlyDataContainer::writeLine(std::vector<char>& out, std::vector<std::v
     }
 }
 
-void ReadOnlyDataContainer::readWholeRow(int row, std::vector<std::vector<char>>& cells) const
-{
+void ReadOnlyDataContainer::readWholeRow(int row, std::vector<std::vector<char>>& cells) const {
     cells.clear();
     if (row < 0 || row >= numRowsIndexed || strips.empty() || !file || !file->isOpen())
         return;
@@ -1548,8 +1492,7 @@ void ReadOnlyDataContainer::readWholeRow(int row, std::vector<std::vector<char>>
 }
 
 void ReadOnlyDataContainer::getRowCSVString(std::vector<char>& out, int row, GetRowColMaskType maskType,
-                                            const std::vector<int>& mask)
-{
+                                            const std::vector<int>& mask) {
     if (bytesPerChar >= 2) {
         getRowCSVStringMultiByte(out, row, maskType, mask);
         return;
@@ -1561,9 +1504,9 @@ void ReadOnlyDataContainer::getRowCSVString(std::vector<char>& out, int row, Get
     writeLine(out, cells, static_cast<qint64>(cells.size()), numColsIndexed, maskType, mask);
 }
 
-void ReadOnlyDataContainer::getRowCSVStringMultiByte(std::vector<char>& out, int row, GetRowColMaskType maskType,
-                                                     const std::vector<int>& mask)
-{
+void ReadOnlyDataContainer::getRowCSVStringMultiByte(std::vector<char>& out, int row,
+                                                     GetRowColMaskType maskType,
+                                                     const std::vector<int>& mask) {
     if (row < 0 || row >= numRowsIndexed)
         return;
     std::vector<std::vector<char>> cells;
@@ -1572,8 +1515,7 @@ void ReadOnlyDataContainer::getRowCSVStringMultiByte(std::vector<char>& out, int
 }
 
 void ReadOnlyDataContainer::getColCSVString(std::vector<char>& out, int col, GetRowColMaskType maskType,
-                                            const std::vector<int>& mask)
-{
+                                            const std::vector<int>& mask) {
     if (bytesPerChar >= 2) {
         getColCSVStringMultiByte(out, col, maskType, mask);
         return;
@@ -1586,9 +1528,9 @@ void ReadOnlyDataContainer::getColCSVString(std::vector<char>& out, int col, Get
     writeLine(out, cells, numRowsIndexed, numRowsIndexed, maskType, mask);
 }
 
-void ReadOnlyDataContainer::getColCSVStringMultiByte(std::vector<char>& out, int col, GetRowColMaskType maskType,
-                                                     const std::vector<int>& mask)
-{
+void ReadOnlyDataContainer::getColCSVStringMultiByte(std::vector<char>& out, int col,
+                                                     GetRowColMaskType maskType,
+                                                     const std::vector<int>& mask) {
     std::vector<CellPosition> wanted(static_cast<size_t>(std::max(0, numRowsIndexed)));
     for (int r = 0; r < numRowsIndexed; ++r)
         wanted[r] = CellPosition{r, col};
@@ -1598,8 +1540,7 @@ void ReadOnlyDataContainer::getColCSVStringMultiByte(std::vector<char>& out, int
 }
 
 bool ReadOnlyDataContainer::saveCSV(bool, bool transposed, const std::vector<int>& rowsToSkip,
-                                    const std::vector<int>& colsToSkip)
-{
+                                    const std::vector<int>& colsToSkip) {
     if (!isSorted(rowsToSkip) || !isSorted(colsToSkip))
         return false;
     // The source stays open and is read while the new file is written; the commit replaces the
@@ -1608,8 +1549,8 @@ bool ReadOnlyDataContainer::saveCSV(bool, bool transposed, const std::vector<int
     if (!out.open(QIODevice::WriteOnly))
         return false;
     auto put = [&](const std::vector<char>& bytes) {
-        return bytes.empty() ||
-               out.write(bytes.data(), static_cast<qint64>(bytes.size())) == static_cast<qint64>(bytes.size());
+        return bytes.empty() || out.write(bytes.data(), static_cast<qint64>(bytes.size())) ==
+                                    static_cast<qint64>(bytes.size());
     };
     if (hasBom && !bom.empty() && isBomConsistentWithEncoding(bom, encoding) && !put(bom))
         return false;

@@ -53,7 +53,8 @@ public:
     // Scans `buffer`, the text of the file from the start of the cell (row, col) on, and fills
     // `results` (same length as `wanted`) with the raw bytes of the wanted cells. A wanted cell
     // that doesn't exist in the text comes back empty.
-    void getRawCellsFromStrip(std::vector<char>& buffer, int row, int col, const std::vector<CellPosition>& wanted,
+    void getRawCellsFromStrip(std::vector<char>& buffer, int row, int col,
+                              const std::vector<CellPosition>& wanted,
                               std::vector<std::vector<char>>& results) const;
     void getRawCellsFromStripMultiByte(std::vector<char>& buffer, int row, int col,
                                        const std::vector<CellPosition>& wanted,
@@ -111,8 +112,7 @@ public:
 private:
     struct CellCollector; // the strip scanner's sink
     bool runIndex(bool multiByte, bool withDelimiter);
-    template <class Traits>
-    bool indexPasses(Traits traitsTemplate, int unitBytes, std::vector<char>& buffer);
+    template <class Traits> bool indexPasses(Traits traitsTemplate, int unitBytes, std::vector<char>& buffer);
     void resetIndex();
     qint64 readAt(qint64 position, char* into, qint64 length) const;
     std::vector<char> applyQuoteRule(std::vector<char> raw) const;
@@ -121,7 +121,8 @@ private:
     void runCollector(std::vector<char>& buffer, int row, int col, CellCollector& sink, bool multiByte,
                       bool withDelimiter) const;
     void readWholeRow(int row, std::vector<std::vector<char>>& cells) const;
-    void readRawCellsSorted(const std::vector<CellPosition>& sorted, std::vector<std::vector<char>>& results) const;
+    void readRawCellsSorted(const std::vector<CellPosition>& sorted,
+                            std::vector<std::vector<char>>& results) const;
     void writeLine(std::vector<char>& out, std::vector<std::vector<char>>& cells, qint64 realCount,
                    qint64 logicalCount, GetRowColMaskType maskType, const std::vector<int>& mask);
 

@@ -16,14 +16,17 @@ namespace {
 // settles the true count when it moves on.
 constexpr std::int64_t kBias = std::int64_t(1) << 62;
 
-std::atomic<std::int64_t>& liveCount(char* chunk) { return *reinterpret_cast<std::atomic<std::int64_t>*>(chunk); }
+std::atomic<std::int64_t>& liveCount(char* chunk) {
+    return *reinterpret_cast<std::atomic<std::int64_t>*>(chunk);
+}
 
 } // namespace
 
-RowArena::~RowArena() { leaveChunk(); }
+RowArena::~RowArena() {
+    leaveChunk();
+}
 
-void RowArena::startChunk()
-{
+void RowArena::startChunk() {
     leaveChunk();
     char* chunk = static_cast<char*>(std::aligned_alloc(kChunkSize, kChunkSize));
     if (!chunk)
@@ -38,8 +41,7 @@ void RowArena::startChunk()
     blocksInCurrent = 0;
 }
 
-void RowArena::leaveChunk()
-{
+void RowArena::leaveChunk() {
     if (!current)
         return;
     const std::int64_t delta = static_cast<std::int64_t>(blocksInCurrent) - kBias;
@@ -48,9 +50,9 @@ void RowArena::leaveChunk()
     current = nullptr;
 }
 
-void RowArena::release(char* block)
-{
-    char* chunk = reinterpret_cast<char*>(reinterpret_cast<std::uintptr_t>(block) & ~std::uintptr_t(kChunkSize - 1));
+void RowArena::release(char* block) {
+    char* chunk =
+        reinterpret_cast<char*>(reinterpret_cast<std::uintptr_t>(block) & ~std::uintptr_t(kChunkSize - 1));
     if (liveCount(chunk).fetch_sub(1, std::memory_order_acq_rel) == 1)
         std::free(chunk);
 }

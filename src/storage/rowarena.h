@@ -17,8 +17,7 @@ public:
 
     // A block of `size` bytes, aligned to 8, or null when the size is too large for a chunk
     // (the caller then allocates it on its own).
-    char* allocate(std::size_t size)
-    {
+    char* allocate(std::size_t size) {
         const std::size_t rounded = (size + 7) & ~std::size_t(7);
         if (rounded > kChunkSize - kChunkHeader - used || !current) {
             if (rounded > kLargestBlock)

@@ -34,7 +34,8 @@ DuplicateCellContentsCommand::DuplicateCellContentsCommand(TableModel* model, co
         const int to = forward ? pos + 1 : pos - 1;
         const int row = vertical ? pos : line;
         const int col = vertical ? line : pos;
-        Range target = vertical ? Range(to, line, RangeIndexType::Model) : Range(line, to, RangeIndexType::Model);
+        Range target =
+            vertical ? Range(to, line, RangeIndexType::Model) : Range(line, to, RangeIndexType::Model);
         target.value = data.getValueModel(row, col).toString();
         target.oldValue = data.getValueModel(target.row, target.col).toString();
         rowsInvolved.push_back(target.row);

@@ -115,14 +115,15 @@ std::vector<int> spanOf(int lo, int hi) {
 
 // --- Cell contents ---------------------------------------------------------------------------
 
-MoveCellContentsCommand::MoveCellContentsCommand(TableModel* model, const RangeVector& cells, int rows, int cols,
-                                                 bool restoreSelection, QUndoCommand* parent)
+MoveCellContentsCommand::MoveCellContentsCommand(TableModel* model, const RangeVector& cells, int rows,
+                                                 int cols, bool restoreSelection, QUndoCommand* parent)
     : TableUndoCommand(model, cells, restoreSelection, parent), rowsDelta(rows), colsDelta(cols) {
     setText(QStringLiteral("MoveCellContentsCommand"));
     model->getCellOnlyRangeVector(cellList, selectionCells);
-    cellList.erase(std::remove_if(cellList.begin(), cellList.end(),
-                                  [](const Range& r) { return r.type != RangeType::Cell || r.row < 0 || r.col < 0; }),
-                   cellList.end());
+    cellList.erase(
+        std::remove_if(cellList.begin(), cellList.end(),
+                       [](const Range& r) { return r.type != RangeType::Cell || r.row < 0 || r.col < 0; }),
+        cellList.end());
     for (Range& cell : cellList) {
         cell.value = QVariant();
         cell.oldValue = QVariant();
@@ -250,8 +251,9 @@ void MoveLinesCommand::undo() {
                      axis == Axis::Col ? targets : std::vector<int>());
 }
 
-MoveLinesRelativeCommand::MoveLinesRelativeCommand(TableModel* model, Axis axis, const std::vector<int>& lines,
-                                                   int delta, bool restoreSelection, QUndoCommand* parent)
+MoveLinesRelativeCommand::MoveLinesRelativeCommand(TableModel* model, Axis axis,
+                                                   const std::vector<int>& lines, int delta,
+                                                   bool restoreSelection, QUndoCommand* parent)
     : MoveLinesCommand(model, axis, restoreSelection, parent) {
     setText(axis == Axis::Row ? QStringLiteral("MoveRowsRelativeCommand")
                               : QStringLiteral("MoveColsRelativeCommand"));
@@ -290,8 +292,9 @@ MoveColsRelativeCommand::MoveColsRelativeCommand(TableModel* model, const std::v
                                                  bool restoreSelection, QUndoCommand* parent)
     : MoveLinesRelativeCommand(model, Axis::Col, cols, delta, restoreSelection, parent) {}
 
-MoveLinesAbsoluteCommand::MoveLinesAbsoluteCommand(TableModel* model, Axis axis, const std::vector<int>& lines,
-                                                   int target, bool restoreSelection, QUndoCommand* parent)
+MoveLinesAbsoluteCommand::MoveLinesAbsoluteCommand(TableModel* model, Axis axis,
+                                                   const std::vector<int>& lines, int target,
+                                                   bool restoreSelection, QUndoCommand* parent)
     : MoveLinesCommand(model, axis, restoreSelection, parent) {
     setText(axis == Axis::Row ? QStringLiteral("MoveRowsAbsoluteCommand")
                               : QStringLiteral("MoveColsAbsoluteCommand"));
@@ -309,7 +312,8 @@ MoveLinesAbsoluteCommand::MoveLinesAbsoluteCommand(TableModel* model, Axis axis,
     }
     target = std::clamp(target, 0, count);
     const int n = static_cast<int>(sorted.size());
-    result = target - static_cast<int>(std::lower_bound(sorted.begin(), sorted.end(), target) - sorted.begin());
+    result =
+        target - static_cast<int>(std::lower_bound(sorted.begin(), sorted.end(), target) - sorted.begin());
     const int lo = std::min(sorted.front(), result);
     const int hi = std::max(sorted.back(), result + n - 1);
     // The new order of the touched span: the others in order, the block inserted at `result`.

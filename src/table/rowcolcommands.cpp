@@ -149,8 +149,8 @@ RemoveLinesCommand::RemoveLinesCommand(TableModel* model, Axis axis, const std::
         isValid = false;
         return;
     }
-    firstModelLine = axis == Axis::Row ? model->getModelFromRawRow(raws.front())
-                                       : model->getModelFromRawCol(raws.front());
+    firstModelLine =
+        axis == Axis::Row ? model->getModelFromRawRow(raws.front()) : model->getModelFromRawCol(raws.front());
     std::sort(raws.begin(), raws.end());
     for (const auto& [first, length] : adjacentRuns(raws)) {
         runs.emplace_back(first, first + length - 1);
@@ -244,7 +244,7 @@ RemoveEmptyRowsColsAtEndCommand::RemoveEmptyRowsColsAtEndCommand(TableModel* mod
     }
     if (!model->getFilterList().empty()) {
         populateFilterLists([keptRows](int raw) { return raw < keptRows ? raw : -1; },
-                         [keptCols](int raw) { return raw < keptCols ? raw : -1; });
+                            [keptCols](int raw) { return raw < keptCols ? raw : -1; });
     }
 }
 
@@ -282,7 +282,8 @@ DuplicateLinesCommand::DuplicateLinesCommand(TableModel* model, Axis axis, const
                                              int count, bool below, bool restoreSelection,
                                              QUndoCommand* parent)
     : TableUndoCommand(model, restoreSelection, parent), axis(axis), count(count), below(below) {
-    setText(axis == Axis::Row ? QStringLiteral("DuplicateRowsCommand") : QStringLiteral("DuplicateColsCommand"));
+    setText(axis == Axis::Row ? QStringLiteral("DuplicateRowsCommand")
+                              : QStringLiteral("DuplicateColsCommand"));
     const int dataCount = modelCount(model, axis);
     for (int line : distinctSorted(lines)) {
         if (line >= 0 && line < dataCount)

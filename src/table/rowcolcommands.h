@@ -48,7 +48,7 @@ public:
 
 protected:
     Axis axis;
-    std::vector<std::pair<int, int>> runs; // raw first, last
+    std::vector<std::pair<int, int>> runs;                             // raw first, last
     std::vector<std::vector<std::vector<std::vector<char>>>> contents; // per run, per line
     int firstModelLine = 0;
 };

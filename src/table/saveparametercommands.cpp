@@ -5,7 +5,8 @@
 // --- Delimiter -------------------------------------------------------------------------------
 
 SetDelimiterCommand::SetDelimiterCommand(TableModel* model, const QString& delimiter, QUndoCommand* parent)
-    : TableUndoCommand(model, false, parent), oldDelimiter(model->getDelimiterSave()), newDelimiter(delimiter) {
+    : TableUndoCommand(model, false, parent), oldDelimiter(model->getDelimiterSave()),
+      newDelimiter(delimiter) {
     setText(QStringLiteral("SetDelimiterCommand"));
     isValid = !delimiter.isEmpty() && delimiter != oldDelimiter;
 }

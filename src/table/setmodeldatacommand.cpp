@@ -2,8 +2,8 @@
 
 #include "table/tablemodel.h"
 
-SetModelDataCommand::SetModelDataCommand(TableModel* model, const RangeVector& newCells, bool restoreSelection,
-                                         QUndoCommand* parent)
+SetModelDataCommand::SetModelDataCommand(TableModel* model, const RangeVector& newCells,
+                                         bool restoreSelection, QUndoCommand* parent)
     : SetModelDataCommand(model, newCells, RangeVector(), restoreSelection, parent) {}
 
 SetModelDataCommand::SetModelDataCommand(TableModel* model, const RangeVector& newCells,

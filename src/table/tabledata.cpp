@@ -176,7 +176,8 @@ QVariant TableData::getValueRaw(int row, int col, bool ignoreTranspose, int pref
     if (row >= 0 && col >= 0 && row < rawRows && col < rawCols && dataContainer->getValueView(row, col, view))
         return QVariant(decodeCellPrefix(view, encoding, codec, prefixLength));
     const std::vector<char> bytes = getValueRawCharVec(row, col, true);
-    return QVariant(decodeCellPrefix(std::string_view(bytes.data(), bytes.size()), encoding, codec, prefixLength));
+    return QVariant(
+        decodeCellPrefix(std::string_view(bytes.data(), bytes.size()), encoding, codec, prefixLength));
 }
 
 QVariant TableData::getValueModel(int row, int col, int prefixLength) const {

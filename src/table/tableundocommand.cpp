@@ -147,7 +147,7 @@ void TableUndoCommand::finishDataChange(bool isUndo, const RawSize& before, cons
 // --- Filter lists ----------------------------------------------------------------------------
 
 void TableUndoCommand::populateFilterLists(const std::function<int(int)>& rowMap,
-                                        const std::function<int(int)>& colMap) {
+                                           const std::function<int(int)>& colMap) {
     oldFilters = model->getFilterList();
     hasFilters = !oldFilters.empty();
     newFilters.clear();

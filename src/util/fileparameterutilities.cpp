@@ -65,8 +65,7 @@ constexpr std::array<EncodingName, kNumEncodingTypes> kEncodingNames{{
 }};
 
 // Lower case without blanks, "-" and "_": the form in which encoding names are compared.
-QString normalizedEncodingText(const QString& text)
-{
+QString normalizedEncodingText(const QString& text) {
     QString out;
     out.reserve(text.size());
     for (const QChar ch : text) {
@@ -78,8 +77,7 @@ QString normalizedEncodingText(const QString& text)
 }
 
 // The name part of a display text, without the region in parentheses.
-QString displayNameKey(const char* display)
-{
+QString displayNameKey(const char* display) {
     QString name = QString::fromLatin1(display);
     const qsizetype paren = name.indexOf(u'(');
     if (paren >= 0)
@@ -87,12 +85,13 @@ QString displayNameKey(const char* display)
     return normalizedEncodingText(name);
 }
 
-bool inRange(int value, int low, int high) { return value >= low && value <= high; }
+bool inRange(int value, int low, int high) {
+    return value >= low && value <= high;
+}
 
 } // namespace
 
-int numBytesPerChar(EncodingType type)
-{
+int numBytesPerChar(EncodingType type) {
     if (type >= UTF_16 && type <= UTF_16_GUESSED_LE)
         return 2;
     if (type >= UTF_32 && type <= UTF_32_GUESSED_LE)
@@ -100,8 +99,7 @@ int numBytesPerChar(EncodingType type)
     return 1;
 }
 
-int getEndianness(EncodingType type)
-{
+int getEndianness(EncodingType type) {
     switch (type) {
     case UTF_16LE:
     case UTF_16_GUESSED_LE:
@@ -118,22 +116,19 @@ int getEndianness(EncodingType type)
     }
 }
 
-QString convertEncodingTypeToString(EncodingType type)
-{
+QString convertEncodingTypeToString(EncodingType type) {
     if (!inRange(type, 0, kNumEncodingTypes - 1))
         return QString::fromLatin1(kEncodingNames[UTF_8].display);
     return QString::fromLatin1(kEncodingNames[type].display);
 }
 
-QString convertEncodingTypeToCodecName(EncodingType type)
-{
+QString convertEncodingTypeToCodecName(EncodingType type) {
     if (!inRange(type, 0, kNumEncodingTypes - 1))
         return QString::fromLatin1(kEncodingNames[UTF_8].codec);
     return QString::fromLatin1(kEncodingNames[type].codec);
 }
 
-EncodingType convertEncodingStringToType(const QString& text)
-{
+EncodingType convertEncodingStringToType(const QString& text) {
     const QString key = normalizedEncodingText(text);
     if (key.isEmpty())
         return UTF_8;
@@ -163,14 +158,14 @@ EncodingType convertEncodingStringToType(const QString& text)
         order.push_back(value);
     for (const int value : order) {
         const EncodingName& entry = kEncodingNames[value];
-        if (key.contains(displayNameKey(entry.display)) || key.contains(normalizedEncodingText(QString::fromLatin1(entry.codec))))
+        if (key.contains(displayNameKey(entry.display)) ||
+            key.contains(normalizedEncodingText(QString::fromLatin1(entry.codec))))
             return entry.type;
     }
     return UTF_8;
 }
 
-QString convertLineEndingTypeToShortString(LineEndingType type, bool abbreviated)
-{
+QString convertLineEndingTypeToShortString(LineEndingType type, bool abbreviated) {
     if (abbreviated)
         return type == LINE_ENDING_WINDOWS ? QStringLiteral("CRLF") : QStringLiteral("LF");
     switch (type) {
@@ -183,8 +178,7 @@ QString convertLineEndingTypeToShortString(LineEndingType type, bool abbreviated
     }
 }
 
-LineEndingType convertLineEndingStringToType(const QString& text)
-{
+LineEndingType convertLineEndingStringToType(const QString& text) {
     QString key = text;
     key.remove(u' ');
     key = key.toLower();
@@ -205,10 +199,11 @@ LineEndingType convertLineEndingStringToType(const QString& text)
     return LINE_ENDING_UNIX;
 }
 
-LineEndingType getLineEndingFromPlatform() { return LINE_ENDING_UNIX; }
+LineEndingType getLineEndingFromPlatform() {
+    return LINE_ENDING_UNIX;
+}
 
-QString convertParsingStandardToString(ParsingStandard standard)
-{
+QString convertParsingStandardToString(ParsingStandard standard) {
     switch (standard) {
     case RFC_4180:
         return QStringLiteral("RFC 4180");
@@ -225,8 +220,7 @@ QString convertParsingStandardToString(ParsingStandard standard)
     }
 }
 
-ParsingStandard convertParsingStringToStandard(const QString& text)
-{
+ParsingStandard convertParsingStringToStandard(const QString& text) {
     QString key = text;
     key.remove(u' ');
     key.remove(u'-');
@@ -245,8 +239,7 @@ ParsingStandard convertParsingStringToStandard(const QString& text)
     return UNKNOWN_STANDARD;
 }
 
-QString convertDelimiterFromActualToShortReadable(const QString& delimiter)
-{
+QString convertDelimiterFromActualToShortReadable(const QString& delimiter) {
     if (delimiter.isEmpty())
         return QStringLiteral("(none)");
     if (delimiter == u"\t")
@@ -258,8 +251,7 @@ QString convertDelimiterFromActualToShortReadable(const QString& delimiter)
     return delimiter;
 }
 
-QString convertDelimiterFromShortReadableToActual(const QString& text)
-{
+QString convertDelimiterFromShortReadableToActual(const QString& text) {
     const QString key = text.toLower();
     if (key == u"\\t" || key == u"tab")
         return QStringLiteral("\t");
@@ -272,8 +264,7 @@ QString convertDelimiterFromShortReadableToActual(const QString& text)
     return text; // "(auto)" and plain delimiters stay as they are
 }
 
-bool delimiterValid(const QString& text)
-{
+bool delimiterValid(const QString& text) {
     const QString key = text.toLower();
     if (key.size() == 1)
         return true;
@@ -281,8 +272,7 @@ bool delimiterValid(const QString& text)
            key == u"\\s";
 }
 
-char getDelimiterFromAutoDetect(const QString& path)
-{
+char getDelimiterFromAutoDetect(const QString& path) {
     constexpr char fallback = ',';
     if (path.isEmpty())
         return fallback;
@@ -312,8 +302,7 @@ char getDelimiterFromAutoDetect(const QString& path)
     return best;
 }
 
-EncodingType getEncodingFromBom(EncodingType type, const QString& path)
-{
+EncodingType getEncodingFromBom(EncodingType type, const QString& path) {
     // The leading bytes are read but have no say: a file with a BOM is judged by its content
     // like one without.
     if (type == UTF_16 || type == UTF_32) {
@@ -326,8 +315,7 @@ EncodingType getEncodingFromBom(EncodingType type, const QString& path)
     return guessEncodingFromFile(type, path);
 }
 
-EncodingType guessEncodingFromFile(EncodingType type, const QString& path)
-{
+EncodingType guessEncodingFromFile(EncodingType type, const QString& path) {
     if (type != UTF_16 && type != UTF_32)
         return type;
     QFile file(path);

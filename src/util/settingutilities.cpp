@@ -4,8 +4,7 @@
 
 namespace Utilities {
 
-QString convertScopeToString(ScopeType scope)
-{
+QString convertScopeToString(ScopeType scope) {
     switch (scope) {
     case Command:
         return QStringLiteral("Command");
@@ -17,8 +16,7 @@ QString convertScopeToString(ScopeType scope)
     return QStringLiteral("Invalid");
 }
 
-QString convertRefreshBehaviorTypeToString(RefreshBehavior behavior, bool lowerCase)
-{
+QString convertRefreshBehaviorTypeToString(RefreshBehavior behavior, bool lowerCase) {
     switch (behavior) {
     case RefreshBehaviorRefresh:
         return lowerCase ? QStringLiteral("refresh") : QStringLiteral("Refresh");
@@ -31,8 +29,7 @@ QString convertRefreshBehaviorTypeToString(RefreshBehavior behavior, bool lowerC
     }
 }
 
-RefreshBehavior convertRefreshBehaviorStringToType(const QString& text)
-{
+RefreshBehavior convertRefreshBehaviorStringToType(const QString& text) {
     if (text == QLatin1String("refresh"))
         return RefreshBehaviorRefresh;
     if (text == QLatin1String("ask"))
@@ -42,13 +39,11 @@ RefreshBehavior convertRefreshBehaviorStringToType(const QString& text)
     return RefreshBehaviorInvalid;
 }
 
-QString convertUuidTypeToString(UuidType type)
-{
+QString convertUuidTypeToString(UuidType type) {
     return type == UuidV7 ? QStringLiteral("Time-ordered (v7)") : QStringLiteral("Random (v4)");
 }
 
-UuidType convertUuidStringToType(const QString& text, UuidType fallback)
-{
+UuidType convertUuidStringToType(const QString& text, UuidType fallback) {
     const QString t = text.toLower().trimmed();
     if (t.contains(QLatin1String("v4")) || t.contains(QLatin1String("random")))
         return UuidV4;
@@ -57,8 +52,7 @@ UuidType convertUuidStringToType(const QString& text, UuidType fallback)
     return fallback;
 }
 
-bool convertStringToBool(const QString& text, bool fallback)
-{
+bool convertStringToBool(const QString& text, bool fallback) {
     const QString t = text.toLower().trimmed();
     if (t == QLatin1String("true"))
         return true;
@@ -67,23 +61,20 @@ bool convertStringToBool(const QString& text, bool fallback)
     return fallback;
 }
 
-QStringList getSearchEngineOptions()
-{
-    return {QStringLiteral("duckduckgo.com"), QStringLiteral("www.bing.com"), QStringLiteral("www.google.com"),
-            QStringLiteral("search.yahoo.com")};
+QStringList getSearchEngineOptions() {
+    return {QStringLiteral("duckduckgo.com"), QStringLiteral("www.bing.com"),
+            QStringLiteral("www.google.com"), QStringLiteral("search.yahoo.com")};
 }
 
-QStringList getOnlineMapOptions()
-{
+QStringList getOnlineMapOptions() {
     return {QStringLiteral("duckduckgo.com"), QStringLiteral("www.bing.com/maps"),
             QStringLiteral("www.google.com/maps")};
 }
 
-QString getDefaultTextEditorPath()
-{
+QString getDefaultTextEditorPath() {
     static const QString path = [] {
-        const char* editors[] = {"gnome-text-editor", "gedit", "kate", "kwrite", "mousepad",
-                                 "xed", "pluma", "featherpad", "leafpad"};
+        const char* editors[] = {"gnome-text-editor", "gedit",  "kate", "kwrite", "mousepad", "xed", "pluma",
+                                 "featherpad",        "leafpad"};
         for (const char* editor : editors) {
             const QString found = QStandardPaths::findExecutable(QString::fromLatin1(editor));
             if (!found.isEmpty())

@@ -11,22 +11,19 @@ namespace Utilities {
 
 namespace {
 
-const QRegularExpression& numberExpression()
-{
+const QRegularExpression& numberExpression() {
     static const QRegularExpression expression(QStringLiteral("(?:-)?\\d+"));
     return expression;
 }
 
-const QRegularExpression& uuidExpression()
-{
+const QRegularExpression& uuidExpression() {
     static const QRegularExpression expression(QStringLiteral(
         "\\{?[0-9A-Fa-f]{8}-[0-9A-Fa-f]{4}-[0-9A-Fa-f]{4}-[0-9A-Fa-f]{4}-[0-9A-Fa-f]{12}\\}?"));
     return expression;
 }
 
 // Digits of the match as a value; saturates instead of overflowing on absurdly long numbers.
-qint64 parseDigits(QStringView digits)
-{
+qint64 parseDigits(QStringView digits) {
     qint64 value = 0;
     constexpr qint64 limit = std::numeric_limits<qint64>::max() / 10 - 9;
     for (const QChar c : digits) {
@@ -40,8 +37,7 @@ qint64 parseDigits(QStringView digits)
     return value;
 }
 
-qint64 saturatingAdd(qint64 a, qint64 b)
-{
+qint64 saturatingAdd(qint64 a, qint64 b) {
     qint64 result = 0;
     if (__builtin_add_overflow(a, b, &result))
         return b > 0 ? std::numeric_limits<qint64>::max() : std::numeric_limits<qint64>::min();
@@ -50,8 +46,7 @@ qint64 saturatingAdd(qint64 a, qint64 b)
 
 } // namespace
 
-QString modifyNumberInString(const QString& text, qint64 delta)
-{
+QString modifyNumberInString(const QString& text, qint64 delta) {
     if (delta == 0)
         return text;
     const QRegularExpressionMatch match = numberExpression().match(text);
@@ -64,8 +59,10 @@ QString modifyNumberInString(const QString& text, qint64 delta)
         --length;
     }
     const bool negative = text.at(start) == QLatin1Char('-');
-    const QStringView digits = QStringView(text).mid(negative ? start + 1 : start, negative ? length - 1 : length);
-    const int width = digits.size() >= 2 && digits.front() == QLatin1Char('0') ? static_cast<int>(digits.size()) : 0;
+    const QStringView digits =
+        QStringView(text).mid(negative ? start + 1 : start, negative ? length - 1 : length);
+    const int width =
+        digits.size() >= 2 && digits.front() == QLatin1Char('0') ? static_cast<int>(digits.size()) : 0;
 
     const qint64 magnitude = parseDigits(digits);
     const qint64 value = saturatingAdd(negative ? -magnitude : magnitude, delta);
@@ -83,10 +80,11 @@ QString modifyNumberInString(const QString& text, qint64 delta)
     return result;
 }
 
-bool containsUuid(const QString& text) { return uuidExpression().match(text).hasMatch(); }
+bool containsUuid(const QString& text) {
+    return uuidExpression().match(text).hasMatch();
+}
 
-QString createUuid(UuidType type)
-{
+QString createUuid(UuidType type) {
     if (type != UuidV7)
         return QUuid::createUuid().toString(QUuid::WithoutBraces);
     // 48 bits of Unix milliseconds, version 7, variant 10, the rest random.
@@ -103,8 +101,7 @@ QString createUuid(UuidType type)
     return QUuid::fromRfc4122(bytes).toString(QUuid::WithoutBraces);
 }
 
-QString replaceUuidInString(const QString& text, UuidType type)
-{
+QString replaceUuidInString(const QString& text, UuidType type) {
     const QRegularExpressionMatch match = uuidExpression().match(text);
     if (!match.hasMatch())
         return text;

@@ -14,8 +14,7 @@
 
 #include <algorithm>
 
-AbstractTableView::AbstractTableView(QWidget* parent) : QTableView(parent)
-{
+AbstractTableView::AbstractTableView(QWidget* parent) : QTableView(parent) {
     setTextElideMode(Qt::ElideRight);
     setWordWrap(false);
     setAttribute(Qt::WA_InputMethodEnabled);
@@ -31,22 +30,21 @@ AbstractTableView::AbstractTableView(QWidget* parent) : QTableView(parent)
     setVerticalHeader(vHeader);
 }
 
-TableModel* AbstractTableView::tableModel() const { return qobject_cast<TableModel*>(model()); }
+TableModel* AbstractTableView::tableModel() const {
+    return qobject_cast<TableModel*>(model());
+}
 
-void AbstractTableView::setTableDelegate(TableDelegate* d)
-{
+void AbstractTableView::setTableDelegate(TableDelegate* d) {
     delegate = d;
     setItemDelegate(d);
 }
 
-void AbstractTableView::moveSelectionRelative(int rows, int cols)
-{
+void AbstractTableView::moveSelectionRelative(int rows, int cols) {
     if (TableModel* m = tableModel())
         m->moveSelectionRelative(rows, cols);
 }
 
-void AbstractTableView::moveSelectionAbsolute(int row, int col)
-{
+void AbstractTableView::moveSelectionAbsolute(int row, int col) {
     TableModel* m = tableModel();
     if (!m)
         return;
@@ -54,10 +52,11 @@ void AbstractTableView::moveSelectionAbsolute(int row, int col)
     m->setSelection(cell);
 }
 
-void AbstractTableView::refreshView() { viewport()->update(); }
+void AbstractTableView::refreshView() {
+    viewport()->update();
+}
 
-Range AbstractTableView::cellAtPos(int x, int y) const
-{
+Range AbstractTableView::cellAtPos(int x, int y) const {
     const QAbstractItemModel* m = model();
     if (!m || m->rowCount() == 0 || m->columnCount() == 0)
         return Range(RangeType::Invalid);
@@ -93,20 +92,17 @@ Range AbstractTableView::cellAtPos(int x, int y) const
 
 // --- Overlays ---------------------------------------------------------------------------
 
-void AbstractTableView::setRowLineHighlightIndexes(const std::vector<int>& rows)
-{
+void AbstractTableView::setRowLineHighlightIndexes(const std::vector<int>& rows) {
     rowLineIndexes = rows;
     viewport()->update();
 }
 
-void AbstractTableView::setColLineHighlightIndexes(const std::vector<int>& cols)
-{
+void AbstractTableView::setColLineHighlightIndexes(const std::vector<int>& cols) {
     colLineIndexes = cols;
     viewport()->update();
 }
 
-void AbstractTableView::clearLineHighlights()
-{
+void AbstractTableView::clearLineHighlights() {
     if (rowLineIndexes.empty() && colLineIndexes.empty())
         return;
     rowLineIndexes.clear();
@@ -114,27 +110,23 @@ void AbstractTableView::clearLineHighlights()
     viewport()->update();
 }
 
-void AbstractTableView::setCellBorders(const RangeVector& ranges, const QColor& color)
-{
+void AbstractTableView::setCellBorders(const RangeVector& ranges, const QColor& color) {
     cellBorders = ranges;
     cellBorderColor = color;
     viewport()->update();
 }
 
-void AbstractTableView::setDragPreview(const RangeVector& ranges, const Range& grabOffset)
-{
+void AbstractTableView::setDragPreview(const RangeVector& ranges, const Range& grabOffset) {
     dragPreview = ranges;
     dragGrab = grabOffset;
     viewport()->update();
 }
 
-bool AbstractTableView::hasOverlays() const
-{
+bool AbstractTableView::hasOverlays() const {
     return !rowLineIndexes.empty() || !colLineIndexes.empty() || !cellBorders.empty() || !dragPreview.empty();
 }
 
-void AbstractTableView::paintEvent(QPaintEvent* event)
-{
+void AbstractTableView::paintEvent(QPaintEvent* event) {
     QTableView::paintEvent(event);
     if (!preeditText.isEmpty())
         paintPreedit();
@@ -155,16 +147,18 @@ void AbstractTableView::paintEvent(QPaintEvent* event)
             return count > 0 ? position(count - 1) + size(count - 1) : -1;
         };
         for (int row : rowLineIndexes) {
-            int y = edge(rows, row, [this](int i) { return rowViewportPosition(i); },
-                         [this](int i) { return rowHeight(i); });
+            int y = edge(
+                rows, row, [this](int i) { return rowViewportPosition(i); },
+                [this](int i) { return rowHeight(i); });
             if (y < 0)
                 continue;
             y = y < 3 ? 2 : y;
             painter.drawLine(0, y, width, y);
         }
         for (int col : colLineIndexes) {
-            int x = edge(cols, col, [this](int i) { return columnViewportPosition(i); },
-                         [this](int i) { return columnWidth(i); });
+            int x = edge(
+                cols, col, [this](int i) { return columnViewportPosition(i); },
+                [this](int i) { return columnWidth(i); });
             if (x < 0)
                 continue;
             x = x < 3 ? 2 : x;
@@ -213,8 +207,7 @@ void AbstractTableView::paintEvent(QPaintEvent* event)
     }
 }
 
-void AbstractTableView::paintPreedit()
-{
+void AbstractTableView::paintPreedit() {
     const TableModel* m = tableModel();
     if (!m || m->getMainCell().row < 0 || m->getMainCell().col < 0)
         return;
@@ -236,10 +229,11 @@ void AbstractTableView::paintPreedit()
 
 // --- Editing ----------------------------------------------------------------------------
 
-QWidget* AbstractTableView::activeEditorWidget() const { return delegate ? delegate->getEditor() : nullptr; }
+QWidget* AbstractTableView::activeEditorWidget() const {
+    return delegate ? delegate->getEditor() : nullptr;
+}
 
-void AbstractTableView::editMainCellAppend()
-{
+void AbstractTableView::editMainCellAppend() {
     TableModel* m = tableModel();
     if (!m || loading || readOnlyView)
         return;
@@ -247,14 +241,14 @@ void AbstractTableView::editMainCellAppend()
     if (main.row < 0 || main.col < 0)
         return;
     // The bytes tell whether the cell is empty without decoding a cell that may be huge.
-    const bool empty = m->getTableData()
-                           .getValueRawCharVec(m->getRawFromModelRow(main.row), m->getRawFromModelCol(main.col))
-                           .empty();
+    const bool empty =
+        m->getTableData()
+            .getValueRawCharVec(m->getRawFromModelRow(main.row), m->getRawFromModelCol(main.col))
+            .empty();
     emit startEditingSignal(empty);
 }
 
-bool AbstractTableView::editOnAnyKeyPressed(const QModelIndex& index, QEvent* event)
-{
+bool AbstractTableView::editOnAnyKeyPressed(const QModelIndex& index, QEvent* event) {
     // The grid's own triggers stay off, so that Qt never opens an editor by itself.
     setEditTriggers(QAbstractItemView::AnyKeyPressed);
     const bool opened = edit(index, QAbstractItemView::AnyKeyPressed, event);
@@ -262,15 +256,13 @@ bool AbstractTableView::editOnAnyKeyPressed(const QModelIndex& index, QEvent* ev
     return opened;
 }
 
-void AbstractTableView::closeEditorPublic()
-{
+void AbstractTableView::closeEditorPublic() {
     QuickEdit* open = delegate ? delegate->getEditor() : nullptr;
     if (open && open->parentWidget() == viewport())
         closeEditor(open, QAbstractItemDelegate::NoHint);
 }
 
-void AbstractTableView::deselectAllButTheMainCell()
-{
+void AbstractTableView::deselectAllButTheMainCell() {
     TableModel* m = tableModel();
     if (!m || m->getMainCell().row < 0 || m->getMainCell().col < 0)
         return;
@@ -283,8 +275,7 @@ void AbstractTableView::deselectAllButTheMainCell()
     refreshView();
 }
 
-void AbstractTableView::inputMethodEvent(QInputMethodEvent* event)
-{
+void AbstractTableView::inputMethodEvent(QInputMethodEvent* event) {
     TableModel* m = tableModel();
     if (!m || loading) {
         event->ignore();
@@ -317,8 +308,7 @@ void AbstractTableView::inputMethodEvent(QInputMethodEvent* event)
     }
 }
 
-QVariant AbstractTableView::inputMethodQuery(Qt::InputMethodQuery query) const
-{
+QVariant AbstractTableView::inputMethodQuery(Qt::InputMethodQuery query) const {
     const TableModel* m = tableModel();
     if (m && query == Qt::ImCursorRectangle && m->getMainCell().row >= 0 && m->getMainCell().col >= 0 &&
         m->getMainCell().row < m->rowCount() && m->getMainCell().col < m->columnCount())
@@ -330,8 +320,7 @@ QVariant AbstractTableView::inputMethodQuery(Qt::InputMethodQuery query) const
 
 // --- Keys -------------------------------------------------------------------------------
 
-bool AbstractTableView::isPrintableKey(const QKeyEvent* event)
-{
+bool AbstractTableView::isPrintableKey(const QKeyEvent* event) {
     const int key = event->key();
     if (key >= Qt::Key_Escape && key <= Qt::Key_Direction_R)
         return false; // editing, navigation, modifiers, function keys
@@ -343,8 +332,7 @@ bool AbstractTableView::isPrintableKey(const QKeyEvent* event)
     return !text.isEmpty() && text.at(0).isPrint();
 }
 
-void AbstractTableView::nextRowWithColumnReset()
-{
+void AbstractTableView::nextRowWithColumnReset() {
     TableModel* m = tableModel();
     if (!m)
         return;
@@ -356,8 +344,7 @@ void AbstractTableView::nextRowWithColumnReset()
     rowResetCell = Range(m->getMainCell().row, col, RangeIndexType::Model);
 }
 
-void AbstractTableView::keyPressEvent(QKeyEvent* event)
-{
+void AbstractTableView::keyPressEvent(QKeyEvent* event) {
     if (middleButtonDragActive()) {
         handleMiddleButtonKey(event);
         return;
@@ -369,7 +356,8 @@ void AbstractTableView::keyPressEvent(QKeyEvent* event)
     const Qt::KeyboardModifiers mods = event->modifiers() & ~Qt::KeypadModifier;
     const int key = event->key();
 
-    if ((key == Qt::Key_Enter && mods == Qt::NoModifier) || (key == Qt::Key_Return && mods == Qt::NoModifier)) {
+    if ((key == Qt::Key_Enter && mods == Qt::NoModifier) ||
+        (key == Qt::Key_Return && mods == Qt::NoModifier)) {
         if (editingCell) {
             event->ignore();
             return;
@@ -387,7 +375,8 @@ void AbstractTableView::keyPressEvent(QKeyEvent* event)
     }
     rowResetCell = Range(RangeType::Invalid);
 
-    const bool arrow = key == Qt::Key_Left || key == Qt::Key_Right || key == Qt::Key_Up || key == Qt::Key_Down;
+    const bool arrow =
+        key == Qt::Key_Left || key == Qt::Key_Right || key == Qt::Key_Up || key == Qt::Key_Down;
     if (arrow && mods == Qt::NoModifier) {
         if (editingCell) {
             event->ignore();
@@ -404,8 +393,7 @@ void AbstractTableView::keyPressEvent(QKeyEvent* event)
     event->ignore();
 }
 
-void AbstractTableView::keyReleaseEvent(QKeyEvent* event)
-{
+void AbstractTableView::keyReleaseEvent(QKeyEvent* event) {
     mbKeyHeld = false;
     QTableView::keyReleaseEvent(event);
 }

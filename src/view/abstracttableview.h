@@ -1,8 +1,8 @@
 #pragma once
 
+#include "preferences/settingtypes.h"
 #include "table/range.h"
 #include "table/rangevector.h"
-#include "preferences/settingtypes.h"
 
 #include <QColor>
 #include <QString>

@@ -18,8 +18,7 @@ namespace {
 
 const QString kInternalDragFormat = QStringLiteral("application/x-orvane-cells");
 
-Range rectangle(int r0, int c0, int r1, int c1, int mainRow, int mainCol)
-{
+Range rectangle(int r0, int c0, int r1, int c1, int mainRow, int mainCol) {
     const auto [top, bottom] = std::minmax(r0, r1);
     const auto [left, right] = std::minmax(c0, c1);
     if (top == bottom && left == right) {
@@ -40,8 +39,7 @@ Range rectangle(int r0, int c0, int r1, int c1, int mainRow, int mainCol)
 
 } // namespace
 
-void AbstractTableView::mousePressEvent(QMouseEvent* event)
-{
+void AbstractTableView::mousePressEvent(QMouseEvent* event) {
     TableModel* m = tableModel();
     if (!m || loading)
         return;
@@ -100,8 +98,7 @@ void AbstractTableView::mousePressEvent(QMouseEvent* event)
     QTableView::mousePressEvent(event);
 }
 
-void AbstractTableView::mouseMoveEvent(QMouseEvent* event)
-{
+void AbstractTableView::mouseMoveEvent(QMouseEvent* event) {
     const QPoint pos = event->position().toPoint();
     if (leftPressed && (event->buttons() & Qt::LeftButton)) {
         const Range cell = cellAtPos(pos.x(), pos.y());
@@ -120,8 +117,7 @@ void AbstractTableView::mouseMoveEvent(QMouseEvent* event)
     }
 }
 
-void AbstractTableView::mouseReleaseEvent(QMouseEvent* event)
-{
+void AbstractTableView::mouseReleaseEvent(QMouseEvent* event) {
     TableModel* m = tableModel();
     if (event->button() == Qt::MiddleButton && middleButtonDragActive()) {
         endMiddleButtonDrag();
@@ -149,14 +145,12 @@ void AbstractTableView::mouseReleaseEvent(QMouseEvent* event)
     refreshView();
 }
 
-void AbstractTableView::mouseDoubleClickEvent(QMouseEvent* event)
-{
+void AbstractTableView::mouseDoubleClickEvent(QMouseEvent* event) {
     if (event->button() == Qt::LeftButton && !loading && !readOnlyView && tableModel())
         emit startEditingSignal(false);
 }
 
-void AbstractTableView::expandSelection(const Range& to)
-{
+void AbstractTableView::expandSelection(const Range& to) {
     TableModel* m = tableModel();
     if (!m || !to.isValid())
         return;
@@ -179,8 +173,7 @@ void AbstractTableView::expandSelection(const Range& to)
 
 // --- Cell drag --------------------------------------------------------------------------
 
-void AbstractTableView::startCellDrag(const Range& grabCell)
-{
+void AbstractTableView::startCellDrag(const Range& grabCell) {
     TableModel* m = tableModel();
     if (!m || readOnlyView)
         return;
@@ -214,16 +207,14 @@ void AbstractTableView::startCellDrag(const Range& grabCell)
     viewport()->update();
 }
 
-void AbstractTableView::dragEnterEvent(QDragEnterEvent* event)
-{
+void AbstractTableView::dragEnterEvent(QDragEnterEvent* event) {
     if (event->mimeData()->hasFormat(QStringLiteral("text/csv")) || event->mimeData()->hasText())
         event->acceptProposedAction();
     else
         event->ignore();
 }
 
-void AbstractTableView::dragMoveEvent(QDragMoveEvent* event)
-{
+void AbstractTableView::dragMoveEvent(QDragMoveEvent* event) {
     TableModel* m = tableModel();
     if (!m || !(event->mimeData()->hasFormat(QStringLiteral("text/csv")) || event->mimeData()->hasText())) {
         event->ignore();
@@ -250,8 +241,7 @@ void AbstractTableView::dragMoveEvent(QDragMoveEvent* event)
     setDragPreview(moved, dragGrab);
 }
 
-void AbstractTableView::dragLeaveEvent(QDragLeaveEvent* event)
-{
+void AbstractTableView::dragLeaveEvent(QDragLeaveEvent* event) {
     if (TableModel* m = tableModel(); m && !m->getHighlightedRange().empty())
         m->clearHighlightedRange();
     dragPreview.clear();
@@ -259,8 +249,7 @@ void AbstractTableView::dragLeaveEvent(QDragLeaveEvent* event)
     event->accept();
 }
 
-void AbstractTableView::dropEvent(QDropEvent* event)
-{
+void AbstractTableView::dropEvent(QDropEvent* event) {
     TableModel* m = tableModel();
     if (!m) {
         event->ignore();
@@ -287,8 +276,7 @@ void AbstractTableView::dropEvent(QDropEvent* event)
 
 // --- Middle-button drag -----------------------------------------------------------------
 
-void AbstractTableView::handleMiddleButtonDrag()
-{
+void AbstractTableView::handleMiddleButtonDrag() {
     TableModel* m = tableModel();
     if (!m || readOnlyView || !mbAnchor.isValid())
         return;
@@ -310,7 +298,8 @@ void AbstractTableView::handleMiddleButtonDrag()
         const int p = mbAxis == 0 ? cell.row : cell.col;
         const int other = mbAxis == 0 ? cell.col : cell.row;
         const int anchorOther = mbAxis == 0 ? mbAnchor.col : mbAnchor.row;
-        return other == anchorOther && p != from && (p - from) * direction > 0 && std::abs(p - from) <= std::abs(to - from);
+        return other == anchorOther && p != from && (p - from) * direction > 0 &&
+               std::abs(p - from) <= std::abs(to - from);
     };
 
     for (auto it = mbTouched.begin(); it != mbTouched.end();) {
@@ -350,8 +339,7 @@ void AbstractTableView::handleMiddleButtonDrag()
     }
 }
 
-void AbstractTableView::undoMiddleButtonIncrement()
-{
+void AbstractTableView::undoMiddleButtonIncrement() {
     TableModel* m = tableModel();
     if (!m)
         return;
@@ -361,14 +349,12 @@ void AbstractTableView::undoMiddleButtonIncrement()
     mbToggled = false;
 }
 
-void AbstractTableView::updateMiddleButtonToggleState(bool touched, const QString& key)
-{
+void AbstractTableView::updateMiddleButtonToggleState(bool touched, const QString& key) {
     mbLastKey = key;
     mbToggled = touched;
 }
 
-void AbstractTableView::handleMiddleButtonKey(QKeyEvent* event)
-{
+void AbstractTableView::handleMiddleButtonKey(QKeyEvent* event) {
     event->accept();
     if (event->key() == Qt::Key_Escape) {
         mbStep = 0;
@@ -397,7 +383,8 @@ void AbstractTableView::handleMiddleButtonKey(QKeyEvent* event)
     }
     mbKeyHeld = true;
     if (sign) {
-        if (!mbKeyBuffer.isEmpty() && (mbKeyBuffer.front() == QLatin1Char('+') || mbKeyBuffer.front() == QLatin1Char('-')))
+        if (!mbKeyBuffer.isEmpty() &&
+            (mbKeyBuffer.front() == QLatin1Char('+') || mbKeyBuffer.front() == QLatin1Char('-')))
             mbKeyBuffer.remove(0, 1);
         mbKeyBuffer.prepend(c);
     } else {
@@ -406,7 +393,8 @@ void AbstractTableView::handleMiddleButtonKey(QKeyEvent* event)
     if (mbKeyBuffer.size() > 2) {
         // Start a new number, keeping a typed sign.
         const QChar first = mbKeyBuffer.front();
-        mbKeyBuffer = (first == QLatin1Char('+') || first == QLatin1Char('-')) ? QString(first) + c : QString(c);
+        mbKeyBuffer =
+            (first == QLatin1Char('+') || first == QLatin1Char('-')) ? QString(first) + c : QString(c);
         if (sign)
             mbKeyBuffer = QString(c);
     }
@@ -430,8 +418,7 @@ void AbstractTableView::handleMiddleButtonKey(QKeyEvent* event)
     updateMiddleButtonToggleState(!mbTouched.empty(), key);
 }
 
-void AbstractTableView::endMiddleButtonDrag()
-{
+void AbstractTableView::endMiddleButtonDrag() {
     TableModel* m = tableModel();
     RangeVector cells;
     if (m) {
@@ -455,8 +442,7 @@ void AbstractTableView::endMiddleButtonDrag()
         commitMiddleButtonDrag(cells);
 }
 
-void AbstractTableView::commitMiddleButtonDrag(const RangeVector& cells)
-{
+void AbstractTableView::commitMiddleButtonDrag(const RangeVector& cells) {
     // The cells hold their new values already; this is where they become one undoable edit.
     emit dataChangedSignal(cells);
 }

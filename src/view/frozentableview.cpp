@@ -8,8 +8,8 @@
 #include <QScrollBar>
 #include <QWheelEvent>
 
-FrozenTableView::FrozenTableView(TableView* owner_, TableType type) : AbstractTableView(owner_), owner(owner_), tableType(type)
-{
+FrozenTableView::FrozenTableView(TableView* owner_, TableType type)
+    : AbstractTableView(owner_), owner(owner_), tableType(type) {
     setFocusPolicy(Qt::NoFocus);
     setFrameShape(QFrame::NoFrame);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
@@ -18,8 +18,7 @@ FrozenTableView::FrozenTableView(TableView* owner_, TableType type) : AbstractTa
     hide();
 }
 
-void FrozenTableView::setTableType(TableType type)
-{
+void FrozenTableView::setTableType(TableType type) {
     tableType = type;
     horizontalScrollBar()->setEnabled(type == TableType::FrozenRows);
     verticalScrollBar()->setEnabled(type == TableType::FrozenCols);
@@ -29,38 +28,50 @@ void FrozenTableView::setTableType(TableType type)
         setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
 }
 
-void FrozenTableView::setNumRows(int n) { numRows = std::max(0, n); }
-void FrozenTableView::setNumCols(int n) { numCols = std::max(0, n); }
+void FrozenTableView::setNumRows(int n) {
+    numRows = std::max(0, n);
+}
+void FrozenTableView::setNumCols(int n) {
+    numCols = std::max(0, n);
+}
 
-void FrozenTableView::setTheme(const Theme& theme)
-{
+void FrozenTableView::setTheme(const Theme& theme) {
     if (delegate)
         delegate->setTheme(theme);
     viewport()->update();
 }
 
-void FrozenTableView::deleteCells() { owner->deleteCells(); }
-void FrozenTableView::stopEditing(bool commit) { owner->stopEditing(commit); }
-QWidget* FrozenTableView::activeEditorWidget() const { return owner->activeEditorWidget(); }
-void FrozenTableView::moveSelectionRelative(int rows, int cols) { owner->moveSelectionRelative(rows, cols); }
-void FrozenTableView::moveSelectionAbsolute(int row, int col) { owner->moveSelectionAbsolute(row, col); }
-void FrozenTableView::commitMiddleButtonDrag(const RangeVector& cells) { owner->commitMiddleButtonDrag(cells); }
+void FrozenTableView::deleteCells() {
+    owner->deleteCells();
+}
+void FrozenTableView::stopEditing(bool commit) {
+    owner->stopEditing(commit);
+}
+QWidget* FrozenTableView::activeEditorWidget() const {
+    return owner->activeEditorWidget();
+}
+void FrozenTableView::moveSelectionRelative(int rows, int cols) {
+    owner->moveSelectionRelative(rows, cols);
+}
+void FrozenTableView::moveSelectionAbsolute(int row, int col) {
+    owner->moveSelectionAbsolute(row, col);
+}
+void FrozenTableView::commitMiddleButtonDrag(const RangeVector& cells) {
+    owner->commitMiddleButtonDrag(cells);
+}
 
-void FrozenTableView::refreshView()
-{
+void FrozenTableView::refreshView() {
     // Repainting asks the model for the cells on screen only; the rows or columns covered are
     // the frozen ones plus what the free axis shows.
     viewport()->update();
 }
 
-void FrozenTableView::wheelEvent(QWheelEvent* event)
-{
+void FrozenTableView::wheelEvent(QWheelEvent* event) {
     // The frozen parts never scroll by themselves; the main grid scrolls and they follow.
     QApplication::sendEvent(owner->viewport(), event);
 }
 
-bool FrozenTableView::viewportEvent(QEvent* event)
-{
+bool FrozenTableView::viewportEvent(QEvent* event) {
     if (event->type() == QEvent::Wheel) {
         wheelEvent(static_cast<QWheelEvent*>(event));
         return true;

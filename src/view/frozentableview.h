@@ -7,9 +7,9 @@ class TableView;
 
 // Which frozen part of a table a FrozenTableView is.
 enum class TableType {
-    FrozenRows = 1,    // header rows, along the top
-    FrozenCols = 2,    // header columns, along the left
-    FrozenCorner = 3,  // the crossing of both
+    FrozenRows = 1,   // header rows, along the top
+    FrozenCols = 2,   // header columns, along the left
+    FrozenCorner = 3, // the crossing of both
 };
 
 // A second window on the same model and selection, laid over the edge of the main grid so that

@@ -2,16 +2,14 @@
 
 #include <QMouseEvent>
 
-HeaderView::HeaderView(Qt::Orientation orientation, QWidget* parent) : QHeaderView(orientation, parent)
-{
+HeaderView::HeaderView(Qt::Orientation orientation, QWidget* parent) : QHeaderView(orientation, parent) {
     setSectionsClickable(true);
     setHighlightSections(false);
     setSectionResizeMode(QHeaderView::Interactive);
     setContextMenuPolicy(Qt::CustomContextMenu);
 }
 
-bool HeaderView::onResizeHandle(const QPoint& pos) const
-{
+bool HeaderView::onResizeHandle(const QPoint& pos) const {
     const int p = orientation() == Qt::Horizontal ? pos.x() : pos.y();
     const int section = logicalIndexAt(p);
     if (section < 0)
@@ -22,8 +20,7 @@ bool HeaderView::onResizeHandle(const QPoint& pos) const
     return (p - start < margin && section > 0) || end - p <= margin;
 }
 
-void HeaderView::mousePressEvent(QMouseEvent* event)
-{
+void HeaderView::mousePressEvent(QMouseEvent* event) {
     const QPoint pos = event->position().toPoint();
     const int section = logicalIndexAt(pos);
     if (event->button() == Qt::RightButton) {
@@ -57,8 +54,7 @@ void HeaderView::mousePressEvent(QMouseEvent* event)
     }
 }
 
-void HeaderView::mouseMoveEvent(QMouseEvent* event)
-{
+void HeaderView::mouseMoveEvent(QMouseEvent* event) {
     if (resizing && !dragging) {
         QHeaderView::mouseMoveEvent(event);
         return;
@@ -83,8 +79,7 @@ void HeaderView::mouseMoveEvent(QMouseEvent* event)
     }
 }
 
-void HeaderView::mouseReleaseEvent(QMouseEvent* event)
-{
+void HeaderView::mouseReleaseEvent(QMouseEvent* event) {
     if (resizing) {
         resizing = false;
         QHeaderView::mouseReleaseEvent(event);
@@ -98,8 +93,7 @@ void HeaderView::mouseReleaseEvent(QMouseEvent* event)
     }
 }
 
-void HeaderView::mouseDoubleClickEvent(QMouseEvent* event)
-{
+void HeaderView::mouseDoubleClickEvent(QMouseEvent* event) {
     if (!dragging && onResizeHandle(event->position().toPoint())) {
         QHeaderView::mouseDoubleClickEvent(event);
         return;

@@ -1,12 +1,10 @@
 #include "view/scrollareabottomrightcornerwidget.h"
 
-ScrollAreaBottomRightCornerWidget::ScrollAreaBottomRightCornerWidget(QWidget* parent) : QWidget(parent)
-{
+ScrollAreaBottomRightCornerWidget::ScrollAreaBottomRightCornerWidget(QWidget* parent) : QWidget(parent) {
     setAutoFillBackground(true);
 }
 
-void ScrollAreaBottomRightCornerWidget::setColor(const QColor& color)
-{
+void ScrollAreaBottomRightCornerWidget::setColor(const QColor& color) {
     QPalette p = palette();
     p.setColor(QPalette::Window, color);
     setPalette(p);

@@ -12,8 +12,7 @@
 
 TableDelegate::TableDelegate(QObject* parent) : QStyledItemDelegate(parent) {}
 
-const QFontMetricsF& TableDelegate::metricsFor(const QFont& font) const
-{
+const QFontMetricsF& TableDelegate::metricsFor(const QFont& font) const {
     if (!metrics || !(metricsFont == font)) {
         metricsFont = font;
         metrics.emplace(font);
@@ -21,8 +20,8 @@ const QFontMetricsF& TableDelegate::metricsFor(const QFont& font) const
     return *metrics;
 }
 
-void TableDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const
-{
+void TableDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
+                          const QModelIndex& index) const {
     const QAbstractItemModel* model = index.model();
     if (!model)
         return;
@@ -38,7 +37,8 @@ void TableDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
     const QVariant fontValue = model->data(index, Qt::FontRole);
     const QFont font = fontValue.isValid() ? fontValue.value<QFont>() : option.font;
     const QVariant foreground = model->data(index, Qt::ForegroundRole);
-    const QColor color = foreground.canConvert<QBrush>() ? foreground.value<QBrush>().color() : theme.TextColor;
+    const QColor color =
+        foreground.canConvert<QBrush>() ? foreground.value<QBrush>().color() : theme.TextColor;
 
     const QRectF textRect = QRectF(option.rect).adjusted(textInset, 0, -textInset, 0);
     if (textRect.width() <= 0)
@@ -52,14 +52,14 @@ void TableDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
     // measured, and only one that overflows is elided.
     if (fm.maxWidth() * text.size() > textRect.width() && fm.horizontalAdvance(text) > textRect.width())
         text = fm.elidedText(text, Qt::ElideRight, textRect.width());
-    const qreal baseline = textRect.top() + (textRect.height() - fm.ascent() - fm.descent()) / 2 + fm.ascent();
+    const qreal baseline =
+        textRect.top() + (textRect.height() - fm.ascent() - fm.descent()) / 2 + fm.ascent();
     painter->setFont(font);
     painter->setPen(color);
     painter->drawText(QPointF(textRect.left(), baseline), text);
 }
 
-QSize TableDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const
-{
+QSize TableDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const {
     const QAbstractItemModel* model = index.model();
     if (!model)
         return QSize();
@@ -74,8 +74,7 @@ QSize TableDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIn
 // --- Editor -------------------------------------------------------------------------------
 
 QWidget* TableDelegate::createEditor(QWidget* parent, const QStyleOptionViewItem& option,
-                                     const QModelIndex& index) const
-{
+                                     const QModelIndex& index) const {
     auto* quickEdit = new QuickEdit(parent);
     // A typed or pasted text is not cut at QLineEdit's default limit.
     quickEdit->setMaxLength(std::numeric_limits<int>::max());
@@ -96,8 +95,7 @@ QWidget* TableDelegate::createEditor(QWidget* parent, const QStyleOptionViewItem
     return quickEdit;
 }
 
-void TableDelegate::setEditorData(QWidget* widget, const QModelIndex& index) const
-{
+void TableDelegate::setEditorData(QWidget* widget, const QModelIndex& index) const {
     auto* quickEdit = qobject_cast<QuickEdit*>(widget);
     if (!quickEdit)
         return;
@@ -116,34 +114,34 @@ void TableDelegate::setEditorData(QWidget* widget, const QModelIndex& index) con
         emit const_cast<TableDelegate*>(this)->textEditedSignal(text);
 }
 
-QuickEdit* TableDelegate::getEditor() const { return editor.data(); }
+QuickEdit* TableDelegate::getEditor() const {
+    return editor.data();
+}
 
 void TableDelegate::setModelData(QWidget*, QAbstractItemModel*, const QModelIndex&) const {}
 
 void TableDelegate::updateEditorGeometry(QWidget* widget, const QStyleOptionViewItem& option,
-                                         const QModelIndex&) const
-{
+                                         const QModelIndex&) const {
     widget->setGeometry(option.rect);
 }
 
-void TableDelegate::setTextSize(int size)
-{
+void TableDelegate::setTextSize(int size) {
     if (size <= 0)
         return;
     editorFont.setPointSize(size);
     hasEditorFont = true;
 }
 
-void TableDelegate::commitAndCloseEditor() { emit stopEditingSignal(); }
+void TableDelegate::commitAndCloseEditor() {
+    emit stopEditingSignal();
+}
 
-void TableDelegate::onTextEdited(const QString& text)
-{
+void TableDelegate::onTextEdited(const QString& text) {
     if (!textEditedMuted)
         emit textEditedSignal(text);
 }
 
-bool TableDelegate::eventFilter(QObject* watched, QEvent* event)
-{
+bool TableDelegate::eventFilter(QObject* watched, QEvent* event) {
     auto* quickEdit = qobject_cast<QuickEdit*>(watched);
     if (!quickEdit)
         return QStyledItemDelegate::eventFilter(watched, event);

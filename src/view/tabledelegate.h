@@ -23,7 +23,8 @@ class TableDelegate : public QStyledItemDelegate {
 public:
     explicit TableDelegate(QObject* parent = nullptr);
 
-    void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
+    void paint(QPainter* painter, const QStyleOptionViewItem& option,
+               const QModelIndex& index) const override;
     QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override;
 
     // --- Editor -----------------------------------------------------------------------------
@@ -35,8 +36,7 @@ public:
                               const QModelIndex& index) const override;
     void setEditorBackgroundColor(const QColor& color) { editorBackground = color; }
     void setTextColor(const QColor& color) { editorText = color; }
-    void setFont(const QFont& font)
-    {
+    void setFont(const QFont& font) {
         editorFont = font;
         hasEditorFont = true;
     }

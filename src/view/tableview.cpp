@@ -24,8 +24,7 @@
 
 std::function<int(const QString&)> TableView::saveQuestionHook;
 
-TableView::TableView(QWidget* parent) : AbstractTableView(parent)
-{
+TableView::TableView(QWidget* parent) : AbstractTableView(parent) {
     setHorizontalScrollMode(QAbstractItemView::ScrollPerPixel);
     setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
     setContextMenuPolicy(Qt::CustomContextMenu);
@@ -51,9 +50,9 @@ TableView::TableView(QWidget* parent) : AbstractTableView(parent)
     connect(this, &AbstractTableView::scrollToMainCellSignal, this, &TableView::scrollToMainCell);
 
     setupFrozenHeaders();
-    for (AbstractTableView* grid : {static_cast<AbstractTableView*>(this), static_cast<AbstractTableView*>(frozenRows),
-                                    static_cast<AbstractTableView*>(frozenCols),
-                                    static_cast<AbstractTableView*>(frozenCorner)})
+    for (AbstractTableView* grid :
+         {static_cast<AbstractTableView*>(this), static_cast<AbstractTableView*>(frozenRows),
+          static_cast<AbstractTableView*>(frozenCols), static_cast<AbstractTableView*>(frozenCorner)})
         connectEditSignals(grid->tableDelegate());
     connect(this, qOverload<bool>(&AbstractTableView::startEditingSignal), this,
             [this](bool clear) { startEditing(clear, true); });
@@ -64,8 +63,7 @@ TableView::TableView(QWidget* parent) : AbstractTableView(parent)
     hide();
 }
 
-TableView::~TableView()
-{
+TableView::~TableView() {
     // The stack announces a clean state while it is destroyed with the children, when this
     // object is no longer a TableView: it must not reach us then.
     undoStackObject->disconnect(this);
@@ -73,17 +71,16 @@ TableView::~TableView()
     // focus change or their destruction must not reach the edit that was open.
     for (QuickEdit* editor : findChildren<QuickEdit*>())
         editor->disconnect(this);
-    for (AbstractTableView* grid : {static_cast<AbstractTableView*>(this), static_cast<AbstractTableView*>(frozenRows),
-                                    static_cast<AbstractTableView*>(frozenCols),
-                                    static_cast<AbstractTableView*>(frozenCorner)})
+    for (AbstractTableView* grid :
+         {static_cast<AbstractTableView*>(this), static_cast<AbstractTableView*>(frozenRows),
+          static_cast<AbstractTableView*>(frozenCols), static_cast<AbstractTableView*>(frozenCorner)})
         if (grid->tableDelegate())
             grid->tableDelegate()->disconnect(this);
     // The registry is this view's own, whether built with it or copied in by propagateSettings.
     settings.clear();
 }
 
-FrozenTableView* TableView::frozenView(int type) const
-{
+FrozenTableView* TableView::frozenView(int type) const {
     switch (type) {
     case 1:
         return frozenRows;
@@ -96,8 +93,7 @@ FrozenTableView* TableView::frozenView(int type) const
     }
 }
 
-void TableView::connectHeader(HeaderView* header, bool horizontal)
-{
+void TableView::connectHeader(HeaderView* header, bool horizontal) {
     if (horizontal) {
         connect(header, &QHeaderView::sectionResized, this, &TableView::columnResized);
         connect(header, &HeaderView::selectColSignal, this, &TableView::onHorizontalSectionClicked);
@@ -105,7 +101,8 @@ void TableView::connectHeader(HeaderView* header, bool horizontal)
         connect(header, &HeaderView::sectionShiftClicked, this, &TableView::onHorizontalSectionShiftClicked);
         connect(header, &QHeaderView::sectionEntered, this, &TableView::onHorizontalSectionEntered);
         connect(header, &HeaderView::sectionReleasedSignal, this, &TableView::onHorizontalSectionReleased);
-        connect(header, &QHeaderView::sectionDoubleClicked, this, &TableView::onHorizontalSectionDoubleClicked);
+        connect(header, &QHeaderView::sectionDoubleClicked, this,
+                &TableView::onHorizontalSectionDoubleClicked);
     } else {
         connect(header, &QHeaderView::sectionResized, this, &TableView::rowResized);
         connect(header, &HeaderView::selectRowSignal, this, &TableView::onVerticalSectionClicked);
@@ -117,8 +114,7 @@ void TableView::connectHeader(HeaderView* header, bool horizontal)
     }
 }
 
-void TableView::setModel(QAbstractItemModel* model)
-{
+void TableView::setModel(QAbstractItemModel* model) {
     AbstractTableView::setModel(model);
     for (FrozenTableView* frozen : {frozenRows, frozenCols, frozenCorner})
         frozen->setModel(model);
@@ -141,25 +137,27 @@ void TableView::setModel(QAbstractItemModel* model)
     setFreezeHeaderColumns(freezeHeaderCols, false);
 }
 
-void TableView::connectSignalsWithModel()
-{
+void TableView::connectSignalsWithModel() {
     TableModel* m = tableModel();
     if (!m)
         return;
-    connect(m, &TableModel::selectionChangedSignal, this, &TableView::onSelectionChanged, Qt::UniqueConnection);
-    connect(m, &TableModel::enforceTableSizeSignal, this, &TableView::onEnforceTableSize, Qt::UniqueConnection);
+    connect(m, &TableModel::selectionChangedSignal, this, &TableView::onSelectionChanged,
+            Qt::UniqueConnection);
+    connect(m, &TableModel::enforceTableSizeSignal, this, &TableView::onEnforceTableSize,
+            Qt::UniqueConnection);
     connect(m, &TableModel::refreshHeadersSignal, this, &TableView::onRefreshHeaders, Qt::UniqueConnection);
     connect(m, &TableModel::startProgressUpdateSignal, this, &TableView::onLoadStarted, Qt::UniqueConnection);
-    connect(m, &TableModel::loadProgressUpdateSignal, this, &TableView::onLoadProgressUpdate, Qt::UniqueConnection);
+    connect(m, &TableModel::loadProgressUpdateSignal, this, &TableView::onLoadProgressUpdate,
+            Qt::UniqueConnection);
     connect(m, &TableModel::loadFinishedSignal, this, &TableView::onLoadFinished, Qt::UniqueConnection);
-    connect(m, &TableModel::newDataCommittedSignal, this, &TableView::onNewDataCommitted, Qt::UniqueConnection);
+    connect(m, &TableModel::newDataCommittedSignal, this, &TableView::onNewDataCommitted,
+            Qt::UniqueConnection);
     connectUndoSignals(m);
 }
 
 // --- Frozen parts -----------------------------------------------------------------------
 
-void TableView::setupFrozenHeaders()
-{
+void TableView::setupFrozenHeaders() {
     frozenRows = new FrozenTableView(this, TableType::FrozenRows);
     frozenCols = new FrozenTableView(this, TableType::FrozenCols);
     frozenCorner = new FrozenTableView(this, TableType::FrozenCorner);
@@ -186,8 +184,10 @@ void TableView::setupFrozenHeaders()
     frozenCorner->setNumCols(numHeaderCols);
 
     // The frozen parts follow the main grid's scrolling along their free axis.
-    connect(horizontalScrollBar(), &QScrollBar::valueChanged, frozenRows->horizontalScrollBar(), &QScrollBar::setValue);
-    connect(verticalScrollBar(), &QScrollBar::valueChanged, frozenCols->verticalScrollBar(), &QScrollBar::setValue);
+    connect(horizontalScrollBar(), &QScrollBar::valueChanged, frozenRows->horizontalScrollBar(),
+            &QScrollBar::setValue);
+    connect(verticalScrollBar(), &QScrollBar::valueChanged, frozenCols->verticalScrollBar(),
+            &QScrollBar::setValue);
     connect(horizontalScrollBar(), &QScrollBar::rangeChanged, this,
             [this](int, int max) { frozenRows->horizontalScrollBar()->setMaximum(max); });
     connect(verticalScrollBar(), &QScrollBar::rangeChanged, this,
@@ -195,8 +195,7 @@ void TableView::setupFrozenHeaders()
     updateFrozenGeometry();
 }
 
-void TableView::setFrozenColWidths(bool all)
-{
+void TableView::setFrozenColWidths(bool all) {
     QAbstractItemModel* m = model();
     if (!m)
         return;
@@ -216,8 +215,7 @@ void TableView::setFrozenColWidths(bool all)
     }
 }
 
-void TableView::setFrozenRowHeights(bool all)
-{
+void TableView::setFrozenRowHeights(bool all) {
     QAbstractItemModel* m = model();
     if (!m)
         return;
@@ -236,8 +234,7 @@ void TableView::setFrozenRowHeights(bool all)
     }
 }
 
-void TableView::setFreezeHeaderRows(bool on, bool notify)
-{
+void TableView::setFreezeHeaderRows(bool on, bool notify) {
     freezeHeaderRows = on;
     if (on && numHeaderRows > 0 && model()) {
         frozenRows->show();
@@ -257,8 +254,7 @@ void TableView::setFreezeHeaderRows(bool on, bool notify)
         emit fileMetadataChangedSignal();
 }
 
-void TableView::setFreezeHeaderColumns(bool on, bool notify)
-{
+void TableView::setFreezeHeaderColumns(bool on, bool notify) {
     freezeHeaderCols = on;
     if (on && numHeaderCols > 0 && model()) {
         frozenCols->show();
@@ -279,13 +275,13 @@ void TableView::setFreezeHeaderColumns(bool on, bool notify)
         emit fileMetadataChangedSignal();
 }
 
-void TableView::applyVisibleHeaderRows(int count, bool autoFit, bool notify)
-{
+void TableView::applyVisibleHeaderRows(int count, bool autoFit, bool notify) {
     count = std::max(0, count);
     const int before = numHeaderRows;
     numHeaderRows = count;
-    for (AbstractTableView* v : {static_cast<AbstractTableView*>(this), static_cast<AbstractTableView*>(frozenRows),
-                                 static_cast<AbstractTableView*>(frozenCols), static_cast<AbstractTableView*>(frozenCorner)})
+    for (AbstractTableView* v :
+         {static_cast<AbstractTableView*>(this), static_cast<AbstractTableView*>(frozenRows),
+          static_cast<AbstractTableView*>(frozenCols), static_cast<AbstractTableView*>(frozenCorner)})
         if (v->tableDelegate())
             v->tableDelegate()->setNumHeaderRows(count);
     if (TableModel* m = tableModel(); m && m->getNumHeaderRows() != count)
@@ -303,12 +299,12 @@ void TableView::applyVisibleHeaderRows(int count, bool autoFit, bool notify)
         emit fileMetadataChangedSignal();
 }
 
-void TableView::setNumberOfHeaderColumns(int count, bool autoFit)
-{
+void TableView::setNumberOfHeaderColumns(int count, bool autoFit) {
     count = std::max(0, count);
     numHeaderCols = count;
-    for (AbstractTableView* v : {static_cast<AbstractTableView*>(this), static_cast<AbstractTableView*>(frozenRows),
-                                 static_cast<AbstractTableView*>(frozenCols), static_cast<AbstractTableView*>(frozenCorner)})
+    for (AbstractTableView* v :
+         {static_cast<AbstractTableView*>(this), static_cast<AbstractTableView*>(frozenRows),
+          static_cast<AbstractTableView*>(frozenCols), static_cast<AbstractTableView*>(frozenCorner)})
         if (v->tableDelegate())
             v->tableDelegate()->setNumHeaderCols(count);
     if (TableModel* m = tableModel(); m && m->getNumHeaderCols() != count)
@@ -322,8 +318,7 @@ void TableView::setNumberOfHeaderColumns(int count, bool autoFit)
     }
 }
 
-void TableView::setFrozenPos()
-{
+void TableView::setFrozenPos() {
     const int labelHeight = horizontalHeader()->isHidden() ? 0 : horizontalHeader()->height();
     const int labelWidth = verticalHeader()->isHidden() ? 0 : verticalHeader()->width();
     const int frame = frameWidth();
@@ -332,30 +327,26 @@ void TableView::setFrozenPos()
     frozenCorner->move(frame + labelWidth, frame + labelHeight);
 }
 
-void TableView::setHorizontalFrozenWidth()
-{
+void TableView::setHorizontalFrozenWidth() {
     const QSignalBlocker blocker(frozenRows);
     const int labelWidth = verticalHeader()->isHidden() ? 0 : verticalHeader()->width();
     frozenRows->resize(viewport()->width() + labelWidth + frameWidth() + 2, frozenRows->height());
 }
 
-void TableView::setVerticalFrozenHeight()
-{
+void TableView::setVerticalFrozenHeight() {
     const QSignalBlocker blocker(frozenCols);
     const int labelHeight = horizontalHeader()->isHidden() ? 0 : horizontalHeader()->height();
     frozenCols->resize(frozenCols->width(), viewport()->height() + labelHeight + frameWidth() + 2);
 }
 
-void TableView::setHorizontalFrozenHeight()
-{
+void TableView::setHorizontalFrozenHeight() {
     // Each band ends just after the last header row (column); the corner covers both.
     frozenRows->resize(frozenRows->width(), frozenHeight() + 1);
     frozenCols->resize(frozenWidth() + 1, frozenCols->height());
     frozenCorner->resize(frozenWidth() + 1, frozenHeight() + 1);
 }
 
-void TableView::updateFrozenGeometry()
-{
+void TableView::updateFrozenGeometry() {
     if (!frozenRows)
         return;
     // The frozen rows draw their own row labels in the main grid's label width, and the frozen
@@ -375,14 +366,12 @@ void TableView::updateFrozenGeometry()
     cornerButton->raise();
 }
 
-void TableView::frozenColResized(int col, int, int newWidth)
-{
+void TableView::frozenColResized(int col, int, int newWidth) {
     if (columnWidth(col) != newWidth)
         setColumnWidth(col, newWidth);
 }
 
-void TableView::columnResized(int col, int, int newWidth)
-{
+void TableView::columnResized(int col, int, int newWidth) {
     if (syncingSections)
         return;
     syncingSections = true;
@@ -401,8 +390,7 @@ void TableView::columnResized(int col, int, int newWidth)
         updateFrozenGeometry();
 }
 
-void TableView::rowResized(int row, int, int newHeight)
-{
+void TableView::rowResized(int row, int, int newHeight) {
     if (syncingSections)
         return;
     syncingSections = true;
@@ -420,28 +408,24 @@ void TableView::rowResized(int row, int, int newHeight)
         updateFrozenGeometry();
 }
 
-void TableView::resizeEvent(QResizeEvent* event)
-{
+void TableView::resizeEvent(QResizeEvent* event) {
     AbstractTableView::resizeEvent(event);
     updateFrozenGeometry();
 }
 
-void TableView::updateGeometries()
-{
+void TableView::updateGeometries() {
     AbstractTableView::updateGeometries();
     updateFrozenGeometry();
 }
 
-bool TableView::eventFilter(QObject* watched, QEvent* event)
-{
+bool TableView::eventFilter(QObject* watched, QEvent* event) {
     if (event->type() == QEvent::Resize && frozenRows &&
         (watched == frozenRows->viewport() || watched == frozenCols->viewport()))
         return false;
     return AbstractTableView::eventFilter(watched, event);
 }
 
-void TableView::paintEvent(QPaintEvent* event)
-{
+void TableView::paintEvent(QPaintEvent* event) {
     if (paintSkipCount > 0) {
         --paintSkipCount;
         return;
@@ -449,8 +433,7 @@ void TableView::paintEvent(QPaintEvent* event)
     AbstractTableView::paintEvent(event);
 }
 
-void TableView::refreshView()
-{
+void TableView::refreshView() {
     viewport()->update();
     for (FrozenTableView* frozen : {frozenRows, frozenCols, frozenCorner})
         if (frozen->isVisible())
@@ -459,8 +442,7 @@ void TableView::refreshView()
 
 // --- Settings ---------------------------------------------------------------------------
 
-void TableView::propagateSettings(const Settings& source)
-{
+void TableView::propagateSettings(const Settings& source) {
     settings.clear();
     settings = source.copySettings();
     ownsSettings = true;
@@ -500,8 +482,7 @@ void TableView::propagateSettings(const Settings& source)
     refreshView();
 }
 
-Settings TableView::getSettings(bool tableOnly) const
-{
+Settings TableView::getSettings(bool tableOnly) const {
     Settings out = tableOnly ? settings.copySettings() : settings;
     if (!ownsSettings)
         return out;
@@ -516,13 +497,12 @@ Settings TableView::getSettings(bool tableOnly) const
     return out;
 }
 
-void TableView::setTheme(const Theme& t)
-{
+void TableView::setTheme(const Theme& t) {
     theme = t;
     tableDelegate()->setTheme(t);
-    for (AbstractTableView* grid : {static_cast<AbstractTableView*>(this), static_cast<AbstractTableView*>(frozenRows),
-                                    static_cast<AbstractTableView*>(frozenCols),
-                                    static_cast<AbstractTableView*>(frozenCorner)}) {
+    for (AbstractTableView* grid :
+         {static_cast<AbstractTableView*>(this), static_cast<AbstractTableView*>(frozenRows),
+          static_cast<AbstractTableView*>(frozenCols), static_cast<AbstractTableView*>(frozenCorner)}) {
         if (grid && grid->tableDelegate()) {
             grid->tableDelegate()->setEditorBackgroundColor(t.MainCellColor);
             grid->tableDelegate()->setTextColor(t.TextColor);
@@ -551,8 +531,7 @@ void TableView::setTheme(const Theme& t)
     refreshView();
 }
 
-void TableView::setFont(const QFont& f)
-{
+void TableView::setFont(const QFont& f) {
     cellFont = f;
     textSize = f.pointSize() > 0 ? f.pointSize() : textSize;
     AbstractTableView::setFont(f);
@@ -568,8 +547,7 @@ void TableView::setFont(const QFont& f)
         m->setFont(f);
 }
 
-void TableView::setTextSize(int size)
-{
+void TableView::setTextSize(int size) {
     if (size <= 0)
         return;
     QFont f = cellFont;
@@ -579,27 +557,23 @@ void TableView::setTextSize(int size)
     enforceAutoFitColWidth(false);
 }
 
-void TableView::setShowRowLabels(bool on)
-{
+void TableView::setShowRowLabels(bool on) {
     showRowLabels = on;
     applyLabelVisibility();
 }
 
-void TableView::setShowColumnLabels(bool on)
-{
+void TableView::setShowColumnLabels(bool on) {
     showColLabels = on;
     applyLabelVisibility();
 }
 
-void TableView::applyLabelVisibility()
-{
+void TableView::applyLabelVisibility() {
     verticalHeader()->setVisible(showRowLabels);
     horizontalHeader()->setVisible(showColLabels);
     updateFrozenGeometry();
 }
 
-int TableView::askSaveQuestion(const QString& text, QWidget* parent)
-{
+int TableView::askSaveQuestion(const QString& text, QWidget* parent) {
     if (saveQuestionHook)
         return saveQuestionHook(text);
     const int answer = MsgBox::ask(parent, text,
@@ -610,12 +584,12 @@ int TableView::askSaveQuestion(const QString& text, QWidget* parent)
     return answer < 0 ? 2 : answer;
 }
 
-void TableView::setReadOnly(bool on, bool initial)
-{
+void TableView::setReadOnly(bool on, bool initial) {
     TableModel* m = tableModel();
     if (!initial && on && m && isModified()) {
         const QString name = QFileInfo(m->getTableData().getFilepath()).fileName();
-        const int answer = askSaveQuestion(QStringLiteral("Do you want to save changes to %1?").arg(name), this);
+        const int answer =
+            askSaveQuestion(QStringLiteral("Do you want to save changes to %1?").arg(name), this);
         if (answer == 2)
             return;
         if (answer == 0 && !m->saveCSV(true, false)) {
@@ -647,8 +621,7 @@ void TableView::setReadOnly(bool on, bool initial)
     emit fileMetadataChangedSignal();
 }
 
-void TableView::setReadOnlyAndLoad(bool on)
-{
+void TableView::setReadOnlyAndLoad(bool on) {
     TableModel* m = tableModel();
     if (!m)
         return;
@@ -666,21 +639,18 @@ void TableView::setReadOnlyAndLoad(bool on)
 
 // --- Loading ----------------------------------------------------------------------------
 
-void TableView::onLoadStarted()
-{
+void TableView::onLoadStarted() {
     loading = true;
     setUpdatesEnabled(false);
     hide();
 }
 
-void TableView::onLoadProgressUpdate(int current, int total, int sizeInMiB)
-{
+void TableView::onLoadProgressUpdate(int current, int total, int sizeInMiB) {
     const int percent = total > 0 ? static_cast<int>(static_cast<qint64>(current) * 100 / total) : 0;
     emit loadProgressSignal(std::clamp(percent, 0, 100), sizeInMiB);
 }
 
-void TableView::onLoadFinished()
-{
+void TableView::onLoadFinished() {
     loading = false;
     for (FrozenTableView* frozen : {frozenRows, frozenCols, frozenCorner})
         frozen->setLoading(false);
@@ -703,29 +673,27 @@ void TableView::onLoadFinished()
     emit loadFinishedSignal();
 }
 
-void TableView::onSelectionChanged() { refreshView(); }
+void TableView::onSelectionChanged() {
+    refreshView();
+}
 
-void TableView::onEnforceTableSize()
-{
+void TableView::onEnforceTableSize() {
     if (TableModel* m = tableModel())
         m->enforceTableSize();
 }
 
-void TableView::onRefreshHeaders()
-{
+void TableView::onRefreshHeaders() {
     horizontalHeader()->viewport()->update();
     verticalHeader()->viewport()->update();
 }
 
-void TableView::onCustomContextMenu(const QPoint&)
-{
+void TableView::onCustomContextMenu(const QPoint&) {
     // The menus are built from the command table, which the window owns.
 }
 
 // --- Keys and wheel ---------------------------------------------------------------------
 
-void TableView::keyPressEvent(QKeyEvent* event)
-{
+void TableView::keyPressEvent(QKeyEvent* event) {
     // Up and Down that a QuickEdit passes on end the edit and then move as usual.
     if (editingCell && (event->key() == Qt::Key_Up || event->key() == Qt::Key_Down) && openEditor) {
         stopEditing(true);
@@ -740,12 +708,14 @@ void TableView::keyPressEvent(QKeyEvent* event)
         const bool ctrl = mods & Qt::ControlModifier;
         const bool shift = mods & Qt::ShiftModifier;
         const bool otherMods = mods & ~(Qt::ControlModifier | Qt::ShiftModifier);
-        if ((key == Qt::Key_F2 && mods == Qt::NoModifier) || (key == Qt::Key_E && mods == Qt::ControlModifier)) {
+        if ((key == Qt::Key_F2 && mods == Qt::NoModifier) ||
+            (key == Qt::Key_E && mods == Qt::ControlModifier)) {
             editMainCellAppend();
             event->accept();
             return;
         }
-        if (key == Qt::Key_Z && (mods == Qt::ControlModifier || mods == (Qt::ControlModifier | Qt::ShiftModifier))) {
+        if (key == Qt::Key_Z &&
+            (mods == Qt::ControlModifier || mods == (Qt::ControlModifier | Qt::ShiftModifier))) {
             if (shift)
                 redo();
             else
@@ -776,11 +746,20 @@ void TableView::keyPressEvent(QKeyEvent* event)
         Direction dir = Direction::Up;
         bool arrow = true;
         switch (key) {
-        case Qt::Key_Up: dir = Direction::Up; break;
-        case Qt::Key_Down: dir = Direction::Down; break;
-        case Qt::Key_Left: dir = Direction::Left; break;
-        case Qt::Key_Right: dir = Direction::Right; break;
-        default: arrow = false;
+        case Qt::Key_Up:
+            dir = Direction::Up;
+            break;
+        case Qt::Key_Down:
+            dir = Direction::Down;
+            break;
+        case Qt::Key_Left:
+            dir = Direction::Left;
+            break;
+        case Qt::Key_Right:
+            dir = Direction::Right;
+            break;
+        default:
+            arrow = false;
         }
         if (arrow && !otherMods && (ctrl || shift)) {
             if (shift)
@@ -804,7 +783,8 @@ void TableView::keyPressEvent(QKeyEvent* event)
                 scrollToTopLeft();
             } else if (ctrl) {
                 TableModel* m = tableModel();
-                moveSelectionAbsolute(std::max(0, m->rowCountModel() - 1), std::max(0, m->columnCountModel() - 1));
+                moveSelectionAbsolute(std::max(0, m->rowCountModel() - 1),
+                                      std::max(0, m->columnCountModel() - 1));
                 scrollToMainCell(false, false);
             } else if (key == Qt::Key_Home) {
                 goToFarLeft();
@@ -818,8 +798,7 @@ void TableView::keyPressEvent(QKeyEvent* event)
     AbstractTableView::keyPressEvent(event);
 }
 
-void TableView::wheelEvent(QWheelEvent* event)
-{
+void TableView::wheelEvent(QWheelEvent* event) {
     event->accept();
     const QPoint pixels = event->pixelDelta();
     if (!pixels.isNull()) {
@@ -837,7 +816,8 @@ void TableView::wheelEvent(QWheelEvent* event)
     const Qt::KeyboardModifiers mods = event->modifiers();
     const int notches = std::max(1, std::abs(delta) / 120);
     const int rowStep = QApplication::wheelScrollLines() * verticalHeader()->defaultSectionSize() * notches;
-    const int colStep = QApplication::wheelScrollLines() * horizontalHeader()->defaultSectionSize() * notches / 2;
+    const int colStep =
+        QApplication::wheelScrollLines() * horizontalHeader()->defaultSectionSize() * notches / 2;
     if (mods == Qt::ControlModifier)
         scroll(delta > 0 ? Direction::Up : Direction::Down, true);
     else if (mods == Qt::ShiftModifier || (mods == Qt::NoModifier && angle.y() == 0))

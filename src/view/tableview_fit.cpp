@@ -20,16 +20,14 @@ std::function<bool(const QString&, bool&)> TableView::autoFitWarningHook;
 
 namespace {
 
-QString firstLine(const QString& text)
-{
+QString firstLine(const QString& text) {
     const qsizetype end = text.indexOf(QLatin1Char('\n'));
     return end < 0 ? text : text.left(end);
 }
 
 } // namespace
 
-int TableView::calculateAutoFitRowHeight(int row, int sampleDivisor) const
-{
+int TableView::calculateAutoFitRowHeight(int row, int sampleDivisor) const {
     const TableModel* m = tableModel();
     if (!m || row < 0 || row >= m->rowCount())
         return defaultRowHeight;
@@ -51,7 +49,8 @@ int TableView::calculateAutoFitRowHeight(int row, int sampleDivisor) const
         const QFontMetrics metrics(m->data(index, Qt::FontRole).value<QFont>());
         const QRect rect(0, 0, std::max(0, columnWidth(c) - hPadding - 1), 99999);
         const int height =
-            metrics.boundingRect(rect, Qt::TextWordWrap | Qt::AlignLeft | Qt::AlignVCenter, text).height() + vPadding;
+            metrics.boundingRect(rect, Qt::TextWordWrap | Qt::AlignLeft | Qt::AlignVCenter, text).height() +
+            vPadding;
         if (height > maxAutoFitRowHeight) {
             largest = maxAutoFitRowHeight;
             capped = true;
@@ -66,8 +65,7 @@ int TableView::calculateAutoFitRowHeight(int row, int sampleDivisor) const
 }
 
 int TableView::estimateMaxWidthForColumnMainTable(int col, int sampleDivisor, int maxWidth, int minWidth,
-                                                  bool& allEmpty) const
-{
+                                                  bool& allEmpty) const {
     allEmpty = true;
     const TableModel* m = tableModel();
     if (!m || col < 0 || col >= m->columnCount())
@@ -115,12 +113,12 @@ int TableView::estimateMaxWidthForColumnMainTable(int col, int sampleDivisor, in
               [](const Candidate& a, const Candidate& b) { return a.text.size() > b.text.size(); });
     const std::size_t measured = std::min<std::size_t>(candidates.size(), 16);
     for (std::size_t i = 0; i < measured; ++i)
-        widest = std::max(widest, QFontMetrics(candidates[i].font).horizontalAdvance(candidates[i].text) + padding);
+        widest = std::max(widest,
+                          QFontMetrics(candidates[i].font).horizontalAdvance(candidates[i].text) + padding);
     return std::min(widest, maxWidth);
 }
 
-void TableView::enforceAutoFitRowHeight(bool force)
-{
+void TableView::enforceAutoFitRowHeight(bool force) {
     if ((!autoFitRowHeight && !force) || !tableModel())
         return;
     const int rows = tableModel()->rowCountModel();
@@ -129,21 +127,18 @@ void TableView::enforceAutoFitRowHeight(bool force)
     enforceEmptyRowHeight();
 }
 
-void TableView::enforceAutoFitRowHeight(int row)
-{
+void TableView::enforceAutoFitRowHeight(int row) {
     const int height = calculateAutoFitRowHeight(row, autoFitRowSampleDivisor);
     if (rowHeight(row) != height)
         setRowHeight(row, height);
 }
 
-void TableView::enforceAutoFitRowHeights(const std::vector<int>& rows)
-{
+void TableView::enforceAutoFitRowHeights(const std::vector<int>& rows) {
     for (int r : rows)
         enforceAutoFitRowHeight(r);
 }
 
-void TableView::enforceAutoFitColWidth(bool force)
-{
+void TableView::enforceAutoFitColWidth(bool force) {
     if ((!autoFitColWidth && !force) || !tableModel())
         return;
     const int cols = tableModel()->columnCountModel();
@@ -152,25 +147,23 @@ void TableView::enforceAutoFitColWidth(bool force)
     enforceEmptyColumnWidth();
 }
 
-void TableView::enforceAutoFitColWidth(int col)
-{
+void TableView::enforceAutoFitColWidth(int col) {
     bool allEmpty = true;
     const int minWidth = std::min(40, maxAutoFitColWidth);
-    int width = estimateMaxWidthForColumnMainTable(col, autoFitColSampleDivisor, maxAutoFitColWidth, minWidth, allEmpty);
+    int width = estimateMaxWidthForColumnMainTable(col, autoFitColSampleDivisor, maxAutoFitColWidth, minWidth,
+                                                   allEmpty);
     if (allEmpty)
         width = defaultColWidth;
     if (columnWidth(col) != width)
         setColumnWidth(col, width);
 }
 
-void TableView::enforceAutoFitColWidths(const std::vector<int>& cols)
-{
+void TableView::enforceAutoFitColWidths(const std::vector<int>& cols) {
     for (int c : cols)
         enforceAutoFitColWidth(c);
 }
 
-void TableView::enforceEmptyRowHeight()
-{
+void TableView::enforceEmptyRowHeight() {
     const TableModel* m = tableModel();
     if (!m)
         return;
@@ -179,8 +172,7 @@ void TableView::enforceEmptyRowHeight()
             setRowHeight(r, defaultRowHeight);
 }
 
-void TableView::enforceEmptyColumnWidth()
-{
+void TableView::enforceEmptyColumnWidth() {
     const TableModel* m = tableModel();
     if (!m)
         return;
@@ -189,18 +181,19 @@ void TableView::enforceEmptyColumnWidth()
             setColumnWidth(c, defaultColWidth);
 }
 
-void TableView::resizeColumnsToContents() { enforceAutoFitColWidth(true); }
+void TableView::resizeColumnsToContents() {
+    enforceAutoFitColWidth(true);
+}
 
-void TableView::setDefaultRowHeight(int height)
-{
+void TableView::setDefaultRowHeight(int height) {
     if (height <= 0)
         return;
     defaultRowHeight = height;
     // Qt reports every section of a changed default size one by one; on a million rows that
     // storm must not reach the frozen views, which get the same default directly.
-    for (AbstractTableView* view : {static_cast<AbstractTableView*>(this), static_cast<AbstractTableView*>(frozenView(1)),
-                                    static_cast<AbstractTableView*>(frozenView(2)),
-                                    static_cast<AbstractTableView*>(frozenView(3))}) {
+    for (AbstractTableView* view :
+         {static_cast<AbstractTableView*>(this), static_cast<AbstractTableView*>(frozenView(1)),
+          static_cast<AbstractTableView*>(frozenView(2)), static_cast<AbstractTableView*>(frozenView(3))}) {
         const QSignalBlocker blocker(view->verticalHeader());
         view->verticalHeader()->setMinimumSectionSize(std::min(height, 4));
         view->verticalHeader()->setDefaultSectionSize(height);
@@ -209,14 +202,13 @@ void TableView::setDefaultRowHeight(int height)
     updateFrozenGeometry();
 }
 
-void TableView::setDefaultColumnWidth(int width)
-{
+void TableView::setDefaultColumnWidth(int width) {
     if (width <= 0)
         return;
     defaultColWidth = width;
-    for (AbstractTableView* view : {static_cast<AbstractTableView*>(this), static_cast<AbstractTableView*>(frozenView(1)),
-                                    static_cast<AbstractTableView*>(frozenView(2)),
-                                    static_cast<AbstractTableView*>(frozenView(3))}) {
+    for (AbstractTableView* view :
+         {static_cast<AbstractTableView*>(this), static_cast<AbstractTableView*>(frozenView(1)),
+          static_cast<AbstractTableView*>(frozenView(2)), static_cast<AbstractTableView*>(frozenView(3))}) {
         const QSignalBlocker blocker(view->horizontalHeader());
         view->horizontalHeader()->setDefaultSectionSize(width);
     }
@@ -224,8 +216,7 @@ void TableView::setDefaultColumnWidth(int width)
     updateFrozenGeometry();
 }
 
-void TableView::setAutoFitRowHeight(bool on, bool apply)
-{
+void TableView::setAutoFitRowHeight(bool on, bool apply) {
     autoFitRowHeight = on;
     if (ownsSettings)
         settings.setValue(AutoFitRowHeight, on);
@@ -233,8 +224,7 @@ void TableView::setAutoFitRowHeight(bool on, bool apply)
         enforceAutoFitRowHeight(false);
 }
 
-void TableView::setAutoFitColWidth(bool on, bool apply)
-{
+void TableView::setAutoFitColWidth(bool on, bool apply) {
     autoFitColWidth = on;
     if (ownsSettings)
         settings.setValue(AutoFitColumnWidth, on);
@@ -242,8 +232,7 @@ void TableView::setAutoFitColWidth(bool on, bool apply)
         enforceAutoFitColWidth(false);
 }
 
-bool TableView::askAutoFitWarning(const QString& text, bool& suppress)
-{
+bool TableView::askAutoFitWarning(const QString& text, bool& suppress) {
     if (autoFitWarningHook)
         return autoFitWarningHook(text, suppress);
     QMessageBox box(QMessageBox::Question, QString(), text, QMessageBox::Yes | QMessageBox::No);
@@ -254,8 +243,7 @@ bool TableView::askAutoFitWarning(const QString& text, bool& suppress)
     return disable;
 }
 
-bool TableView::warnAutoFitIfLargeFile()
-{
+bool TableView::warnAutoFitIfLargeFile() {
     const TableModel* m = tableModel();
     if (suppressAutoFitWarnings || !m)
         return false;
@@ -266,7 +254,8 @@ bool TableView::warnAutoFitIfLargeFile()
     QString text;
     if (manyRows && manyCols)
         text = QStringLiteral("This file has a lot of rows (%1) and columns (%2).\n").arg(rows).arg(cols) +
-               QStringLiteral("Auto-Fit Row Height and Auto-Fit Column Width are enabled, so loading will take a while.\n") +
+               QStringLiteral("Auto-Fit Row Height and Auto-Fit Column Width are enabled, so loading will "
+                              "take a while.\n") +
                QStringLiteral("Would you like to disable them?");
     else if (manyCols)
         text = QStringLiteral("This file has a lot of columns (%1).\n").arg(cols) +

@@ -11,8 +11,7 @@
 
 #include <algorithm>
 
-int TableView::frozenHeight() const
-{
+int TableView::frozenHeight() const {
     if (!freezeHeaderRows || numHeaderRows <= 0 || !model())
         return 0;
     const int rows = std::min(numHeaderRows, model()->rowCount());
@@ -22,8 +21,7 @@ int TableView::frozenHeight() const
     return height;
 }
 
-int TableView::frozenWidth() const
-{
+int TableView::frozenWidth() const {
     if (!freezeHeaderCols || numHeaderCols <= 0 || !model())
         return 0;
     const int cols = std::min(numHeaderCols, model()->columnCount());
@@ -33,8 +31,7 @@ int TableView::frozenWidth() const
     return width;
 }
 
-int TableView::rowsInPage(int fromRow, Direction direction) const
-{
+int TableView::rowsInPage(int fromRow, Direction direction) const {
     const int distance = static_cast<int>(viewport()->height() * 0.9);
     const int count = model() ? model()->rowCount() : 0;
     int rows = 0;
@@ -53,8 +50,7 @@ int TableView::rowsInPage(int fromRow, Direction direction) const
     return rows;
 }
 
-void TableView::scroll(Direction direction, bool page, int dx, int dy)
-{
+void TableView::scroll(Direction direction, bool page, int dx, int dy) {
     if (!model())
         return;
     const bool vertical = direction == Direction::Up || direction == Direction::Down;
@@ -63,7 +59,8 @@ void TableView::scroll(Direction direction, bool page, int dx, int dy)
     const bool snap = vertical ? snapToRow : snapToCol;
     const int viewportSize = vertical ? viewport()->height() : viewport()->width();
     const int distance = page ? static_cast<int>(viewportSize * 0.9)
-                              : std::max(vertical ? dy : dx, 0) == 0 ? bar->singleStep() : (vertical ? dy : dx);
+                         : std::max(vertical ? dy : dx, 0) == 0 ? bar->singleStep()
+                                                                : (vertical ? dy : dx);
 
     if (!snap) {
         bar->setValue(bar->value() + (back ? -distance : distance));
@@ -92,8 +89,7 @@ void TableView::scroll(Direction direction, bool page, int dx, int dy)
     bar->setValue(value);
 }
 
-void TableView::snapScrollBarPosition(Axis axis)
-{
+void TableView::snapScrollBarPosition(Axis axis) {
     if (context & ContextEditing || !model())
         return;
     const bool vertical = axis == Axis::Row;
@@ -111,8 +107,7 @@ void TableView::snapScrollBarPosition(Axis axis)
         bar->setValue(value);
 }
 
-void TableView::scrollToCellAxis(int index, bool nearest, Axis axis)
-{
+void TableView::scrollToCellAxis(int index, bool nearest, Axis axis) {
     QAbstractItemModel* m = model();
     if (!m)
         return;
@@ -148,30 +143,25 @@ void TableView::scrollToCellAxis(int index, bool nearest, Axis axis)
         bar->setValue(target);
 }
 
-void TableView::scrollToCell(int row, int col, bool, bool nearest)
-{
+void TableView::scrollToCell(int row, int col, bool, bool nearest) {
     scrollToCellAxis(row, nearest, Axis::Row);
     scrollToCellAxis(col, nearest, Axis::Col);
 }
 
-void TableView::scrollToMainCell(bool, bool toEdge)
-{
+void TableView::scrollToMainCell(bool, bool toEdge) {
     if (const TableModel* m = tableModel(); m && m->getMainCell().row >= 0)
         scrollToCell(m->getMainCell().row, m->getMainCell().col, toEdge, true);
 }
 
-void TableView::scrollToRow(int row, bool, bool)
-{
+void TableView::scrollToRow(int row, bool, bool) {
     scrollToCellAxis(row, true, Axis::Row);
 }
 
-void TableView::scrollToCol(int col, bool, bool)
-{
+void TableView::scrollToCol(int col, bool, bool) {
     scrollToCellAxis(col, true, Axis::Col);
 }
 
-void TableView::scrollToTopLeft()
-{
+void TableView::scrollToTopLeft() {
     verticalScrollBar()->setValue(0);
     horizontalScrollBar()->setValue(0);
 }

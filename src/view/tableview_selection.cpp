@@ -15,15 +15,13 @@
 namespace {
 
 // The shift that keeps all moved lines within [low, count - 1]; 0 when none fits.
-int clampShift(int shift, int low, int count, const std::vector<int>& lines)
-{
+int clampShift(int shift, int low, int count, const std::vector<int>& lines) {
     const int lo = low - lines.front();
     const int hi = count - 1 - lines.back();
     return lo > hi ? 0 : std::clamp(shift, lo, hi);
 }
 
-void setLabelsDragging(std::initializer_list<AbstractTableView*> views, bool on)
-{
+void setLabelsDragging(std::initializer_list<AbstractTableView*> views, bool on) {
     for (AbstractTableView* view : views) {
         view->horizontalHeaderView()->setDragging(on);
         view->verticalHeaderView()->setDragging(on);
@@ -32,8 +30,7 @@ void setLabelsDragging(std::initializer_list<AbstractTableView*> views, bool on)
 
 } // namespace
 
-void TableView::moveSelectionRelative(int rows, int cols)
-{
+void TableView::moveSelectionRelative(int rows, int cols) {
     TableModel* m = tableModel();
     if (!m)
         return;
@@ -41,19 +38,18 @@ void TableView::moveSelectionRelative(int rows, int cols)
     scrollToMainCell(false, false);
 }
 
-void TableView::moveSelectionAbsolute(int row, int col)
-{
+void TableView::moveSelectionAbsolute(int row, int col) {
     TableModel* m = tableModel();
     if (!m || m->rowCount() == 0 || m->columnCount() == 0)
         return;
-    Range cell(std::clamp(row, 0, m->rowCount() - 1), std::clamp(col, 0, m->columnCount() - 1), RangeIndexType::Model);
+    Range cell(std::clamp(row, 0, m->rowCount() - 1), std::clamp(col, 0, m->columnCount() - 1),
+               RangeIndexType::Model);
     cell.isMainCell = true;
     m->setSelection(cell);
     scrollToMainCell(false, false);
 }
 
-void TableView::moveSelectionOneScreen(Direction direction)
-{
+void TableView::moveSelectionOneScreen(Direction direction) {
     TableModel* m = tableModel();
     if (!m || m->getMainCell().row < 0)
         return;
@@ -75,8 +71,7 @@ void TableView::moveSelectionOneScreen(Direction direction)
     scrollToMainCell(false, false);
 }
 
-void TableView::extendSelection(Direction direction, bool block)
-{
+void TableView::extendSelection(Direction direction, bool block) {
     TableModel* m = tableModel();
     if (!m)
         return;
@@ -87,8 +82,7 @@ void TableView::extendSelection(Direction direction, bool block)
     refreshView();
 }
 
-void TableView::moveSelectionByBlock(Direction direction)
-{
+void TableView::moveSelectionByBlock(Direction direction) {
     TableModel* m = tableModel();
     if (!m || m->getMainCell().row < 0)
         return;
@@ -107,7 +101,8 @@ void TableView::moveSelectionByBlock(Direction direction)
         moved.isMainCell = range.row == main.row && range.col == main.col;
         shifted.push_back(moved);
     }
-    if (shifted.empty() || std::none_of(shifted.begin(), shifted.end(), [](const Range& r) { return r.isMainCell; })) {
+    if (shifted.empty() ||
+        std::none_of(shifted.begin(), shifted.end(), [](const Range& r) { return r.isMainCell; })) {
         Range cell(out.row, out.col, RangeIndexType::Model);
         m->setSelection(cell);
     } else {
@@ -117,8 +112,7 @@ void TableView::moveSelectionByBlock(Direction direction)
     refreshView();
 }
 
-Range TableView::findFarthestSelectedCellInDirection(Direction direction) const
-{
+Range TableView::findFarthestSelectedCellInDirection(Direction direction) const {
     const TableModel* m = tableModel();
     Range best(RangeType::Invalid);
     if (!m)
@@ -152,8 +146,7 @@ Range TableView::findFarthestSelectedCellInDirection(Direction direction) const
     return best;
 }
 
-void TableView::selectWholeLines(Axis axis, int from, int to, bool add)
-{
+void TableView::selectWholeLines(Axis axis, int from, int to, bool add) {
     TableModel* m = tableModel();
     if (!m)
         return;
@@ -176,8 +169,7 @@ void TableView::selectWholeLines(Axis axis, int from, int to, bool add)
     refreshView();
 }
 
-void TableView::selectLinesOf(Axis axis, const std::vector<int>& indexes)
-{
+void TableView::selectLinesOf(Axis axis, const std::vector<int>& indexes) {
     TableModel* m = tableModel();
     if (!m || indexes.empty())
         return;
@@ -193,11 +185,14 @@ void TableView::selectLinesOf(Axis axis, const std::vector<int>& indexes)
     refreshView();
 }
 
-void TableView::selectRow(int row) { selectWholeLines(Axis::Row, row, row, false); }
-void TableView::selectCol(int col) { selectWholeLines(Axis::Col, col, col, false); }
+void TableView::selectRow(int row) {
+    selectWholeLines(Axis::Row, row, row, false);
+}
+void TableView::selectCol(int col) {
+    selectWholeLines(Axis::Col, col, col, false);
+}
 
-void TableView::selectEntireTable()
-{
+void TableView::selectEntireTable() {
     TableModel* m = tableModel();
     if (!m)
         return;
@@ -209,8 +204,7 @@ void TableView::selectEntireTable()
     refreshView();
 }
 
-void TableView::addWholeTableToSelection()
-{
+void TableView::addWholeTableToSelection() {
     TableModel* m = tableModel();
     if (!m)
         return;
@@ -218,8 +212,7 @@ void TableView::addWholeTableToSelection()
     refreshView();
 }
 
-void TableView::selectEntireRows()
-{
+void TableView::selectEntireRows() {
     TableModel* m = tableModel();
     if (!m)
         return;
@@ -232,8 +225,7 @@ void TableView::selectEntireRows()
     selectLinesOf(Axis::Row, rows);
 }
 
-void TableView::selectEntireCols()
-{
+void TableView::selectEntireCols() {
     TableModel* m = tableModel();
     if (!m)
         return;
@@ -246,80 +238,71 @@ void TableView::selectEntireCols()
     selectLinesOf(Axis::Col, cols);
 }
 
-void TableView::selectEntireRowsHeaderExcluded()
-{
+void TableView::selectEntireRowsHeaderExcluded() {
     TableModel* m = tableModel();
     if (!m)
         return;
     std::vector<int> rows;
     m->getOrderedSetOfSelectedRows(rows);
-    rows.erase(std::remove_if(rows.begin(), rows.end(), [this](int r) { return r < numHeaderRows; }), rows.end());
+    rows.erase(std::remove_if(rows.begin(), rows.end(), [this](int r) { return r < numHeaderRows; }),
+               rows.end());
     selectLinesOf(Axis::Row, rows);
 }
 
-void TableView::selectEntireColsHeaderExcluded()
-{
+void TableView::selectEntireColsHeaderExcluded() {
     TableModel* m = tableModel();
     if (!m)
         return;
     std::vector<int> cols;
     m->getOrderedSetOfSelectedCols(cols);
-    cols.erase(std::remove_if(cols.begin(), cols.end(), [this](int c) { return c < numHeaderCols; }), cols.end());
+    cols.erase(std::remove_if(cols.begin(), cols.end(), [this](int c) { return c < numHeaderCols; }),
+               cols.end());
     selectLinesOf(Axis::Col, cols);
 }
 
-void TableView::goToTop()
-{
+void TableView::goToTop() {
     if (const TableModel* m = tableModel())
         moveSelectionAbsolute(0, std::max(0, m->getMainCell().col));
 }
 
-void TableView::goToBottom()
-{
+void TableView::goToBottom() {
     if (const TableModel* m = tableModel())
         moveSelectionAbsolute(std::max(0, m->rowCountModel() - 1), std::max(0, m->getMainCell().col));
 }
 
-void TableView::goToFarLeft()
-{
+void TableView::goToFarLeft() {
     if (const TableModel* m = tableModel())
         moveSelectionAbsolute(std::max(0, m->getMainCell().row), 0);
 }
 
-void TableView::goToFarRight()
-{
+void TableView::goToFarRight() {
     if (const TableModel* m = tableModel())
         moveSelectionAbsolute(std::max(0, m->getMainCell().row), std::max(0, m->columnCountModel() - 1));
 }
 
 // --- Labels -----------------------------------------------------------------------------
 
-void TableView::onHorizontalSectionClicked(int col)
-{
+void TableView::onHorizontalSectionClicked(int col) {
     labelPressIndex = col;
     selectCol(col);
 }
 
-void TableView::onVerticalSectionClicked(int row)
-{
+void TableView::onVerticalSectionClicked(int row) {
     labelPressIndex = row;
     selectRow(row);
 }
 
-void TableView::onHorizontalSectionCtrlClicked(int col)
-{
+void TableView::onHorizontalSectionCtrlClicked(int col) {
     labelPressIndex = -1;
     selectWholeLines(Axis::Col, col, col, true);
 }
 
-void TableView::onVerticalSectionCtrlClicked(int row)
-{
+void TableView::onVerticalSectionCtrlClicked(int row) {
     labelPressIndex = -1;
     selectWholeLines(Axis::Row, row, row, true);
 }
 
-void TableView::onHorizontalSectionShiftClicked(int col)
-{
+void TableView::onHorizontalSectionShiftClicked(int col) {
     TableModel* m = tableModel();
     if (!m)
         return;
@@ -334,8 +317,7 @@ void TableView::onHorizontalSectionShiftClicked(int col)
     selectWholeLines(Axis::Col, from, col, false);
 }
 
-void TableView::onVerticalSectionShiftClicked(int row)
-{
+void TableView::onVerticalSectionShiftClicked(int row) {
     TableModel* m = tableModel();
     if (!m)
         return;
@@ -350,8 +332,7 @@ void TableView::onVerticalSectionShiftClicked(int row)
     selectWholeLines(Axis::Row, from, row, false);
 }
 
-void TableView::onHorizontalSectionEntered(int col)
-{
+void TableView::onHorizontalSectionEntered(int col) {
     if (arrayAxis == 1) {
         arrayCurrent = col;
         highlightDragArrays();
@@ -360,8 +341,7 @@ void TableView::onHorizontalSectionEntered(int col)
     }
 }
 
-void TableView::onVerticalSectionEntered(int row)
-{
+void TableView::onVerticalSectionEntered(int row) {
     if (arrayAxis == 0) {
         arrayCurrent = row;
         highlightDragArrays();
@@ -370,25 +350,26 @@ void TableView::onVerticalSectionEntered(int row)
     }
 }
 
-void TableView::onHorizontalSectionReleased(int col)
-{
+void TableView::onHorizontalSectionReleased(int col) {
     labelPressIndex = -1;
     if (arrayAxis == 1)
         onArrayDragStop(Axis::Col, col < 0 ? arrayCurrent : col);
 }
 
-void TableView::onVerticalSectionReleased(int row)
-{
+void TableView::onVerticalSectionReleased(int row) {
     labelPressIndex = -1;
     if (arrayAxis == 0)
         onArrayDragStop(Axis::Row, row < 0 ? arrayCurrent : row);
 }
 
-void TableView::onHorizontalSectionDoubleClicked(int col) { enforceAutoFitColWidth(col); }
-void TableView::onVerticalSectionDoubleClicked(int row) { enforceAutoFitRowHeight(row); }
+void TableView::onHorizontalSectionDoubleClicked(int col) {
+    enforceAutoFitColWidth(col);
+}
+void TableView::onVerticalSectionDoubleClicked(int row) {
+    enforceAutoFitRowHeight(row);
+}
 
-void TableView::onArrayDragStart(Axis axis, int index)
-{
+void TableView::onArrayDragStart(Axis axis, int index) {
     TableModel* m = tableModel();
     if (!m || readOnlyView)
         return;
@@ -413,8 +394,7 @@ void TableView::onArrayDragStart(Axis axis, int index)
     selectLinesOf(axis, arraySelected);
 }
 
-void TableView::highlightDragArrays()
-{
+void TableView::highlightDragArrays() {
     const int shift = arrayCurrent - arrayStart;
     if (arrayAxis == 3 || shift == 0 || arraySelected.empty() || !model()) {
         clearLineHighlights();
@@ -446,8 +426,7 @@ void TableView::highlightDragArrays()
     }
 }
 
-void TableView::onArrayDragStop(Axis axis, int index)
-{
+void TableView::onArrayDragStop(Axis axis, int index) {
     setLabelsDragging({this, frozenRows, frozenCols, frozenCorner}, false);
     if (arrayAxis == 3)
         return;
@@ -461,14 +440,14 @@ void TableView::onArrayDragStop(Axis axis, int index)
     arrayAxis = 3;
     arrayStart = arrayCurrent = -1;
     arraySelected.clear();
-    for (AbstractTableView* v : {static_cast<AbstractTableView*>(this), static_cast<AbstractTableView*>(frozenRows),
-                                 static_cast<AbstractTableView*>(frozenCols)})
+    for (AbstractTableView* v :
+         {static_cast<AbstractTableView*>(this), static_cast<AbstractTableView*>(frozenRows),
+          static_cast<AbstractTableView*>(frozenCols)})
         v->clearLineHighlights();
     refreshView();
 }
 
-void TableView::moveRowContentsRelative(int offset)
-{
+void TableView::moveRowContentsRelative(int offset) {
     TableModel* m = tableModel();
     if (!m || arraySelected.empty())
         return;
@@ -481,8 +460,7 @@ void TableView::moveRowContentsRelative(int offset)
     moveRowsRelative(shift, arraySelected);
 }
 
-void TableView::moveColContentsRelative(int offset)
-{
+void TableView::moveColContentsRelative(int offset) {
     TableModel* m = tableModel();
     if (!m || arraySelected.empty())
         return;

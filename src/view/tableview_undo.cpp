@@ -17,8 +17,7 @@
 
 #include <algorithm>
 
-void TableView::connectUndoSignals(TableModel* m)
-{
+void TableView::connectUndoSignals(TableModel* m) {
     connect(m, &TableModel::loadFinishedSignal, this, &TableView::onTableSavedOrLoaded, Qt::UniqueConnection);
     // A model set again must not be connected twice.
     disconnect(m, &TableModel::undoStackCleanChangedSignal, this, nullptr);
@@ -42,8 +41,7 @@ void TableView::connectUndoSignals(TableModel* m)
                 Qt::UniqueConnection);
 }
 
-void TableView::undo()
-{
+void TableView::undo() {
     if (isReadOnly() || !undoStackObject->canUndo())
         return;
     runningCommand = true;
@@ -52,8 +50,7 @@ void TableView::undo()
     refreshView();
 }
 
-void TableView::redo()
-{
+void TableView::redo() {
     if (isReadOnly() || !undoStackObject->canRedo())
         return;
     runningCommand = true;
@@ -62,8 +59,7 @@ void TableView::redo()
     refreshView();
 }
 
-bool TableView::pushCommand(TableUndoCommand* command)
-{
+bool TableView::pushCommand(TableUndoCommand* command) {
     if (!command)
         return false;
     if (!command->isValid || isReadOnly() || !tableModel()) {
@@ -76,13 +72,11 @@ bool TableView::pushCommand(TableUndoCommand* command)
     return true;
 }
 
-void TableView::clearUndoStack()
-{
+void TableView::clearUndoStack() {
     undoStackObject->clear();
 }
 
-void TableView::reloadFile()
-{
+void TableView::reloadFile() {
     TableModel* m = tableModel();
     if (!m)
         return;
@@ -95,13 +89,11 @@ void TableView::reloadFile()
     loadCSV(path, QFileInfo(path).size() > 25165824);
 }
 
-void TableView::setUndoStackClean()
-{
+void TableView::setUndoStackClean() {
     markClean();
 }
 
-void TableView::onTableSavedOrLoaded()
-{
+void TableView::onTableSavedOrLoaded() {
     // Inside push the command is not on the stack yet: mark clean once it is.
     if (runningCommand)
         QTimer::singleShot(0, this, [this] { markClean(); });
@@ -109,14 +101,12 @@ void TableView::onTableSavedOrLoaded()
         markClean();
 }
 
-void TableView::onUndoStackCleanChanged(bool clean)
-{
+void TableView::onUndoStackCleanChanged(bool clean) {
     // A cell written outside the stack keeps the file modified whatever the stack says.
     emit undoStackCleanChangedSignal(clean && !isModified());
 }
 
-std::vector<int> TableView::selectedLines(Axis axis) const
-{
+std::vector<int> TableView::selectedLines(Axis axis) const {
     std::vector<int> lines;
     const TableModel* m = tableModel();
     if (!m)
@@ -130,76 +120,65 @@ std::vector<int> TableView::selectedLines(Axis axis) const
 
 // --- Lines -----------------------------------------------------------------------------------
 
-bool TableView::insertRows(std::vector<int> rows, int count, bool after)
-{
+bool TableView::insertRows(std::vector<int> rows, int count, bool after) {
     if (rows.empty())
         rows = selectedLines(Axis::Row);
     return tableModel() && pushCommand(new InsertRowsCommand(tableModel(), rows, count, after));
 }
 
-bool TableView::insertCols(std::vector<int> cols, int count, bool after)
-{
+bool TableView::insertCols(std::vector<int> cols, int count, bool after) {
     if (cols.empty())
         cols = selectedLines(Axis::Col);
     return tableModel() && pushCommand(new InsertColsCommand(tableModel(), cols, count, after));
 }
 
-bool TableView::removeRows(std::vector<int> rows)
-{
+bool TableView::removeRows(std::vector<int> rows) {
     if (rows.empty())
         rows = selectedLines(Axis::Row);
     return tableModel() && pushCommand(new RemoveRowsCommand(tableModel(), rows));
 }
 
-bool TableView::removeCols(std::vector<int> cols)
-{
+bool TableView::removeCols(std::vector<int> cols) {
     if (cols.empty())
         cols = selectedLines(Axis::Col);
     return tableModel() && pushCommand(new RemoveColsCommand(tableModel(), cols));
 }
 
-bool TableView::removeEmptyRowsColsAtEnd()
-{
+bool TableView::removeEmptyRowsColsAtEnd() {
     return tableModel() && pushCommand(new RemoveEmptyRowsColsAtEndCommand(tableModel()));
 }
 
-bool TableView::moveRowsRelative(int delta, std::vector<int> rows)
-{
+bool TableView::moveRowsRelative(int delta, std::vector<int> rows) {
     if (rows.empty())
         rows = selectedLines(Axis::Row);
     return tableModel() && pushCommand(new MoveRowsRelativeCommand(tableModel(), rows, delta));
 }
 
-bool TableView::moveColsRelative(int delta, std::vector<int> cols)
-{
+bool TableView::moveColsRelative(int delta, std::vector<int> cols) {
     if (cols.empty())
         cols = selectedLines(Axis::Col);
     return tableModel() && pushCommand(new MoveColsRelativeCommand(tableModel(), cols, delta));
 }
 
-bool TableView::moveRowsAbsolute(int target, std::vector<int> rows)
-{
+bool TableView::moveRowsAbsolute(int target, std::vector<int> rows) {
     if (rows.empty())
         rows = selectedLines(Axis::Row);
     return tableModel() && pushCommand(new MoveRowsAbsoluteCommand(tableModel(), rows, target));
 }
 
-bool TableView::moveColsAbsolute(int target, std::vector<int> cols)
-{
+bool TableView::moveColsAbsolute(int target, std::vector<int> cols) {
     if (cols.empty())
         cols = selectedLines(Axis::Col);
     return tableModel() && pushCommand(new MoveColsAbsoluteCommand(tableModel(), cols, target));
 }
 
-bool TableView::duplicateRows(int count, bool below, std::vector<int> rows)
-{
+bool TableView::duplicateRows(int count, bool below, std::vector<int> rows) {
     if (rows.empty())
         rows = selectedLines(Axis::Row);
     return tableModel() && pushCommand(new DuplicateRowsCommand(tableModel(), rows, count, below));
 }
 
-bool TableView::duplicateCols(int count, bool below, std::vector<int> cols)
-{
+bool TableView::duplicateCols(int count, bool below, std::vector<int> cols) {
     if (cols.empty())
         cols = selectedLines(Axis::Col);
     return tableModel() && pushCommand(new DuplicateColsCommand(tableModel(), cols, count, below));
@@ -207,50 +186,41 @@ bool TableView::duplicateCols(int count, bool below, std::vector<int> cols)
 
 // --- Cells and the whole table ---------------------------------------------------------------
 
-bool TableView::moveCellContents(int rows, int cols)
-{
+bool TableView::moveCellContents(int rows, int cols) {
     TableModel* m = tableModel();
     return m && pushCommand(new MoveCellContentsCommand(m, m->getSelection(), rows, cols));
 }
 
-bool TableView::duplicateCellContents(Direction direction)
-{
+bool TableView::duplicateCellContents(Direction direction) {
     TableModel* m = tableModel();
     return m && pushCommand(new DuplicateCellContentsCommand(m, m->getSelection(), direction));
 }
 
-bool TableView::setCellValues(const RangeVector& cells)
-{
+bool TableView::setCellValues(const RangeVector& cells) {
     return tableModel() && pushCommand(new SetModelDataCommand(tableModel(), cells));
 }
 
-bool TableView::transposeTable()
-{
+bool TableView::transposeTable() {
     return tableModel() && pushCommand(new TransposeTableCommand(tableModel()));
 }
 
-bool TableView::setDelimiterForFileSave(const QString& delimiter)
-{
+bool TableView::setDelimiterForFileSave(const QString& delimiter) {
     return tableModel() && pushCommand(new SetDelimiterCommand(tableModel(), delimiter));
 }
 
-bool TableView::setLineEndingForFileSave(LineEndingType lineEnding)
-{
+bool TableView::setLineEndingForFileSave(LineEndingType lineEnding) {
     return tableModel() && pushCommand(new SetLineEndingCommand(tableModel(), lineEnding));
 }
 
-bool TableView::setEncodingForFileSave(EncodingType encoding)
-{
+bool TableView::setEncodingForFileSave(EncodingType encoding) {
     return tableModel() && pushCommand(new SetEncodingCommand(tableModel(), encoding));
 }
 
-bool TableView::setParsingStandardForFileSave(ParsingStandard standard)
-{
+bool TableView::setParsingStandardForFileSave(ParsingStandard standard) {
     return tableModel() && pushCommand(new SetParsingStandardCommand(tableModel(), standard));
 }
 
-void TableView::commitMiddleButtonDrag(const RangeVector& cells)
-{
+void TableView::commitMiddleButtonDrag(const RangeVector& cells) {
     TableModel* m = tableModel();
     if (!m || cells.empty())
         return;

@@ -60,7 +60,8 @@ PaneView::PaneView(QWidget* parent) : QWidget(parent) {
     connect(editorPane, &QPlainTextEdit::textChanged, this, &PaneView::onEditorPaneTextChanged);
     connect(editorPane, &EditorPane::editingFinishedSignal, this, &PaneView::onEditingFinished);
     connect(editorPane, &EditorPane::nextRowWithColumnResetSignal, this, &PaneView::onNextRowWithColumnReset);
-    connect(editorPane, &EditorPane::nextColumnWithColumnResetSignal, this, &PaneView::onNextColumnWithColumnReset);
+    connect(editorPane, &EditorPane::nextColumnWithColumnResetSignal, this,
+            &PaneView::onNextColumnWithColumnReset);
     connect(editorPane, &EditorPane::previousColumnWithColumnResetSignal, this,
             &PaneView::onPreviousColumnWithColumnReset);
     connect(editorPane, &EditorPane::EditorPaneFocusInSignal, this, &PaneView::onEditorPaneFocusIn);
@@ -378,7 +379,8 @@ void PaneView::connectActive(TableView* view) {
             [this, view, model](const QModelIndex& topLeft, const QModelIndex& bottomRight) {
                 const Range& main = model->getMainCell();
                 if (view != activeView || view->isEditing() || main.row < topLeft.row() ||
-                    main.row > bottomRight.row() || main.col < topLeft.column() || main.col > bottomRight.column())
+                    main.row > bottomRight.row() || main.col < topLeft.column() ||
+                    main.col > bottomRight.column())
                     return;
                 refreshEditorPane();
             });

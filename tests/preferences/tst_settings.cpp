@@ -31,8 +31,7 @@ private slots:
     void enumTexts();
 };
 
-void TestSettings::registryShape()
-{
+void TestSettings::registryShape() {
     RegistryGuard g;
     const auto& all = g.settings.getSettings();
     QCOMPARE(int(all.size()), kNumSettingTypes);
@@ -42,7 +41,8 @@ void TestSettings::registryShape()
     for (const Setting* s : all) {
         types.insert(s->type);
         QCOMPARE(s->value, s->defaultValue);
-        QVERIFY2(convertSettingDataTypeToString(s->dataType) != QLatin1String("Undefined"), qPrintable(s->name));
+        QVERIFY2(convertSettingDataTypeToString(s->dataType) != QLatin1String("Undefined"),
+                 qPrintable(s->name));
         QVERIFY(s->setValueFromString);
         QVERIFY(s->getDisplayString);
         inFile += s->userEditable ? 1 : 0;
@@ -55,8 +55,7 @@ void TestSettings::registryShape()
     QCOMPARE(g.settings.get(HeaderRows)->scope, Table);
 }
 
-void TestSettings::fileTextRules_data()
-{
+void TestSettings::fileTextRules_data() {
     QTest::addColumn<int>("type");
     QTest::addColumn<QString>("text");
     QTest::addColumn<QVariant>("expected");
@@ -77,17 +76,19 @@ void TestSettings::fileTextRules_data()
     QTest::newRow("read-only size zero") << int(MinFileSizeReadOnlyQuery) << "0" << QVariant(0);
     QTest::newRow("index negative kept") << int(FirstRowIndex) << "-3" << QVariant(-3);
     QTest::newRow("index junk") << int(FirstColumnIndex) << "one" << QVariant(0);
-    QTest::newRow("refresh exact") << int(RefreshBehaviorOption) << "ask" << QVariant(int(RefreshBehaviorAsk));
-    QTest::newRow("refresh case matters") << int(RefreshBehaviorOption) << "Ignore"
-                                          << QVariant(int(RefreshBehaviorRefresh));
+    QTest::newRow("refresh exact") << int(RefreshBehaviorOption) << "ask"
+                                   << QVariant(int(RefreshBehaviorAsk));
+    QTest::newRow("refresh case matters")
+        << int(RefreshBehaviorOption) << "Ignore" << QVariant(int(RefreshBehaviorRefresh));
     QTest::newRow("uuid long form") << int(UuidTypeOption) << "Time-ordered (v7)" << QVariant(int(UuidV7));
     QTest::newRow("uuid junk") << int(UuidTypeOption) << "v9" << QVariant(int(UuidV4));
-    QTest::newRow("domain verbatim") << int(SearchEngine) << "example.org" << QVariant(QStringLiteral("example.org"));
-    QTest::newRow("editor verbatim") << int(TextEditor) << "/usr/bin/vi" << QVariant(QStringLiteral("/usr/bin/vi"));
+    QTest::newRow("domain verbatim") << int(SearchEngine) << "example.org"
+                                     << QVariant(QStringLiteral("example.org"));
+    QTest::newRow("editor verbatim") << int(TextEditor) << "/usr/bin/vi"
+                                     << QVariant(QStringLiteral("/usr/bin/vi"));
 }
 
-void TestSettings::fileTextRules()
-{
+void TestSettings::fileTextRules() {
     QFETCH(int, type);
     QFETCH(QString, text);
     QFETCH(QVariant, expected);
@@ -99,8 +100,7 @@ void TestSettings::fileTextRules()
 
 // Whatever the file text converter writes, the setting's own rule must read back to the same
 // value; this is what keeps the settings file stable across saves.
-void TestSettings::fileTextRoundTrip()
-{
+void TestSettings::fileTextRoundTrip() {
     RegistryGuard g;
     Settings& settings = g.settings;
     settings.setValue(TextSize, 17);
@@ -126,8 +126,7 @@ void TestSettings::fileTextRoundTrip()
     QCOMPARE(settings.convertValueToStringForFile(SnapToColumn), QStringLiteral("true"));
 }
 
-void TestSettings::typedGettersCheckTheDataType_data()
-{
+void TestSettings::typedGettersCheckTheDataType_data() {
     QTest::addColumn<int>("getter");
     QTest::addColumn<int>("type");
     QTest::addColumn<bool>("throws");
@@ -147,8 +146,7 @@ void TestSettings::typedGettersCheckTheDataType_data()
     QTest::newRow("parsing") << 7 << int(ParsingStandardLoad) << false;
 }
 
-void TestSettings::typedGettersCheckTheDataType()
-{
+void TestSettings::typedGettersCheckTheDataType() {
     QFETCH(int, getter);
     QFETCH(int, type);
     QFETCH(bool, throws);
@@ -157,14 +155,30 @@ void TestSettings::typedGettersCheckTheDataType()
     const SettingType t = SettingType(type);
     try {
         switch (getter) {
-        case 0: s.getValueBool(t); break;
-        case 1: s.getValueInt(t); break;
-        case 2: s.getValueFloat(t); break;
-        case 3: s.getValueString(t); break;
-        case 4: s.getValueRefreshBehavior(t); break;
-        case 5: s.getValueLineEnding(t); break;
-        case 6: s.getValueEncoding(t); break;
-        case 7: s.getValueParsingStandard(t); break;
+        case 0:
+            s.getValueBool(t);
+            break;
+        case 1:
+            s.getValueInt(t);
+            break;
+        case 2:
+            s.getValueFloat(t);
+            break;
+        case 3:
+            s.getValueString(t);
+            break;
+        case 4:
+            s.getValueRefreshBehavior(t);
+            break;
+        case 5:
+            s.getValueLineEnding(t);
+            break;
+        case 6:
+            s.getValueEncoding(t);
+            break;
+        case 7:
+            s.getValueParsingStandard(t);
+            break;
         }
         QVERIFY(!throws);
     } catch (const std::runtime_error& e) {
@@ -173,8 +187,7 @@ void TestSettings::typedGettersCheckTheDataType()
     }
 }
 
-void TestSettings::copiesShareRecordsUnlessDeep()
-{
+void TestSettings::copiesShareRecordsUnlessDeep() {
     RegistryGuard g;
     Settings a = g.settings;
     Settings b = a;
@@ -197,8 +210,7 @@ void TestSettings::copiesShareRecordsUnlessDeep()
     Settings(deepAfter).clear();
 }
 
-void TestSettings::duplicateNamesResolveToLaterRegistration()
-{
+void TestSettings::duplicateNamesResolveToLaterRegistration() {
     RegistryGuard g;
     QCOMPARE(g.settings.find(QStringLiteral("Delimiter"))->type, DelimiterSave);
     QCOMPARE(g.settings.find(QStringLiteral("Encoding"))->type, EncodingSave);
@@ -207,8 +219,7 @@ void TestSettings::duplicateNamesResolveToLaterRegistration()
     QVERIFY(g.settings.find(QStringLiteral("nothing")) == nullptr);
 }
 
-void TestSettings::displayStrings_data()
-{
+void TestSettings::displayStrings_data() {
     QTest::addColumn<int>("type");
     QTest::addColumn<QString>("display");
     QTest::newRow("bool") << int(SnapToRow) << "Enabled";
@@ -219,20 +230,19 @@ void TestSettings::displayStrings_data()
     QTest::newRow("domain") << int(OnlineMap) << "duckduckgo.com";
 }
 
-void TestSettings::displayStrings()
-{
+void TestSettings::displayStrings() {
     QFETCH(int, type);
     QFETCH(QString, display);
     RegistryGuard g;
     QCOMPARE(g.settings.get(SettingType(type))->getDisplayString(), display);
 }
 
-void TestSettings::enumTexts()
-{
+void TestSettings::enumTexts() {
     QCOMPARE(convertSettingDataTypeToString(SettingDataType(16)), QStringLiteral("Undefined"));
     QCOMPARE(convertSettingDataTypeToString(Refresh), QStringLiteral("refresh|ignore|ask"));
     QCOMPARE(Utilities::convertScopeToString(ScopeType(7)), QStringLiteral("Invalid"));
-    QCOMPARE(Utilities::convertRefreshBehaviorTypeToString(RefreshBehavior(9), false), QStringLiteral("Invalid"));
+    QCOMPARE(Utilities::convertRefreshBehaviorTypeToString(RefreshBehavior(9), false),
+             QStringLiteral("Invalid"));
     QCOMPARE(Utilities::convertRefreshBehaviorStringToType(QStringLiteral("Ask")), RefreshBehaviorInvalid);
     QCOMPARE(Utilities::convertUuidStringToType(QStringLiteral("  RANDOM "), UuidV7), UuidV4);
     QCOMPARE(Utilities::convertUuidStringToType(QStringLiteral("ordered"), UuidV4), UuidV7);

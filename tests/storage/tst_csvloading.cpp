@@ -19,8 +19,7 @@ Q_DECLARE_METATYPE(Table)
 namespace {
 
 // Each byte of `text` as one character of the encoding; single-byte encodings take it as is.
-QByteArray widen(const QByteArray& text, EncodingType encoding)
-{
+QByteArray widen(const QByteArray& text, EncodingType encoding) {
     const int width = Utilities::numBytesPerChar(encoding);
     if (width == 1)
         return text;
@@ -36,8 +35,7 @@ QByteArray widen(const QByteArray& text, EncodingType encoding)
 }
 
 // The inverse of widen for a cell; a unit with other bytes set is kept visibly wrong.
-QByteArray narrow(const std::vector<char>& cell, EncodingType encoding)
-{
+QByteArray narrow(const std::vector<char>& cell, EncodingType encoding) {
     const int width = Utilities::numBytesPerChar(encoding);
     if (width == 1)
         return QByteArray(cell.data(), static_cast<qsizetype>(cell.size()));
@@ -57,8 +55,7 @@ QByteArray narrow(const std::vector<char>& cell, EncodingType encoding)
     return out;
 }
 
-Table tableOf(EditableDataContainer& c, EncodingType encoding = UTF_8)
-{
+Table tableOf(EditableDataContainer& c, EncodingType encoding = UTF_8) {
     Table t;
     for (int r = 0; r < c.numRows(); ++r) {
         QByteArrayList row;
@@ -70,8 +67,7 @@ Table tableOf(EditableDataContainer& c, EncodingType encoding = UTF_8)
 }
 
 // Cells are separated by '|' and rows by '/'; "\\n" and "\\r" stand for the control bytes.
-Table parseTable(const char* text)
-{
+Table parseTable(const char* text) {
     Table t;
     if (!text)
         return t;
@@ -91,8 +87,8 @@ Table parseTable(const char* text)
 
 // The reading machine exactly as designed: one character of look-ahead, the pending one is
 // appended only once the next is known. Slow and literal, the yardstick for the fast loaders.
-void referenceLoad(const QByteArray& s, char delimiter, ParsingStandard standard, EditableDataContainer& out)
-{
+void referenceLoad(const QByteArray& s, char delimiter, ParsingStandard standard,
+                   EditableDataContainer& out) {
     out.clear();
     enum State { StartOfRow, StartOfCell, InPlainCell, InQuotedCell, AfterQuote, StoreCell, StoreQuotedCell };
     const bool delimited = delimiter != 0;
@@ -185,7 +181,9 @@ void referenceLoad(const QByteArray& s, char delimiter, ParsingStandard standard
         out.setValue(row, col + 1, {});
 }
 
-QString describe(const QByteArray& bytes) { return QString::fromLatin1(bytes.toPercentEncoding()); }
+QString describe(const QByteArray& bytes) {
+    return QString::fromLatin1(bytes.toPercentEncoding());
+}
 
 } // namespace
 
@@ -196,8 +194,7 @@ private:
     QTemporaryDir dir;
     int fileCounter = 0;
 
-    QString writeFile(const QByteArray& bytes)
-    {
+    QString writeFile(const QByteArray& bytes) {
         const QString path = dir.filePath(QStringLiteral("f%1.csv").arg(++fileCounter));
         QFile f(path);
         if (!f.open(QIODevice::WriteOnly) || f.write(bytes) != bytes.size())
@@ -205,9 +202,9 @@ private:
         return path;
     }
 
-    std::unique_ptr<EditableDataContainer> load(const QByteArray& bytes, char delimiter, ParsingStandard standard,
-                                                EncodingType encoding, bool* ok = nullptr)
-    {
+    std::unique_ptr<EditableDataContainer> load(const QByteArray& bytes, char delimiter,
+                                                ParsingStandard standard, EncodingType encoding,
+                                                bool* ok = nullptr) {
         // One file written over and over: thousands of new files make the file system, not
         // the loader, the slow part of the random tests. It is cut to size after the write, not
         // emptied before it, which would have the file system flush it at every close.
@@ -229,10 +226,13 @@ private:
 
     // Same cells, same sizes, same physical layout.
     static bool sameContainer(EditableDataContainer& a, EditableDataContainer& b, EncodingType encoding,
-                              QString* why)
-    {
+                              QString* why) {
         if (a.numRows() != b.numRows() || a.numCols() != b.numCols()) {
-            *why = QStringLiteral("size %1x%2 vs %3x%4").arg(a.numRows()).arg(a.numCols()).arg(b.numRows()).arg(b.numCols());
+            *why = QStringLiteral("size %1x%2 vs %3x%4")
+                       .arg(a.numRows())
+                       .arg(a.numCols())
+                       .arg(b.numRows())
+                       .arg(b.numCols());
             return false;
         }
         if (a.numRowsPhysical() != b.numRowsPhysical()) {
@@ -241,7 +241,10 @@ private:
         }
         for (int r = 0; r < a.numRowsPhysical(); ++r) {
             if (a.numCellsStored(r) != b.numCellsStored(r)) {
-                *why = QStringLiteral("row %1 stores %2 vs %3 cells").arg(r).arg(a.numCellsStored(r)).arg(b.numCellsStored(r));
+                *why = QStringLiteral("row %1 stores %2 vs %3 cells")
+                           .arg(r)
+                           .arg(a.numCellsStored(r))
+                           .arg(b.numCellsStored(r));
                 return false;
             }
         }
@@ -253,15 +256,22 @@ private:
     }
 
     // Two loads of the same file: the same physical rows, cell for cell, byte for byte.
-    static bool sameTables(EditableDataContainer& a, EditableDataContainer& b, QString* why)
-    {
-        if (a.numRows() != b.numRows() || a.numCols() != b.numCols() || a.numRowsPhysical() != b.numRowsPhysical()) {
-            *why = QStringLiteral("size %1x%2 vs %3x%4").arg(a.numRows()).arg(a.numCols()).arg(b.numRows()).arg(b.numCols());
+    static bool sameTables(EditableDataContainer& a, EditableDataContainer& b, QString* why) {
+        if (a.numRows() != b.numRows() || a.numCols() != b.numCols() ||
+            a.numRowsPhysical() != b.numRowsPhysical()) {
+            *why = QStringLiteral("size %1x%2 vs %3x%4")
+                       .arg(a.numRows())
+                       .arg(a.numCols())
+                       .arg(b.numRows())
+                       .arg(b.numCols());
             return false;
         }
         for (int r = 0; r < a.numRowsPhysical(); ++r) {
             if (a.numCellsStored(r) != b.numCellsStored(r)) {
-                *why = QStringLiteral("row %1 stores %2 vs %3 cells").arg(r).arg(a.numCellsStored(r)).arg(b.numCellsStored(r));
+                *why = QStringLiteral("row %1 stores %2 vs %3 cells")
+                           .arg(r)
+                           .arg(a.numCellsStored(r))
+                           .arg(b.numCellsStored(r));
                 return false;
             }
             for (int col = 0; col < a.numCellsStored(r); ++col) {
@@ -275,13 +285,11 @@ private:
     }
 
 private slots:
-    void initTestCase()
-    {
+    void initTestCase() {
         QStandardPaths::setTestModeEnabled(true);
         QVERIFY(dir.isValid());
     }
-    void cleanup()
-    {
+    void cleanup() {
         EditableDataContainer::setPieceSizeForTesting(0);
         EditableDataContainer::setInstructionSetForTesting(0);
         EditableDataContainer::setSplitLoadForTesting(0);
@@ -289,8 +297,7 @@ private slots:
 
     // --- The machine, case by case -----------------------------------------------------------
 
-    void delimited_data()
-    {
+    void delimited_data() {
         QTest::addColumn<QByteArray>("input");
         QTest::addColumn<bool>("quotesHonoured"); // rows only for that kind of standard
         QTest::addColumn<Table>("expected");
@@ -309,8 +316,14 @@ private slots:
             both("lone CR", "a,b\rc,d", "a|b/c|d", 2);
             both("LF CR twice", "a\n\rb", "a//b", 1);
             both("CR CR twice", "a\r\rb", "a//b", 1);
-            both("record separator", "a,b\x1e" "c,d", "a|b/c|d", 2);
-            both("CR then RS", "a\r\x1e" "b", "a//b", 1);
+            both("record separator",
+                 "a,b\x1e"
+                 "c,d",
+                 "a|b/c|d", 2);
+            both("CR then RS",
+                 "a\r\x1e"
+                 "b",
+                 "a//b", 1);
             both("final line ending makes no row", "a,b\n", "a|b", 2);
             both("blank final line is a row", "a,b\n\n", "a|b/|", 2);
             both("three endings three rows", "a,b\n\n\n", "a|b/|/|", 2);
@@ -347,23 +360,28 @@ private slots:
         add("quoted/three quotes", "\"\"\"", true, "\"\"\"", 1);
         add("quoted/four quotes", "\"\"\"\",a", true, "\"|a", 2);
         add("quoted/quoted then trailing delimiter at end", "\"a\",", true, "a|", 2);
-        add("quoted/quoted cell with RS inside", "\"a\x1e" "b\"", true, "a\x1e" "b", 1);
+        add("quoted/quoted cell with RS inside",
+            "\"a\x1e"
+            "b\"",
+            true,
+            "a\x1e"
+            "b",
+            1);
         // Quotes as ordinary bytes.
         add("delimiterOnly/quoted comma splits", "\"a,b\"", false, "\"a|b\"", 2);
         add("delimiterOnly/doubled quote kept", "\"a\"\"b\",c", false, "\"a\"\"b\"|c", 2);
         add("delimiterOnly/line break can't be quoted", "\"a\nb\"", false, "\"a/b\"", 1);
     }
 
-    void delimited()
-    {
+    void delimited() {
         QFETCH(QByteArray, input);
         QFETCH(bool, quotesHonoured);
         QFETCH(Table, expected);
         QFETCH(int, numCols);
 
         const QList<ParsingStandard> standards =
-            quotesHonoured ? QList<ParsingStandard>{RFC_4180, ALL_QUOTES, SPARSE_QUOTES, ASCII_SEPARATED_VALUES,
-                                                    UNKNOWN_STANDARD}
+            quotesHonoured ? QList<ParsingStandard>{RFC_4180, ALL_QUOTES, SPARSE_QUOTES,
+                                                    ASCII_SEPARATED_VALUES, UNKNOWN_STANDARD}
                            : QList<ParsingStandard>{DELIMITER_ONLY};
         for (const EncodingType encoding : {UTF_8, UTF_16LE, UTF_16BE, UTF_32LE, UTF_32BE}) {
             for (const ParsingStandard standard : standards) {
@@ -372,7 +390,8 @@ private slots:
                 QVERIFY(ok);
                 const QString where = QStringLiteral("encoding %1 standard %2").arg(encoding).arg(standard);
                 QVERIFY2(c->numCols() == numCols, qPrintable(where));
-                if (!QTest::currentDataTag() || !QByteArray(QTest::currentDataTag()).endsWith("NUL bytes are data"))
+                if (!QTest::currentDataTag() ||
+                    !QByteArray(QTest::currentDataTag()).endsWith("NUL bytes are data"))
                     QVERIFY2(tableOf(*c, encoding) == expected,
                              qPrintable(where + QStringLiteral(": ") +
                                         QString::fromLatin1(tableOf(*c, encoding).isEmpty()
@@ -384,22 +403,22 @@ private slots:
         }
     }
 
-    void noDelimiter_data()
-    {
+    void noDelimiter_data() {
         QTest::addColumn<QByteArray>("input");
         QTest::addColumn<Table>("expected");
         QTest::newRow("one cell per line") << QByteArray("a,b\nc;d") << parseTable("a,b/c;d");
         QTest::newRow("quotes are ordinary") << QByteArray("\"a\nb\"") << parseTable("\"a/b\"");
         QTest::newRow("CR LF once") << QByteArray("a\r\nb\r\n") << parseTable("a/b");
         QTest::newRow("LF CR twice") << QByteArray("a\n\rb") << parseTable("a//b");
-        QTest::newRow("RS") << QByteArray("a\x1e" "b") << parseTable("a/b");
+        QTest::newRow("RS") << QByteArray("a\x1e"
+                                          "b")
+                            << parseTable("a/b");
         QTest::newRow("blank final line") << QByteArray("a\n\n") << parseTable("a/");
         QTest::newRow("lone ending") << QByteArray("\r") << parseTable("");
         QTest::newRow("NUL is data") << QByteArray("a\0", 2) << Table{QByteArrayList{QByteArray("a\0", 2)}};
     }
 
-    void noDelimiter()
-    {
+    void noDelimiter() {
         QFETCH(QByteArray, input);
         QFETCH(Table, expected);
         for (const EncodingType encoding : {UTF_8, UTF_16LE, UTF_16BE, UTF_32LE, UTF_32BE}) {
@@ -411,21 +430,23 @@ private slots:
         }
     }
 
-    void otherDelimiters_data()
-    {
+    void otherDelimiters_data() {
         QTest::addColumn<QByteArray>("input");
         QTest::addColumn<char>("delimiter");
         QTest::addColumn<Table>("expected");
         QTest::newRow("tab") << QByteArray("a\tb\n\"c\td\"\te") << '\t' << parseTable("a|b/c\td|e");
-        QTest::newRow("unit separator") << QByteArray("a\x1f" "b\x1e" "c\x1f" "d") << char(31)
-                                        << parseTable("a|b/c|d");
+        QTest::newRow("unit separator") << QByteArray("a\x1f"
+                                                      "b\x1e"
+                                                      "c\x1f"
+                                                      "d")
+                                        << char(31) << parseTable("a|b/c|d");
         QTest::newRow("quote as delimiter") << QByteArray("a\"b\"\"c") << '"' << parseTable("a|b||c");
-        QTest::newRow("LF as delimiter, CR ends rows") << QByteArray("a\nb\r\nc") << '\n' << parseTable("a|b/c|");
+        QTest::newRow("LF as delimiter, CR ends rows") << QByteArray("a\nb\r\nc") << '\n'
+                                                       << parseTable("a|b/c|");
         QTest::newRow("CR as delimiter") << QByteArray("a\rb\nc") << '\r' << parseTable("a|b/c|");
     }
 
-    void otherDelimiters()
-    {
+    void otherDelimiters() {
         QFETCH(QByteArray, input);
         QFETCH(char, delimiter);
         QFETCH(Table, expected);
@@ -437,8 +458,7 @@ private slots:
 
     // --- The fast loaders against the literal machine ----------------------------------------
 
-    void randomAgainstReference_data()
-    {
+    void randomAgainstReference_data() {
         QTest::addColumn<int>("encoding");
         QTest::addColumn<char>("delimiter");
         QTest::newRow("single byte, comma") << int(UTF_8) << ',';
@@ -449,8 +469,7 @@ private slots:
         QTest::newRow("UTF-32LE, no delimiter") << int(UTF_32LE) << char(0);
     }
 
-    void randomAgainstReference()
-    {
+    void randomAgainstReference() {
         QFETCH(int, encoding);
         QFETCH(char, delimiter);
         const EncodingType enc = EncodingType(encoding);
@@ -477,16 +496,16 @@ private slots:
             EditableDataContainer::setSplitLoadForTesting(part, rng.bounded(0, 2) == 0);
             auto split = load(widen(input, enc), delimiter, standard, enc);
             EditableDataContainer::setSplitLoadForTesting(0);
-            QVERIFY2(sameContainer(*split, reference, enc, &why),
-                     qPrintable(QStringLiteral("input %1, standard %2, parts of %3: %4")
-                                    .arg(describe(input), QString::number(standard), QString::number(part), why)));
+            QVERIFY2(
+                sameContainer(*split, reference, enc, &why),
+                qPrintable(QStringLiteral("input %1, standard %2, parts of %3: %4")
+                               .arg(describe(input), QString::number(standard), QString::number(part), why)));
         }
     }
 
     // Every scanner this processor runs marks the same bytes as the plain loop, whichever the
     // delimiter; the loader takes the fastest, so the others are held to it here.
-    void scannersAgree_data()
-    {
+    void scannersAgree_data() {
         QTest::addColumn<char>("delimiter");
         QTest::newRow("comma") << ',';
         QTest::newRow("tab") << '\t';
@@ -495,8 +514,7 @@ private slots:
         QTest::newRow("LF standing in for none") << '\n';
     }
 
-    void scannersAgree()
-    {
+    void scannersAgree() {
         QFETCH(char, delimiter);
         LoadScan::Keys keys;
         keys.delimiter = delimiter;
@@ -536,8 +554,7 @@ private slots:
     // Longer inputs built from runs of ordinary bytes, so that cells, quotes and row ends fall
     // on every offset of the scanner's 64-byte blocks and its 4 KiB windows, plain runs cross
     // pieces of every size, and rows outgrow the row builder's first capacity.
-    void longRandomAgainstReference_data()
-    {
+    void longRandomAgainstReference_data() {
         QTest::addColumn<char>("delimiter");
         QTest::addColumn<QByteArray>("specials"); // drawn between runs; 'd' is the delimiter
         QTest::addColumn<int>("longestRun");
@@ -555,12 +572,12 @@ private slots:
         QTest::newRow("quote as delimiter") << '"' << QByteArray("dd\r\n\x1e,") << 10;
     }
 
-    void longRandomAgainstReference()
-    {
+    void longRandomAgainstReference() {
         QFETCH(char, delimiter);
         QFETCH(QByteArray, specials);
         QFETCH(int, longestRun);
-        QRandomGenerator rng(4321 + static_cast<quint32>(static_cast<unsigned char>(delimiter)) + static_cast<quint32>(longestRun));
+        QRandomGenerator rng(4321 + static_cast<quint32>(static_cast<unsigned char>(delimiter)) +
+                             static_cast<quint32>(longestRun));
         for (int round = 0; round < 80; ++round) {
             QByteArray input;
             const int length = rng.bounded(0, 3000);
@@ -573,7 +590,10 @@ private slots:
             }
             const ParsingStandard standard = ParsingStandard(rng.bounded(0, 5));
             const int pick = rng.bounded(0, 4);
-            const int piece = pick == 0 ? 0 : pick == 1 ? rng.bounded(1, 130) : pick == 2 ? 64 * rng.bounded(1, 5) + rng.bounded(-1, 2) : rng.bounded(130, 5000);
+            const int piece = pick == 0   ? 0
+                              : pick == 1 ? rng.bounded(1, 130)
+                              : pick == 2 ? 64 * rng.bounded(1, 5) + rng.bounded(-1, 2)
+                                          : rng.bounded(130, 5000);
             EditableDataContainer::setPieceSizeForTesting(piece);
 
             EditableDataContainer reference;
@@ -585,7 +605,11 @@ private slots:
                 QString why;
                 QVERIFY2(sameContainer(*fast, reference, UTF_8, &why),
                          qPrintable(QStringLiteral("round %1, piece %2, standard %3, instructions %4: %5")
-                                        .arg(round).arg(piece).arg(standard).arg(instructions).arg(why)));
+                                        .arg(round)
+                                        .arg(piece)
+                                        .arg(standard)
+                                        .arg(instructions)
+                                        .arg(why)));
             }
             // Read in parts at once, wherever the parts' starts fall: inside quotes, behind a
             // CR, in the middle of a cell.
@@ -596,15 +620,18 @@ private slots:
             QString why;
             QVERIFY2(sameContainer(*split, reference, UTF_8, &why),
                      qPrintable(QStringLiteral("round %1, piece %2, standard %3, parts of %4: %5")
-                                    .arg(round).arg(piece).arg(standard).arg(part).arg(why)));
+                                    .arg(round)
+                                    .arg(piece)
+                                    .arg(standard)
+                                    .arg(part)
+                                    .arg(why)));
         }
     }
 
     // A file large enough that its rows are carved from shared chunks: edits that replace,
     // copy, insert and remove rows afterwards leave every other row intact, and a row too large
     // for a chunk lives on its own.
-    void largeLoadThenEdits()
-    {
+    void largeLoadThenEdits() {
         QByteArray text;
         for (int n = 0; text.size() < (6 << 20); ++n) {
             text += QByteArray::number(n) + ",cell " + QByteArray::number(n * 7) + ",\"quoted, " +
@@ -636,25 +663,24 @@ private slots:
 
     // --- Pieces ----------------------------------------------------------------------------
 
-    void piecesGiveTheWholeTable_data()
-    {
+    void piecesGiveTheWholeTable_data() {
         QTest::addColumn<int>("encoding");
         QTest::newRow("single byte") << int(UTF_8);
         QTest::newRow("UTF-16LE") << int(UTF_16LE);
         QTest::newRow("UTF-32BE") << int(UTF_32BE);
     }
 
-    void piecesGiveTheWholeTable()
-    {
+    void piecesGiveTheWholeTable() {
         QFETCH(int, encoding);
         const EncodingType enc = EncodingType(encoding);
         const QByteArray text = "id,name,note\r\n1,\"Smith, J\",\"said \"\"hi\"\"\"\n2,,\"multi\r\nline\"\r"
                                 "3,plain text here,\"\"\n\n4,\"x\"y,\"unterminated, last \"\" cell";
-        const QByteArray bytes = AbstractDataContainer::getEncodingBom(enc).empty()
-                                     ? widen(text, enc)
-                                     : QByteArray(AbstractDataContainer::getEncodingBom(enc).data(),
-                                                  static_cast<qsizetype>(AbstractDataContainer::getEncodingBom(enc).size())) +
-                                           widen(text, enc);
+        const QByteArray bytes =
+            AbstractDataContainer::getEncodingBom(enc).empty()
+                ? widen(text, enc)
+                : QByteArray(AbstractDataContainer::getEncodingBom(enc).data(),
+                             static_cast<qsizetype>(AbstractDataContainer::getEncodingBom(enc).size())) +
+                      widen(text, enc);
         auto whole = load(bytes, ',', RFC_4180, enc);
         QCOMPARE(whole->numRows(), 6);
         QVERIFY(whole->getHasBom());
@@ -672,8 +698,7 @@ private slots:
 
     // --- Encodings -------------------------------------------------------------------------
 
-    void encodings_data()
-    {
+    void encodings_data() {
         QTest::addColumn<int>("encoding");
         QTest::addColumn<QByteArray>("bom");
         QTest::addColumn<bool>("bomRecorded");
@@ -688,13 +713,15 @@ private slots:
         QTest::newRow("UTF-32BE with BOM") << int(UTF_32BE) << QByteArray("\0\0\xFE\xFF", 4) << true;
         QTest::newRow("UTF-32LE without BOM") << int(UTF_32LE) << none << false;
         QTest::newRow("UTF-32BE without BOM") << int(UTF_32BE) << none << false;
-        QTest::newRow("guessed UTF-16LE with BOM") << int(UTF_16_GUESSED_LE) << QByteArray("\xFF\xFE") << true;
-        QTest::newRow("guessed UTF-32BE with BOM") << int(UTF_32_GUESSED_BE) << QByteArray("\0\0\xFE\xFF", 4) << true;
-        QTest::newRow("ISO 8859-1 keeps EF BB BF as data") << int(ISO_8859_1) << QByteArray("\xEF\xBB\xBF") << false;
+        QTest::newRow("guessed UTF-16LE with BOM")
+            << int(UTF_16_GUESSED_LE) << QByteArray("\xFF\xFE") << true;
+        QTest::newRow("guessed UTF-32BE with BOM")
+            << int(UTF_32_GUESSED_BE) << QByteArray("\0\0\xFE\xFF", 4) << true;
+        QTest::newRow("ISO 8859-1 keeps EF BB BF as data")
+            << int(ISO_8859_1) << QByteArray("\xEF\xBB\xBF") << false;
     }
 
-    void encodings()
-    {
+    void encodings() {
         QFETCH(int, encoding);
         QFETCH(QByteArray, bom);
         QFETCH(bool, bomRecorded);
@@ -711,20 +738,22 @@ private slots:
         QCOMPARE(tableOf(*c, enc), expected);
     }
 
-    void bomOfUnknownByteOrder_data()
-    {
+    void bomOfUnknownByteOrder_data() {
         QTest::addColumn<int>("encoding");
         QTest::addColumn<QByteArray>("file");
         QTest::addColumn<bool>("hasBom");
-        QTest::newRow("UTF-16 with LE BOM") << int(UTF_16) << QByteArray("\xFF\xFE" "a\0", 4) << true;
+        QTest::newRow("UTF-16 with LE BOM") << int(UTF_16)
+                                            << QByteArray("\xFF\xFE"
+                                                          "a\0",
+                                                          4)
+                                            << true;
         QTest::newRow("UTF-16 with BE BOM") << int(UTF_16) << QByteArray("\xFE\xFF\0a", 4) << true;
         QTest::newRow("UTF-16 without BOM") << int(UTF_16) << QByteArray("a\0", 2) << false;
         QTest::newRow("UTF-32 with LE BOM") << int(UTF_32) << QByteArray("\xFF\xFE\0\0a\0\0\0", 8) << true;
         QTest::newRow("UTF-32 with BE BOM") << int(UTF_32) << QByteArray("\0\0\xFE\xFF\0\0\0a", 8) << true;
     }
 
-    void bomOfUnknownByteOrder()
-    {
+    void bomOfUnknownByteOrder() {
         QFETCH(int, encoding);
         QFETCH(QByteArray, file);
         QFETCH(bool, hasBom);
@@ -735,8 +764,7 @@ private slots:
             QVERIFY(AbstractDataContainer::isBomConsistentWithEncoding(c->getBom(), EncodingType(encoding)));
     }
 
-    void multiByteOddTail()
-    {
+    void multiByteOddTail() {
         // A last, incomplete character is completed with zero bytes rather than dropped.
         auto c = load(QByteArray("a\0,\0b", 5), ',', RFC_4180, UTF_16LE);
         QCOMPARE(c->numCols(), 2);
@@ -745,8 +773,7 @@ private slots:
 
     // --- Bad input ---------------------------------------------------------------------------
 
-    void badInputNeverFails_data()
-    {
+    void badInputNeverFails_data() {
         QTest::addColumn<QByteArray>("bytes");
         QTest::addColumn<int>("encoding");
         QTest::addColumn<int>("rows");
@@ -766,8 +793,7 @@ private slots:
         QTest::newRow("binary junk, UTF-16") << junk << int(UTF_16BE) << -1;
     }
 
-    void badInputNeverFails()
-    {
+    void badInputNeverFails() {
         QFETCH(QByteArray, bytes);
         QFETCH(int, encoding);
         QFETCH(int, rows);
@@ -783,15 +809,13 @@ private slots:
             QVERIFY(c.numCols() >= c.numColsInRow(r));
     }
 
-    void unopenableFile_data()
-    {
+    void unopenableFile_data() {
         QTest::addColumn<QString>("path");
         QTest::newRow("missing") << dir.filePath(QStringLiteral("does-not-exist.csv"));
         QTest::newRow("empty path") << QString();
     }
 
-    void unopenableFile()
-    {
+    void unopenableFile() {
         QFETCH(QString, path);
         EditableDataContainer c;
         c.setValue(0, 0, {'x'});
@@ -802,10 +826,10 @@ private slots:
         QCOMPARE(c.numRows(), 0);
     }
 
-    void reloadStartsAfresh()
-    {
+    void reloadStartsAfresh() {
         EditableDataContainer c;
-        c.setFilepath(writeFile("\xEF\xBB\xBF" "a,b,c\nd"));
+        c.setFilepath(writeFile("\xEF\xBB\xBF"
+                                "a,b,c\nd"));
         QVERIFY(c.loadCSV());
         QVERIFY(c.getHasBom());
         c.setFilepath(writeFile("x"));
@@ -818,8 +842,7 @@ private slots:
 
     // --- Progress and cancel -----------------------------------------------------------------
 
-    void progressThreshold_data()
-    {
+    void progressThreshold_data() {
         QTest::addColumn<qint64>("size");
         QTest::addColumn<bool>("reports");
         QTest::addColumn<qint64>("partSize"); // read in parts at once, or by one reader (-1)
@@ -829,11 +852,11 @@ private slots:
         QTest::newRow("at the threshold") << threshold << true << qint64(-1) << int(UTF_8);
         QTest::newRow("one byte below, in parts") << threshold - 1 << false << qint64(5000000) << int(UTF_8);
         QTest::newRow("at the threshold, in parts") << threshold << true << qint64(5000000) << int(UTF_8);
-        QTest::newRow("at the threshold, UTF-16LE in parts") << threshold << true << qint64(5000000) << int(UTF_16LE);
+        QTest::newRow("at the threshold, UTF-16LE in parts")
+            << threshold << true << qint64(5000000) << int(UTF_16LE);
     }
 
-    void progressThreshold()
-    {
+    void progressThreshold() {
         QFETCH(qint64, size);
         QFETCH(bool, reports);
         QFETCH(qint64, partSize);
@@ -861,7 +884,8 @@ private slots:
         c.setFilepath(writeFile(bytes));
         QVERIFY(c.loadCSV());
         QCOMPARE(c.numRows(), int(characters / line.size()) + (characters % line.size() ? 1 : 0));
-        QCOMPARE(EditableDataContainer::splitPartsTakenForTesting() - takenBefore, partSize > 0 ? size / partSize - 1 : 0);
+        QCOMPARE(EditableDataContainer::splitPartsTakenForTesting() - takenBefore,
+                 partSize > 0 ? size / partSize - 1 : 0);
         if (!reports) {
             QCOMPARE(start.count(), 0);
             QCOMPARE(progress.count(), 0);
@@ -880,8 +904,7 @@ private slots:
     // A file read in parts at once gives the table read in one go. Its parts start where the
     // text looks like a row's start, so on ordinary data, quoted line breaks and all, every part
     // is taken; the loader takes none whose start it doesn't arrive at between two rows.
-    void splitLoadTakesItsParts_data()
-    {
+    void splitLoadTakesItsParts_data() {
         QTest::addColumn<QByteArray>("lineEnd");
         QTest::addColumn<int>("standard");
         QTest::addColumn<int>("encoding");
@@ -892,8 +915,7 @@ private slots:
         QTest::newRow("LF, RFC 4180, UTF-32BE") << QByteArray("\n") << int(RFC_4180) << int(UTF_32BE);
     }
 
-    void splitLoadTakesItsParts()
-    {
+    void splitLoadTakesItsParts() {
         QFETCH(QByteArray, lineEnd);
         QFETCH(int, standard);
         QFETCH(int, encoding);
@@ -932,12 +954,14 @@ private slots:
             auto split = load(input, ',', ParsingStandard(standard), enc);
             const qint64 taken = EditableDataContainer::splitPartsTakenForTesting() - takenBefore;
             QString why;
-            QVERIFY2(sameTables(*split, *whole, &why), qPrintable(QStringLiteral("parts of %1: %2").arg(size, why)));
+            QVERIFY2(sameTables(*split, *whole, &why),
+                     qPrintable(QStringLiteral("parts of %1: %2").arg(size, why)));
             QCOMPARE(taken, std::min<qint64>(input.size() / partSize, 64) - 1);
             // With the loader reading the parts that no helper has taken yet.
             EditableDataContainer::setSplitLoadForTesting(partSize, false);
             auto shared = load(input, ',', ParsingStandard(standard), enc);
-            QVERIFY2(sameTables(*shared, *whole, &why), qPrintable(QStringLiteral("parts of %1, shared: %2").arg(size, why)));
+            QVERIFY2(sameTables(*shared, *whole, &why),
+                     qPrintable(QStringLiteral("parts of %1, shared: %2").arg(size, why)));
         }
         if (enc != UTF_8)
             return;
@@ -958,8 +982,7 @@ private slots:
 
     // A cancel while the loader waits for a part keeps the rows read up to the part: a prefix
     // of the table, whole rows only.
-    void cancelDuringSplitLoadKeepsAPrefix()
-    {
+    void cancelDuringSplitLoadKeepsAPrefix() {
         QByteArray bytes;
         for (int row = 0; bytes.size() < AbstractDataContainer::kProgressThreshold; ++row)
             bytes += QByteArray::number(row) + ',' + QByteArray(3000, 'x') + ",\"quoted\nline feed\"\n";
@@ -988,8 +1011,7 @@ private slots:
         }
     }
 
-    void cancelStopsAtRowStart()
-    {
+    void cancelStopsAtRowStart() {
         QByteArray line(4000, 'x');
         line += ",\"quoted\nline feed\"\n";
         QByteArray bytes;
@@ -1015,8 +1037,9 @@ private slots:
         const int expectedRows = reportingRow + 1;
         QCOMPARE(c.numRows(), expectedRows);
         QCOMPARE(c.numCols(), 2);
-        QCOMPARE(c.getValue(expectedRows - 1, 1), (std::vector<char>{'q', 'u', 'o', 't', 'e', 'd', '\n', 'l', 'i',
-                                                                      'n', 'e', ' ', 'f', 'e', 'e', 'd'}));
+        QCOMPARE(c.getValue(expectedRows - 1, 1),
+                 (std::vector<char>{'q', 'u', 'o', 't', 'e', 'd', '\n', 'l', 'i', 'n', 'e', ' ', 'f', 'e',
+                                    'e', 'd'}));
     }
 };
 

@@ -16,8 +16,7 @@
 
 namespace {
 
-QByteArray widen(const QByteArray& text, EncodingType encoding)
-{
+QByteArray widen(const QByteArray& text, EncodingType encoding) {
     const int width = Utilities::numBytesPerChar(encoding);
     if (width == 1)
         return text;
@@ -31,16 +30,16 @@ QByteArray widen(const QByteArray& text, EncodingType encoding)
     return out;
 }
 
-std::vector<char> cellOf(const QByteArray& text, EncodingType encoding)
-{
+std::vector<char> cellOf(const QByteArray& text, EncodingType encoding) {
     const QByteArray wide = widen(text, encoding);
     return std::vector<char>(wide.begin(), wide.end());
 }
 
-QByteArray bytesOf(const std::vector<char>& v) { return QByteArray(v.data(), qsizetype(v.size())); }
+QByteArray bytesOf(const std::vector<char>& v) {
+    return QByteArray(v.data(), qsizetype(v.size()));
+}
 
-QByteArray lineEndingBytes(LineEndingType type)
-{
+QByteArray lineEndingBytes(LineEndingType type) {
     if (type == LINE_ENDING_WINDOWS)
         return "\r\n";
     if (type == LINE_ENDING_RECORD_SEPARATOR)
@@ -56,8 +55,7 @@ const QList<QByteArrayList> kSample = {
 };
 
 // What each standard writes for kSample with trailing delimiters; '~' marks a line ending.
-QByteArray goldenSample(ParsingStandard standard)
-{
+QByteArray goldenSample(ParsingStandard standard) {
     switch (standard) {
     case RFC_4180:
         return "a,\"b,c\",\"d\"\"e\"~,\"f\ng\",\"h\ri\"~x,,~";
@@ -74,8 +72,7 @@ QByteArray goldenSample(ParsingStandard standard)
 
 // Saves sync to disk before they commit; on a memory file system that costs nothing, which
 // keeps the hundreds of saves below quick.
-QString scratchTemplate()
-{
+QString scratchTemplate() {
     if (QFileInfo(QStringLiteral("/dev/shm")).isWritable())
         return QStringLiteral("/dev/shm/orvane-tst_csvwriting-XXXXXX");
     return QDir::tempPath() + QStringLiteral("/orvane-tst_csvwriting-XXXXXX");
@@ -90,8 +87,7 @@ private:
 
     QString newPath() { return dir.filePath(QStringLiteral("w%1.csv").arg(++counter)); }
 
-    QString writeFile(const QByteArray& bytes)
-    {
+    QString writeFile(const QByteArray& bytes) {
         const QString path = newPath();
         QFile f(path);
         if (!f.open(QIODevice::WriteOnly) || f.write(bytes) != bytes.size())
@@ -99,17 +95,15 @@ private:
         return path;
     }
 
-    static QByteArray readFile(const QString& path)
-    {
+    static QByteArray readFile(const QString& path) {
         QFile f(path);
         if (!f.open(QIODevice::ReadOnly))
             return QByteArray("<unreadable>");
         return f.readAll();
     }
 
-    void setUp(EditableDataContainer& c, ParsingStandard standard, EncodingType encoding, LineEndingType ending,
-               char delimiter = ',')
-    {
+    void setUp(EditableDataContainer& c, ParsingStandard standard, EncodingType encoding,
+               LineEndingType ending, char delimiter = ',') {
         c.setDelimiter(delimiter, delimiter);
         c.setParsingStandard(standard);
         c.setEncoding(encoding);
@@ -117,8 +111,7 @@ private:
     }
 
     // A container holding the BOM of `encoding`, as a load of a file with one leaves it.
-    void giveBom(EditableDataContainer& c, EncodingType encoding)
-    {
+    void giveBom(EditableDataContainer& c, EncodingType encoding) {
         const std::vector<char> bom = AbstractDataContainer::getEncodingBom(encoding);
         c.setEncoding(encoding);
         c.setFilepath(writeFile(bytesOf(bom) + widen("x", encoding)));
@@ -128,22 +121,20 @@ private:
     }
 
 private slots:
-    void initTestCase()
-    {
+    void initTestCase() {
         QStandardPaths::setTestModeEnabled(true);
         QVERIFY(dir.isValid());
     }
 
     // --- Golden bytes --------------------------------------------------------------------------
 
-    void golden_data()
-    {
+    void golden_data() {
         QTest::addColumn<int>("standard");
         QTest::addColumn<int>("encoding");
         QTest::addColumn<bool>("withBom");
         QTest::addColumn<int>("lineEnding");
         const QList<std::pair<const char*, EncodingType>> families = {
-            {"UTF-8", UTF_8}, {"UTF-16LE", UTF_16LE}, {"UTF-16BE", UTF_16BE},
+            {"UTF-8", UTF_8},       {"UTF-16LE", UTF_16LE}, {"UTF-16BE", UTF_16BE},
             {"UTF-32LE", UTF_32LE}, {"UTF-32BE", UTF_32BE}, {"Windows-1252", WINDOWS_1252}};
         for (int standard = RFC_4180; standard <= ASCII_SEPARATED_VALUES; ++standard) {
             for (const auto& [name, encoding] : families) {
@@ -152,10 +143,11 @@ private slots:
                         continue;
                     for (const LineEndingType ending :
                          {LINE_ENDING_UNIX, LINE_ENDING_WINDOWS, LINE_ENDING_RECORD_SEPARATOR}) {
-                        const QString tag = QStringLiteral("%1 %2%3 %4")
-                                                .arg(Utilities::convertParsingStandardToString(ParsingStandard(standard)),
-                                                     QString::fromLatin1(name), bom ? QStringLiteral(" BOM") : QString(),
-                                                     Utilities::convertLineEndingTypeToShortString(ending, false));
+                        const QString tag =
+                            QStringLiteral("%1 %2%3 %4")
+                                .arg(Utilities::convertParsingStandardToString(ParsingStandard(standard)),
+                                     QString::fromLatin1(name), bom ? QStringLiteral(" BOM") : QString(),
+                                     Utilities::convertLineEndingTypeToShortString(ending, false));
                         QTest::newRow(qPrintable(tag)) << standard << int(encoding) << bom << int(ending);
                     }
                 }
@@ -163,8 +155,7 @@ private slots:
         }
     }
 
-    void golden()
-    {
+    void golden() {
         QFETCH(int, standard);
         QFETCH(int, encoding);
         QFETCH(bool, withBom);
@@ -211,46 +202,50 @@ private slots:
 
     // --- The rules case by case ----------------------------------------------------------------
 
-    void rowStrings_data()
-    {
+    void rowStrings_data() {
         QTest::addColumn<int>("standard");
         QTest::addColumn<bool>("trailing");
         QTest::addColumn<char>("saveDelimiter");
         QTest::addColumn<QByteArrayList>("cells");
         QTest::addColumn<QByteArray>("expected");
-        QTest::newRow("trailing on pads") << int(RFC_4180) << true << ',' << QByteArrayList{"a"} << QByteArray("a,,\n");
-        QTest::newRow("trailing off") << int(RFC_4180) << false << ',' << QByteArrayList{"a"} << QByteArray("a\n");
+        QTest::newRow("trailing on pads")
+            << int(RFC_4180) << true << ',' << QByteArrayList{"a"} << QByteArray("a,,\n");
+        QTest::newRow("trailing off")
+            << int(RFC_4180) << false << ',' << QByteArrayList{"a"} << QByteArray("a\n");
         QTest::newRow("trailing off keeps inner empty")
             << int(RFC_4180) << false << ',' << QByteArrayList{"a", "", "b"} << QByteArray("a,,b\n");
         QTest::newRow("trailing off drops stored empties")
             << int(RFC_4180) << false << ',' << QByteArrayList{"a", "b", ""} << QByteArray("a,b\n");
         QTest::newRow("all quotes pads with quotes")
             << int(ALL_QUOTES) << true << ',' << QByteArrayList{"a"} << QByteArray("\"a\",\"\",\"\"\n");
-        QTest::newRow("all quotes trailing off") << int(ALL_QUOTES) << false << ',' << QByteArrayList{"a"}
-                                                 << QByteArray("\"a\"\n");
-        QTest::newRow("RFC quotes a quote") << int(RFC_4180) << false << ',' << QByteArrayList{"a\"b"}
-                                            << QByteArray("\"a\"\"b\"\n");
-        QTest::newRow("sparse leaves a quote") << int(SPARSE_QUOTES) << false << ',' << QByteArrayList{"a\"b"}
-                                               << QByteArray("a\"b\n");
+        QTest::newRow("all quotes trailing off")
+            << int(ALL_QUOTES) << false << ',' << QByteArrayList{"a"} << QByteArray("\"a\"\n");
+        QTest::newRow("RFC quotes a quote")
+            << int(RFC_4180) << false << ',' << QByteArrayList{"a\"b"} << QByteArray("\"a\"\"b\"\n");
+        QTest::newRow("sparse leaves a quote")
+            << int(SPARSE_QUOTES) << false << ',' << QByteArrayList{"a\"b"} << QByteArray("a\"b\n");
         QTest::newRow("sparse doubles quotes when quoting")
             << int(SPARSE_QUOTES) << false << ',' << QByteArrayList{"a\"b,"} << QByteArray("\"a\"\"b,\"\n");
         QTest::newRow("RFC quotes the save delimiter only")
             << int(RFC_4180) << false << ';' << QByteArrayList{"a,b", "c;d"} << QByteArray("a,b;\"c;d\"\n");
-        QTest::newRow("record separator never quotes")
-            << int(RFC_4180) << false << ',' << QByteArrayList{"a\x1e" "b"} << QByteArray("a\x1e" "b\n");
-        QTest::newRow("delimiter only goes bare") << int(DELIMITER_ONLY) << true << ',' << QByteArrayList{"a,b", "\""}
-                                                  << QByteArray("a,b,\",\n");
-        QTest::newRow("unknown standard writes bare") << int(UNKNOWN_STANDARD) << false << ','
-                                                      << QByteArrayList{"a,b"} << QByteArray("a,b\n");
-        QTest::newRow("no save delimiter") << int(ALL_QUOTES) << true << char(0) << QByteArrayList{"a", "b,c"}
-                                           << QByteArray("ab,c\n");
-        QTest::newRow("empty row, trailing off") << int(RFC_4180) << false << ',' << QByteArrayList{}
-                                                 << QByteArray("\n");
-        QTest::newRow("empty row, trailing on") << int(RFC_4180) << true << ',' << QByteArrayList{} << QByteArray(",,\n");
+        QTest::newRow("record separator never quotes") << int(RFC_4180) << false << ','
+                                                       << QByteArrayList{"a\x1e"
+                                                                         "b"}
+                                                       << QByteArray("a\x1e"
+                                                                     "b\n");
+        QTest::newRow("delimiter only goes bare")
+            << int(DELIMITER_ONLY) << true << ',' << QByteArrayList{"a,b", "\""} << QByteArray("a,b,\",\n");
+        QTest::newRow("unknown standard writes bare")
+            << int(UNKNOWN_STANDARD) << false << ',' << QByteArrayList{"a,b"} << QByteArray("a,b\n");
+        QTest::newRow("no save delimiter")
+            << int(ALL_QUOTES) << true << char(0) << QByteArrayList{"a", "b,c"} << QByteArray("ab,c\n");
+        QTest::newRow("empty row, trailing off")
+            << int(RFC_4180) << false << ',' << QByteArrayList{} << QByteArray("\n");
+        QTest::newRow("empty row, trailing on")
+            << int(RFC_4180) << true << ',' << QByteArrayList{} << QByteArray(",,\n");
     }
 
-    void rowStrings()
-    {
+    void rowStrings() {
         QFETCH(int, standard);
         QFETCH(bool, trailing);
         QFETCH(char, saveDelimiter);
@@ -283,8 +278,7 @@ private slots:
         }
     }
 
-    void masks()
-    {
+    void masks() {
         EditableDataContainer c;
         for (int col = 0; col < 4; ++col)
             c.setValue(0, col, {char('a' + col)});
@@ -300,8 +294,7 @@ private slots:
         QCOMPARE(bytesOf(out), QByteArray("a,b,c,d,,\n"));
     }
 
-    void skipListsAndTransposition()
-    {
+    void skipListsAndTransposition() {
         EditableDataContainer c;
         setUp(c, RFC_4180, UTF_8, LINE_ENDING_UNIX);
         const QList<QByteArrayList> table = {{"a", "b", "c"}, {"d", "e", "f"}, {"g", "h", "i"}};
@@ -317,8 +310,7 @@ private slots:
         QCOMPARE(readFile(path), QByteArray("b,e,h,,\nc,f,i,,\n"));
     }
 
-    void emptyTable()
-    {
+    void emptyTable() {
         EditableDataContainer plain;
         const QString path = newPath();
         QVERIFY(plain.saveCSV(path, false, false, {}, {}));
@@ -330,14 +322,15 @@ private slots:
         QCOMPARE(readFile(path), QByteArray("\xEF\xBB\xBF"));
     }
 
-    void bomDroppedOnEncodingChange()
-    {
+    void bomDroppedOnEncodingChange() {
         EditableDataContainer c;
-        c.setFilepath(writeFile("\xEF\xBB\xBF" "a,b\n"));
+        c.setFilepath(writeFile("\xEF\xBB\xBF"
+                                "a,b\n"));
         QVERIFY(c.loadCSV());
         const QString path = newPath();
         QVERIFY(c.saveCSV(path, false, false, {}, {}));
-        QCOMPARE(readFile(path), QByteArray("\xEF\xBB\xBF" "a,b\n"));
+        QCOMPARE(readFile(path), QByteArray("\xEF\xBB\xBF"
+                                            "a,b\n"));
         c.setEncoding(ISO_8859_1);
         QVERIFY(c.saveCSV(path, false, false, {}, {}));
         QCOMPARE(readFile(path), QByteArray("a,b\n"));
@@ -345,16 +338,14 @@ private slots:
 
     // --- Random tables -------------------------------------------------------------------------
 
-    void randomTablesRoundTrip_data()
-    {
+    void randomTablesRoundTrip_data() {
         QTest::addColumn<int>("encoding");
         QTest::newRow("single byte") << int(UTF_8);
         QTest::newRow("UTF-16LE") << int(UTF_16LE);
         QTest::newRow("UTF-32BE") << int(UTF_32BE);
     }
 
-    void randomTablesRoundTrip()
-    {
+    void randomTablesRoundTrip() {
         QFETCH(int, encoding);
         const EncodingType enc = EncodingType(encoding);
         QRandomGenerator rng(99 + static_cast<quint32>(encoding));
@@ -447,8 +438,7 @@ private slots:
 
     // --- Failures --------------------------------------------------------------------------
 
-    void unwritableTargets()
-    {
+    void unwritableTargets() {
         EditableDataContainer c;
         c.setValue(0, 0, {'a'});
         const QString original = writeFile("keep me");
@@ -462,8 +452,7 @@ private slots:
         QCOMPARE(readFile(original), QByteArray("keep me"));
     }
 
-    void shortWriteLeavesOldFileWhole()
-    {
+    void shortWriteLeavesOldFileWhole() {
         // A file size limit makes the write itself fall short, as a full disk would.
         EditableDataContainer c;
         std::vector<char> big(5000, 'x');

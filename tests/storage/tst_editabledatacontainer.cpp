@@ -10,11 +10,12 @@
 
 namespace {
 
-std::vector<char> v(const char* text) { return std::vector<char>(text, text + std::strlen(text)); }
+std::vector<char> v(const char* text) {
+    return std::vector<char>(text, text + std::strlen(text));
+}
 
 // The table as text, logical size: cells joined by '|', rows by '/'.
-QByteArray dump(EditableDataContainer& c)
-{
+QByteArray dump(EditableDataContainer& c) {
     QByteArray out;
     for (int r = 0; r < c.numRows(); ++r) {
         if (r)
@@ -30,8 +31,7 @@ QByteArray dump(EditableDataContainer& c)
 }
 
 // Row r holds the given texts from column 0.
-void fill(EditableDataContainer& c, const QList<QByteArrayList>& rows)
-{
+void fill(EditableDataContainer& c, const QList<QByteArrayList>& rows) {
     for (int r = 0; r < rows.size(); ++r)
         for (int col = 0; col < rows[r].size(); ++col)
             c.setValue(r, col, std::vector<char>(rows[r][col].begin(), rows[r][col].end()));
@@ -43,8 +43,7 @@ class TestEditableDataContainer : public QObject {
     Q_OBJECT
 
 private slots:
-    void setValueGrowth()
-    {
+    void setValueGrowth() {
         EditableDataContainer c;
         QVERIFY(c.setValue(2, 3, v("x")));
         QCOMPARE(c.numRows(), 3);
@@ -63,8 +62,7 @@ private slots:
         QVERIFY(!c.setValue(-1, 0, v("x")));
     }
 
-    void setValueResetsLogicalRowsToPhysicalEnd()
-    {
+    void setValueResetsLogicalRowsToPhysicalEnd() {
         EditableDataContainer c;
         QVERIFY(c.resizeRows(1000000));
         QCOMPARE(c.numRows(), 1000000);
@@ -76,8 +74,7 @@ private slots:
         QCOMPARE(c.numRows(), 1000000);
     }
 
-    void resizeShrinksPhysicalPart()
-    {
+    void resizeShrinksPhysicalPart() {
         EditableDataContainer c;
         fill(c, {{"a", "b", "c"}, {"d", "e", "f"}, {"g"}});
         QVERIFY(c.resizeCols(2));
@@ -92,20 +89,20 @@ private slots:
 
     // A cell copied from another cell of its own row, onto a longer, shorter or equal one: the
     // source bytes live in the very block that changes.
-    void copyColWithinRows_data()
-    {
+    void copyColWithinRows_data() {
         QTest::addColumn<int>("from");
         QTest::addColumn<int>("to");
         QTest::addColumn<QByteArray>("expected");
-        QTest::newRow("long over short, rightwards") << 0 << 2 << QByteArray("longest|mid|longest|x/ab|c|ab|");
+        QTest::newRow("long over short, rightwards")
+            << 0 << 2 << QByteArray("longest|mid|longest|x/ab|c|ab|");
         QTest::newRow("short over long, leftwards") << 3 << 0 << QByteArray("x|mid|s|x/|c|ab|");
         QTest::newRow("short over long, rightwards") << 1 << 0 << QByteArray("mid|mid|s|x/c|c|ab|");
-        QTest::newRow("long over short, leftwards") << 0 << 3 << QByteArray("longest|mid|s|longest/ab|c|ab|ab");
+        QTest::newRow("long over short, leftwards")
+            << 0 << 3 << QByteArray("longest|mid|s|longest/ab|c|ab|ab");
         QTest::newRow("onto a missing cell") << 1 << 5 << QByteArray("longest|mid|s|x||mid/ab|c|ab|||c");
     }
 
-    void copyColWithinRows()
-    {
+    void copyColWithinRows() {
         QFETCH(int, from);
         QFETCH(int, to);
         QFETCH(QByteArray, expected);
@@ -116,8 +113,7 @@ private slots:
     }
 
     // Each change of one cell leaves every other cell as it was, growing or shrinking the row.
-    void setValueKeepsNeighbours()
-    {
+    void setValueKeepsNeighbours() {
         EditableDataContainer c;
         fill(c, {{"aa", "bbbb", "c", "", "ddd"}});
         const QList<QByteArray> values = {"", "x", "yyyyyyyy", "bbbb", "zz", "", "0123456789"};
@@ -131,8 +127,7 @@ private slots:
         QCOMPARE(dump(c), QByteArray("first|0123456789|c||"));
     }
 
-    void numColsInRow()
-    {
+    void numColsInRow() {
         EditableDataContainer c;
         fill(c, {{"a", "", "b", ""}, {"", ""}});
         QCOMPARE(c.numColsInRow(0), 3);
@@ -140,8 +135,7 @@ private slots:
         QCOMPARE(c.numColsInRow(7), 0);
     }
 
-    void insertEmptyRows_data()
-    {
+    void insertEmptyRows_data() {
         QTest::addColumn<int>("at");
         QTest::addColumn<int>("count");
         QTest::addColumn<bool>("result");
@@ -155,8 +149,7 @@ private slots:
         QTest::newRow("zero count") << 0 << 0 << false << QByteArray("a/b/c//") << 3;
     }
 
-    void insertEmptyRows()
-    {
+    void insertEmptyRows() {
         QFETCH(int, at);
         QFETCH(int, count);
         QFETCH(bool, result);
@@ -170,8 +163,7 @@ private slots:
         QCOMPARE(c.numRowsPhysical(), physical);
     }
 
-    void insertEmptyCols_data()
-    {
+    void insertEmptyCols_data() {
         QTest::addColumn<int>("at");
         QTest::addColumn<int>("count");
         QTest::addColumn<QByteArray>("expected");
@@ -182,8 +174,7 @@ private slots:
         QTest::newRow("past end") << 5 << 1 << QByteArray("a|b|c|||/d|||||") << 1;
     }
 
-    void insertEmptyCols()
-    {
+    void insertEmptyCols() {
         QFETCH(int, at);
         QFETCH(int, count);
         QFETCH(QByteArray, expected);
@@ -196,8 +187,7 @@ private slots:
         QCOMPARE(c.numCellsStored(1), storedInRow1);
     }
 
-    void removeRows_data()
-    {
+    void removeRows_data() {
         QTest::addColumn<int>("at");
         QTest::addColumn<int>("count");
         QTest::addColumn<bool>("result");
@@ -212,8 +202,7 @@ private slots:
         QTest::newRow("zero count") << 0 << 0 << false << 6 << QByteArray("a/b/c///");
     }
 
-    void removeRows()
-    {
+    void removeRows() {
         QFETCH(int, at);
         QFETCH(int, count);
         QFETCH(bool, result);
@@ -228,8 +217,7 @@ private slots:
         QVERIFY(c.numRowsPhysical() <= c.numRows());
     }
 
-    void removeCols()
-    {
+    void removeCols() {
         EditableDataContainer c;
         fill(c, {{"a", "b", "c", "d"}, {"e"}});
         c.resizeCols(6);
@@ -242,8 +230,7 @@ private slots:
         QVERIFY(!c.removeCols(0, 0));
     }
 
-    void rowAndColumnCopies()
-    {
+    void rowAndColumnCopies() {
         EditableDataContainer c;
         fill(c, {{"a", "b"}, {"c"}});
         c.resizeCols(3);
@@ -271,8 +258,7 @@ private slots:
 
     // A row's cell offsets take one, two, four or eight bytes by the row's size: cells read
     // back whole on both sides of each step, and edits that move a row across a step keep it.
-    void rowsOnBothSidesOfOffsetWidths_data()
-    {
+    void rowsOnBothSidesOfOffsetWidths_data() {
         QTest::addColumn<int>("firstCellSize");
         QTest::newRow("255 less one") << 255 - 4;
         QTest::newRow("255") << 255 - 3;
@@ -283,8 +269,7 @@ private slots:
         QTest::newRow("small") << 10;
     }
 
-    void rowsOnBothSidesOfOffsetWidths()
-    {
+    void rowsOnBothSidesOfOffsetWidths() {
         QFETCH(int, firstCellSize);
         EditableDataContainer c;
         const std::vector<char> big(static_cast<size_t>(firstCellSize), 'b');
@@ -315,8 +300,7 @@ private slots:
 
     // Rows of a large load come packed from the loader: short rows with one-byte offsets,
     // longer ones with two, and edits of them afterwards.
-    void loadedRowsOfEveryOffsetWidth()
-    {
+    void loadedRowsOfEveryOffsetWidth() {
         QTemporaryDir dir;
         const QString path = dir.filePath(QStringLiteral("rows.csv"));
         QByteArray text;
@@ -339,7 +323,8 @@ private slots:
         for (int r = 0; r < c.numRows(); ++r) {
             const QList<QByteArray> cells = lines[r].split(',');
             for (int col = 0; col < 3; ++col)
-                QCOMPARE(QByteArray(c.getValue(r, col).data(), qsizetype(c.getValue(r, col).size())), cells[col]);
+                QCOMPARE(QByteArray(c.getValue(r, col).data(), qsizetype(c.getValue(r, col).size())),
+                         cells[col]);
         }
         c.setValue(1, 1, std::vector<char>(400, 'q')); // a short row grows past 255
         c.setValue(0, 1, v("s"));                      // a row of 256 and more shrinks
@@ -349,8 +334,7 @@ private slots:
         QCOMPARE(c.getValue(0, 2), v("z"));
     }
 
-    void insertRowsAndCols()
-    {
+    void insertRowsAndCols() {
         EditableDataContainer c;
         fill(c, {{"a", "b"}, {"c", "d"}});
         c.insertRow(1, {v("x"), {}, v("y")});
@@ -362,8 +346,7 @@ private slots:
         QCOMPARE(c.getValue(6, 0), v("z"));
     }
 
-    void emptyRows_data()
-    {
+    void emptyRows_data() {
         QTest::addColumn<int>("index");
         QTest::addColumn<int>("maskType");
         QTest::addColumn<QList<int>>("mask");
@@ -372,13 +355,15 @@ private slots:
         QTest::newRow("all columns") << 0 << int(MASK_ALL) << QList<int>{} << QList<int>{2, 3};
         QTest::newRow("all from column 1") << 1 << int(MASK_ALL) << QList<int>{} << QList<int>{0, 2, 3};
         QTest::newRow("only column 0") << 0 << int(MASK_ONLY_LISTED) << QList<int>{0} << QList<int>{1, 2, 3};
-        QTest::newRow("only columns 0 and 2") << 0 << int(MASK_ONLY_LISTED) << QList<int>{0, 2} << QList<int>{2, 3};
-        QTest::newRow("all but column 2") << 0 << int(MASK_ALL_BUT_LISTED) << QList<int>{2} << QList<int>{1, 2, 3};
-        QTest::newRow("all but 0 from 0") << 0 << int(MASK_ALL_BUT_LISTED) << QList<int>{0} << QList<int>{0, 2, 3};
+        QTest::newRow("only columns 0 and 2")
+            << 0 << int(MASK_ONLY_LISTED) << QList<int>{0, 2} << QList<int>{2, 3};
+        QTest::newRow("all but column 2")
+            << 0 << int(MASK_ALL_BUT_LISTED) << QList<int>{2} << QList<int>{1, 2, 3};
+        QTest::newRow("all but 0 from 0")
+            << 0 << int(MASK_ALL_BUT_LISTED) << QList<int>{0} << QList<int>{0, 2, 3};
     }
 
-    void emptyRows()
-    {
+    void emptyRows() {
         QFETCH(int, index);
         QFETCH(int, maskType);
         QFETCH(QList<int>, mask);
@@ -401,8 +386,7 @@ private slots:
         QCOMPARE(QList<int>(gotCols.begin(), gotCols.end()), expected);
     }
 
-    void emptyAtEnd()
-    {
+    void emptyAtEnd() {
         EditableDataContainer c;
         fill(c, {{"a"}, {"", "b"}, {""}, {"", ""}});
         c.resizeRows(10);
@@ -416,8 +400,7 @@ private slots:
         QCOMPARE(empty.numEmptyColsAtEnd(), 0);
     }
 
-    void clearDropsEverything()
-    {
+    void clearDropsEverything() {
         EditableDataContainer c;
         fill(c, {{"a", "b"}});
         QVERIFY(c.clear());
@@ -426,8 +409,7 @@ private slots:
         QCOMPARE(c.numRowsPhysical(), 0);
     }
 
-    void baseClassIsQuietNoOp()
-    {
+    void baseClassIsQuietNoOp() {
         // A container that can't edit answers every editing call with a quiet no.
         AbstractDataContainer base;
         QVERIFY(!base.setValue(0, 0, v("a")));
@@ -439,8 +421,7 @@ private slots:
         QVERIFY(base.getValue(0, 0).empty());
     }
 
-    void textOperations()
-    {
+    void textOperations() {
         const AbstractDataContainer c;
         std::vector<char> s = v("a\"b\"\"c");
         c.stringReplace(s, v("\""), v("\"\""));
@@ -456,8 +437,7 @@ private slots:
         QVERIFY(c.areCharVecsEqual(c.stdStringToCharVec("ab"), v("ab")));
     }
 
-    void keySequences()
-    {
+    void keySequences() {
         AbstractDataContainer c;
         c.setDelimiter(';', '\t');
         c.setEncoding(UTF_16BE);

@@ -12,7 +12,9 @@ namespace {
 
 using Cells = std::vector<std::vector<char>>;
 
-bool contains(const std::vector<int>& sorted, int value) { return std::binary_search(sorted.begin(), sorted.end(), value); }
+bool contains(const std::vector<int>& sorted, int value) {
+    return std::binary_search(sorted.begin(), sorted.end(), value);
+}
 
 // The model: a row is a vector of cells, an unstored cell is one past the row's end.
 struct Model {
@@ -20,15 +22,13 @@ struct Model {
     int numRows = 0;
     int numCols = 0;
 
-    void resizeCols(int n)
-    {
+    void resizeCols(int n) {
         for (auto& r : rows)
             if (static_cast<int>(r.size()) > n)
                 r.resize(static_cast<size_t>(n));
         numCols = n;
     }
-    void setValue(int row, int col, const std::vector<char>& value)
-    {
+    void setValue(int row, int col, const std::vector<char>& value) {
         if (row < 0 || col < 0)
             return;
         if (row >= static_cast<int>(rows.size())) {
@@ -45,16 +45,14 @@ struct Model {
         }
         r[static_cast<size_t>(col)] = value;
     }
-    void resizeRows(int n)
-    {
+    void resizeRows(int n) {
         if (n < 0)
             return;
         if (static_cast<int>(rows.size()) > n)
             rows.resize(static_cast<size_t>(n));
         numRows = n;
     }
-    void setRow(int row, const Cells& cells)
-    {
+    void setRow(int row, const Cells& cells) {
         if (row < 0)
             return;
         if (row >= static_cast<int>(rows.size()))
@@ -66,8 +64,7 @@ struct Model {
             r.pop_back();
         rows[static_cast<size_t>(row)] = r;
     }
-    void setCol(int col, const Cells& cells)
-    {
+    void setCol(int col, const Cells& cells) {
         if (col < 0)
             return;
         numCols = std::max(numCols, col + 1);
@@ -85,8 +82,7 @@ struct Model {
             rows[i][static_cast<size_t>(col)] = cells[i];
         }
     }
-    void insertRows(int at, const std::vector<Cells>& inserted)
-    {
+    void insertRows(int at, const std::vector<Cells>& inserted) {
         if (at < 0 || inserted.empty())
             return;
         if (at > static_cast<int>(rows.size()))
@@ -103,8 +99,7 @@ struct Model {
         numRows = std::max(numRows, at) + static_cast<int>(inserted.size());
         numCols = std::max(numCols, widest);
     }
-    void insertCols(int at, const std::vector<Cells>& cols)
-    {
+    void insertCols(int at, const std::vector<Cells>& cols) {
         if (at < 0 || cols.empty())
             return;
         size_t tallest = 0;
@@ -139,8 +134,7 @@ struct Model {
         numCols = std::max(numCols, at) + static_cast<int>(cols.size());
         numRows = std::max(numRows, static_cast<int>(tallest));
     }
-    void insertEmptyRows(int at, int count)
-    {
+    void insertEmptyRows(int at, int count) {
         if (at < 0 || count < 1)
             return;
         if (at >= static_cast<int>(rows.size())) {
@@ -150,8 +144,7 @@ struct Model {
         rows.insert(rows.begin() + at, static_cast<size_t>(count), Cells());
         numRows += count;
     }
-    void insertEmptyCols(int at, int count)
-    {
+    void insertEmptyCols(int at, int count) {
         if (at < 0 || count < 1)
             return;
         if (at >= numCols) {
@@ -163,8 +156,7 @@ struct Model {
                 r.insert(r.begin() + at, static_cast<size_t>(count), std::vector<char>());
         numCols += count;
     }
-    void removeRows(int at, int count)
-    {
+    void removeRows(int at, int count) {
         if (at < 0 || count < 1 || at >= numRows)
             return;
         const int n = std::min(count, numRows - at);
@@ -172,8 +164,7 @@ struct Model {
             rows.erase(rows.begin() + at, rows.begin() + std::min(at + n, static_cast<int>(rows.size())));
         numRows -= n;
     }
-    void removeCols(int at, int count)
-    {
+    void removeCols(int at, int count) {
         if (at < 0 || count < 1 || at >= numCols)
             return;
         const int n = std::min(count, numCols - at);
@@ -182,24 +173,24 @@ struct Model {
                 r.erase(r.begin() + at, r.begin() + std::min(at + n, static_cast<int>(r.size())));
         numCols -= n;
     }
-    void copyRow(int from, int to)
-    {
+    void copyRow(int from, int to) {
         if (from < 0 || to < 0 || from == to)
             return;
         if (to >= static_cast<int>(rows.size())) {
             rows.resize(static_cast<size_t>(to) + 1);
             numRows = to + 1;
         }
-        rows[static_cast<size_t>(to)] = from < static_cast<int>(rows.size()) ? rows[static_cast<size_t>(from)] : Cells();
+        rows[static_cast<size_t>(to)] =
+            from < static_cast<int>(rows.size()) ? rows[static_cast<size_t>(from)] : Cells();
     }
-    void copyCol(int from, int to)
-    {
+    void copyCol(int from, int to) {
         if (from < 0 || to < 0 || from == to)
             return;
         if (to >= numCols)
             resizeCols(to + 1);
         for (auto& r : rows) {
-            const bool hasFrom = static_cast<size_t>(from) < r.size() && !r[static_cast<size_t>(from)].empty();
+            const bool hasFrom =
+                static_cast<size_t>(from) < r.size() && !r[static_cast<size_t>(from)].empty();
             if (!hasFrom) {
                 if (static_cast<size_t>(to) < r.size())
                     r[static_cast<size_t>(to)].clear();
@@ -210,16 +201,16 @@ struct Model {
             r[static_cast<size_t>(to)] = r[static_cast<size_t>(from)];
         }
     }
-    std::vector<int> emptyRows(int index, GetRowColMaskType type, const std::vector<int>& mask) const
-    {
+    std::vector<int> emptyRows(int index, GetRowColMaskType type, const std::vector<int>& mask) const {
         std::vector<int> result;
         for (int row = 0; row < std::max(numRows, static_cast<int>(rows.size())); ++row) {
             bool empty = true;
             if (row < static_cast<int>(rows.size())) {
                 const Cells& r = rows[static_cast<size_t>(row)];
                 for (int col = 0; col < static_cast<int>(r.size()); ++col) {
-                    const bool looked = type == MASK_ONLY_LISTED ? contains(mask, col)
-                                                                 : col >= index && (type == MASK_ALL || !contains(mask, col));
+                    const bool looked = type == MASK_ONLY_LISTED
+                                            ? contains(mask, col)
+                                            : col >= index && (type == MASK_ALL || !contains(mask, col));
                     if (looked && !r[static_cast<size_t>(col)].empty())
                         empty = false;
                 }
@@ -229,14 +220,14 @@ struct Model {
         }
         return result;
     }
-    std::vector<int> emptyCols(int index, GetRowColMaskType type, const std::vector<int>& mask) const
-    {
+    std::vector<int> emptyCols(int index, GetRowColMaskType type, const std::vector<int>& mask) const {
         std::vector<int> result;
         for (int col = 0; col < numCols; ++col) {
             bool empty = true;
             for (int row = 0; row < static_cast<int>(rows.size()); ++row) {
-                const bool looked = type == MASK_ONLY_LISTED ? contains(mask, row)
-                                                             : row >= index && (type == MASK_ALL || !contains(mask, row));
+                const bool looked = type == MASK_ONLY_LISTED
+                                        ? contains(mask, row)
+                                        : row >= index && (type == MASK_ALL || !contains(mask, row));
                 const Cells& r = rows[static_cast<size_t>(row)];
                 if (looked && col < static_cast<int>(r.size()) && !r[static_cast<size_t>(col)].empty())
                     empty = false;
@@ -246,8 +237,7 @@ struct Model {
         }
         return result;
     }
-    int width(int row) const
-    {
+    int width(int row) const {
         if (row < 0 || row >= static_cast<int>(rows.size()))
             return 0;
         const Cells& r = rows[static_cast<size_t>(row)];
@@ -263,27 +253,25 @@ public:
     explicit Driver(quint32 seed) : rng(seed) {}
 
     int index(int limit) { return static_cast<int>(rng.bounded(limit + 3)) - 1; } // -1 .. limit+1
-    std::vector<char> value()
-    {
+    std::vector<char> value() {
         // Mostly short text, sometimes empty, sometimes long or with zero bytes.
         const quint32 kind = rng.bounded(10);
         if (kind < 3)
             return {};
-        const int length = kind == 9 ? static_cast<int>(rng.bounded(300)) : 1 + static_cast<int>(rng.bounded(6));
+        const int length =
+            kind == 9 ? static_cast<int>(rng.bounded(300)) : 1 + static_cast<int>(rng.bounded(6));
         std::vector<char> cell(static_cast<size_t>(length));
         for (char& ch : cell)
             ch = kind == 8 ? static_cast<char>(rng.bounded(256)) : static_cast<char>('a' + rng.bounded(26));
         return cell;
     }
-    Cells line(int maxLength)
-    {
+    Cells line(int maxLength) {
         Cells cells(static_cast<size_t>(rng.bounded(maxLength + 1)));
         for (auto& cell : cells)
             cell = value();
         return cells;
     }
-    std::vector<int> mask(int limit)
-    {
+    std::vector<int> mask(int limit) {
         std::vector<int> list;
         for (int i = 0; i < limit + 2; ++i)
             if (rng.bounded(3) == 0)
@@ -295,21 +283,27 @@ public:
 };
 
 // The first difference between container and model, or an empty string.
-QString difference(EditableDataContainer& c, const Model& m)
-{
+QString difference(EditableDataContainer& c, const Model& m) {
     if (c.numRows() != m.numRows || c.numCols() != m.numCols)
-        return QStringLiteral("size %1x%2 vs %3x%4").arg(c.numRows()).arg(c.numCols()).arg(m.numRows).arg(m.numCols);
+        return QStringLiteral("size %1x%2 vs %3x%4")
+            .arg(c.numRows())
+            .arg(c.numCols())
+            .arg(m.numRows)
+            .arg(m.numCols);
     if (c.numRowsPhysical() != static_cast<int>(m.rows.size()))
         return QStringLiteral("physical rows %1 vs %2").arg(c.numRowsPhysical()).arg(m.rows.size());
     for (int r = 0; r < c.numRowsPhysical(); ++r) {
         const Cells& row = m.rows[static_cast<size_t>(r)];
         if (c.numCellsStored(r) != static_cast<int>(row.size()))
-            return QStringLiteral("row %1 stores %2 vs %3 cells").arg(r).arg(c.numCellsStored(r)).arg(row.size());
+            return QStringLiteral("row %1 stores %2 vs %3 cells")
+                .arg(r)
+                .arg(c.numCellsStored(r))
+                .arg(row.size());
         if (c.numColsInRow(r) != m.width(r))
             return QStringLiteral("row %1 width %2 vs %3").arg(r).arg(c.numColsInRow(r)).arg(m.width(r));
         for (int col = 0; col <= static_cast<int>(row.size()); ++col) {
-            const std::vector<char> expected = col < static_cast<int>(row.size()) ? row[static_cast<size_t>(col)]
-                                                                                  : std::vector<char>();
+            const std::vector<char> expected =
+                col < static_cast<int>(row.size()) ? row[static_cast<size_t>(col)] : std::vector<char>();
             const std::string_view view = c.cellView(r, col);
             if (c.getValue(r, col) != expected || std::vector<char>(view.begin(), view.end()) != expected)
                 return QStringLiteral("cell %1,%2 differs").arg(r).arg(col);
@@ -324,8 +318,7 @@ class TestEditableDifferential : public QObject {
     Q_OBJECT
 
 private slots:
-    void randomEdits_data()
-    {
+    void randomEdits_data() {
         QTest::addColumn<quint32>("seed");
         QTest::addColumn<int>("size"); // rough bound of the indices used
         for (quint32 seed = 1; seed <= 6; ++seed)
@@ -334,8 +327,7 @@ private slots:
             QTest::addRow("wider %u", seed) << seed << 20;
     }
 
-    void randomEdits()
-    {
+    void randomEdits() {
         QFETCH(quint32, seed);
         QFETCH(int, size);
         EditableDataContainer c;
@@ -489,8 +481,7 @@ private slots:
         }
     }
 
-    void emptyTableCostsNothing()
-    {
+    void emptyTableCostsNothing() {
         // A million logical rows and columns with nothing stored: no row exists physically.
         EditableDataContainer c;
         QVERIFY(c.resizeRows(1000000));

@@ -16,13 +16,16 @@ using Cells = std::vector<std::vector<char>>;
 
 namespace {
 
-std::vector<char> bytes(const char* text) { return std::vector<char>(text, text + std::strlen(text)); }
+std::vector<char> bytes(const char* text) {
+    return std::vector<char>(text, text + std::strlen(text));
+}
 
-QByteArray show(const std::vector<char>& v) { return QByteArray(v.data(), static_cast<qsizetype>(v.size())); }
+QByteArray show(const std::vector<char>& v) {
+    return QByteArray(v.data(), static_cast<qsizetype>(v.size()));
+}
 
 // ASCII text widened to the code units of a 2- or 4-byte encoding.
-QByteArray widen(const QByteArray& ascii, EncodingType encoding)
-{
+QByteArray widen(const QByteArray& ascii, EncodingType encoding) {
     const int width = encoding >= UTF_16 && encoding <= UTF_16_GUESSED_LE ? 2 : 4;
     const bool big = encoding == UTF_16BE || encoding == UTF_32BE;
     QByteArray out;
@@ -38,8 +41,7 @@ struct Fixture {
     QTemporaryDir dir;
     int counter = 0;
 
-    QString write(const QByteArray& content)
-    {
+    QString write(const QByteArray& content) {
         const QString path = dir.filePath(QStringLiteral("f%1.csv").arg(counter++));
         QFile f(path);
         if (!f.open(QIODevice::WriteOnly) || f.write(content) != content.size())
@@ -49,8 +51,7 @@ struct Fixture {
 
     static std::unique_ptr<ReadOnlyDataContainer> open(const QString& path, char delimiter = ',',
                                                        ParsingStandard standard = RFC_4180,
-                                                       EncodingType encoding = UTF_8)
-    {
+                                                       EncodingType encoding = UTF_8) {
         auto c = std::make_unique<ReadOnlyDataContainer>();
         c->setFilepath(path);
         c->setDelimiter(delimiter, delimiter);
@@ -62,12 +63,10 @@ struct Fixture {
     }
 };
 
-QByteArray readAll(const QString& path)
-{
+QByteArray readAll(const QString& path) {
     QFile f(path);
     return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
 }
-
 
 // The index as the machine gives it, one byte at a time: row and cell starts happen only where
 // a character is there to start them; a short row's missing cells point at its line ending.
@@ -77,8 +76,7 @@ struct PlainIndex {
     std::vector<ReadOnlyDataContainer::Strip> strips;
 };
 
-PlainIndex plainIndex(const QByteArray& text, char delimiter, bool quoting)
-{
+PlainIndex plainIndex(const QByteArray& text, char delimiter, bool quoting) {
     const auto isDelim = [&](char c) { return delimiter != 0 && c == delimiter; };
     const auto isTerm = [&](char c) { return !isDelim(c) && (c == '\n' || c == '\r' || c == '\x1e'); };
     const auto isQuote = [&](char c) { return quoting && c == '"' && !isDelim(c); };
@@ -162,8 +160,7 @@ PlainIndex plainIndex(const QByteArray& text, char delimiter, bool quoting)
 // Text that puts every kind of byte the index cares about at every place in a 64-byte block:
 // long plain runs, quoted cells holding delimiters, line breaks and doubled quotes, quotes that
 // don't open a cell, text behind a closing quote, every line ending and runs of delimiters.
-QByteArray trickyText(QRandomGenerator& rng, char delimiter, int size)
-{
+QByteArray trickyText(QRandomGenerator& rng, char delimiter, int size) {
     const char d = delimiter ? delimiter : ',';
     const QByteArray pieces[] = {"\r\n", "\n", "\r", "\n\r", "\r\r", "\x1e", "\"", "\"\"", "x\"y", "\"q\"z"};
     QByteArray out;
@@ -189,8 +186,7 @@ QByteArray trickyText(QRandomGenerator& rng, char delimiter, int size)
 
 // Rows of one width, the common shape of a real file, with now and then a quoted cell or a row
 // of another width.
-QByteArray regularText(QRandomGenerator& rng, char delimiter, int size)
-{
+QByteArray regularText(QRandomGenerator& rng, char delimiter, int size) {
     const char d = delimiter ? delimiter : ',';
     const int width = rng.bounded(1, 30);
     const QByteArray endings[] = {"\n", "\r\n", "\r"};
@@ -218,8 +214,7 @@ class TestReadOnlyDataContainer : public QObject {
 
 private slots:
     void initTestCase() { QStandardPaths::setTestModeEnabled(true); }
-    void cleanup()
-    {
+    void cleanup() {
         ReadOnlyDataContainer::setPieceSizeForTesting(0);
         ReadOnlyDataContainer::setInstructionSetForTesting(0);
     }
@@ -245,8 +240,7 @@ private slots:
 };
 
 // Each case: file text, delimiter, standard, rows, cols, then "row,col=value" checks.
-void TestReadOnlyDataContainer::readsCells_data()
-{
+void TestReadOnlyDataContainer::readsCells_data() {
     QTest::addColumn<QByteArray>("content");
     QTest::addColumn<char>("delimiter");
     QTest::addColumn<int>("standard");
@@ -265,8 +259,9 @@ void TestReadOnlyDataContainer::readsCells_data()
     QTest::newRow("sparse quotes shows the quotes")
         << QByteArray("\"a\"\"b\",c\nx,y\n") << ',' << 3 << 2 << 2 << QList<QByteArray>{"0 0 \"a\"\"b\""};
     QTest::newRow("ascii separated shows the quotes")
-        << QByteArray("\"a\x1f\"\x1f" "b\x1ex\x1fy\x1e") << '\x1f' << 4 << 2 << 2
-        << QList<QByteArray>{"0 0 \"a\x1f\"", "0 1 b", "1 1 y"};
+        << QByteArray("\"a\x1f\"\x1f"
+                      "b\x1ex\x1fy\x1e")
+        << '\x1f' << 4 << 2 << 2 << QList<QByteArray>{"0 0 \"a\x1f\"", "0 1 b", "1 1 y"};
     QTest::newRow("all quotes strips every cell, even unquoted")
         << QByteArray("\"a\",abc,\"\"\nx,y,z\n") << ',' << 2 << 2 << 3
         << QList<QByteArray>{"0 0 a", "0 1 b", "0 2 ", "1 0 "};
@@ -276,30 +271,32 @@ void TestReadOnlyDataContainer::readsCells_data()
         << QByteArray("\"a,\nb\",c\nd,e\n") << ',' << 0 << 2 << 2
         << QList<QByteArray>{"0 0 a,\nb", "0 1 c", "1 0 d", "1 1 e"};
     QTest::newRow("text behind a closing quote keeps its quotes")
-        << QByteArray("\"abc\"def,x\n1,2\n") << ',' << 0 << 2 << 2 << QList<QByteArray>{"0 0 \"abc\"def", "0 1 x"};
-    QTest::newRow("quote inside a cell is a byte") << QByteArray("ab\"c,d\n1,2\n") << ',' << 0 << 2 << 2
-                                                   << QList<QByteArray>{"0 0 ab\"c", "0 1 d"};
-    QTest::newRow("crlf, lone cr and lf cr")
-        << QByteArray("a,b\r\nc,d\re,f\n\rg") << ',' << 0 << 5 << 2
-        << QList<QByteArray>{"1 0 c", "2 1 f", "3 0 ", "4 0 g"};
+        << QByteArray("\"abc\"def,x\n1,2\n") << ',' << 0 << 2 << 2
+        << QList<QByteArray>{"0 0 \"abc\"def", "0 1 x"};
+    QTest::newRow("quote inside a cell is a byte")
+        << QByteArray("ab\"c,d\n1,2\n") << ',' << 0 << 2 << 2 << QList<QByteArray>{"0 0 ab\"c", "0 1 d"};
+    QTest::newRow("crlf, lone cr and lf cr") << QByteArray("a,b\r\nc,d\re,f\n\rg") << ',' << 0 << 5 << 2
+                                             << QList<QByteArray>{"1 0 c", "2 1 f", "3 0 ", "4 0 g"};
     QTest::newRow("empty lines and a final blank line")
-        << QByteArray("a\n\nb\n\n") << ',' << 0 << 4 << 1 << QList<QByteArray>{"0 0 a", "1 0 ", "2 0 b", "3 0 "};
+        << QByteArray("a\n\nb\n\n") << ',' << 0 << 4 << 1
+        << QList<QByteArray>{"0 0 a", "1 0 ", "2 0 b", "3 0 "};
     QTest::newRow("one past the last row") << QByteArray("a,b\nc,d\n") << ',' << 0 << 2 << 2
                                            << QList<QByteArray>{"2 0 ", "2 1 ", "1 1 d", "5 5 "};
     QTest::newRow("utf-8 byte order mark isn't in the first cell")
-        << QByteArray("\xEF\xBB\xBFh1,h2\nv1,v2\n") << ',' << 0 << 2 << 2 << QList<QByteArray>{"0 0 h1", "1 1 v2"};
-    QTest::newRow("unclosed quote swallows the rest")
-        << QByteArray("a,b\n\"c,d\ne,f\n") << ',' << 0 << 2 << 2 << QList<QByteArray>{"1 0 \"c,d\ne,f", "1 1 "};
+        << QByteArray("\xEF\xBB\xBFh1,h2\nv1,v2\n") << ',' << 0 << 2 << 2
+        << QList<QByteArray>{"0 0 h1", "1 1 v2"};
+    QTest::newRow("unclosed quote swallows the rest") << QByteArray("a,b\n\"c,d\ne,f\n") << ',' << 0 << 2 << 2
+                                                      << QList<QByteArray>{"1 0 \"c,d\ne,f", "1 1 "};
     QTest::newRow("no delimiter: one cell per line") << QByteArray("a,b\n\"c\nd\n") << '\0' << 0 << 3 << 1
                                                      << QList<QByteArray>{"0 0 a,b", "1 0 \"c", "2 0 d"};
-    QTest::newRow("single line has no width") << QByteArray("a,b,c\n") << ',' << 0 << 1 << 0
-                                              << QList<QByteArray>{"0 0 "};
+    QTest::newRow("single line has no width")
+        << QByteArray("a,b,c\n") << ',' << 0 << 1 << 0 << QList<QByteArray>{"0 0 "};
     QTest::newRow("delimiter wins over a terminator byte")
-        << QByteArray("a\nb\rc\nd\r") << '\n' << 0 << 2 << 2 << QList<QByteArray>{"0 1 b", "1 0 c", "1 1 d"};
+        << QByteArray("a\nb\rc\nd\r") << '\n'
+        << 0 << 2 << 2 << QList<QByteArray>{"0 1 b", "1 0 c", "1 1 d"};
 }
 
-void TestReadOnlyDataContainer::readsCells()
-{
+void TestReadOnlyDataContainer::readsCells() {
     QFETCH(QByteArray, content);
     QFETCH(char, delimiter);
     QFETCH(int, standard);
@@ -320,8 +317,7 @@ void TestReadOnlyDataContainer::readsCells()
     }
 }
 
-void TestReadOnlyDataContainer::wideEncodings_data()
-{
+void TestReadOnlyDataContainer::wideEncodings_data() {
     QTest::addColumn<int>("encoding");
     QTest::addColumn<bool>("withBom");
     QTest::addColumn<char>("delimiter");
@@ -335,8 +331,7 @@ void TestReadOnlyDataContainer::wideEncodings_data()
 }
 
 // The same text in a wide encoding reads as the widened cells of its single-byte reading.
-void TestReadOnlyDataContainer::wideEncodings()
-{
+void TestReadOnlyDataContainer::wideEncodings() {
     QFETCH(int, encoding);
     QFETCH(bool, withBom);
     QFETCH(char, delimiter);
@@ -344,7 +339,8 @@ void TestReadOnlyDataContainer::wideEncodings()
     QByteArray text;
     for (int r = 0; r < 40; ++r) {
         for (int k = 0; k <= r % 7; ++k)
-            text += (k ? "," : "") + (k == 2 ? QByteArray("\"q,\"\"x\"\"\r\ny\"") : QByteArray::number(r * k));
+            text +=
+                (k ? "," : "") + (k == 2 ? QByteArray("\"q,\"\"x\"\"\r\ny\"") : QByteArray::number(r * k));
         text += r % 5 == 0 ? "\r\n" : "\n";
     }
     Fixture fx;
@@ -364,14 +360,14 @@ void TestReadOnlyDataContainer::wideEncodings()
     const EncodingType unitType = type == UTF_16 ? UTF_16LE : type;
     for (int r = 0; r <= narrow->numRows(); ++r) {
         for (int col = 0; col <= narrow->numCols(); ++col)
-            QCOMPARE(show(wideContainer->getValue(r, col, false)), widen(show(narrow->getValue(r, col, false)), unitType));
+            QCOMPARE(show(wideContainer->getValue(r, col, false)),
+                     widen(show(narrow->getValue(r, col, false)), unitType));
     }
 }
 
 // Rows of 60 cells and one of 1: the short row's missing cells cross two multiples of 25, so
 // those strips point at its line ending and read as nothing, and the rows behind are still found.
-void TestReadOnlyDataContainer::paddingStripsPointAtLineEnding()
-{
+void TestReadOnlyDataContainer::paddingStripsPointAtLineEnding() {
     QByteArray wide;
     for (int i = 0; i < 60; ++i)
         wide += (i ? "," : "") + QByteArray::number(i);
@@ -398,8 +394,7 @@ void TestReadOnlyDataContainer::paddingStripsPointAtLineEnding()
 }
 
 // The same file indexed in pieces of every small size gives the same index and cells.
-void TestReadOnlyDataContainer::piecesOfEverySize()
-{
+void TestReadOnlyDataContainer::piecesOfEverySize() {
     QByteArray content = "\xEF\xBB\xBF";
     for (int r = 0; r < 60; ++r) {
         for (int k = 0; k < 1 + (r * 7) % 31; ++k)
@@ -446,8 +441,7 @@ void TestReadOnlyDataContainer::piecesOfEverySize()
     checkPieces(largePath, 131072, *direct);
 }
 
-void TestReadOnlyDataContainer::blockScanMatchesPlainMachine_data()
-{
+void TestReadOnlyDataContainer::blockScanMatchesPlainMachine_data() {
     QTest::addColumn<char>("delimiter");
     QTest::addColumn<int>("standard");
     QTest::addColumn<int>("instructions");
@@ -483,8 +477,7 @@ void TestReadOnlyDataContainer::blockScanMatchesPlainMachine_data()
 // events where a block needs it, against the machine run one byte at a time: the same text moved
 // through every offset of a block, read whole and in small pieces. Half the files are regular
 // rows, half a mix of every kind of line ending and of quotes in and out of place.
-void TestReadOnlyDataContainer::blockScanMatchesPlainMachine()
-{
+void TestReadOnlyDataContainer::blockScanMatchesPlainMachine() {
     QFETCH(char, delimiter);
     QFETCH(int, standard);
     QFETCH(int, instructions);
@@ -494,7 +487,8 @@ void TestReadOnlyDataContainer::blockScanMatchesPlainMachine()
     QRandomGenerator rng(quint32(uchar(delimiter)) * 131 + quint32(standard));
     for (int file = 0; file < 4; ++file) {
         const int size = rng.bounded(300, 1500);
-        const QByteArray body = file % 2 ? trickyText(rng, delimiter, size) : regularText(rng, delimiter, size);
+        const QByteArray body =
+            file % 2 ? trickyText(rng, delimiter, size) : regularText(rng, delimiter, size);
         for (int shift = 0; shift < 64; ++shift) {
             const QByteArray text = QByteArray(shift, 'p') + body;
             const PlainIndex expected = plainIndex(text, delimiter, quoting);
@@ -503,8 +497,8 @@ void TestReadOnlyDataContainer::blockScanMatchesPlainMachine()
                 ReadOnlyDataContainer::setPieceSizeForTesting(piece);
                 auto c = fx.open(path, delimiter, static_cast<ParsingStandard>(standard));
                 QVERIFY(c);
-                const QByteArray where = "file " + QByteArray::number(file) + ", shift " + QByteArray::number(shift) +
-                                         ", piece " + QByteArray::number(piece);
+                const QByteArray where = "file " + QByteArray::number(file) + ", shift " +
+                                         QByteArray::number(shift) + ", piece " + QByteArray::number(piece);
                 QVERIFY2(c->numRows() == expected.rows, where.constData());
                 QVERIFY2(c->numCols() == expected.cols, where.constData());
                 const auto& strips = c->getStrips();
@@ -521,8 +515,7 @@ void TestReadOnlyDataContainer::blockScanMatchesPlainMachine()
     }
 }
 
-void TestReadOnlyDataContainer::rowsColsAndOrder()
-{
+void TestReadOnlyDataContainer::rowsColsAndOrder() {
     QByteArray content;
     for (int r = 0; r < 40; ++r) {
         for (int k = 0; k < 40; ++k)
@@ -569,8 +562,7 @@ void TestReadOnlyDataContainer::rowsColsAndOrder()
     QCOMPARE(show(c->getValue(0, 5, true)), QByteArray("5"));
 }
 
-void TestReadOnlyDataContainer::editingCallsChangeNothing()
-{
+void TestReadOnlyDataContainer::editingCallsChangeNothing() {
     const QByteArray content = "a,b\nc,d\n";
     Fixture fx;
     const QString path = fx.write(content);
@@ -602,8 +594,7 @@ void TestReadOnlyDataContainer::editingCallsChangeNothing()
     QCOMPARE(show(c->getValue(1, 1, false)), QByteArray("d"));
 }
 
-void TestReadOnlyDataContainer::saveOverTheFileBeingRead_data()
-{
+void TestReadOnlyDataContainer::saveOverTheFileBeingRead_data() {
     QTest::addColumn<QByteArray>("content");
     QTest::addColumn<int>("standard");
     QTest::addColumn<bool>("trailing");
@@ -613,18 +604,18 @@ void TestReadOnlyDataContainer::saveOverTheFileBeingRead_data()
                                      << QByteArray("a,b,c\nd,,\n\"e,\"\"f\",g,h\n");
     QTest::newRow("no trailing delimiters drops empty tails")
         << QByteArray("a,b,c\nd,,\n,x,\nlast,,") << 0 << false << 1 << QByteArray("a,b,c\nd\n,x\nlast\n");
-    QTest::newRow("all quotes pads with two quotes")
-        << QByteArray("\"a\",\"b\"\n\"c\"\n") << 2 << true << 0 << QByteArray("\"a\",\"b\"\r\n\"c\",\"\"\r\n");
-    QTest::newRow("the last row's extra cells aren't lost")
-        << QByteArray("a,b\nc,d,e,f\n") << 0 << true << 4 << QByteArray("a,b\x1e" "c,d,e,f\x1e");
-    QTest::newRow("bom is written back") << QByteArray("\xEF\xBB\xBFx,y\n1,2\n") << 0 << true << 1
-                                         << QByteArray("\xEF\xBB\xBFx,y\n1,2\n");
+    QTest::newRow("all quotes pads with two quotes") << QByteArray("\"a\",\"b\"\n\"c\"\n") << 2 << true << 0
+                                                     << QByteArray("\"a\",\"b\"\r\n\"c\",\"\"\r\n");
+    QTest::newRow("the last row's extra cells aren't lost") << QByteArray("a,b\nc,d,e,f\n") << 0 << true << 4
+                                                            << QByteArray("a,b\x1e"
+                                                                          "c,d,e,f\x1e");
+    QTest::newRow("bom is written back")
+        << QByteArray("\xEF\xBB\xBFx,y\n1,2\n") << 0 << true << 1 << QByteArray("\xEF\xBB\xBFx,y\n1,2\n");
 }
 
 // Saving to the path being read replaces the file only at the commit, and the rows come from
 // the open source; a second save must see the same cells.
-void TestReadOnlyDataContainer::saveOverTheFileBeingRead()
-{
+void TestReadOnlyDataContainer::saveOverTheFileBeingRead() {
     QFETCH(QByteArray, content);
     QFETCH(int, standard);
     QFETCH(bool, trailing);
@@ -649,8 +640,7 @@ void TestReadOnlyDataContainer::saveOverTheFileBeingRead()
 }
 
 // A transposed save writes each column as a line; hidden columns drop out, hidden rows don't.
-void TestReadOnlyDataContainer::transposedSave()
-{
+void TestReadOnlyDataContainer::transposedSave() {
     Fixture fx;
     const QString path = fx.write("a,\"b,1\",c\nd\ne,f,g\n");
     auto c = fx.open(path);
@@ -664,8 +654,7 @@ void TestReadOnlyDataContainer::transposedSave()
     QCOMPARE(readAll(path), QByteArray("\"b,1\",,f\n"));
 }
 
-void TestReadOnlyDataContainer::cancelStopsBothPasses()
-{
+void TestReadOnlyDataContainer::cancelStopsBothPasses() {
     Fixture fx;
     const QString path = fx.write("a,b\nc,d\n");
     ReadOnlyDataContainer c;
@@ -683,8 +672,7 @@ void TestReadOnlyDataContainer::cancelStopsBothPasses()
 }
 
 // 24 MiB reports: pass 1 fills the first third of the bar, pass 2 the other two.
-void TestReadOnlyDataContainer::progressCoversThreeThirds()
-{
+void TestReadOnlyDataContainer::progressCoversThreeThirds() {
     const qint64 size = AbstractDataContainer::kProgressThreshold + 30 * 1024 * 1024;
     QByteArray content;
     content.reserve(size);
@@ -720,8 +708,7 @@ void TestReadOnlyDataContainer::progressCoversThreeThirds()
 
 // Pass 2 keeps its strips in the room that pass 1's counts call for. A file rewritten with wider
 // rows once pass 2 has begun needs more: the index fails instead of writing past that room.
-void TestReadOnlyDataContainer::fileWidenedBetweenPassesFails()
-{
+void TestReadOnlyDataContainer::fileWidenedBetweenPassesFails() {
     const qint64 size = AbstractDataContainer::kProgressThreshold + 4096;
     const auto filled = [size](const QByteArray& line) {
         QByteArray content;
@@ -754,8 +741,7 @@ void TestReadOnlyDataContainer::fileWidenedBetweenPassesFails()
     QVERIFY(c.getStrips().empty());
 }
 
-void TestReadOnlyDataContainer::unreadableFile()
-{
+void TestReadOnlyDataContainer::unreadableFile() {
     ReadOnlyDataContainer c;
     c.setFilepath(QStringLiteral("/nonexistent/file.csv"));
     QVERIFY(!c.loadCSV());
@@ -773,8 +759,7 @@ void TestReadOnlyDataContainer::unreadableFile()
 QTEST_GUILESS_MAIN(TestReadOnlyDataContainer)
 // The read-ahead of the index passes: every piece in order, a short last one, zero slack
 // behind each; a file shorter than announced ends early; a reader dropped midway stops.
-void TestReadOnlyDataContainer::pieceReaderReadsAheadInOrder()
-{
+void TestReadOnlyDataContainer::pieceReaderReadsAheadInOrder() {
     QByteArray content(10000, '\0');
     for (int i = 0; i < content.size(); ++i)
         content[i] = char('a' + i % 23);

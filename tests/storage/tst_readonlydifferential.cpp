@@ -22,8 +22,7 @@ using Bytes = std::vector<char>;
 // characters, not widened bytes. None of the non-ASCII ones has a quote byte in any unit.
 const char32_t kAlphabet[] = {U'a', U'b', U'x', U'Z', U'0', U'7', U' ', U'.', 0xE9, 0x3A9, 0x416, 0x4E2D};
 
-Bytes encode(const std::u32string& text, EncodingType encoding)
-{
+Bytes encode(const std::u32string& text, EncodingType encoding) {
     Bytes out;
     auto unit = [&](quint32 v, int width, bool big) {
         for (int k = 0; k < width; ++k) {
@@ -67,8 +66,7 @@ struct RandomFile {
     std::u32string text;
 };
 
-std::u32string unquote(const std::u32string& raw)
-{
+std::u32string unquote(const std::u32string& raw) {
     std::u32string out;
     for (size_t i = 1; i + 1 < raw.size(); ++i) {
         out += raw[i];
@@ -81,12 +79,9 @@ std::u32string unquote(const std::u32string& raw)
 class Generator {
 public:
     Generator(quint32 seed, ParsingStandard standard, char32_t delimiter)
-        : rng(seed), standard(standard), delimiter(delimiter)
-    {
-    }
+        : rng(seed), standard(standard), delimiter(delimiter) {}
 
-    std::u32string word(int maxLength)
-    {
+    std::u32string word(int maxLength) {
         std::u32string s;
         const int n = rng.bounded(maxLength + 1);
         for (int i = 0; i < n; ++i)
@@ -94,8 +89,7 @@ public:
         return s;
     }
 
-    Field field()
-    {
+    Field field() {
         const int kind = rng.bounded(10);
         if (standard == ALL_QUOTES || (standard != DELIMITER_ONLY && kind >= 6))
             return quotedField();
@@ -111,8 +105,7 @@ public:
         return {s, false};
     }
 
-    Field quotedField()
-    {
+    Field quotedField() {
         std::u32string inner;
         const int parts = rng.bounded(4);
         for (int p = 0; p < parts; ++p) {
@@ -137,8 +130,7 @@ public:
         return {U"\"" + inner + U"\"", true};
     }
 
-    std::u32string terminator()
-    {
+    std::u32string terminator() {
         if (standard == ASCII_SEPARATED_VALUES)
             return rng.bounded(5) ? U"\x1e" : U"\n";
         switch (rng.bounded(6)) {
@@ -153,8 +145,7 @@ public:
         }
     }
 
-    RandomFile make(int numRows, int maxCols)
-    {
+    RandomFile make(int numRows, int maxCols) {
         RandomFile f;
         std::vector<std::u32string> endings;
         for (int r = 0; r < numRows; ++r) {
@@ -197,9 +188,7 @@ struct Params {
     EncodingType encoding;
 };
 
-template <class Container>
-std::unique_ptr<Container> load(const QString& path, const Params& p)
-{
+template <class Container> std::unique_ptr<Container> load(const QString& path, const Params& p) {
     auto c = std::make_unique<Container>();
     c->setFilepath(path);
     c->setDelimiter(p.delimiter, p.delimiter);
@@ -210,20 +199,21 @@ std::unique_ptr<Container> load(const QString& path, const Params& p)
     return c;
 }
 
-QByteArray readAll(const QString& path)
-{
+QByteArray readAll(const QString& path) {
     QFile f(path);
     return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
 }
 
-void writeFile(const QString& path, const Bytes& content)
-{
+void writeFile(const QString& path, const Bytes& content) {
     QFile f(path);
-    if (!f.open(QIODevice::WriteOnly) || f.write(content.data(), qint64(content.size())) != qint64(content.size()))
+    if (!f.open(QIODevice::WriteOnly) ||
+        f.write(content.data(), qint64(content.size())) != qint64(content.size()))
         qFatal("can't write the test file");
 }
 
-QByteArray show(const Bytes& v) { return QByteArray(v.data(), qsizetype(v.size())).toHex(' '); }
+QByteArray show(const Bytes& v) {
+    return QByteArray(v.data(), qsizetype(v.size())).toHex(' ');
+}
 
 } // namespace
 
@@ -232,8 +222,7 @@ class TestReadOnlyDifferential : public QObject {
 
 private slots:
     void initTestCase() { QStandardPaths::setTestModeEnabled(true); }
-    void cleanup()
-    {
+    void cleanup() {
         ReadOnlyDataContainer::setPieceSizeForTesting(0);
         EditableDataContainer::setPieceSizeForTesting(0);
     }
@@ -243,8 +232,7 @@ private slots:
     void saveOverSourceMatchesEditableSave();
 };
 
-static void addParamRows()
-{
+static void addParamRows() {
     QTest::addColumn<int>("standard");
     QTest::addColumn<char>("delimiter");
     QTest::addColumn<int>("encoding");
@@ -260,16 +248,18 @@ static void addParamRows()
     const struct {
         const char* name;
         EncodingType encoding;
-    } encodings[] = {{"utf-8", UTF_8}, {"utf-16le", UTF_16LE}, {"utf-16be", UTF_16BE}, {"utf-32be", UTF_32BE}};
+    } encodings[] = {
+        {"utf-8", UTF_8}, {"utf-16le", UTF_16LE}, {"utf-16be", UTF_16BE}, {"utf-32be", UTF_32BE}};
     for (const auto& s : standards)
         for (const auto& e : encodings)
             QTest::addRow("%s, %s", s.name, e.name) << int(s.standard) << s.delimiter << int(e.encoding);
 }
 
-void TestReadOnlyDifferential::cellsAgreeExceptWhereReadOnlyReadsDifferently_data() { addParamRows(); }
+void TestReadOnlyDifferential::cellsAgreeExceptWhereReadOnlyReadsDifferently_data() {
+    addParamRows();
+}
 
-void TestReadOnlyDifferential::cellsAgreeExceptWhereReadOnlyReadsDifferently()
-{
+void TestReadOnlyDifferential::cellsAgreeExceptWhereReadOnlyReadsDifferently() {
     QFETCH(int, standard);
     QFETCH(char, delimiter);
     QFETCH(int, encoding);
@@ -277,7 +267,8 @@ void TestReadOnlyDifferential::cellsAgreeExceptWhereReadOnlyReadsDifferently()
     const bool keepsQuotes = p.standard == SPARSE_QUOTES || p.standard == ASCII_SEPARATED_VALUES;
     QTemporaryDir dir;
     for (quint32 seed = 1; seed <= 8; ++seed) {
-        Generator gen(seed * 7919 + quint32(standard * 31 + encoding), p.standard, char32_t(uchar(delimiter)));
+        Generator gen(seed * 7919 + quint32(standard * 31 + encoding), p.standard,
+                      char32_t(uchar(delimiter)));
         const RandomFile file = gen.make(1 + gen.rng.bounded(40), 1 + gen.rng.bounded(30));
         const QString path = dir.filePath(QStringLiteral("d%1.csv").arg(seed));
         writeFile(path, encode(file.text, p.encoding));
@@ -308,11 +299,12 @@ void TestReadOnlyDifferential::cellsAgreeExceptWhereReadOnlyReadsDifferently()
                 const bool unquotes = f && f->quoted && p.standard != DELIMITER_ONLY;
                 const Bytes loaded = f ? encode(unquotes ? unquote(f->raw) : f->raw, p.encoding) : Bytes();
                 QVERIFY2(ed1 == loaded, qPrintable(QStringLiteral("editable %1,%2").arg(r).arg(c)));
-                const QString where = QStringLiteral("seed %1 cell %2,%3: ro %4 ed %5")
-                                          .arg(seed)
-                                          .arg(r)
-                                          .arg(c)
-                                          .arg(QString::fromLatin1(show(ro1)), QString::fromLatin1(show(ed1)));
+                const QString where =
+                    QStringLiteral("seed %1 cell %2,%3: ro %4 ed %5")
+                        .arg(seed)
+                        .arg(r)
+                        .arg(c)
+                        .arg(QString::fromLatin1(show(ro1)), QString::fromLatin1(show(ed1)));
                 if (c >= widest) {
                     QVERIFY2(ro1.empty(), qPrintable(where)); // beyond the width of all rows but the last
                 } else if (keepsQuotes && f && f->quoted) {
@@ -332,10 +324,11 @@ void TestReadOnlyDifferential::cellsAgreeExceptWhereReadOnlyReadsDifferently()
     }
 }
 
-void TestReadOnlyDifferential::saveOverSourceMatchesEditableSave_data() { addParamRows(); }
+void TestReadOnlyDifferential::saveOverSourceMatchesEditableSave_data() {
+    addParamRows();
+}
 
-void TestReadOnlyDifferential::saveOverSourceMatchesEditableSave()
-{
+void TestReadOnlyDifferential::saveOverSourceMatchesEditableSave() {
     QFETCH(int, standard);
     QFETCH(char, delimiter);
     QFETCH(int, encoding);
@@ -357,8 +350,8 @@ void TestReadOnlyDifferential::saveOverSourceMatchesEditableSave()
             const int n = 1 + rng.bounded(12);
             for (int c = 0; c < n; ++c) {
                 std::u32string v = words.word(5);
-                const bool quotable = p.standard == RFC_4180 || p.standard == ALL_QUOTES ||
-                                      p.standard == SPARSE_QUOTES;
+                const bool quotable =
+                    p.standard == RFC_4180 || p.standard == ALL_QUOTES || p.standard == SPARSE_QUOTES;
                 if (quotable && rng.bounded(4) == 0)
                     v += rng.bounded(2) ? std::u32string(1, char32_t(uchar(delimiter))) : U"\r\n";
                 if ((p.standard == RFC_4180 || p.standard == ALL_QUOTES) && rng.bounded(5) == 0)
@@ -375,8 +368,8 @@ void TestReadOnlyDifferential::saveOverSourceMatchesEditableSave()
         auto ed = load<EditableDataContainer>(path, p);
         auto ro = load<ReadOnlyDataContainer>(path, p);
         QVERIFY(ed && ro);
-        for (AbstractDataContainer* c : {static_cast<AbstractDataContainer*>(ed.get()),
-                                         static_cast<AbstractDataContainer*>(ro.get())}) {
+        for (AbstractDataContainer* c :
+             {static_cast<AbstractDataContainer*>(ed.get()), static_cast<AbstractDataContainer*>(ro.get())}) {
             c->setSaveWithTrailingDelimiters(source.getSaveWithTrailingDelimiters());
             c->setLineEnding(source.getLineEnding());
         }

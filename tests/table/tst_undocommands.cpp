@@ -90,9 +90,17 @@ Snapshot snapshot(TableModel& model) {
 // Where two snapshots first differ, for the failure message.
 QString difference(const Snapshot& a, const Snapshot& b) {
     if (a.rawRows != b.rawRows || a.rawCols != b.rawCols)
-        return QStringLiteral("raw size %1x%2 vs %3x%4").arg(a.rawRows).arg(a.rawCols).arg(b.rawRows).arg(b.rawCols);
+        return QStringLiteral("raw size %1x%2 vs %3x%4")
+            .arg(a.rawRows)
+            .arg(a.rawCols)
+            .arg(b.rawRows)
+            .arg(b.rawCols);
     if (a.viewRows != b.viewRows || a.viewCols != b.viewCols)
-        return QStringLiteral("view size %1x%2 vs %3x%4").arg(a.viewRows).arg(a.viewCols).arg(b.viewRows).arg(b.viewCols);
+        return QStringLiteral("view size %1x%2 vs %3x%4")
+            .arg(a.viewRows)
+            .arg(a.viewCols)
+            .arg(b.viewRows)
+            .arg(b.viewCols);
     if (a.transposed != b.transposed)
         return QStringLiteral("transposition");
     if (a.cells != b.cells)
@@ -104,7 +112,11 @@ QString difference(const Snapshot& a, const Snapshot& b) {
             .arg(QStringList(a.selection.begin(), a.selection.end()).join(QLatin1Char(' ')),
                  QStringList(b.selection.begin(), b.selection.end()).join(QLatin1Char(' ')));
     if (a.mainRow != b.mainRow || a.mainCol != b.mainCol)
-        return QStringLiteral("main cell %1,%2 vs %3,%4").arg(a.mainRow).arg(a.mainCol).arg(b.mainRow).arg(b.mainCol);
+        return QStringLiteral("main cell %1,%2 vs %3,%4")
+            .arg(a.mainRow)
+            .arg(a.mainCol)
+            .arg(b.mainRow)
+            .arg(b.mainCol);
     if (!(a.rowSort == b.rowSort) || !(a.colSort == b.colSort))
         return QStringLiteral("sort marks");
     if (a.filters != b.filters)
@@ -119,7 +131,8 @@ public:
     int between(int lo, int hi) { return lo + below(hi - lo + 1); }
     bool chance(int percent) { return below(100) < percent; }
     QString text() {
-        static const char* words[] = {"a", "b", "x y", "7", "-3.5", "\u00e9t\u00e9", "q\"t", "line\nbreak", ""};
+        static const char* words[] = {"a",    "b",           "x y", "7", "-3.5", "\u00e9t\u00e9",
+                                      "q\"t", "line\nbreak", ""};
         return QString::fromUtf8(words[below(9)]);
     }
     std::vector<int> lines(int count) {
@@ -214,7 +227,8 @@ bool pushRandomCommand(Generator& g, TableModel& model, QUndoStack& stack) {
         break;
     }
     case 11:
-        command = new MoveRowsRelativeCommand(&model, g.lines(rows), g.chance(50) ? -g.between(1, 2) : g.between(1, 2));
+        command = new MoveRowsRelativeCommand(&model, g.lines(rows),
+                                              g.chance(50) ? -g.between(1, 2) : g.between(1, 2));
         break;
     case 12:
         command = new MoveColsRelativeCommand(&model, g.lines(cols), g.chance(50) ? -1 : 1);
@@ -243,9 +257,10 @@ bool pushRandomCommand(Generator& g, TableModel& model, QUndoStack& stack) {
         break;
     }
     case 20:
-        command = g.chance(50) ? static_cast<TableUndoCommand*>(new SetLineEndingCommand(
-                                     &model, g.chance(50) ? LINE_ENDING_WINDOWS : LINE_ENDING_UNIX))
-                               : new SetParsingStandardCommand(&model, static_cast<ParsingStandard>(g.below(3)));
+        command = g.chance(50)
+                      ? static_cast<TableUndoCommand*>(new SetLineEndingCommand(
+                            &model, g.chance(50) ? LINE_ENDING_WINDOWS : LINE_ENDING_UNIX))
+                      : new SetParsingStandardCommand(&model, static_cast<ParsingStandard>(g.below(3)));
         break;
     default: {
         static const EncodingType encodings[] = {UTF_8, UTF_16LE, UTF_32BE, UTF_16BE};
@@ -268,7 +283,8 @@ LoadedModel randomTable(Generator& g) {
     for (int r = 0; r < rows; ++r) {
         QStringList cells;
         for (int c = 0; c < cols; ++c) {
-            QString text = g.text().replace(QLatin1Char('\n'), QLatin1Char(' ')).replace(QLatin1Char('"'), QString());
+            QString text =
+                g.text().replace(QLatin1Char('\n'), QLatin1Char(' ')).replace(QLatin1Char('"'), QString());
             cells << text;
         }
         lines << cells.join(QLatin1Char(','));
@@ -359,11 +375,13 @@ void TestUndoCommands::randomSequenceUndoesAndRedoes() {
 
         stack.setIndex(0);
         const Snapshot undone = snapshot(*model);
-        QVERIFY2(undone == before, qPrintable(QStringLiteral("seed %1 undo: %2").arg(seed).arg(difference(undone, before))));
+        QVERIFY2(undone == before,
+                 qPrintable(QStringLiteral("seed %1 undo: %2").arg(seed).arg(difference(undone, before))));
 
         stack.setIndex(stack.count());
         const Snapshot redone = snapshot(*model);
-        QVERIFY2(redone == after, qPrintable(QStringLiteral("seed %1 redo: %2").arg(seed).arg(difference(redone, after))));
+        QVERIFY2(redone == after,
+                 qPrintable(QStringLiteral("seed %1 redo: %2").arg(seed).arg(difference(redone, after))));
     }
 }
 
@@ -407,8 +425,10 @@ void TestUndoCommands::cellMoveSlidesPastNeighbours_data() {
     QTest::newRow("one up") << QList<int>{2} << -1 << -1 << QStringList{"0", "2", "1", "3", "4", "5", "6"};
     QTest::newRow("one down") << QList<int>{2} << 1 << 1 << QStringList{"0", "1", "3", "2", "4", "5", "6"};
     // Limited by the top of the block only: rows 3 and 5 by 2 move fully, the gap keeps its order.
-    QTest::newRow("gap up by two") << QList<int>{3, 5} << -2 << -2 << QStringList{"0", "3", "1", "5", "2", "4", "6"};
-    QTest::newRow("limited by top") << QList<int>{1, 3} << -2 << -1 << QStringList{"1", "0", "3", "2", "4", "5", "6"};
+    QTest::newRow("gap up by two") << QList<int>{3, 5} << -2 << -2
+                                   << QStringList{"0", "3", "1", "5", "2", "4", "6"};
+    QTest::newRow("limited by top") << QList<int>{1, 3} << -2 << -1
+                                    << QStringList{"1", "0", "3", "2", "4", "5", "6"};
     QTest::newRow("gap down") << QList<int>{1, 3} << 2 << 2 << QStringList{"0", "2", "4", "1", "5", "3", "6"};
 }
 
@@ -515,10 +535,18 @@ void TestUndoCommands::lineCommandsForward() {
     QUndoStack stack;
     TableUndoCommand* command = nullptr;
     switch (kind) {
-    case 0: command = new InsertRowsCommand(&*model, lines, count, flag); break;
-    case 1: command = new RemoveRowsCommand(&*model, lines); break;
-    case 2: command = new DuplicateRowsCommand(&*model, lines, count, flag); break;
-    default: command = new MoveRowsRelativeCommand(&*model, lines, count); break;
+    case 0:
+        command = new InsertRowsCommand(&*model, lines, count, flag);
+        break;
+    case 1:
+        command = new RemoveRowsCommand(&*model, lines);
+        break;
+    case 2:
+        command = new DuplicateRowsCommand(&*model, lines, count, flag);
+        break;
+    default:
+        command = new MoveRowsRelativeCommand(&*model, lines, count);
+        break;
     }
     QVERIFY(command->isValid);
     stack.push(command);

@@ -17,8 +17,7 @@ private slots:
     void uuidVersions();
 };
 
-void TestTextUtilities::modifyNumber_data()
-{
+void TestTextUtilities::modifyNumber_data() {
     QTest::addColumn<QString>("text");
     QTest::addColumn<qint64>("delta");
     QTest::addColumn<QString>("expected");
@@ -38,12 +37,12 @@ void TestTextUtilities::modifyNumber_data()
     QTest::newRow("large") << "9223372036854775806" << qint64(1) << "9223372036854775807";
     QTest::newRow("saturates") << "9223372036854775807" << qint64(1) << "9223372036854775807";
     QTest::newRow("huge digits") << "99999999999999999999999" << qint64(-1) << "9223372036854775806";
-    QTest::newRow("unicode letter before minus") << QString::fromUtf8("é-5") << qint64(1) << QString::fromUtf8("é-6");
+    QTest::newRow("unicode letter before minus")
+        << QString::fromUtf8("é-5") << qint64(1) << QString::fromUtf8("é-6");
     QTest::newRow("digit before minus is a sign") << "5-5" << qint64(1) << "6-5";
 }
 
-void TestTextUtilities::modifyNumber()
-{
+void TestTextUtilities::modifyNumber() {
     QFETCH(QString, text);
     QFETCH(qint64, delta);
     QFETCH(QString, expected);
@@ -51,16 +50,14 @@ void TestTextUtilities::modifyNumber()
 }
 
 // The drag gives cell k of the span the anchor text changed by k * step.
-void TestTextUtilities::countingSeries()
-{
+void TestTextUtilities::countingSeries() {
     QStringList got;
     for (int k = 1; k <= 3; ++k)
         got << Utilities::modifyNumberInString(QStringLiteral("007"), k);
     QCOMPARE(got, QStringList({"008", "009", "010"}));
 }
 
-void TestTextUtilities::uuidDetection_data()
-{
+void TestTextUtilities::uuidDetection_data() {
     QTest::addColumn<QString>("text");
     QTest::addColumn<bool>("expected");
     QTest::newRow("plain") << "123e4567-e89b-12d3-a456-426614174000" << true;
@@ -70,32 +67,31 @@ void TestTextUtilities::uuidDetection_data()
     QTest::newRow("empty") << "" << false;
 }
 
-void TestTextUtilities::uuidDetection()
-{
+void TestTextUtilities::uuidDetection() {
     QFETCH(QString, text);
     QFETCH(bool, expected);
     QCOMPARE(Utilities::containsUuid(text), expected);
 }
 
-void TestTextUtilities::uuidReplacement_data()
-{
+void TestTextUtilities::uuidReplacement_data() {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("pattern"); // what the result must match whole
     const QString lower = QStringLiteral("[0-9a-f]{8}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{12}");
     const QString upper = QStringLiteral("[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}");
     QTest::newRow("lower") << "123e4567-e89b-12d3-a456-426614174000" << lower;
-    QTest::newRow("braces kept") << "{123e4567-e89b-12d3-a456-426614174000}" << "\\{" + lower + "\\}";
+    QTest::newRow("braces kept") << "{123e4567-e89b-12d3-a456-426614174000}"
+                                 << "\\{" + lower + "\\}";
     QTest::newRow("upper kept") << "123E4567-E89B-12D3-A456-426614174000" << upper;
     QTest::newRow("digits only is lower") << "12345678-1234-1234-1234-123456789012" << lower;
     QTest::newRow("mixed case is lower") << "123E4567-e89b-12d3-a456-426614174000" << lower;
     QTest::newRow("text around, first only")
         << "a 123e4567-e89b-12d3-a456-426614174000 b 00000000-0000-0000-0000-000000000000"
         << "a " + lower + " b 00000000-0000-0000-0000-000000000000";
-    QTest::newRow("no uuid") << "abc" << "abc";
+    QTest::newRow("no uuid") << "abc"
+                             << "abc";
 }
 
-void TestTextUtilities::uuidReplacement()
-{
+void TestTextUtilities::uuidReplacement() {
     QFETCH(QString, text);
     QFETCH(QString, pattern);
     const QString result = Utilities::replaceUuidInString(text, UuidV4);
@@ -105,8 +101,7 @@ void TestTextUtilities::uuidReplacement()
         QVERIFY(result != text);
 }
 
-void TestTextUtilities::uuidVersions()
-{
+void TestTextUtilities::uuidVersions() {
     const QString v4 = Utilities::createUuid(UuidV4);
     const QString v7a = Utilities::createUuid(UuidV7);
     const QString v7b = Utilities::createUuid(UuidV7);

@@ -40,8 +40,7 @@ private:
     bool answer = true; // tables made for these tests skip the fits of large files
 };
 
-void TestTableViewScroll::initTestCase()
-{
+void TestTableViewScroll::initTestCase() {
     QStandardPaths::setTestModeEnabled(true);
     TableView::autoFitWarningHook = [this](const QString& text, bool&) {
         ++asked;
@@ -50,8 +49,7 @@ void TestTableViewScroll::initTestCase()
     };
 }
 
-void TestTableViewScroll::pageWithoutSnap()
-{
+void TestTableViewScroll::pageWithoutSnap() {
     ShownTable t = makeTable({}, 600, 400, 500, 3);
     t.view->setSnapToRow(false);
     const int vh = t.view->viewport()->height();
@@ -61,8 +59,7 @@ void TestTableViewScroll::pageWithoutSnap()
     QCOMPARE(t.view->verticalScrollBar()->value(), 0);
 }
 
-void TestTableViewScroll::stepsWithSnap_data()
-{
+void TestTableViewScroll::stepsWithSnap_data() {
     QTest::addColumn<bool>("frozen");
     QTest::addColumn<bool>("page");
     QTest::addColumn<int>("times");
@@ -72,8 +69,7 @@ void TestTableViewScroll::stepsWithSnap_data()
     QTest::newRow("page, not frozen") << false << true << 1;
 }
 
-void TestTableViewScroll::stepsWithSnap()
-{
+void TestTableViewScroll::stepsWithSnap() {
     QFETCH(bool, frozen);
     QFETCH(bool, page);
     QFETCH(int, times);
@@ -104,8 +100,7 @@ void TestTableViewScroll::stepsWithSnap()
     QCOMPARE(t.view->rowAt(fh + 2), top - 1);
 }
 
-void TestTableViewScroll::snapAfterTouchPad()
-{
+void TestTableViewScroll::snapAfterTouchPad() {
     ShownTable t = makeTable({}, 600, 400, 500, 3);
     const int rowH = t.view->rowHeight(5);
     QWheelEvent event(QPointF(50, 50), t.view->mapToGlobal(QPointF(50, 50)), QPoint(0, -(3 * rowH + 7)),
@@ -120,12 +115,11 @@ void TestTableViewScroll::snapAfterTouchPad()
              t.view->verticalHeader()->sectionPosition(t.view->rowAt(fh + 2)));
 }
 
-void TestTableViewScroll::wheelSteps()
-{
+void TestTableViewScroll::wheelSteps() {
     ShownTable t = makeTable({}, 600, 400, 500, 30);
     auto wheel = [&](QPoint angle, Qt::KeyboardModifiers mods) {
-        QWheelEvent event(QPointF(50, 50), t.view->mapToGlobal(QPointF(50, 50)), QPoint(), angle, Qt::NoButton, mods,
-                          Qt::NoScrollPhase, false);
+        QWheelEvent event(QPointF(50, 50), t.view->mapToGlobal(QPointF(50, 50)), QPoint(), angle,
+                          Qt::NoButton, mods, Qt::NoScrollPhase, false);
         QApplication::sendEvent(t.view->viewport(), &event);
     };
     wheel(QPoint(0, -120), Qt::NoModifier);
@@ -141,8 +135,7 @@ void TestTableViewScroll::wheelSteps()
     QVERIFY(t.view->horizontalScrollBar()->value() > 0);
 }
 
-void TestTableViewScroll::scrollToCellRanges_data()
-{
+void TestTableViewScroll::scrollToCellRanges_data() {
     QTest::addColumn<int>("startRow"); // row at the top before
     QTest::addColumn<int>("row");
     QTest::addColumn<bool>("nearest");
@@ -156,8 +149,7 @@ void TestTableViewScroll::scrollToCellRanges_data()
     QTest::newRow("past the end clamps") << 0 << 5000 << true << "end";
 }
 
-void TestTableViewScroll::scrollToCellRanges()
-{
+void TestTableViewScroll::scrollToCellRanges() {
     QFETCH(int, startRow);
     QFETCH(int, row);
     QFETCH(bool, nearest);
@@ -188,8 +180,7 @@ void TestTableViewScroll::scrollToCellRanges()
     QVERIFY(t.view->rowViewportPosition(r) + header->sectionSize(r) <= vh);
 }
 
-void TestTableViewScroll::autoFitSamplingRows_data()
-{
+void TestTableViewScroll::autoFitSamplingRows_data() {
     QTest::addColumn<int>("rows");
     QTest::addColumn<int>("divisor");
     QTest::addColumn<int>("reads"); // cell reads of one column, header row included
@@ -200,8 +191,7 @@ void TestTableViewScroll::autoFitSamplingRows_data()
     QTest::newRow("2000 rows, step 4") << 2000 << 500 << 100 + 475;
 }
 
-void TestTableViewScroll::autoFitSamplingRows()
-{
+void TestTableViewScroll::autoFitSamplingRows() {
     QFETCH(int, rows);
     QFETCH(int, divisor);
     QFETCH(int, reads);
@@ -214,8 +204,7 @@ void TestTableViewScroll::autoFitSamplingRows()
     QVERIFY(width > 10);
 }
 
-void TestTableViewScroll::autoFitSamplingCols_data()
-{
+void TestTableViewScroll::autoFitSamplingCols_data() {
     QTest::addColumn<int>("cols");
     QTest::addColumn<int>("divisor");
     QTest::addColumn<int>("reads");
@@ -225,8 +214,7 @@ void TestTableViewScroll::autoFitSamplingCols_data()
     QTest::newRow("300 columns, step 3") << 300 << 100 << 100 + 67;
 }
 
-void TestTableViewScroll::autoFitSamplingCols()
-{
+void TestTableViewScroll::autoFitSamplingCols() {
     QFETCH(int, cols);
     QFETCH(int, divisor);
     QFETCH(int, reads);
@@ -237,11 +225,11 @@ void TestTableViewScroll::autoFitSamplingCols()
     QVERIFY(height > 0);
 }
 
-void TestTableViewScroll::autoFitLimits()
-{
+void TestTableViewScroll::autoFitLimits() {
     // A wide cell, a tall cell (quoted line breaks) and an empty third column.
-    const QStringList lines{"h1,h2,", QStringLiteral("%1,x,").arg(QString(400, QLatin1Char('w'))),
-                            QStringLiteral("\"%1\",y,").arg(QStringList(40, QStringLiteral("line")).join(QLatin1Char('\n')))};
+    const QStringList lines{
+        "h1,h2,", QStringLiteral("%1,x,").arg(QString(400, QLatin1Char('w'))),
+        QStringLiteral("\"%1\",y,").arg(QStringList(40, QStringLiteral("line")).join(QLatin1Char('\n')))};
     ShownTable t = makeTable(lines);
     bool allEmpty = false;
     QCOMPARE(t.view->estimateMaxWidthForColumnMainTable(0, 1000, 300, 10, allEmpty), 300);
@@ -258,8 +246,7 @@ void TestTableViewScroll::autoFitLimits()
 }
 
 // Digits are wider than the average character: a long number found by sampling still fits.
-void TestTableViewScroll::autoFitFitsSampledDigits()
-{
+void TestTableViewScroll::autoFitFitsSampledDigits() {
     // Pick a length at which one more digit, counted in average characters, looks narrower
     // than the numbers already measured.
     const QFont font = makeTable({QStringLiteral("1")}).model->getFont();
@@ -276,24 +263,25 @@ void TestTableViewScroll::autoFitFitsSampledDigits()
     QVERIFY(t.view->columnWidth(0) >= metrics.horizontalAdvance(longer) + 2 * TableDelegate::textInset);
 }
 
-void TestTableViewScroll::autoFitWarning_data()
-{
+void TestTableViewScroll::autoFitWarning_data() {
     QTest::addColumn<int>("rows");
     QTest::addColumn<int>("cols");
     QTest::addColumn<bool>("fitRows");
     QTest::addColumn<bool>("fitCols");
     QTest::addColumn<QString>("start"); // start of the text, empty for no question
     QTest::newRow("10,000 rows") << 10000 << 1 << true << true << "";
-    QTest::newRow("10,001 rows") << 10001 << 1 << true << true << "This file has a lot of rows (10001).\nAuto-Fit Row Height is enabled";
+    QTest::newRow("10,001 rows") << 10001 << 1 << true << true
+                                 << "This file has a lot of rows (10001).\nAuto-Fit Row Height is enabled";
     QTest::newRow("10,001 rows, no row fit") << 10001 << 1 << false << true << "";
-    QTest::newRow("10,001 columns") << 1 << 10001 << false << true
-                                    << "This file has a lot of columns (10001).\nAuto-Fit Column Width is enabled";
-    QTest::newRow("both") << 10001 << 10001 << true << true
-                          << "This file has a lot of rows (10001) and columns (10001).\nAuto-Fit Row Height and";
+    QTest::newRow("10,001 columns")
+        << 1 << 10001 << false << true
+        << "This file has a lot of columns (10001).\nAuto-Fit Column Width is enabled";
+    QTest::newRow("both")
+        << 10001 << 10001 << true << true
+        << "This file has a lot of rows (10001) and columns (10001).\nAuto-Fit Row Height and";
 }
 
-void TestTableViewScroll::autoFitWarning()
-{
+void TestTableViewScroll::autoFitWarning() {
     QFETCH(int, rows);
     QFETCH(int, cols);
     QFETCH(bool, fitRows);
@@ -325,8 +313,7 @@ void TestTableViewScroll::autoFitWarning()
     QVERIFY(!view.getAutoFitColWidth() || cols < TableView::autoFitWarningThreshold);
 }
 
-void TestTableViewScroll::paintAsksOnlyVisibleCells()
-{
+void TestTableViewScroll::paintAsksOnlyVisibleCells() {
     QElapsedTimer timer;
     timer.start();
     ShownTable t = makeTable({}, 800, 600, 1000000, 3);
@@ -346,8 +333,10 @@ void TestTableViewScroll::paintAsksOnlyVisibleCells()
             lastCol = t.model->columnCount() - 1;
         const qint64 visible = qint64(lastRow - firstRow + 1) * (lastCol + 1);
         QVERIFY(t.model->displayCalls > 0);
-        QVERIFY2(t.model->displayCalls <= 3 * visible,
-                 qPrintable(QStringLiteral("%1 reads for %2 visible cells").arg(t.model->displayCalls).arg(visible)));
+        QVERIFY2(
+            t.model->displayCalls <= 3 * visible,
+            qPrintable(
+                QStringLiteral("%1 reads for %2 visible cells").arg(t.model->displayCalls).arg(visible)));
     }
     // The last rows can be scrolled to and read.
     t.view->scrollToCell(999999, 0, false, true);

@@ -12,19 +12,26 @@ using namespace ViewFixture;
 
 namespace {
 
-QString describe(const RangeVector& ranges)
-{
+QString describe(const RangeVector& ranges) {
     QStringList out;
     for (const Range& r : ranges) {
         QString s;
         switch (r.type) {
-        case RangeType::Cell: s = QStringLiteral("C%1,%2").arg(r.row).arg(r.col); break;
-        case RangeType::Row: s = QStringLiteral("R%1").arg(r.row); break;
-        case RangeType::Col: s = QStringLiteral("K%1").arg(r.col); break;
+        case RangeType::Cell:
+            s = QStringLiteral("C%1,%2").arg(r.row).arg(r.col);
+            break;
+        case RangeType::Row:
+            s = QStringLiteral("R%1").arg(r.row);
+            break;
+        case RangeType::Col:
+            s = QStringLiteral("K%1").arg(r.col);
+            break;
         case RangeType::Table:
             s = QStringLiteral("T%1,%2-%3,%4").arg(r.row).arg(r.col).arg(r.endRow).arg(r.endCol);
             break;
-        case RangeType::Invalid: s = QStringLiteral("I"); break;
+        case RangeType::Invalid:
+            s = QStringLiteral("I");
+            break;
         }
         out << s;
     }
@@ -32,8 +39,7 @@ QString describe(const RangeVector& ranges)
 }
 
 // 30 rows by 6 columns; column 0 has a gap at rows 10-14 for block moves.
-QStringList grid()
-{
+QStringList grid() {
     QStringList lines;
     for (int r = 0; r < 30; ++r) {
         QStringList cells;
@@ -83,42 +89,50 @@ private slots:
     void loadProgress();
 };
 
-void TestTableViewSelection::initTestCase()
-{
+void TestTableViewSelection::initTestCase() {
     QStandardPaths::setTestModeEnabled(true);
     TableView::autoFitWarningHook = [](const QString&, bool&) { return false; };
 }
 
-void TestTableViewSelection::keySequences_data()
-{
-    QTest::addColumn<QPoint>("start"); // (col, row) of the first click
+void TestTableViewSelection::keySequences_data() {
+    QTest::addColumn<QPoint>("start");    // (col, row) of the first click
     QTest::addColumn<QList<int>>("keys"); // key, modifiers pairs
     QTest::addColumn<QString>("main");
     QTest::addColumn<QString>("selection");
     const int shift = int(Qt::ShiftModifier);
     const int ctrl = int(Qt::ControlModifier);
     const int none = 0;
-    QTest::newRow("arrows") << QPoint(1, 2) << QList<int>{Qt::Key_Down, none, Qt::Key_Down, none, Qt::Key_Right, none}
-                            << "4,2" << "C4,2";
-    QTest::newRow("stop at top-left") << QPoint(0, 0) << QList<int>{Qt::Key_Up, none, Qt::Key_Left, none}
-                                      << "0,0" << "C0,0";
-    QTest::newRow("shift extends") << QPoint(1, 1)
-                                   << QList<int>{Qt::Key_Down, shift, Qt::Key_Down, shift, Qt::Key_Right, shift}
-                                   << "1,1" << "C1,1 C1,2 C2,1 C2,2 C3,1 C3,2";
-    QTest::newRow("shift back takes it back") << QPoint(1, 1)
-                                              << QList<int>{Qt::Key_Down, shift, Qt::Key_Up, shift}
-                                              << "1,1" << "C1,1";
-    QTest::newRow("block to edge of run") << QPoint(0, 2) << QList<int>{Qt::Key_Down, ctrl} << "9,0" << "C9,0";
-    QTest::newRow("block over gap") << QPoint(0, 9) << QList<int>{Qt::Key_Down, ctrl} << "15,0" << "C15,0";
-    QTest::newRow("block right") << QPoint(0, 3) << QList<int>{Qt::Key_Right, ctrl} << "3,5" << "C3,5";
-    QTest::newRow("ctrl home") << QPoint(3, 7) << QList<int>{Qt::Key_Home, ctrl} << "0,0" << "C0,0";
-    QTest::newRow("ctrl end") << QPoint(1, 1) << QList<int>{Qt::Key_End, ctrl} << "29,5" << "C29,5";
-    QTest::newRow("home") << QPoint(3, 7) << QList<int>{Qt::Key_Home, none} << "7,0" << "C7,0";
-    QTest::newRow("end") << QPoint(1, 7) << QList<int>{Qt::Key_End, none} << "7,5" << "C7,5";
+    QTest::newRow("arrows") << QPoint(1, 2)
+                            << QList<int>{Qt::Key_Down, none, Qt::Key_Down, none, Qt::Key_Right, none}
+                            << "4,2"
+                            << "C4,2";
+    QTest::newRow("stop at top-left")
+        << QPoint(0, 0) << QList<int>{Qt::Key_Up, none, Qt::Key_Left, none} << "0,0"
+        << "C0,0";
+    QTest::newRow("shift extends") << QPoint(1, 1) << QList<int>{Qt::Key_Down, shift,         Qt::Key_Down,
+                                                                 shift,        Qt::Key_Right, shift}
+                                   << "1,1"
+                                   << "C1,1 C1,2 C2,1 C2,2 C3,1 C3,2";
+    QTest::newRow("shift back takes it back")
+        << QPoint(1, 1) << QList<int>{Qt::Key_Down, shift, Qt::Key_Up, shift} << "1,1"
+        << "C1,1";
+    QTest::newRow("block to edge of run") << QPoint(0, 2) << QList<int>{Qt::Key_Down, ctrl} << "9,0"
+                                          << "C9,0";
+    QTest::newRow("block over gap") << QPoint(0, 9) << QList<int>{Qt::Key_Down, ctrl} << "15,0"
+                                    << "C15,0";
+    QTest::newRow("block right") << QPoint(0, 3) << QList<int>{Qt::Key_Right, ctrl} << "3,5"
+                                 << "C3,5";
+    QTest::newRow("ctrl home") << QPoint(3, 7) << QList<int>{Qt::Key_Home, ctrl} << "0,0"
+                               << "C0,0";
+    QTest::newRow("ctrl end") << QPoint(1, 1) << QList<int>{Qt::Key_End, ctrl} << "29,5"
+                              << "C29,5";
+    QTest::newRow("home") << QPoint(3, 7) << QList<int>{Qt::Key_Home, none} << "7,0"
+                          << "C7,0";
+    QTest::newRow("end") << QPoint(1, 7) << QList<int>{Qt::Key_End, none} << "7,5"
+                         << "C7,5";
 }
 
-void TestTableViewSelection::keySequences()
-{
+void TestTableViewSelection::keySequences() {
     QFETCH(QPoint, start);
     QFETCH(QList<int>, keys);
     QFETCH(QString, main);
@@ -133,8 +147,7 @@ void TestTableViewSelection::keySequences()
     QCOMPARE(describe(cells), selection);
 }
 
-void TestTableViewSelection::enterResetsColumn()
-{
+void TestTableViewSelection::enterResetsColumn() {
     ShownTable t = makeTable(grid());
     click(t.view.get(), 2, 1);
     QTest::keyClick(t.view.get(), Qt::Key_Right);
@@ -145,8 +158,7 @@ void TestTableViewSelection::enterResetsColumn()
     QCOMPARE(mainCell(*t.model), QStringLiteral("4,3"));
 }
 
-void TestTableViewSelection::printableKeyStartsEditing()
-{
+void TestTableViewSelection::printableKeyStartsEditing() {
     ShownTable t = makeTable(grid());
     click(t.view.get(), 1, 1);
     int starts = 0;
@@ -161,24 +173,27 @@ void TestTableViewSelection::printableKeyStartsEditing()
     QCOMPARE(starts, 1);
 }
 
-void TestTableViewSelection::mouseClicks_data()
-{
+void TestTableViewSelection::mouseClicks_data() {
     QTest::addColumn<QList<int>>("clicks"); // row, col, modifiers triples
     QTest::addColumn<QString>("main");
     QTest::addColumn<QString>("selection");
     const int ctrl = int(Qt::ControlModifier);
     const int shift = int(Qt::ShiftModifier);
-    QTest::newRow("click") << QList<int>{3, 2, 0} << "3,2" << "C3,2";
-    QTest::newRow("click replaces") << QList<int>{3, 2, 0, 5, 1, 0} << "5,1" << "C5,1";
-    QTest::newRow("command adds") << QList<int>{3, 2, 0, 5, 1, ctrl} << "5,1" << "C3,2 C5,1";
-    QTest::newRow("command toggles off") << QList<int>{3, 2, 0, 5, 1, ctrl, 5, 1, ctrl} << "3,2" << "C3,2";
+    QTest::newRow("click") << QList<int>{3, 2, 0} << "3,2"
+                           << "C3,2";
+    QTest::newRow("click replaces") << QList<int>{3, 2, 0, 5, 1, 0} << "5,1"
+                                    << "C5,1";
+    QTest::newRow("command adds") << QList<int>{3, 2, 0, 5, 1, ctrl} << "5,1"
+                                  << "C3,2 C5,1";
+    QTest::newRow("command toggles off") << QList<int>{3, 2, 0, 5, 1, ctrl, 5, 1, ctrl} << "3,2"
+                                         << "C3,2";
     QTest::newRow("shift extends from main") << QList<int>{2, 1, 0, 3, 3, shift} << "2,1"
                                              << "C2,1 C2,2 C2,3 C3,1 C3,2 C3,3";
-    QTest::newRow("shift upward") << QList<int>{4, 2, 0, 3, 1, shift} << "4,2" << "C3,1 C3,2 C4,1 C4,2";
+    QTest::newRow("shift upward") << QList<int>{4, 2, 0, 3, 1, shift} << "4,2"
+                                  << "C3,1 C3,2 C4,1 C4,2";
 }
 
-void TestTableViewSelection::mouseClicks()
-{
+void TestTableViewSelection::mouseClicks() {
     QFETCH(QList<int>, clicks);
     QFETCH(QString, main);
     QFETCH(QString, selection);
@@ -191,8 +206,7 @@ void TestTableViewSelection::mouseClicks()
     QCOMPARE(describe(cells), selection);
 }
 
-void TestTableViewSelection::dragSelectsRectangle()
-{
+void TestTableViewSelection::dragSelectsRectangle() {
     ShownTable t = makeTable(grid());
     QWidget* vp = t.view->viewport();
     mouse(vp, QEvent::MouseButtonPress, cellCenter(t.view.get(), 4, 3), Qt::LeftButton, Qt::LeftButton);
@@ -207,8 +221,7 @@ void TestTableViewSelection::dragSelectsRectangle()
     QCOMPARE(t.model->getPendingCornerStart().row, -1);
 }
 
-void TestTableViewSelection::cellAtPosClamps_data()
-{
+void TestTableViewSelection::cellAtPosClamps_data() {
     QTest::addColumn<QPoint>("pos");
     QTest::addColumn<QString>("cell");
     // Rows are 24 px and columns at least 40: row 0 spans y 0-23.
@@ -217,8 +230,7 @@ void TestTableViewSelection::cellAtPosClamps_data()
     QTest::newRow("left") << QPoint(-10, 5) << "0,0";
 }
 
-void TestTableViewSelection::cellAtPosClamps()
-{
+void TestTableViewSelection::cellAtPosClamps() {
     QFETCH(QPoint, pos);
     QFETCH(QString, cell);
     ShownTable t = makeTable(grid());
@@ -237,8 +249,7 @@ void TestTableViewSelection::cellAtPosClamps()
     QCOMPARE(t.view->cellAtPos(5, -3).row, t.view->rowAt(0) - 1);
 }
 
-void TestTableViewSelection::frozenViewsShareTheSelection()
-{
+void TestTableViewSelection::frozenViewsShareTheSelection() {
     ShownTable t = makeTable(grid());
     FrozenTableView* rows = t.view->frozenView(1);
     QVERIFY(rows->isVisible());
@@ -251,16 +262,16 @@ void TestTableViewSelection::frozenViewsShareTheSelection()
     // A drag that starts in the frozen rows and leaves them downward clamps to the next row.
     QWidget* vp = rows->viewport();
     mouse(vp, QEvent::MouseButtonPress, cellCenter(rows, 0, 1), Qt::LeftButton, Qt::LeftButton);
-    mouse(vp, QEvent::MouseMove, QPoint(cellCenter(rows, 0, 3).x(), vp->height() + 5), Qt::NoButton, Qt::LeftButton);
-    mouse(vp, QEvent::MouseButtonRelease, QPoint(cellCenter(rows, 0, 3).x(), vp->height() + 5), Qt::LeftButton,
-          Qt::NoButton);
+    mouse(vp, QEvent::MouseMove, QPoint(cellCenter(rows, 0, 3).x(), vp->height() + 5), Qt::NoButton,
+          Qt::LeftButton);
+    mouse(vp, QEvent::MouseButtonRelease, QPoint(cellCenter(rows, 0, 3).x(), vp->height() + 5),
+          Qt::LeftButton, Qt::NoButton);
     // Past the bottom edge: the row after the one at the edge.
     const int below = rows->rowAt(vp->height()) + 1;
     QCOMPARE(describe(t.model->getSelection()), QStringLiteral("T0,1-%1,3").arg(below));
 }
 
-void TestTableViewSelection::frozenCornerFollowsBothFreezes()
-{
+void TestTableViewSelection::frozenCornerFollowsBothFreezes() {
     ShownTable t = makeTable(grid());
     t.view->setNumberOfHeaderColumns(1, false);
     t.view->setFreezeHeaderColumns(true, false);
@@ -278,8 +289,7 @@ void TestTableViewSelection::frozenCornerFollowsBothFreezes()
     QVERIFY(!t.view->frozenView(1)->isVisible());
 }
 
-void TestTableViewSelection::frozenRowsFollowHorizontalScroll()
-{
+void TestTableViewSelection::frozenRowsFollowHorizontalScroll() {
     ShownTable t = makeTable(grid(), 200, 200);
     // Auto-fit widths reach the frozen rows, column by column.
     for (int c = 0; c < t.model->columnCount(); ++c)
@@ -294,8 +304,7 @@ void TestTableViewSelection::frozenRowsFollowHorizontalScroll()
     QCOMPARE(t.view->frozenView(1)->height(), 41);
 }
 
-void TestTableViewSelection::labelClicksSelectLines()
-{
+void TestTableViewSelection::labelClicksSelectLines() {
     ShownTable t = makeTable(grid());
     t.view->onVerticalSectionClicked(3);
     QCOMPARE(describe(t.model->getSelection()), QStringLiteral("R3"));
@@ -310,8 +319,7 @@ void TestTableViewSelection::labelClicksSelectLines()
     QCOMPARE(describe(t.model->getSelection()), QStringLiteral("K1 K2 K3"));
 }
 
-void TestTableViewSelection::arrayDragMovesRows()
-{
+void TestTableViewSelection::arrayDragMovesRows() {
     ShownTable t = makeTable(grid());
     t.view->onVerticalSectionClicked(3);
     t.view->onVerticalSectionEntered(4);
@@ -335,8 +343,7 @@ void TestTableViewSelection::arrayDragMovesRows()
     QCOMPARE(describe(t.model->getSelection()), QStringLiteral("R6 R7"));
 }
 
-void TestTableViewSelection::arrayDragRefusesFrozenHeader()
-{
+void TestTableViewSelection::arrayDragRefusesFrozenHeader() {
     ShownTable t = makeTable(grid());
     t.view->onVerticalSectionClicked(0);
     t.view->onVerticalSectionReleased(0);
@@ -347,26 +354,46 @@ void TestTableViewSelection::arrayDragRefusesFrozenHeader()
     QCOMPARE(Fixture::text(*t.model, 0, 0), QStringLiteral("v0_0"));
 }
 
-void TestTableViewSelection::middleButtonDrag_data()
-{
+void TestTableViewSelection::middleButtonDrag_data() {
     QTest::addColumn<QString>("anchor");
     QTest::addColumn<QString>("keys");
     QTest::addColumn<QString>("expected"); // the three cells under the anchor
-    QTest::newRow("copy without step") << "007" << "" << "007|007|007";
-    QTest::newRow("plus") << "007" << "+" << "008|009|010";
-    QTest::newRow("minus") << "INV-1001" << "-" << "INV-1000|INV-999|INV-998";
-    QTest::newRow("negative up") << "-1" << "+" << "0|1|2";
-    QTest::newRow("digit") << "5" << "3" << "8|11|14";
-    QTest::newRow("zero is ten") << "1" << "0" << "11|21|31";
-    QTest::newRow("sign and digit") << "100" << "-2" << "98|96|94";
-    QTest::newRow("equals is plus") << "a1" << "=" << "a2|a3|a4";
-    QTest::newRow("two digits is copy") << "1" << "23" << "1|1|1";
-    QTest::newRow("escape copies") << "1" << "+\x1b" << "1|1|1";
-    QTest::newRow("other text ignored") << "1" << "+x" << "2|3|4";
+    QTest::newRow("copy without step") << "007"
+                                       << ""
+                                       << "007|007|007";
+    QTest::newRow("plus") << "007"
+                          << "+"
+                          << "008|009|010";
+    QTest::newRow("minus") << "INV-1001"
+                           << "-"
+                           << "INV-1000|INV-999|INV-998";
+    QTest::newRow("negative up") << "-1"
+                                 << "+"
+                                 << "0|1|2";
+    QTest::newRow("digit") << "5"
+                           << "3"
+                           << "8|11|14";
+    QTest::newRow("zero is ten") << "1"
+                                 << "0"
+                                 << "11|21|31";
+    QTest::newRow("sign and digit") << "100"
+                                    << "-2"
+                                    << "98|96|94";
+    QTest::newRow("equals is plus") << "a1"
+                                    << "="
+                                    << "a2|a3|a4";
+    QTest::newRow("two digits is copy") << "1"
+                                        << "23"
+                                        << "1|1|1";
+    QTest::newRow("escape copies") << "1"
+                                   << "+\x1b"
+                                   << "1|1|1";
+    QTest::newRow("other text ignored") << "1"
+                                        << "+x"
+                                        << "2|3|4";
 }
 
-void TestTableViewSelection::middleButtonDrag()
-{
+void TestTableViewSelection::middleButtonDrag() {
     QFETCH(QString, anchor);
     QFETCH(QString, keys);
     QFETCH(QString, expected);
@@ -392,8 +419,7 @@ void TestTableViewSelection::middleButtonDrag()
     QCOMPARE(committed.front().front().oldValue.toString(), QStringLiteral("v3_1"));
 }
 
-void TestTableViewSelection::middleButtonUuid()
-{
+void TestTableViewSelection::middleButtonUuid() {
     ShownTable t = makeTable(grid());
     const QString upperBraced = QStringLiteral("{123E4567-E89B-12D3-A456-426614174000}");
     t.model->setData(t.model->index(1, 2), upperBraced);
@@ -404,14 +430,14 @@ void TestTableViewSelection::middleButtonUuid()
     const QString a = Fixture::text(*t.model, 1, 3, Qt::EditRole);
     const QString b = Fixture::text(*t.model, 1, 4, Qt::EditRole);
     mouse(vp, QEvent::MouseButtonRelease, cellCenter(t.view.get(), 1, 4), Qt::MiddleButton, Qt::NoButton);
-    const QRegularExpression form(QStringLiteral("^\\{[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}\\}$"));
+    const QRegularExpression form(
+        QStringLiteral("^\\{[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}\\}$"));
     QVERIFY2(form.match(a).hasMatch(), qPrintable(a));
     QVERIFY2(form.match(b).hasMatch(), qPrintable(b));
     QVERIFY(a != b && a != upperBraced);
 }
 
-void TestTableViewSelection::middleButtonSameKeyRestores()
-{
+void TestTableViewSelection::middleButtonSameKeyRestores() {
     ShownTable t = makeTable(grid());
     t.model->setData(t.model->index(2, 1), QStringLiteral("7"));
     QWidget* vp = t.view->viewport();
@@ -426,8 +452,7 @@ void TestTableViewSelection::middleButtonSameKeyRestores()
     mouse(vp, QEvent::MouseButtonRelease, cellCenter(t.view.get(), 4, 1), Qt::MiddleButton, Qt::NoButton);
 }
 
-void TestTableViewSelection::middleButtonAxisAndShrink()
-{
+void TestTableViewSelection::middleButtonAxisAndShrink() {
     ShownTable t = makeTable(grid());
     t.model->setData(t.model->index(5, 1), QStringLiteral("x"));
     QWidget* vp = t.view->viewport();
@@ -443,8 +468,7 @@ void TestTableViewSelection::middleButtonAxisAndShrink()
     mouse(vp, QEvent::MouseButtonRelease, cellCenter(t.view.get(), 4, 4), Qt::MiddleButton, Qt::NoButton);
 }
 
-void TestTableViewSelection::readOnlySwitch()
-{
+void TestTableViewSelection::readOnlySwitch() {
     ShownTable t = makeTable(grid());
     t.view->setReadOnly(true, false);
     QVERIFY(t.view->getContext() & TableView::ContextReadOnly);
@@ -461,8 +485,7 @@ void TestTableViewSelection::readOnlySwitch()
     QVERIFY(t.model->setData(t.model->index(0, 0), QStringLiteral("z")));
 }
 
-void TestTableViewSelection::perTableSettings()
-{
+void TestTableViewSelection::perTableSettings() {
     ShownTable t = makeTable(grid());
     Settings settings;
     settings.setValue(HeaderRows, 2);
@@ -493,8 +516,7 @@ void TestTableViewSelection::perTableSettings()
     copy.clear();
 }
 
-void TestTableViewSelection::loadProgress()
-{
+void TestTableViewSelection::loadProgress() {
     ShownTable t = makeTable(grid());
     QSignalSpy progress(t.view.get(), &TableView::loadProgressSignal);
     t.view->onLoadStarted();

@@ -24,8 +24,7 @@ private slots:
     void operations();
 };
 
-void TestTableViewUndo::undoToSavedStateClearsModifiedMark()
-{
+void TestTableViewUndo::undoToSavedStateClearsModifiedMark() {
     ShownTable t = makeTable(Fixture::gridLines(4, 3));
     QSignalSpy spy(t.view.get(), &TableView::undoStackCleanChangedSignal);
     QVERIFY(t.view->insertRows({1}, 1, false));
@@ -41,8 +40,7 @@ void TestTableViewUndo::undoToSavedStateClearsModifiedMark()
     QCOMPARE(t.model->rowCountRaw(), 5);
 }
 
-void TestTableViewUndo::readOnlySwitchClearsStackAndRefusesCommands()
-{
+void TestTableViewUndo::readOnlySwitchClearsStackAndRefusesCommands() {
     ShownTable t = makeTable(Fixture::gridLines(3, 3));
     QVERIFY(t.view->duplicateRows(1, true, {0}));
     t.view->onTableSavedOrLoaded();
@@ -54,8 +52,7 @@ void TestTableViewUndo::readOnlySwitchClearsStackAndRefusesCommands()
     QCOMPARE(t.model->rowCountRaw(), 4);
 }
 
-void TestTableViewUndo::saveAfterEachEditWritesFileAndMarksClean()
-{
+void TestTableViewUndo::saveAfterEachEditWritesFileAndMarksClean() {
     ShownTable t = makeTable(QStringList{"a,b", "c,d"});
     t.model->setSaveAfterEachEdit(true);
     QSignalSpy spy(t.view.get(), &TableView::undoStackCleanChangedSignal);
@@ -77,8 +74,7 @@ void TestTableViewUndo::saveAfterEachEditWritesFileAndMarksClean()
     QCOMPARE(spy.last().at(0).toBool(), true);
 }
 
-void TestTableViewUndo::arrayDragIsOneUndoStep()
-{
+void TestTableViewUndo::arrayDragIsOneUndoStep() {
     ShownTable t = makeTable(QStringList{"0", "1", "2", "3", "4"});
     t.view->setFreezeHeaderRows(false, false);
     t.view->selectRow(1);
@@ -92,8 +88,7 @@ void TestTableViewUndo::arrayDragIsOneUndoStep()
         QCOMPARE(text(*t.model, r, 0), QString::number(r));
 }
 
-void TestTableViewUndo::middleButtonDragIsOneUndoStep()
-{
+void TestTableViewUndo::middleButtonDragIsOneUndoStep() {
     ShownTable t = makeTable(QStringList{"5", "x"});
     t.model->setNumBufferRows(4);
     // What a drag down from the anchor leaves: values written as it went, past the data too.
@@ -116,8 +111,7 @@ void TestTableViewUndo::middleButtonDragIsOneUndoStep()
     QCOMPARE(t.model->rowCountRaw(), 4);
 }
 
-void TestTableViewUndo::reloadDropsHistory()
-{
+void TestTableViewUndo::reloadDropsHistory() {
     ShownTable t = makeTable(QStringList{"a,b", "c,d"});
     QVERIFY(t.view->removeRows({0}));
     QSignalSpy spy(t.view.get(), &TableView::undoStackCleanChangedSignal);
@@ -131,8 +125,7 @@ void TestTableViewUndo::reloadDropsHistory()
     QCOMPARE(text(*t.model, 0, 0), QStringLiteral("a"));
 }
 
-void TestTableViewUndo::operations_data()
-{
+void TestTableViewUndo::operations_data() {
     QTest::addColumn<int>("operation");
     QTest::addColumn<int>("rawRows");
     QTest::addColumn<int>("rawCols");
@@ -147,8 +140,7 @@ void TestTableViewUndo::operations_data()
     QTest::newRow("move cols absolute") << 7 << 3 << 3 << "r0c1";
 }
 
-void TestTableViewUndo::operations()
-{
+void TestTableViewUndo::operations() {
     QFETCH(int, operation);
     QFETCH(int, rawRows);
     QFETCH(int, rawCols);
@@ -158,14 +150,30 @@ void TestTableViewUndo::operations()
     t.model->setSelection(start);
     bool pushed = false;
     switch (operation) {
-    case 0: pushed = t.view->insertCols({}, 1, true); break;
-    case 1: pushed = t.view->removeCols(); break;
-    case 2: pushed = t.view->duplicateCols(1, true); break;
-    case 3: pushed = t.view->moveColsRelative(1); break;
-    case 4: pushed = t.view->transposeTable(); break;
-    case 5: pushed = t.view->moveCellContents(0, 1); break;
-    case 6: pushed = t.view->duplicateCellContents(Direction::Down); break;
-    default: pushed = t.view->moveColsAbsolute(2); break;
+    case 0:
+        pushed = t.view->insertCols({}, 1, true);
+        break;
+    case 1:
+        pushed = t.view->removeCols();
+        break;
+    case 2:
+        pushed = t.view->duplicateCols(1, true);
+        break;
+    case 3:
+        pushed = t.view->moveColsRelative(1);
+        break;
+    case 4:
+        pushed = t.view->transposeTable();
+        break;
+    case 5:
+        pushed = t.view->moveCellContents(0, 1);
+        break;
+    case 6:
+        pushed = t.view->duplicateCellContents(Direction::Down);
+        break;
+    default:
+        pushed = t.view->moveColsAbsolute(2);
+        break;
     }
     QVERIFY(pushed);
     QCOMPARE(t.model->rowCountRaw(), rawRows);

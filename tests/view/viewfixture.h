@@ -8,8 +8,8 @@
 #include "view/tableview.h"
 
 #include <QApplication>
-#include <QMouseEvent>
 #include <QHeaderView>
+#include <QMouseEvent>
 #include <QScrollBar>
 #include <QSignalSpy>
 #include <QStandardPaths>
@@ -21,8 +21,7 @@ namespace ViewFixture {
 class CountingModel : public TableModel {
 public:
     CountingModel() : TableModel(true) {}
-    QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override
-    {
+    QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override {
         if (role == Qt::DisplayRole)
             ++displayCalls;
         return TableModel::data(index, role);
@@ -37,8 +36,8 @@ struct ShownTable {
 };
 
 // Writes `lines` (or `rows` x `cols` generated cells when lines is empty) and shows it.
-inline ShownTable makeTable(const QStringList& lines, int width = 800, int height = 600, int rows = 0, int cols = 0)
-{
+inline ShownTable makeTable(const QStringList& lines, int width = 800, int height = 600, int rows = 0,
+                            int cols = 0) {
     ShownTable t;
     t.dir = std::make_unique<QTemporaryDir>();
     const QString path = t.dir->filePath(QStringLiteral("t.csv"));
@@ -66,7 +65,8 @@ inline ShownTable makeTable(const QStringList& lines, int width = 800, int heigh
         file.close();
     }
     t.model = std::make_unique<CountingModel>();
-    t.model->loadCSV(path, false, TableData::Editable, QStringLiteral(","), QStringLiteral(","), UTF_8, RFC_4180);
+    t.model->loadCSV(path, false, TableData::Editable, QStringLiteral(","), QStringLiteral(","), UTF_8,
+                     RFC_4180);
     t.view = std::make_unique<TableView>();
     t.view->setModel(t.model.get());
     t.view->resize(width, height);
@@ -78,31 +78,26 @@ inline ShownTable makeTable(const QStringList& lines, int width = 800, int heigh
 }
 
 inline void mouse(QWidget* target, QEvent::Type type, QPoint pos, Qt::MouseButton button,
-                  Qt::MouseButtons buttons, Qt::KeyboardModifiers mods = Qt::NoModifier)
-{
+                  Qt::MouseButtons buttons, Qt::KeyboardModifiers mods = Qt::NoModifier) {
     QMouseEvent event(type, QPointF(pos), target->mapToGlobal(QPointF(pos)), button, buttons, mods);
     QApplication::sendEvent(target, &event);
 }
 
-inline QPoint cellCenter(AbstractTableView* view, int row, int col)
-{
+inline QPoint cellCenter(AbstractTableView* view, int row, int col) {
     return view->visualRect(view->model()->index(row, col)).center();
 }
 
-inline void click(AbstractTableView* view, int row, int col, Qt::KeyboardModifiers mods = Qt::NoModifier)
-{
+inline void click(AbstractTableView* view, int row, int col, Qt::KeyboardModifiers mods = Qt::NoModifier) {
     const QPoint p = cellCenter(view, row, col);
     mouse(view->viewport(), QEvent::MouseButtonPress, p, Qt::LeftButton, Qt::LeftButton, mods);
     mouse(view->viewport(), QEvent::MouseButtonRelease, p, Qt::LeftButton, Qt::NoButton, mods);
 }
 
-inline QString mainCell(const TableModel& m)
-{
+inline QString mainCell(const TableModel& m) {
     return QStringLiteral("%1,%2").arg(m.getMainCell().row).arg(m.getMainCell().col);
 }
 
-inline QString texts(const TableModel& m, const std::vector<std::pair<int, int>>& cells)
-{
+inline QString texts(const TableModel& m, const std::vector<std::pair<int, int>>& cells) {
     QStringList out;
     for (const auto& [r, c] : cells)
         out << Fixture::text(m, r, c, Qt::EditRole);

@@ -374,8 +374,7 @@ private slots:
     }
 
     // Saving during an edit ends it first: the file holds the text, and the table is clean.
-    void saveCommitsEditFirst()
-    {
+    void saveCommitsEditFirst() {
         open("a,b\nc,d\n");
         select(view, 1, 1);
         view->setFocus();

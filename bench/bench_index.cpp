@@ -43,7 +43,8 @@ int runIndex(const QStringList& args) {
     QString path = option(args, QStringLiteral("--file"));
     if (path.isEmpty()) {
         path = scratch.path();
-        std::fprintf(stderr, "generating %.1f MiB (seed %llu) in %s\n", options.sizeBytes / 1048576.0,
+        std::fprintf(stderr, "generating %.1f MiB (seed %llu) in %s\n",
+                     static_cast<double>(options.sizeBytes) / 1048576.0,
                      static_cast<unsigned long long>(options.seed), qPrintable(path));
         if (!generateDelimitedFile(path, options)) {
             std::fprintf(stderr, "index: cannot write %s\n", qPrintable(path));

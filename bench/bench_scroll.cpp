@@ -121,7 +121,7 @@ Stats summarise(std::vector<double> ms) {
     std::sort(ms.begin(), ms.end());
     s.frames = ms.size();
     s.p50 = ms[ms.size() / 2];
-    s.p99 = ms[std::min(ms.size() - 1, static_cast<std::size_t>(ms.size() * 0.99))];
+    s.p99 = ms[std::min(ms.size() - 1, static_cast<std::size_t>(static_cast<double>(ms.size()) * 0.99))];
     s.max = ms.back();
     return s;
 }

@@ -172,7 +172,7 @@ ScratchFile::~ScratchFile() {
 }
 
 double megabytesPerSecond(qint64 bytes, double seconds) {
-    return seconds > 0 ? bytes / 1e6 / seconds : 0;
+    return seconds > 0 ? static_cast<double>(bytes) / 1e6 / seconds : 0;
 }
 
 static std::string jsonEscape(const std::string& s) {

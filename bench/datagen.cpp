@@ -80,7 +80,7 @@ void DataGenerator::appendAscii(QByteArray& out, const QByteArray& ascii) const 
         out += ascii;
         return;
     }
-    const bool big = Utilities::getEndianness(opts.encoding) == 1;
+    const bool big = Utilities::getEndianness(opts.encoding) == Utilities::Endianness::Big;
     const qsizetype start = out.size();
     out.resize(start + ascii.size() * width, '\0');
     char* p = out.data() + start;

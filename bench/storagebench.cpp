@@ -57,7 +57,8 @@ bool prepareInput(const QStringList& args, const DataGenOptions& options, Scratc
     if (!path.isEmpty())
         return QFileInfo::exists(path);
     path = scratch.path();
-    std::fprintf(stderr, "generating %.1f MiB (seed %llu) in %s\n", options.sizeBytes / 1048576.0,
+    std::fprintf(stderr, "generating %.1f MiB (seed %llu) in %s\n",
+                 static_cast<double>(options.sizeBytes) / 1048576.0,
                  static_cast<unsigned long long>(options.seed), qPrintable(path));
     return generateDelimitedFile(path, options);
 }
@@ -181,7 +182,7 @@ int runLoad(const QStringList& args) {
         {op, "start pause taken off", pause, "s", 0, ""},
         {op, "loadCSV CPU time, all threads", cpuSeconds, "s", 0, ""},
         {op, "memchr time", limit.seconds, "s", 0, ""},
-        {op, "file size", size / 1e6, "MB", 0, ""},
+        {op, "file size", static_cast<double>(size) / 1e6, "MB", 0, ""},
         {op, "loadCSV CPU vs storage floor", megabytesPerSecond(size, cpuSeconds), "MB/s",
          megabytesPerSecond(size, floorCpuSeconds), "packing the same rows, CPU"},
         {op, "storage floor time", floorSeconds, "s", 0, ""},
@@ -200,7 +201,7 @@ int runLoad(const QStringList& args) {
          "s", 0, ""},
         {op, "runs", double(repeats), "", 0, ""},
         {op, "peak RSS / file size", double(peak) / double(size), "x", 0, ""},
-        {op, "peak RSS above the start", peak / 1e6, "MB", 0, ""},
+        {op, "peak RSS above the start", static_cast<double>(peak) / 1e6, "MB", 0, ""},
     });
     return 0;
 }
@@ -238,7 +239,7 @@ int runSave(const QStringList& args) {
          megabytesPerSecond(limit.bytes, limit.cpuSeconds), "memchr newline count, CPU"},
         {op, "saveCSV time", seconds, "s", 0, ""},
         {op, "saveCSV CPU time", cpuSeconds, "s", 0, ""},
-        {op, "bytes written", written / 1e6, "MB", 0, ""},
+        {op, "bytes written", static_cast<double>(written) / 1e6, "MB", 0, ""},
         {op, "same bytes as input", written == limit.bytes ? 1.0 : 0.0, "bool", 0, ""},
     });
     return 0;

@@ -4,11 +4,6 @@
 
 int main(int argc, char* argv[]) {
     qputenv("QT_AUTO_SCREEN_SCALE_FACTOR", "1");
-    QT_WARNING_PUSH
-    QT_WARNING_DISABLE_DEPRECATED
-    // Ignored by Qt 6, which always scales; the pass-through rounding is what takes effect.
-    QCoreApplication::setAttribute(Qt::AA_DisableHighDpiScaling, true);
-    QT_WARNING_POP
     QGuiApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
 
     Application app(argc, argv, true, Application::User, 1000);

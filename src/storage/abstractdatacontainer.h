@@ -98,6 +98,8 @@ public:
     // --- File parameters (plain setters and getters) ------------------------------------
     void setFilepath(const QString& path) { filepath = path; }
     QString getFilepath() const { return filepath; }
+    // Why the last save failed, as the system put it; empty after a save that worked.
+    QString getSaveErrorString() const { return saveError; }
     void setDelimiter(char readDelimiter, char writeDelimiter);
     char getDelimiter() const { return delimiter; }
     char getSaveDelimiter() const { return saveDelimiter; }
@@ -162,6 +164,7 @@ protected:
 
     std::atomic<bool> loadCanceled = false; // written by the GUI thread, read by the loader
     QString filepath;
+    QString saveError;
     char delimiter = ',';
     char saveDelimiter = ',';
     LineEndingType lineEnding = LINE_ENDING_UNIX;

@@ -5,6 +5,7 @@
 #include "storage/loadscan.h"
 #include "storage/piecereader.h"
 #include "storage/rowarena.h"
+#include "storage/saveerrorguard.h"
 
 #include <QFile>
 #include <QSaveFile>
@@ -2133,6 +2134,7 @@ void EditableDataContainer::getColCSVStringMultiByte(std::vector<char>& out, int
 bool EditableDataContainer::saveCSV(bool, bool transposed, const std::vector<int>& rowsToSkip,
                                     const std::vector<int>& colsToSkip) {
     QSaveFile file(filepath);
+    const SaveErrorGuard guard(file, saveError);
     if (!file.open(QIODevice::WriteOnly))
         return false;
 

@@ -2,6 +2,7 @@
 
 #include "storage/bytescan.h"
 #include "storage/piecereader.h"
+#include "storage/saveerrorguard.h"
 
 #include <QFile>
 #include <QMutex>
@@ -1546,6 +1547,7 @@ bool ReadOnlyDataContainer::saveCSV(bool, bool transposed, const std::vector<int
     // The source stays open and is read while the new file is written; the commit replaces the
     // old file in one step, so saving over the file being read works.
     QSaveFile out(filepath);
+    const SaveErrorGuard guard(out, saveError);
     if (!out.open(QIODevice::WriteOnly))
         return false;
     auto put = [&](const std::vector<char>& bytes) {

@@ -704,11 +704,11 @@ char TableData::delimiterFromText(const QString& text) {
 }
 
 QString TableData::getDelimiterText() const {
-    return delimiter == 0 ? QString() : QString(QChar(static_cast<uchar>(delimiter)));
+    return delimiter == 0 ? QString() : QString(QChar::fromLatin1(delimiter));
 }
 
 QString TableData::getSaveDelimiterText() const {
-    return saveDelimiter == 0 ? QString() : QString(QChar(static_cast<uchar>(saveDelimiter)));
+    return saveDelimiter == 0 ? QString() : QString(QChar::fromLatin1(saveDelimiter));
 }
 
 QString TableData::getFilepath() const {
@@ -920,6 +920,10 @@ bool TableData::saveCSV(const QString& path, bool fromUser, bool visibleOnly) {
                            : dataContainer->saveCSV(path, fromUser, transposed, rowsToSkip, colsToSkip);
     emit saveFinishedSignal(path);
     return saved;
+}
+
+QString TableData::getSaveErrorString() const {
+    return dataContainer ? dataContainer->getSaveErrorString() : QString();
 }
 
 void TableData::clear() {

@@ -171,6 +171,8 @@ public:
     void setDataContainerType(DataContainerType type);
     bool saveCSV(bool fromUser, bool visibleOnly);
     bool saveCSV(const QString& path, bool fromUser, bool visibleOnly);
+    // The system's reason for the last failed save, or empty.
+    QString getSaveErrorString() const;
     void clear();
 
     // --- Word delimiters for whole-word search --------------------------------------------

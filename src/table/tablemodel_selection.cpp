@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <climits>
-#include <stdexcept>
 
 using namespace TableModelDetail;
 
@@ -189,8 +188,10 @@ void TableModel::setSelection(Range& newMainCell, RangeVector& ranges) {
 }
 
 void TableModel::sanitizeSelection() {
+    // Every caller places the main cell first; without one there is nothing to order around.
+    Q_ASSERT(mainCell.row != -1 && mainCell.col != -1);
     if (mainCell.row == -1 || mainCell.col == -1)
-        throw std::runtime_error("Main cell not a single cell.");
+        return;
     mainCell.type = RangeType::Cell;
     mainCell.isMainCell = true;
     invalidateSelectionLookup();

@@ -99,20 +99,20 @@ int numBytesPerChar(EncodingType type) {
     return 1;
 }
 
-int getEndianness(EncodingType type) {
+Endianness getEndianness(EncodingType type) {
     switch (type) {
     case UTF_16LE:
     case UTF_16_GUESSED_LE:
     case UTF_32LE:
     case UTF_32_GUESSED_LE:
-        return 0;
+        return Endianness::Little;
     case UTF_16BE:
     case UTF_16_GUESSED_BE:
     case UTF_32BE:
     case UTF_32_GUESSED_BE:
-        return 1;
+        return Endianness::Big;
     default:
-        return 2;
+        return Endianness::None;
     }
 }
 
@@ -246,7 +246,7 @@ QString convertDelimiterFromActualToShortReadable(const QString& delimiter) {
         return QStringLiteral("\\t");
     if (delimiter == u" ")
         return QStringLiteral("\\s");
-    if (delimiter == QString(QChar(KeyChars::UnitSeparator)))
+    if (delimiter == QString(QChar::fromLatin1(KeyChars::UnitSeparator)))
         return QStringLiteral("unit separator");
     return delimiter;
 }
@@ -258,7 +258,7 @@ QString convertDelimiterFromShortReadableToActual(const QString& text) {
     if (key == u"\\s" || key == u"space")
         return QStringLiteral(" ");
     if (key == u"unit separator")
-        return QString(QChar(KeyChars::UnitSeparator));
+        return QString(QChar::fromLatin1(KeyChars::UnitSeparator));
     if (key == u"(none)" || key == u"none")
         return QString();
     return text; // "(auto)" and plain delimiters stay as they are

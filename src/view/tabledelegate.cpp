@@ -50,7 +50,8 @@ void TableDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
     const QFontMetricsF& fm = metricsFor(font);
     // Shaping is the cost of a cell: a text that surely fits is drawn at once, a long one is
     // measured, and only one that overflows is elided.
-    if (fm.maxWidth() * text.size() > textRect.width() && fm.horizontalAdvance(text) > textRect.width())
+    if (fm.maxWidth() * static_cast<qreal>(text.size()) > textRect.width() &&
+        fm.horizontalAdvance(text) > textRect.width())
         text = fm.elidedText(text, Qt::ElideRight, textRect.width());
     const qreal baseline =
         textRect.top() + (textRect.height() - fm.ascent() - fm.descent()) / 2 + fm.ascent();

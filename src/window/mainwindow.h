@@ -82,6 +82,7 @@ public:
     // --- Saving and closing (mainwindow_file.cpp) ------------------------------------------
     bool saveFile(TableView* view);
     bool saveFileAs(TableView* view, bool visibleDataOnly);
+    void informSaveFailed(TableView* view);
     bool closeFile(TableView* view);
     bool closeFile(const QString& path);
     bool closeFileNoSave(TableView* view);
@@ -240,10 +241,11 @@ private:
     void setupAnimations();
     TableView* resolveTable(const QString& path) const;
     bool isPreferencePath(const QString& path) const;
-    // The large-file question: 0 read-only, 1 edit mode, 2 cancel.
-    int askLargeFileQuestion(qint64 sizeMiB);
-    // The overwrite question: 0 overwrite, 1 don't, 2 cancel.
-    int askOverwrite();
+    // Answers in the order of the buttons.
+    enum class LargeFileAnswer { ReadOnly, EditMode, Cancel };
+    enum class OverwriteAnswer { Overwrite, DontOverwrite, Cancel };
+    LargeFileAnswer askLargeFileQuestion(qint64 sizeMiB);
+    OverwriteAnswer askOverwrite();
     bool openPaths(QList<QString> paths, const ExtensionData* parameters);
     void afterFirstActivation(bool activated);
     void showPane(Pane pane, bool show, bool animate);

@@ -335,14 +335,15 @@ bool MainWindow::openFiles(const QList<QString>& paths, const ExtensionData& par
     return openPaths(paths, &parameters);
 }
 
-int MainWindow::askLargeFileQuestion(qint64 sizeMiB) {
-    return MsgBox::ask(this,
-                       QStringLiteral("This file is large (%1 MB).\n").arg(sizeMiB) +
-                           QStringLiteral("Would you like to open it in read-only mode?"),
-                       {{QStringLiteral("Open as &Read-Only"), QMessageBox::AcceptRole, 130},
-                        {QStringLiteral("Open in &Edit Mode"), QMessageBox::AcceptRole, 130},
-                        {QStringLiteral("&Cancel"), QMessageBox::DestructiveRole}},
-                       0);
+MainWindow::LargeFileAnswer MainWindow::askLargeFileQuestion(qint64 sizeMiB) {
+    const int answer = MsgBox::ask(this,
+                                   QStringLiteral("This file is large (%1 MB).\n").arg(sizeMiB) +
+                                       QStringLiteral("Would you like to open it in read-only mode?"),
+                                   {{QStringLiteral("Open as &Read-Only"), QMessageBox::AcceptRole, 130},
+                                    {QStringLiteral("Open in &Edit Mode"), QMessageBox::AcceptRole, 130},
+                                    {QStringLiteral("&Cancel"), QMessageBox::DestructiveRole}},
+                                   0);
+    return answer == 0 || answer == 1 ? static_cast<LargeFileAnswer>(answer) : LargeFileAnswer::Cancel;
 }
 
 bool MainWindow::openPaths(QList<QString> paths, const ExtensionData* parameters) {
@@ -373,10 +374,10 @@ bool MainWindow::openPaths(QList<QString> paths, const ExtensionData* parameters
             const qint64 sizeMiB = info.size() >> 20;
             if (!readOnlySetting && writable && !isPreference &&
                 settings.getValueInt(MinFileSizeReadOnlyQuery) <= sizeMiB) {
-                const int answer = askLargeFileQuestion(sizeMiB);
-                if (answer != 0 && answer != 1)
+                const LargeFileAnswer answer = askLargeFileQuestion(sizeMiB);
+                if (answer == LargeFileAnswer::Cancel)
                     continue;
-                readOnly = answer == 0;
+                readOnly = answer == LargeFileAnswer::ReadOnly;
             }
             if (isPreference) {
                 table = addTableEditorFromFile(path, false, true);
@@ -509,14 +510,22 @@ bool MainWindow::saveFile(TableView* view) {
         view->markClean();
         view->onTableSaved();
         recordWatchedFileState(path);
-    } else {
-        MsgBox::inform(this, QStringLiteral("File failed to save."));
+        view->scrollToMainCell(false, false);
+        if (view == activeTable)
+            updateStatusBar();
+        return true;
     }
-    view->scrollToMainCell(false, false);
-    if (view == activeTable)
-        updateStatusBar();
-    // True even after a failure: a caller that closes the file goes on closing it.
-    return true;
+    // A failed save keeps the table and its edits: a close or quit that asked for it stops here.
+    informSaveFailed(view);
+    return false;
+}
+
+void MainWindow::informSaveFailed(TableView* view) {
+    const QString reason = view->tableModel()->getTableData().getSaveErrorString();
+    QString text = QStringLiteral("File failed to save.");
+    if (!reason.isEmpty())
+        text += QStringLiteral("\n") + reason;
+    MsgBox::inform(this, text);
 }
 
 bool MainWindow::saveFileAs(TableView* view, bool visibleDataOnly) {
@@ -580,7 +589,7 @@ bool MainWindow::saveFileAs(TableView* view, bool visibleDataOnly) {
     }
     if (!saved) {
         removeFilepathFromRecentFilepaths(path);
-        MsgBox::inform(this, QStringLiteral("File failed to save."));
+        informSaveFailed(view);
         return false;
     }
 
@@ -739,9 +748,15 @@ bool MainWindow::commandCloseFile(const QString& path) {
 bool MainWindow::commandCloseAllFiles() {
     const int count = getNumTables();
     bool all = true;
-    for (int i = 0; i < count; ++i)
-        all = closeFile(activeTable) && all;
-    removeContext(ContextFileExists);
+    for (int i = 0; i < count; ++i) {
+        // A refused close or a failed save leaves this table and every one after it open.
+        if (!closeFile(activeTable)) {
+            all = false;
+            break;
+        }
+    }
+    if (all)
+        removeContext(ContextFileExists);
     return all;
 }
 

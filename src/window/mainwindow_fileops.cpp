@@ -27,14 +27,14 @@ const QString kFileMissing = QStringLiteral("The file doesn't exist. Save it fir
 
 } // namespace
 
-int MainWindow::askOverwrite() {
+MainWindow::OverwriteAnswer MainWindow::askOverwrite() {
     const int answer =
         MsgBox::ask(this, QStringLiteral("A file already exists there. Do you want to overwrite it?"),
                     {{QStringLiteral("&Overwrite"), QMessageBox::AcceptRole},
                      {QStringLiteral("Do&n't Overwrite"), QMessageBox::DestructiveRole},
                      {QStringLiteral("&Cancel"), QMessageBox::RejectRole}},
                     1);
-    return answer < 0 ? 2 : answer;
+    return answer == 0 || answer == 1 ? static_cast<OverwriteAnswer>(answer) : OverwriteAnswer::Cancel;
 }
 
 QString MainWindow::getCurrentTableDir() const {
@@ -87,13 +87,13 @@ bool MainWindow::moveFile(const QString& path) {
     }
     if (QFileInfo::exists(target)) {
         switch (askOverwrite()) {
-        case 0:
+        case OverwriteAnswer::Overwrite:
             if (!QFile::remove(target))
                 return false;
             break;
-        case 1:
+        case OverwriteAnswer::DontOverwrite:
             return commandMoveFile(path);
-        default:
+        case OverwriteAnswer::Cancel:
             return false;
         }
     }
@@ -137,7 +137,7 @@ bool MainWindow::duplicateFile(const QString& path, const QString& newName) {
     }
     const QString target = normalizedPath(QFileInfo(source).dir().filePath(newName));
     if (QFileInfo::exists(target)) {
-        if (askOverwrite() != 0 || getTableView(target) || !QFile::remove(target))
+        if (askOverwrite() != OverwriteAnswer::Overwrite || getTableView(target) || !QFile::remove(target))
             return false;
     }
     if (!QFile::copy(source, target))

@@ -23,7 +23,7 @@ QByteArray widen(const QByteArray& text, EncodingType encoding) {
     const int width = Utilities::numBytesPerChar(encoding);
     if (width == 1)
         return text;
-    const bool big = Utilities::getEndianness(encoding) == 1;
+    const bool big = Utilities::getEndianness(encoding) == Utilities::Endianness::Big;
     QByteArray out;
     out.reserve(text.size() * width);
     for (const char c : text) {
@@ -39,7 +39,7 @@ QByteArray narrow(const std::vector<char>& cell, EncodingType encoding) {
     const int width = Utilities::numBytesPerChar(encoding);
     if (width == 1)
         return QByteArray(cell.data(), static_cast<qsizetype>(cell.size()));
-    const bool big = Utilities::getEndianness(encoding) == 1;
+    const bool big = Utilities::getEndianness(encoding) == Utilities::Endianness::Big;
     QByteArray out;
     if (cell.size() % static_cast<size_t>(width) != 0)
         return QByteArray("<partial unit>");
@@ -955,13 +955,13 @@ private slots:
             const qint64 taken = EditableDataContainer::splitPartsTakenForTesting() - takenBefore;
             QString why;
             QVERIFY2(sameTables(*split, *whole, &why),
-                     qPrintable(QStringLiteral("parts of %1: %2").arg(size, why)));
+                     qPrintable(QStringLiteral("parts of %1: %2").arg(QLatin1String(size), why)));
             QCOMPARE(taken, std::min<qint64>(input.size() / partSize, 64) - 1);
             // With the loader reading the parts that no helper has taken yet.
             EditableDataContainer::setSplitLoadForTesting(partSize, false);
             auto shared = load(input, ',', ParsingStandard(standard), enc);
             QVERIFY2(sameTables(*shared, *whole, &why),
-                     qPrintable(QStringLiteral("parts of %1, shared: %2").arg(size, why)));
+                     qPrintable(QStringLiteral("parts of %1, shared: %2").arg(QLatin1String(size), why)));
         }
         if (enc != UTF_8)
             return;

@@ -20,7 +20,7 @@ QByteArray widen(const QByteArray& text, EncodingType encoding) {
     const int width = Utilities::numBytesPerChar(encoding);
     if (width == 1)
         return text;
-    const bool big = Utilities::getEndianness(encoding) == 1;
+    const bool big = Utilities::getEndianness(encoding) == Utilities::Endianness::Big;
     QByteArray out;
     for (const char c : text) {
         QByteArray unit(width, '\0');

@@ -366,7 +366,7 @@ void TestTableModel::lineHighlightBlend() {
     m->setSelection(main);
     const Theme t = Theme::darkTheme();
     auto blend = [&t](const QColor& base) {
-        const float a = t.mixFactor;
+        const double a = t.mixFactor;
         const QColor& line = t.HighlightedLineColor;
         return QColor(int((1 - a) * base.red() + a * line.red()),
                       int((1 - a) * base.green() + a * line.green()),

@@ -40,7 +40,7 @@ private slots:
                          qPrintable(text));
                 if (value <= UTF_32_GUESSED_LE) {
                     // The guessed values share their text with the undecided ones.
-                    if (Utilities::getEndianness(back) != 2)
+                    if (Utilities::getEndianness(back) != Utilities::Endianness::None)
                         QCOMPARE(Utilities::getEndianness(back), Utilities::getEndianness(type));
                 } else {
                     QVERIFY2(back == type, qPrintable(text));
@@ -81,7 +81,9 @@ private slots:
 
     void bytesAndEndianness() {
         const int widths[] = {1, 2, 2, 2, 2, 2, 4, 4, 4, 4, 4, 1};
-        const int orders[] = {2, 2, 1, 0, 1, 0, 2, 0, 1, 1, 0, 2};
+        using E = Utilities::Endianness;
+        const E orders[] = {E::None, E::None,   E::Big, E::Little, E::Big,    E::Little,
+                            E::None, E::Little, E::Big, E::Big,    E::Little, E::None};
         for (int v = 0; v <= ISO_8859_1; ++v) {
             QCOMPARE(Utilities::numBytesPerChar(EncodingType(v)), widths[v]);
             QCOMPARE(Utilities::getEndianness(EncodingType(v)), orders[v]);

@@ -43,7 +43,7 @@ QString hugeText(int length, int seed) {
     int line = 0;
     while (text.size() < length) {
         text += QStringLiteral("cell %1 line %2 ").arg(seed).arg(line++);
-        text += QString(40, QChar(QLatin1Char('a' + seed % 26)));
+        text += QString(40, QChar(QLatin1Char(static_cast<char>('a' + seed % 26))));
         text += QLatin1Char('\n');
     }
     text.truncate(length);

@@ -547,12 +547,60 @@ private slots:
         } else {
             QVERIFY(QDir(path("sub")).removeRecursively());
             writeFile(path("sub"), "now a file");
-            QVERIFY(window.commandSaveFile());
+            QVERIFY(!window.commandSaveFile());
             QCOMPARE(readFile(path("sub")), QByteArray("now a file"));
         }
-        QCOMPARE(answers.texts(), QStringList{"File failed to save."});
+        // The message gives the system's reason on a second line.
+        QCOMPARE(answers.texts().size(), 1);
+        const QStringList lines = answers.texts().first().split(QLatin1Char('\n'));
+        QCOMPARE(lines.size(), 2);
+        QCOMPARE(lines.first(), QStringLiteral("File failed to save."));
+        QVERIFY(!lines.last().isEmpty());
         QVERIFY(view->isModified());
         QCOMPARE(window.getPaneView()->getTabBar()->tabText(0), QStringLiteral("a.csv *"));
+    }
+
+    // "Save" in the close question, the save fails: the table stays open with its edits, whether
+    // one tab, every tab or the window was being closed.
+    void failedSaveStopsClose_data() {
+        QTest::addColumn<QString>("how");
+        QTest::newRow("close tab") << QStringLiteral("tab");
+        QTest::newRow("close all") << QStringLiteral("all");
+        QTest::newRow("close window") << QStringLiteral("window");
+    }
+    void failedSaveStopsClose() {
+        QFETCH(QString, how);
+        const QString a = writeFile(path("sub/a.csv"), "1,2\n");
+        const QString b = writeFile(path("b.csv"), "3,4\n");
+        MainWindow window;
+        QVERIFY(window.openFiles({a, b}));
+        TableView* view = window.getTableView(a);
+        QCOMPARE(window.getActiveTable(), view);
+        editCell(view, 0, 0, QStringLiteral("mine"));
+        QVERIFY(QDir(path("sub")).removeRecursively());
+        writeFile(path("sub"), "now a file");
+
+        Answers answers;
+        answers.queue = {0}; // Save
+        bool closed = true;
+        if (how == QStringLiteral("tab")) {
+            closed = window.commandCloseFile();
+        } else if (how == QStringLiteral("all")) {
+            closed = window.commandCloseAllFiles();
+        } else {
+            QCloseEvent event;
+            QCoreApplication::sendEvent(&window, &event);
+            closed = event.isAccepted();
+        }
+        QVERIFY(!closed);
+        QCOMPARE(answers.texts().size(), 2);
+        QVERIFY(answers.texts().at(1).startsWith(QStringLiteral("File failed to save.\n")));
+        QCOMPARE(window.getTableView(a), view);
+        QVERIFY(view->isModified());
+        QCOMPARE(view->tableModel()->data(view->tableModel()->index(0, 0)).toString(),
+                 QStringLiteral("mine"));
+        QVERIFY(window.getTableView(b));
+        QCOMPARE(readFile(path("sub")), QByteArray("now a file"));
     }
 
     void filetypeFilters() {

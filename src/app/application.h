@@ -1,7 +1,7 @@
 #pragma once
 
-#include "app/configdata.h"
 #include "convert/printsettings.h"
+#include "window/configdata.h"
 
 #include <QApplication>
 #include <QList>

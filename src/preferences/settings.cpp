@@ -1,8 +1,8 @@
 #include "preferences/settings.h"
 
+#include "preferences/settingutilities.h"
 #include "preferences/theme.h"
 #include "util/fileparameterutilities.h"
-#include "util/settingutilities.h"
 
 #include <QFont>
 

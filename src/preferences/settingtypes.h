@@ -1,5 +1,7 @@
 #pragma once
 
+#include "util/uuidtype.h"
+
 #include <QString>
 #include <QVariant>
 
@@ -100,11 +102,6 @@ enum RefreshBehavior : int {
     RefreshBehaviorAsk = 1,
     RefreshBehaviorIgnore = 2,
     RefreshBehaviorInvalid = 3,
-};
-
-enum UuidType : int {
-    UuidV4 = 0, // random
-    UuidV7 = 1, // time-ordered
 };
 
 // One option of the registry. Records live on the heap and are shared by plain copies of

@@ -1,7 +1,5 @@
 #include "storage/abstractdatacontainer.h"
 
-#include "util/fileparameterutilities.h"
-
 #include <QMutex>
 #include <QWaitCondition>
 

@@ -100,3 +100,35 @@ constexpr char RecordSeparator = 30;
 constexpr char UnitSeparator = 31;
 constexpr char Quote = 34;
 } // namespace KeyChars
+
+// What an encoding's bytes look like: the width of a code unit (2 for UTF-16, 4 for UTF-32, else
+// 1) and its byte order, where it has one.
+namespace Utilities {
+enum class Endianness { Little, Big, None };
+
+constexpr int numBytesPerChar(EncodingType type) {
+    if (type >= UTF_16 && type <= UTF_16_GUESSED_LE)
+        return 2;
+    if (type >= UTF_32 && type <= UTF_32_GUESSED_LE)
+        return 4;
+    return 1;
+}
+
+constexpr Endianness getEndianness(EncodingType type) {
+    switch (type) {
+    case UTF_16LE:
+    case UTF_16_GUESSED_LE:
+    case UTF_32LE:
+    case UTF_32_GUESSED_LE:
+        return Endianness::Little;
+    case UTF_16BE:
+    case UTF_16_GUESSED_BE:
+    case UTF_32BE:
+    case UTF_32_GUESSED_BE:
+        return Endianness::Big;
+    default:
+        return Endianness::None;
+    }
+}
+
+} // namespace Utilities

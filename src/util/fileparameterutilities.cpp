@@ -91,31 +91,6 @@ bool inRange(int value, int low, int high) {
 
 } // namespace
 
-int numBytesPerChar(EncodingType type) {
-    if (type >= UTF_16 && type <= UTF_16_GUESSED_LE)
-        return 2;
-    if (type >= UTF_32 && type <= UTF_32_GUESSED_LE)
-        return 4;
-    return 1;
-}
-
-Endianness getEndianness(EncodingType type) {
-    switch (type) {
-    case UTF_16LE:
-    case UTF_16_GUESSED_LE:
-    case UTF_32LE:
-    case UTF_32_GUESSED_LE:
-        return Endianness::Little;
-    case UTF_16BE:
-    case UTF_16_GUESSED_BE:
-    case UTF_32BE:
-    case UTF_32_GUESSED_BE:
-        return Endianness::Big;
-    default:
-        return Endianness::None;
-    }
-}
-
 QString convertEncodingTypeToString(EncodingType type) {
     if (!inRange(type, 0, kNumEncodingTypes - 1))
         return QString::fromLatin1(kEncodingNames[UTF_8].display);

@@ -9,9 +9,6 @@
 namespace Utilities {
 
 // Encodings
-int numBytesPerChar(EncodingType type); // 2 for values 1-5, 4 for 6-10, else 1
-enum class Endianness { Little, Big, None };
-Endianness getEndianness(EncodingType type);
 QString convertEncodingTypeToString(EncodingType type);
 QString convertEncodingTypeToCodecName(EncodingType type);
 EncodingType convertEncodingStringToType(const QString& text);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "preferences/settingtypes.h"
+#include "util/uuidtype.h"
 
 #include <QString>
 

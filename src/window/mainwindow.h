@@ -1,11 +1,11 @@
 #pragma once
 
-#include "app/configdata.h"
 #include "preferences/settings.h"
 #include "preferences/theme.h"
 #include "storage/fileparameters.h"
 #include "table/range.h"
 #include "table/rangetypes.h"
+#include "window/configdata.h"
 
 #include <QDateTime>
 #include <QList>

@@ -1,6 +1,6 @@
 #include "preferences/settings.h"
+#include "preferences/settingutilities.h"
 #include "preferences/theme.h"
-#include "util/settingutilities.h"
 
 #include <QFont>
 #include <QtTest>

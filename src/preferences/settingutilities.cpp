@@ -1,4 +1,4 @@
-#include "util/settingutilities.h"
+#include "preferences/settingutilities.h"
 
 #include <QStandardPaths>
 

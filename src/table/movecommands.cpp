@@ -111,6 +111,18 @@ std::vector<int> spanOf(int lo, int hi) {
     return out;
 }
 
+// The lines of the data among `lines`, sorted and each once.
+std::vector<int> validLines(const std::vector<int>& lines, int count) {
+    std::vector<int> sorted;
+    for (int line : lines) {
+        if (line >= 0 && line < count)
+            sorted.push_back(line);
+    }
+    std::sort(sorted.begin(), sorted.end());
+    sorted.erase(std::unique(sorted.begin(), sorted.end()), sorted.end());
+    return sorted;
+}
+
 } // namespace
 
 // --- Cell contents ---------------------------------------------------------------------------
@@ -258,13 +270,7 @@ MoveLinesRelativeCommand::MoveLinesRelativeCommand(TableModel* model, Axis axis,
     setText(axis == Axis::Row ? QStringLiteral("MoveRowsRelativeCommand")
                               : QStringLiteral("MoveColsRelativeCommand"));
     const int count = axis == Axis::Row ? model->rowCountModel() : model->columnCountModel();
-    std::vector<int> sorted;
-    for (int line : lines) {
-        if (line >= 0 && line < count)
-            sorted.push_back(line);
-    }
-    std::sort(sorted.begin(), sorted.end());
-    sorted.erase(std::unique(sorted.begin(), sorted.end()), sorted.end());
+    const std::vector<int> sorted = validLines(lines, count);
     if (sorted.empty()) {
         isValid = false;
         return;
@@ -299,13 +305,7 @@ MoveLinesAbsoluteCommand::MoveLinesAbsoluteCommand(TableModel* model, Axis axis,
     setText(axis == Axis::Row ? QStringLiteral("MoveRowsAbsoluteCommand")
                               : QStringLiteral("MoveColsAbsoluteCommand"));
     const int count = axis == Axis::Row ? model->rowCountModel() : model->columnCountModel();
-    std::vector<int> sorted;
-    for (int line : lines) {
-        if (line >= 0 && line < count)
-            sorted.push_back(line);
-    }
-    std::sort(sorted.begin(), sorted.end());
-    sorted.erase(std::unique(sorted.begin(), sorted.end()), sorted.end());
+    const std::vector<int> sorted = validLines(lines, count);
     if (sorted.empty()) {
         isValid = false;
         return;

@@ -244,96 +244,66 @@ QString TableModel::labelText(int raw, int first, bool letters, const SortData& 
 bool TableModel::insertRows(int row, int count, const QModelIndex& parent) {
     if (parent.isValid() || row < 0 || count < 1 || row > rowCountView || count > INT_MAX - rowCountView)
         return false;
-    if (adjustingTableSize) {
-        beginInsertRows(QModelIndex(), row, row + count - 1);
-        rowCountView += count;
-        endInsertRows();
-        return true;
-    }
-    if (readOnly)
-        return false;
-    ++sizeRuleHold;
-    beginInsertRows(QModelIndex(), row, row + count - 1);
-    // Rows inside the buffer past the data are empty already: only the view grows there.
-    if (row <= rowCountModel())
-        tableData.insertRowsModel(row, count);
-    rowCountView += count;
-    endInsertRows();
-    --sizeRuleHold;
-    invalidateSelectionLookup();
-    highlightLookupValid = previewLookupValid = false;
-    enforceTableSize();
-    return true;
+    return changeViewSize(Qt::Vertical, true, row, count);
 }
 
 bool TableModel::insertColumns(int column, int count, const QModelIndex& parent) {
     if (parent.isValid() || column < 0 || count < 1 || column > colCountView ||
         count > INT_MAX - colCountView)
         return false;
-    if (adjustingTableSize) {
-        beginInsertColumns(QModelIndex(), column, column + count - 1);
-        colCountView += count;
-        endInsertColumns();
-        return true;
-    }
-    if (readOnly)
-        return false;
-    ++sizeRuleHold;
-    beginInsertColumns(QModelIndex(), column, column + count - 1);
-    if (column <= columnCountModel())
-        tableData.insertColsModel(column, count);
-    colCountView += count;
-    endInsertColumns();
-    --sizeRuleHold;
-    invalidateSelectionLookup();
-    highlightLookupValid = previewLookupValid = false;
-    enforceTableSize();
-    return true;
+    return changeViewSize(Qt::Horizontal, true, column, count);
 }
 
 bool TableModel::removeRows(int row, int count, const QModelIndex& parent) {
     if (parent.isValid() || row < 0 || count < 1 || row >= rowCountView)
         return false;
-    count = std::min(count, rowCountView - row);
-    if (adjustingTableSize) {
-        beginRemoveRows(QModelIndex(), row, row + count - 1);
-        rowCountView -= count;
-        endRemoveRows();
-        return true;
-    }
-    if (readOnly)
-        return false;
-    ++sizeRuleHold;
-    beginRemoveRows(QModelIndex(), row, row + count - 1);
-    if (row < rowCountModel())
-        tableData.removeRowsModel(row, count);
-    rowCountView -= count;
-    endRemoveRows();
-    --sizeRuleHold;
-    invalidateSelectionLookup();
-    highlightLookupValid = previewLookupValid = false;
-    enforceTableSize();
-    return true;
+    return changeViewSize(Qt::Vertical, false, row, std::min(count, rowCountView - row));
 }
 
 bool TableModel::removeColumns(int column, int count, const QModelIndex& parent) {
     if (parent.isValid() || column < 0 || count < 1 || column >= colCountView)
         return false;
-    count = std::min(count, colCountView - column);
+    return changeViewSize(Qt::Horizontal, false, column, std::min(count, colCountView - column));
+}
+
+// The body of the four overrides above, with `at` and `count` already checked.
+bool TableModel::changeViewSize(Qt::Orientation orientation, bool insert, int at, int count) {
+    const bool rows = orientation == Qt::Vertical;
+    int& viewCount = rows ? rowCountView : colCountView;
+    const int last = at + count - 1;
+    auto begin = [&] {
+        if (rows)
+            insert ? beginInsertRows(QModelIndex(), at, last) : beginRemoveRows(QModelIndex(), at, last);
+        else
+            insert ? beginInsertColumns(QModelIndex(), at, last)
+                   : beginRemoveColumns(QModelIndex(), at, last);
+    };
+    auto end = [&] {
+        if (rows)
+            insert ? endInsertRows() : endRemoveRows();
+        else
+            insert ? endInsertColumns() : endRemoveColumns();
+    };
     if (adjustingTableSize) {
-        beginRemoveColumns(QModelIndex(), column, column + count - 1);
-        colCountView -= count;
-        endRemoveColumns();
+        begin();
+        viewCount += insert ? count : -count;
+        end();
         return true;
     }
     if (readOnly)
         return false;
     ++sizeRuleHold;
-    beginRemoveColumns(QModelIndex(), column, column + count - 1);
-    if (column < columnCountModel())
-        tableData.removeColsModel(column, count);
-    colCountView -= count;
-    endRemoveColumns();
+    begin();
+    // Rows and columns inside the buffer past the data are empty already: only the view changes.
+    const int dataCount = rows ? rowCountModel() : columnCountModel();
+    if (insert ? at <= dataCount : at < dataCount) {
+        if (rows)
+            insert ? tableData.insertRowsModel(at, count) : tableData.removeRowsModel(at, count);
+        else
+            insert ? tableData.insertColsModel(at, count) : tableData.removeColsModel(at, count);
+    }
+    viewCount += insert ? count : -count;
+    end();
     --sizeRuleHold;
     invalidateSelectionLookup();
     highlightLookupValid = previewLookupValid = false;

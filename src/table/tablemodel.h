@@ -423,6 +423,7 @@ signals:
     void refreshViewSignal();
 
 private:
+    bool changeViewSize(Qt::Orientation orientation, bool insert, int at, int count);
     friend class TableModelWorker;
 
     // Ends every change of the selection: flags, signals, size.

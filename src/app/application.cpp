@@ -528,17 +528,23 @@ Application::CommandLineRequest Application::parseCommandLineArguments(const QLi
 
         // A relative path belongs to the directory the launch came from, which wins over
         // our own current directory.
+        bool found = false;
         for (const QString& candidate : {base.absoluteFilePath(argument), argument}) {
             const QFileInfo info(candidate);
             if (info.isDir()) {
                 request.folders.append(info.absoluteFilePath());
+                found = true;
                 break;
             }
             if (info.isFile()) {
                 request.files.append(info.absoluteFilePath());
+                found = true;
                 break;
             }
         }
+        // A path that names nothing goes on to the window, which tells the user about it.
+        if (!found)
+            request.files.append(base.absoluteFilePath(argument));
     }
     return request;
 }

@@ -12,7 +12,7 @@ MsgBox::MsgBox(QWidget* parent) : QMessageBox(parent) {
     setTextFormat(Qt::PlainText);
     // Follows the window's palette, so the box wears the theme of the window that asks.
     if (parent)
-        setPalette(parent->palette());
+        setPalette(parent->window()->palette());
 }
 
 int MsgBox::ask(QWidget* parent, const QString& text, const std::vector<Button>& buttons, int defaultButton,

@@ -43,11 +43,15 @@ void TableDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
     const QRectF textRect = QRectF(option.rect).adjusted(textInset, 0, -textInset, 0);
     if (textRect.width() <= 0)
         return;
-    // Only the first line shows in a cell: word wrap is off for the grid.
-    const qsizetype lineEnd = text.indexOf(QLatin1Char('\n'));
-    if (lineEnd >= 0)
-        text.truncate(lineEnd);
     const QFontMetricsF& fm = metricsFor(font);
+    // A row tall enough for more than one line shows the text wrapped, as auto-fit sized it.
+    if (option.rect.height() >= 2 * fm.lineSpacing() + 3) {
+        painter->setFont(font);
+        painter->setPen(color);
+        painter->drawText(textRect, Qt::TextWordWrap | Qt::AlignLeft | Qt::AlignVCenter, text);
+        return;
+    }
+    text = shownLine(text);
     // Shaping is the cost of a cell: a text that surely fits is drawn at once, a long one is
     // measured, and only one that overflows is elided.
     if (fm.maxWidth() * static_cast<qreal>(text.size()) > textRect.width() &&
@@ -58,6 +62,16 @@ void TableDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
     painter->setFont(font);
     painter->setPen(color);
     painter->drawText(QPointF(textRect.left(), baseline), text);
+}
+
+QString TableDelegate::shownLine(const QString& text) {
+    const qsizetype lineEnd = text.indexOf(QLatin1Char('\n'));
+    const qsizetype crEnd = text.indexOf(QLatin1Char('\r'));
+    const qsizetype end = lineEnd < 0 ? crEnd : (crEnd < 0 ? lineEnd : std::min(lineEnd, crEnd));
+    if (end < 0)
+        return text;
+    // The ellipsis tells that the cell holds more lines than the one shown.
+    return text.left(end) + QChar(0x2026);
 }
 
 QSize TableDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const {

@@ -62,6 +62,8 @@ public:
 
     // Horizontal inset of the text in a cell.
     static constexpr int textInset = 4;
+    // The line a cell shows in a one-line row: its first line, with an ellipsis when more follow.
+    static QString shownLine(const QString& text);
 
 public slots:
     void commitAndCloseEditor();

@@ -479,6 +479,12 @@ void TableView::propagateSettings(const Settings& source) {
     applyLabelVisibility();
     applyVisibleHeaderRows(settings.getValueInt(HeaderRows), false, false);
     setNumberOfHeaderColumns(settings.getValueInt(HeaderColumns), false);
+    // A new default size resets every row and column, and the font may have changed: a table
+    // that already holds its file is fitted again.
+    if (!loading) {
+        enforceAutoFitColWidth(false);
+        enforceAutoFitRowHeight(false);
+    }
     refreshView();
 }
 

@@ -311,6 +311,7 @@ private:
     // Ends an edit whose cells went away under it, writing nothing.
     void abandonEdit();
     bool mainCellIsLarge() const;
+    bool mainCellIsMultiLine() const;
     static int askSaveQuestion(const QString& text, QWidget* parent);
     int rowsInPage(int fromRow, Direction direction) const;
 

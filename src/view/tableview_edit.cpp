@@ -163,18 +163,31 @@ bool TableView::mainCellIsLarge() const {
     return m->getTableData().getValueModel(main.row, main.col).toString().size() >= largeCellLength;
 }
 
+bool TableView::mainCellIsMultiLine() const {
+    const TableModel* m = tableModel();
+    if (!m || m->getMainCell().row < 0 || m->getMainCell().col < 0)
+        return false;
+    const Range& main = m->getMainCell();
+    const QString text = m->getTableData().getValueModel(main.row, main.col).toString();
+    return text.contains(QLatin1Char('\n')) || text.contains(QLatin1Char('\r'));
+}
+
 bool TableView::resolveEditPathForLargeMainCell(bool& usePane) {
     if (usePane)
         return true;
     if (modalQuestionOpen)
         return false;
-    if (!mainCellIsLarge())
+    // A line edit shows one line: a cell of several lines is edited in the pane like a large one.
+    const bool large = mainCellIsLarge();
+    if (!large && !mainCellIsMultiLine())
         return true;
     modalQuestionOpen = true;
     const int answer =
         MsgBox::ask(this,
-                    QStringLiteral("This is a large cell which can only be edited in the editor "
-                                   "pane.\nWould you like to open the editor pane?"),
+                    large ? QStringLiteral("This is a large cell which can only be edited in the editor "
+                                           "pane.\nWould you like to open the editor pane?")
+                          : QStringLiteral("This cell has more than one line, which can only be edited in "
+                                           "the editor pane.\nWould you like to open the editor pane?"),
                     {{QStringLiteral("&Open"), QMessageBox::AcceptRole},
                      {QStringLiteral("Do&n't Open"), QMessageBox::RejectRole}},
                     0);
@@ -301,9 +314,7 @@ void TableView::widenColumnsForText(const QString& text) {
         return;
     // Only the first line shows in a cell; no character is narrower than a pixel, so the
     // measured text never needs to be longer than the widest column allowed.
-    QString line = text.left(std::max(0, maxAutoFitColWidth));
-    if (const qsizetype end = line.indexOf(QLatin1Char('\n')); end >= 0)
-        line.truncate(end);
+    const QString line = TableDelegate::shownLine(text.left(std::max(0, maxAutoFitColWidth)));
     const Range& main = m->getMainCell();
     const QVariant fontValue = m->data(m->index(std::max(0, main.row), std::max(0, main.col)), Qt::FontRole);
     const QFontMetrics metrics(fontValue.isValid() ? fontValue.value<QFont>() : font());

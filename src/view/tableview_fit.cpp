@@ -18,15 +18,6 @@
 bool TableView::suppressAutoFitWarnings = false;
 std::function<bool(const QString&, bool&)> TableView::autoFitWarningHook;
 
-namespace {
-
-QString firstLine(const QString& text) {
-    const qsizetype end = text.indexOf(QLatin1Char('\n'));
-    return end < 0 ? text : text.left(end);
-}
-
-} // namespace
-
 int TableView::calculateAutoFitRowHeight(int row, int sampleDivisor) const {
     const TableModel* m = tableModel();
     if (!m || row < 0 || row >= m->rowCount())
@@ -82,7 +73,7 @@ int TableView::estimateMaxWidthForColumnMainTable(int col, int sampleDivisor, in
     std::vector<Candidate> candidates;
     auto examine = [&](int r) {
         const QModelIndex index = m->index(r, col);
-        const QString text = firstLine(m->data(index, Qt::DisplayRole).toString());
+        const QString text = TableDelegate::shownLine(m->data(index, Qt::DisplayRole).toString());
         if (text.isEmpty())
             return;
         allEmpty = false;
@@ -134,6 +125,9 @@ void TableView::enforceAutoFitRowHeight(int row) {
 }
 
 void TableView::enforceAutoFitRowHeights(const std::vector<int>& rows) {
+    // Commands ask after every change; with auto-fit off the user's heights stay.
+    if (!autoFitRowHeight)
+        return;
     for (int r : rows)
         enforceAutoFitRowHeight(r);
 }
@@ -159,6 +153,8 @@ void TableView::enforceAutoFitColWidth(int col) {
 }
 
 void TableView::enforceAutoFitColWidths(const std::vector<int>& cols) {
+    if (!autoFitColWidth)
+        return;
     for (int c : cols)
         enforceAutoFitColWidth(c);
 }

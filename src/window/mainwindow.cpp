@@ -317,6 +317,14 @@ void MainWindow::updateStatusBar() {
     onTableSizeChanged(activeModel->rowCountRaw(), activeModel->columnCountRaw(),
                        activeModel->rowCountModel(), activeModel->columnCountModel());
     statsLabel->setText(activeTable->isReadOnly() ? QStringLiteral("Sum: -      Mean: -") : QString());
+    // The selection and the main cell are the active table's, also right after a tab closed.
+    onSelectionSizeChanged(activeModel->getSelectionSize());
+    const Range& main = activeModel->getMainCell();
+    const bool hasMain = main.row >= 0 && main.col >= 0;
+    onMainCellLengthChanged(
+        hasMain ? static_cast<int>(
+                      activeModel->getTableData().getValueModel(main.row, main.col).toString().size())
+                : 0);
 }
 
 QString MainWindow::tableName(const TableView* view) {

@@ -353,12 +353,16 @@ bool MainWindow::openPaths(QList<QString> paths, const ExtensionData* parameters
                                              QStringLiteral("Shortcuts (User).csv"),
                                              QStringLiteral("File Extensions (User).csv")};
     bool activated = false;
+    QStringList missing;
     for (const QString& given : paths) {
         if (given.isEmpty())
             continue;
         TableView* table = getTableView(given);
         if (!table) {
             const QFileInfo info(given);
+            // Folders belong to the side bar; a path that names nothing is reported below.
+            if (!info.exists())
+                missing.append(QDir::toNativeSeparators(info.absoluteFilePath()));
             if (!info.isFile())
                 continue;
             const QString path = normalizedPath(given);
@@ -394,6 +398,9 @@ bool MainWindow::openPaths(QList<QString> paths, const ExtensionData* parameters
         }
     }
     afterFirstActivation(activated);
+    if (!missing.isEmpty())
+        MsgBox::inform(this, QStringLiteral("These files could not be opened because they don't exist:\n") +
+                                 missing.join(QLatin1Char('\n')));
     return activated;
 }
 

@@ -417,8 +417,8 @@ private slots:
         QTest::newRow("option at the end") << QStringList{prog, "data.csv", "-h"} << a << none
                                            << QStringList{a + "/data.csv"} << QStringList();
         QTest::newRow("option takes an option as value")
-            << QStringList{prog, "-w", "-h", "500", "data.csv"} << a << none << QStringList{a + "/data.csv"}
-            << QStringList();
+            << QStringList{prog, "-w", "-h", "500", "data.csv"} << a << none
+            << QStringList{a + "/500", a + "/data.csv"} << QStringList();
         QTest::newRow("relative in A")
             << QStringList{prog, "data.csv"} << a << none << QStringList{a + "/data.csv"} << QStringList();
         QTest::newRow("relative in B")
@@ -427,8 +427,10 @@ private slots:
                                   << QStringList{b + "/data.csv"} << QStringList();
         QTest::newRow("folders") << QStringList{prog, "sub", b} << a << none << QStringList()
                                  << QStringList{a + "/sub", b};
-        QTest::newRow("missing dropped") << QStringList{prog, "missing.csv", "", b + "/gone.csv", "data.csv"}
-                                         << a << none << QStringList{a + "/data.csv"} << QStringList();
+        // Missing paths reach the window, which names them in one message.
+        QTest::newRow("missing kept")
+            << QStringList{prog, "missing.csv", "", b + "/gone.csv", "data.csv"} << a << none
+            << QStringList{a + "/missing.csv", b + "/gone.csv", a + "/data.csv"} << QStringList();
     }
     void parseCommandLine() {
         QFETCH(QStringList, arguments);

@@ -2,6 +2,7 @@
 
 #include "storage/editabledatacontainer.h"
 #include "util/fileparameterutilities.h"
+#include "util/msgboxanswers.h"
 
 #include <QFile>
 #include <QLocale>
@@ -222,7 +223,9 @@ private slots:
         const QString a = writeFile(dir, "first.csv", "1,2\n");
         const QString b = writeFile(dir, "second.csv", "1,2,3\n4,5,6\n");
         MainWindow window;
+        MsgBoxAnswers answers;
         QVERIFY(window.openFiles({QString(), dir.filePath("nothing.csv"), a, b}));
+        QCOMPARE(answers.texts().size(), 1);
         QCOMPARE(window.getOpenFilepaths(), (QStringList{a, b}));
         QCOMPARE(window.getActiveFilepath(), a);
         QCOMPARE(window.getTableSizeLabelText(), QStringLiteral("1 row x 2 columns"));
@@ -239,7 +242,12 @@ private slots:
 
     void nothingToOpen() {
         MainWindow window;
-        QVERIFY(!window.openFiles({dir.filePath("missing.csv"), dir.path(), QString()}));
+        MsgBoxAnswers answers;
+        QVERIFY(!window.openFiles(
+            {dir.filePath("missing.csv"), dir.path(), QString(), dir.filePath("gone.tsv")}));
+        // One message names every path that doesn't exist; a folder is no such path.
+        QCOMPARE(answers.texts(), QStringList{"These files could not be opened because they don't exist:\n" +
+                                              dir.filePath("missing.csv") + "\n" + dir.filePath("gone.tsv")});
         window.openFile(QString());
         // The window's own empty table stays.
         QCOMPARE(window.getNumTables(), 1);

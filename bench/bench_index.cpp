@@ -65,8 +65,8 @@ int runIndex(const QStringList& args) {
     resetPeakRss();
     const qint64 baseline = currentRssBytes();
     auto c = std::make_unique<ReadOnlyDataContainer>();
-    // One index of the file; its time leaves out the progress handshake: files from 24 MiB on
-    // open with it, and its half-second pause lets the dialog appear, no work of the index.
+    // One index of the file; its time leaves out the progress handshake that files from 24 MiB
+    // on start with, which is no work of the index.
     const auto indexOnce = [&](const CycleCounter* counter, double& seconds, double& cycles) {
         c = std::make_unique<ReadOnlyDataContainer>();
         c->setFilepath(path);

@@ -4,9 +4,7 @@
 #include <QWaitCondition>
 
 #include <algorithm>
-#include <chrono>
 #include <cstring>
-#include <thread>
 
 AbstractDataContainer::AbstractDataContainer(QObject* parent) : QObject(parent) {}
 
@@ -300,7 +298,6 @@ void AbstractDataContainer::beginProgress(qint64 fileSize) {
     emit startProgressUpdateSignal();
     if (progressUpdateMutex && progressUpdateCondition)
         progressUpdateCondition->wait(progressUpdateMutex, 1);
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
     if (progressUpdateMutex)
         progressUpdateMutex->unlock();
 }

@@ -148,8 +148,10 @@ void PaneView::setActiveTable(TableView* view) {
     activeView = view;
     if (QWidget* overlay = getProgressOverlay(view)) {
         placeOverlays();
-        overlay->show();
-        overlay->raise();
+        if (overlays[view].due) {
+            overlay->show();
+            overlay->raise();
+        }
         emit removeContextSignal(kContextTable);
     } else {
         emit addContextSignal(kContextTable | kContextFocus);
@@ -298,15 +300,22 @@ void PaneView::onStartProgressUpdate() {
     layout->addWidget(label, 0, Qt::AlignCenter);
     layout->addWidget(cancel, 0, Qt::AlignCenter);
     layout->addStretch(1);
-    overlays[view] = Overlay{overlay, label};
+    overlays[view] = Overlay{overlay, label, false};
     placeOverlays();
-    if (view == activeView) {
-        overlay->show();
-        overlay->raise();
+    overlay->hide();
+    // The table takes no commands while it loads, page or no page.
+    if (view == activeView)
         emit removeContextSignal(kContextTable);
-    } else {
-        overlay->hide();
-    }
+    QTimer::singleShot(kProgressDelayMs, overlay, [this, view] {
+        const auto it = overlays.find(view);
+        if (it == overlays.end() || !it->second.widget)
+            return;
+        it->second.due = true;
+        if (view == activeView) {
+            it->second.widget->show();
+            it->second.widget->raise();
+        }
+    });
 }
 
 void PaneView::onLoadProgressUpdate(int current, int total, int) {

@@ -120,7 +120,10 @@ private:
     struct Overlay {
         QPointer<QWidget> widget;
         QPointer<QLabel> label;
+        bool due = false; // shown once a load outlasts kProgressDelayMs
     };
+    // A load that ends sooner never flashes a progress page.
+    static constexpr int kProgressDelayMs = 400;
     TableView* viewOfSender() const;
     void connectActive(TableView* view);
     void disconnectActive(TableView* view);

@@ -6,6 +6,8 @@
 #include "storage/fileparameters.h"
 #include "table/range.h"
 #include "table/rangetypes.h"
+#include "window/commands.h"
+#include "window/context.h"
 
 #include <QDateTime>
 #include <QList>
@@ -33,23 +35,16 @@ class TableView;
 //
 // Implementation by topic: mainwindow.cpp (structure, status bar, panes, settings, events),
 // mainwindow_file.cpp (open, save, close, reload), mainwindow_fileops.cpp (rename, move,
-// duplicate, delete, recent files, watcher records).
+// duplicate, delete, recent files, watcher records), mainwindow_menus.cpp (commands, menus,
+// context), and the command slots by menu: mainwindow_filecommands.cpp, mainwindow_edit.cpp,
+// mainwindow_data.cpp, mainwindow_selection.cpp, mainwindow_goto.cpp, mainwindow_view.cpp.
 class MainWindow : public QMainWindow {
     Q_OBJECT
 
 public:
-    // Bits of the window's context: what is true now.
-    static constexpr quint32 ContextTable = 1; // an active table that is not loading
-    static constexpr quint32 ContextFocus = 4;
-    static constexpr quint32 ContextEditing = 8;
-    static constexpr quint32 ContextEditorPaneShown = 16;
-    static constexpr quint32 ContextMultiSelection = 32;
-    static constexpr quint32 ContextFileExists = 128;
-    static constexpr quint32 ContextLauncher = 256;
-    static constexpr quint32 ContextFind = 512;
-    static constexpr quint32 ContextReadOnly = 0x20000;
     // Bits that belong to a table and travel with it when the active table changes.
-    static constexpr quint32 TableContextBits = ContextEditing | ContextMultiSelection | ContextReadOnly;
+    static constexpr Context TableContextBits =
+        ContextNotEditing | ContextEditing | ContextMultiSelection | ContextReadOnly;
     // A load of a file larger than this runs on the load thread.
     static constexpr qint64 kAsyncLoadLimit = 25165824;
     static constexpr int kPaneAnimationMs = 125;
@@ -123,7 +118,8 @@ public:
     ExtensionData getFileParameters(const QString& path) const;
     bool isReadOnly(const QString& path) const;
     static QString tableName(const TableView* view);
-    quint32 getContext() const { return context; }
+    Context getContext() const { return context; }
+    const Commands& getCommands() const { return commands; }
     const QStringList& getRecentFilepaths() const { return recentFilepathList; }
     const QStringList& getPreferenceFilepaths() const { return preferenceFilepaths; }
     Settings& getSettings() { return settings; }
@@ -191,7 +187,9 @@ public:
     void updateConfigFile();
 
 public slots:
-    // File commands; an empty path means the active table, an unknown one does nothing.
+    // --- Command slots. File commands take a path; an empty one means the active table, an
+    // unknown one does nothing. Each answers false when it could not run.
+    // Files (mainwindow_file.cpp).
     bool commandSaveFile(const QString& path = QString());
     bool commandSaveFileAs(const QString& path = QString());
     bool commandSaveVisibleDataAs(const QString& path = QString());
@@ -204,15 +202,177 @@ public slots:
     void commandNewFile();
     // Switches the active table between read-only and editable, reading the file again.
     void commandToggleReadOnly();
+    // File
+    bool commandNewWindow();
+    bool commandOpenFile();
+    bool commandShowFileInFileSystem(const QString& path = QString());
+    bool commandOpenTerminalToFilesDirectory(const QString& path = QString());
+    bool commandOpenFileInTextEditor(const QString& path = QString());
+    bool commandExit();
+    bool commandToggleSaveAfterEachEdit();
+    bool commandToggleRemoveExtraneousRowsColumnsOnFileSave();
+    // File/Reload
+    // File/Save Options
+    bool commandToggleSaveWithTrailingDelimiters();
+    // File/File Location Information
+    bool commandCopyFilePathToClipboard(const QString& path = QString());
+    bool commandCopyFolderPathToClipboard(const QString& path = QString());
+    bool commandCopyFileNameToClipboard(const QString& path = QString());
+    // Edit
+    bool commandUndo();
+    bool commandRedo();
+    bool commandEditSelectedCell();
+    bool commandStopEditing();
+    bool commandToggleRetainSortAndFiltersUponFileRefresh();
+    bool commandToggleLetEditorPaneConsumeNavigationKeystrokes();
+    // Data/Move
+    bool commandMoveCellContentsUp();
+    bool commandMoveCellContentsDown();
+    bool commandMoveCellContentsLeft();
+    bool commandMoveCellContentsRight();
+    bool commandMoveRowsUp();
+    bool commandMoveRowsDown();
+    bool commandMoveColumnsLeft();
+    bool commandMoveColumnsRight();
+    // Data/Insert
+    bool commandInsertRowsBefore();
+    bool commandInsertColumnsBefore();
+    bool commandInsertRowsAfter();
+    bool commandInsertColumnsAfter();
+    bool commandInsertCellsMoveRestOfRowRight();
+    bool commandInsertCellsMoveRestOfColumnDown();
+    // Data/Transpose
+    bool commandTransposeTable();
+    bool commandTransposeSelectedCells();
+    // Data/Delete
+    bool commandClearCellContents();
+    bool commandRemoveRows();
+    bool commandRemoveColumns();
+    bool commandRemoveEmptyRows();
+    bool commandRemoveEmptyColumns();
+    bool commandRemoveEmptyRowsBasedOnSelectedColumnsOnly();
+    bool commandRemoveEmptyColumnsBasedOnSelectedRowsOnly();
+    bool commandRemoveSelectedCellsMoveRestOfRowLeft();
+    bool commandRemoveSelectedCellsMoveRestOfColumnUp();
+    bool commandRemoveSelectedCellsAndTheRestOfTheirRows();
+    bool commandRemoveSelectedCellsAndTheRestOfTheirColumns();
+    // Data/Sort
+    bool commandToggleCaseSensitiveSorting();
+    // Data/Duplicate
+    bool commandDuplicateSelectedCellContentsUp();
+    bool commandDuplicateSelectedCellContentsDown();
+    bool commandDuplicateSelectedCellContentsLeft();
+    bool commandDuplicateSelectedCellContentsRight();
+    bool commandDuplicateRows();
+    bool commandDuplicateColumns();
+    // Data
+    bool commandRemoveExtraneousRowsAndColumns();
+    // Selection
+    bool commandSelectUp();
+    bool commandSelectDown();
+    bool commandSelectLeft();
+    bool commandSelectRight();
+    bool commandSelectUpByABlock();
+    bool commandSelectDownByABlock();
+    bool commandSelectLeftByABlock();
+    bool commandSelectRightByABlock();
+    bool commandSelectUpToTopOfColumnHeaderExcluded();
+    bool commandSelectDownToBottomOfColumn();
+    bool commandSelectLeftToStartOfRowHeaderExcluded();
+    bool commandSelectRightToEndOfRow();
+    bool commandSelectEntireColumns();
+    bool commandSelectEntireColumnsHeaderExcluded();
+    bool commandSelectEntireRows();
+    bool commandSelectEntireRowsHeaderExcluded();
+    bool commandSelectEntireTable();
+    bool commandMoveSelectionUp();
+    bool commandMoveSelectionDown();
+    bool commandMoveSelectionLeft();
+    bool commandMoveSelectionRight();
+    bool commandMoveSelectionUpByABlock();
+    bool commandMoveSelectionDownByABlock();
+    bool commandMoveSelectionLeftByABlock();
+    bool commandMoveSelectionRightByABlock();
+    bool commandInvertSelectionByRowsHeaderExcluded();
+    bool commandInvertSelectionByColumnsHeaderExcluded();
+    // View/Grid Size
+    bool commandToggleAutoFitRowHeight();
+    bool commandToggleAutoFitColumnWidth();
+    // View/Headers
+    bool commandSetHeaderRowsToSelectedRow();
+    bool commandSetHeaderColumnsToSelectedColumn();
+    bool commandSetHeadersToSelectedCell();
+    bool commandRemoveHeaderRows();
+    bool commandRemoveHeaderColumns();
+    bool commandRemoveAllHeaders();
+    bool commandToggleFreezeHeaderRowsAndColumns();
+    bool commandToggleHighlightHeaderRows();
+    bool commandToggleHighlightHeaderColumns();
+    bool commandToggleFreezeHeaderRows();
+    bool commandToggleFreezeHeaderColumns();
+    // Go To
+    bool commandSwitchToTabOnTheRight();
+    bool commandSwitchToTabOnTheLeft();
+    bool commandScrollUpOneScreen();
+    bool commandScrollDownOneScreen();
+    bool commandScrollLeftOneScreen();
+    bool commandScrollRightOneScreen();
+    bool commandScrollToTop();
+    bool commandScrollToBottom();
+    bool commandScrollToFarLeft();
+    bool commandScrollToFarRight();
+    bool commandGoUpOneScreen();
+    bool commandGoDownOneScreen();
+    bool commandGoLeftOneScreen();
+    bool commandGoRightOneScreen();
+    bool commandGoToTop();
+    bool commandGoToBottom();
+    bool commandGoToFarLeft();
+    bool commandGoToFarRight();
+    bool commandFollowSelectedHyperlinks();
+    bool commandEmailSelectedEmailAddresses();
+    bool commandWebSearchForSelectedTerms();
+    bool commandWebSearchForSelectedPlacesInMap();
+    // Help
+    bool commandAbout();
+    // -
+    bool commandCloseAllFilesExceptCurrent();
+    bool commandSwitchToTab1();
+    bool commandSwitchToTab2();
+    bool commandSwitchToTab3();
+    bool commandSwitchToTab4();
+    bool commandSwitchToTab5();
+    bool commandSwitchToTab6();
+    bool commandSwitchToTab7();
+    bool commandSwitchToTab8();
+    bool commandSwitchToTab9();
+    bool commandSwitchToTab10();
+    bool commandToggleEnableCheckForUpdates();
+    bool commandToggleDetectImportedFileTypeUponOpeningFile();
+    // View
+    bool commandToggleShowTabBar();
+    bool commandToggleShowRowLabels();
+    bool commandToggleShowColumnLabels();
+    bool commandToggleShowEditorPane();
+    bool commandToggleRepresentColumnsAsLetters();
+    bool commandToggleShadeEveryOtherRow();
+    bool commandToggleShadeEveryOtherColumn();
+    bool commandToggleHighlightMainSelectedCellsRow();
+    bool commandToggleHighlightMainSelectedCellsColumn();
+    bool commandToggleSnapToRowAfterScrolling();
+    bool commandToggleSnapToColumnAfterScrolling();
 
     void onTableSizeChanged(int rawRows, int rawCols, int modelRows, int modelCols);
     void onSelectionSizeChanged(const RangeSize& size);
     void onMainCellLengthChanged(int length);
     void onLoadFinished(TableView* view);
     void onUndoStackCleanChanged(bool clean);
-    void addContext(quint32 bits);
-    void removeContext(quint32 bits);
-    void setContext(quint32 bits);
+    // The context: add or remove bits with what they imply, and with `apply` enable the
+    // actions at once. setContext() applies the current set; setContext(bits) replaces it.
+    void addContext(Context bits, bool apply = true);
+    void removeContext(Context bits, bool apply = true);
+    void setContext();
+    void setContext(Context bits);
 
 signals:
     void updateConfigFileSignal(ConfigData data);
@@ -232,8 +392,18 @@ protected:
     void dragMoveEvent(QDragMoveEvent* event) override;
     void dropEvent(QDropEvent* event) override;
 
+    // Builds the menu bar from the command table.
+    void setupMenus();
+
 private:
     enum class Pane { TabBar, SideBar, Metadata };
+
+    // The active table, when it is ready and its edit (if any) is over.
+    TableView* tableForEdit();
+    bool toggleSetting(SettingType type);
+    bool switchToTab(int index);
+    bool openSelectedTexts(const QString& site);
+    bool toggleShading(SettingType type);
 
     void setupLayout();
     void setupStatusBar();
@@ -266,7 +436,8 @@ private:
     Settings settings;
     bool constructing = true;
     bool windowClosing = false;
-    quint32 context = ContextTable | ContextFocus;
+    Commands commands;
+    Context context = ContextTableReady | ContextNotEditing;
     std::vector<ExtensionData> extensions;
     QStringList preferenceFilepaths;
     QString lastUsedDirectory;

@@ -21,12 +21,7 @@
 #include <QVBoxLayout>
 #include <QVariantAnimation>
 
-namespace {
-
-constexpr quint32 kContextTable = 1;
-constexpr quint32 kContextFocus = 4;
-
-} // namespace
+namespace {} // namespace
 
 PaneView::PaneView(QWidget* parent) : QWidget(parent) {
     auto* layout = new QVBoxLayout(this);
@@ -150,13 +145,13 @@ void PaneView::setActiveTable(TableView* view) {
         placeOverlays();
         overlay->show();
         overlay->raise();
-        emit removeContextSignal(kContextTable);
+        emit removeContextSignal(ContextTableReady);
     } else {
-        emit addContextSignal(kContextTable | kContextFocus);
+        emit addContextSignal(ContextTableReady | ContextNotEditing);
     }
     connectActive(view);
-    const quint32 paneBit = editorPaneShown ? ContextEditorPaneShown : 0;
-    view->setContext((view->getContext() & ~ContextEditorPaneShown) | paneBit);
+    const Context paneBit = editorPaneShown ? Context(ContextEditorPaneShown) : Context();
+    view->setContext((view->getContext() - ContextEditorPaneShown) | paneBit);
     editorPane->setReadOnly(view->isReadOnly());
     editorPane->setTheme(view->getSettings(false).getTheme());
     editorPane->setFont(view->font());
@@ -234,8 +229,8 @@ void PaneView::showEditorPane(bool show, bool animate) {
     const bool changed = editorPaneShown != show;
     editorPaneShown = show;
     for (TableView* view : getTableViews())
-        view->setContext(show ? view->getContext() | ContextEditorPaneShown
-                              : view->getContext() & ~ContextEditorPaneShown);
+        view->setContext(show ? view->getContext() + ContextEditorPaneShown
+                              : view->getContext() - ContextEditorPaneShown);
     if (changed) {
         if (show)
             emit addContextSignal(ContextEditorPaneShown);
@@ -303,7 +298,7 @@ void PaneView::onStartProgressUpdate() {
     if (view == activeView) {
         overlay->show();
         overlay->raise();
-        emit removeContextSignal(kContextTable);
+        emit removeContextSignal(ContextTableReady);
     } else {
         overlay->hide();
     }
@@ -329,7 +324,7 @@ void PaneView::onLoadFinished() {
     if (view != activeView) {
         view->hide();
     } else {
-        emit addContextSignal(kContextTable | kContextFocus);
+        emit addContextSignal(ContextTableReady | ContextNotEditing);
     }
     emit loadFinishedSignal(view);
 }
@@ -440,7 +435,7 @@ void PaneView::onEditorPaneHandleMoved() {
     } else if (editorPaneShown) {
         editorPaneShown = false;
         for (TableView* view : getTableViews())
-            view->setContext(view->getContext() & ~ContextEditorPaneShown);
+            view->setContext(view->getContext() - ContextEditorPaneShown);
         emit removeContextSignal(ContextEditorPaneShown);
     }
 }

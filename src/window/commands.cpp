@@ -62,15 +62,15 @@ void Commands::populate(MainWindow* window) {
     const std::vector<CommandRow>& table = rows();
     commands.reserve(table.size());
     wired.reserve(table.size());
-    // A twin that another command names outright is that command's key: Alt+Return can find
-    // all matches while Alt+Enter inserts cells.
+    // A twin that another command that runs names outright is that command's key: Alt+Return
+    // then finds all matches while Alt+Enter (keypad) inserts cells.
     std::vector<QList<QKeySequence>> named;
     named.reserve(table.size());
     for (const CommandRow& row : table)
         named.push_back(parseShortcut(QString::fromLatin1(row.shortcut), false));
-    const auto namedElsewhere = [&named](std::size_t self, const QKeySequence& key) {
+    const auto namedElsewhere = [&named, &table](std::size_t self, const QKeySequence& key) {
         for (std::size_t i = 0; i < named.size(); ++i) {
-            if (i != self && named[i].contains(key))
+            if (i != self && table[i].slot && named[i].contains(key))
                 return true;
         }
         return false;

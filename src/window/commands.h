@@ -1,5 +1,6 @@
 #pragma once
 
+#include "util/shortcututilities.h"
 #include "window/command.h"
 
 #include <QKeySequence>
@@ -9,11 +10,6 @@
 #include <vector>
 
 class MainWindow;
-
-// The shortcut grammar: alternatives split by "|", "cmd" the platform's main modifier and
-// "ctrl" the physical Control key, chords with ",", and Enter and Return as twins. An
-// alternative that doesn't parse is dropped.
-QList<QKeySequence> getKeySequenceList(const QString& text);
 
 // Runs a command's slot on a window; false when the command could not run.
 using CommandSlot = bool (*)(MainWindow*);

@@ -84,13 +84,6 @@ const Command& command(const MainWindow& window, const QString& name) {
     return *found;
 }
 
-QStringList keys(const QList<QKeySequence>& sequences) {
-    QStringList out;
-    for (const QKeySequence& sequence : sequences)
-        out.append(sequence.toString(QKeySequence::PortableText));
-    return out;
-}
-
 } // namespace
 
 class TestCommands : public QObject {
@@ -132,45 +125,6 @@ private slots:
         FileDialogHelper::saveFileNameHook = nullptr;
         FileDialogHelper::openFileNamesHook = nullptr;
         FileDialogHelper::existingDirectoryHook = nullptr;
-    }
-
-    // --- The shortcut grammar ---------------------------------------------------------------
-
-    void keySequenceList_data() {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QStringList>("expected");
-        QTest::newRow("cmd is control") << QStringLiteral("cmd+s") << QStringList{QStringLiteral("Ctrl+S")};
-        QTest::newRow("ctrl is the physical key")
-            << QStringLiteral("ctrl+u") << QStringList{QStringLiteral("Meta+U")};
-        QTest::newRow("both") << QStringLiteral("ctrl+shift+d|alt+f3")
-                              << QStringList{QStringLiteral("Meta+Shift+D"), QStringLiteral("Alt+F3")};
-        QTest::newRow("alternatives") << QStringLiteral("del|backspace")
-                                      << QStringList{QStringLiteral("Del"), QStringLiteral("Backspace")};
-        QTest::newRow("enter gets return")
-            << QStringLiteral("cmd+enter")
-            << QStringList{QStringLiteral("Ctrl+Enter"), QStringLiteral("Ctrl+Return")};
-        QTest::newRow("return gets enter")
-            << QStringLiteral("alt+return")
-            << QStringList{QStringLiteral("Alt+Return"), QStringLiteral("Alt+Enter")};
-        QTest::newRow("twin already listed")
-            << QStringLiteral("enter|return")
-            << QStringList{QStringLiteral("Enter"), QStringLiteral("Return")};
-        QTest::newRow("chord") << QStringLiteral("cmd+k,cmd+k")
-                               << QStringList{QStringLiteral("Ctrl+K, Ctrl+K")};
-        QTest::newRow("spaces and case")
-            << QStringLiteral(" Cmd+Shift+P | CMD+L ")
-            << QStringList{QStringLiteral("Ctrl+Shift+P"), QStringLiteral("Ctrl+L")};
-        QTest::newRow("bad alternative dropped")
-            << QStringLiteral("cme+e|f2") << QStringList{QStringLiteral("F2")};
-        QTest::newRow("unknown key dropped") << QStringLiteral("alt+nokey") << QStringList{};
-        QTest::newRow("empty") << QStringLiteral("") << QStringList{};
-        QTest::newRow("page keys") << QStringLiteral("alt+pgup|home")
-                                   << QStringList{QStringLiteral("Alt+PgUp"), QStringLiteral("Home")};
-    }
-    void keySequenceList() {
-        QFETCH(QString, text);
-        QFETCH(QStringList, expected);
-        QCOMPARE(keys(getKeySequenceList(text)), expected);
     }
 
     // --- Context rules ---------------------------------------------------------------------

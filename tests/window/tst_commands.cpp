@@ -513,8 +513,14 @@ private slots:
         QVERIFY(window->getContext().intersects(ContextEditing));
         QVERIFY(!window->getCommands().insertRowsBefore.action->isEnabled());
         QVERIFY(window->getCommands().stopEditing.action->isEnabled());
-        QTest::keyClick(window->focusWidget(), Qt::Key_Escape);
+        QTest::keyClick(window->focusWidget(), Qt::Key_X);
+        QTest::keyClick(window->focusWidget(), Qt::Key_E, Qt::ControlModifier);
         QVERIFY(!view->isEditing());
+        QCOMPARE(cells(view).at(1).section(QLatin1Char(','), 1, 1), QStringLiteral("x"));
+
+        // Alt+Return, the twin of Alt+Enter, pushes the rest of the row right.
+        QTest::keyClick(view, Qt::Key_Return, Qt::AltModifier);
+        QCOMPARE(cells(view).at(1).section(QLatin1Char(','), 1, 2), QStringLiteral(",x"));
     }
 
     void selectionKeys_data() {

@@ -50,9 +50,16 @@ void Commands::populate(MainWindow* window) {
         command.action->setShortcuts(keys);
         // Shortcuts work whether or not the command stands in a menu.
         window->addAction(command.action);
+        // A switch shows its state with a check mark.
+        const bool toggle = row.setting != NoSetting && command.name.startsWith(QLatin1String("Toggle"));
+        command.action->setCheckable(toggle);
         if (row.slot) {
             const CommandSlot slot = row.slot;
-            QObject::connect(command.action, &QAction::triggered, window, [window, slot] { slot(window); });
+            QObject::connect(command.action, &QAction::triggered, window, [window, slot, toggle] {
+                slot(window);
+                if (toggle)
+                    window->refreshToggles();
+            });
         } else {
             command.action->setEnabled(false);
         }

@@ -125,6 +125,13 @@ public:
     Settings& getSettings() { return settings; }
     QStringList getWatchedFiles() const;
 
+    // --- Menus (mainwindow_menus.cpp) --------------------------------------------------------
+    // Builds the menu bar from the command table.
+    void setupMenus();
+    // Puts the check marks of the switch commands in step with their settings: the window's, or
+    // the active table's for a per-file one.
+    void refreshToggles();
+
     // --- Status bar -----------------------------------------------------------------------
     static QString tableSizeText(int rawRows, int rawCols, int modelRows, int modelCols);
     static QString selectionSizeText(const RangeSize& size);
@@ -391,9 +398,6 @@ protected:
     void dragEnterEvent(QDragEnterEvent* event) override;
     void dragMoveEvent(QDragMoveEvent* event) override;
     void dropEvent(QDropEvent* event) override;
-
-    // Builds the menu bar from the command table.
-    void setupMenus();
 
 private:
     enum class Pane { TabBar, SideBar, Metadata };

@@ -291,6 +291,7 @@ void MainWindow::setActiveTable(TableView* view) {
 
     updateWindowTitle();
     updateStatusBar();
+    refreshToggles();
     if (!path.isEmpty())
         bumpUpFileInRecentFilepaths(path);
 }

@@ -193,6 +193,24 @@ void MainWindow::setupMenus() {
         else
             bar->addMenu(menu);
     }
+    refreshToggles();
+}
+
+void MainWindow::refreshToggles() {
+    for (const Command* command : commands.wiredCommands()) {
+        if (!command->action->isCheckable())
+            continue;
+        bool on = false;
+        if (command->setting == ReadOnly)
+            on = activeTable && activeTable->isReadOnly();
+        else if (command->setting == ShowEditorPane)
+            on = paneView && paneView->isEditorPaneShown();
+        else if (command->scope == Table && activeTable)
+            on = activeTable->getTableSettingBool(command->setting);
+        else
+            on = settings.getValueBool(command->setting);
+        command->action->setChecked(on);
+    }
 }
 
 // --- Helpers of the command slots ---------------------------------------------------------------

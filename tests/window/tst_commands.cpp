@@ -419,10 +419,14 @@ private slots:
         QCOMPARE(view->undoStack()->count(), stepsBefore);
         if (cmd.setting == ReadOnly) {
             QCOMPARE(view->isReadOnly(), !readOnlyBefore);
+            QCOMPARE(cmd.action->isChecked(), view->isReadOnly());
         } else if (cmd.setting != NoSetting) {
             const bool after = cmd.scope == Table ? view->getTableSettingBool(cmd.setting)
                                                   : window->getSettings().getValueBool(cmd.setting);
             QCOMPARE(after, !settingBefore);
+            // A switch shows its state.
+            if (name.startsWith(QLatin1String("Toggle")))
+                QCOMPARE(cmd.action->isChecked(), after);
             cmd.action->trigger();
             const bool back = cmd.scope == Table ? view->getTableSettingBool(cmd.setting)
                                                  : window->getSettings().getValueBool(cmd.setting);

@@ -508,6 +508,17 @@ private slots:
         QTest::keyClick(view, Qt::Key_Y, Qt::ControlModifier);
         QCOMPARE(cells(view).at(5), QStringLiteral("https://example.org/x,me@example.org,c6,,e6,"));
 
+        // A second selected cell enables the commands for several cells and disables the
+        // single-cell edit.
+        view->moveSelectionAbsolute(1, 1);
+        QTest::keyClick(view, Qt::Key_Right, Qt::ShiftModifier);
+        QVERIFY(window->getContext().intersects(ContextMultiSelection));
+        QVERIFY(window->getCommands().transposeSelectedCells.action->isEnabled());
+        QVERIFY(!window->getCommands().editSelectedCell.action->isEnabled());
+        QTest::keyClick(view, Qt::Key_Left, Qt::ShiftModifier);
+        QVERIFY(!window->getContext().intersects(ContextMultiSelection));
+        QVERIFY(window->getCommands().editSelectedCell.action->isEnabled());
+
         // Delete clears through its command; F2 edits; the edit's own keys stay the editor's.
         selectBlock(view, 1, 1, 1, 1);
         QTest::keyClick(view, Qt::Key_Delete);

@@ -27,7 +27,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     check(written.size() <= all.size());
     for (const QKeySequence& sequence : all) {
         check(!sequence.isEmpty());
-        for (int i = 0; i < sequence.count(); ++i)
+        for (uint i = 0; i < static_cast<uint>(sequence.count()); ++i)
             check(sequence[i].key() != Qt::Key_unknown);
     }
     for (const QKeySequence& sequence : written)

@@ -31,7 +31,7 @@ QList<QKeySequence> parseShortcut(const QString& text, bool twins) {
     for (const QString& alternative : alternatives) {
         const QKeySequence sequence = QKeySequence::fromString(alternative, QKeySequence::PortableText);
         bool known = !sequence.isEmpty();
-        for (int i = 0; known && i < sequence.count(); ++i)
+        for (uint i = 0; known && i < static_cast<uint>(sequence.count()); ++i)
             known = sequence[i].key() != Qt::Key_unknown;
         if (known)
             sequences.append(sequence);

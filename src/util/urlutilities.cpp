@@ -4,12 +4,26 @@
 
 namespace Utilities {
 
+namespace {
+
+const QRegularExpression& emailPattern() {
+    static const QRegularExpression pattern(QStringLiteral("^.+@.+\\..+$"));
+    return pattern;
+}
+
+} // namespace
+
 QList<QUrl> buildHyperlinkUrls(const QStringList& texts) {
     QList<QUrl> urls;
     for (const QString& text : texts) {
         const QString trimmed = text.trimmed();
         if (trimmed.isEmpty() || trimmed.contains(QLatin1Char(' ')))
             continue;
+        // An address without a scheme is one to write to, not a host with a user name.
+        if (!trimmed.contains(QLatin1Char(':')) && emailPattern().match(trimmed).hasMatch()) {
+            urls.append(QUrl(QStringLiteral("mailto:") + trimmed));
+            continue;
+        }
         // A bare word would read as a host name; a link has a scheme, a dotted host or a path.
         const QUrl url = QUrl::fromUserInput(trimmed);
         const bool hasScheme =
@@ -21,11 +35,10 @@ QList<QUrl> buildHyperlinkUrls(const QStringList& texts) {
 }
 
 QUrl buildEmailUrl(const QStringList& texts) {
-    static const QRegularExpression pattern(QStringLiteral("^.+@.+\\..+$"));
     QStringList addresses;
     for (const QString& text : texts) {
         const QString trimmed = text.trimmed();
-        if (pattern.match(trimmed).hasMatch())
+        if (emailPattern().match(trimmed).hasMatch())
             addresses.append(trimmed);
     }
     if (addresses.isEmpty())

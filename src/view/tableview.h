@@ -65,6 +65,14 @@ public:
     void goToFarRight();
     void refreshView() override;
 
+    // --- What the selected cells name (tableview_links.cpp) ---------------------------------
+    // Each opens its addresses with the desktop; false when the selection names none.
+    bool followSelectedHyperlinks();
+    bool emailSelectedAddresses();
+    // With the search engine and the online map of the table's settings.
+    bool webSearchForSelectedTerms();
+    bool webSearchForSelectedPlacesInMap();
+
     // --- Selections to an edge (tableview_navigation.cpp) -------------------------------------
     // Extends the selection from the main cell to the table's edge in `direction`; with
     // `headerExcluded` it stops after the header rows (columns).
@@ -309,6 +317,9 @@ private:
     // empty cells there, otherwise the cells go and the rest closes up.
     bool shiftSelectedCells(Axis axis, bool insert);
     bool clearRestOfLines(Axis axis);
+    // The texts of the selected cells that aren't blank, in row order.
+    QStringList selectedTexts() const;
+    bool searchSelectedTexts(const QString& site);
     // The cell of line `line` along `axis` at `across`; an empty text outside the table.
     QVariant cellAt(Axis axis, int line, int across) const;
     void connectUndoSignals(TableModel* m);

@@ -406,7 +406,6 @@ private:
     TableView* tableForEdit();
     bool toggleSetting(SettingType type);
     bool switchToTab(int index);
-    bool openSelectedTexts(const QString& site);
     bool toggleShading(SettingType type);
 
     void setupLayout();

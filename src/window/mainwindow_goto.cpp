@@ -4,32 +4,15 @@
 #include "window/mainwindow.h"
 
 #include "table/tablemodel.h"
-#include "util/msgbox.h"
-#include "util/urlutilities.h"
 #include "view/tableview.h"
 #include "window/paneview.h"
 
-#include <QDesktopServices>
 #include <QScrollBar>
 
 namespace {
 
 bool ready(const TableView* view) {
     return view && view->tableModel() && !view->isLoading();
-}
-
-// The texts of the selected cells, in row order.
-QStringList selectedTexts(const TableView* view) {
-    QStringList texts;
-    if (!ready(view))
-        return texts;
-    const TableModel* m = view->tableModel();
-    for (const auto& [row, col] : m->getSelectionIndexes()) {
-        const QString text = m->data(m->index(row, col), Qt::EditRole).toString();
-        if (!text.trimmed().isEmpty())
-            texts.append(text);
-    }
-    return texts;
 }
 
 } // namespace
@@ -221,33 +204,17 @@ bool MainWindow::commandGoToFarRight() {
 }
 
 bool MainWindow::commandFollowSelectedHyperlinks() {
-    const QList<QUrl> urls = Utilities::buildHyperlinkUrls(selectedTexts(activeTable));
-    for (const QUrl& url : urls)
-        QDesktopServices::openUrl(url);
-    return !urls.isEmpty();
+    return ready(activeTable) && activeTable->followSelectedHyperlinks();
 }
 
 bool MainWindow::commandEmailSelectedEmailAddresses() {
-    const QUrl url = Utilities::buildEmailUrl(selectedTexts(activeTable));
-    if (url.isEmpty()) {
-        MsgBox::inform(this, tr("No valid email addresses found."));
-        return false;
-    }
-    QDesktopServices::openUrl(url);
-    return true;
-}
-
-bool MainWindow::openSelectedTexts(const QString& site) {
-    const QStringList terms = selectedTexts(activeTable);
-    for (const QString& term : terms)
-        QDesktopServices::openUrl(Utilities::buildSearchUrl(site, term));
-    return !terms.isEmpty();
+    return ready(activeTable) && activeTable->emailSelectedAddresses();
 }
 
 bool MainWindow::commandWebSearchForSelectedTerms() {
-    return openSelectedTexts(settings.getValueString(SearchEngine));
+    return ready(activeTable) && activeTable->webSearchForSelectedTerms();
 }
 
 bool MainWindow::commandWebSearchForSelectedPlacesInMap() {
-    return openSelectedTexts(settings.getValueString(OnlineMap));
+    return ready(activeTable) && activeTable->webSearchForSelectedPlacesInMap();
 }

@@ -18,6 +18,8 @@ private slots:
         QTest::newRow("words are no links")
             << QStringList{QStringLiteral("hello"), QStringLiteral("two words.com"), QString()}
             << QStringList{};
+        QTest::newRow("address to write to") << QStringList{QStringLiteral("me@example.org")}
+                                             << QStringList{QStringLiteral("mailto:me@example.org")};
         QTest::newRow("file path") << QStringList{QStringLiteral("/tmp/a.csv")}
                                    << QStringList{QStringLiteral("file:///tmp/a.csv")};
     }

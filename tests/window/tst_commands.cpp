@@ -480,6 +480,24 @@ private slots:
         QCOMPARE(commands.reloadFile.action->isEnabled(), state == QLatin1String("editing"));
     }
 
+    // The fixture's row 6 holds a link and an address; the desktop is asked to open them.
+    void linkCommands() {
+        MsgBoxAnswers answers;
+        auto window = openWindow();
+        window->getActiveTable()->moveSelectionAbsolute(6, 0);
+        QVERIFY(window->commandFollowSelectedHyperlinks());
+        QVERIFY(!window->commandEmailSelectedEmailAddresses());
+        QCOMPARE(answers.texts(), QStringList{QStringLiteral("No valid email addresses found.")});
+        window->getActiveTable()->moveSelectionAbsolute(6, 1);
+        QVERIFY(window->commandEmailSelectedEmailAddresses());
+        window->getActiveTable()->moveSelectionAbsolute(6, 2);
+        QVERIFY(!window->commandFollowSelectedHyperlinks());
+        QVERIFY(window->commandWebSearchForSelectedTerms());
+        window->getActiveTable()->moveSelectionAbsolute(4, 0);
+        QVERIFY(!window->commandWebSearchForSelectedPlacesInMap());
+        QCOMPARE(answers.asked.size(), 1);
+    }
+
     // --- Keys reach commands -----------------------------------------------------------------
 
     void keysReachCommands() {

@@ -19,18 +19,12 @@
 #include <cstdio>
 #include <vector>
 
-// The C library's own allocator, which the counting one below hands every request to.
-extern "C" void* __libc_malloc(std::size_t size);
-extern "C" void* __libc_calloc(std::size_t count, std::size_t size);
-extern "C" void* __libc_realloc(void* pointer, std::size_t size);
-extern "C" void __libc_free(void* pointer);
-
 namespace {
 
 std::atomic<bool> counting{false};
 std::atomic<long long> allocations{0};
 
-void count() {
+[[maybe_unused]] void count() {
     if (counting.load(std::memory_order_relaxed))
         allocations.fetch_add(1, std::memory_order_relaxed);
 }
@@ -45,6 +39,25 @@ template <typename Work> long long countAllocations(Work work) {
 }
 
 } // namespace
+
+// A sanitizer brings an allocator of its own, which this one would bypass: counting is then off.
+#if defined(__SANITIZE_ADDRESS__)
+#define ORVANE_COUNT_ALLOCATIONS 0
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define ORVANE_COUNT_ALLOCATIONS 0
+#endif
+#endif
+#ifndef ORVANE_COUNT_ALLOCATIONS
+#define ORVANE_COUNT_ALLOCATIONS 1
+#endif
+
+#if ORVANE_COUNT_ALLOCATIONS
+// The C library's own allocator, which the counting one below hands every request to.
+extern "C" void* __libc_malloc(std::size_t size);
+extern "C" void* __libc_calloc(std::size_t count, std::size_t size);
+extern "C" void* __libc_realloc(void* pointer, std::size_t size);
+extern "C" void __libc_free(void* pointer);
 
 // Every allocation of the process, Qt's included, passes here; counting is off but for the
 // spans measured, so the other operations only pay for one relaxed load.
@@ -66,6 +79,7 @@ extern "C" void* realloc(void* pointer, std::size_t size) {
 extern "C" void free(void* pointer) {
     __libc_free(pointer);
 }
+#endif
 
 namespace {
 

@@ -20,6 +20,11 @@ struct CommandRow;
 // The table of every command, by name in `commands` and by a named member each.
 class Commands {
 public:
+    Commands() = default;
+    // The list of wired commands points into the members: a copy would point into this one.
+    Commands(const Commands&) = delete;
+    Commands& operator=(const Commands&) = delete;
+
     // Builds all records and their actions, parented to `window`, and connects each action to
     // its slot there.
     void populate(MainWindow* window);

@@ -209,7 +209,7 @@ public slots:
     void commandNewFile();
     // Switches the active table between read-only and editable, reading the file again.
     void commandToggleReadOnly();
-    // File
+    // File (mainwindow_filecommands.cpp).
     bool commandNewWindow();
     bool commandOpenFile();
     bool commandShowFileInFileSystem(const QString& path = QString());
@@ -218,21 +218,18 @@ public slots:
     bool commandExit();
     bool commandToggleSaveAfterEachEdit();
     bool commandToggleRemoveExtraneousRowsColumnsOnFileSave();
-    // File/Reload
-    // File/Save Options
     bool commandToggleSaveWithTrailingDelimiters();
-    // File/File Location Information
     bool commandCopyFilePathToClipboard(const QString& path = QString());
     bool commandCopyFolderPathToClipboard(const QString& path = QString());
     bool commandCopyFileNameToClipboard(const QString& path = QString());
-    // Edit
+    // Edit (mainwindow_edit.cpp).
     bool commandUndo();
     bool commandRedo();
     bool commandEditSelectedCell();
     bool commandStopEditing();
     bool commandToggleRetainSortAndFiltersUponFileRefresh();
     bool commandToggleLetEditorPaneConsumeNavigationKeystrokes();
-    // Data/Move
+    // Data (mainwindow_data.cpp): move, insert, transpose, delete, duplicate.
     bool commandMoveCellContentsUp();
     bool commandMoveCellContentsDown();
     bool commandMoveCellContentsLeft();
@@ -241,17 +238,14 @@ public slots:
     bool commandMoveRowsDown();
     bool commandMoveColumnsLeft();
     bool commandMoveColumnsRight();
-    // Data/Insert
     bool commandInsertRowsBefore();
     bool commandInsertColumnsBefore();
     bool commandInsertRowsAfter();
     bool commandInsertColumnsAfter();
     bool commandInsertCellsMoveRestOfRowRight();
     bool commandInsertCellsMoveRestOfColumnDown();
-    // Data/Transpose
     bool commandTransposeTable();
     bool commandTransposeSelectedCells();
-    // Data/Delete
     bool commandClearCellContents();
     bool commandRemoveRows();
     bool commandRemoveColumns();
@@ -263,18 +257,15 @@ public slots:
     bool commandRemoveSelectedCellsMoveRestOfColumnUp();
     bool commandRemoveSelectedCellsAndTheRestOfTheirRows();
     bool commandRemoveSelectedCellsAndTheRestOfTheirColumns();
-    // Data/Sort
     bool commandToggleCaseSensitiveSorting();
-    // Data/Duplicate
     bool commandDuplicateSelectedCellContentsUp();
     bool commandDuplicateSelectedCellContentsDown();
     bool commandDuplicateSelectedCellContentsLeft();
     bool commandDuplicateSelectedCellContentsRight();
     bool commandDuplicateRows();
     bool commandDuplicateColumns();
-    // Data
     bool commandRemoveExtraneousRowsAndColumns();
-    // Selection
+    // Selection (mainwindow_selection.cpp).
     bool commandSelectUp();
     bool commandSelectDown();
     bool commandSelectLeft();
@@ -302,10 +293,9 @@ public slots:
     bool commandMoveSelectionRightByABlock();
     bool commandInvertSelectionByRowsHeaderExcluded();
     bool commandInvertSelectionByColumnsHeaderExcluded();
-    // View/Grid Size
+    // View's grid size and headers (mainwindow_view.cpp).
     bool commandToggleAutoFitRowHeight();
     bool commandToggleAutoFitColumnWidth();
-    // View/Headers
     bool commandSetHeaderRowsToSelectedRow();
     bool commandSetHeaderColumnsToSelectedColumn();
     bool commandSetHeadersToSelectedCell();
@@ -317,7 +307,7 @@ public slots:
     bool commandToggleHighlightHeaderColumns();
     bool commandToggleFreezeHeaderRows();
     bool commandToggleFreezeHeaderColumns();
-    // Go To
+    // Go To (mainwindow_goto.cpp).
     bool commandSwitchToTabOnTheRight();
     bool commandSwitchToTabOnTheLeft();
     bool commandScrollUpOneScreen();
@@ -340,9 +330,9 @@ public slots:
     bool commandEmailSelectedEmailAddresses();
     bool commandWebSearchForSelectedTerms();
     bool commandWebSearchForSelectedPlacesInMap();
-    // Help
-    bool commandAbout();
-    // -
+    bool commandAbout(); // mainwindow_view.cpp
+    // In no menu: the tab numbers (mainwindow_goto.cpp), closing the other tables and the
+    // program switches (mainwindow_filecommands.cpp).
     bool commandCloseAllFilesExceptCurrent();
     bool commandSwitchToTab1();
     bool commandSwitchToTab2();
@@ -356,7 +346,7 @@ public slots:
     bool commandSwitchToTab10();
     bool commandToggleEnableCheckForUpdates();
     bool commandToggleDetectImportedFileTypeUponOpeningFile();
-    // View
+    // View (mainwindow_view.cpp).
     bool commandToggleShowTabBar();
     bool commandToggleShowRowLabels();
     bool commandToggleShowColumnLabels();

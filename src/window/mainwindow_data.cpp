@@ -9,126 +9,126 @@
 
 // --- Move ---------------------------------------------------------------------------------------
 
-bool MainWindow::commandMoveCellContentsUp() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandMoveCellContentsUp(const QString& path) {
+    TableView* view = tableForEdit(path);
     return view && view->moveCellContents(-1, 0);
 }
 
-bool MainWindow::commandMoveCellContentsDown() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandMoveCellContentsDown(const QString& path) {
+    TableView* view = tableForEdit(path);
     return view && view->moveCellContents(1, 0);
 }
 
-bool MainWindow::commandMoveCellContentsLeft() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandMoveCellContentsLeft(const QString& path) {
+    TableView* view = tableForEdit(path);
     return view && view->moveCellContents(0, -1);
 }
 
-bool MainWindow::commandMoveCellContentsRight() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandMoveCellContentsRight(const QString& path) {
+    TableView* view = tableForEdit(path);
     return view && view->moveCellContents(0, 1);
 }
 
-bool MainWindow::commandMoveRowsUp() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandMoveRowsUp(const QString& path) {
+    TableView* view = tableForEdit(path);
     return view && view->moveRowsRelative(-1);
 }
 
-bool MainWindow::commandMoveRowsDown() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandMoveRowsDown(const QString& path) {
+    TableView* view = tableForEdit(path);
     return view && view->moveRowsRelative(1);
 }
 
-bool MainWindow::commandMoveColumnsLeft() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandMoveColumnsLeft(const QString& path) {
+    TableView* view = tableForEdit(path);
     return view && view->moveColsRelative(-1);
 }
 
-bool MainWindow::commandMoveColumnsRight() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandMoveColumnsRight(const QString& path) {
+    TableView* view = tableForEdit(path);
     return view && view->moveColsRelative(1);
 }
 
 // --- Insert -------------------------------------------------------------------------------------
 
-bool MainWindow::commandInsertRowsBefore() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandInsertRowsBefore(const QString& path) {
+    TableView* view = tableForEdit(path);
     return view && view->insertRows({}, 1, false);
 }
 
-bool MainWindow::commandInsertColumnsBefore() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandInsertColumnsBefore(const QString& path) {
+    TableView* view = tableForEdit(path);
     return view && view->insertCols({}, 1, false);
 }
 
-bool MainWindow::commandInsertRowsAfter() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandInsertRowsAfter(const QString& path) {
+    TableView* view = tableForEdit(path);
     return view && view->insertRows({}, 1, true);
 }
 
-bool MainWindow::commandInsertColumnsAfter() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandInsertColumnsAfter(const QString& path) {
+    TableView* view = tableForEdit(path);
     return view && view->insertCols({}, 1, true);
 }
 
-bool MainWindow::commandInsertCellsMoveRestOfRowRight() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandInsertCellsMoveRestOfRowRight(const QString& path) {
+    TableView* view = tableForEdit(path);
     return view && view->insertCellsMoveRestOfRowRight();
 }
 
-bool MainWindow::commandInsertCellsMoveRestOfColumnDown() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandInsertCellsMoveRestOfColumnDown(const QString& path) {
+    TableView* view = tableForEdit(path);
     return view && view->insertCellsMoveRestOfColumnDown();
 }
 
 // --- Transpose ----------------------------------------------------------------------------------
 
-bool MainWindow::commandTransposeTable() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandTransposeTable(const QString& path) {
+    TableView* view = tableForEdit(path);
     return view && view->transposeTable();
 }
 
-bool MainWindow::commandTransposeSelectedCells() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandTransposeSelectedCells(const QString& path) {
+    TableView* view = tableForEdit(path);
     return view && view->transposeSelectedCells();
 }
 
 // --- Duplicate ----------------------------------------------------------------------------------
 
-bool MainWindow::commandDuplicateSelectedCellContentsUp() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandDuplicateSelectedCellContentsUp(const QString& path) {
+    TableView* view = tableForEdit(path);
     return view && view->duplicateCellContents(Direction::Up);
 }
 
-bool MainWindow::commandDuplicateSelectedCellContentsDown() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandDuplicateSelectedCellContentsDown(const QString& path) {
+    TableView* view = tableForEdit(path);
     return view && view->duplicateCellContents(Direction::Down);
 }
 
-bool MainWindow::commandDuplicateSelectedCellContentsLeft() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandDuplicateSelectedCellContentsLeft(const QString& path) {
+    TableView* view = tableForEdit(path);
     return view && view->duplicateCellContents(Direction::Left);
 }
 
-bool MainWindow::commandDuplicateSelectedCellContentsRight() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandDuplicateSelectedCellContentsRight(const QString& path) {
+    TableView* view = tableForEdit(path);
     return view && view->duplicateCellContents(Direction::Right);
 }
 
-bool MainWindow::commandDuplicateRows() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandDuplicateRows(const QString& path) {
+    TableView* view = tableForEdit(path);
     return view && view->duplicateRows(1, true);
 }
 
-bool MainWindow::commandDuplicateColumns() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandDuplicateColumns(const QString& path) {
+    TableView* view = tableForEdit(path);
     return view && view->duplicateCols(1, true);
 }
 
 // --- Delete -------------------------------------------------------------------------------------
 
-bool MainWindow::commandClearCellContents() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandClearCellContents(const QString& path) {
+    TableView* view = tableForEdit(path);
     if (!view)
         return false;
     const int before = view->undoStack()->count();
@@ -136,64 +136,64 @@ bool MainWindow::commandClearCellContents() {
     return view->undoStack()->count() != before;
 }
 
-bool MainWindow::commandRemoveRows() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandRemoveRows(const QString& path) {
+    TableView* view = tableForEdit(path);
     return view && view->removeRows();
 }
 
-bool MainWindow::commandRemoveColumns() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandRemoveColumns(const QString& path) {
+    TableView* view = tableForEdit(path);
     return view && view->removeCols();
 }
 
-bool MainWindow::commandRemoveEmptyRows() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandRemoveEmptyRows(const QString& path) {
+    TableView* view = tableForEdit(path);
     return view && view->removeEmptyLines(Axis::Row, false);
 }
 
-bool MainWindow::commandRemoveEmptyColumns() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandRemoveEmptyColumns(const QString& path) {
+    TableView* view = tableForEdit(path);
     return view && view->removeEmptyLines(Axis::Col, false);
 }
 
-bool MainWindow::commandRemoveEmptyRowsBasedOnSelectedColumnsOnly() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandRemoveEmptyRowsBasedOnSelectedColumnsOnly(const QString& path) {
+    TableView* view = tableForEdit(path);
     return view && view->removeEmptyLines(Axis::Row, true);
 }
 
-bool MainWindow::commandRemoveEmptyColumnsBasedOnSelectedRowsOnly() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandRemoveEmptyColumnsBasedOnSelectedRowsOnly(const QString& path) {
+    TableView* view = tableForEdit(path);
     return view && view->removeEmptyLines(Axis::Col, true);
 }
 
-bool MainWindow::commandRemoveSelectedCellsMoveRestOfRowLeft() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandRemoveSelectedCellsMoveRestOfRowLeft(const QString& path) {
+    TableView* view = tableForEdit(path);
     return view && view->removeSelectedCellsMoveRestOfRowLeft();
 }
 
-bool MainWindow::commandRemoveSelectedCellsMoveRestOfColumnUp() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandRemoveSelectedCellsMoveRestOfColumnUp(const QString& path) {
+    TableView* view = tableForEdit(path);
     return view && view->removeSelectedCellsMoveRestOfColumnUp();
 }
 
-bool MainWindow::commandRemoveSelectedCellsAndTheRestOfTheirRows() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandRemoveSelectedCellsAndTheRestOfTheirRows(const QString& path) {
+    TableView* view = tableForEdit(path);
     return view && view->removeSelectedCellsAndTheRestOfTheirRows();
 }
 
-bool MainWindow::commandRemoveSelectedCellsAndTheRestOfTheirColumns() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandRemoveSelectedCellsAndTheRestOfTheirColumns(const QString& path) {
+    TableView* view = tableForEdit(path);
     return view && view->removeSelectedCellsAndTheRestOfTheirColumns();
 }
 
-bool MainWindow::commandRemoveExtraneousRowsAndColumns() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandRemoveExtraneousRowsAndColumns(const QString& path) {
+    TableView* view = tableForEdit(path);
     return view && view->removeEmptyRowsColsAtEnd();
 }
 
 // --- Settings -----------------------------------------------------------------------------------
 
-bool MainWindow::commandToggleCaseSensitiveSorting() {
+bool MainWindow::commandToggleCaseSensitiveSorting(const QString&) {
     setCaseSensitiveSorting(!settings.getValueBool(CaseSensitiveSorting));
     return true;
 }

@@ -4,41 +4,43 @@
 
 #include "view/tableview.h"
 
-bool MainWindow::commandUndo() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandUndo(const QString& path) {
+    TableView* view = tableForEdit(path);
     if (!view)
         return false;
     view->undo();
     return true;
 }
 
-bool MainWindow::commandRedo() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandRedo(const QString& path) {
+    TableView* view = tableForEdit(path);
     if (!view)
         return false;
     view->redo();
     return true;
 }
 
-bool MainWindow::commandEditSelectedCell() {
-    if (!activeTable || activeTable->isEditing())
+bool MainWindow::commandEditSelectedCell(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!view || view->isEditing())
         return false;
-    activeTable->editMainCellAppend();
-    return activeTable->isEditing();
+    view->editMainCellAppend();
+    return view->isEditing();
 }
 
-bool MainWindow::commandStopEditing() {
-    if (!activeTable || !activeTable->isEditing())
+bool MainWindow::commandStopEditing(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!view || !view->isEditing())
         return false;
-    activeTable->stopEditing(true);
+    view->stopEditing(true);
     return true;
 }
 
-bool MainWindow::commandToggleRetainSortAndFiltersUponFileRefresh() {
+bool MainWindow::commandToggleRetainSortAndFiltersUponFileRefresh(const QString&) {
     return toggleSetting(RetainSortAndFilters);
 }
 
-bool MainWindow::commandToggleLetEditorPaneConsumeNavigationKeystrokes() {
+bool MainWindow::commandToggleLetEditorPaneConsumeNavigationKeystrokes(const QString&) {
     letEditorPaneConsumeNavigationKeystrokes(!settings.getValueBool(EditorPaneConsumeNavigation));
     return true;
 }

@@ -21,12 +21,12 @@ QString filepathOf(const TableView* view) {
 
 } // namespace
 
-bool MainWindow::commandNewWindow() {
+bool MainWindow::commandNewWindow(const QString&) {
     emit createNewInstanceSignal(false, QStringList());
     return true;
 }
 
-bool MainWindow::commandOpenFile() {
+bool MainWindow::commandOpenFile(const QString&) {
     const QString start = getCurrentTableDir().isEmpty() ? lastUsedDirectory : getCurrentTableDir();
     const QStringList paths =
         FileDialogHelper::getOpenFileNames(this, tr("Open File"), start, getFiletypeFilter(true));
@@ -63,38 +63,41 @@ bool MainWindow::commandOpenFileInTextEditor(const QString& path) {
     return true;
 }
 
-bool MainWindow::commandExit() {
+bool MainWindow::commandExit(const QString&) {
     QApplication::closeAllWindows();
     return true;
 }
 
-bool MainWindow::commandCloseAllFilesExceptCurrent() {
+bool MainWindow::commandCloseAllFilesExceptCurrent(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!view)
+        return false;
     std::vector<TableView*> others = getAllTableViews();
-    std::erase(others, activeTable);
+    std::erase(others, view);
     closeFiles(others);
     return true;
 }
 
-bool MainWindow::commandToggleSaveAfterEachEdit() {
+bool MainWindow::commandToggleSaveAfterEachEdit(const QString&) {
     saveAfterEachEdit(!settings.getValueBool(SaveAfterEachEdit));
     return true;
 }
 
-bool MainWindow::commandToggleRemoveExtraneousRowsColumnsOnFileSave() {
+bool MainWindow::commandToggleRemoveExtraneousRowsColumnsOnFileSave(const QString&) {
     setRemoveExtraneousRowsColumnsOnFileSave(!settings.getValueBool(RemoveExtraneousRowsColumns));
     return true;
 }
 
-bool MainWindow::commandToggleSaveWithTrailingDelimiters() {
+bool MainWindow::commandToggleSaveWithTrailingDelimiters(const QString&) {
     saveWithTrailingDelimiters(!settings.getValueBool(SaveWithTrailingDelimiters));
     return true;
 }
 
-bool MainWindow::commandToggleEnableCheckForUpdates() {
+bool MainWindow::commandToggleEnableCheckForUpdates(const QString&) {
     return toggleSetting(EnableCheckForUpdates);
 }
 
-bool MainWindow::commandToggleDetectImportedFileTypeUponOpeningFile() {
+bool MainWindow::commandToggleDetectImportedFileTypeUponOpeningFile(const QString&) {
     return toggleSetting(DetectImportedFileType);
 }
 

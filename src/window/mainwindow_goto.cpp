@@ -25,150 +25,160 @@ bool MainWindow::switchToTab(int index) {
     return true;
 }
 
-bool MainWindow::commandSwitchToTabOnTheRight() {
+bool MainWindow::commandSwitchToTabOnTheRight(const QString& path) {
+    const int index = paneView->getTableIndex(resolveTable(path));
     const int count = paneView->getNumTables();
-    return count > 1 && switchToTab((paneView->getTableIndex(activeTable) + 1) % count);
+    return index >= 0 && count > 1 && switchToTab((index + 1) % count);
 }
 
-bool MainWindow::commandSwitchToTabOnTheLeft() {
+bool MainWindow::commandSwitchToTabOnTheLeft(const QString& path) {
+    const int index = paneView->getTableIndex(resolveTable(path));
     const int count = paneView->getNumTables();
-    return count > 1 && switchToTab((paneView->getTableIndex(activeTable) + count - 1) % count);
+    return index >= 0 && count > 1 && switchToTab((index + count - 1) % count);
 }
 
-bool MainWindow::commandSwitchToTab1() {
+bool MainWindow::commandSwitchToTab1(const QString&) {
     return switchToTab(0);
 }
 
-bool MainWindow::commandSwitchToTab2() {
+bool MainWindow::commandSwitchToTab2(const QString&) {
     return switchToTab(1);
 }
 
-bool MainWindow::commandSwitchToTab3() {
+bool MainWindow::commandSwitchToTab3(const QString&) {
     return switchToTab(2);
 }
 
-bool MainWindow::commandSwitchToTab4() {
+bool MainWindow::commandSwitchToTab4(const QString&) {
     return switchToTab(3);
 }
 
-bool MainWindow::commandSwitchToTab5() {
+bool MainWindow::commandSwitchToTab5(const QString&) {
     return switchToTab(4);
 }
 
-bool MainWindow::commandSwitchToTab6() {
+bool MainWindow::commandSwitchToTab6(const QString&) {
     return switchToTab(5);
 }
 
-bool MainWindow::commandSwitchToTab7() {
+bool MainWindow::commandSwitchToTab7(const QString&) {
     return switchToTab(6);
 }
 
-bool MainWindow::commandSwitchToTab8() {
+bool MainWindow::commandSwitchToTab8(const QString&) {
     return switchToTab(7);
 }
 
-bool MainWindow::commandSwitchToTab9() {
+bool MainWindow::commandSwitchToTab9(const QString&) {
     return switchToTab(8);
 }
 
-bool MainWindow::commandSwitchToTab10() {
+bool MainWindow::commandSwitchToTab10(const QString&) {
     return switchToTab(9);
 }
 
-bool MainWindow::commandScrollUpOneScreen() {
-    if (!ready(activeTable))
+bool MainWindow::commandScrollUpOneScreen(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view))
         return false;
-    activeTable->scroll(Direction::Up, true);
+    view->scroll(Direction::Up, true);
     return true;
 }
 
-bool MainWindow::commandScrollDownOneScreen() {
-    if (!ready(activeTable))
+bool MainWindow::commandScrollDownOneScreen(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view))
         return false;
-    activeTable->scroll(Direction::Down, true);
+    view->scroll(Direction::Down, true);
     return true;
 }
 
-bool MainWindow::commandScrollLeftOneScreen() {
-    if (!ready(activeTable))
+bool MainWindow::commandScrollLeftOneScreen(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view))
         return false;
-    activeTable->scroll(Direction::Left, true);
+    view->scroll(Direction::Left, true);
     return true;
 }
 
-bool MainWindow::commandScrollRightOneScreen() {
-    if (!ready(activeTable))
+bool MainWindow::commandScrollRightOneScreen(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view))
         return false;
-    activeTable->scroll(Direction::Right, true);
+    view->scroll(Direction::Right, true);
     return true;
 }
 
-bool MainWindow::commandScrollToTop() {
-    if (!ready(activeTable))
+bool MainWindow::commandScrollToTop(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view))
         return false;
-    QScrollBar* bar = activeTable->verticalScrollBar();
+    QScrollBar* bar = view->verticalScrollBar();
     bar->setValue(bar->minimum());
     return true;
 }
 
-bool MainWindow::commandScrollToBottom() {
-    if (!ready(activeTable))
+bool MainWindow::commandScrollToBottom(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view))
         return false;
-    QScrollBar* bar = activeTable->verticalScrollBar();
+    QScrollBar* bar = view->verticalScrollBar();
     bar->setValue(bar->maximum());
     return true;
 }
 
-bool MainWindow::commandScrollToFarLeft() {
-    if (!ready(activeTable))
+bool MainWindow::commandScrollToFarLeft(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view))
         return false;
-    QScrollBar* bar = activeTable->horizontalScrollBar();
+    QScrollBar* bar = view->horizontalScrollBar();
     bar->setValue(bar->minimum());
     return true;
 }
 
-bool MainWindow::commandScrollToFarRight() {
-    if (!ready(activeTable))
+bool MainWindow::commandScrollToFarRight(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view))
         return false;
-    QScrollBar* bar = activeTable->horizontalScrollBar();
+    QScrollBar* bar = view->horizontalScrollBar();
     bar->setValue(bar->maximum());
     return true;
 }
 
-bool MainWindow::commandGoUpOneScreen() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandGoUpOneScreen(const QString& path) {
+    TableView* view = tableForEdit(path);
     if (!view)
         return false;
     view->moveSelectionOneScreen(Direction::Up);
     return true;
 }
 
-bool MainWindow::commandGoDownOneScreen() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandGoDownOneScreen(const QString& path) {
+    TableView* view = tableForEdit(path);
     if (!view)
         return false;
     view->moveSelectionOneScreen(Direction::Down);
     return true;
 }
 
-bool MainWindow::commandGoLeftOneScreen() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandGoLeftOneScreen(const QString& path) {
+    TableView* view = tableForEdit(path);
     if (!view)
         return false;
     view->moveSelectionOneScreen(Direction::Left);
     return true;
 }
 
-bool MainWindow::commandGoRightOneScreen() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandGoRightOneScreen(const QString& path) {
+    TableView* view = tableForEdit(path);
     if (!view)
         return false;
     view->moveSelectionOneScreen(Direction::Right);
     return true;
 }
 
-bool MainWindow::commandGoToTop() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandGoToTop(const QString& path) {
+    TableView* view = tableForEdit(path);
     if (!view)
         return false;
     view->goToTop();
@@ -176,8 +186,8 @@ bool MainWindow::commandGoToTop() {
     return true;
 }
 
-bool MainWindow::commandGoToBottom() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandGoToBottom(const QString& path) {
+    TableView* view = tableForEdit(path);
     if (!view)
         return false;
     view->goToBottom();
@@ -185,8 +195,8 @@ bool MainWindow::commandGoToBottom() {
     return true;
 }
 
-bool MainWindow::commandGoToFarLeft() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandGoToFarLeft(const QString& path) {
+    TableView* view = tableForEdit(path);
     if (!view)
         return false;
     view->goToFarLeft();
@@ -194,8 +204,8 @@ bool MainWindow::commandGoToFarLeft() {
     return true;
 }
 
-bool MainWindow::commandGoToFarRight() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandGoToFarRight(const QString& path) {
+    TableView* view = tableForEdit(path);
     if (!view)
         return false;
     view->goToFarRight();
@@ -203,18 +213,22 @@ bool MainWindow::commandGoToFarRight() {
     return true;
 }
 
-bool MainWindow::commandFollowSelectedHyperlinks() {
-    return ready(activeTable) && activeTable->followSelectedHyperlinks();
+bool MainWindow::commandFollowSelectedHyperlinks(const QString& path) {
+    TableView* view = resolveTable(path);
+    return ready(view) && view->followSelectedHyperlinks();
 }
 
-bool MainWindow::commandEmailSelectedEmailAddresses() {
-    return ready(activeTable) && activeTable->emailSelectedAddresses();
+bool MainWindow::commandEmailSelectedEmailAddresses(const QString& path) {
+    TableView* view = resolveTable(path);
+    return ready(view) && view->emailSelectedAddresses();
 }
 
-bool MainWindow::commandWebSearchForSelectedTerms() {
-    return ready(activeTable) && activeTable->webSearchForSelectedTerms();
+bool MainWindow::commandWebSearchForSelectedTerms(const QString& path) {
+    TableView* view = resolveTable(path);
+    return ready(view) && view->webSearchForSelectedTerms();
 }
 
-bool MainWindow::commandWebSearchForSelectedPlacesInMap() {
-    return ready(activeTable) && activeTable->webSearchForSelectedPlacesInMap();
+bool MainWindow::commandWebSearchForSelectedPlacesInMap(const QString& path) {
+    TableView* view = resolveTable(path);
+    return ready(view) && view->webSearchForSelectedPlacesInMap();
 }

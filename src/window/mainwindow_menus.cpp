@@ -215,11 +215,12 @@ void MainWindow::refreshToggles() {
 
 // --- Helpers of the command slots ---------------------------------------------------------------
 
-TableView* MainWindow::tableForEdit() {
-    if (!activeTable || activeTable->isLoading())
+TableView* MainWindow::tableForEdit(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!view || view->isLoading())
         return nullptr;
-    activeTable->stopEditing(true);
-    return activeTable;
+    view->stopEditing(true);
+    return view;
 }
 
 bool MainWindow::toggleSetting(SettingType type) {

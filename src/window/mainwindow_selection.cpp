@@ -13,131 +13,148 @@ bool ready(const TableView* view) {
 
 } // namespace
 
-bool MainWindow::commandSelectUp() {
-    if (!ready(activeTable))
+bool MainWindow::commandSelectUp(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view))
         return false;
-    activeTable->extendSelection(Direction::Up, false);
-    activeTable->scrollToMainCell(false, false);
+    view->extendSelection(Direction::Up, false);
+    view->scrollToMainCell(false, false);
     return true;
 }
 
-bool MainWindow::commandSelectDown() {
-    if (!ready(activeTable))
+bool MainWindow::commandSelectDown(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view))
         return false;
-    activeTable->extendSelection(Direction::Down, false);
-    activeTable->scrollToMainCell(false, false);
+    view->extendSelection(Direction::Down, false);
+    view->scrollToMainCell(false, false);
     return true;
 }
 
-bool MainWindow::commandSelectLeft() {
-    if (!ready(activeTable))
+bool MainWindow::commandSelectLeft(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view))
         return false;
-    activeTable->extendSelection(Direction::Left, false);
-    activeTable->scrollToMainCell(false, false);
+    view->extendSelection(Direction::Left, false);
+    view->scrollToMainCell(false, false);
     return true;
 }
 
-bool MainWindow::commandSelectRight() {
-    if (!ready(activeTable))
+bool MainWindow::commandSelectRight(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view))
         return false;
-    activeTable->extendSelection(Direction::Right, false);
-    activeTable->scrollToMainCell(false, false);
+    view->extendSelection(Direction::Right, false);
+    view->scrollToMainCell(false, false);
     return true;
 }
 
-bool MainWindow::commandSelectUpByABlock() {
-    if (!ready(activeTable))
+bool MainWindow::commandSelectUpByABlock(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view))
         return false;
-    activeTable->extendSelection(Direction::Up, true);
+    view->extendSelection(Direction::Up, true);
     return true;
 }
 
-bool MainWindow::commandSelectDownByABlock() {
-    if (!ready(activeTable))
+bool MainWindow::commandSelectDownByABlock(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view))
         return false;
-    activeTable->extendSelection(Direction::Down, true);
+    view->extendSelection(Direction::Down, true);
     return true;
 }
 
-bool MainWindow::commandSelectLeftByABlock() {
-    if (!ready(activeTable))
+bool MainWindow::commandSelectLeftByABlock(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view))
         return false;
-    activeTable->extendSelection(Direction::Left, true);
+    view->extendSelection(Direction::Left, true);
     return true;
 }
 
-bool MainWindow::commandSelectRightByABlock() {
-    if (!ready(activeTable))
+bool MainWindow::commandSelectRightByABlock(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view))
         return false;
-    activeTable->extendSelection(Direction::Right, true);
+    view->extendSelection(Direction::Right, true);
     return true;
 }
 
-bool MainWindow::commandSelectUpToTopOfColumnHeaderExcluded() {
-    if (!ready(activeTable))
+bool MainWindow::commandSelectUpToTopOfColumnHeaderExcluded(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view))
         return false;
-    activeTable->selectToEdge(Direction::Up, true);
+    view->selectToEdge(Direction::Up, true);
     return true;
 }
 
-bool MainWindow::commandSelectDownToBottomOfColumn() {
-    if (!ready(activeTable))
+bool MainWindow::commandSelectDownToBottomOfColumn(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view))
         return false;
-    activeTable->selectToEdge(Direction::Down, false);
+    view->selectToEdge(Direction::Down, false);
     return true;
 }
 
-bool MainWindow::commandSelectLeftToStartOfRowHeaderExcluded() {
-    if (!ready(activeTable))
+bool MainWindow::commandSelectLeftToStartOfRowHeaderExcluded(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view))
         return false;
-    activeTable->selectToEdge(Direction::Left, true);
+    view->selectToEdge(Direction::Left, true);
     return true;
 }
 
-bool MainWindow::commandSelectRightToEndOfRow() {
-    if (!ready(activeTable))
+bool MainWindow::commandSelectRightToEndOfRow(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view))
         return false;
-    activeTable->selectToEdge(Direction::Right, false);
+    view->selectToEdge(Direction::Right, false);
     return true;
 }
 
-bool MainWindow::commandSelectEntireColumns() {
-    if (!ready(activeTable))
+bool MainWindow::commandSelectEntireColumns(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view))
         return false;
-    activeTable->selectEntireCols();
+    view->selectEntireCols();
     return true;
 }
 
-bool MainWindow::commandSelectEntireColumnsHeaderExcluded() {
-    if (!ready(activeTable))
+bool MainWindow::commandSelectEntireColumnsHeaderExcluded(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view))
         return false;
-    activeTable->selectEntireColsHeaderExcluded();
+    view->selectEntireColsHeaderExcluded();
     return true;
 }
 
-bool MainWindow::commandSelectEntireRows() {
-    if (!ready(activeTable))
+bool MainWindow::commandSelectEntireRows(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view))
         return false;
-    activeTable->selectEntireRows();
+    view->selectEntireRows();
     return true;
 }
 
-bool MainWindow::commandSelectEntireRowsHeaderExcluded() {
-    if (!ready(activeTable))
+bool MainWindow::commandSelectEntireRowsHeaderExcluded(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view))
         return false;
-    activeTable->selectEntireRowsHeaderExcluded();
+    view->selectEntireRowsHeaderExcluded();
     return true;
 }
 
-bool MainWindow::commandSelectEntireTable() {
-    if (!ready(activeTable))
+bool MainWindow::commandSelectEntireTable(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view))
         return false;
-    activeTable->selectEntireTable();
+    view->selectEntireTable();
     return true;
 }
 
-bool MainWindow::commandMoveSelectionUp() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandMoveSelectionUp(const QString& path) {
+    TableView* view = tableForEdit(path);
     if (!view)
         return false;
     view->moveSelectionRelative(-1, 0);
@@ -145,8 +162,8 @@ bool MainWindow::commandMoveSelectionUp() {
     return true;
 }
 
-bool MainWindow::commandMoveSelectionDown() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandMoveSelectionDown(const QString& path) {
+    TableView* view = tableForEdit(path);
     if (!view)
         return false;
     view->moveSelectionRelative(1, 0);
@@ -154,8 +171,8 @@ bool MainWindow::commandMoveSelectionDown() {
     return true;
 }
 
-bool MainWindow::commandMoveSelectionLeft() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandMoveSelectionLeft(const QString& path) {
+    TableView* view = tableForEdit(path);
     if (!view)
         return false;
     view->moveSelectionRelative(0, -1);
@@ -163,8 +180,8 @@ bool MainWindow::commandMoveSelectionLeft() {
     return true;
 }
 
-bool MainWindow::commandMoveSelectionRight() {
-    TableView* view = tableForEdit();
+bool MainWindow::commandMoveSelectionRight(const QString& path) {
+    TableView* view = tableForEdit(path);
     if (!view)
         return false;
     view->moveSelectionRelative(0, 1);
@@ -172,46 +189,52 @@ bool MainWindow::commandMoveSelectionRight() {
     return true;
 }
 
-bool MainWindow::commandMoveSelectionUpByABlock() {
-    if (!ready(activeTable))
+bool MainWindow::commandMoveSelectionUpByABlock(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view))
         return false;
-    activeTable->moveSelectionByBlock(Direction::Up);
+    view->moveSelectionByBlock(Direction::Up);
     return true;
 }
 
-bool MainWindow::commandMoveSelectionDownByABlock() {
-    if (!ready(activeTable))
+bool MainWindow::commandMoveSelectionDownByABlock(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view))
         return false;
-    activeTable->moveSelectionByBlock(Direction::Down);
+    view->moveSelectionByBlock(Direction::Down);
     return true;
 }
 
-bool MainWindow::commandMoveSelectionLeftByABlock() {
-    if (!ready(activeTable))
+bool MainWindow::commandMoveSelectionLeftByABlock(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view))
         return false;
-    activeTable->moveSelectionByBlock(Direction::Left);
+    view->moveSelectionByBlock(Direction::Left);
     return true;
 }
 
-bool MainWindow::commandMoveSelectionRightByABlock() {
-    if (!ready(activeTable))
+bool MainWindow::commandMoveSelectionRightByABlock(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view))
         return false;
-    activeTable->moveSelectionByBlock(Direction::Right);
+    view->moveSelectionByBlock(Direction::Right);
     return true;
 }
 
-bool MainWindow::commandInvertSelectionByRowsHeaderExcluded() {
-    if (!ready(activeTable))
+bool MainWindow::commandInvertSelectionByRowsHeaderExcluded(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view))
         return false;
-    activeTable->tableModel()->invertSelectionByRowsHeaderExcluded();
-    activeTable->refreshView();
+    view->tableModel()->invertSelectionByRowsHeaderExcluded();
+    view->refreshView();
     return true;
 }
 
-bool MainWindow::commandInvertSelectionByColumnsHeaderExcluded() {
-    if (!ready(activeTable))
+bool MainWindow::commandInvertSelectionByColumnsHeaderExcluded(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view))
         return false;
-    activeTable->tableModel()->invertSelectionByColumnsHeaderExcluded();
-    activeTable->refreshView();
+    view->tableModel()->invertSelectionByColumnsHeaderExcluded();
+    view->refreshView();
     return true;
 }

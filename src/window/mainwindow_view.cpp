@@ -17,41 +17,41 @@ bool ready(const TableView* view) {
 
 // --- Panes and labels ---------------------------------------------------------------------------
 
-bool MainWindow::commandToggleShowTabBar() {
+bool MainWindow::commandToggleShowTabBar(const QString&) {
     const bool on = !settings.getValueBool(ShowTabBar);
     settings.setValue(ShowTabBar, on);
     showTabBar(on, true);
     return true;
 }
 
-bool MainWindow::commandToggleShowEditorPane() {
+bool MainWindow::commandToggleShowEditorPane(const QString&) {
     const bool on = !paneView->isEditorPaneShown();
     settings.setValue(ShowEditorPane, on);
     showEditorPane(on, true);
     return true;
 }
 
-bool MainWindow::commandToggleShowRowLabels() {
+bool MainWindow::commandToggleShowRowLabels(const QString&) {
     setShowRowLabelsCommand(!settings.getValueBool(ShowRowLabels));
     return true;
 }
 
-bool MainWindow::commandToggleShowColumnLabels() {
+bool MainWindow::commandToggleShowColumnLabels(const QString&) {
     setShowColLabelsCommand(!settings.getValueBool(ShowColumnLabels));
     return true;
 }
 
-bool MainWindow::commandToggleRepresentColumnsAsLetters() {
+bool MainWindow::commandToggleRepresentColumnsAsLetters(const QString&) {
     setRepresentColumnsAsLettersCommand(!settings.getValueBool(RepresentColumnsAsLetters));
     return true;
 }
 
-bool MainWindow::commandToggleSnapToRowAfterScrolling() {
+bool MainWindow::commandToggleSnapToRowAfterScrolling(const QString&) {
     setSnapToRowAfterScrolling(!settings.getValueBool(SnapToRow));
     return true;
 }
 
-bool MainWindow::commandToggleSnapToColumnAfterScrolling() {
+bool MainWindow::commandToggleSnapToColumnAfterScrolling(const QString&) {
     setSnapToColumnAfterScrolling(!settings.getValueBool(SnapToColumn));
     return true;
 }
@@ -78,100 +78,111 @@ bool MainWindow::toggleShading(SettingType type) {
     return true;
 }
 
-bool MainWindow::commandToggleShadeEveryOtherRow() {
+bool MainWindow::commandToggleShadeEveryOtherRow(const QString&) {
     return toggleShading(ShadeEveryOtherRow);
 }
 
-bool MainWindow::commandToggleShadeEveryOtherColumn() {
+bool MainWindow::commandToggleShadeEveryOtherColumn(const QString&) {
     return toggleShading(ShadeEveryOtherColumn);
 }
 
-bool MainWindow::commandToggleHighlightMainSelectedCellsRow() {
+bool MainWindow::commandToggleHighlightMainSelectedCellsRow(const QString&) {
     return toggleShading(HighlightMainCellRow);
 }
 
-bool MainWindow::commandToggleHighlightMainSelectedCellsColumn() {
+bool MainWindow::commandToggleHighlightMainSelectedCellsColumn(const QString&) {
     return toggleShading(HighlightMainCellColumn);
 }
 
 // --- Grid size ----------------------------------------------------------------------------------
 
-bool MainWindow::commandToggleAutoFitRowHeight() {
-    return ready(activeTable) && activeTable->toggleTableSetting(AutoFitRowHeight);
+bool MainWindow::commandToggleAutoFitRowHeight(const QString& path) {
+    TableView* view = resolveTable(path);
+    return ready(view) && view->toggleTableSetting(AutoFitRowHeight);
 }
 
-bool MainWindow::commandToggleAutoFitColumnWidth() {
-    return ready(activeTable) && activeTable->toggleTableSetting(AutoFitColumnWidth);
+bool MainWindow::commandToggleAutoFitColumnWidth(const QString& path) {
+    TableView* view = resolveTable(path);
+    return ready(view) && view->toggleTableSetting(AutoFitColumnWidth);
 }
 
 // --- Headers ------------------------------------------------------------------------------------
 
-bool MainWindow::commandSetHeaderRowsToSelectedRow() {
-    if (!ready(activeTable) || activeModel->getMainCell().row < 0)
+bool MainWindow::commandSetHeaderRowsToSelectedRow(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view) || view->tableModel()->getMainCell().row < 0)
         return false;
-    activeTable->applyVisibleHeaderRows(activeModel->getMainCell().row + 1, true, true);
+    view->applyVisibleHeaderRows(view->tableModel()->getMainCell().row + 1, true, true);
     return true;
 }
 
-bool MainWindow::commandSetHeaderColumnsToSelectedColumn() {
-    if (!ready(activeTable) || activeModel->getMainCell().col < 0)
+bool MainWindow::commandSetHeaderColumnsToSelectedColumn(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view) || view->tableModel()->getMainCell().col < 0)
         return false;
-    activeTable->setNumberOfHeaderColumns(activeModel->getMainCell().col + 1, true);
+    view->setNumberOfHeaderColumns(view->tableModel()->getMainCell().col + 1, true);
     return true;
 }
 
-bool MainWindow::commandSetHeadersToSelectedCell() {
-    return commandSetHeaderRowsToSelectedRow() && commandSetHeaderColumnsToSelectedColumn();
+bool MainWindow::commandSetHeadersToSelectedCell(const QString& path) {
+    return commandSetHeaderRowsToSelectedRow(path) && commandSetHeaderColumnsToSelectedColumn(path);
 }
 
-bool MainWindow::commandRemoveHeaderRows() {
-    if (!ready(activeTable))
+bool MainWindow::commandRemoveHeaderRows(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view))
         return false;
-    activeTable->applyVisibleHeaderRows(0, true, true);
+    view->applyVisibleHeaderRows(0, true, true);
     return true;
 }
 
-bool MainWindow::commandRemoveHeaderColumns() {
-    if (!ready(activeTable))
+bool MainWindow::commandRemoveHeaderColumns(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view))
         return false;
-    activeTable->setNumberOfHeaderColumns(0, true);
+    view->setNumberOfHeaderColumns(0, true);
     return true;
 }
 
-bool MainWindow::commandRemoveAllHeaders() {
-    return commandRemoveHeaderRows() && commandRemoveHeaderColumns();
+bool MainWindow::commandRemoveAllHeaders(const QString& path) {
+    return commandRemoveHeaderRows(path) && commandRemoveHeaderColumns(path);
 }
 
-bool MainWindow::commandToggleFreezeHeaderRowsAndColumns() {
-    if (!ready(activeTable))
+bool MainWindow::commandToggleFreezeHeaderRowsAndColumns(const QString& path) {
+    TableView* view = resolveTable(path);
+    if (!ready(view))
         return false;
-    const bool on = !(activeTable->getFreezeHeaderRows() && activeTable->getFreezeHeaderColumns());
-    if (activeTable->getFreezeHeaderRows() != on)
-        activeTable->toggleTableSetting(FreezeHeaderRows);
-    if (activeTable->getFreezeHeaderColumns() != on)
-        activeTable->toggleTableSetting(FreezeHeaderColumns);
+    const bool on = !(view->getFreezeHeaderRows() && view->getFreezeHeaderColumns());
+    if (view->getFreezeHeaderRows() != on)
+        view->toggleTableSetting(FreezeHeaderRows);
+    if (view->getFreezeHeaderColumns() != on)
+        view->toggleTableSetting(FreezeHeaderColumns);
     return true;
 }
 
-bool MainWindow::commandToggleHighlightHeaderRows() {
-    return ready(activeTable) && activeTable->toggleTableSetting(HighlightHeaderRows);
+bool MainWindow::commandToggleHighlightHeaderRows(const QString& path) {
+    TableView* view = resolveTable(path);
+    return ready(view) && view->toggleTableSetting(HighlightHeaderRows);
 }
 
-bool MainWindow::commandToggleHighlightHeaderColumns() {
-    return ready(activeTable) && activeTable->toggleTableSetting(HighlightHeaderColumns);
+bool MainWindow::commandToggleHighlightHeaderColumns(const QString& path) {
+    TableView* view = resolveTable(path);
+    return ready(view) && view->toggleTableSetting(HighlightHeaderColumns);
 }
 
-bool MainWindow::commandToggleFreezeHeaderRows() {
-    return ready(activeTable) && activeTable->toggleTableSetting(FreezeHeaderRows);
+bool MainWindow::commandToggleFreezeHeaderRows(const QString& path) {
+    TableView* view = resolveTable(path);
+    return ready(view) && view->toggleTableSetting(FreezeHeaderRows);
 }
 
-bool MainWindow::commandToggleFreezeHeaderColumns() {
-    return ready(activeTable) && activeTable->toggleTableSetting(FreezeHeaderColumns);
+bool MainWindow::commandToggleFreezeHeaderColumns(const QString& path) {
+    TableView* view = resolveTable(path);
+    return ready(view) && view->toggleTableSetting(FreezeHeaderColumns);
 }
 
 // --- Help ---------------------------------------------------------------------------------------
 
-bool MainWindow::commandAbout() {
+bool MainWindow::commandAbout(const QString&) {
     MsgBox::inform(this, tr("Orvane\n\nA table editor for delimited text files."));
     return true;
 }

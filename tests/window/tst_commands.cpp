@@ -480,6 +480,28 @@ private slots:
         QCOMPARE(commands.reloadFile.action->isEnabled(), state == QLatin1String("editing"));
     }
 
+    // A slot given a path works on that table, whichever is active; an unknown path does nothing.
+    void pathPicksTheTable() {
+        MsgBoxAnswers answers;
+        auto window = openWindow();
+        TableView* first = window->getActiveTable();
+        const QString firstPath = first->tableModel()->getTableData().getFilepath();
+        const QString second = writeFile(dir->filePath(QStringLiteral("second.csv")), "x,y\n1,2\n");
+        window->openFile(second);
+        TableView* active = window->getActiveTable();
+        QVERIFY(active != first);
+        const QStringList activeBefore = cells(active);
+        const QStringList firstBefore = cells(first);
+        QVERIFY(!window->commandRemoveRows(dir->filePath(QStringLiteral("none.csv"))));
+        QVERIFY(!window->commandCloseAllFilesExceptCurrent(dir->filePath(QStringLiteral("none.csv"))));
+        QCOMPARE(window->getNumTables(), 2);
+        QVERIFY(window->commandInsertRowsBefore(firstPath));
+        QCOMPARE(cells(active), activeBefore);
+        QCOMPARE(cells(first).size(), firstBefore.size() + 1);
+        QVERIFY(window->commandSwitchToTabOnTheLeft(second));
+        QCOMPARE(window->getActiveTable(), first);
+    }
+
     // The fixture's row 6 holds a link and an address; the desktop is asked to open them.
     void linkCommands() {
         MsgBoxAnswers answers;

@@ -1,5 +1,10 @@
 #include "panes/tabbar.h"
 
+#include "window/commandmenus.h"
+#include "window/commands.h"
+
+#include <QContextMenuEvent>
+
 namespace {
 constexpr int kViewRole = 0; // index into the tab's data list
 constexpr int kNameRole = 1;
@@ -97,4 +102,34 @@ void TabBar::onSavedStatusChanged(bool saved, TableView* view) {
 void TabBar::refreshText(int index) {
     setTabText(index, isSavedAt(index) ? nameAt(index) : nameAt(index) + QStringLiteral(" *"));
     setTabToolTip(index, nameAt(index));
+}
+
+void TabBar::setupContextMenus(const Commands& commands) {
+    const Commands& c = commands;
+    contextMenuActions = CommandMenus::actionsFor(c, {&c.closeFile,
+                                                      &c.closeAllFilesExceptCurrent,
+                                                      &c.closeAllFiles,
+                                                      nullptr,
+                                                      &c.saveFile,
+                                                      &c.saveFileAs,
+                                                      &c.reloadFile,
+                                                      nullptr,
+                                                      &c.copyFilePathToClipboard,
+                                                      &c.copyFolderPathToClipboard,
+                                                      &c.copyFileNameToClipboard,
+                                                      nullptr,
+                                                      &c.showFileInFileSystem,
+                                                      &c.openTerminalToFilesDirectory,
+                                                      &c.openFileInTextEditor,
+                                                      nullptr,
+                                                      &c.renameFile,
+                                                      &c.duplicateFile,
+                                                      &c.moveFile,
+                                                      &c.deleteFile});
+}
+
+void TabBar::contextMenuEvent(QContextMenuEvent* event) {
+    if (tabAt(event->pos()) < 0)
+        return;
+    CommandMenus::exec(this, contextMenuActions, event->globalPos());
 }

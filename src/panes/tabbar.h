@@ -2,6 +2,10 @@
 
 #include <QTabBar>
 
+#include <vector>
+
+class Commands;
+class QAction;
 class TableView;
 
 // One tab per table of a pane, in the pane's order. A tab tells the table's name, with " *"
@@ -20,6 +24,10 @@ public:
     TableView* tableAt(int index) const;
     QString nameAt(int index) const;
     bool isSavedAt(int index) const;
+    // Keeps the actions of the tab's context menu: the file commands of the table whose tab
+    // was clicked, which a right click makes the active one.
+    void setupContextMenus(const Commands& commands);
+    const std::vector<QAction*>& getContextMenuActions() const { return contextMenuActions; }
 
 public slots:
     void onSavedStatusChanged(bool saved, TableView* view);
@@ -28,6 +36,11 @@ signals:
     void tableSelectedSignal(TableView* view);
     void closeTableSignal(TableView* view);
 
+protected:
+    void contextMenuEvent(QContextMenuEvent* event) override;
+
 private:
     void refreshText(int index);
+
+    std::vector<QAction*> contextMenuActions;
 };

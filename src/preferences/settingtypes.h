@@ -73,7 +73,7 @@ enum SettingType : int {
 constexpr int kNumSettingTypes = 59;
 
 enum ScopeType : qint32 {
-    Command = 0,
+    CommandScope = 0, // no setting: the scope of a plain command
     Global = 1,
     Table = 2,
 };

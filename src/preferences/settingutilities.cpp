@@ -6,7 +6,7 @@ namespace Utilities {
 
 QString convertScopeToString(ScopeType scope) {
     switch (scope) {
-    case Command:
+    case CommandScope:
         return QStringLiteral("Command");
     case Global:
         return QStringLiteral("Global");

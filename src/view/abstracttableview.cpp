@@ -1,5 +1,8 @@
 #include "view/abstracttableview.h"
 
+#include "window/commandmenus.h"
+#include "window/commands.h"
+
 #include "table/tablemodel.h"
 #include "view/headerview.h"
 #include "view/tabledelegate.h"
@@ -396,4 +399,34 @@ void AbstractTableView::keyPressEvent(QKeyEvent* event) {
 void AbstractTableView::keyReleaseEvent(QKeyEvent* event) {
     mbKeyHeld = false;
     QTableView::keyReleaseEvent(event);
+}
+
+// --- Context menu -------------------------------------------------------------------------
+
+void AbstractTableView::setupContextMenus(const Commands& commands) {
+    const Commands& c = commands;
+    contextMenuActions = CommandMenus::actionsFor(c, {&c.cutCells,
+                                                      &c.copyCells,
+                                                      &c.pasteCells,
+                                                      nullptr,
+                                                      &c.insertRowsBefore,
+                                                      &c.insertRowsAfter,
+                                                      &c.insertColumnsBefore,
+                                                      &c.insertColumnsAfter,
+                                                      &c.insertCellsMoveRestOfRowRight,
+                                                      &c.insertCellsMoveRestOfColumnDown,
+                                                      nullptr,
+                                                      &c.removeRows,
+                                                      &c.removeColumns,
+                                                      &c.removeSelectedCellsMoveRestOfRowLeft,
+                                                      &c.removeSelectedCellsMoveRestOfColumnUp,
+                                                      &c.clearCellContents,
+                                                      nullptr,
+                                                      &c.setHeaderRowsToSelectedRow,
+                                                      &c.setHeaderColumnsToSelectedColumn,
+                                                      &c.setHeadersToSelectedCell});
+    if (hHeader)
+        hHeader->setupContextMenus(commands);
+    if (vHeader)
+        vHeader->setupContextMenus(commands);
 }

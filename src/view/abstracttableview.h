@@ -11,6 +11,8 @@
 #include <utility>
 #include <vector>
 
+class Commands;
+class QAction;
 class TableModel;
 class TableDelegate;
 class HeaderView;
@@ -30,6 +32,12 @@ public:
     void setTableDelegate(TableDelegate* d);
     HeaderView* horizontalHeaderView() const { return hHeader; }
     HeaderView* verticalHeaderView() const { return vHeader; }
+
+    // Keeps the actions of the grid's context menu: cut, copy and paste, then inserting and
+    // removing, then the header commands. Commands that run nothing yet are left out.
+    virtual void setupContextMenus(const Commands& commands);
+    // The context menu's actions; null marks a separator.
+    const std::vector<QAction*>& getContextMenuActions() const { return contextMenuActions; }
 
     virtual void deleteCells() {}
     // Ends a cell edit; the main grid owns it, the frozen parts pass it on.
@@ -112,6 +120,7 @@ protected:
     void startCellDrag(const Range& grabCell);
     static bool isPrintableKey(const QKeyEvent* event);
 
+    std::vector<QAction*> contextMenuActions;
     TableDelegate* delegate = nullptr;
     HeaderView* hHeader = nullptr;
     HeaderView* vHeader = nullptr;

@@ -1,5 +1,8 @@
 #include "view/headerview.h"
 
+#include "window/commandmenus.h"
+#include "window/commands.h"
+
 #include <QMouseEvent>
 
 HeaderView::HeaderView(Qt::Orientation orientation, QWidget* parent) : QHeaderView(orientation, parent) {
@@ -7,6 +10,25 @@ HeaderView::HeaderView(Qt::Orientation orientation, QWidget* parent) : QHeaderVi
     setHighlightSections(false);
     setSectionResizeMode(QHeaderView::Interactive);
     setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(this, &QWidget::customContextMenuRequested, this, &HeaderView::onCustomContextMenu);
+}
+
+void HeaderView::setupContextMenus(const Commands& commands) {
+    const Commands& c = commands;
+    if (orientation() == Qt::Horizontal)
+        contextMenuActions = CommandMenus::actionsFor(
+            c, {&c.cutCells, &c.copyCells, &c.pasteCells, nullptr, &c.insertColumnsBefore,
+                &c.insertColumnsAfter, &c.duplicateColumns, nullptr, &c.removeColumns, &c.clearCellContents,
+                nullptr, &c.setHeaderColumnsToSelectedColumn});
+    else
+        contextMenuActions = CommandMenus::actionsFor(
+            c, {&c.cutCells, &c.copyCells, &c.pasteCells, nullptr, &c.insertRowsBefore, &c.insertRowsAfter,
+                &c.duplicateRows, nullptr, &c.removeRows, &c.clearCellContents, nullptr,
+                &c.setHeaderRowsToSelectedRow});
+}
+
+void HeaderView::onCustomContextMenu(const QPoint& pos) {
+    CommandMenus::exec(this, contextMenuActions, viewport()->mapToGlobal(pos));
 }
 
 bool HeaderView::onResizeHandle(const QPoint& pos) const {

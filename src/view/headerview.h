@@ -4,6 +4,11 @@
 
 #include <QHeaderView>
 
+#include <vector>
+
+class Commands;
+class QAction;
+
 // Row or column labels. Clicks select whole rows or columns in the model's own selection;
 // Qt's selection handling is bypassed. While an array drag runs, resizing and selecting stop.
 class HeaderView : public QHeaderView {
@@ -11,6 +16,11 @@ class HeaderView : public QHeaderView {
 
 public:
     explicit HeaderView(Qt::Orientation orientation, QWidget* parent = nullptr);
+
+    // Keeps the actions of the label's context menu: the line commands of this header's axis.
+    void setupContextMenus(const Commands& commands);
+    const std::vector<QAction*>& getContextMenuActions() const { return contextMenuActions; }
+    void onCustomContextMenu(const QPoint& pos);
 
     void setDragging(bool on) { dragging = on; }
     bool isDragging() const { return dragging; }
@@ -34,6 +44,7 @@ private:
     // Whether the position lies on the handle between two sections (where Qt resizes).
     bool onResizeHandle(const QPoint& pos) const;
 
+    std::vector<QAction*> contextMenuActions;
     bool dragging = false;
     bool pressed = false;
     bool resizing = false;

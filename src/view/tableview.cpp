@@ -1,5 +1,7 @@
 #include "view/tableview.h"
 
+#include "window/commandmenus.h"
+
 #include "table/tablemodel.h"
 #include "util/appdatautilities.h"
 #include "util/msgbox.h"
@@ -103,6 +105,11 @@ void TableView::connectHeader(HeaderView* header, bool horizontal) {
         connect(header, &HeaderView::sectionReleasedSignal, this, &TableView::onHorizontalSectionReleased);
         connect(header, &QHeaderView::sectionDoubleClicked, this,
                 &TableView::onHorizontalSectionDoubleClicked);
+        // The label's context menu works on its column: a column outside the selection becomes it.
+        connect(header, &HeaderView::sectionRightClicked, this, [this](int col) {
+            if (tableModel() && !tableModel()->isColSelected(col))
+                selectCol(col);
+        });
     } else {
         connect(header, &QHeaderView::sectionResized, this, &TableView::rowResized);
         connect(header, &HeaderView::selectRowSignal, this, &TableView::onVerticalSectionClicked);
@@ -111,6 +118,10 @@ void TableView::connectHeader(HeaderView* header, bool horizontal) {
         connect(header, &QHeaderView::sectionEntered, this, &TableView::onVerticalSectionEntered);
         connect(header, &HeaderView::sectionReleasedSignal, this, &TableView::onVerticalSectionReleased);
         connect(header, &QHeaderView::sectionDoubleClicked, this, &TableView::onVerticalSectionDoubleClicked);
+        connect(header, &HeaderView::sectionRightClicked, this, [this](int row) {
+            if (tableModel() && !tableModel()->isRowSelected(row))
+                selectRow(row);
+        });
     }
 }
 
@@ -617,7 +628,7 @@ void TableView::setReadOnly(bool on, bool initial) {
     readOnlyView = on;
     for (FrozenTableView* frozen : {frozenRows, frozenCols, frozenCorner})
         frozen->setReadOnlyView(on);
-    context = on ? (context | ContextReadOnly) : (context & ~ContextReadOnly);
+    context = on ? context + ContextReadOnly : context - ContextReadOnly;
     const int precision = on ? 50 : 1000;
     horizontalHeader()->setResizeContentsPrecision(precision);
     verticalHeader()->setResizeContentsPrecision(precision);
@@ -664,7 +675,7 @@ void TableView::onLoadFinished() {
     if (m) {
         fileMode = m->isReadOnly() ? 1 : 0;
         readOnlyView = m->isReadOnly();
-        context = readOnlyView ? (context | ContextReadOnly) : (context & ~ContextReadOnly);
+        context = readOnlyView ? context + ContextReadOnly : context - ContextReadOnly;
         horizontalHeader()->setResizeContentsPrecision(50);
         verticalHeader()->setResizeContentsPrecision(50);
     }
@@ -693,8 +704,15 @@ void TableView::onRefreshHeaders() {
     verticalHeader()->viewport()->update();
 }
 
-void TableView::onCustomContextMenu(const QPoint&) {
-    // The menus are built from the command table, which the window owns.
+void TableView::onCustomContextMenu(const QPoint& pos) {
+    TableModel* m = tableModel();
+    if (!m || loading)
+        return;
+    // A click outside the selection first selects the cell under the pointer.
+    const Range cell = cellAtPos(pos.x(), pos.y());
+    if (cell.isValid() && !m->cellInSelection(cell.row, cell.col))
+        moveSelectionAbsolute(cell.row, cell.col);
+    CommandMenus::exec(this, contextMenuActions, viewport()->mapToGlobal(pos));
 }
 
 // --- Keys and wheel ---------------------------------------------------------------------
@@ -706,97 +724,17 @@ void TableView::keyPressEvent(QKeyEvent* event) {
         keyPressEvent(event);
         return;
     }
-    // Until the command table owns these shortcuts (its actions see them first), the grid
-    // answers the navigation and editing keys itself.
+    // Every other key with a meaning of its own is a command's shortcut and reaches the window's
+    // action first. Tab and Backtab walk a run of columns, which no command does.
     if (!middleButtonDragActive() && !loading && !leftPressed && tableModel() && !editingCell) {
         const Qt::KeyboardModifiers mods = event->modifiers() & ~Qt::KeypadModifier;
-        const int key = event->key();
-        const bool ctrl = mods & Qt::ControlModifier;
-        const bool shift = mods & Qt::ShiftModifier;
-        const bool otherMods = mods & ~(Qt::ControlModifier | Qt::ShiftModifier);
-        if ((key == Qt::Key_F2 && mods == Qt::NoModifier) ||
-            (key == Qt::Key_E && mods == Qt::ControlModifier)) {
-            editMainCellAppend();
-            event->accept();
-            return;
-        }
-        if (key == Qt::Key_Z &&
-            (mods == Qt::ControlModifier || mods == (Qt::ControlModifier | Qt::ShiftModifier))) {
-            if (shift)
-                redo();
-            else
-                undo();
-            event->accept();
-            return;
-        }
-        if (key == Qt::Key_Y && mods == Qt::ControlModifier) {
-            redo();
-            event->accept();
-            return;
-        }
-        if ((key == Qt::Key_Delete || key == Qt::Key_Backspace) && mods == Qt::NoModifier) {
-            deleteCells();
-            event->accept();
-            return;
-        }
-        if (key == Qt::Key_Tab && mods == Qt::NoModifier) {
+        if (event->key() == Qt::Key_Tab && mods == Qt::NoModifier) {
             nextColumnWithColumnReset();
             event->accept();
             return;
         }
-        if (key == Qt::Key_Backtab) {
+        if (event->key() == Qt::Key_Backtab) {
             previousColumnWithColumnReset();
-            event->accept();
-            return;
-        }
-        Direction dir = Direction::Up;
-        bool arrow = true;
-        switch (key) {
-        case Qt::Key_Up:
-            dir = Direction::Up;
-            break;
-        case Qt::Key_Down:
-            dir = Direction::Down;
-            break;
-        case Qt::Key_Left:
-            dir = Direction::Left;
-            break;
-        case Qt::Key_Right:
-            dir = Direction::Right;
-            break;
-        default:
-            arrow = false;
-        }
-        if (arrow && !otherMods && (ctrl || shift)) {
-            if (shift)
-                extendSelection(dir, ctrl);
-            else
-                moveSelectionByBlock(dir);
-            event->accept();
-            return;
-        }
-        if (!otherMods && !shift && (key == Qt::Key_PageUp || key == Qt::Key_PageDown)) {
-            if (ctrl)
-                scroll(key == Qt::Key_PageUp ? Direction::Left : Direction::Right, true);
-            else
-                moveSelectionOneScreen(key == Qt::Key_PageUp ? Direction::Up : Direction::Down);
-            event->accept();
-            return;
-        }
-        if (!otherMods && !shift && (key == Qt::Key_Home || key == Qt::Key_End)) {
-            if (ctrl && key == Qt::Key_Home) {
-                moveSelectionAbsolute(0, 0);
-                scrollToTopLeft();
-            } else if (ctrl) {
-                TableModel* m = tableModel();
-                moveSelectionAbsolute(std::max(0, m->rowCountModel() - 1),
-                                      std::max(0, m->columnCountModel() - 1));
-                scrollToMainCell(false, false);
-            } else if (key == Qt::Key_Home) {
-                goToFarLeft();
-            } else {
-                goToFarRight();
-            }
             event->accept();
             return;
         }

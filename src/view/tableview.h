@@ -4,6 +4,7 @@
 #include "preferences/theme.h"
 #include "storage/fileparameters.h"
 #include "view/abstracttableview.h"
+#include "window/context.h"
 
 #include <QFont>
 #include <QPointer>
@@ -26,11 +27,6 @@ class TableView : public AbstractTableView {
     Q_OBJECT
 
 public:
-    // Context bits this view sets for its table.
-    static constexpr quint32 ContextNotEditing = 4;
-    static constexpr quint32 ContextEditing = 8;
-    static constexpr quint32 ContextEditorPaneShown = 16;
-    static constexpr quint32 ContextReadOnly = 0x20000;
     // Row or column counts from which auto-fit warns before a load.
     static constexpr int autoFitWarningThreshold = 10001;
     // Auto-fit examines every row (column) below this index and samples beyond it.
@@ -68,6 +64,32 @@ public:
     void goToFarLeft();
     void goToFarRight();
     void refreshView() override;
+
+    // --- What the selected cells name (tableview_links.cpp) ---------------------------------
+    // Each opens its addresses with the desktop; false when the selection names none.
+    bool followSelectedHyperlinks();
+    bool emailSelectedAddresses();
+    // With the search engine and the online map of the table's settings.
+    bool webSearchForSelectedTerms();
+    bool webSearchForSelectedPlacesInMap();
+
+    // --- Selections to an edge (tableview_navigation.cpp) -------------------------------------
+    // Extends the selection from the main cell to the table's edge in `direction`; with
+    // `headerExcluded` it stops after the header rows (columns).
+    void selectToEdge(Direction direction, bool headerExcluded);
+
+    // --- Cells shifted, cleared or turned (tableview_cells.cpp) -----------------------------
+    // Each is one undo step; false when there was nothing to change.
+    bool insertCellsMoveRestOfRowRight();
+    bool insertCellsMoveRestOfColumnDown();
+    bool removeSelectedCellsMoveRestOfRowLeft();
+    bool removeSelectedCellsMoveRestOfColumnUp();
+    bool removeSelectedCellsAndTheRestOfTheirRows();
+    bool removeSelectedCellsAndTheRestOfTheirColumns();
+    bool transposeSelectedCells();
+    // Removes the empty rows (columns); with `selectedOnly` those empty in the selected
+    // columns (rows).
+    bool removeEmptyLines(Axis axis, bool selectedOnly);
 
     // --- Scrolling (tableview_scroll.cpp) -------------------------------------------------
     void scroll(Direction direction, bool page, int dx = 0, int dy = 0);
@@ -134,8 +156,12 @@ public:
     void setTheme(const Theme& theme);
     void setFont(const QFont& font);
     void setTextSize(int size);
-    void setContext(quint32 bits) { context = bits; }
-    quint32 getContext() const { return context; }
+    // Flips one of this table's own switches (header highlight and freeze, auto-fit) and
+    // applies it; false for a setting that isn't one of them.
+    bool toggleTableSetting(SettingType type);
+    bool getTableSettingBool(SettingType type) const;
+    void setContext(Context bits) { context = bits; }
+    Context getContext() const { return context; }
     void setReadOnly(bool on, bool initial);
     void setReadOnlyAndLoad(bool on);
     bool isReadOnly() const { return fileMode == 1; }
@@ -261,8 +287,8 @@ signals:
     void startOffCellEditSignal(bool clear, QKeyEvent* event);
     void showEditorPaneSignal(bool show, bool animate);
     void mainCellLengthChangedSignal(int length);
-    void addContextSignal(quint32 bits);
-    void removeContextSignal(quint32 bits);
+    void addContextSignal(Context bits);
+    void removeContextSignal(Context bits);
     // An edit is about to end: an editor outside the view hands in what it still holds.
     void editingAboutToStopSignal();
     void fileMetadataChangedSignal();
@@ -286,6 +312,16 @@ private slots:
 
 private:
     void connectSignalsWithModel();
+    bool pushCellValues(RangeVector& cells);
+    // Moves the selected cells' rows (columns) on by the selection's width: `insert` opens
+    // empty cells there, otherwise the cells go and the rest closes up.
+    bool shiftSelectedCells(Axis axis, bool insert);
+    bool clearRestOfLines(Axis axis);
+    // The texts of the selected cells that aren't blank, in row order.
+    QStringList selectedTexts() const;
+    bool searchSelectedTexts(const QString& site);
+    // The cell of line `line` along `axis` at `across`; an empty text outside the table.
+    QVariant cellAt(Axis axis, int line, int across) const;
     void connectUndoSignals(TableModel* m);
     std::vector<int> selectedLines(Axis axis) const;
     void connectHeader(HeaderView* header, bool horizontal);
@@ -297,8 +333,8 @@ private:
     void connectEditSignals(TableDelegate* d);
     // The grid (main or frozen) that shows the cell.
     AbstractTableView* gridForCell(int row, int col);
-    void addContextBits(quint32 bits);
-    void removeContextBits(quint32 bits);
+    void addContextBits(Context bits);
+    void removeContextBits(Context bits);
     // The selection as targets of an edit: each value and old value the cell's text now.
     RangeVector editTargetsFromSelection() const;
     void beginEditState(bool clear);
@@ -350,7 +386,7 @@ private:
     bool colLetters = false;
     int fileMode = 0; // 0 editable, 1 read-only
     bool saveAfterEachEdit = false;
-    quint32 context = 0;
+    Context context;
     int paintSkipCount = 0;
     bool editedOutsideUndo = false;
     bool syncingSections = false;

@@ -124,13 +124,13 @@ void TableView::connectEditSignals(TableDelegate* d) {
             &TableView::previousColumnWithColumnReset);
 }
 
-void TableView::addContextBits(quint32 bits) {
-    context |= bits;
+void TableView::addContextBits(Context bits) {
+    addContextGlobal(context, bits);
     emit addContextSignal(bits);
 }
 
-void TableView::removeContextBits(quint32 bits) {
-    context &= ~bits;
+void TableView::removeContextBits(Context bits) {
+    removeContextGlobal(context, bits);
     emit removeContextSignal(bits);
 }
 
@@ -215,12 +215,12 @@ RangeVector TableView::editTargetsFromSelection() const {
 
 void TableView::startEditing(bool clear, bool cursorAtEnd) {
     TableModel* m = tableModel();
-    if (!m || loading || editingCell || isReadOnly() || (context & ContextReadOnly))
+    if (!m || loading || editingCell || isReadOnly() || context.intersects(ContextReadOnly))
         return;
     const Range main = m->getMainCell();
     if (main.row < 0 || main.col < 0 || main.row >= m->rowCount() || main.col >= m->columnCount())
         return;
-    bool usePane = (context & ContextEditorPaneShown) != 0;
+    bool usePane = context.intersects(ContextEditorPaneShown);
     if (usePane && mainCellIsLarge())
         paneOpenedForThisEdit = true;
     if (!resolveEditPathForLargeMainCell(usePane))
@@ -269,7 +269,7 @@ void TableView::beginEditState(bool clear) {
 
 void TableView::startEditing(bool clear, QKeyEvent* event) {
     TableModel* m = tableModel();
-    if (!m || loading || editingCell || isReadOnly() || (context & ContextReadOnly))
+    if (!m || loading || editingCell || isReadOnly() || context.intersects(ContextReadOnly))
         return;
     const Range main = m->getMainCell();
     if (main.row < 0 || main.col < 0 || main.row >= m->rowCount() || main.col >= m->columnCount())
@@ -278,7 +278,7 @@ void TableView::startEditing(bool clear, QKeyEvent* event) {
     const bool typed = hasTypedText(event);
     if (typed)
         clear = true;
-    bool usePane = (context & ContextEditorPaneShown) != 0;
+    bool usePane = context.intersects(ContextEditorPaneShown);
     if (usePane && !typed && mainCellIsLarge())
         paneOpenedForThisEdit = true;
     if (!typed && !resolveEditPathForLargeMainCell(usePane))
@@ -439,7 +439,7 @@ void TableView::stopEditing(bool commit) {
          {static_cast<AbstractTableView*>(this), static_cast<AbstractTableView*>(frozenRows),
           static_cast<AbstractTableView*>(frozenCols), static_cast<AbstractTableView*>(frozenCorner)})
         grid->setEditingCell(false);
-    if (!(context & ContextEditing) && !wasEditing)
+    if (!context.intersects(ContextEditing) && !wasEditing)
         return;
     if (editTargets.empty()) {
         removeContextBits(ContextEditing);

@@ -90,7 +90,7 @@ void TableView::scroll(Direction direction, bool page, int dx, int dy) {
 }
 
 void TableView::snapScrollBarPosition(Axis axis) {
-    if (context & ContextEditing || !model())
+    if (context.intersects(ContextEditing) || !model())
         return;
     const bool vertical = axis == Axis::Row;
     QScrollBar* bar = vertical ? verticalScrollBar() : horizontalScrollBar();

@@ -51,6 +51,7 @@ MainWindow::MainWindow(QWidget* parent, Qt::WindowFlags flags) : QMainWindow(par
     updateWindowTitle();
     setAcceptDrops(true);
 
+    commands.populate(this);
     fileWatcher = new QFileSystemWatcher(this);
     preferenceWatcher = new QFileSystemWatcher(this);
     const QString dataFolder = Utilities::getAppDataLocation();
@@ -61,6 +62,7 @@ MainWindow::MainWindow(QWidget* parent, Qt::WindowFlags flags) : QMainWindow(par
             preferenceWatcher->addPath(path);
     }
 
+    setupMenus();
     setupLayout();
     setupStatusBar();
 
@@ -70,15 +72,12 @@ MainWindow::MainWindow(QWidget* parent, Qt::WindowFlags flags) : QMainWindow(par
     setupAnimations();
     setMinimumWidth(200);
 
-    auto* quitAction = new QAction(this);
-    quitAction->setShortcut(QKeySequence::Quit);
-    connect(quitAction, &QAction::triggered, qApp, &QApplication::closeAllWindows);
-    addAction(quitAction);
     constructing = false;
 }
 
 MainWindow::~MainWindow() {
     updateConfigFile();
+    commands.clear();
     settings.clear();
 }
 
@@ -139,8 +138,8 @@ void MainWindow::setupLayout() {
     sideBar->hide();
     metadataScrollArea->hide();
 
-    connect(paneView, &PaneView::addContextSignal, this, &MainWindow::addContext);
-    connect(paneView, &PaneView::removeContextSignal, this, &MainWindow::removeContext);
+    connect(paneView, &PaneView::addContextSignal, this, [this](Context bits) { addContext(bits); });
+    connect(paneView, &PaneView::removeContextSignal, this, [this](Context bits) { removeContext(bits); });
     connect(paneView, &PaneView::tableSizeChangedSignal, this, &MainWindow::onTableSizeChanged);
     connect(paneView, &PaneView::selectionSizeChangedSignal, this, &MainWindow::onSelectionSizeChanged);
     connect(paneView, &PaneView::mainCellLengthChangedSignal, this, &MainWindow::onMainCellLengthChanged);
@@ -148,6 +147,7 @@ void MainWindow::setupLayout() {
     connect(paneView, &PaneView::editorPaneHeightChangedSignal, this,
             [this](int height) { editorPaneShowHeight = height; });
     connect(paneView, &PaneView::cancelLoadSignal, this, &MainWindow::cancelLoad);
+    paneView->getTabBar()->setupContextMenus(commands);
     connect(paneView->getTabBar(), &TabBar::tableSelectedSignal, this, &MainWindow::setActiveTable);
     connect(paneView->getTabBar(), &TabBar::closeTableSignal, this,
             [this](TableView* view) { closeFile(view); });
@@ -209,26 +209,6 @@ void MainWindow::setupStatusBar() {
         bar->addPermanentWidget(label);
 }
 
-// --- Context ------------------------------------------------------------------------------------
-
-void MainWindow::addContext(quint32 bits) {
-    setContext(context | bits);
-}
-
-void MainWindow::removeContext(quint32 bits) {
-    setContext(context & ~bits);
-}
-
-void MainWindow::setContext(quint32 bits) {
-    context = bits;
-    paneVisibility.showEditorPane = (bits & ContextEditorPaneShown) != 0;
-    paneView->setContext(bits);
-    // The table keeps its own bits and learns of the pane, which decides where it edits.
-    const quint32 passed = TableContextBits | ContextEditorPaneShown;
-    if (activeTable)
-        activeTable->setContext((activeTable->getContext() & ~passed) | (bits & passed));
-}
-
 // --- Status bar and title -----------------------------------------------------------------------
 
 QString MainWindow::tableSizeText(int rawRows, int rawCols, int modelRows, int modelCols) {
@@ -268,6 +248,16 @@ void MainWindow::onTableSizeChanged(int rawRows, int rawCols, int modelRows, int
 void MainWindow::onSelectionSizeChanged(const RangeSize& size) {
     selectionSizeLabel->setText(selectionSizeText(size));
     selectionSizeLabel->adjustSize();
+    const bool multi = size.numCells > 1 || size.numRows > 0 || size.numCols > 0;
+    if (multi != context.intersects(ContextMultiSelection)) {
+        if (activeTable)
+            activeTable->setContext(multi ? activeTable->getContext() + ContextMultiSelection
+                                          : activeTable->getContext() - ContextMultiSelection);
+        if (multi)
+            addContext(ContextMultiSelection);
+        else
+            removeContext(ContextMultiSelection);
+    }
 }
 
 void MainWindow::onMainCellLengthChanged(int length) {
@@ -624,20 +614,20 @@ void MainWindow::keyPressEvent(QKeyEvent* event) {
         QMainWindow::keyPressEvent(event);
         return;
     }
-    if ((context & ContextEditing) && !(context & ContextReadOnly)) {
+    if (context.intersects(ContextEditing) && !context.intersects(ContextReadOnly)) {
         if (activeTable)
             activeTable->stopEditing(true);
         removeContext(ContextEditing);
         return;
     }
-    if ((context & ContextFocus) && (context & ContextFind) && !(context & ContextLauncher)) {
+    if (context.contains(ContextNotEditing | ContextFindOpen) && !context.intersects(ContextLauncherOpen)) {
         findArea->hide();
         verticalSplitter->setStretchFactor(1, 0);
-        removeContext(ContextFind);
+        removeContext(ContextFindOpen);
         return;
     }
-    if ((context & ContextFocus) && (context & ContextMultiSelection) &&
-        !(context & (ContextFind | ContextLauncher)) && activeModel) {
+    if (context.contains(ContextNotEditing | ContextMultiSelection) &&
+        !context.intersects(ContextFindOpen | ContextLauncherOpen) && activeModel) {
         Range main = activeModel->getMainCell();
         activeModel->setSelection(main);
     }

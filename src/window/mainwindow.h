@@ -5,7 +5,9 @@
 #include "storage/fileparameters.h"
 #include "table/range.h"
 #include "table/rangetypes.h"
+#include "window/commands.h"
 #include "window/configdata.h"
+#include "window/context.h"
 
 #include <QDateTime>
 #include <QList>
@@ -33,23 +35,16 @@ class TableView;
 //
 // Implementation by topic: mainwindow.cpp (structure, status bar, panes, settings, events),
 // mainwindow_file.cpp (open, save, close, reload), mainwindow_fileops.cpp (rename, move,
-// duplicate, delete, recent files, watcher records).
+// duplicate, delete, recent files, watcher records), mainwindow_menus.cpp (commands, menus,
+// context), and the command slots by menu: mainwindow_filecommands.cpp, mainwindow_edit.cpp,
+// mainwindow_data.cpp, mainwindow_selection.cpp, mainwindow_goto.cpp, mainwindow_view.cpp.
 class MainWindow : public QMainWindow {
     Q_OBJECT
 
 public:
-    // Bits of the window's context: what is true now.
-    static constexpr quint32 ContextTable = 1; // an active table that is not loading
-    static constexpr quint32 ContextFocus = 4;
-    static constexpr quint32 ContextEditing = 8;
-    static constexpr quint32 ContextEditorPaneShown = 16;
-    static constexpr quint32 ContextMultiSelection = 32;
-    static constexpr quint32 ContextFileExists = 128;
-    static constexpr quint32 ContextLauncher = 256;
-    static constexpr quint32 ContextFind = 512;
-    static constexpr quint32 ContextReadOnly = 0x20000;
     // Bits that belong to a table and travel with it when the active table changes.
-    static constexpr quint32 TableContextBits = ContextEditing | ContextMultiSelection | ContextReadOnly;
+    static constexpr Context TableContextBits =
+        ContextNotEditing | ContextEditing | ContextMultiSelection | ContextReadOnly;
     // A load of a file larger than this runs on the load thread.
     static constexpr qint64 kAsyncLoadLimit = 25165824;
     static constexpr int kPaneAnimationMs = 125;
@@ -124,11 +119,19 @@ public:
     ExtensionData getFileParameters(const QString& path) const;
     bool isReadOnly(const QString& path) const;
     static QString tableName(const TableView* view);
-    quint32 getContext() const { return context; }
+    Context getContext() const { return context; }
+    const Commands& getCommands() const { return commands; }
     const QStringList& getRecentFilepaths() const { return recentFilepathList; }
     const QStringList& getPreferenceFilepaths() const { return preferenceFilepaths; }
     Settings& getSettings() { return settings; }
     QStringList getWatchedFiles() const;
+
+    // --- Menus (mainwindow_menus.cpp) --------------------------------------------------------
+    // Builds the menu bar from the command table.
+    void setupMenus();
+    // Puts the check marks of the switch commands in step with their settings: the window's, or
+    // the active table's for a per-file one.
+    void refreshToggles();
 
     // --- Status bar -----------------------------------------------------------------------
     static QString tableSizeText(int rawRows, int rawCols, int modelRows, int modelCols);
@@ -192,7 +195,9 @@ public:
     void updateConfigFile();
 
 public slots:
-    // File commands; an empty path means the active table, an unknown one does nothing.
+    // --- Command slots. File commands take a path; an empty one means the active table, an
+    // unknown one does nothing. Each answers false when it could not run.
+    // Files (mainwindow_file.cpp).
     bool commandSaveFile(const QString& path = QString());
     bool commandSaveFileAs(const QString& path = QString());
     bool commandSaveVisibleDataAs(const QString& path = QString());
@@ -205,15 +210,167 @@ public slots:
     void commandNewFile();
     // Switches the active table between read-only and editable, reading the file again.
     void commandToggleReadOnly();
+    // File (mainwindow_filecommands.cpp).
+    bool commandNewWindow(const QString& path = QString());
+    bool commandOpenFile(const QString& path = QString());
+    bool commandShowFileInFileSystem(const QString& path = QString());
+    bool commandOpenTerminalToFilesDirectory(const QString& path = QString());
+    bool commandOpenFileInTextEditor(const QString& path = QString());
+    bool commandExit(const QString& path = QString());
+    bool commandToggleSaveAfterEachEdit(const QString& path = QString());
+    bool commandToggleRemoveExtraneousRowsColumnsOnFileSave(const QString& path = QString());
+    bool commandToggleSaveWithTrailingDelimiters(const QString& path = QString());
+    bool commandCopyFilePathToClipboard(const QString& path = QString());
+    bool commandCopyFolderPathToClipboard(const QString& path = QString());
+    bool commandCopyFileNameToClipboard(const QString& path = QString());
+    // Edit (mainwindow_edit.cpp).
+    bool commandUndo(const QString& path = QString());
+    bool commandRedo(const QString& path = QString());
+    bool commandEditSelectedCell(const QString& path = QString());
+    bool commandStopEditing(const QString& path = QString());
+    bool commandToggleRetainSortAndFiltersUponFileRefresh(const QString& path = QString());
+    bool commandToggleLetEditorPaneConsumeNavigationKeystrokes(const QString& path = QString());
+    // Data (mainwindow_data.cpp): move, insert, transpose, delete, duplicate.
+    bool commandMoveCellContentsUp(const QString& path = QString());
+    bool commandMoveCellContentsDown(const QString& path = QString());
+    bool commandMoveCellContentsLeft(const QString& path = QString());
+    bool commandMoveCellContentsRight(const QString& path = QString());
+    bool commandMoveRowsUp(const QString& path = QString());
+    bool commandMoveRowsDown(const QString& path = QString());
+    bool commandMoveColumnsLeft(const QString& path = QString());
+    bool commandMoveColumnsRight(const QString& path = QString());
+    bool commandInsertRowsBefore(const QString& path = QString());
+    bool commandInsertColumnsBefore(const QString& path = QString());
+    bool commandInsertRowsAfter(const QString& path = QString());
+    bool commandInsertColumnsAfter(const QString& path = QString());
+    bool commandInsertCellsMoveRestOfRowRight(const QString& path = QString());
+    bool commandInsertCellsMoveRestOfColumnDown(const QString& path = QString());
+    bool commandTransposeTable(const QString& path = QString());
+    bool commandTransposeSelectedCells(const QString& path = QString());
+    bool commandClearCellContents(const QString& path = QString());
+    bool commandRemoveRows(const QString& path = QString());
+    bool commandRemoveColumns(const QString& path = QString());
+    bool commandRemoveEmptyRows(const QString& path = QString());
+    bool commandRemoveEmptyColumns(const QString& path = QString());
+    bool commandRemoveEmptyRowsBasedOnSelectedColumnsOnly(const QString& path = QString());
+    bool commandRemoveEmptyColumnsBasedOnSelectedRowsOnly(const QString& path = QString());
+    bool commandRemoveSelectedCellsMoveRestOfRowLeft(const QString& path = QString());
+    bool commandRemoveSelectedCellsMoveRestOfColumnUp(const QString& path = QString());
+    bool commandRemoveSelectedCellsAndTheRestOfTheirRows(const QString& path = QString());
+    bool commandRemoveSelectedCellsAndTheRestOfTheirColumns(const QString& path = QString());
+    bool commandToggleCaseSensitiveSorting(const QString& path = QString());
+    bool commandDuplicateSelectedCellContentsUp(const QString& path = QString());
+    bool commandDuplicateSelectedCellContentsDown(const QString& path = QString());
+    bool commandDuplicateSelectedCellContentsLeft(const QString& path = QString());
+    bool commandDuplicateSelectedCellContentsRight(const QString& path = QString());
+    bool commandDuplicateRows(const QString& path = QString());
+    bool commandDuplicateColumns(const QString& path = QString());
+    bool commandRemoveExtraneousRowsAndColumns(const QString& path = QString());
+    // Selection (mainwindow_selection.cpp).
+    bool commandSelectUp(const QString& path = QString());
+    bool commandSelectDown(const QString& path = QString());
+    bool commandSelectLeft(const QString& path = QString());
+    bool commandSelectRight(const QString& path = QString());
+    bool commandSelectUpByABlock(const QString& path = QString());
+    bool commandSelectDownByABlock(const QString& path = QString());
+    bool commandSelectLeftByABlock(const QString& path = QString());
+    bool commandSelectRightByABlock(const QString& path = QString());
+    bool commandSelectUpToTopOfColumnHeaderExcluded(const QString& path = QString());
+    bool commandSelectDownToBottomOfColumn(const QString& path = QString());
+    bool commandSelectLeftToStartOfRowHeaderExcluded(const QString& path = QString());
+    bool commandSelectRightToEndOfRow(const QString& path = QString());
+    bool commandSelectEntireColumns(const QString& path = QString());
+    bool commandSelectEntireColumnsHeaderExcluded(const QString& path = QString());
+    bool commandSelectEntireRows(const QString& path = QString());
+    bool commandSelectEntireRowsHeaderExcluded(const QString& path = QString());
+    bool commandSelectEntireTable(const QString& path = QString());
+    bool commandMoveSelectionUp(const QString& path = QString());
+    bool commandMoveSelectionDown(const QString& path = QString());
+    bool commandMoveSelectionLeft(const QString& path = QString());
+    bool commandMoveSelectionRight(const QString& path = QString());
+    bool commandMoveSelectionUpByABlock(const QString& path = QString());
+    bool commandMoveSelectionDownByABlock(const QString& path = QString());
+    bool commandMoveSelectionLeftByABlock(const QString& path = QString());
+    bool commandMoveSelectionRightByABlock(const QString& path = QString());
+    bool commandInvertSelectionByRowsHeaderExcluded(const QString& path = QString());
+    bool commandInvertSelectionByColumnsHeaderExcluded(const QString& path = QString());
+    // View's grid size and headers (mainwindow_view.cpp).
+    bool commandToggleAutoFitRowHeight(const QString& path = QString());
+    bool commandToggleAutoFitColumnWidth(const QString& path = QString());
+    bool commandSetHeaderRowsToSelectedRow(const QString& path = QString());
+    bool commandSetHeaderColumnsToSelectedColumn(const QString& path = QString());
+    bool commandSetHeadersToSelectedCell(const QString& path = QString());
+    bool commandRemoveHeaderRows(const QString& path = QString());
+    bool commandRemoveHeaderColumns(const QString& path = QString());
+    bool commandRemoveAllHeaders(const QString& path = QString());
+    bool commandToggleFreezeHeaderRowsAndColumns(const QString& path = QString());
+    bool commandToggleHighlightHeaderRows(const QString& path = QString());
+    bool commandToggleHighlightHeaderColumns(const QString& path = QString());
+    bool commandToggleFreezeHeaderRows(const QString& path = QString());
+    bool commandToggleFreezeHeaderColumns(const QString& path = QString());
+    // Go To (mainwindow_goto.cpp).
+    bool commandSwitchToTabOnTheRight(const QString& path = QString());
+    bool commandSwitchToTabOnTheLeft(const QString& path = QString());
+    bool commandScrollUpOneScreen(const QString& path = QString());
+    bool commandScrollDownOneScreen(const QString& path = QString());
+    bool commandScrollLeftOneScreen(const QString& path = QString());
+    bool commandScrollRightOneScreen(const QString& path = QString());
+    bool commandScrollToTop(const QString& path = QString());
+    bool commandScrollToBottom(const QString& path = QString());
+    bool commandScrollToFarLeft(const QString& path = QString());
+    bool commandScrollToFarRight(const QString& path = QString());
+    bool commandGoUpOneScreen(const QString& path = QString());
+    bool commandGoDownOneScreen(const QString& path = QString());
+    bool commandGoLeftOneScreen(const QString& path = QString());
+    bool commandGoRightOneScreen(const QString& path = QString());
+    bool commandGoToTop(const QString& path = QString());
+    bool commandGoToBottom(const QString& path = QString());
+    bool commandGoToFarLeft(const QString& path = QString());
+    bool commandGoToFarRight(const QString& path = QString());
+    bool commandFollowSelectedHyperlinks(const QString& path = QString());
+    bool commandEmailSelectedEmailAddresses(const QString& path = QString());
+    bool commandWebSearchForSelectedTerms(const QString& path = QString());
+    bool commandWebSearchForSelectedPlacesInMap(const QString& path = QString());
+    bool commandAbout(const QString& path = QString()); // mainwindow_view.cpp
+    // In no menu: the tab numbers (mainwindow_goto.cpp), closing the other tables and the
+    // program switches (mainwindow_filecommands.cpp).
+    bool commandCloseAllFilesExceptCurrent(const QString& path = QString());
+    bool commandSwitchToTab1(const QString& path = QString());
+    bool commandSwitchToTab2(const QString& path = QString());
+    bool commandSwitchToTab3(const QString& path = QString());
+    bool commandSwitchToTab4(const QString& path = QString());
+    bool commandSwitchToTab5(const QString& path = QString());
+    bool commandSwitchToTab6(const QString& path = QString());
+    bool commandSwitchToTab7(const QString& path = QString());
+    bool commandSwitchToTab8(const QString& path = QString());
+    bool commandSwitchToTab9(const QString& path = QString());
+    bool commandSwitchToTab10(const QString& path = QString());
+    bool commandToggleEnableCheckForUpdates(const QString& path = QString());
+    bool commandToggleDetectImportedFileTypeUponOpeningFile(const QString& path = QString());
+    // View (mainwindow_view.cpp).
+    bool commandToggleShowTabBar(const QString& path = QString());
+    bool commandToggleShowRowLabels(const QString& path = QString());
+    bool commandToggleShowColumnLabels(const QString& path = QString());
+    bool commandToggleShowEditorPane(const QString& path = QString());
+    bool commandToggleRepresentColumnsAsLetters(const QString& path = QString());
+    bool commandToggleShadeEveryOtherRow(const QString& path = QString());
+    bool commandToggleShadeEveryOtherColumn(const QString& path = QString());
+    bool commandToggleHighlightMainSelectedCellsRow(const QString& path = QString());
+    bool commandToggleHighlightMainSelectedCellsColumn(const QString& path = QString());
+    bool commandToggleSnapToRowAfterScrolling(const QString& path = QString());
+    bool commandToggleSnapToColumnAfterScrolling(const QString& path = QString());
 
     void onTableSizeChanged(int rawRows, int rawCols, int modelRows, int modelCols);
     void onSelectionSizeChanged(const RangeSize& size);
     void onMainCellLengthChanged(int length);
     void onLoadFinished(TableView* view);
     void onUndoStackCleanChanged(bool clean);
-    void addContext(quint32 bits);
-    void removeContext(quint32 bits);
-    void setContext(quint32 bits);
+    // The context: add or remove bits with what they imply, and with `apply` enable the
+    // actions at once. setContext() applies the current set; setContext(bits) replaces it.
+    void addContext(Context bits, bool apply = true);
+    void removeContext(Context bits, bool apply = true);
+    void setContext();
+    void setContext(Context bits);
 
 signals:
     void updateConfigFileSignal(ConfigData data);
@@ -235,6 +392,13 @@ protected:
 
 private:
     enum class Pane { TabBar, SideBar, Metadata };
+
+    // The command's table (the active one for an empty path) when it is ready, its edit (if
+    // any) over.
+    TableView* tableForEdit(const QString& path);
+    bool toggleSetting(SettingType type);
+    bool switchToTab(int index);
+    bool toggleShading(SettingType type);
 
     void setupLayout();
     void setupStatusBar();
@@ -268,7 +432,8 @@ private:
     Settings settings;
     bool constructing = true;
     bool windowClosing = false;
-    quint32 context = ContextTable | ContextFocus;
+    Commands commands;
+    Context context = ContextTableReady | ContextNotEditing;
     std::vector<ExtensionData> extensions;
     QStringList preferenceFilepaths;
     QString lastUsedDirectory;

@@ -169,6 +169,7 @@ TableView* MainWindow::makeEmptyTableObject(const Settings& tableSettings) {
     auto* model = new TableModel(true, nullptr);
     // Parented to the table stack at once, so that no load can show it as a window of its own.
     auto* view = new TableView(paneView->getTableStackWidget());
+    view->setupContextMenus(commands);
     view->setModel(model);
     model->setParent(view);
 
@@ -263,33 +264,34 @@ TableView* MainWindow::addTableEditorFromFile(const QString& path, bool readOnly
 void MainWindow::setActiveTable(TableView* view) {
     if (!view || paneView->getTableIndex(view) < 0)
         return;
-    if (activeTable && activeTable != view && (context & ContextEditing))
+    if (activeTable && activeTable != view && context.intersects(ContextEditing))
         activeTable->stopEditing(true);
     paneView->setActiveTable(view);
     activeTable = view;
     activeModel = view->tableModel();
     activeDelegate = view->tableDelegate();
 
-    quint32 bits = (context & ~TableContextBits) | (view->getContext() & TableContextBits);
+    Context bits = (context - TableContextBits) | (view->getContext() & TableContextBits);
     const bool loading = view->isLoading();
-    bits = loading ? bits & ~ContextTable : bits | ContextTable;
+    bits = loading ? bits - ContextTableReady : bits + ContextTableReady;
     const QString path = filepathOf(view);
     if (!path.isEmpty() && QFileInfo::exists(path) && !loading)
-        bits |= ContextFileExists;
+        bits |= ContextFileOnDisk;
     else
-        bits &= ~ContextFileExists;
+        bits = bits - ContextFileOnDisk;
     if (view->isReadOnly())
         bits |= ContextReadOnly;
     else
-        bits &= ~ContextReadOnly;
+        bits = bits - ContextReadOnly;
     setContext(bits);
     view->setFocus();
     findArea->hide();
     verticalSplitter->setStretchFactor(1, 0);
-    removeContext(ContextFind);
+    removeContext(ContextFindOpen);
 
     updateWindowTitle();
     updateStatusBar();
+    refreshToggles();
     if (!path.isEmpty())
         bumpUpFileInRecentFilepaths(path);
 }
@@ -407,7 +409,7 @@ bool MainWindow::openPaths(QList<QString> paths, const ExtensionData* parameters
 void MainWindow::afterFirstActivation(bool activated) {
     if (!activated)
         return;
-    addContext(ContextTable);
+    addContext(ContextTableReady);
     // The empty table of a fresh window gives way to the first real file.
     TableView* first = paneView->getTableAt(0);
     if (first && first != activeTable && filepathOf(first).isEmpty() &&
@@ -435,9 +437,9 @@ void MainWindow::onLoadFinished(TableView* view) {
     view->setFrozenRowHeights(true);
     if (view != activeTable)
         return;
-    quint32 bits = context | ContextTable | ContextFocus;
+    Context bits = context | ContextTableReady | ContextNotEditing;
     if (QFileInfo::exists(filepathOf(view)))
-        bits |= ContextFileExists;
+        bits |= ContextFileOnDisk;
     setContext(bits);
     updateStatusBar();
 }
@@ -635,7 +637,7 @@ bool MainWindow::saveFileAs(TableView* view, bool visibleDataOnly) {
     }
     if (activeTable) {
         if (activeTable == view)
-            setContext(context | ContextFileExists);
+            setContext(context | ContextFileOnDisk);
         updateWindowTitle();
         updateStatusBar();
     }
@@ -649,7 +651,7 @@ bool MainWindow::commandSaveFile(const QString& path) {
     view->stopEditing(true);
     const bool result = saveFile(view);
     if (view == activeTable && QFileInfo::exists(filepathOf(view)))
-        addContext(ContextFileExists);
+        addContext(ContextFileOnDisk);
     return result;
 }
 
@@ -675,7 +677,7 @@ bool MainWindow::commandSaveAllFiles() {
     bool all = true;
     for (TableView* view : paneView->getTableViews())
         all = saveFile(view) && all;
-    addContext(ContextFileExists);
+    addContext(ContextFileOnDisk);
     return all;
 }
 
@@ -763,7 +765,7 @@ bool MainWindow::commandCloseAllFiles() {
         }
     }
     if (all)
-        removeContext(ContextFileExists);
+        removeContext(ContextFileOnDisk);
     return all;
 }
 
@@ -771,7 +773,7 @@ void MainWindow::commandNewFile() {
     TableView* view = addEmptyTableEditor();
     setActiveTable(view);
     view->setReadOnly(false, true);
-    setContext((context | ContextTable) & ~(ContextFileExists | ContextReadOnly));
+    setContext((context | ContextTableReady) & ~(ContextFileOnDisk | ContextReadOnly));
     updateStatusBar();
 }
 
@@ -803,6 +805,6 @@ void MainWindow::commandToggleReadOnly() {
     // The container follows the mode: read again into the file-indexed or the editable one.
     if (view->isReadOnly() == on && !path.isEmpty() && QFileInfo::exists(path))
         view->loadCSV(path, QFileInfo(path).size() > kAsyncLoadLimit);
-    setContext(view->isReadOnly() ? context | ContextReadOnly : context & ~ContextReadOnly);
+    setContext(view->isReadOnly() ? context + ContextReadOnly : context - ContextReadOnly);
     updateStatusBar();
 }

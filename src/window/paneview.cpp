@@ -21,12 +21,7 @@
 #include <QVBoxLayout>
 #include <QVariantAnimation>
 
-namespace {
-
-constexpr quint32 kContextTable = 1;
-constexpr quint32 kContextFocus = 4;
-
-} // namespace
+namespace {} // namespace
 
 PaneView::PaneView(QWidget* parent) : QWidget(parent) {
     auto* layout = new QVBoxLayout(this);
@@ -152,13 +147,13 @@ void PaneView::setActiveTable(TableView* view) {
             overlay->show();
             overlay->raise();
         }
-        emit removeContextSignal(kContextTable);
+        emit removeContextSignal(ContextTableReady);
     } else {
-        emit addContextSignal(kContextTable | kContextFocus);
+        emit addContextSignal(ContextTableReady | ContextNotEditing);
     }
     connectActive(view);
-    const quint32 paneBit = editorPaneShown ? ContextEditorPaneShown : 0;
-    view->setContext((view->getContext() & ~ContextEditorPaneShown) | paneBit);
+    const Context paneBit = editorPaneShown ? Context(ContextEditorPaneShown) : Context();
+    view->setContext((view->getContext() - ContextEditorPaneShown) | paneBit);
     editorPane->setReadOnly(view->isReadOnly());
     editorPane->setTheme(view->getSettings(false).getTheme());
     editorPane->setFont(view->font());
@@ -236,8 +231,8 @@ void PaneView::showEditorPane(bool show, bool animate) {
     const bool changed = editorPaneShown != show;
     editorPaneShown = show;
     for (TableView* view : getTableViews())
-        view->setContext(show ? view->getContext() | ContextEditorPaneShown
-                              : view->getContext() & ~ContextEditorPaneShown);
+        view->setContext(show ? view->getContext() + ContextEditorPaneShown
+                              : view->getContext() - ContextEditorPaneShown);
     if (changed) {
         if (show)
             emit addContextSignal(ContextEditorPaneShown);
@@ -305,7 +300,7 @@ void PaneView::onStartProgressUpdate() {
     overlay->hide();
     // The table takes no commands while it loads, page or no page.
     if (view == activeView)
-        emit removeContextSignal(kContextTable);
+        emit removeContextSignal(ContextTableReady);
     QTimer::singleShot(kProgressDelayMs, overlay, [this, view] {
         const auto it = overlays.find(view);
         if (it == overlays.end() || !it->second.widget)
@@ -338,7 +333,7 @@ void PaneView::onLoadFinished() {
     if (view != activeView) {
         view->hide();
     } else {
-        emit addContextSignal(kContextTable | kContextFocus);
+        emit addContextSignal(ContextTableReady | ContextNotEditing);
     }
     emit loadFinishedSignal(view);
 }
@@ -449,7 +444,7 @@ void PaneView::onEditorPaneHandleMoved() {
     } else if (editorPaneShown) {
         editorPaneShown = false;
         for (TableView* view : getTableViews())
-            view->setContext(view->getContext() & ~ContextEditorPaneShown);
+            view->setContext(view->getContext() - ContextEditorPaneShown);
         emit removeContextSignal(ContextEditorPaneShown);
     }
 }

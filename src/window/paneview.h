@@ -3,6 +3,7 @@
 #include "preferences/settings.h"
 #include "table/range.h"
 #include "table/rangetypes.h"
+#include "window/context.h"
 
 #include <QPointer>
 #include <QString>
@@ -37,7 +38,6 @@ public:
     // Texts longer than this fill the editor pane by chunks of kEditorPaneChunkSize.
     static constexpr int kEditorPaneChunkThreshold = 65536;
     static constexpr int kEditorPaneChunkSize = 16384;
-    static constexpr quint32 ContextEditorPaneShown = 16;
 
     explicit PaneView(QWidget* parent = nullptr);
     ~PaneView() override;
@@ -59,7 +59,7 @@ public:
     bool tableAlreadyOpen(const QString& path) const { return getTableView(path) != nullptr; }
     TableView* getTableView(const QString& path) const;
     std::vector<TableView*> getTableViews() const;
-    void setContext(quint32 bits) { context = bits; }
+    void setContext(Context bits) { context = bits; }
     void propagateSettings(const Settings& settings);
     void showEditorPane(bool show, bool animate);
     bool isEditorPaneShown() const { return editorPaneShown; }
@@ -101,8 +101,8 @@ public slots:
     void setEditorPaneHeightSlot(const QVariant& value);
 
 signals:
-    void addContextSignal(quint32 bits);
-    void removeContextSignal(quint32 bits);
+    void addContextSignal(Context bits);
+    void removeContextSignal(Context bits);
     void tableSizeChangedSignal(int rawRows, int rawCols, int modelRows, int modelCols);
     void selectionSizeChangedSignal(RangeSize size);
     void mainCellChangedSignal(Range mainCell);
@@ -154,7 +154,7 @@ private:
     int editorPaneHeight = 200;
     TableView* activeView = nullptr;
     std::map<TableView*, Overlay> overlays;
-    quint32 context = 0;
+    Context context;
 
     // The deferred fill of the editor pane.
     QString pendingText;

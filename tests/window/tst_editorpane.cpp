@@ -116,16 +116,16 @@ private slots:
 
     void paneShowsMainCellAndContextBit() {
         open("a,b\nc,\"two\nlines\"\n");
-        QVERIFY(!(window->getContext() & MainWindow::ContextEditorPaneShown));
+        QVERIFY(!(window->getContext().intersects(ContextEditorPaneShown)));
         showPane();
-        QVERIFY(window->getContext() & MainWindow::ContextEditorPaneShown);
-        QVERIFY(view->getContext() & TableView::ContextEditorPaneShown);
+        QVERIFY(window->getContext().intersects(ContextEditorPaneShown));
+        QVERIFY(view->getContext().intersects(ContextEditorPaneShown));
         select(view, 1, 1);
         QVERIFY(waitForFill(pane));
         QCOMPARE(editor->toPlainText(), QStringLiteral("two\nlines"));
         window->showEditorPane(false, false);
-        QVERIFY(!(window->getContext() & MainWindow::ContextEditorPaneShown));
-        QVERIFY(!(view->getContext() & TableView::ContextEditorPaneShown));
+        QVERIFY(!(window->getContext().intersects(ContextEditorPaneShown)));
+        QVERIFY(!(view->getContext().intersects(ContextEditorPaneShown)));
     }
 
     // A drag of the splitter handle down to nothing hides the pane for the commands too.
@@ -137,10 +137,10 @@ private slots:
         QMouseEvent release(QEvent::MouseButtonRelease, QPointF(1, 1), QPointF(1, 1), Qt::LeftButton,
                             Qt::NoButton, Qt::NoModifier);
         QApplication::sendEvent(splitter->handle(1), &release);
-        QVERIFY(!(window->getContext() & MainWindow::ContextEditorPaneShown));
+        QVERIFY(!(window->getContext().intersects(ContextEditorPaneShown)));
         splitter->setSizes({splitter->height() - 150, 150});
         QApplication::sendEvent(splitter->handle(1), &release);
-        QVERIFY(window->getContext() & MainWindow::ContextEditorPaneShown);
+        QVERIFY(window->getContext().intersects(ContextEditorPaneShown));
         QCOMPARE(pane->getEditorPaneShowHeight(), splitter->sizes().at(1));
         // The window remembers it for the next start.
         QCOMPARE(window->makeConfigData().editorPaneShowHeight, splitter->sizes().at(1));
@@ -155,7 +155,7 @@ private slots:
         QCOMPARE(answers.asked.size(), 1);
         QVERIFY(!view->getQuickEdit());
         QVERIFY(pane->isEditorPaneShown());
-        QVERIFY(window->getContext() & MainWindow::ContextEditorPaneShown);
+        QVERIFY(window->getContext().intersects(ContextEditorPaneShown));
         QVERIFY(view->isEditing());
         QVERIFY(editor->hasFocus());
         QVERIFY(waitForFill(pane));
@@ -207,7 +207,7 @@ private slots:
         QTest::mouseClick(editor->viewport(), Qt::LeftButton, {}, QPoint(200, 5));
         QVERIFY(editor->hasFocus());
         QVERIFY(view->isEditing());
-        QVERIFY(window->getContext() & MainWindow::ContextEditing);
+        QVERIFY(window->getContext().intersects(ContextEditing));
         editor->moveCursor(QTextCursor::End);
         QTest::keyClicks(editor, QStringLiteral("!"));
         QCOMPARE(cellText(view, 1, 1), QStringLiteral("dd!"));
@@ -403,7 +403,7 @@ private slots:
         QVERIFY(!first->isEditing());
         QCOMPARE(cellText(first, 1, 1), QStringLiteral("q"));
         QCOMPARE(first->undoStack()->count(), 1);
-        QVERIFY(!(window->getContext() & MainWindow::ContextEditing));
+        QVERIFY(!(window->getContext().intersects(ContextEditing)));
     }
 };
 

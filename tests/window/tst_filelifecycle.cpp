@@ -203,7 +203,7 @@ private slots:
         QCOMPARE(window.isReadOnly(file), readOnly);
         QCOMPARE(window.getModeLabelText(),
                  readOnly ? QStringLiteral("Read-Only") : QStringLiteral("Editable"));
-        QCOMPARE(bool(window.getContext() & MainWindow::ContextReadOnly), readOnly);
+        QCOMPARE(window.getContext().intersects(ContextReadOnly), readOnly);
         QCOMPARE(window.getRecentFilepaths().contains(file), recent);
         TableData& data = window.getActiveTable()->tableModel()->getTableData();
         QCOMPARE(data.getDataContainerType(), readOnly ? TableData::ReadOnly : TableData::Editable);
@@ -244,10 +244,10 @@ private slots:
             QTRY_VERIFY(window.getPaneView()->getProgressOverlay(view) != nullptr || !view->isLoading());
             // No command that needs a table may start on it while it loads.
             if (window.getPaneView()->getProgressOverlay(view))
-                QVERIFY(!(window.getContext() & MainWindow::ContextTable));
+                QVERIFY(!(window.getContext().intersects(ContextTableReady)));
             QTRY_VERIFY_WITH_TIMEOUT(!view->isLoading(), 8000);
             QTRY_VERIFY(window.getPaneView()->getProgressOverlay(view) == nullptr);
-            QVERIFY(window.getContext() & MainWindow::ContextTable);
+            QVERIFY(window.getContext().intersects(ContextTableReady));
         }
         QCOMPARE(view->tableModel()->getTableData().numRawRows(), int((size + 63) / 64));
         QCOMPARE(window.getTableSizeLabelText(),
@@ -309,8 +309,8 @@ private slots:
         QCOMPARE(window.getNumTables(), 1);
         QCOMPARE(window.getActiveFilepath(), QString());
         QCOMPARE(window.windowTitle(), QStringLiteral("untitled - Orvane"));
-        QVERIFY(window.getContext() & MainWindow::ContextTable);
-        QVERIFY(!(window.getContext() & MainWindow::ContextFileExists));
+        QVERIFY(window.getContext().intersects(ContextTableReady));
+        QVERIFY(!(window.getContext().intersects(ContextFileOnDisk)));
         QVERIFY(window.getWatchedFiles().isEmpty());
     }
 
@@ -413,7 +413,7 @@ private slots:
         QCOMPARE(readFile(a), QByteArray("1,2\n3,four\n"));
         QVERIFY(!window.getActiveTable()->isModified());
         QCOMPARE(window.getPaneView()->getTabBar()->tabText(0), QStringLiteral("a.csv"));
-        QVERIFY(window.getContext() & MainWindow::ContextFileExists);
+        QVERIFY(window.getContext().intersects(ContextFileOnDisk));
     }
 
     // The file is written with the save delimiter and read again with it.
@@ -653,12 +653,12 @@ private slots:
         QVERIFY(window.openFiles({a}));
         window.commandToggleReadOnly();
         QCOMPARE(window.getModeLabelText(), QStringLiteral("Read-Only"));
-        QVERIFY(window.getContext() & MainWindow::ContextReadOnly);
+        QVERIFY(window.getContext().intersects(ContextReadOnly));
         QCOMPARE(window.getActiveTable()->tableModel()->getTableData().getDataContainerType(),
                  TableData::ReadOnly);
         window.commandToggleReadOnly();
         QCOMPARE(window.getModeLabelText(), QStringLiteral("Editable"));
-        QVERIFY(!(window.getContext() & MainWindow::ContextReadOnly));
+        QVERIFY(!(window.getContext().intersects(ContextReadOnly)));
     }
 
     // Switching a table with unsaved changes to read-only asks first.
@@ -686,7 +686,7 @@ private slots:
         QCOMPARE(answers.texts(), QStringList{"Do you want to save changes to a.csv?"});
         QCOMPARE(readFile(a), onDisk + rest);
         QCOMPARE(window.getActiveTable()->isReadOnly(), readOnly);
-        QCOMPARE(bool(window.getContext() & MainWindow::ContextReadOnly), readOnly);
+        QCOMPARE(window.getContext().intersects(ContextReadOnly), readOnly);
         QCOMPARE(window.getActiveTable()->isModified(), !readOnly);
         // Read-only shows the file as it is on disk.
         const QString first =

@@ -29,7 +29,8 @@ public:
     explicit AbstractDataContainer(QObject* parent = nullptr);
     ~AbstractDataContainer() override;
 
-    // Files of at least this size report load progress; smaller ones load silently.
+    // The one size that makes a file large: a file above it loads on a thread of its own, and
+    // from it on a load reports progress; smaller ones load silently.
     static constexpr qint64 kProgressThreshold = 25165824; // 24 MiB
     static constexpr qint64 kProgressStep = 8388608;       // 8 MiB between reports
     static constexpr qint64 kMaxPieceSize = 268435456;     // 256 MiB: the largest read buffer

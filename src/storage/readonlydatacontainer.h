@@ -52,19 +52,11 @@ public:
     void getRawCell(int row, int col, std::vector<char>& out) const;
     // Scans `buffer`, the text of the file from the start of the cell (row, col) on, and fills
     // `results` (same length as `wanted`) with the raw bytes of the wanted cells. A wanted cell
-    // that doesn't exist in the text comes back empty.
+    // that doesn't exist in the text comes back empty. The text is read with the container's own
+    // parameters: its width of character and its delimiter, or none.
     void getRawCellsFromStrip(std::vector<char>& buffer, int row, int col,
                               const std::vector<CellPosition>& wanted,
                               std::vector<std::vector<char>>& results) const;
-    void getRawCellsFromStripMultiByte(std::vector<char>& buffer, int row, int col,
-                                       const std::vector<CellPosition>& wanted,
-                                       std::vector<std::vector<char>>& results) const;
-    void getRawCellsFromStripNoDelimiter(std::vector<char>& buffer, int row, int col,
-                                         const std::vector<CellPosition>& wanted,
-                                         std::vector<std::vector<char>>& results) const;
-    void getRawCellsFromStripNoDelimiterMultiByte(std::vector<char>& buffer, int row, int col,
-                                                  const std::vector<CellPosition>& wanted,
-                                                  std::vector<std::vector<char>>& results) const;
     // Raw bytes of any number of cells; the cells of one strip, or of neighbouring strips,
     // cost one read. `wanted` needn't be sorted; results follow its order.
     void getRawCells(const std::vector<CellPosition>& wanted, std::vector<std::vector<char>>& results) const;

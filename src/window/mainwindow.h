@@ -50,8 +50,6 @@ public:
     static constexpr quint32 ContextReadOnly = 0x20000;
     // Bits that belong to a table and travel with it when the active table changes.
     static constexpr quint32 TableContextBits = ContextEditing | ContextMultiSelection | ContextReadOnly;
-    // A load of a file larger than this runs on the load thread.
-    static constexpr qint64 kAsyncLoadLimit = 25165824;
     static constexpr int kPaneAnimationMs = 125;
     static constexpr int kDefaultSidebarWidth = 300;
 

@@ -234,7 +234,7 @@ TableView* MainWindow::addTableEditorFromFile(const QString& path, bool readOnly
         ExtensionData record = getExtensionDataFromFileExtension(extensionOf(path));
         record = findFileParameters(record, path, false);
         applyExtensionData(view, record);
-        view->loadCSV(path, QFileInfo(path).size() > kAsyncLoadLimit);
+        view->loadCSV(path, QFileInfo(path).size() > AbstractDataContainer::kProgressThreshold);
         addTableEditorFromView(view, readOnly);
     }
     model->setUserSetDelimiter(false);
@@ -251,7 +251,7 @@ TableView* MainWindow::addTableEditorFromFile(const QString& path, bool readOnly
     view->setPaintSkipCount(1);
     view->setReadOnly(readOnly, true);
     applyExtensionData(view, findFileParameters(parameters, path, true));
-    view->loadCSV(path, QFileInfo(path).size() > kAsyncLoadLimit);
+    view->loadCSV(path, QFileInfo(path).size() > AbstractDataContainer::kProgressThreshold);
     addTableEditorFromView(view, readOnly);
     view->setFrozenColWidths(true);
     view->setFrozenRowHeights(true);
@@ -762,7 +762,7 @@ bool MainWindow::commandReloadFile(const QString& path) {
     const QString file = filepathOf(view);
     if (file.isEmpty() || !QFileInfo::exists(file))
         return false;
-    view->loadCSV(file, QFileInfo(file).size() > kAsyncLoadLimit);
+    view->loadCSV(file, QFileInfo(file).size() > AbstractDataContainer::kProgressThreshold);
     view->undoStack()->clear();
     view->markClean();
     recordWatchedFileState(file);
@@ -780,7 +780,7 @@ void MainWindow::commandToggleReadOnly() {
     view->setReadOnly(on, false);
     // The container follows the mode: read again into the file-indexed or the editable one.
     if (view->isReadOnly() == on && !path.isEmpty() && QFileInfo::exists(path))
-        view->loadCSV(path, QFileInfo(path).size() > kAsyncLoadLimit);
+        view->loadCSV(path, QFileInfo(path).size() > AbstractDataContainer::kProgressThreshold);
     setContext(view->isReadOnly() ? context | ContextReadOnly : context & ~ContextReadOnly);
     updateStatusBar();
 }

@@ -1,4 +1,5 @@
 #include "storage/bytescan.h"
+#include "storage/containertesthelpers.h"
 #include "storage/piecereader.h"
 #include "storage/readonlydatacontainer.h"
 
@@ -16,14 +17,6 @@ using Cells = std::vector<std::vector<char>>;
 
 namespace {
 
-std::vector<char> bytes(const char* text) {
-    return std::vector<char>(text, text + std::strlen(text));
-}
-
-QByteArray show(const std::vector<char>& v) {
-    return QByteArray(v.data(), static_cast<qsizetype>(v.size()));
-}
-
 // ASCII text widened to the code units of a 2- or 4-byte encoding.
 QByteArray widen(const QByteArray& ascii, EncodingType encoding) {
     const int width = encoding >= UTF_16 && encoding <= UTF_16_GUESSED_LE ? 2 : 4;
@@ -37,36 +30,13 @@ QByteArray widen(const QByteArray& ascii, EncodingType encoding) {
     return out;
 }
 
-struct Fixture {
-    QTemporaryDir dir;
-    int counter = 0;
-
-    QString write(const QByteArray& content) {
-        const QString path = dir.filePath(QStringLiteral("f%1.csv").arg(counter++));
-        QFile f(path);
-        if (!f.open(QIODevice::WriteOnly) || f.write(content) != content.size())
-            qFatal("can't write the test file");
-        return path;
-    }
-
+struct Fixture : TempFiles {
     static std::unique_ptr<ReadOnlyDataContainer> open(const QString& path, char delimiter = ',',
                                                        ParsingStandard standard = RFC_4180,
                                                        EncodingType encoding = UTF_8) {
-        auto c = std::make_unique<ReadOnlyDataContainer>();
-        c->setFilepath(path);
-        c->setDelimiter(delimiter, delimiter);
-        c->setParsingStandard(standard);
-        c->setEncoding(encoding);
-        if (!c->loadCSV())
-            return nullptr;
-        return c;
+        return openAs<ReadOnlyDataContainer>(path, delimiter, standard, encoding);
     }
 };
-
-QByteArray readAll(const QString& path) {
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
 
 // The index as the machine gives it, one byte at a time: row and cell starts happen only where
 // a character is there to start them; a short row's missing cells point at its line ending.

@@ -2,6 +2,7 @@
 // both read a field alike, and different exactly where read-only mode reads differently (quotes
 // kept under "Sparse Quotes" and "ASCII Separated Values", the last row's width). Saving over
 // the file being read gives the file that an editable save gives.
+#include "storage/containertesthelpers.h"
 #include "storage/editabledatacontainer.h"
 #include "storage/readonlydatacontainer.h"
 
@@ -15,8 +16,6 @@
 #include <string>
 
 namespace {
-
-using Bytes = std::vector<char>;
 
 // Text is built from code points and encoded at the end, so multi-byte files hold real
 // characters, not widened bytes. None of the non-ASCII ones has a quote byte in any unit.
@@ -189,30 +188,11 @@ struct Params {
 };
 
 template <class Container> std::unique_ptr<Container> load(const QString& path, const Params& p) {
-    auto c = std::make_unique<Container>();
-    c->setFilepath(path);
-    c->setDelimiter(p.delimiter, p.delimiter);
-    c->setEncoding(p.encoding);
-    c->setParsingStandard(p.standard);
-    if (!c->loadCSV())
-        return nullptr;
-    return c;
+    return openAs<Container>(path, p.delimiter, p.standard, p.encoding);
 }
 
-QByteArray readAll(const QString& path) {
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
-void writeFile(const QString& path, const Bytes& content) {
-    QFile f(path);
-    if (!f.open(QIODevice::WriteOnly) ||
-        f.write(content.data(), qint64(content.size())) != qint64(content.size()))
-        qFatal("can't write the test file");
-}
-
-QByteArray show(const Bytes& v) {
-    return QByteArray(v.data(), qsizetype(v.size())).toHex(' ');
+QByteArray hex(const Bytes& v) {
+    return show(v).toHex(' ');
 }
 
 } // namespace
@@ -299,12 +279,11 @@ void TestReadOnlyDifferential::cellsAgreeExceptWhereReadOnlyReadsDifferently() {
                 const bool unquotes = f && f->quoted && p.standard != DELIMITER_ONLY;
                 const Bytes loaded = f ? encode(unquotes ? unquote(f->raw) : f->raw, p.encoding) : Bytes();
                 QVERIFY2(ed1 == loaded, qPrintable(QStringLiteral("editable %1,%2").arg(r).arg(c)));
-                const QString where =
-                    QStringLiteral("seed %1 cell %2,%3: ro %4 ed %5")
-                        .arg(seed)
-                        .arg(r)
-                        .arg(c)
-                        .arg(QString::fromLatin1(show(ro1)), QString::fromLatin1(show(ed1)));
+                const QString where = QStringLiteral("seed %1 cell %2,%3: ro %4 ed %5")
+                                          .arg(seed)
+                                          .arg(r)
+                                          .arg(c)
+                                          .arg(QString::fromLatin1(hex(ro1)), QString::fromLatin1(hex(ed1)));
                 if (c >= widest) {
                     QVERIFY2(ro1.empty(), qPrintable(where)); // beyond the width of all rows but the last
                 } else if (keepsQuotes && f && f->quoted) {

@@ -321,3 +321,8 @@ void AbstractDataContainer::reportProgressIfDue(qint64 position, qint64 fileSize
     if (progressUpdateMutex)
         progressUpdateMutex->unlock();
 }
+
+void AbstractDataContainer::setReadError(int error) {
+    errorString = error != 0 ? QString::fromLocal8Bit(std::strerror(error))
+                             : QStringLiteral("The file got shorter while it was being read.");
+}

@@ -115,6 +115,9 @@ public:
     bool getLoadCanceled() const { return loadCanceled; }
     void setProgressUpdateSync(QMutex* mutex, QWaitCondition* condition);
     bool getHasBom() const { return hasBom; }
+    // Why the last load, index or save failed, in the system's words; empty when it didn't, or
+    // when it was canceled.
+    QString getErrorString() const { return errorString; }
     const std::vector<char>& getBom() const { return bom; }
 
     // --- Byte order marks ---------------------------------------------------------------
@@ -157,6 +160,10 @@ signals:
     void loadFinishedSignal();
 
 protected:
+    // Records why a read ended before the file's end: the system's error number, or 0 when the
+    // file simply ended early, that is, it got shorter while it was read.
+    void setReadError(int error);
+
     // Progress handshake of a load: call once at the start, then at each row start.
     void beginProgress(qint64 fileSize);
     void reportProgressIfDue(qint64 position, qint64 fileSize, int bytesPerUnit);
@@ -174,6 +181,10 @@ protected:
     bool saveWithTrailingDelimiters = true;
     bool hasBom = false;
     std::vector<char> bom;
+    QString errorString;
+    // Set by a save while nothing stands in front of the first cell in the file, not even a byte
+    // order mark: that cell is quoted if a load would take its first bytes for a mark.
+    bool writingFileStart = false;
 
     qint64 nextProgressMark = -1;
 };

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -347,14 +348,17 @@ EditableDataContainer::PartOutcome EditableDataContainer::takePart(SplitLoad& sp
 
 template <class Machine> bool EditableDataContainer::runLoad(Machine& machine) {
     clear();
+    errorString.clear();
     hasBom = false;
     bom.clear();
     fileSize = 0;
     nextProgressMark = -1;
 
     QFile file(filepath);
-    if (!file.open(QIODevice::ReadOnly))
+    if (!file.open(QIODevice::ReadOnly)) {
+        errorString = file.errorString();
         return false;
+    }
     fileSize = file.size();
     if (fileSize <= 0) {
         file.close();
@@ -403,8 +407,7 @@ template <class Machine> bool EditableDataContainer::runLoad(Machine& machine) {
 
     qint64 position = bomOffset;
     size_t nextPart = 0;
-    bool fileEnded = false;
-    while (!fileEnded) {
+    for (;;) {
         // Up to the next part's start, or to the end.
         const qint64 limit = nextPart < partCount ? split->parts[nextPart]->start : fileSize;
         std::unique_ptr<PieceReader> reader;
@@ -414,37 +417,45 @@ template <class Machine> bool EditableDataContainer::runLoad(Machine& machine) {
             const qint64 wanted = std::min(bufferSize, limit - position);
             char* data = buffer.get();
             qint64 got = 0;
+            int readError = 0;
             if (reader) {
                 got = reader->next(data);
-            } else if (!split) {
+                if (got < wanted)
+                    readError = reader->error();
+            } else if (file.handle() >= 0) {
+                got = PieceReader::readFully(file.handle(), data, position, wanted, &readError);
+            } else {
                 while (got < wanted) {
                     const qint64 n = file.read(data + got, wanted - got);
+                    if (n < 0)
+                        readError = EIO;
                     if (n < 1)
                         break;
                     got += n;
                 }
-            } else {
-                got = PieceReader::readFully(file.handle(), data, position, wanted);
             }
-            if (got < 1) {
-                fileEnded = true;
-                break;
+            if (got < wanted) {
+                // The size taken at the start says where the file ends, so a short read is a
+                // failed one, or the file got shorter meanwhile: either way the table would be
+                // a part of the file that looks like all of it, so it is not kept.
+                reader.reset(); // it reads from the file's descriptor until it has stopped
+                stopParts();
+                file.close();
+                clear();
+                setReadError(readError);
+                return false;
             }
             const qint64 length = completePiece(data, got, unit);
             if (!machine.feed(data, length, position / unit)) {
-                reader.reset(); // it reads from the file's descriptor until it has stopped
+                reader.reset();
                 stopParts();
                 file.close();
                 return false;
             }
             position += got;
-            if (got < wanted) {
-                fileEnded = true;
-                break;
-            }
         }
         reader.reset();
-        if (fileEnded || position >= fileSize || nextPart >= partCount)
+        if (position >= fileSize || nextPart >= partCount)
             break;
         // At the next part's start: read on into it when no helper has taken it; else its rows
         // are ours if we are between rows here.

@@ -73,7 +73,7 @@ void ReadOnlyDataContainer::getRawCellsFromStrip(std::vector<char>& buffer, int 
 void ReadOnlyDataContainer::readRawCellsSorted(const std::vector<CellPosition>& sorted,
                                                std::vector<std::vector<char>>& results) const {
     results.assign(sorted.size(), {});
-    if (!file || !file->isOpen() || strips.empty() || numColsIndexed <= 0)
+    if (!file || !file->isOpen() || strips.empty() || numColsIndexed <= 0 || !fileUnchanged())
         return;
     const qint64 unitBytes = bytesPerChar >= 2 ? bytesPerChar : 1;
     const qint64 unitsInFile = fileSize / unitBytes;
@@ -115,7 +115,12 @@ void ReadOnlyDataContainer::readRawCellsSorted(const std::vector<CellPosition>& 
             readBuffer.resize(static_cast<size_t>((end - begin) * unitBytes));
             const qint64 got =
                 readAt(begin * unitBytes, readBuffer.data(), static_cast<qint64>(readBuffer.size()));
-            readBuffer.resize(static_cast<size_t>(std::max<qint64>(0, got - got % unitBytes)));
+            if (got < static_cast<qint64>(readBuffer.size())) {
+                // Shorter than when it was indexed, or unreadable there: no cell is to be trusted.
+                noteFileChanged();
+                results.assign(sorted.size(), {});
+                return;
+            }
             scanStrip(readBuffer, strips[first].row, strips[first].col, sorted.data() + k, groupEnd - k,
                       results.data() + k, bytesPerChar >= 2, delimiter != 0);
         }
@@ -156,31 +161,32 @@ std::vector<char> ReadOnlyDataContainer::applyQuoteRule(std::vector<char> raw) c
     auto isUnit = [&](size_t at, char c, const std::vector<char>& seq) {
         if (unit == 1)
             return raw[at] == c;
-        return std::memcmp(raw.data() + at, seq.data(), unit) == 0;
+        return seq.size() == unit && std::memcmp(raw.data() + at, seq.data(), unit) == 0;
     };
     // A strip on a line ending yields the ending itself: that is an empty cell.
     if (raw.size() == unit && (isUnit(0, KeyChars::LF, keys.lf) || isUnit(0, KeyChars::CR, keys.cr) ||
                                isUnit(0, KeyChars::RecordSeparator, keys.recordSeparator)))
         return {};
-    // Without a delimiter, or with the quote as delimiter, no cell is ever quoted.
-    if (delimiter == 0 || delimiter == KeyChars::Quote)
+    // Quotes mean something only where the loader honours them, and only at a cell's start.
+    if (delimiter == 0 || delimiter == KeyChars::Quote || parsingStandard == DELIMITER_ONLY ||
+        raw.size() < unit || !isUnit(0, KeyChars::Quote, keys.quote))
         return raw;
-    bool unquote = false;
-    if (parsingStandard == ALL_QUOTES)
-        unquote = true;
-    else if (parsingStandard == RFC_4180)
-        unquote = raw.size() >= 2 * unit && isUnit(0, KeyChars::Quote, keys.quote) &&
-                  isUnit(raw.size() - unit, KeyChars::Quote, keys.quote);
-    if (!unquote)
-        return raw;
-    if (raw.size() < 2 * unit)
-        return {};
-    raw.erase(raw.end() - static_cast<qsizetype>(unit), raw.end());
-    raw.erase(raw.begin(), raw.begin() + static_cast<qsizetype>(unit));
-    if (unit == 1)
-        stringReplace(raw, std::vector<char>{'"', '"'}, std::vector<char>{'"'});
-    else
-        stringReplace(raw, keys.doubledQuote, keys.quote);
+    // As the loader reads it: a doubled quote stands for one, a lone quote closes the cell. The
+    // cell is a quoted one only if that closing quote is its last character; text behind it, or
+    // no closing quote at all, leaves the cell as it stands, quotes and all.
+    std::vector<char> value;
+    value.reserve(raw.size());
+    for (size_t at = unit; at + unit <= raw.size(); at += unit) {
+        if (isUnit(at, KeyChars::Quote, keys.quote)) {
+            if (at + unit == raw.size())
+                return value;
+            if (!isUnit(at + unit, KeyChars::Quote, keys.quote))
+                return raw;
+            at += unit; // the pair stands for one quote
+        }
+        value.insert(value.end(), raw.begin() + static_cast<std::ptrdiff_t>(at),
+                     raw.begin() + static_cast<std::ptrdiff_t>(at + unit));
+    }
     return raw;
 }
 

@@ -89,6 +89,10 @@ public:
     void getColCSVStringMultiByte(std::vector<char>& out, int col, GetRowColMaskType maskType,
                                   const std::vector<int>& mask) override;
 
+    // True once a read found the file changed since it was indexed (by size or time of last
+    // change): from then on every cell reads empty, since the index no longer fits the text.
+    bool getFileChanged() const { return fileChanged; }
+
     // --- Inspection ------------------------------------------------------------------------
     qint64 getFileSize() const { return fileSize; }
     const std::vector<Strip>& getStrips() const { return strips; }
@@ -101,12 +105,27 @@ public:
     // best the processor has, 1 the baseline (SSE2, or plain C++), 2 AVX2, 3 AVX-512.
     static void setInstructionSetForTesting(int level);
 
+signals:
+    // The file changed under the index; sent once, at the read that found it.
+    void fileChangedSignal(QString path) const;
+
 private:
+    // What tells whether the file is still the one indexed.
+    struct FileStamp {
+        qint64 size = -1;
+        qint64 modified = -1;
+        bool operator==(const FileStamp&) const = default;
+    };
+    FileStamp currentStamp() const;
+    // False (and the change noted) when the file is no longer the one indexed.
+    bool fileUnchanged() const;
+    void noteFileChanged() const;
+
     struct CellCollector; // the strip scanner's sink
     bool runIndex(bool multiByte, bool withDelimiter);
     template <class Traits> bool indexPasses(Traits traitsTemplate, int unitBytes, std::vector<char>& buffer);
     void resetIndex();
-    qint64 readAt(qint64 position, char* into, qint64 length) const;
+    qint64 readAt(qint64 position, char* into, qint64 length, int* error = nullptr) const;
     std::vector<char> applyQuoteRule(std::vector<char> raw) const;
     void scanStrip(std::vector<char>& buffer, int row, int col, const CellPosition* wanted, size_t count,
                    std::vector<char>* results, bool multiByte, bool withDelimiter) const;
@@ -129,4 +148,6 @@ private:
     bool rowsReordered = false;
     bool colsReordered = false;
     mutable std::vector<char> readBuffer; // one strip's bytes; reads are never concurrent
+    FileStamp indexedStamp;
+    mutable bool fileChanged = false;
 };

@@ -1,12 +1,18 @@
 #include "storage/readonlydatacontainer_scan.h"
 
+#include <QDateTime>
 #include <QFile>
 #include <QMutex>
 #include <QWaitCondition>
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <memory>
+
+#if defined(Q_OS_UNIX)
+#include <sys/stat.h>
+#endif
 
 // --- Opening and indexing --------------------------------------------------------------------
 
@@ -17,6 +23,7 @@ bool ReadOnlyDataContainer::openCSV() {
     file = new QFile(filepath);
     // Unbuffered: cell reads seek all over the file, and the index reads big pieces itself.
     if (!file->open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+        errorString = file->errorString();
         delete file;
         file = nullptr;
         return false;
@@ -26,15 +33,55 @@ bool ReadOnlyDataContainer::openCSV() {
 }
 
 // One positioned read: a cell read costs a single system call where the platform has one.
-qint64 ReadOnlyDataContainer::readAt(qint64 position, char* into, qint64 length) const {
+qint64 ReadOnlyDataContainer::readAt(qint64 position, char* into, qint64 length, int* error) const {
 #if defined(Q_OS_UNIX)
     const int fd = file->handle();
     if (fd >= 0)
-        return PieceReader::readFully(fd, into, position, length);
+        return PieceReader::readFully(fd, into, position, length, error);
 #endif
+    if (error)
+        *error = 0;
     if (!file->seek(position))
         return -1;
-    return file->read(into, length);
+    const qint64 got = file->read(into, length);
+    if (got < 0 && error)
+        *error = EIO;
+    return got;
+}
+
+ReadOnlyDataContainer::FileStamp ReadOnlyDataContainer::currentStamp() const {
+    FileStamp stamp;
+#if defined(Q_OS_UNIX)
+    struct stat info;
+    if (file && file->handle() >= 0 && ::fstat(file->handle(), &info) == 0) {
+        stamp.size = static_cast<qint64>(info.st_size);
+        stamp.modified = static_cast<qint64>(info.st_mtim.tv_sec) * 1000000000 + info.st_mtim.tv_nsec;
+        return stamp;
+    }
+#endif
+    if (file) {
+        stamp.size = file->size();
+        stamp.modified = file->fileTime(QFileDevice::FileModificationTime).toMSecsSinceEpoch();
+    }
+    return stamp;
+}
+
+bool ReadOnlyDataContainer::fileUnchanged() const {
+    if (fileChanged)
+        return false;
+    if (!file || !file->isOpen())
+        return true;
+    if (currentStamp() == indexedStamp)
+        return true;
+    noteFileChanged();
+    return false;
+}
+
+void ReadOnlyDataContainer::noteFileChanged() const {
+    if (fileChanged)
+        return;
+    fileChanged = true;
+    emit fileChangedSignal(filepath);
 }
 
 void ReadOnlyDataContainer::closeCSV() {
@@ -91,8 +138,11 @@ void ReadOnlyDataContainer::resetIndex() {
 
 bool ReadOnlyDataContainer::runIndex(bool multiByte, bool withDelimiter) {
     resetIndex();
+    errorString.clear();
+    fileChanged = false;
     if (!file || !file->isOpen())
         return false;
+    indexedStamp = currentStamp();
     fileSize = file->size();
     if (fileSize == 0) {
         closeCSV();
@@ -111,15 +161,28 @@ bool ReadOnlyDataContainer::runIndex(bool multiByte, bool withDelimiter) {
     pieceSize = std::min(pieceSize, (fileSize + 3) / 4 * 4);
     std::vector<char> buffer(static_cast<size_t>(pieceSize + kScanSlack));
 
-    if (unitBytes == 1)
-        return indexPasses(ByteUnits(withDelimiter ? static_cast<unsigned char>(delimiter) : -1, quoting), 1,
-                           buffer);
-    const KeyCharVecs keys = setKeyCharVecs();
-    if (keys.lf.size() != static_cast<size_t>(unitBytes))
-        return false; // an encoding without key sequences never reaches the wide machine
-    if (unitBytes == 2)
-        return indexPasses(WideUnits<quint16>(keys, withDelimiter, quoting), 2, buffer);
-    return indexPasses(WideUnits<quint32>(keys, withDelimiter, quoting), 4, buffer);
+    bool indexed = false;
+    if (unitBytes == 1) {
+        indexed = indexPasses(ByteUnits(withDelimiter ? static_cast<unsigned char>(delimiter) : -1, quoting),
+                              1, buffer);
+    } else {
+        const KeyCharVecs keys = setKeyCharVecs();
+        if (keys.lf.size() != static_cast<size_t>(unitBytes))
+            return false; // an encoding without key sequences never reaches the wide machine
+        indexed = unitBytes == 2 ? indexPasses(WideUnits<quint16>(keys, withDelimiter, quoting), 2, buffer)
+                                 : indexPasses(WideUnits<quint32>(keys, withDelimiter, quoting), 4, buffer);
+    }
+    if (!indexed)
+        return false;
+    // A file written to while the passes read it gives an index of neither its old nor its new
+    // text.
+    if (currentStamp() != indexedStamp) {
+        resetIndex();
+        errorString = QStringLiteral("The file was changed by another program while it was being read.");
+        return false;
+    }
+    emit loadFinishedSignal();
+    return true;
 }
 
 template <class Traits>
@@ -137,6 +200,9 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
         ScanState st = ScanState::RowStart;
         FastState fast;
         bool started = false;
+        unsigned char lastByte = 0; // the text's last two, single-byte text
+        unsigned char beforeLastByte = 0;
+        qint64 endUnit = 0;
         Traits traits = traitsTemplate;
         // Single-byte text is read a piece ahead on a thread of its own where the file has a
         // descriptor; the pieces are the same either way. Below 64 KiB a piece costs less to
@@ -147,13 +213,16 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
         while (bytePos < fileSize) {
             const qint64 want = std::min(pieceSize, fileSize - bytePos);
             char* data = buffer.data();
-            const qint64 got = reader ? reader->next(data) : file->read(data, want);
-            if (got < 1)
-                break;
-            const qint64 usable = got - got % unitBytes;
+            int readError = 0;
+            const qint64 got = reader ? reader->next(data) : readAt(bytePos, data, want, &readError);
+            if (got < want) {
+                // The size taken at the start says where the file ends: the read failed, or the
+                // file got shorter meanwhile.
+                setReadError(reader ? reader->error() : readError);
+                return false;
+            }
+            const qint64 usable = got - got % unitBytes; // short only by the file's last bytes
             if (usable == 0)
-                break;
-            if (usable != got && (reader || !file->seek(bytePos + usable)))
                 break;
             qint64 skip = 0;
             if (firstPiece) {
@@ -179,14 +248,30 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
                                         : fastScan<false>(traits, bytes, units, base, final, fast, sink);
                     if (!ok)
                         return false;
+                    beforeLastByte = units >= 2 ? bytes[units - 2] : lastByte;
+                    lastByte = bytes[units - 1];
+                    endUnit = base + units;
                 }
             } else {
                 traits.attach(data + skip, units);
                 if (!scanUnits(traits, units, base, st, sink))
                     return false;
+                endUnit = base + units;
             }
-            bytePos += usable;
+            bytePos += got;
         }
+        // A delimiter at the very end, outside quotes, ends a cell and opens one more, empty, as
+        // the loader counts it; no character is there to start it.
+        bool trailingDelimiter = false;
+        if constexpr (std::is_same_v<Traits, ByteUnits>)
+            // With LF as delimiter, a CR LF at the end is one line ending: the LF opens nothing.
+            trailingDelimiter = started && !fast.inQuotes && fast.cellStart == endUnit &&
+                                traits.classes[lastByte] == ByteUnits::kDelim &&
+                                !(lastByte == KeyChars::LF && beforeLastByte == KeyChars::CR);
+        else
+            trailingDelimiter = st == ScanState::CellStart;
+        if (trailingDelimiter)
+            sink.cellStart(endUnit);
         return true;
     };
 
@@ -204,8 +289,8 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
         return mark + kIndexProgressStep;
     };
 
-    // Pass 1 counts rows, and cells per row; a row's width counts when the next row starts, so
-    // the last row takes no part in numCols.
+    // Pass 1 counts rows, and cells per row; a row's width counts when the next row starts, and
+    // the last row's when the pass is over, so that every cell of the file has a place.
     struct CountSink {
         ReadOnlyDataContainer* self;
         decltype(progress)* report;
@@ -281,7 +366,7 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
         return false;
     }
     const qint64 rows = counter.rows;
-    qint64 cols = counter.widest;
+    qint64 cols = rows > 0 ? std::max(counter.widest, counter.cells) : 0;
     if (delimiter == 0 && rows > 0)
         cols = 1; // one cell per line, whatever the lines
     if (cols >= INT_MAX)
@@ -458,12 +543,13 @@ bool ReadOnlyDataContainer::indexPasses(Traits traitsTemplate, int unitBytes, st
                        strips.data(),
                        strips.data() + stripsNeeded};
     if (!runPass(recorder) || recorder.overflow) {
+        if (recorder.overflow)
+            errorString = QStringLiteral("The file was changed by another program while it was being read.");
         resetIndex();
         return false;
     }
     strips.resize(static_cast<size_t>(recorder.cursor - strips.data()));
     numRowsIndexed = static_cast<int>(rows);
     numColsIndexed = static_cast<int>(cols);
-    emit loadFinishedSignal();
     return true;
 }

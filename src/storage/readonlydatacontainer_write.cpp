@@ -1,11 +1,17 @@
 #include "storage/readonlydatacontainer_scan.h"
 
+#include "storage/cellwriter.h"
+#include "storage/savefile.h"
+
 #include <QFile>
 #include <QSaveFile>
+#include <QScopeGuard>
 
 #include <algorithm>
 
 namespace {
+
+constexpr char kChangedText[] = "The file was changed by another program since it was opened.";
 
 bool isSorted(const std::vector<int>& v) {
     return std::is_sorted(v.begin(), v.end());
@@ -15,35 +21,36 @@ bool isSorted(const std::vector<int>& v) {
 
 // --- Writing ---------------------------------------------------------------------------------
 
-// Appends one line from raw cells, which still hold their quotes: no quoting step here.
-// `realCount` is the number of cells the line has in the file, `logicalCount` the table's width
-// (or height) up to which trailing delimiters pad.
+// Appends one line from raw cells as they stand in the file: each is read as a load would read
+// it, then written as the editable container writes cells, so that both save the same table
+// alike whatever the save parameters. `realCount` is the number of cells the line has in the
+// file, `logicalCount` the table's width (or height) up to which trailing delimiters pad.
 void ReadOnlyDataContainer::writeLine(std::vector<char>& out, std::vector<std::vector<char>>& cells,
                                       qint64 realCount, qint64 logicalCount, GetRowColMaskType maskType,
                                       const std::vector<int>& mask) {
-    const bool wide = bytesPerChar >= 2;
-    const KeyCharVecs keys = wide ? setKeyCharVecs() : KeyCharVecs{};
-    const std::vector<char> delim = wide ? keys.saveDelimiter : std::vector<char>{saveDelimiter};
-    const std::vector<char> quote = wide ? keys.quote : std::vector<char>{KeyChars::Quote};
-    const bool hasDelimiter = saveDelimiter != 0;
-
+    const CellWriter writer(*this);
+    for (auto& cell : cells)
+        cell = applyQuoteRule(std::move(cell));
     qint64 count = std::min<qint64>(realCount, static_cast<qint64>(cells.size()));
     if (!saveWithTrailingDelimiters) {
-        while (count > 0 && cells[count - 1].empty())
+        while (count > 0 && cells[static_cast<size_t>(count - 1)].empty())
             --count;
     }
     const size_t before = out.size();
     auto appendCell = [&](const std::vector<char>& cell) {
-        out.insert(out.end(), cell.begin(), cell.end());
-        if (hasDelimiter)
-            out.insert(out.end(), delim.begin(), delim.end());
+        writer.appendCell(out, std::string_view(cell.data(), cell.size()), writingFileStart);
+        writingFileStart = false;
     };
     static const std::vector<char> kEmpty;
     size_t m = 0;
     switch (maskType) {
     case MASK_ONLY_LISTED:
-        for (int index : mask)
-            appendCell(index >= 0 && index < count ? cells[index] : kEmpty);
+        for (int index : mask) {
+            if (index >= 0 && index < count)
+                appendCell(cells[static_cast<size_t>(index)]);
+            else if (writer.delimited() && saveWithTrailingDelimiters && index >= 0 && index < logicalCount)
+                writer.appendPad(out);
+        }
         break;
     case MASK_ALL_BUT_LISTED:
         for (qint64 i = 0; i < count; ++i) {
@@ -51,15 +58,15 @@ void ReadOnlyDataContainer::writeLine(std::vector<char>& out, std::vector<std::v
                 ++m;
             if (m < mask.size() && mask[m] == i)
                 continue;
-            appendCell(cells[i]);
+            appendCell(cells[static_cast<size_t>(i)]);
         }
         break;
     case MASK_ALL:
         for (qint64 i = 0; i < count; ++i)
-            appendCell(cells[i]);
+            appendCell(cells[static_cast<size_t>(i)]);
         break;
     }
-    if (hasDelimiter && saveWithTrailingDelimiters) {
+    if (writer.delimited() && saveWithTrailingDelimiters && maskType != MASK_ONLY_LISTED) {
         m = 0;
         for (qint64 i = count; i < logicalCount; ++i) {
             if (maskType == MASK_ALL_BUT_LISTED) {
@@ -68,39 +75,17 @@ void ReadOnlyDataContainer::writeLine(std::vector<char>& out, std::vector<std::v
                 if (m < mask.size() && mask[m] == i)
                     continue;
             }
-            if (parsingStandard == ALL_QUOTES) {
-                out.insert(out.end(), quote.begin(), quote.end());
-                out.insert(out.end(), quote.begin(), quote.end());
-            }
-            out.insert(out.end(), delim.begin(), delim.end());
+            writer.appendPad(out);
         }
     }
-    if (hasDelimiter && out.size() > before)
-        out.resize(out.size() - delim.size());
-    if (lineEnding == LINE_ENDING_WINDOWS) {
-        if (wide) {
-            out.insert(out.end(), keys.cr.begin(), keys.cr.end());
-            out.insert(out.end(), keys.lf.begin(), keys.lf.end());
-        } else {
-            out.push_back(KeyChars::CR);
-            out.push_back(KeyChars::LF);
-        }
-    } else if (lineEnding == LINE_ENDING_RECORD_SEPARATOR) {
-        if (wide)
-            out.insert(out.end(), keys.recordSeparator.begin(), keys.recordSeparator.end());
-        else
-            out.push_back(KeyChars::RecordSeparator);
-    } else {
-        if (wide)
-            out.insert(out.end(), keys.lf.begin(), keys.lf.end());
-        else
-            out.push_back(KeyChars::LF);
-    }
+    writingFileStart = false;
+    writer.endCells(out, before);
+    writer.appendLineEnding(out);
 }
 
 void ReadOnlyDataContainer::readWholeRow(int row, std::vector<std::vector<char>>& cells) const {
     cells.clear();
-    if (row < 0 || row >= numRowsIndexed || strips.empty() || !file || !file->isOpen())
+    if (row < 0 || row >= numRowsIndexed || strips.empty() || !file || !file->isOpen() || !fileUnchanged())
         return;
     // From the strip of the row's first cell to the strip behind that of the next row's first
     // cell; the last row reads to the end, since it may be wider than numCols.
@@ -118,7 +103,10 @@ void ReadOnlyDataContainer::readWholeRow(int row, std::vector<std::vector<char>>
         return;
     readBuffer.resize(static_cast<size_t>((end - begin) * unitBytes));
     const qint64 got = readAt(begin * unitBytes, readBuffer.data(), static_cast<qint64>(readBuffer.size()));
-    readBuffer.resize(static_cast<size_t>(std::max<qint64>(0, got - got % unitBytes)));
+    if (got < static_cast<qint64>(readBuffer.size())) {
+        noteFileChanged();
+        return;
+    }
     CellCollector sink;
     sink.rowCells = &cells;
     sink.targetRow = row;
@@ -179,15 +167,26 @@ bool ReadOnlyDataContainer::saveCSV(bool, bool transposed, const std::vector<int
         return false;
     // The source stays open and is read while the new file is written; the commit replaces the
     // old file in one step, so saving over the file being read works.
+    errorString.clear();
+    if (!fileUnchanged()) {
+        errorString = QLatin1String(kChangedText);
+        return false;
+    }
     QSaveFile out(filepath);
-    if (!out.open(QIODevice::WriteOnly))
+    if (!SaveFile::open(out, errorString))
         return false;
     auto put = [&](const std::vector<char>& bytes) {
-        return bytes.empty() || out.write(bytes.data(), static_cast<qint64>(bytes.size())) ==
-                                    static_cast<qint64>(bytes.size());
-    };
-    if (hasBom && !bom.empty() && isBomConsistentWithEncoding(bom, encoding) && !put(bom))
+        if (bytes.empty() ||
+            out.write(bytes.data(), static_cast<qint64>(bytes.size())) == static_cast<qint64>(bytes.size()))
+            return true;
+        errorString = out.errorString();
         return false;
+    };
+    const auto done = qScopeGuard([this] { writingFileStart = false; });
+    const bool withBom = hasBom && !bom.empty() && isBomConsistentWithEncoding(bom, encoding);
+    if (withBom && !put(bom))
+        return false;
+    writingFileStart = !withBom;
     std::vector<char> buffer;
     size_t skip = 0;
     if (!transposed) {
@@ -213,5 +212,14 @@ bool ReadOnlyDataContainer::saveCSV(bool, bool transposed, const std::vector<int
                 return false;
         }
     }
-    return out.commit();
+    // A file changed while it was copied gives cells of neither its old nor its new text.
+    if (fileChanged) {
+        errorString = QLatin1String(kChangedText);
+        return false;
+    }
+    if (!out.commit()) {
+        errorString = out.errorString();
+        return false;
+    }
+    return true;
 }

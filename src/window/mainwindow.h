@@ -83,6 +83,10 @@ public:
     bool closeFile(TableView* view);
     bool closeFile(const QString& path);
     bool closeFileNoSave(TableView* view);
+    // A table whose file failed to load is closed with a message; one whose file changed under
+    // its read-only index is read again.
+    void onTableLoadFailed(TableView* view, const QString& reason);
+    void onTableFileChanged(TableView* view);
     void closeFiles(const std::vector<TableView*>& views);
     QString getFiletypeFilter(bool forOpen) const;
 

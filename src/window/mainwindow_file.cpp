@@ -16,6 +16,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QPointer>
 #include <QSplitter>
 #include <QUndoStack>
 
@@ -192,7 +193,37 @@ TableView* MainWindow::makeEmptyTableObject(const Settings& tableSettings) {
         if (view == activeTable)
             updateStatusBar();
     });
+    // Queued: a load fails inside the call that opens the table, and a file change is found
+    // while cells are read. The table may be gone by the time the message is due.
+    const QPointer<TableView> guarded(view);
+    connect(
+        &data, &TableData::loadFailedSignal, this,
+        [this, guarded](const QString&, const QString& reason) { onTableLoadFailed(guarded, reason); },
+        Qt::QueuedConnection);
+    connect(
+        &data, &TableData::fileChangedUnderTableSignal, this,
+        [this, guarded](const QString&) { onTableFileChanged(guarded); }, Qt::QueuedConnection);
     return view;
+}
+
+void MainWindow::onTableLoadFailed(TableView* view, const QString& reason) {
+    // A part of a file must never pass for the whole of it, so the table goes: nothing can be
+    // saved over the file from it.
+    QString text = QStringLiteral("File failed to load.");
+    if (!reason.isEmpty())
+        text += QStringLiteral("\n\n") + reason;
+    MsgBox::inform(this, text);
+    if (view)
+        closeFileNoSave(view);
+}
+
+void MainWindow::onTableFileChanged(TableView* view) {
+    if (!view || paneView->getTableIndex(view) < 0)
+        return;
+    MsgBox::inform(this, QStringLiteral("This file has been changed externally.\n\n"
+                                        "It is open read-only, so it is read again from the disk now."));
+    if (view && paneView->getTableIndex(view) >= 0)
+        view->reloadFile();
 }
 
 TableView* MainWindow::addEmptyTableEditor() {

@@ -62,6 +62,7 @@ QByteArray goldenSample(ParsingStandard standard) {
     case ALL_QUOTES:
         return "\"a\",\"b,c\",\"d\"\"e\"~\"\",\"f\ng\",\"h\ri\"~\"x\",\"\",\"\"~";
     case SPARSE_QUOTES:
+    case ASCII_SEPARATED_VALUES:
         return "a,\"b,c\",d\"e~,\"f\ng\",\"h\ri\"~x,,~";
     default:
         return "a,b,c,d\"e~,f\ng,h\ri~x,,~";
@@ -182,7 +183,7 @@ private slots:
 
         // A canonical file reads back and saves to the same bytes. "Delimiter Only" and
         // "ASCII Separated Values" can't express the sample, so they get a plain table.
-        if (standard == DELIMITER_ONLY || standard == ASCII_SEPARATED_VALUES) {
+        if (standard == DELIMITER_ONLY) {
             QByteArray plain = "a,b\"c,~,d,e~f,,~";
             plain.replace('~', lineEndingBytes(LineEndingType(lineEnding)));
             expected = widen(plain, enc);
@@ -228,11 +229,26 @@ private slots:
             << int(SPARSE_QUOTES) << false << ',' << QByteArrayList{"a\"b,"} << QByteArray("\"a\"\"b,\"\n");
         QTest::newRow("RFC quotes the save delimiter only")
             << int(RFC_4180) << false << ';' << QByteArrayList{"a,b", "c;d"} << QByteArray("a,b;\"c;d\"\n");
-        QTest::newRow("record separator never quotes") << int(RFC_4180) << false << ','
-                                                       << QByteArrayList{"a\x1e"
-                                                                         "b"}
-                                                       << QByteArray("a\x1e"
-                                                                     "b\n");
+        QTest::newRow("record separator is quoted, or it would end the row") << int(RFC_4180) << false << ','
+                                                                             << QByteArrayList{"a\x1e"
+                                                                                               "b"}
+                                                                             << QByteArray("\"a\x1e"
+                                                                                           "b\"\n");
+        QTest::newRow("sparse quotes: record separator and a leading quote are quoted")
+            << int(SPARSE_QUOTES) << false << ','
+            << QByteArrayList{"a\x1e"
+                              "b",
+                              "\"q", "x\"y"}
+            << QByteArray("\"a\x1e"
+                          "b\",\"\"\"q\",x\"y\n");
+        QTest::newRow("ascii separated quotes what needs it")
+            << int(ASCII_SEPARATED_VALUES) << false << '\x1f'
+            << QByteArrayList{"a\x1f"
+                              "b",
+                              "c"}
+            << QByteArray("\"a\x1f"
+                          "b\"\x1f"
+                          "c\n");
         QTest::newRow("delimiter only goes bare")
             << int(DELIMITER_ONLY) << true << ',' << QByteArrayList{"a,b", "\""} << QByteArray("a,b,\",\n");
         QTest::newRow("unknown standard writes bare")

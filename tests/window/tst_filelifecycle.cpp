@@ -2,6 +2,7 @@
 
 #include "panes/tabbar.h"
 #include "storage/editabledatacontainer.h"
+#include "storage/piecereader.h"
 #include "table/tablemodel.h"
 #include "util/msgbox.h"
 #include "util/msgboxanswers.h"
@@ -19,6 +20,9 @@
 #include <QTest>
 #include <QUndoCommand>
 #include <QUndoStack>
+
+#include <cerrno>
+#include <cstring>
 
 namespace {
 
@@ -82,6 +86,31 @@ private slots:
     void cleanup() { dir.reset(); }
 
     // --- Opening ------------------------------------------------------------------------------
+
+    // A read that fails in the middle of the file: the user is told why, and the table goes, so
+    // that no part of the file can be saved over it.
+    void failedLoadIsToldAndClosed_data() {
+        QTest::addColumn<int>("error");
+        QTest::addColumn<QString>("reason");
+        QTest::newRow("input/output error") << EIO << QString::fromLocal8Bit(std::strerror(EIO));
+        QTest::newRow("file got shorter")
+            << 0 << QStringLiteral("The file got shorter while it was being read.");
+    }
+    void failedLoadIsToldAndClosed() {
+        QFETCH(int, error);
+        QFETCH(QString, reason);
+        const QByteArray content = QByteArray("alpha,beta\n").repeated(2000);
+        const QString file = writeFile(path("broken.csv"), content);
+        MainWindow window;
+        Answers answers;
+        PieceReader::setReadFaultForTesting(content.size() / 2, error);
+        window.openFiles({file});
+        PieceReader::setReadFaultForTesting(-1, 0);
+        QTRY_COMPARE(answers.texts(), QStringList{QStringLiteral("File failed to load.\n\n") + reason});
+        QTRY_COMPARE(window.getNumTables(), 1);
+        QVERIFY(window.getActiveFilepath().isEmpty());
+        QCOMPARE(readFile(file), content);
+    }
 
     void openFileAlreadyOpenIsReactivatedWithoutLoad() {
         const QString a = writeFile(path("a.csv"), "1,2\n");

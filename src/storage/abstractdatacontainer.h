@@ -118,6 +118,10 @@ public:
     // Why the last load, index or save failed, in the system's words; empty when it didn't, or
     // when it was canceled.
     QString getErrorString() const { return errorString; }
+    // Whether the file's last row ended with a line ending: a load finds it out, and a save ends
+    // its last line so too. A new table ends with one.
+    void setFinalLineEnding(bool on) { finalLineEnding = on; }
+    bool getFinalLineEnding() const { return finalLineEnding; }
     const std::vector<char>& getBom() const { return bom; }
 
     // --- Byte order marks ---------------------------------------------------------------
@@ -163,6 +167,9 @@ protected:
     // Records why a read ended before the file's end: the system's error number, or 0 when the
     // file simply ended early, that is, it got shorter while it was read.
     void setReadError(int error);
+    // The unit that ends the `size` bytes of descriptor `fd`, if it ends a row (LF, CR, record
+    // separator, in the encoding's width), else empty.
+    std::vector<char> lastTerminator(int fd, qint64 size) const;
 
     // Progress handshake of a load: call once at the start, then at each row start.
     void beginProgress(qint64 fileSize);
@@ -182,6 +189,7 @@ protected:
     bool hasBom = false;
     std::vector<char> bom;
     QString errorString;
+    bool finalLineEnding = true;
     // Set by a save while nothing stands in front of the first cell in the file, not even a byte
     // order mark: that cell is quoted if a load would take its first bytes for a mark.
     bool writingFileStart = false;

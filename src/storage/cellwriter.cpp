@@ -140,3 +140,8 @@ void CellWriter::endCells(std::vector<char>& out, size_t lineStart) const {
 void CellWriter::appendLineEnding(std::vector<char>& out) const {
     out.insert(out.end(), lineEnding.begin(), lineEnding.end());
 }
+
+void CellWriter::dropFinalLineEnding(std::vector<char>& out, size_t lineStart) const {
+    if (out.size() > lineStart + lineEnding.size())
+        out.resize(out.size() - lineEnding.size());
+}

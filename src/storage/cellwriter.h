@@ -28,6 +28,10 @@ public:
     // Drops the delimiter behind the line's last cell, if `out` grew since `lineStart`.
     void endCells(std::vector<char>& out, size_t lineStart) const;
     void appendLineEnding(std::vector<char>& out) const;
+    // Takes the line ending off the end of `out` when the line before it has text: a file whose
+    // last row had no line ending gets none again. An empty last line keeps it, or the row would
+    // be gone.
+    void dropFinalLineEnding(std::vector<char>& out, size_t lineStart) const;
 
 private:
     bool hasUnit(std::string_view cell, const std::vector<char>& unit) const;

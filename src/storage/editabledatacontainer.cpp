@@ -106,6 +106,7 @@ bool EditableDataContainer::clear() {
     scratchViews.shrink_to_fit();
     numRowsLogical = 0;
     numColsLogical = 0;
+    finalLineEnding = true; // a new table's last row ends with a line ending
     return true;
 }
 

@@ -349,6 +349,7 @@ EditableDataContainer::PartOutcome EditableDataContainer::takePart(SplitLoad& sp
 template <class Machine> bool EditableDataContainer::runLoad(Machine& machine) {
     clear();
     errorString.clear();
+    finalLineEnding = true;
     hasBom = false;
     bom.clear();
     fileSize = 0;
@@ -477,6 +478,9 @@ template <class Machine> bool EditableDataContainer::runLoad(Machine& machine) {
     stopParts();
     machine.finish();
     machine.sink.endRow();
+    // The file ends its last row with a line ending if its last character is one (inside a quote
+    // that is never closed, the loader leaves that character out of the cell as well).
+    finalLineEnding = !lastTerminator(file.handle(), fileSize).empty();
     file.close();
     buffer.memory.reset();
     emit loadFinishedSignal();

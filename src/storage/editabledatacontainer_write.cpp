@@ -151,13 +151,19 @@ bool EditableDataContainer::saveCSV(bool, bool transposed, const std::vector<int
     writingFileStart = block.empty();
 
     if (!transposed) {
+        int lastRow = static_cast<int>(rows.size()) - 1;
+        while (lastRow >= 0 && std::binary_search(rowsToSkip.begin(), rowsToSkip.end(), lastRow))
+            --lastRow;
         auto skip = rowsToSkip.begin();
         for (int row = 0; row < static_cast<int>(rows.size()); ++row) {
             while (skip != rowsToSkip.end() && *skip < row)
                 ++skip;
             if (skip != rowsToSkip.end() && *skip == row)
                 continue;
+            const size_t lineStart = block.size();
             getRowCSVString(block, row, MASK_ALL_BUT_LISTED, colsToSkip);
+            if (row == lastRow && !finalLineEnding)
+                writer.dropFinalLineEnding(block, lineStart);
             if (block.size() >= kBlockSize && !writeBlock())
                 return false;
         }

@@ -140,6 +140,7 @@ bool ReadOnlyDataContainer::runIndex(bool multiByte, bool withDelimiter) {
     resetIndex();
     errorString.clear();
     fileChanged = false;
+    finalLineEnding = true;
     if (!file || !file->isOpen())
         return false;
     indexedStamp = currentStamp();
@@ -181,6 +182,7 @@ bool ReadOnlyDataContainer::runIndex(bool multiByte, bool withDelimiter) {
         errorString = QStringLiteral("The file was changed by another program while it was being read.");
         return false;
     }
+    finalLineEnding = !lastTerminator(file->handle(), fileSize).empty();
     emit loadFinishedSignal();
     return true;
 }

@@ -190,6 +190,9 @@ bool ReadOnlyDataContainer::saveCSV(bool, bool transposed, const std::vector<int
     std::vector<char> buffer;
     size_t skip = 0;
     if (!transposed) {
+        int lastRow = numRowsIndexed - 1;
+        while (lastRow >= 0 && std::binary_search(rowsToSkip.begin(), rowsToSkip.end(), lastRow))
+            --lastRow;
         for (int row = 0; row < numRowsIndexed; ++row) {
             while (skip < rowsToSkip.size() && rowsToSkip[skip] < row)
                 ++skip;
@@ -197,6 +200,8 @@ bool ReadOnlyDataContainer::saveCSV(bool, bool transposed, const std::vector<int
                 continue;
             buffer.clear();
             getRowCSVString(buffer, row, MASK_ALL_BUT_LISTED, colsToSkip);
+            if (row == lastRow && !finalLineEnding)
+                CellWriter(*this).dropFinalLineEnding(buffer, 0);
             if (!put(buffer))
                 return false;
         }

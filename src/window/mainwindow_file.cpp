@@ -6,6 +6,7 @@
 #include "preferences/defaultextensions.h"
 #include "storage/abstractdatacontainer.h"
 #include "storage/editabledatacontainer.h"
+#include "storage/filesniffer.h"
 #include "table/tablemodel.h"
 #include "util/fileparameterutilities.h"
 #include "util/msgbox.h"
@@ -139,6 +140,18 @@ ExtensionData MainWindow::findFileParameters(ExtensionData data, const QString& 
     return data;
 }
 
+ExtensionData MainWindow::takeParametersFromFile(ExtensionData data, const QString& path) {
+    // What the file shows of itself wins over the extension's defaults. Text that isn't UTF-8
+    // is taken for Windows-1252 only where the defaults expected UTF-8.
+    const char delimiter = data.delimiter.isEmpty() ? '\0' : data.delimiter.at(0).toLatin1();
+    const FileSniffer::Findings found = FileSniffer::sniffFile(path, delimiter);
+    if (found.encodingFound && (found.encoding != WINDOWS_1252 || data.encoding == UTF_8))
+        data.encoding = found.encoding;
+    if (found.lineEndingFound)
+        data.lineEnding = found.lineEnding;
+    return data;
+}
+
 QString MainWindow::getFiletypeFilter(bool forOpen) const {
     QStringList parts;
     if (forOpen) {
@@ -264,6 +277,7 @@ TableView* MainWindow::addTableEditorFromFile(const QString& path, bool readOnly
         view->setReadOnly(readOnly, true);
         ExtensionData record = getExtensionDataFromFileExtension(extensionOf(path));
         record = findFileParameters(record, path, false);
+        record = takeParametersFromFile(record, path);
         applyExtensionData(view, record);
         view->loadCSV(path, QFileInfo(path).size() > AbstractDataContainer::kProgressThreshold);
         addTableEditorFromView(view, readOnly);

@@ -589,7 +589,7 @@ void TestReadOnlyDataContainer::saveOverTheFileBeingRead_data() {
     QTest::newRow("pads short rows") << QByteArray("a,b,c\nd\n\"e,\"\"f\",g,h\n") << 0 << true << 1
                                      << QByteArray("a,b,c\nd,,\n\"e,\"\"f\",g,h\n");
     QTest::newRow("no trailing delimiters drops empty tails")
-        << QByteArray("a,b,c\nd,,\n,x,\nlast,,") << 0 << false << 1 << QByteArray("a,b,c\nd\n,x\nlast\n");
+        << QByteArray("a,b,c\nd,,\n,x,\nlast,,") << 0 << false << 1 << QByteArray("a,b,c\nd\n,x\nlast");
     QTest::newRow("all quotes pads with two quotes") << QByteArray("\"a\",\"b\"\n\"c\"\n") << 2 << true << 0
                                                      << QByteArray("\"a\",\"b\"\r\n\"c\",\"\"\r\n");
     QTest::newRow("the last row's extra cells aren't lost") << QByteArray("a,b\nc,d,e,f\n") << 0 << true << 4

@@ -100,6 +100,69 @@ long unitAt(const QByteArray& s, qsizetype offset, int width, bool big, qsizetyp
     return static_cast<long>(v);
 }
 
+// The quoting style of the fields in the text: all quoted, or none although some hold a quote.
+void findQuoting(const QByteArray& s, qsizetype offset, int width, bool big, char delimiter, bool wholeFile,
+                 FileSniffer::Findings& f) {
+    enum class State { Start, Plain, Quoted, AfterQuote } state = State::Start;
+    qsizetype fields = 0, quoted = 0, plainWithQuote = 0;
+    bool quoteInPlain = false;
+    long previous = -1;
+    const auto endField = [&](bool wasQuoted) {
+        ++fields;
+        quoted += wasQuoted ? 1 : 0;
+        plainWithQuote += quoteInPlain ? 1 : 0;
+        quoteInPlain = false;
+    };
+    for (qsizetype i = 0;; ++i) {
+        const long c = unitAt(s, offset, width, big, i);
+        if (c < 0)
+            break;
+        const bool separator = c == static_cast<unsigned char>(delimiter) || c == KeyChars::LF ||
+                               c == KeyChars::CR || c == KeyChars::RecordSeparator;
+        switch (state) {
+        case State::Start:
+            if (c == KeyChars::Quote)
+                state = State::Quoted;
+            else if (separator && !(c == KeyChars::LF && previous == KeyChars::CR))
+                endField(false);
+            else if (!separator)
+                state = State::Plain;
+            break;
+        case State::Plain:
+            quoteInPlain = quoteInPlain || c == KeyChars::Quote;
+            if (separator) {
+                endField(false);
+                state = State::Start;
+            }
+            break;
+        case State::Quoted:
+            if (c == KeyChars::Quote)
+                state = State::AfterQuote;
+            break;
+        case State::AfterQuote:
+            if (c == KeyChars::Quote) {
+                state = State::Quoted;
+            } else if (separator) {
+                endField(true);
+                state = State::Start;
+            } else {
+                state = State::Plain; // text behind the closing quote: not a quoted field
+            }
+            break;
+        }
+        previous = c;
+    }
+    if (wholeFile && state != State::Start)
+        endField(state == State::AfterQuote);
+    if (fields >= 2 && quoted == fields) {
+        f.standardFound = true;
+        f.standard = ALL_QUOTES;
+    } else if (quoted == 0 && plainWithQuote > 0) {
+        f.standardFound = true;
+        f.standard = DELIMITER_ONLY;
+    }
+}
+
 } // namespace
 
 FileSniffer::Findings FileSniffer::sniff(const QByteArray& sample, char delimiter, bool wholeFile) {
@@ -136,6 +199,8 @@ FileSniffer::Findings FileSniffer::sniff(const QByteArray& sample, char delimite
     const int width = unitWidth(textEncoding);
     const bool big = textEncoding == UTF_16BE || textEncoding == UTF_32BE;
     const bool quotes = delimiter != 0 && delimiter != '"';
+    if (quotes)
+        findQuoting(sample, offset, width, big, delimiter, wholeFile, f);
     bool inQuotes = false;
     for (qsizetype i = 0;; ++i) {
         const long c = unitAt(sample, offset, width, big, i);

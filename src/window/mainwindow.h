@@ -111,7 +111,8 @@ public:
     LineEndingType getLineEndingFromFileExtension(const QString& extension) const;
     EncodingType getEncodingFromFileExtension(const QString& extension) const;
     ParsingStandard getParsingStandardFromFileExtension(const QString& extension) const;
-    // The encoding and line ending the file at `path` shows at its start, over those of `data`.
+    // The encoding, line ending and quoting the file at `path` shows at its start, over those of
+    // `data`.
     static ExtensionData takeParametersFromFile(ExtensionData data, const QString& path);
     // Settles "(auto)" delimiters and an unknown byte order from the file itself; the
     // delimiters come back as the actual characters, empty for none. `forceByteOrder` turns a

@@ -149,6 +149,9 @@ ExtensionData MainWindow::takeParametersFromFile(ExtensionData data, const QStri
         data.encoding = found.encoding;
     if (found.lineEndingFound)
         data.lineEnding = found.lineEnding;
+    // The quoting style only stands in for the common default, never for a standard chosen.
+    if (found.standardFound && data.parsingStandard == RFC_4180)
+        data.parsingStandard = found.standard;
     return data;
 }
 

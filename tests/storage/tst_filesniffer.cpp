@@ -82,6 +82,28 @@ private slots:
             << QByteArray("a\xC0\xAF\n") << true << int(WINDOWS_1252) << int(LINE_ENDING_UNIX);
     }
 
+    void findsQuoting_data() {
+        QTest::addColumn<QByteArray>("sample");
+        QTest::addColumn<int>("standard"); // -1: nothing found
+        QTest::newRow("every field quoted")
+            << QByteArray("\"a\",\"\"\r\n\"b\"\"c\",\"d\"\r\n") << int(ALL_QUOTES);
+        QTest::newRow("one field not quoted") << QByteArray("\"a\",b\n\"c\",\"d\"\n") << -1;
+        QTest::newRow("an empty line breaks it") << QByteArray("\"a\",\"b\"\n\n\"c\",\"d\"\n") << -1;
+        QTest::newRow("none quoted, quotes inside") << QByteArray("a,5\" x\nb,c\n") << int(DELIMITER_ONLY);
+        QTest::newRow("none quoted, no quotes") << QByteArray("a,b\nc,d\n") << -1;
+        QTest::newRow("some quoted") << QByteArray("a,\"b,c\"\nd,e\n") << -1;
+        QTest::newRow("text behind a closing quote") << QByteArray("\"a\"x,\"b\"\n") << -1;
+    }
+
+    void findsQuoting() {
+        QFETCH(QByteArray, sample);
+        QFETCH(int, standard);
+        const FileSniffer::Findings f = FileSniffer::sniff(sample, ',', true);
+        QCOMPARE(f.standardFound, standard >= 0);
+        if (standard >= 0)
+            QCOMPARE(int(f.standard), standard);
+    }
+
     void sniffs() {
         QFETCH(QByteArray, sample);
         QFETCH(bool, wholeFile);

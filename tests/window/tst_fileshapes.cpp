@@ -64,6 +64,10 @@ private slots:
             << "one-row-no-ending.csv" << int(UTF_8) << -1 << false << "";
         QTest::newRow("empty last field")
             << "empty-last-field.csv" << int(UTF_8) << int(LINE_ENDING_UNIX) << true << "d";
+        QTest::newRow("every field quoted")
+            << "all-quoted.csv" << int(UTF_8) << int(LINE_ENDING_UNIX) << true << "Ann";
+        QTest::newRow("quotes inside fields, none quoted")
+            << "never-quoted.csv" << int(UTF_8) << int(LINE_ENDING_UNIX) << true << "5\" pipe";
         QTest::newRow("quotes only where needed")
             << "minimal-quoting.csv" << int(UTF_8) << int(LINE_ENDING_UNIX) << true << "say \"hi\"";
     }
@@ -93,6 +97,10 @@ private slots:
         QCOMPARE(int(data.getEncoding()), encoding);
         if (lineEnding >= 0)
             QCOMPARE(int(data.getLineEnding()), lineEnding);
+        const ParsingStandard standard = name == QStringLiteral("all-quoted.csv")     ? ALL_QUOTES
+                                         : name == QStringLiteral("never-quoted.csv") ? DELIMITER_ONLY
+                                                                                      : RFC_4180;
+        QCOMPARE(int(data.getParsingStandard()), int(standard));
         if (!cell.isEmpty())
             QCOMPARE(model->data(model->index(1, 1)).toString(), cell);
 

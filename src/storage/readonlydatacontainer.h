@@ -2,6 +2,7 @@
 
 #include "storage/abstractdatacontainer.h"
 
+class CellWriter;
 class QFile;
 
 // A table that stays on disk. Two passes over the file build a sparse index: one entry per 25
@@ -147,7 +148,8 @@ private:
     std::vector<int> colOrder;
     bool rowsReordered = false;
     bool colsReordered = false;
-    mutable std::vector<char> readBuffer; // one strip's bytes; reads are never concurrent
+    mutable std::vector<char> readBuffer;   // one strip's bytes; reads are never concurrent
+    const CellWriter* lineWriter = nullptr; // the save's, while one runs
     FileStamp indexedStamp;
     mutable bool fileChanged = false;
 };

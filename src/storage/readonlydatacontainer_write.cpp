@@ -28,7 +28,15 @@ bool isSorted(const std::vector<int>& v) {
 void ReadOnlyDataContainer::writeLine(std::vector<char>& out, std::vector<std::vector<char>>& cells,
                                       qint64 realCount, qint64 logicalCount, GetRowColMaskType maskType,
                                       const std::vector<int>& mask) {
-    const CellWriter writer(*this);
+    if (!lineWriter) {
+        // A line asked for on its own, not as part of a save.
+        const CellWriter own(*this);
+        lineWriter = &own;
+        writeLine(out, cells, realCount, logicalCount, maskType, mask);
+        lineWriter = nullptr;
+        return;
+    }
+    const CellWriter& writer = *lineWriter;
     for (auto& cell : cells)
         cell = applyQuoteRule(std::move(cell));
     qint64 count = std::min<qint64>(realCount, static_cast<qint64>(cells.size()));
@@ -182,7 +190,12 @@ bool ReadOnlyDataContainer::saveCSV(bool, bool transposed, const std::vector<int
         errorString = out.errorString();
         return false;
     };
-    const auto done = qScopeGuard([this] { writingFileStart = false; });
+    const CellWriter writer(*this);
+    lineWriter = &writer;
+    const auto done = qScopeGuard([this] {
+        writingFileStart = false;
+        lineWriter = nullptr;
+    });
     const bool withBom = hasBom && !bom.empty() && isBomConsistentWithEncoding(bom, encoding);
     if (withBom && !put(bom))
         return false;
@@ -201,7 +214,7 @@ bool ReadOnlyDataContainer::saveCSV(bool, bool transposed, const std::vector<int
             buffer.clear();
             getRowCSVString(buffer, row, MASK_ALL_BUT_LISTED, colsToSkip);
             if (row == lastRow && !finalLineEnding)
-                CellWriter(*this).dropFinalLineEnding(buffer, 0);
+                writer.dropFinalLineEnding(buffer, 0);
             if (!put(buffer))
                 return false;
         }

@@ -11,6 +11,7 @@
 #include "window/paneview.h"
 
 #include <QCloseEvent>
+#include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QMimeData>
@@ -110,6 +111,37 @@ private slots:
         QTRY_COMPARE(window.getNumTables(), 1);
         QVERIFY(window.getActiveFilepath().isEmpty());
         QCOMPARE(readFile(file), content);
+    }
+
+    // Another program rewrites a file open read-only: the user is told, the file is read again,
+    // and the table shows the new cells, never a mix of both.
+    void readOnlyFileChangedIsReadAgain() {
+        const QString file = writeSizedFile(path("big.csv"), kMiB);
+        MainWindow window;
+        window.setMinimumFileSizeAskAboutReadOnlyMb(1);
+        Answers answers;
+        answers.queue = {0}; // "Open as Read-Only"
+        QVERIFY(window.openFiles({file}));
+        QVERIFY(window.isReadOnly(file));
+        TableData& data = window.getActiveTable()->tableModel()->getTableData();
+        QCOMPARE(data.getValueModel(0, 1).toString(), QStringLiteral("b"));
+
+        QFile f(file);
+        QVERIFY(f.open(QIODevice::ReadWrite));
+        QVERIFY(f.resize(kMiB / 2));
+        QVERIFY(f.seek(0));
+        QVERIFY(f.write("new,cell\n") > 0);
+        QVERIFY(
+            f.setFileTime(QDateTime::currentDateTime().addSecs(-3600), QFileDevice::FileModificationTime));
+        f.close();
+
+        QVERIFY(data.getValueModel(1, 1).toString().isEmpty()); // the read that notices it
+        QTRY_COMPARE(answers.texts().size(), 2);
+        QVERIFY(answers.texts().last().startsWith(QStringLiteral("This file has been changed externally.")));
+        TableData& again = window.getActiveTable()->tableModel()->getTableData();
+        QTRY_COMPARE(again.getValueModel(0, 0).toString(), QStringLiteral("new"));
+        QCOMPARE(again.getValueModel(0, 1).toString(), QStringLiteral("cell"));
+        QCOMPARE(again.numRawRows(), int(kMiB / 2 / 64) + 1);
     }
 
     void openFileAlreadyOpenIsReactivatedWithoutLoad() {

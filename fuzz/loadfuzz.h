@@ -174,11 +174,18 @@ inline int run(const uint8_t* data, size_t size, Variant variant) {
         // A first cell that starts with the bytes of the encoding's BOM is quoted by a save
         // only: the lines alone can't know they start the file.
         bool startsLikeBom = false;
-        const std::vector<char> encodingBom = AbstractDataContainer::getEncodingBom(p.encoding);
-        if (!encodingBom.empty() && whole.numRowsPhysical() > 0 && whole.numCellsStored(0) > 0) {
+        std::vector<std::vector<char>> marks{AbstractDataContainer::getEncodingBom(p.encoding)};
+        if (p.encoding == UTF_16)
+            marks = {AbstractDataContainer::getEncodingBom(UTF_16BE),
+                     AbstractDataContainer::getEncodingBom(UTF_16LE)};
+        if (p.encoding == UTF_32)
+            marks = {AbstractDataContainer::getEncodingBom(UTF_32BE),
+                     AbstractDataContainer::getEncodingBom(UTF_32LE)};
+        if (whole.numRowsPhysical() > 0 && whole.numCellsStored(0) > 0) {
             const std::string_view first = whole.cellView(0, 0);
-            startsLikeBom = first.size() >= encodingBom.size() &&
-                            std::equal(encodingBom.begin(), encodingBom.end(), first.begin());
+            for (const std::vector<char>& mark : marks)
+                startsLikeBom = startsLikeBom || (!mark.empty() && first.size() >= mark.size() &&
+                                                  std::equal(mark.begin(), mark.end(), first.begin()));
         }
         for (const ParsingStandard standard : {ALL_QUOTES, RFC_4180, SPARSE_QUOTES, ASCII_SEPARATED_VALUES})
             checkRoundTrip(whole, p, variant, standard, startsLikeBom);

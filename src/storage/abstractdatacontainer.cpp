@@ -1,5 +1,7 @@
 #include "storage/abstractdatacontainer.h"
 
+#include "storage/piecereader.h"
+
 #include <QMutex>
 #include <QWaitCondition>
 
@@ -315,4 +317,25 @@ void AbstractDataContainer::reportProgressIfDue(qint64 position, qint64 fileSize
         progressUpdateCondition->wait(progressUpdateMutex, 1);
     if (progressUpdateMutex)
         progressUpdateMutex->unlock();
+}
+
+void AbstractDataContainer::setReadError(int error) {
+    errorString = error != 0 ? QString::fromLocal8Bit(std::strerror(error))
+                             : QStringLiteral("The file got shorter while it was being read.");
+}
+
+std::vector<char> AbstractDataContainer::lastTerminator(int fd, qint64 size) const {
+    const qint64 unit = bytesPerChar >= 2 ? bytesPerChar : 1;
+    if (fd < 0 || size < unit)
+        return {};
+    std::vector<char> last(static_cast<size_t>(unit));
+    const qint64 at = size - size % unit - unit;
+    if (PieceReader::readFully(fd, last.data(), at, unit) != unit)
+        return {};
+    if (unit == 1)
+        return last[0] == KeyChars::LF || last[0] == KeyChars::CR || last[0] == KeyChars::RecordSeparator
+                   ? last
+                   : std::vector<char>();
+    const KeyCharVecs keys = setKeyCharVecs();
+    return last == keys.lf || last == keys.cr || last == keys.recordSeparator ? last : std::vector<char>();
 }

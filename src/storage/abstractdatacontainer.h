@@ -29,7 +29,8 @@ public:
     explicit AbstractDataContainer(QObject* parent = nullptr);
     ~AbstractDataContainer() override;
 
-    // Files of at least this size report load progress; smaller ones load silently.
+    // The one size that makes a file large: a file above it loads on a thread of its own, and
+    // from it on a load reports progress; smaller ones load silently.
     static constexpr qint64 kProgressThreshold = 25165824; // 24 MiB
     static constexpr qint64 kProgressStep = 8388608;       // 8 MiB between reports
     static constexpr qint64 kMaxPieceSize = 268435456;     // 256 MiB: the largest read buffer
@@ -98,8 +99,6 @@ public:
     // --- File parameters (plain setters and getters) ------------------------------------
     void setFilepath(const QString& path) { filepath = path; }
     QString getFilepath() const { return filepath; }
-    // Why the last save failed, as the system put it; empty after a save that worked.
-    QString getSaveErrorString() const { return saveError; }
     void setDelimiter(char readDelimiter, char writeDelimiter);
     char getDelimiter() const { return delimiter; }
     char getSaveDelimiter() const { return saveDelimiter; }
@@ -116,6 +115,13 @@ public:
     bool getLoadCanceled() const { return loadCanceled; }
     void setProgressUpdateSync(QMutex* mutex, QWaitCondition* condition);
     bool getHasBom() const { return hasBom; }
+    // Why the last load, index or save failed, in the system's words; empty when it didn't, or
+    // when it was canceled.
+    QString getErrorString() const { return errorString; }
+    // Whether the file's last row ended with a line ending: a load finds it out, and a save ends
+    // its last line so too. A new table ends with one.
+    void setFinalLineEnding(bool on) { finalLineEnding = on; }
+    bool getFinalLineEnding() const { return finalLineEnding; }
     const std::vector<char>& getBom() const { return bom; }
 
     // --- Byte order marks ---------------------------------------------------------------
@@ -158,13 +164,19 @@ signals:
     void loadFinishedSignal();
 
 protected:
+    // Records why a read ended before the file's end: the system's error number, or 0 when the
+    // file simply ended early, that is, it got shorter while it was read.
+    void setReadError(int error);
+    // The unit that ends the `size` bytes of descriptor `fd`, if it ends a row (LF, CR, record
+    // separator, in the encoding's width), else empty.
+    std::vector<char> lastTerminator(int fd, qint64 size) const;
+
     // Progress handshake of a load: call once at the start, then at each row start.
     void beginProgress(qint64 fileSize);
     void reportProgressIfDue(qint64 position, qint64 fileSize, int bytesPerUnit);
 
     std::atomic<bool> loadCanceled = false; // written by the GUI thread, read by the loader
     QString filepath;
-    QString saveError;
     char delimiter = ',';
     char saveDelimiter = ',';
     LineEndingType lineEnding = LINE_ENDING_UNIX;
@@ -176,6 +188,11 @@ protected:
     bool saveWithTrailingDelimiters = true;
     bool hasBom = false;
     std::vector<char> bom;
+    QString errorString;
+    bool finalLineEnding = true;
+    // Set by a save while nothing stands in front of the first cell in the file, not even a byte
+    // order mark: that cell is quoted if a load would take its first bytes for a mark.
+    bool writingFileStart = false;
 
     qint64 nextProgressMark = -1;
 };

@@ -11,6 +11,8 @@
 // The in-memory container. Rows hold only the cells that were stored, so the table is ragged
 // in memory and may be physically shorter than its logical size; whatever lies beyond the
 // physical end reads as empty and costs nothing.
+class CellWriter;
+
 class EditableDataContainer : public AbstractDataContainer {
     Q_OBJECT
 
@@ -107,13 +109,12 @@ private:
     // Cells of one line of the saved file: the row's cells, or the column's cells down the rows.
     void buildLine(std::vector<char>& out, int index, bool column, GetRowColMaskType maskType,
                    const std::vector<int>& mask);
-    void buildLineMultiByte(std::vector<char>& out, int index, bool column, GetRowColMaskType maskType,
-                            const std::vector<int>& mask);
     // Replaces cell col of a row, storing empty cells before it as needed.
     void setStoredCell(PackedRow& row, int col, std::string_view value);
 
     std::vector<PackedRow, LargePageAllocator<PackedRow>> rows; // a big load makes millions
     std::vector<std::string_view> scratchViews;                 // reused by edits that rebuild rows
+    const CellWriter* lineWriter = nullptr;                     // the save's, while one runs
     qint64 fileSize = 0;
     int numRowsLogical = 0;
     int numColsLogical = 0;

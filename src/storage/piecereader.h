@@ -25,10 +25,18 @@ public:
     // The next piece into `data`; returns its length, below 1 once the file has ended or a read
     // failed. The bytes stay valid until the next call.
     qint64 next(char*& data);
+    // The system's error number of the read that ended the pieces early, or 0.
+    int error();
 
     // Reads up to `length` bytes at `position` of descriptor `fd`, all of them unless the file
-    // ends or a read fails first; returns how many it read.
-    static qint64 readFully(int fd, char* into, qint64 position, qint64 length);
+    // ends or a read fails first; returns how many it read. A failed read leaves its error
+    // number in `error` (when given); the file's end leaves 0 there.
+    static qint64 readFully(int fd, char* into, qint64 position, qint64 length, int* error = nullptr);
+
+    // Test seam for every read of the containers: from byte `fromByte` of any file on, a read
+    // fails with the error number `error`, or, with 0, finds the file ending there, as if another
+    // program had cut it short. A negative `fromByte` turns it off.
+    static void setReadFaultForTesting(qint64 fromByte, int error);
 
 private:
     void run();
@@ -46,6 +54,7 @@ private:
     qint64 produced = 0;   // pieces read
     qint64 handed = 0;     // pieces given to the caller; all but the last are free again
     bool finished = false; // the reader has read its last piece
+    int failure = 0;       // error number of a failed read
     bool stopping = false;
     std::thread worker;
 };

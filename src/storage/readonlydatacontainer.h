@@ -2,6 +2,7 @@
 
 #include "storage/abstractdatacontainer.h"
 
+class CellWriter;
 class QFile;
 
 // A table that stays on disk. Two passes over the file build a sparse index: one entry per 25
@@ -52,19 +53,11 @@ public:
     void getRawCell(int row, int col, std::vector<char>& out) const;
     // Scans `buffer`, the text of the file from the start of the cell (row, col) on, and fills
     // `results` (same length as `wanted`) with the raw bytes of the wanted cells. A wanted cell
-    // that doesn't exist in the text comes back empty.
+    // that doesn't exist in the text comes back empty. The text is read with the container's own
+    // parameters: its width of character and its delimiter, or none.
     void getRawCellsFromStrip(std::vector<char>& buffer, int row, int col,
                               const std::vector<CellPosition>& wanted,
                               std::vector<std::vector<char>>& results) const;
-    void getRawCellsFromStripMultiByte(std::vector<char>& buffer, int row, int col,
-                                       const std::vector<CellPosition>& wanted,
-                                       std::vector<std::vector<char>>& results) const;
-    void getRawCellsFromStripNoDelimiter(std::vector<char>& buffer, int row, int col,
-                                         const std::vector<CellPosition>& wanted,
-                                         std::vector<std::vector<char>>& results) const;
-    void getRawCellsFromStripNoDelimiterMultiByte(std::vector<char>& buffer, int row, int col,
-                                                  const std::vector<CellPosition>& wanted,
-                                                  std::vector<std::vector<char>>& results) const;
     // Raw bytes of any number of cells; the cells of one strip, or of neighbouring strips,
     // cost one read. `wanted` needn't be sorted; results follow its order.
     void getRawCells(const std::vector<CellPosition>& wanted, std::vector<std::vector<char>>& results) const;
@@ -97,6 +90,10 @@ public:
     void getColCSVStringMultiByte(std::vector<char>& out, int col, GetRowColMaskType maskType,
                                   const std::vector<int>& mask) override;
 
+    // True once a read found the file changed since it was indexed (by size or time of last
+    // change): from then on every cell reads empty, since the index no longer fits the text.
+    bool getFileChanged() const { return fileChanged; }
+
     // --- Inspection ------------------------------------------------------------------------
     qint64 getFileSize() const { return fileSize; }
     const std::vector<Strip>& getStrips() const { return strips; }
@@ -109,12 +106,27 @@ public:
     // best the processor has, 1 the baseline (SSE2, or plain C++), 2 AVX2, 3 AVX-512.
     static void setInstructionSetForTesting(int level);
 
+signals:
+    // The file changed under the index; sent once, at the read that found it.
+    void fileChangedSignal(QString path) const;
+
 private:
+    // What tells whether the file is still the one indexed.
+    struct FileStamp {
+        qint64 size = -1;
+        qint64 modified = -1;
+        bool operator==(const FileStamp&) const = default;
+    };
+    FileStamp currentStamp() const;
+    // False (and the change noted) when the file is no longer the one indexed.
+    bool fileUnchanged() const;
+    void noteFileChanged() const;
+
     struct CellCollector; // the strip scanner's sink
     bool runIndex(bool multiByte, bool withDelimiter);
     template <class Traits> bool indexPasses(Traits traitsTemplate, int unitBytes, std::vector<char>& buffer);
     void resetIndex();
-    qint64 readAt(qint64 position, char* into, qint64 length) const;
+    qint64 readAt(qint64 position, char* into, qint64 length, int* error = nullptr) const;
     std::vector<char> applyQuoteRule(std::vector<char> raw) const;
     void scanStrip(std::vector<char>& buffer, int row, int col, const CellPosition* wanted, size_t count,
                    std::vector<char>* results, bool multiByte, bool withDelimiter) const;
@@ -136,5 +148,8 @@ private:
     std::vector<int> colOrder;
     bool rowsReordered = false;
     bool colsReordered = false;
-    mutable std::vector<char> readBuffer; // one strip's bytes; reads are never concurrent
+    mutable std::vector<char> readBuffer;   // one strip's bytes; reads are never concurrent
+    const CellWriter* lineWriter = nullptr; // the save's, while one runs
+    FileStamp indexedStamp;
+    mutable bool fileChanged = false;
 };

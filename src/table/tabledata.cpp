@@ -833,9 +833,15 @@ void TableData::loadCSV(const QString& path, bool threaded, DataContainerType ty
     setSaveWithTrailingDelimiters(saveWithTrailingDelimiters);
     transposed = false;
 
+    if (type == ReadOnly) {
+        // Queued: the change is found in the middle of reading cells, for a paint among others.
+        connect(static_cast<ReadOnlyDataContainer*>(container), &ReadOnlyDataContainer::fileChangedSignal,
+                this, &TableData::fileChangedUnderTableSignal, Qt::QueuedConnection);
+    }
+
     if (!threaded) {
         if (!container->loadCSV() && !container->getLoadCanceled())
-            emit loadFailedSignal(path);
+            emit loadFailedSignal(path, container->getErrorString());
         onLoadFinished();
         return;
     }
@@ -852,13 +858,14 @@ void TableData::loadCSV(const QString& path, bool threaded, DataContainerType ty
             const bool read = container->loadCSV();
             const bool canceled = container->getLoadCanceled();
             const QString path = container->getFilepath();
+            const QString reason = container->getErrorString();
             container->moveToThread(home);
             if (!read && !canceled) {
                 QMetaObject::invokeMethod(
                     this,
-                    [this, generation, path] {
+                    [this, generation, path, reason] {
                         if (generation == loadGeneration)
-                            emit loadFailedSignal(path);
+                            emit loadFailedSignal(path, reason);
                     },
                     Qt::QueuedConnection);
             }
@@ -923,7 +930,7 @@ bool TableData::saveCSV(const QString& path, bool fromUser, bool visibleOnly) {
 }
 
 QString TableData::getSaveErrorString() const {
-    return dataContainer ? dataContainer->getSaveErrorString() : QString();
+    return dataContainer ? dataContainer->getErrorString() : QString();
 }
 
 void TableData::clear() {

@@ -190,7 +190,10 @@ signals:
     // A load that could not read its file. A threaded one stays pending (isLoading() is true)
     // until stopLoadThread() or another load; an unthreaded one finishes with an empty table.
     // The window decides what the user sees.
-    void loadFailedSignal(QString path);
+    // A load that failed; `reason` is the system's word for it, or empty.
+    void loadFailedSignal(QString path, QString reason);
+    // A read-only table's file changed on disk since it was indexed: its cells read empty now.
+    void fileChangedUnderTableSignal(QString path);
     void tableSizeChangedSignal(int rawRows, int rawCols, int modelRows, int modelCols);
     void startProgressUpdateSignal();
     void loadProgressUpdateSignal(int current, int total, int sizeInMiB);

@@ -2,6 +2,7 @@
 
 #include "view/tableview.h"
 
+#include "storage/abstractdatacontainer.h"
 #include "table/duplicatecellcontentscommand.h"
 #include "table/movecommands.h"
 #include "table/rowcolcommands.h"
@@ -86,7 +87,7 @@ void TableView::reloadFile() {
         return;
     undoStackObject->clear();
     // Large files load on their own thread, as on opening; the finished load marks it clean.
-    loadCSV(path, QFileInfo(path).size() > 25165824);
+    loadCSV(path, QFileInfo(path).size() > AbstractDataContainer::kProgressThreshold);
 }
 
 void TableView::setUndoStackClean() {

@@ -45,8 +45,6 @@ public:
     // Bits that belong to a table and travel with it when the active table changes.
     static constexpr Context TableContextBits =
         ContextNotEditing | ContextEditing | ContextMultiSelection | ContextReadOnly;
-    // A load of a file larger than this runs on the load thread.
-    static constexpr qint64 kAsyncLoadLimit = 25165824;
     static constexpr int kPaneAnimationMs = 125;
     static constexpr int kDefaultSidebarWidth = 300;
 
@@ -81,6 +79,10 @@ public:
     bool closeFile(TableView* view);
     bool closeFile(const QString& path);
     bool closeFileNoSave(TableView* view);
+    // A table whose file failed to load is closed with a message; one whose file changed under
+    // its read-only index is read again.
+    void onTableLoadFailed(TableView* view, const QString& reason);
+    void onTableFileChanged(TableView* view);
     void closeFiles(const std::vector<TableView*>& views);
     QString getFiletypeFilter(bool forOpen) const;
 
@@ -105,6 +107,9 @@ public:
     LineEndingType getLineEndingFromFileExtension(const QString& extension) const;
     EncodingType getEncodingFromFileExtension(const QString& extension) const;
     ParsingStandard getParsingStandardFromFileExtension(const QString& extension) const;
+    // The encoding, line ending and quoting the file at `path` shows at its start, over those of
+    // `data`.
+    static ExtensionData takeParametersFromFile(ExtensionData data, const QString& path);
     // Settles "(auto)" delimiters and an unknown byte order from the file itself; the
     // delimiters come back as the actual characters, empty for none. `forceByteOrder` turns a
     // width whose byte order the file can't tell into little-endian.

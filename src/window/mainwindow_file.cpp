@@ -6,6 +6,7 @@
 #include "preferences/defaultextensions.h"
 #include "storage/abstractdatacontainer.h"
 #include "storage/editabledatacontainer.h"
+#include "storage/filesniffer.h"
 #include "table/tablemodel.h"
 #include "util/fileparameterutilities.h"
 #include "util/msgbox.h"
@@ -16,6 +17,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QPointer>
 #include <QSplitter>
 #include <QUndoStack>
 
@@ -138,6 +140,21 @@ ExtensionData MainWindow::findFileParameters(ExtensionData data, const QString& 
     return data;
 }
 
+ExtensionData MainWindow::takeParametersFromFile(ExtensionData data, const QString& path) {
+    // What the file shows of itself wins over the extension's defaults. Text that isn't UTF-8
+    // is taken for Windows-1252 only where the defaults expected UTF-8.
+    const char delimiter = data.delimiter.isEmpty() ? '\0' : data.delimiter.at(0).toLatin1();
+    const FileSniffer::Findings found = FileSniffer::sniffFile(path, delimiter);
+    if (found.encodingFound && (found.encoding != WINDOWS_1252 || data.encoding == UTF_8))
+        data.encoding = found.encoding;
+    if (found.lineEndingFound)
+        data.lineEnding = found.lineEnding;
+    // The quoting style only stands in for the common default, never for a standard chosen.
+    if (found.standardFound && data.parsingStandard == RFC_4180)
+        data.parsingStandard = found.standard;
+    return data;
+}
+
 QString MainWindow::getFiletypeFilter(bool forOpen) const {
     QStringList parts;
     if (forOpen) {
@@ -193,7 +210,37 @@ TableView* MainWindow::makeEmptyTableObject(const Settings& tableSettings) {
         if (view == activeTable)
             updateStatusBar();
     });
+    // Queued: a load fails inside the call that opens the table, and a file change is found
+    // while cells are read. The table may be gone by the time the message is due.
+    const QPointer<TableView> guarded(view);
+    connect(
+        &data, &TableData::loadFailedSignal, this,
+        [this, guarded](const QString&, const QString& reason) { onTableLoadFailed(guarded, reason); },
+        Qt::QueuedConnection);
+    connect(
+        &data, &TableData::fileChangedUnderTableSignal, this,
+        [this, guarded](const QString&) { onTableFileChanged(guarded); }, Qt::QueuedConnection);
     return view;
+}
+
+void MainWindow::onTableLoadFailed(TableView* view, const QString& reason) {
+    // A part of a file must never pass for the whole of it, so the table goes: nothing can be
+    // saved over the file from it.
+    QString text = QStringLiteral("File failed to load.");
+    if (!reason.isEmpty())
+        text += QStringLiteral("\n\n") + reason;
+    MsgBox::inform(this, text);
+    if (view)
+        closeFileNoSave(view);
+}
+
+void MainWindow::onTableFileChanged(TableView* view) {
+    if (!view || paneView->getTableIndex(view) < 0)
+        return;
+    MsgBox::inform(this, QStringLiteral("This file has been changed externally.\n\n"
+                                        "It is open read-only, so it is read again from the disk now."));
+    if (view && paneView->getTableIndex(view) >= 0)
+        view->reloadFile();
 }
 
 TableView* MainWindow::addEmptyTableEditor() {
@@ -234,8 +281,9 @@ TableView* MainWindow::addTableEditorFromFile(const QString& path, bool readOnly
         view->setReadOnly(readOnly, true);
         ExtensionData record = getExtensionDataFromFileExtension(extensionOf(path));
         record = findFileParameters(record, path, false);
+        record = takeParametersFromFile(record, path);
         applyExtensionData(view, record);
-        view->loadCSV(path, QFileInfo(path).size() > kAsyncLoadLimit);
+        view->loadCSV(path, QFileInfo(path).size() > AbstractDataContainer::kProgressThreshold);
         addTableEditorFromView(view, readOnly);
     }
     model->setUserSetDelimiter(false);
@@ -252,7 +300,7 @@ TableView* MainWindow::addTableEditorFromFile(const QString& path, bool readOnly
     view->setPaintSkipCount(1);
     view->setReadOnly(readOnly, true);
     applyExtensionData(view, findFileParameters(parameters, path, true));
-    view->loadCSV(path, QFileInfo(path).size() > kAsyncLoadLimit);
+    view->loadCSV(path, QFileInfo(path).size() > AbstractDataContainer::kProgressThreshold);
     addTableEditorFromView(view, readOnly);
     view->setFrozenColWidths(true);
     view->setFrozenRowHeights(true);
@@ -786,7 +834,7 @@ bool MainWindow::commandReloadFile(const QString& path) {
     const QString file = filepathOf(view);
     if (file.isEmpty() || !QFileInfo::exists(file))
         return false;
-    view->loadCSV(file, QFileInfo(file).size() > kAsyncLoadLimit);
+    view->loadCSV(file, QFileInfo(file).size() > AbstractDataContainer::kProgressThreshold);
     view->undoStack()->clear();
     view->markClean();
     recordWatchedFileState(file);
@@ -804,7 +852,7 @@ void MainWindow::commandToggleReadOnly() {
     view->setReadOnly(on, false);
     // The container follows the mode: read again into the file-indexed or the editable one.
     if (view->isReadOnly() == on && !path.isEmpty() && QFileInfo::exists(path))
-        view->loadCSV(path, QFileInfo(path).size() > kAsyncLoadLimit);
+        view->loadCSV(path, QFileInfo(path).size() > AbstractDataContainer::kProgressThreshold);
     setContext(view->isReadOnly() ? context + ContextReadOnly : context - ContextReadOnly);
     updateStatusBar();
 }

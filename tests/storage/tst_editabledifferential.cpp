@@ -1,8 +1,10 @@
-// Random sequences of edits on the packed container against a plain model that keeps one
-// vector per cell under the same rules: logical and physical sizes, stored cell counts and
-// every cell must agree after each step.
+// Random sequences of edits on the packed container against a naive model: the whole logical
+// table as a rectangle of byte arrays, changed by the plainest reading of each operation. The
+// model knows nothing of how the container stores rows; it only tracks how many rows are stored
+// at all, which decides a few sizes. Sizes and every cell must agree after each step.
 #include "storage/editabledatacontainer.h"
 
+#include <QByteArray>
 #include <QRandomGenerator>
 #include <QTest>
 
@@ -16,205 +18,184 @@ bool contains(const std::vector<int>& sorted, int value) {
     return std::binary_search(sorted.begin(), sorted.end(), value);
 }
 
-// The model: a row is a vector of cells, an unstored cell is one past the row's end.
+QByteArray toBytes(const std::vector<char>& v) {
+    return QByteArray(v.data(), static_cast<qsizetype>(v.size()));
+}
+
 struct Model {
-    std::vector<Cells> rows;
+    std::vector<std::vector<QByteArray>> grid; // numRows rows of numCols cells each
     int numRows = 0;
     int numCols = 0;
+    int stored = 0; // rows up to the last one that ever held a cell, as the container keeps them
 
-    void resizeCols(int n) {
-        for (auto& r : rows)
-            if (static_cast<int>(r.size()) > n)
-                r.resize(static_cast<size_t>(n));
-        numCols = n;
+    void reshape(int rows, int cols) {
+        numRows = rows;
+        numCols = cols;
+        grid.resize(static_cast<size_t>(rows));
+        for (auto& r : grid)
+            r.resize(static_cast<size_t>(cols));
     }
+    QByteArray& at(int row, int col) { return grid[static_cast<size_t>(row)][static_cast<size_t>(col)]; }
+    QByteArray cell(int row, int col) const {
+        if (row < 0 || col < 0 || row >= numRows || col >= numCols)
+            return {};
+        return grid[static_cast<size_t>(row)][static_cast<size_t>(col)];
+    }
+    int width(int row) const {
+        int w = 0;
+        for (int col = 0; col < numCols; ++col)
+            if (!cell(row, col).isEmpty())
+                w = col + 1;
+        return w;
+    }
+
     void setValue(int row, int col, const std::vector<char>& value) {
         if (row < 0 || col < 0)
             return;
-        if (row >= static_cast<int>(rows.size())) {
-            rows.resize(static_cast<size_t>(row) + 1);
-            numRows = row + 1;
+        if (row >= stored) {
+            stored = row + 1;
+            reshape(row + 1, numCols); // the size follows the stored rows, even downwards
         }
         if (col >= numCols)
-            resizeCols(col + 1);
-        auto& r = rows[static_cast<size_t>(row)];
-        if (col >= static_cast<int>(r.size())) {
-            if (value.empty())
-                return;
-            r.resize(static_cast<size_t>(col) + 1);
-        }
-        r[static_cast<size_t>(col)] = value;
+            reshape(numRows, col + 1);
+        at(row, col) = toBytes(value);
     }
     void resizeRows(int n) {
         if (n < 0)
             return;
-        if (static_cast<int>(rows.size()) > n)
-            rows.resize(static_cast<size_t>(n));
-        numRows = n;
+        reshape(n, numCols);
+        stored = std::min(stored, n);
+    }
+    void resizeCols(int n) {
+        if (n >= 0)
+            reshape(numRows, n);
     }
     void setRow(int row, const Cells& cells) {
         if (row < 0)
             return;
-        if (row >= static_cast<int>(rows.size()))
-            rows.resize(static_cast<size_t>(row) + 1);
-        numRows = std::max(numRows, row + 1);
-        numCols = std::max(numCols, static_cast<int>(cells.size()));
-        Cells r = cells;
-        while (!r.empty() && r.back().empty())
-            r.pop_back();
-        rows[static_cast<size_t>(row)] = r;
+        stored = std::max(stored, row + 1);
+        reshape(std::max(numRows, row + 1), std::max(numCols, static_cast<int>(cells.size())));
+        for (int col = 0; col < numCols; ++col)
+            at(row, col) = col < static_cast<int>(cells.size()) ? toBytes(cells[static_cast<size_t>(col)])
+                                                                : QByteArray();
     }
     void setCol(int col, const Cells& cells) {
         if (col < 0)
             return;
-        numCols = std::max(numCols, col + 1);
-        numRows = std::max(numRows, static_cast<int>(cells.size()));
-        for (size_t i = 0; i < cells.size(); ++i) {
-            if (cells[i].empty()) {
-                if (i < rows.size() && static_cast<size_t>(col) < rows[i].size())
-                    rows[i][static_cast<size_t>(col)].clear();
-                continue;
-            }
-            if (i >= rows.size())
-                rows.resize(i + 1);
-            if (static_cast<size_t>(col) >= rows[i].size())
-                rows[i].resize(static_cast<size_t>(col) + 1);
-            rows[i][static_cast<size_t>(col)] = cells[i];
+        reshape(std::max(numRows, static_cast<int>(cells.size())), std::max(numCols, col + 1));
+        for (int row = 0; row < static_cast<int>(cells.size()); ++row) {
+            at(row, col) = toBytes(cells[static_cast<size_t>(row)]);
+            if (!cells[static_cast<size_t>(row)].empty())
+                stored = std::max(stored, row + 1);
         }
     }
     void insertRows(int at, const std::vector<Cells>& inserted) {
         if (at < 0 || inserted.empty())
             return;
-        if (at > static_cast<int>(rows.size()))
-            rows.resize(static_cast<size_t>(at));
-        int widest = 0;
-        std::vector<Cells> trimmed;
-        for (Cells r : inserted) {
+        const int count = static_cast<int>(inserted.size());
+        int widest = numCols;
+        for (const Cells& r : inserted)
             widest = std::max(widest, static_cast<int>(r.size()));
-            while (!r.empty() && r.back().empty())
-                r.pop_back();
-            trimmed.push_back(r);
-        }
-        rows.insert(rows.begin() + at, trimmed.begin(), trimmed.end());
-        numRows = std::max(numRows, at) + static_cast<int>(inserted.size());
-        numCols = std::max(numCols, widest);
+        reshape(std::max(numRows, at), widest);
+        grid.insert(grid.begin() + at, static_cast<size_t>(count),
+                    std::vector<QByteArray>(static_cast<size_t>(widest)));
+        numRows += count;
+        for (int k = 0; k < count; ++k)
+            for (size_t col = 0; col < inserted[static_cast<size_t>(k)].size(); ++col)
+                this->at(at + k, static_cast<int>(col)) = toBytes(inserted[static_cast<size_t>(k)][col]);
+        stored = std::max(stored, at) + count;
     }
     void insertCols(int at, const std::vector<Cells>& cols) {
         if (at < 0 || cols.empty())
             return;
-        size_t tallest = 0;
-        size_t lastNeeded = 0;
-        for (const auto& column : cols) {
-            tallest = std::max(tallest, column.size());
-            for (size_t i = column.size(); i > 0; --i)
-                if (!column[i - 1].empty()) {
-                    lastNeeded = std::max(lastNeeded, i);
-                    break;
-                }
+        const int count = static_cast<int>(cols.size());
+        int tallest = numRows;
+        for (const Cells& c : cols) {
+            tallest = std::max(tallest, static_cast<int>(c.size()));
+            for (int row = 0; row < static_cast<int>(c.size()); ++row)
+                if (!c[static_cast<size_t>(row)].empty())
+                    stored = std::max(stored, row + 1);
         }
-        if (rows.size() < lastNeeded)
-            rows.resize(lastNeeded);
-        for (size_t i = 0; i < rows.size(); ++i) {
-            auto& r = rows[i];
-            bool anyValue = false;
-            for (const auto& column : cols)
-                anyValue = anyValue || (i < column.size() && !column[i].empty());
-            if (r.size() <= static_cast<size_t>(at) && !anyValue)
-                continue;
-            if (r.size() < static_cast<size_t>(at))
-                r.resize(static_cast<size_t>(at));
-            Cells add(cols.size());
-            for (size_t k = 0; k < cols.size(); ++k)
-                if (i < cols[k].size())
-                    add[k] = cols[k][i];
+        reshape(tallest, std::max(numCols, at));
+        for (int row = 0; row < numRows; ++row) {
+            std::vector<QByteArray> add(static_cast<size_t>(count));
+            for (int k = 0; k < count; ++k)
+                if (row < static_cast<int>(cols[static_cast<size_t>(k)].size()))
+                    add[static_cast<size_t>(k)] =
+                        toBytes(cols[static_cast<size_t>(k)][static_cast<size_t>(row)]);
+            auto& r = grid[static_cast<size_t>(row)];
             r.insert(r.begin() + at, add.begin(), add.end());
-            while (!r.empty() && r.back().empty())
-                r.pop_back();
         }
-        numCols = std::max(numCols, at) + static_cast<int>(cols.size());
-        numRows = std::max(numRows, static_cast<int>(tallest));
+        numCols = std::max(numCols, at) + count;
+        reshape(numRows, numCols);
     }
     void insertEmptyRows(int at, int count) {
         if (at < 0 || count < 1)
             return;
-        if (at >= static_cast<int>(rows.size())) {
-            numRows = std::max(numRows, at) + count;
-            return;
-        }
-        rows.insert(rows.begin() + at, static_cast<size_t>(count), Cells());
+        reshape(std::max(numRows, at), numCols);
+        grid.insert(grid.begin() + at, static_cast<size_t>(count),
+                    std::vector<QByteArray>(static_cast<size_t>(numCols)));
         numRows += count;
+        if (at < stored)
+            stored += count;
     }
     void insertEmptyCols(int at, int count) {
         if (at < 0 || count < 1)
             return;
-        if (at >= numCols) {
-            numCols = at + count;
-            return;
-        }
-        for (auto& r : rows)
-            if (static_cast<int>(r.size()) > at)
-                r.insert(r.begin() + at, static_cast<size_t>(count), std::vector<char>());
+        reshape(numRows, std::max(numCols, at));
+        for (auto& r : grid)
+            r.insert(r.begin() + at, static_cast<size_t>(count), QByteArray());
         numCols += count;
     }
     void removeRows(int at, int count) {
         if (at < 0 || count < 1 || at >= numRows)
             return;
         const int n = std::min(count, numRows - at);
-        if (at < static_cast<int>(rows.size()))
-            rows.erase(rows.begin() + at, rows.begin() + std::min(at + n, static_cast<int>(rows.size())));
+        grid.erase(grid.begin() + at, grid.begin() + at + n);
         numRows -= n;
+        if (at < stored)
+            stored -= std::min(at + n, stored) - at;
     }
     void removeCols(int at, int count) {
         if (at < 0 || count < 1 || at >= numCols)
             return;
         const int n = std::min(count, numCols - at);
-        for (auto& r : rows)
-            if (at < static_cast<int>(r.size()))
-                r.erase(r.begin() + at, r.begin() + std::min(at + n, static_cast<int>(r.size())));
+        for (auto& r : grid)
+            r.erase(r.begin() + at, r.begin() + at + n);
         numCols -= n;
     }
     void copyRow(int from, int to) {
         if (from < 0 || to < 0 || from == to)
             return;
-        if (to >= static_cast<int>(rows.size())) {
-            rows.resize(static_cast<size_t>(to) + 1);
-            numRows = to + 1;
+        const std::vector<QByteArray> source = from < numRows
+                                                   ? grid[static_cast<size_t>(from)]
+                                                   : std::vector<QByteArray>(static_cast<size_t>(numCols));
+        if (to >= stored) {
+            stored = to + 1;
+            reshape(to + 1, numCols);
         }
-        rows[static_cast<size_t>(to)] =
-            from < static_cast<int>(rows.size()) ? rows[static_cast<size_t>(from)] : Cells();
+        grid[static_cast<size_t>(to)] = source;
     }
     void copyCol(int from, int to) {
         if (from < 0 || to < 0 || from == to)
             return;
         if (to >= numCols)
-            resizeCols(to + 1);
-        for (auto& r : rows) {
-            const bool hasFrom =
-                static_cast<size_t>(from) < r.size() && !r[static_cast<size_t>(from)].empty();
-            if (!hasFrom) {
-                if (static_cast<size_t>(to) < r.size())
-                    r[static_cast<size_t>(to)].clear();
-                continue;
-            }
-            if (static_cast<size_t>(to) >= r.size())
-                r.resize(static_cast<size_t>(to) + 1);
-            r[static_cast<size_t>(to)] = r[static_cast<size_t>(from)];
-        }
+            reshape(numRows, to + 1);
+        for (int row = 0; row < numRows; ++row)
+            at(row, to) = cell(row, from);
+    }
+    // Mask rules: only the listed indexes, or from `index` on all but (or all regardless of) them.
+    static bool looked(int i, int index, GetRowColMaskType type, const std::vector<int>& mask) {
+        if (type == MASK_ONLY_LISTED)
+            return contains(mask, i);
+        return i >= index && (type == MASK_ALL || !contains(mask, i));
     }
     std::vector<int> emptyRows(int index, GetRowColMaskType type, const std::vector<int>& mask) const {
         std::vector<int> result;
-        for (int row = 0; row < std::max(numRows, static_cast<int>(rows.size())); ++row) {
+        for (int row = 0; row < numRows; ++row) {
             bool empty = true;
-            if (row < static_cast<int>(rows.size())) {
-                const Cells& r = rows[static_cast<size_t>(row)];
-                for (int col = 0; col < static_cast<int>(r.size()); ++col) {
-                    const bool looked = type == MASK_ONLY_LISTED
-                                            ? contains(mask, col)
-                                            : col >= index && (type == MASK_ALL || !contains(mask, col));
-                    if (looked && !r[static_cast<size_t>(col)].empty())
-                        empty = false;
-                }
-            }
+            for (int col = 0; col < numCols; ++col)
+                empty = empty && (!looked(col, index, type, mask) || cell(row, col).isEmpty());
             if (empty)
                 result.push_back(row);
         }
@@ -224,27 +205,12 @@ struct Model {
         std::vector<int> result;
         for (int col = 0; col < numCols; ++col) {
             bool empty = true;
-            for (int row = 0; row < static_cast<int>(rows.size()); ++row) {
-                const bool looked = type == MASK_ONLY_LISTED
-                                        ? contains(mask, row)
-                                        : row >= index && (type == MASK_ALL || !contains(mask, row));
-                const Cells& r = rows[static_cast<size_t>(row)];
-                if (looked && col < static_cast<int>(r.size()) && !r[static_cast<size_t>(col)].empty())
-                    empty = false;
-            }
+            for (int row = 0; row < numRows; ++row)
+                empty = empty && (!looked(row, index, type, mask) || cell(row, col).isEmpty());
             if (empty)
                 result.push_back(col);
         }
         return result;
-    }
-    int width(int row) const {
-        if (row < 0 || row >= static_cast<int>(rows.size()))
-            return 0;
-        const Cells& r = rows[static_cast<size_t>(row)];
-        int w = static_cast<int>(r.size());
-        while (w > 0 && r[static_cast<size_t>(w) - 1].empty())
-            --w;
-        return w;
     }
 };
 
@@ -290,22 +256,16 @@ QString difference(EditableDataContainer& c, const Model& m) {
             .arg(c.numCols())
             .arg(m.numRows)
             .arg(m.numCols);
-    if (c.numRowsPhysical() != static_cast<int>(m.rows.size()))
-        return QStringLiteral("physical rows %1 vs %2").arg(c.numRowsPhysical()).arg(m.rows.size());
-    for (int r = 0; r < c.numRowsPhysical(); ++r) {
-        const Cells& row = m.rows[static_cast<size_t>(r)];
-        if (c.numCellsStored(r) != static_cast<int>(row.size()))
-            return QStringLiteral("row %1 stores %2 vs %3 cells")
-                .arg(r)
-                .arg(c.numCellsStored(r))
-                .arg(row.size());
+    if (c.numRowsPhysical() != m.stored)
+        return QStringLiteral("stored rows %1 vs %2").arg(c.numRowsPhysical()).arg(m.stored);
+    for (int r = 0; r <= m.numRows; ++r) {
         if (c.numColsInRow(r) != m.width(r))
             return QStringLiteral("row %1 width %2 vs %3").arg(r).arg(c.numColsInRow(r)).arg(m.width(r));
-        for (int col = 0; col <= static_cast<int>(row.size()); ++col) {
-            const std::vector<char> expected =
-                col < static_cast<int>(row.size()) ? row[static_cast<size_t>(col)] : std::vector<char>();
+        for (int col = 0; col <= m.numCols; ++col) {
+            const QByteArray expected = m.cell(r, col);
             const std::string_view view = c.cellView(r, col);
-            if (c.getValue(r, col) != expected || std::vector<char>(view.begin(), view.end()) != expected)
+            if (toBytes(c.getValue(r, col)) != expected ||
+                QByteArray(view.data(), static_cast<qsizetype>(view.size())) != expected)
                 return QStringLiteral("cell %1,%2 differs").arg(r).arg(col);
         }
     }
@@ -357,8 +317,7 @@ private slots:
             case 4: {
                 const int n = d.index(size);
                 c.resizeCols(n);
-                if (n >= 0)
-                    m.resizeCols(n);
+                m.resizeCols(n);
                 what = QStringLiteral("resizeCols(%1)").arg(n);
                 break;
             }
@@ -448,10 +407,10 @@ private slots:
                 QCOMPARE(c.emptyRows(index, type, mask), m.emptyRows(index, type, mask));
                 QCOMPARE(c.emptyCols(index, type, mask), m.emptyCols(index, type, mask));
                 int emptyRowsAtEnd = 0;
-                for (int r = static_cast<int>(m.rows.size()) - 1; r >= 0 && m.width(r) == 0; --r)
+                for (int r = m.stored - 1; r >= 0 && m.width(r) == 0; --r)
                     ++emptyRowsAtEnd;
                 int widest = 0;
-                for (int r = 0; r < static_cast<int>(m.rows.size()); ++r)
+                for (int r = 0; r < m.numRows; ++r)
                     widest = std::max(widest, m.width(r));
                 QCOMPARE(c.numEmptyRowsAtEnd(), emptyRowsAtEnd);
                 QCOMPARE(c.numEmptyColsAtEnd(), std::max(m.numCols - widest, 0));

@@ -1,4 +1,5 @@
 #include "storage/bytescan.h"
+#include "storage/containertesthelpers.h"
 #include "storage/piecereader.h"
 #include "storage/readonlydatacontainer.h"
 
@@ -16,14 +17,6 @@ using Cells = std::vector<std::vector<char>>;
 
 namespace {
 
-std::vector<char> bytes(const char* text) {
-    return std::vector<char>(text, text + std::strlen(text));
-}
-
-QByteArray show(const std::vector<char>& v) {
-    return QByteArray(v.data(), static_cast<qsizetype>(v.size()));
-}
-
 // ASCII text widened to the code units of a 2- or 4-byte encoding.
 QByteArray widen(const QByteArray& ascii, EncodingType encoding) {
     const int width = encoding >= UTF_16 && encoding <= UTF_16_GUESSED_LE ? 2 : 4;
@@ -37,36 +30,13 @@ QByteArray widen(const QByteArray& ascii, EncodingType encoding) {
     return out;
 }
 
-struct Fixture {
-    QTemporaryDir dir;
-    int counter = 0;
-
-    QString write(const QByteArray& content) {
-        const QString path = dir.filePath(QStringLiteral("f%1.csv").arg(counter++));
-        QFile f(path);
-        if (!f.open(QIODevice::WriteOnly) || f.write(content) != content.size())
-            qFatal("can't write the test file");
-        return path;
-    }
-
+struct Fixture : TempFiles {
     static std::unique_ptr<ReadOnlyDataContainer> open(const QString& path, char delimiter = ',',
                                                        ParsingStandard standard = RFC_4180,
                                                        EncodingType encoding = UTF_8) {
-        auto c = std::make_unique<ReadOnlyDataContainer>();
-        c->setFilepath(path);
-        c->setDelimiter(delimiter, delimiter);
-        c->setParsingStandard(standard);
-        c->setEncoding(encoding);
-        if (!c->loadCSV())
-            return nullptr;
-        return c;
+        return openAs<ReadOnlyDataContainer>(path, delimiter, standard, encoding);
     }
 };
-
-QByteArray readAll(const QString& path) {
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
 
 // The index as the machine gives it, one byte at a time: row and cell starts happen only where
 // a character is there to start them; a short row's missing cells point at its line ending.
@@ -123,6 +93,8 @@ PlainIndex plainIndex(const QByteArray& text, char delimiter, bool quoting) {
             break;
         }
     }
+    if (state == StartCell)
+        events.push_back({CellStart, n}); // a delimiter at the end opens one more, empty cell
     PlainIndex index;
     qint64 cells = 0;
     for (const auto& [kind, pos] : events) {
@@ -134,6 +106,8 @@ PlainIndex plainIndex(const QByteArray& text, char delimiter, bool quoting) {
             ++cells;
         }
     }
+    if (index.rows > 0)
+        index.cols = std::max(index.cols, cells); // the last row's width counts too
     if (delimiter == 0 && index.rows > 0)
         index.cols = 1;
     qint64 number = -1;
@@ -251,20 +225,30 @@ void TestReadOnlyDataContainer::readsCells_data() {
     QByteArray wide;
     for (int i = 0; i < 30; ++i)
         wide += (i ? "," : "") + QByteArray::number(i);
-    QTest::newRow("rows of 3, 1 and 30 cells: the last row doesn't widen")
-        << QByteArray("a,b,c\nd\n" + wide + "\n") << ',' << 0 << 3 << 3
-        << QList<QByteArray>{"0 2 c", "1 0 d", "1 1 ", "2 2 2", "2 3 ", "2 29 ", "3 0 "};
+    QTest::newRow("rows of 3, 1 and 30 cells: the last row widens the table")
+        << QByteArray("a,b,c\nd\n" + wide + "\n") << ',' << 0 << 3 << 30
+        << QList<QByteArray>{"0 2 c", "0 3 ",  "0 29 ",   "1 0 d", "1 1 ",
+                             "2 2 2", "2 3 3", "2 29 29", "2 30 ", "3 0 "};
+    QTest::newRow("last row wider, without a final line ending")
+        << QByteArray("a\nb,c,d") << ',' << 0 << 2 << 3
+        << QList<QByteArray>{"0 0 a", "0 1 ", "1 2 d", "1 1 c"};
+    QTest::newRow("a delimiter at the end opens an empty cell")
+        << QByteArray("a\nb,") << ',' << 0 << 2 << 2 << QList<QByteArray>{"1 0 b", "1 1 "};
     QTest::newRow("rfc 4180 undoes doubled quotes")
         << QByteArray("\"a\"\"b\",c\nx,y\n") << ',' << 0 << 2 << 2 << QList<QByteArray>{"0 0 a\"b", "0 1 c"};
-    QTest::newRow("sparse quotes shows the quotes")
-        << QByteArray("\"a\"\"b\",c\nx,y\n") << ',' << 3 << 2 << 2 << QList<QByteArray>{"0 0 \"a\"\"b\""};
-    QTest::newRow("ascii separated shows the quotes")
+    QTest::newRow("sparse quotes reads quoted cells as the loader does")
+        << QByteArray("\"a\"\"b\",c\nx,y\"z,\"w\n") << ',' << 3 << 2 << 3
+        << QList<QByteArray>{"0 0 a\"b", "1 1 y\"z", "1 2 \"w"};
+    QTest::newRow("ascii separated reads quoted cells as the loader does")
         << QByteArray("\"a\x1f\"\x1f"
                       "b\x1ex\x1fy\x1e")
-        << '\x1f' << 4 << 2 << 2 << QList<QByteArray>{"0 0 \"a\x1f\"", "0 1 b", "1 1 y"};
-    QTest::newRow("all quotes strips every cell, even unquoted")
+        << '\x1f' << 4 << 2 << 2 << QList<QByteArray>{"0 0 a\x1f", "0 1 b", "1 1 y"};
+    QTest::newRow("all quotes leaves unquoted cells whole")
         << QByteArray("\"a\",abc,\"\"\nx,y,z\n") << ',' << 2 << 2 << 3
-        << QList<QByteArray>{"0 0 a", "0 1 b", "0 2 ", "1 0 "};
+        << QList<QByteArray>{"0 0 a", "0 1 abc", "0 2 ", "1 0 x"};
+    QTest::newRow("rfc 4180: a quote in the middle of a quoted cell keeps it as it stands")
+        << QByteArray("\"x\"y\",b\n\"x\"\"\"\n") << ',' << 0 << 2 << 2
+        << QList<QByteArray>{"0 0 \"x\"y\"", "0 1 b", "1 0 x\""};
     QTest::newRow("delimiter only: quotes are bytes")
         << QByteArray("\"a,b\"\nx,y\n") << ',' << 1 << 2 << 2 << QList<QByteArray>{"0 0 \"a", "0 1 b\""};
     QTest::newRow("quoted delimiter and line break")
@@ -289,8 +273,10 @@ void TestReadOnlyDataContainer::readsCells_data() {
                                                       << QList<QByteArray>{"1 0 \"c,d\ne,f", "1 1 "};
     QTest::newRow("no delimiter: one cell per line") << QByteArray("a,b\n\"c\nd\n") << '\0' << 0 << 3 << 1
                                                      << QList<QByteArray>{"0 0 a,b", "1 0 \"c", "2 0 d"};
-    QTest::newRow("single line has no width")
-        << QByteArray("a,b,c\n") << ',' << 0 << 1 << 0 << QList<QByteArray>{"0 0 "};
+    QTest::newRow("a single line is a row of its cells")
+        << QByteArray("a,b,c\n") << ',' << 0 << 1 << 3 << QList<QByteArray>{"0 0 a", "0 2 c", "0 3 "};
+    QTest::newRow("a single line without a line ending")
+        << QByteArray("h1;h2") << ';' << 0 << 1 << 2 << QList<QByteArray>{"0 0 h1", "0 1 h2"};
     QTest::newRow("delimiter wins over a terminator byte")
         << QByteArray("a\nb\rc\nd\r") << '\n'
         << 0 << 2 << 2 << QList<QByteArray>{"0 1 b", "1 0 c", "1 1 d"};
@@ -603,11 +589,11 @@ void TestReadOnlyDataContainer::saveOverTheFileBeingRead_data() {
     QTest::newRow("pads short rows") << QByteArray("a,b,c\nd\n\"e,\"\"f\",g,h\n") << 0 << true << 1
                                      << QByteArray("a,b,c\nd,,\n\"e,\"\"f\",g,h\n");
     QTest::newRow("no trailing delimiters drops empty tails")
-        << QByteArray("a,b,c\nd,,\n,x,\nlast,,") << 0 << false << 1 << QByteArray("a,b,c\nd\n,x\nlast\n");
+        << QByteArray("a,b,c\nd,,\n,x,\nlast,,") << 0 << false << 1 << QByteArray("a,b,c\nd\n,x\nlast");
     QTest::newRow("all quotes pads with two quotes") << QByteArray("\"a\",\"b\"\n\"c\"\n") << 2 << true << 0
                                                      << QByteArray("\"a\",\"b\"\r\n\"c\",\"\"\r\n");
     QTest::newRow("the last row's extra cells aren't lost") << QByteArray("a,b\nc,d,e,f\n") << 0 << true << 4
-                                                            << QByteArray("a,b\x1e"
+                                                            << QByteArray("a,b,,\x1e"
                                                                           "c,d,e,f\x1e");
     QTest::newRow("bom is written back")
         << QByteArray("\xEF\xBB\xBFx,y\n1,2\n") << 0 << true << 1 << QByteArray("\xEF\xBB\xBFx,y\n1,2\n");

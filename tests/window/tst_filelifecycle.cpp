@@ -2,6 +2,7 @@
 
 #include "panes/tabbar.h"
 #include "storage/editabledatacontainer.h"
+#include "storage/piecereader.h"
 #include "table/tablemodel.h"
 #include "util/msgbox.h"
 #include "util/msgboxanswers.h"
@@ -10,6 +11,7 @@
 #include "window/paneview.h"
 
 #include <QCloseEvent>
+#include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QMimeData>
@@ -19,6 +21,9 @@
 #include <QTest>
 #include <QUndoCommand>
 #include <QUndoStack>
+
+#include <cerrno>
+#include <cstring>
 
 namespace {
 
@@ -82,6 +87,62 @@ private slots:
     void cleanup() { dir.reset(); }
 
     // --- Opening ------------------------------------------------------------------------------
+
+    // A read that fails in the middle of the file: the user is told why, and the table goes, so
+    // that no part of the file can be saved over it.
+    void failedLoadIsToldAndClosed_data() {
+        QTest::addColumn<int>("error");
+        QTest::addColumn<QString>("reason");
+        QTest::newRow("input/output error") << EIO << QString::fromLocal8Bit(std::strerror(EIO));
+        QTest::newRow("file got shorter")
+            << 0 << QStringLiteral("The file got shorter while it was being read.");
+    }
+    void failedLoadIsToldAndClosed() {
+        QFETCH(int, error);
+        QFETCH(QString, reason);
+        const QByteArray content = QByteArray("alpha,beta\n").repeated(2000);
+        const QString file = writeFile(path("broken.csv"), content);
+        MainWindow window;
+        Answers answers;
+        PieceReader::setReadFaultForTesting(content.size() / 2, error);
+        window.openFiles({file});
+        PieceReader::setReadFaultForTesting(-1, 0);
+        QTRY_COMPARE(answers.texts(), QStringList{QStringLiteral("File failed to load.\n\n") + reason});
+        QTRY_COMPARE(window.getNumTables(), 1);
+        QVERIFY(window.getActiveFilepath().isEmpty());
+        QCOMPARE(readFile(file), content);
+    }
+
+    // Another program rewrites a file open read-only: the user is told, the file is read again,
+    // and the table shows the new cells, never a mix of both.
+    void readOnlyFileChangedIsReadAgain() {
+        const QString file = writeSizedFile(path("big.csv"), kMiB);
+        MainWindow window;
+        window.setMinimumFileSizeAskAboutReadOnlyMb(1);
+        Answers answers;
+        answers.queue = {0}; // "Open as Read-Only"
+        QVERIFY(window.openFiles({file}));
+        QVERIFY(window.isReadOnly(file));
+        TableData& data = window.getActiveTable()->tableModel()->getTableData();
+        QCOMPARE(data.getValueModel(0, 1).toString(), QStringLiteral("b"));
+
+        QFile f(file);
+        QVERIFY(f.open(QIODevice::ReadWrite));
+        QVERIFY(f.resize(kMiB / 2));
+        QVERIFY(f.seek(0));
+        QVERIFY(f.write("new,cell\n") > 0);
+        QVERIFY(
+            f.setFileTime(QDateTime::currentDateTime().addSecs(-3600), QFileDevice::FileModificationTime));
+        f.close();
+
+        QVERIFY(data.getValueModel(1, 1).toString().isEmpty()); // the read that notices it
+        QTRY_COMPARE(answers.texts().size(), 2);
+        QVERIFY(answers.texts().last().startsWith(QStringLiteral("This file has been changed externally.")));
+        TableData& again = window.getActiveTable()->tableModel()->getTableData();
+        QTRY_COMPARE(again.getValueModel(0, 0).toString(), QStringLiteral("new"));
+        QCOMPARE(again.getValueModel(0, 1).toString(), QStringLiteral("cell"));
+        QCOMPARE(again.numRawRows(), int(kMiB / 2 / 64) + 1);
+    }
 
     void openFileAlreadyOpenIsReactivatedWithoutLoad() {
         const QString a = writeFile(path("a.csv"), "1,2\n");

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "storage/abstractdatacontainer.h"
+
+#include <string_view>
+#include <vector>
+
+// How both containers put cells into a line of a saved file: the quoting rule of the standard,
+// the save delimiter, the pad of an absent cell and the line ending, in units of the encoding.
+//
+// A cell is quoted whenever it would not read back as itself otherwise, under every standard
+// whose reader honours quotes: it holds the delimiter or a byte that ends a row (LF, CR, record
+// separator), it starts with a quote, or it is the file's first cell and starts with the bytes
+// of the encoding's byte order mark. "RFC 4180" also quotes every cell with a quote in it, and
+// "All Quotes" every cell. "Delimiter Only" and files without a delimiter have no quotes at all.
+class CellWriter {
+public:
+    explicit CellWriter(const AbstractDataContainer& container);
+
+    bool delimited() const { return hasDelimiter; }
+    // True when the cell goes out between quotes; `fileStart` marks the file's first cell with
+    // nothing (no byte order mark) in front of it.
+    bool needsQuotes(std::string_view cell, bool fileStart) const;
+    // The cell, quoted as needed, and a delimiter behind it if there is one.
+    void appendCell(std::vector<char>& out, std::string_view cell, bool fileStart) const;
+    // An absent cell padded up to the table's width: a delimiter, under "All Quotes" two quotes.
+    void appendPad(std::vector<char>& out) const;
+    // Drops the delimiter behind the line's last cell, if `out` grew since `lineStart`.
+    void endCells(std::vector<char>& out, size_t lineStart) const;
+    void appendLineEnding(std::vector<char>& out) const;
+    // Takes the line ending off the end of `out` when the line before it has text: a file whose
+    // last row had no line ending gets none again. An empty last line keeps it, or the row would
+    // be gone.
+    void dropFinalLineEnding(std::vector<char>& out, size_t lineStart) const;
+
+private:
+    bool hasUnit(std::string_view cell, const std::vector<char>& unit) const;
+    bool startsWith(std::string_view cell, const std::vector<char>& prefix) const;
+    bool startsWithBom(std::string_view cell) const;
+
+    AbstractDataContainer::KeyCharVecs keys;
+    std::vector<char> lineEnding;
+    std::vector<std::vector<char>> boms; // what a load would take for a byte order mark
+    size_t width = 1;
+    bool hasDelimiter = true;
+    bool always = false;
+    bool never = false;
+    bool quoteAnywhere = false; // "RFC 4180": a quote anywhere in the cell
+    bool table[256] = {};       // single-byte text: the bytes that call for quotes
+};

@@ -1,0 +1,243 @@
+#include "storage/readonlydatacontainer_scan.h"
+
+#include "storage/cellwriter.h"
+#include "storage/savefile.h"
+
+#include <QFile>
+#include <QSaveFile>
+#include <QScopeGuard>
+
+#include <algorithm>
+
+namespace {
+
+constexpr char kChangedText[] = "The file was changed by another program since it was opened.";
+
+bool isSorted(const std::vector<int>& v) {
+    return std::is_sorted(v.begin(), v.end());
+}
+
+} // namespace
+
+// --- Writing ---------------------------------------------------------------------------------
+
+// Appends one line from raw cells as they stand in the file: each is read as a load would read
+// it, then written as the editable container writes cells, so that both save the same table
+// alike whatever the save parameters. `realCount` is the number of cells the line has in the
+// file, `logicalCount` the table's width (or height) up to which trailing delimiters pad.
+void ReadOnlyDataContainer::writeLine(std::vector<char>& out, std::vector<std::vector<char>>& cells,
+                                      qint64 realCount, qint64 logicalCount, GetRowColMaskType maskType,
+                                      const std::vector<int>& mask) {
+    if (!lineWriter) {
+        // A line asked for on its own, not as part of a save.
+        const CellWriter own(*this);
+        lineWriter = &own;
+        writeLine(out, cells, realCount, logicalCount, maskType, mask);
+        lineWriter = nullptr;
+        return;
+    }
+    const CellWriter& writer = *lineWriter;
+    for (auto& cell : cells)
+        cell = applyQuoteRule(std::move(cell));
+    qint64 count = std::min<qint64>(realCount, static_cast<qint64>(cells.size()));
+    if (!saveWithTrailingDelimiters) {
+        while (count > 0 && cells[static_cast<size_t>(count - 1)].empty())
+            --count;
+    }
+    const size_t before = out.size();
+    auto appendCell = [&](const std::vector<char>& cell) {
+        writer.appendCell(out, std::string_view(cell.data(), cell.size()), writingFileStart);
+        writingFileStart = false;
+    };
+    static const std::vector<char> kEmpty;
+    size_t m = 0;
+    switch (maskType) {
+    case MASK_ONLY_LISTED:
+        for (int index : mask) {
+            if (index >= 0 && index < count)
+                appendCell(cells[static_cast<size_t>(index)]);
+            else if (writer.delimited() && saveWithTrailingDelimiters && index >= 0 && index < logicalCount)
+                writer.appendPad(out);
+        }
+        break;
+    case MASK_ALL_BUT_LISTED:
+        for (qint64 i = 0; i < count; ++i) {
+            while (m < mask.size() && mask[m] < i)
+                ++m;
+            if (m < mask.size() && mask[m] == i)
+                continue;
+            appendCell(cells[static_cast<size_t>(i)]);
+        }
+        break;
+    case MASK_ALL:
+        for (qint64 i = 0; i < count; ++i)
+            appendCell(cells[static_cast<size_t>(i)]);
+        break;
+    }
+    if (writer.delimited() && saveWithTrailingDelimiters && maskType != MASK_ONLY_LISTED) {
+        m = 0;
+        for (qint64 i = count; i < logicalCount; ++i) {
+            if (maskType == MASK_ALL_BUT_LISTED) {
+                while (m < mask.size() && mask[m] < i)
+                    ++m;
+                if (m < mask.size() && mask[m] == i)
+                    continue;
+            }
+            writer.appendPad(out);
+        }
+    }
+    writingFileStart = false;
+    writer.endCells(out, before);
+    writer.appendLineEnding(out);
+}
+
+void ReadOnlyDataContainer::readWholeRow(int row, std::vector<std::vector<char>>& cells) const {
+    cells.clear();
+    if (row < 0 || row >= numRowsIndexed || strips.empty() || !file || !file->isOpen() || !fileUnchanged())
+        return;
+    // From the strip of the row's first cell to the strip behind that of the next row's first
+    // cell; the last row reads to the end, since it may be wider than numCols.
+    const qint64 unitBytes = bytesPerChar >= 2 ? bytesPerChar : 1;
+    const qint64 stripCount = static_cast<qint64>(strips.size());
+    const qint64 first = std::min(static_cast<qint64>(row) * numColsIndexed / stripSize, stripCount - 1);
+    qint64 end = fileSize / unitBytes;
+    if (row + 1 < numRowsIndexed) {
+        const qint64 next = static_cast<qint64>(row + 1) * numColsIndexed / stripSize;
+        if (next + 1 < stripCount)
+            end = strips[next + 1].offset;
+    }
+    const qint64 begin = strips[first].offset;
+    if (end <= begin)
+        return;
+    readBuffer.resize(static_cast<size_t>((end - begin) * unitBytes));
+    const qint64 got = readAt(begin * unitBytes, readBuffer.data(), static_cast<qint64>(readBuffer.size()));
+    if (got < static_cast<qint64>(readBuffer.size())) {
+        noteFileChanged();
+        return;
+    }
+    CellCollector sink;
+    sink.rowCells = &cells;
+    sink.targetRow = row;
+    runCollector(readBuffer, strips[first].row, strips[first].col, sink, bytesPerChar >= 2, delimiter != 0);
+}
+
+void ReadOnlyDataContainer::getRowCSVString(std::vector<char>& out, int row, GetRowColMaskType maskType,
+                                            const std::vector<int>& mask) {
+    if (bytesPerChar >= 2) {
+        getRowCSVStringMultiByte(out, row, maskType, mask);
+        return;
+    }
+    if (row < 0 || row >= numRowsIndexed)
+        return;
+    std::vector<std::vector<char>> cells;
+    readWholeRow(row, cells);
+    writeLine(out, cells, static_cast<qint64>(cells.size()), numColsIndexed, maskType, mask);
+}
+
+void ReadOnlyDataContainer::getRowCSVStringMultiByte(std::vector<char>& out, int row,
+                                                     GetRowColMaskType maskType,
+                                                     const std::vector<int>& mask) {
+    if (row < 0 || row >= numRowsIndexed)
+        return;
+    std::vector<std::vector<char>> cells;
+    readWholeRow(row, cells);
+    writeLine(out, cells, static_cast<qint64>(cells.size()), numColsIndexed, maskType, mask);
+}
+
+void ReadOnlyDataContainer::getColCSVString(std::vector<char>& out, int col, GetRowColMaskType maskType,
+                                            const std::vector<int>& mask) {
+    if (bytesPerChar >= 2) {
+        getColCSVStringMultiByte(out, col, maskType, mask);
+        return;
+    }
+    std::vector<CellPosition> wanted(static_cast<size_t>(std::max(0, numRowsIndexed)));
+    for (int r = 0; r < numRowsIndexed; ++r)
+        wanted[r] = CellPosition{r, col};
+    std::vector<std::vector<char>> cells;
+    readRawCellsSorted(wanted, cells);
+    writeLine(out, cells, numRowsIndexed, numRowsIndexed, maskType, mask);
+}
+
+void ReadOnlyDataContainer::getColCSVStringMultiByte(std::vector<char>& out, int col,
+                                                     GetRowColMaskType maskType,
+                                                     const std::vector<int>& mask) {
+    std::vector<CellPosition> wanted(static_cast<size_t>(std::max(0, numRowsIndexed)));
+    for (int r = 0; r < numRowsIndexed; ++r)
+        wanted[r] = CellPosition{r, col};
+    std::vector<std::vector<char>> cells;
+    readRawCellsSorted(wanted, cells);
+    writeLine(out, cells, numRowsIndexed, numRowsIndexed, maskType, mask);
+}
+
+bool ReadOnlyDataContainer::saveCSV(bool, bool transposed, const std::vector<int>& rowsToSkip,
+                                    const std::vector<int>& colsToSkip) {
+    if (!isSorted(rowsToSkip) || !isSorted(colsToSkip))
+        return false;
+    // The source stays open and is read while the new file is written; the commit replaces the
+    // old file in one step, so saving over the file being read works.
+    errorString.clear();
+    if (!fileUnchanged()) {
+        errorString = QLatin1String(kChangedText);
+        return false;
+    }
+    QSaveFile out(filepath);
+    if (!SaveFile::open(out, errorString))
+        return false;
+    auto put = [&](const std::vector<char>& bytes) {
+        if (bytes.empty() ||
+            out.write(bytes.data(), static_cast<qint64>(bytes.size())) == static_cast<qint64>(bytes.size()))
+            return true;
+        errorString = out.errorString();
+        return false;
+    };
+    const CellWriter writer(*this);
+    lineWriter = &writer;
+    const auto done = qScopeGuard([this] {
+        writingFileStart = false;
+        lineWriter = nullptr;
+    });
+    const bool withBom = hasBom && !bom.empty() && isBomConsistentWithEncoding(bom, encoding);
+    if (withBom && !put(bom))
+        return false;
+    writingFileStart = !withBom;
+    std::vector<char> buffer;
+    size_t skip = 0;
+    if (!transposed) {
+        int lastRow = numRowsIndexed - 1;
+        while (lastRow >= 0 && std::binary_search(rowsToSkip.begin(), rowsToSkip.end(), lastRow))
+            --lastRow;
+        for (int row = 0; row < numRowsIndexed; ++row) {
+            while (skip < rowsToSkip.size() && rowsToSkip[skip] < row)
+                ++skip;
+            if (skip < rowsToSkip.size() && rowsToSkip[skip] == row)
+                continue;
+            buffer.clear();
+            getRowCSVString(buffer, row, MASK_ALL_BUT_LISTED, colsToSkip);
+            if (row == lastRow && !finalLineEnding)
+                writer.dropFinalLineEnding(buffer, 0);
+            if (!put(buffer))
+                return false;
+        }
+    } else {
+        for (int col = 0; col < numColsIndexed; ++col) {
+            while (skip < colsToSkip.size() && colsToSkip[skip] < col)
+                ++skip;
+            if (skip < colsToSkip.size() && colsToSkip[skip] == col)
+                continue;
+            buffer.clear();
+            getColCSVString(buffer, col, MASK_ALL, colsToSkip);
+            if (!put(buffer))
+                return false;
+        }
+    }
+    // A file changed while it was copied gives cells of neither its old nor its new text.
+    if (fileChanged) {
+        errorString = QLatin1String(kChangedText);
+        return false;
+    }
+    if (!out.commit()) {
+        errorString = out.errorString();
+        return false;
+    }
+    return true;
+}

@@ -1,0 +1,30 @@
+#include "storage/savefile.h"
+
+#include <QFile>
+#include <QSaveFile>
+
+#if defined(Q_OS_UNIX)
+#include <sys/stat.h>
+#include <unistd.h>
+#endif
+
+bool SaveFile::open(QSaveFile& file, QString& error) {
+    if (!file.open(QIODevice::WriteOnly)) {
+        error = file.errorString();
+        return false;
+    }
+#if defined(Q_OS_UNIX)
+    struct stat old;
+    const QByteArray path = QFile::encodeName(file.fileName());
+    const int fd = file.handle();
+    if (fd >= 0 && ::stat(path.constData(), &old) == 0) {
+        // The owner first: a change of owner may clear the set-id bits, which the mode then restores.
+        if (::fchown(fd, old.st_uid, old.st_gid) != 0 &&
+            ::fchown(fd, static_cast<uid_t>(-1), old.st_gid) != 0) {
+            // Not ours to give away: the new file stays the saving user's.
+        }
+        (void)::fchmod(fd, old.st_mode & 07777);
+    }
+#endif
+    return true;
+}

@@ -86,7 +86,6 @@ public:
     const Theme& getTheme() const { return theme; }
     void setFont(const QFont& cellFont);
     QFont getFont() const { return font; }
-    QFont getHeaderFont() const { return headerFont; }
     void setBoldHeaderRows(bool on);
     void setBoldHeaderCols(bool on);
     void setShadeEveryOtherRow(bool on);
@@ -95,10 +94,7 @@ public:
     void setHighlightMainCellCol(bool on);
     void setFirstRowIndex(int index);
     void setFirstColIndex(int index);
-    int getFirstRowIndex() const { return firstRowIndex; }
-    int getFirstColIndex() const { return firstColIndex; }
     void setColLetters(bool on);
-    bool getColLetters() const { return colLetters; }
     bool isReadOnly() const { return readOnly; }
     // The view switches the mode of a loaded table; writes are refused while it is on.
     void setReadOnly(bool on) { readOnly = on; }
@@ -134,7 +130,6 @@ public:
     int getMinNumTableCols() const { return minNumTableCols; }
     int getNumBufferRows() const { return numBufferRows; }
     int getNumBufferCols() const { return numBufferCols; }
-    bool isAdjustingTableSize() const { return adjustingTableSize; }
     // The explicit shrink after the selection walked past the data and came back.
     void removeExtraneousRows(bool& changed);
     void removeExtraneousCols(bool& changed);

@@ -137,7 +137,7 @@ void TableView::setModel(QAbstractItemModel* model) {
         m->setFirstColIndex(firstColIndex);
         m->setColLetters(colLetters);
         m->setTheme(theme);
-        fileMode = m->isReadOnly() ? 1 : 0;
+        fileMode = m->isReadOnly() ? FileMode::ReadOnly : FileMode::Editable;
         readOnlyView = m->isReadOnly();
     }
     setDefaultRowHeight(defaultRowHeight);
@@ -624,7 +624,7 @@ void TableView::setReadOnly(bool on, bool initial) {
     }
     undoStackObject->clear();
     markClean();
-    fileMode = on ? 1 : 0;
+    fileMode = on ? FileMode::ReadOnly : FileMode::Editable;
     readOnlyView = on;
     for (FrozenTableView* frozen : {frozenRows, frozenCols, frozenCorner})
         frozen->setReadOnlyView(on);
@@ -642,9 +642,9 @@ void TableView::setReadOnlyAndLoad(bool on) {
     TableModel* m = tableModel();
     if (!m)
         return;
-    const bool wasReadOnly = fileMode == 1;
+    const bool wasReadOnly = fileMode == FileMode::ReadOnly;
     setReadOnly(on, false);
-    if ((fileMode == 1) != on || wasReadOnly == on)
+    if ((fileMode == FileMode::ReadOnly) != on || wasReadOnly == on)
         return;
     TableData& data = m->getTableData();
     const QString path = data.getFilepath();
@@ -673,7 +673,7 @@ void TableView::onLoadFinished() {
         frozen->setLoading(false);
     TableModel* m = tableModel();
     if (m) {
-        fileMode = m->isReadOnly() ? 1 : 0;
+        fileMode = m->isReadOnly() ? FileMode::ReadOnly : FileMode::Editable;
         readOnlyView = m->isReadOnly();
         context = readOnlyView ? context + ContextReadOnly : context - ContextReadOnly;
         horizontalHeader()->setResizeContentsPrecision(50);

@@ -164,7 +164,7 @@ public:
     Context getContext() const { return context; }
     void setReadOnly(bool on, bool initial);
     void setReadOnlyAndLoad(bool on);
-    bool isReadOnly() const { return fileMode == 1; }
+    bool isReadOnly() const { return fileMode == FileMode::ReadOnly; }
     void setSnapToRow(bool on) { snapToRow = on; }
     void setSnapToCol(bool on) { snapToCol = on; }
     void setShowRowLabels(bool on);
@@ -384,7 +384,8 @@ private:
     int firstRowIndex = 0;
     int firstColIndex = 0;
     bool colLetters = false;
-    int fileMode = 0; // 0 editable, 1 read-only
+    enum class FileMode { Editable, ReadOnly };
+    FileMode fileMode = FileMode::Editable;
     bool saveAfterEachEdit = false;
     Context context;
     int paintSkipCount = 0;

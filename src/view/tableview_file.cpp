@@ -23,7 +23,7 @@ void TableView::loadCSV(const QString& path, bool async) {
         horizontalHeader()->setResizeContentsPrecision(50);
         verticalHeader()->setResizeContentsPrecision(50);
     }
-    m->loadCSV(path, async, fileMode == 1 ? TableData::ReadOnly : TableData::Editable,
+    m->loadCSV(path, async, fileMode == FileMode::ReadOnly ? TableData::ReadOnly : TableData::Editable,
                data.getDelimiterText(), data.getSaveDelimiterText(), data.getEncoding(),
                data.getParsingStandard());
     // A load that ends here has already fitted rows and columns as the settings ask, in

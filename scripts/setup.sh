@@ -1,6 +1,9 @@
 # Sourced by test.sh and run.sh: installs the Debian packages the build needs (only those
 # missing) and sets up the compiler cache so a fresh clone still hits it.
-orvane_packages=(cmake ninja-build g++ qt6-base-dev qt6-5compat-dev libgl-dev ccache clang-format)
+# desktop-file-utils and appstream validate the installed desktop entry and metainfo; dpkg-dev
+# computes the Debian package's dependencies.
+orvane_packages=(cmake ninja-build g++ qt6-base-dev qt6-5compat-dev libgl-dev ccache clang-format
+    desktop-file-utils appstream dpkg-dev)
 
 orvane_install_missing() {
     local missing=()

@@ -1,5 +1,6 @@
 #include "app/application.h"
 
+#include "app/terminationsignalwatcher.h"
 #include "util/appdatautilities.h"
 #include "util/fileparameterutilities.h"
 #include "window/mainwindow.h"
@@ -124,8 +125,16 @@ Application::Application(int& argc, char** argv, bool allowSecondary, QFlags<Mod
     if (isSecondary())
         return;
 
+    // Before anything else can take long: a termination request that arrives during start-up
+    // waits in the watcher until the event loop runs, and then closes the windows.
+    auto* terminationWatcher = new TerminationSignalWatcher(this);
+    connect(terminationWatcher, &TerminationSignalWatcher::terminationRequested, this,
+            &Application::onTerminationRequested);
+
     QCoreApplication::setApplicationName(QStringLiteral("Orvane"));
     QCoreApplication::setApplicationVersion(kVersion);
+    // Ties the windows to the installed desktop entry (its icon and name on Wayland).
+    QGuiApplication::setDesktopFileName(QStringLiteral("app.orvane.Orvane"));
     appDataPath = Utilities::getAppDataLocation();
     Utilities::handleAppDataInRedundantFolders();
     QDir().mkpath(appDataPath);
@@ -299,6 +308,16 @@ void Application::closeProgram() {
 }
 
 void Application::onQuit() {}
+
+void Application::onTerminationRequested() {
+    // A second request while the first one asks about unsaved tables must not close again from
+    // inside that question.
+    if (closingOnRequest)
+        return;
+    closingOnRequest = true;
+    closeProgram();
+    closingOnRequest = false;
+}
 
 bool Application::event(QEvent* event) {
     if (event->type() == QEvent::FileOpen && mainWindow)

@@ -94,6 +94,8 @@ public slots:
     void removeMainWindow(QObject* window);
     void closeProgram();
     void onQuit();
+    // SIGTERM or SIGHUP: close every window as File > Exit does.
+    void onTerminationRequested();
 
 protected:
     bool event(QEvent* event) override;
@@ -110,6 +112,7 @@ private:
     QString workingDirectory;
     QString updateIgnoreVersion;
     bool showEditorPane = false;
+    bool closingOnRequest = false;
     ImportDefaults importDefaults;
     PrintSettings printData;
 };

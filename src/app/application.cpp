@@ -112,18 +112,15 @@ qreal primaryLogicalDpi() {
 
 // --- Construction ---------------------------------------------------------------------------------
 
-Application::Application(int& argc, char** argv, bool allowSecondary, QFlags<Mode> mode, int timeout)
-    : QApplication(argc, argv),
+Application::Application(int& argc, char** argv, bool allowSecondary, Options mode, int timeout)
+    : SingleApplication(argc, argv, allowSecondary, mode, timeout),
       // Opened before the application name is set, on the path that name-less start-up gives.
       configFile(Utilities::getAppDataLocation() + QStringLiteral("/Orvane.ini"), QSettings::IniFormat) {
-    Q_UNUSED(allowSecondary)
-    Q_UNUSED(mode)
-    Q_UNUSED(timeout)
-
     QCoreApplication::setAttribute(Qt::AA_UseStyleSheetPropagationInWidgetStyles, true);
     workingDirectory = QDir::currentPath();
     if (isSecondary())
         return;
+    connect(this, &SingleApplication::receivedMessage, this, &Application::onMessageReceived);
 
     // Before anything else can take long: a termination request that arrives during start-up
     // waits in the watcher until the event loop runs, and then closes the windows.
@@ -178,10 +175,6 @@ Application::~Application() {
 
 MainWindow* Application::getMainWindow() const {
     return mainWindow;
-}
-
-bool Application::sendMessage(const QByteArray&, const QString&, int, SendMode) {
-    return false;
 }
 
 // --- Windows --------------------------------------------------------------------------------------
@@ -602,6 +595,10 @@ void Application::handleCommandLineArguments(const QList<QString>& arguments) {
         window->move(wanted.topLeft());
 
     window->openFiles(request.files);
+    // Files handed over by a later launch come to the front with their window.
+    if (window->isMinimized())
+        window->showNormal();
+    window->raise();
     window->activateWindow();
 }
 

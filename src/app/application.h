@@ -1,9 +1,9 @@
 #pragma once
 
+#include "app/singleapplication.h"
 #include "convert/printsettings.h"
 #include "window/configdata.h"
 
-#include <QApplication>
 #include <QList>
 #include <QRect>
 #include <QSettings>
@@ -19,21 +19,11 @@ class MainWindow;
 
 // The process: its main windows, "Orvane.ini", the data folder, and the requests that a window
 // can't carry out itself.
-class Application : public QApplication {
+class Application : public SingleApplication {
     Q_OBJECT
 
 public:
-    // Instance coordination. Until a second launch can hand over to the first, every process
-    // is the primary one: isSecondary() is false and sendMessage has nobody to talk to.
-    enum Mode { User = 1, System = 2, SecondaryNotification = 4, ExcludeAppVersion = 8, ExcludeAppPath = 16 };
-    enum SendMode { NonBlocking = 0, BlockUntilPrimaryExits = 1 };
-    bool isPrimary() const { return true; }
-    bool isSecondary() const { return false; }
-    bool sendMessage(const QByteArray& message, const QString& workingDirectory, int timeout = 100,
-                     SendMode sendMode = NonBlocking);
-
-    Application(int& argc, char** argv, bool allowSecondary = false, QFlags<Mode> mode = User,
-                int timeout = 1000);
+    Application(int& argc, char** argv, bool allowSecondary = false, Options mode = User, int timeout = 1000);
     ~Application() override;
 
     // What the command line asks for; -1 and 0 mean "not given".

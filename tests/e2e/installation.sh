@@ -78,11 +78,12 @@ fi
 # The installed program, in a home of its own, opens a file and keeps it among the recent files
 # that it writes to Orvane.ini when SIGTERM closes it.
 home=$work/home
-mkdir -p "$home"
+mkdir -p "$home" "$work/tmp"
+chmod 700 "$work/tmp"
 table=$work/people.csv
 cp "$data_dir/shapes/lf.csv" "$table"
 HOME=$home XDG_DATA_HOME=$home/.local/share XDG_CONFIG_HOME=$home/.config XDG_CACHE_HOME=$home/.cache \
-    XDG_RUNTIME_DIR=$work QT_QPA_PLATFORM=offscreen "$prefix/bin/orvane" "$table" >"$work/run.log" 2>&1 &
+    XDG_RUNTIME_DIR=$work/tmp TMPDIR=$work/tmp QT_QPA_PLATFORM=offscreen "$prefix/bin/orvane" "$table" >"$work/run.log" 2>&1 &
 program_pid=$!
 sleep 3
 if ! kill -0 "$program_pid" 2>/dev/null; then

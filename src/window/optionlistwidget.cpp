@@ -18,6 +18,7 @@ OptionListWidget::OptionListWidget(const std::vector<OptionData>& optionData, co
 
     content = new QWidget(this);
     content->setFocusPolicy(Qt::NoFocus);
+    makeOptionWidgetStyleSheetsAndHTMLTags();
     layout = new QVBoxLayout(content);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(0);
@@ -54,6 +55,12 @@ void OptionListWidget::makeOptionWidgetStyleSheetsAndHTMLTags() {
     pal.setColor(QPalette::Window, theme.Background2Color);
     pal.setColor(QPalette::Base, theme.Background2Color);
     setPalette(pal);
+    viewport()->setAutoFillBackground(true);
+    viewport()->setPalette(pal);
+    if (content) {
+        content->setAutoFillBackground(true);
+        content->setPalette(pal);
+    }
 }
 
 void OptionListWidget::setTheme(const Theme& newTheme) {

@@ -52,12 +52,15 @@ void OptionWidget::fillWidget() {
     optionLabel = new QLabel(this);
     optionLabel->setTextFormat(Qt::RichText);
     optionLabel->setFont(style->optionFont);
+    // A long name gives way to the shortcut, never the other way round.
+    optionLabel->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
     grid->addWidget(optionLabel, 0, 0);
     if (showShortcut) {
         shortcutLabel = new QLabel(data.shortcut, this);
         shortcutLabel->setTextFormat(Qt::PlainText);
         shortcutLabel->setFont(style->descriptionFont);
         shortcutLabel->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+        shortcutLabel->setMinimumWidth(shortcutLabel->sizeHint().width());
         grid->addWidget(shortcutLabel, 0, 1);
     }
     int row = 1;
@@ -68,7 +71,7 @@ void OptionWidget::fillWidget() {
         grid->addWidget(descriptionLabel, row++, 0, 1, 2);
     }
     if (showValue) {
-        valueLabel = new QLabel(data.value, this);
+        valueLabel = new QLabel(tr("Current value: %1").arg(data.value), this);
         valueLabel->setTextFormat(Qt::PlainText);
         valueLabel->setFont(style->descriptionFont);
         grid->addWidget(valueLabel, row++, 0, 1, 2);

@@ -5,10 +5,13 @@
 #include "view/tableview.h"
 #include "window/commands.h"
 #include "window/filedialoghelper.h"
+#include "window/launcher.h"
 #include "window/paneview.h"
 
 #include <QAction>
 #include <QFile>
+#include <QLabel>
+#include <QLineEdit>
 #include <QMenuBar>
 #include <QSet>
 #include <QStandardPaths>
@@ -333,8 +336,8 @@ private slots:
         }
         QCOMPARE(titles,
                  (QStringList{QStringLiteral("&File"), QStringLiteral("&Edit"), QStringLiteral("&Data"),
-                              QStringLiteral("&Selection"), QStringLiteral("&View"), QStringLiteral("&Go To"),
-                              QStringLiteral("&Help")}));
+                              QStringLiteral("&Selection"), QStringLiteral("&View"), QStringLiteral("&Tools"),
+                              QStringLiteral("&Go To"), QStringLiteral("&Help")}));
         const Commands& commands = window.getCommands();
         int wiredInMenus = 0;
         for (const Command& c : commands.getCommands()) {
@@ -400,6 +403,12 @@ private slots:
         cmd.action->trigger();
         if (!enabled)
             return; // disabled by its rule here, e.g. a command for a filtered table
+        if (Launcher* launcher = window->getLauncher()) {
+            // A prompt: answered as a user would, with a count or a place away from the selection.
+            const bool count = launcher->getTitleLabel()->text().contains(QLatin1String("How Many"));
+            launcher->getPromptEditor()->setText(count ? QStringLiteral("2") : QStringLiteral("5 4"));
+            QTest::keyClick(launcher->getPromptEditor(), Qt::Key_Return);
+        }
         if (window->getActiveTable() != view)
             return; // the command changed tables: closing, new file, tab switches
         const bool dataCommand = cmd.category.startsWith(QLatin1String("Data")) && cmd.setting == NoSetting;

@@ -2,8 +2,8 @@
 
 #include "util/fuzzysearchutilities.h"
 
+#include <QEvent>
 #include <QScrollBar>
-#include <QVBoxLayout>
 
 #include <algorithm>
 
@@ -19,9 +19,7 @@ OptionListWidget::OptionListWidget(const std::vector<OptionData>& optionData, co
     content = new QWidget(this);
     content->setFocusPolicy(Qt::NoFocus);
     makeOptionWidgetStyleSheetsAndHTMLTags();
-    layout = new QVBoxLayout(content);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->setSpacing(0);
+    content->installEventFilter(this);
     options.reserve(optionData.size());
     for (const OptionData& data : optionData) {
         auto* widget = new OptionWidget(data, &style, content);
@@ -30,23 +28,27 @@ OptionListWidget::OptionListWidget(const std::vector<OptionData>& optionData, co
         options.push_back(widget);
     }
     ordered = options;
+    numVisibleOptions = static_cast<int>(options.size());
     relayout();
     setWidget(content);
-    numVisibleOptions = static_cast<int>(options.size());
     connect(verticalScrollBar(), &QScrollBar::valueChanged, this, [this] { fillVisibleRows(); });
     fillListWidgets();
     selectIndex(options.empty() ? -1 : 0);
 }
 
 void OptionListWidget::makeOptionWidgetStyleSheetsAndHTMLTags() {
-    style.optionStyle = QStringLiteral("color: %1; background: transparent;").arg(theme.TextColor.name());
-    style.descriptionStyle =
-        QStringLiteral("color: %1; background: transparent;").arg(theme.StaticTextColor.name());
-    style.shortcutStyle =
-        QStringLiteral("color: %1; background: transparent;").arg(theme.DisabledTextColor.name());
     style.highlightOpen =
         QStringLiteral("<b style=\"color: %1;\">").arg(theme.FuzzySearchHighlightedTextColor.name());
     style.highlightClose = QStringLiteral("</b>");
+    const auto textPalette = [this](const QColor& color) {
+        QPalette pal = palette();
+        pal.setColor(QPalette::WindowText, color);
+        pal.setColor(QPalette::Text, color);
+        return pal;
+    };
+    style.optionPalette = textPalette(theme.TextColor);
+    style.descriptionPalette = textPalette(theme.StaticTextColor);
+    style.shortcutPalette = textPalette(theme.DisabledTextColor);
     style.background = theme.Background2Color;
     style.selectedBackground = theme.SelectedItemColor;
     style.optionFont = QFont(QStringLiteral("Lucida Grande"), 14);
@@ -71,12 +73,34 @@ void OptionListWidget::setTheme(const Theme& newTheme) {
 }
 
 void OptionListWidget::relayout() {
-    // Taking every item and adding them again is linear; moving one at a time is quadratic.
-    while (layout->count() > 0)
-        delete layout->takeAt(layout->count() - 1);
-    for (OptionWidget* widget : ordered)
-        layout->addWidget(widget);
-    layout->addStretch(1);
+    // Rows are placed by hand: a layout would take every row out and in again per keystroke,
+    // and a row that keeps its place and its visibility here costs nothing.
+    const int width = content->width();
+    int y = 0;
+    for (size_t i = 0; i < ordered.size(); ++i) {
+        OptionWidget* widget = ordered[i];
+        if (static_cast<int>(i) < numVisibleOptions) {
+            const int h = widget->height();
+            widget->setGeometry(0, y, width, h);
+            if (widget->isHidden())
+                widget->show();
+            y += h;
+        } else if (!widget->isHidden()) {
+            widget->hide();
+        }
+    }
+    content->setFixedHeight(std::max(y, 1));
+}
+
+bool OptionListWidget::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == content && event->type() == QEvent::Resize) {
+        const int width = content->width();
+        for (int i = 0; i < numVisibleOptions; ++i) {
+            OptionWidget* widget = ordered[static_cast<size_t>(i)];
+            widget->resize(width, widget->height());
+        }
+    }
+    return QScrollArea::eventFilter(watched, event);
 }
 
 void OptionListWidget::fillListWidgets() {
@@ -101,10 +125,8 @@ void OptionListWidget::fillVisibleRows() {
 void OptionListWidget::updateOptionList(const QString& query) {
     if (query.trimmed().isEmpty()) {
         ordered = options;
-        for (OptionWidget* widget : options) {
+        for (OptionWidget* widget : options)
             widget->highlightOption({});
-            widget->setVisible(true);
-        }
         numVisibleOptions = static_cast<int>(options.size());
     } else {
         struct Scored {
@@ -131,12 +153,10 @@ void OptionListWidget::updateOptionList(const QString& query) {
         for (size_t i = 0; i < scored.size(); ++i) {
             Scored& entry = scored[i];
             ordered[i] = entry.widget;
-            const bool shown = entry.score >= 0;
-            if (shown) {
+            if (entry.score >= 0) {
                 ++numVisibleOptions;
                 entry.widget->highlightOption(entry.positions);
             }
-            entry.widget->setVisible(shown);
         }
     }
     relayout();

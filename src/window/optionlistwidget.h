@@ -8,8 +8,6 @@
 
 #include <vector>
 
-class QVBoxLayout;
-
 // The list under a launcher's prompt. Its rows are built once; a query reorders them by
 // score, hides those that don't match and highlights the matched characters.
 class OptionListWidget : public QScrollArea {
@@ -43,6 +41,9 @@ public:
     void setTheme(const Theme& theme);
     void makeOptionWidgetStyleSheetsAndHTMLTags();
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 signals:
     void itemClicked(QString response);
     void selectionChangedSignal(QString response);
@@ -54,7 +55,6 @@ private:
     std::vector<OptionWidget*> options; // first order
     std::vector<OptionWidget*> ordered; // current order
     QWidget* content = nullptr;
-    QVBoxLayout* layout = nullptr;
     int numVisibleOptions = 0;
     int selectedIndex = -1;
     OptionWidget* selectedWidget = nullptr;

@@ -124,6 +124,8 @@ void OptionWidget::highlightOption(const std::vector<int>& positions) {
     }
     if (open)
         html += style->highlightClose;
+    if (html == highlightedText)
+        return;
     highlightedText = html;
     updateOptionLabel();
 }
@@ -146,13 +148,13 @@ void OptionWidget::setDescription(const QString& text) {
 void OptionWidget::updateColors() {
     if (!optionLabel)
         return;
-    optionLabel->setStyleSheet(style->optionStyle);
+    optionLabel->setPalette(style->optionPalette);
     if (descriptionLabel)
-        descriptionLabel->setStyleSheet(style->descriptionStyle);
+        descriptionLabel->setPalette(style->descriptionPalette);
     if (valueLabel)
-        valueLabel->setStyleSheet(style->descriptionStyle);
+        valueLabel->setPalette(style->descriptionPalette);
     if (shortcutLabel)
-        shortcutLabel->setStyleSheet(style->shortcutStyle);
+        shortcutLabel->setPalette(style->shortcutPalette);
 }
 
 void OptionWidget::setStyleSheetAndHTMLTagStrings(const Style* newStyle) {

@@ -2,6 +2,7 @@
 
 #include "window/optiondata.h"
 
+#include <QPalette>
 #include <QWidget>
 
 #include <vector>
@@ -17,13 +18,15 @@ class OptionWidget : public QWidget {
 public:
     // What a row's labels look like; one copy shared by the rows of a list.
     struct Style {
-        QString optionStyle;
-        QString descriptionStyle;
-        QString shortcutStyle;
         QString highlightOpen;
         QString highlightClose;
         QColor background;
         QColor selectedBackground;
+        // Palettes rather than style sheets: a style sheet per label costs a style polish each,
+        // and rows fill while the user types.
+        QPalette optionPalette;
+        QPalette descriptionPalette;
+        QPalette shortcutPalette;
         QFont optionFont;
         QFont descriptionFont;
     };

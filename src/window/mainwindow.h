@@ -383,6 +383,8 @@ public slots:
     bool commandDuplicateColumnsMultipleTimes(const QString& path = QString());
     bool commandMoveRowsJustAboveRow(const QString& path = QString());
     bool commandMoveColumnsToTheLeftOfColumn(const QString& path = QString());
+    bool commandSetNumberOfHeaderRows(const QString& path = QString());
+    bool commandSetNumberOfHeaderColumns(const QString& path = QString());
     void onCommandLauncher();
     void onCommandLauncherResponseReceived(const QString& response);
     void closeLauncher();
@@ -407,6 +409,10 @@ public slots:
     void onMoveRowsJustAboveRowPromptReceived(const QString& response);
     void onMoveColumnsToTheLeftOfColumnPrompt();
     void onMoveColumnsToTheLeftOfColumnPromptReceived(const QString& response);
+    void onSetNumberOfHeaderRowsPrompt();
+    void onSetNumberOfHeaderRowsPromptReceived(const QString& response);
+    void onSetNumberOfHeaderColumnsPrompt();
+    void onSetNumberOfHeaderColumnsPromptReceived(const QString& response);
 
     void onTableSizeChanged(int rawRows, int rawCols, int modelRows, int modelCols);
     void onSelectionSizeChanged(const RangeSize& size);

@@ -396,16 +396,22 @@ private slots:
         const int stepsBefore = view->undoStack()->count();
         const bool enabled = cmd.action->isEnabled();
         QCOMPARE(enabled, cmd.matchesContext(window->getContext()));
-        const bool settingBefore = cmd.setting == NoSetting ? false
-                                   : cmd.scope == Table     ? view->getTableSettingBool(cmd.setting)
-                                                            : window->getSettings().getValueBool(cmd.setting);
+        // A setting with a value rather than a switch is asked for in a prompt.
+        bool valueSetting = false;
+        for (const Setting* s : window->getSettings().getSettings())
+            valueSetting = valueSetting || (s->type == cmd.setting && s->dataType != Bool);
+        const bool settingBefore = cmd.setting == NoSetting || valueSetting ? false
+                                   : cmd.scope == Table ? view->getTableSettingBool(cmd.setting)
+                                                        : window->getSettings().getValueBool(cmd.setting);
         const bool readOnlyBefore = view->isReadOnly();
         cmd.action->trigger();
         if (!enabled)
             return; // disabled by its rule here, e.g. a command for a filtered table
         if (Launcher* launcher = window->getLauncher()) {
             // A prompt: answered as a user would, with a count or a place away from the selection.
-            const bool count = launcher->getTitleLabel()->text().contains(QLatin1String("How Many"));
+            const QString title = launcher->getTitleLabel()->text();
+            const bool count =
+                title.contains(QLatin1String("How Many")) || title.startsWith(QLatin1String("Number"));
             launcher->getPromptEditor()->setText(count ? QStringLiteral("2") : QStringLiteral("5 4"));
             QTest::keyClick(launcher->getPromptEditor(), Qt::Key_Return);
         }
@@ -426,7 +432,10 @@ private slots:
         // Anything else leaves the cells alone and the history as it was.
         QCOMPARE(cells(view), tableBefore);
         QCOMPARE(view->undoStack()->count(), stepsBefore);
-        if (cmd.setting == ReadOnly) {
+        if (valueSetting) {
+            // Answered "2" above.
+            QCOMPARE(cmd.setting == HeaderRows ? view->getNumHeaderRows() : view->getNumHeaderCols(), 2);
+        } else if (cmd.setting == ReadOnly) {
             QCOMPARE(view->isReadOnly(), !readOnlyBefore);
             QCOMPARE(cmd.action->isChecked(), view->isReadOnly());
         } else if (cmd.setting != NoSetting) {

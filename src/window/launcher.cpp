@@ -6,6 +6,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPainter>
+#include <QPainterPath>
 #include <QScrollBar>
 #include <QTimer>
 #include <QVBoxLayout>
@@ -22,7 +23,8 @@ Launcher::Launcher(const Settings& launcherSettings, QWidget* parent)
       titleFont(QStringLiteral("Lucida Grande"), 18), descriptionFont(QStringLiteral("Lucida Grande"), 13),
       promptFont(QStringLiteral("Lucida Grande"), 18), feedbackFont(QStringLiteral("Lucida Grande"), 16) {
     setWindowFlags(windowFlags() | Qt::FramelessWindowHint);
-    setAttribute(Qt::WA_TranslucentBackground);
+    // Opaque: a see-through panel would make every keystroke repaint the table under it.
+    setAttribute(Qt::WA_OpaquePaintEvent);
     setAttribute(Qt::WA_DeleteOnClose);
     // Pixel sizes keep the fixed heights of the title and prompt lines whatever the screen's dots.
     titleFont.setPixelSize(16);
@@ -277,8 +279,17 @@ bool Launcher::eventFilter(QObject* watched, QEvent* event) {
     }
 }
 
+void Launcher::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    // Rounded corners by a mask, so that the panel stays opaque.
+    QPainterPath path;
+    path.addRoundedRect(QRectF(rect()), kRadius, kRadius);
+    setMask(QRegion(path.toFillPolygon().toPolygon()));
+}
+
 void Launcher::paintEvent(QPaintEvent*) {
     QPainter painter(this);
+    painter.fillRect(rect(), theme.Background2Color);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(QPen(theme.Background4Color, 1));
     painter.setBrush(theme.Background2Color);

@@ -308,7 +308,7 @@ const std::vector<CommandRow>& Commands::rows() {
         {"Unique Values - Selected Column", "Tools", NoScope, true, N, None, "", NoSetting, true, &Commands::uniqueValuesSelectedColumn, nullptr},
         {"Pivot Table - Selected Columns", "Tools", NoScope, true, N, None, "", NoSetting, true, &Commands::pivotTableSelectedColumns, nullptr},
         {"Column Lookup", "Tools", NoScope, true, N, None, "", NoSetting, true, &Commands::columnLookup, nullptr},
-        {"Go to File", "Go To", NoScope, true, Any, None, "cmd+p|cmd+t", NoSetting, false, &Commands::goToFile, nullptr},
+        {"Go to File", "Go To", NoScope, true, Any, None, "cmd+p|cmd+t", NoSetting, false, &Commands::goToFile, run<&MainWindow::commandGoToFile>},
         {"Go to Cell", "Go To", NoScope, true, T, None, "ctrl+g", NoSetting, false, &Commands::goToCell, run<&MainWindow::commandGoToCell>},
         {"Switch to Tab on the Right", "Go To", NoScope, true, T, None, "cmd+pgdown", NoSetting, true, &Commands::switchToTabOnTheRight, run<&MainWindow::commandSwitchToTabOnTheRight>},
         {"Switch to Tab on the Left", "Go To", NoScope, true, T, None, "cmd+pgup", NoSetting, false, &Commands::switchToTabOnTheLeft, run<&MainWindow::commandSwitchToTabOnTheLeft>},

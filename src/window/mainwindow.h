@@ -385,10 +385,13 @@ public slots:
     bool commandMoveColumnsToTheLeftOfColumn(const QString& path = QString());
     bool commandSetNumberOfHeaderRows(const QString& path = QString());
     bool commandSetNumberOfHeaderColumns(const QString& path = QString());
+    bool commandGoToFile(const QString& path = QString());
     void onCommandLauncher();
     void onCommandLauncherResponseReceived(const QString& response);
     void closeLauncher();
     void onLauncherDestroyed();
+    void onGoToFilePrompt();
+    void onGoToFilePromptReceived(const QString& response);
     void onGoToCellPrompt();
     void onGoToCellPromptReceived(const QString& response);
     void onSelectFromMainCellToPrompt();

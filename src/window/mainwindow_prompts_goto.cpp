@@ -198,3 +198,44 @@ void MainWindow::highlightColLineFromUserResponse(const QString& text) {
     activeTable->setColLineHighlightIndexes({col});
     activeTable->scrollToCellAxis(col, false, Axis::Col);
 }
+
+bool MainWindow::commandGoToFile(const QString&) {
+    if (getNumTables() == 0)
+        return false;
+    if (activeTable)
+        activeTable->stopEditing(true);
+    onGoToFilePrompt();
+    return true;
+}
+
+void MainWindow::onGoToFilePrompt() {
+    // The tables that follow the current one come first, as the tabs go round from it, and
+    // the current one last.
+    const std::vector<TableView*> views = paneView->getTableViews();
+    const int count = static_cast<int>(views.size());
+    const int current = std::max(0, paneView->getTableIndex(activeTable));
+    std::vector<OptionData> options;
+    for (int step = 1; step <= count; ++step) {
+        const int index = (current + step) % count;
+        TableView* view = views[static_cast<size_t>(index)];
+        const QString path =
+            view->tableModel() ? view->tableModel()->getTableData().getFilepath() : QString();
+        // The response names the tab, so that two files of one name stay apart.
+        options.push_back(OptionData{tableName(view), path, {}, {}, QStringLiteral("tab:%1").arg(index)});
+    }
+    Launcher* launcher = makePromptLauncher(tr("Go to File:"), QString());
+    launcher->setOptions(options);
+    connect(launcher, &Launcher::launcherResponseSignal, this, &MainWindow::onGoToFilePromptReceived);
+    paneView->setLauncher(launcher);
+}
+
+void MainWindow::onGoToFilePromptReceived(const QString& response) {
+    paneView->clearPrevOptionList();
+    // A typed name that matches no open table goes nowhere.
+    if (!response.startsWith(QLatin1String("tab:")))
+        return;
+    bool ok = false;
+    const int index = response.mid(4).toInt(&ok);
+    if (ok && index >= 0 && index < paneView->getNumTables())
+        setActiveTable(paneView->getTableAt(index));
+}

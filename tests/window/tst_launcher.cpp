@@ -387,6 +387,36 @@ private slots:
         QCOMPARE(cells(view), before);
     }
 
+    void goToFileListsTheOthersFirst() {
+        MsgBoxAnswers answers;
+        auto window = openWindow();
+        TableView* first = window->getActiveTable();
+        for (const char* name : {"b.csv", "c.csv"}) {
+            QFile file(dir->filePath(QString::fromLatin1(name)));
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write("x,y\n");
+            file.close();
+            window->openFile(file.fileName());
+        }
+        window->setActiveTable(first);
+        QVERIFY(window->getCommands().goToFile.action->isEnabled());
+        window->getCommands().goToFile.action->trigger();
+        Launcher* launcher = window->getLauncher();
+        QVERIFY(launcher);
+        QCOMPARE(
+            shownOrder(launcher->getOptionList()),
+            (QStringList{QStringLiteral("b.csv"), QStringLiteral("c.csv"), QStringLiteral("table.csv")}));
+        QTest::keyClicks(launcher->getPromptEditor(), QStringLiteral("c."));
+        QTest::keyClick(launcher->getPromptEditor(), Qt::Key_Return);
+        QCOMPARE(MainWindow::tableName(window->getActiveTable()), QStringLiteral("c.csv"));
+
+        // A name that matches no table goes nowhere.
+        window->onGoToFilePrompt();
+        QTest::keyClicks(window->getLauncher()->getPromptEditor(), QStringLiteral("zzz"));
+        QTest::keyClick(window->getLauncher()->getPromptEditor(), Qt::Key_Return);
+        QCOMPARE(MainWindow::tableName(window->getActiveTable()), QStringLiteral("c.csv"));
+    }
+
     void goToCellPreview() {
         MsgBoxAnswers answers;
         auto window = openWindow();

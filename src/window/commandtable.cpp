@@ -124,7 +124,7 @@ const std::vector<CommandRow>& Commands::rows() {
         {"Move Row(s) Down", "Data/Move", NoScope, true, T, RO, "alt+shift+down", NoSetting, false, &Commands::moveRowsDown, run<&MainWindow::commandMoveRowsDown>},
         {"Move Column(s) Left", "Data/Move", NoScope, true, T, RO, "alt+shift+left", NoSetting, true, &Commands::moveColumnsLeft, run<&MainWindow::commandMoveColumnsLeft>},
         {"Move Column(s) Right", "Data/Move", NoScope, true, T, RO, "alt+shift+right", NoSetting, false, &Commands::moveColumnsRight, run<&MainWindow::commandMoveColumnsRight>},
-        {"Move Cell Contents To ...", "Data/Move", NoScope, true, T, RO, "", NoSetting, true, &Commands::moveCellContentsTo, nullptr},
+        {"Move Cell Contents To ...", "Data/Move", NoScope, true, T, RO, "", NoSetting, true, &Commands::moveCellContentsTo, run<&MainWindow::commandMoveCellContentsTo>},
         {"Move Row(s) Just Above Row ...", "Data/Move", NoScope, true, T, RO, "", NoSetting, false, &Commands::moveRowsJustAboveRow, run<&MainWindow::commandMoveRowsJustAboveRow>},
         {"Move Column(s) to the Left of Column ...", "Data/Move", NoScope, true, T, RO, "", NoSetting, false, &Commands::moveColumnsToTheLeftOfColumn, run<&MainWindow::commandMoveColumnsToTheLeftOfColumn>},
         {"Insert Row(s) Before", "Data/Insert", NoScope, true, N, RO, "alt+r", NoSetting, false, &Commands::insertRowsBefore, run<&MainWindow::commandInsertRowsBefore>},

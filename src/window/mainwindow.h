@@ -386,11 +386,14 @@ public slots:
     bool commandSetNumberOfHeaderRows(const QString& path = QString());
     bool commandSetNumberOfHeaderColumns(const QString& path = QString());
     bool commandGoToFile(const QString& path = QString());
+    bool commandMoveCellContentsTo(const QString& path = QString());
     void onCommandLauncher();
     void onCommandLauncherResponseReceived(const QString& response);
     void closeLauncher();
     void onLauncherDestroyed();
     void onGoToFilePrompt();
+    void onMoveCellContentsToPrompt();
+    void onMoveCellContentsToPromptReceived(const QString& response);
     void onGoToFilePromptReceived(const QString& response);
     void onGoToCellPrompt();
     void onGoToCellPromptReceived(const QString& response);

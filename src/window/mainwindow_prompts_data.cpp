@@ -174,3 +174,39 @@ void MainWindow::onMoveColumnsToTheLeftOfColumnPromptReceived(const QString& res
     }
     activeTable->moveColsAbsolute(col);
 }
+
+bool MainWindow::commandMoveCellContentsTo(const QString& path) {
+    return raisePrompt(this, tableForEdit(path), &MainWindow::onMoveCellContentsToPrompt);
+}
+
+void MainWindow::onMoveCellContentsToPrompt() {
+    if (!activeTable)
+        return;
+    Launcher* launcher = makePromptLauncher(tr("Move Cell Contents To:"), getCellInputInstructions());
+    launcher->setupEntryFeedback();
+    connect(launcher, &Launcher::promptEditedSignal, this, &MainWindow::highlightRangeFromUserResponse);
+    connect(launcher, &Launcher::launcherResponseSignal, this,
+            &MainWindow::onMoveCellContentsToPromptReceived);
+    paneView->setInitialScrollBarLocations();
+    paneView->setLauncher(launcher);
+    highlightRangeFromUserResponse(QString());
+    launcher->adjustHeight(0);
+}
+
+void MainWindow::onMoveCellContentsToPromptReceived(const QString& response) {
+    paneView->clearPrevOptionList();
+    if (activeModel)
+        activeModel->clearHighlightedRange();
+    int row = -1;
+    int col = -1;
+    if (!activeTable || !modelCellFromUserResponse(row, col, response)) {
+        onMoveCellContentsToPrompt();
+        if (Launcher* launcher = getLauncher())
+            launcher->setEditorText(response);
+        return;
+    }
+    // The main cell lands on the place typed; the rest of the selection keeps its shape around it.
+    const Range& main = activeModel->getMainCell();
+    if (row != main.row || col != main.col)
+        activeTable->moveCellContents(row - main.row, col - main.col);
+}

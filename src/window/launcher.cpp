@@ -127,7 +127,9 @@ void Launcher::setOptions(const std::vector<OptionData>& options) {
     layout->insertWidget(layout->indexOf(prompt) + (feedbackLabel ? 2 : 1), optionList);
     optionList->setFixedHeight(std::min(kMaxListHeight, optionList->neededHeight()));
     optionList->installEventFilter(this);
-    connect(prompt, &QLineEdit::textChanged, this, [this](const QString& text) {
+    // A second list replaces the first, and so does its connection to the prompt.
+    disconnect(listConnection);
+    listConnection = connect(prompt, &QLineEdit::textChanged, this, [this](const QString& text) {
         optionList->updateOptionList(text);
         optionList->setFixedHeight(std::min(kMaxListHeight, optionList->neededHeight()));
         adjustHeight(0);

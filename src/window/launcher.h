@@ -92,6 +92,7 @@ private:
     QFont descriptionFont;
     QFont promptFont;
     QFont feedbackFont;
+    QMetaObject::Connection listConnection;
     bool closeOnResponse = true;
     bool responded = false;
 };

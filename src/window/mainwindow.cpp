@@ -140,6 +140,7 @@ void MainWindow::setupLayout() {
 
     connect(paneView, &PaneView::addContextSignal, this, [this](Context bits) { addContext(bits); });
     connect(paneView, &PaneView::removeContextSignal, this, [this](Context bits) { removeContext(bits); });
+    connect(paneView, &PaneView::launcherDestroyedSignal, this, &MainWindow::onLauncherDestroyed);
     connect(paneView, &PaneView::tableSizeChangedSignal, this, &MainWindow::onTableSizeChanged);
     connect(paneView, &PaneView::selectionSizeChangedSignal, this, &MainWindow::onSelectionSizeChanged);
     connect(paneView, &PaneView::mainCellLengthChangedSignal, this, &MainWindow::onMainCellLengthChanged);

@@ -19,6 +19,7 @@
 #include <vector>
 
 class EditableDataContainer;
+class Launcher;
 class PaneView;
 class QFileSystemWatcher;
 class QLabel;
@@ -137,6 +138,13 @@ public:
     // Puts the check marks of the switch commands in step with their settings: the window's, or
     // the active table's for a per-file one.
     void refreshToggles();
+
+    // --- Launcher (mainwindow_launcher.cpp) ---------------------------------------------------
+    // "Category: Name", or the name alone for a command in no menu.
+    static QString makeCommandLauncherName(const Command& command);
+    // The examples under a prompt that asks for a cell, in the table's column mode.
+    QString getCellInputInstructions() const;
+    Launcher* getLauncher() const;
 
     // --- Status bar -----------------------------------------------------------------------
     static QString tableSizeText(int rawRows, int rawCols, int modelRows, int modelCols);
@@ -365,6 +373,53 @@ public slots:
     bool commandToggleSnapToRowAfterScrolling(const QString& path = QString());
     bool commandToggleSnapToColumnAfterScrolling(const QString& path = QString());
 
+    // Launcher and prompts (mainwindow_launcher.cpp, mainwindow_prompts_<menu>.cpp).
+    bool commandCommandLauncher(const QString& path = QString());
+    bool commandGoToCell(const QString& path = QString());
+    bool commandSelectFromMainCellTo(const QString& path = QString());
+    bool commandInsertRowsBeforeMultipleTimes(const QString& path = QString());
+    bool commandInsertColumnsBeforeMultipleTimes(const QString& path = QString());
+    bool commandDuplicateRowsMultipleTimes(const QString& path = QString());
+    bool commandDuplicateColumnsMultipleTimes(const QString& path = QString());
+    bool commandMoveRowsJustAboveRow(const QString& path = QString());
+    bool commandMoveColumnsToTheLeftOfColumn(const QString& path = QString());
+    bool commandSetNumberOfHeaderRows(const QString& path = QString());
+    bool commandSetNumberOfHeaderColumns(const QString& path = QString());
+    bool commandGoToFile(const QString& path = QString());
+    bool commandMoveCellContentsTo(const QString& path = QString());
+    void onCommandLauncher();
+    void onCommandLauncherResponseReceived(const QString& response);
+    void closeLauncher();
+    void onLauncherDestroyed();
+    void onGoToFilePrompt();
+    void onMoveCellContentsToPrompt();
+    void onMoveCellContentsToPromptReceived(const QString& response);
+    void onGoToFilePromptReceived(const QString& response);
+    void onGoToCellPrompt();
+    void onGoToCellPromptReceived(const QString& response);
+    void onSelectFromMainCellToPrompt();
+    void onSelectFromMainCellToPromptReceived(const QString& response);
+    void highlightRangeFromUserResponse(const QString& text);
+    void highlightFromMainCellToUserResponse(const QString& text);
+    void highlightRowLineFromUserResponse(const QString& text);
+    void highlightColLineFromUserResponse(const QString& text);
+    void onInsertRowsBeforeMultipleTimesPrompt();
+    void onInsertRowsBeforeMultipleTimesPromptReceived(const QString& response);
+    void onInsertColumnsBeforeMultipleTimesPrompt();
+    void onInsertColumnsBeforeMultipleTimesPromptReceived(const QString& response);
+    void onDuplicateRowsMultipleTimesPrompt();
+    void onDuplicateRowsMultipleTimesPromptReceived(const QString& response);
+    void onDuplicateColumnsMultipleTimesPrompt();
+    void onDuplicateColumnsMultipleTimesPromptReceived(const QString& response);
+    void onMoveRowsJustAboveRowPrompt();
+    void onMoveRowsJustAboveRowPromptReceived(const QString& response);
+    void onMoveColumnsToTheLeftOfColumnPrompt();
+    void onMoveColumnsToTheLeftOfColumnPromptReceived(const QString& response);
+    void onSetNumberOfHeaderRowsPrompt();
+    void onSetNumberOfHeaderRowsPromptReceived(const QString& response);
+    void onSetNumberOfHeaderColumnsPrompt();
+    void onSetNumberOfHeaderColumnsPromptReceived(const QString& response);
+
     void onTableSizeChanged(int rawRows, int rawCols, int modelRows, int modelCols);
     void onSelectionSizeChanged(const RangeSize& size);
     void onMainCellLengthChanged(int length);
@@ -404,6 +459,14 @@ private:
     bool toggleSetting(SettingType type);
     bool switchToTab(int index);
     bool toggleShading(SettingType type);
+    // A launcher over the active table with the window's settings, a title and a description.
+    Launcher* makePromptLauncher(const QString& title, const QString& description);
+    // Reads a typed location into model indexes of the active table; the missing part comes
+    // from the main cell. False when the text gives no place in the table.
+    bool modelCellFromUserResponse(int& row, int& col, const QString& text) const;
+    // The count prompt shared by the "... Multiple Times" commands.
+    void raiseCountPrompt(const QString& title, const QString& text,
+                          void (MainWindow::*received)(const QString&));
 
     void setupLayout();
     void setupStatusBar();

@@ -3,9 +3,13 @@
 #include "panes/tabbar.h"
 #include "table/tablemodel.h"
 #include "view/editorpane.h"
+#include "view/headerview.h"
 #include "view/tableview.h"
+#include "window/launcher.h"
+#include "window/prevoptionwidget.h"
 
 #include <QEvent>
+
 #include <QFileInfo>
 #include <QKeyEvent>
 #include <QLabel>
@@ -20,6 +24,7 @@
 #include <QTimer>
 #include <QVBoxLayout>
 #include <QVariantAnimation>
+#include <algorithm>
 
 namespace {} // namespace
 
@@ -84,6 +89,9 @@ PaneView::PaneView(QWidget* parent) : QWidget(parent) {
 }
 
 PaneView::~PaneView() {
+    // The launcher goes with the pane's children; it must not call back into a pane half gone.
+    if (launcher)
+        disconnect(launcher, nullptr, this, nullptr);
     for (auto& [view, overlay] : overlays)
         delete overlay.widget.data();
 }
@@ -339,8 +347,10 @@ void PaneView::onLoadFinished() {
 }
 
 bool PaneView::eventFilter(QObject* watched, QEvent* event) {
-    if (watched == stackWidget && event->type() == QEvent::Resize)
+    if (watched == stackWidget && event->type() == QEvent::Resize) {
         placeOverlays();
+        moveAndResizeLauncher();
+    }
     if (watched == splitter->handle(1) &&
         (event->type() == QEvent::MouseButtonRelease || event->type() == QEvent::MouseMove))
         onEditorPaneHandleMoved();
@@ -737,4 +747,114 @@ void PaneView::onEditorPaneScrollBarMoved(int) {
 void PaneView::onEditorPaneScrollBarActionTriggered(int) {
     if (!programmaticScroll)
         userTouchedScrollBar = true;
+}
+
+// --- Launcher --------------------------------------------------------------------------------
+
+void PaneView::setLauncher(Launcher* newLauncher) {
+    if (launcher && launcher != newLauncher) {
+        // The old one goes without ending the chain the new one continues.
+        disconnect(launcher, nullptr, this, nullptr);
+        launcher->hide();
+        launcher->deleteLater();
+    }
+    launcher = newLauncher;
+    emit addContextSignal(ContextLauncherOpen);
+    launcher->setParent(this);
+    launcher->setWindowFlags(Qt::Widget | Qt::FramelessWindowHint);
+    moveAndResizeLauncher();
+    launcher->show();
+    launcher->raise();
+    launcher->putFocusInPromptEditor();
+    // The widget has only just been shown: focus it again once the event loop has placed it.
+    QTimer::singleShot(0, launcher, [target = launcher] { target->putFocusInPromptEditor(); });
+    connect(launcher, &QObject::destroyed, this, &PaneView::onLauncherDestroyed);
+    connect(launcher, &Launcher::launcherClosedSignal, this, &PaneView::clearPrevOptionList);
+    connect(launcher, &Launcher::launcherEscapedSignal, this, &PaneView::restoreInitialScrollBarLocations);
+    if (!prevOptions.empty())
+        connect(launcher, &Launcher::goBackSignal, prevOptions.back(), &PrevOptionWidget::goHereSignal);
+}
+
+void PaneView::addPrevOption(PrevOptionWidget* bar) {
+    bar->setParent(this);
+    prevOptions.push_back(bar);
+    connect(bar, &PrevOptionWidget::goHereSignal, this, &PaneView::onPrevOptionGoHere);
+    bar->show();
+    bar->raise();
+    moveAndResizeLauncher();
+}
+
+void PaneView::moveAndResizeLauncher() {
+    const int width = std::clamp(this->width() * 8 / 10, kLauncherMinWidth, kLauncherMaxWidth);
+    const int left = (this->width() - width) / 2;
+    int top = stackWidget->geometry().top();
+    if (activeView && activeView->horizontalHeaderView() && activeView->horizontalHeaderView()->isVisible())
+        top += activeView->horizontalHeaderView()->height();
+    for (PrevOptionWidget* bar : prevOptions) {
+        bar->setGeometry(left, top, width, PrevOptionWidget::kHeight);
+        top += PrevOptionWidget::kHeight + 10 + 1;
+    }
+    if (launcher) {
+        launcher->setFixedWidth(width);
+        launcher->adjustHeight(0);
+        launcher->move(left, top);
+    }
+}
+
+void PaneView::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    moveAndResizeLauncher();
+}
+
+void PaneView::closeLauncher() {
+    if (launcher)
+        launcher->closeLauncher();
+    clearPrevOptionList();
+}
+
+void PaneView::clearPrevOptionList() {
+    for (PrevOptionWidget* bar : prevOptions) {
+        bar->hide();
+        bar->deleteLater();
+    }
+    prevOptions.clear();
+}
+
+void PaneView::onPrevOptionGoHere() {
+    auto* bar = qobject_cast<PrevOptionWidget*>(sender());
+    const auto it = std::find(prevOptions.begin(), prevOptions.end(), bar);
+    if (it == prevOptions.end())
+        return;
+    for (auto later = it; later != prevOptions.end(); ++later) {
+        (*later)->hide();
+        (*later)->deleteLater();
+    }
+    prevOptions.erase(it, prevOptions.end());
+    emit bar->expandThisSignal();
+}
+
+void PaneView::onLauncherDestroyed() {
+    // A newer launcher may already stand in its place.
+    if (sender() != launcher)
+        return;
+    launcher = nullptr;
+    emit removeContextSignal(ContextLauncherOpen);
+    emit launcherDestroyedSignal();
+}
+
+void PaneView::setInitialScrollBarLocations() {
+    if (!activeView)
+        return;
+    initialHorizontalScroll = activeView->horizontalScrollBar()->value();
+    initialVerticalScroll = activeView->verticalScrollBar()->value();
+}
+
+void PaneView::restoreInitialScrollBarLocations() {
+    if (!activeView)
+        return;
+    if (TableModel* model = activeView->tableModel())
+        model->clearHighlightedRange();
+    activeView->clearLineHighlights();
+    activeView->horizontalScrollBar()->setValue(initialHorizontalScroll);
+    activeView->verticalScrollBar()->setValue(initialVerticalScroll);
 }

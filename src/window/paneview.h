@@ -13,6 +13,8 @@
 #include <vector>
 
 class EditorPane;
+class Launcher;
+class PrevOptionWidget;
 class QKeyEvent;
 class QLabel;
 class QSplitter;
@@ -74,6 +76,20 @@ public:
     QWidget* getProgressOverlay(TableView* view) const;
     QString getProgressText(TableView* view) const;
 
+    // --- Launcher -----------------------------------------------------------------------------
+    static constexpr int kLauncherMinWidth = 400;
+    static constexpr int kLauncherMaxWidth = 750;
+    // Shows `launcher` over the active table, in place of any open one; the pane owns it.
+    void setLauncher(Launcher* launcher);
+    Launcher* getLauncher() const { return launcher; }
+    // Adds the bar of an answered step of a chain above the launcher.
+    void addPrevOption(PrevOptionWidget* bar);
+    const std::vector<PrevOptionWidget*>& getPrevOptions() const { return prevOptions; }
+    void moveAndResizeLauncher();
+    // Remembers where the active table is scrolled, for Escape to go back to.
+    void setInitialScrollBarLocations();
+    void restoreInitialScrollBarLocations();
+
 public slots:
     void onStartProgressUpdate();
     void onLoadProgressUpdate(int current, int total, int sizeInMiB);
@@ -100,6 +116,11 @@ public slots:
     void onEditorPaneScrollBarActionTriggered(int action);
     void setEditorPaneHeightSlot(const QVariant& value);
 
+    void closeLauncher();
+    void clearPrevOptionList();
+    void onPrevOptionGoHere();
+    void onLauncherDestroyed();
+
 signals:
     void addContextSignal(Context bits);
     void removeContextSignal(Context bits);
@@ -112,9 +133,11 @@ signals:
     void cancelLoadSignal(TableView* view);
     // The pane took a new height from the user: what it shows at next time.
     void editorPaneHeightChangedSignal(int height);
+    void launcherDestroyedSignal();
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
 
 private:
     struct Overlay {
@@ -155,6 +178,10 @@ private:
     TableView* activeView = nullptr;
     std::map<TableView*, Overlay> overlays;
     Context context;
+    Launcher* launcher = nullptr; // cleared when it is destroyed
+    std::vector<PrevOptionWidget*> prevOptions;
+    int initialHorizontalScroll = 0;
+    int initialVerticalScroll = 0;
 
     // The deferred fill of the editor pane.
     QString pendingText;

@@ -5,10 +5,13 @@
 #include "view/tableview.h"
 #include "window/commands.h"
 #include "window/filedialoghelper.h"
+#include "window/launcher.h"
 #include "window/paneview.h"
 
 #include <QAction>
 #include <QFile>
+#include <QLabel>
+#include <QLineEdit>
 #include <QMenuBar>
 #include <QSet>
 #include <QStandardPaths>
@@ -333,8 +336,8 @@ private slots:
         }
         QCOMPARE(titles,
                  (QStringList{QStringLiteral("&File"), QStringLiteral("&Edit"), QStringLiteral("&Data"),
-                              QStringLiteral("&Selection"), QStringLiteral("&View"), QStringLiteral("&Go To"),
-                              QStringLiteral("&Help")}));
+                              QStringLiteral("&Selection"), QStringLiteral("&View"), QStringLiteral("&Tools"),
+                              QStringLiteral("&Go To"), QStringLiteral("&Help")}));
         const Commands& commands = window.getCommands();
         int wiredInMenus = 0;
         for (const Command& c : commands.getCommands()) {
@@ -393,13 +396,25 @@ private slots:
         const int stepsBefore = view->undoStack()->count();
         const bool enabled = cmd.action->isEnabled();
         QCOMPARE(enabled, cmd.matchesContext(window->getContext()));
-        const bool settingBefore = cmd.setting == NoSetting ? false
-                                   : cmd.scope == Table     ? view->getTableSettingBool(cmd.setting)
-                                                            : window->getSettings().getValueBool(cmd.setting);
+        // A setting with a value rather than a switch is asked for in a prompt.
+        bool valueSetting = false;
+        for (const Setting* s : window->getSettings().getSettings())
+            valueSetting = valueSetting || (s->type == cmd.setting && s->dataType != Bool);
+        const bool settingBefore = cmd.setting == NoSetting || valueSetting ? false
+                                   : cmd.scope == Table ? view->getTableSettingBool(cmd.setting)
+                                                        : window->getSettings().getValueBool(cmd.setting);
         const bool readOnlyBefore = view->isReadOnly();
         cmd.action->trigger();
         if (!enabled)
             return; // disabled by its rule here, e.g. a command for a filtered table
+        if (Launcher* launcher = window->getLauncher()) {
+            // A prompt: answered as a user would, with a count or a place away from the selection.
+            const QString title = launcher->getTitleLabel()->text();
+            const bool count =
+                title.contains(QLatin1String("How Many")) || title.startsWith(QLatin1String("Number"));
+            launcher->getPromptEditor()->setText(count ? QStringLiteral("2") : QStringLiteral("5 4"));
+            QTest::keyClick(launcher->getPromptEditor(), Qt::Key_Return);
+        }
         if (window->getActiveTable() != view)
             return; // the command changed tables: closing, new file, tab switches
         const bool dataCommand = cmd.category.startsWith(QLatin1String("Data")) && cmd.setting == NoSetting;
@@ -417,7 +432,10 @@ private slots:
         // Anything else leaves the cells alone and the history as it was.
         QCOMPARE(cells(view), tableBefore);
         QCOMPARE(view->undoStack()->count(), stepsBefore);
-        if (cmd.setting == ReadOnly) {
+        if (valueSetting) {
+            // Answered "2" above.
+            QCOMPARE(cmd.setting == HeaderRows ? view->getNumHeaderRows() : view->getNumHeaderCols(), 2);
+        } else if (cmd.setting == ReadOnly) {
             QCOMPARE(view->isReadOnly(), !readOnlyBefore);
             QCOMPARE(cmd.action->isChecked(), view->isReadOnly());
         } else if (cmd.setting != NoSetting) {
@@ -432,7 +450,8 @@ private slots:
                                                  : window->getSettings().getValueBool(cmd.setting);
             QCOMPARE(back, settingBefore);
         } else if (cmd.category == QLatin1String("Selection") ||
-                   (cmd.category == QLatin1String("Go To") && name.startsWith(QLatin1String("Go ")))) {
+                   (cmd.category == QLatin1String("Go To") && name.startsWith(QLatin1String("Go ")) &&
+                    name != QLatin1String("Go to File"))) {
             QVERIFY2(selection(view) != selectionBefore, qPrintable(selection(view)));
         }
     }

@@ -1,0 +1,212 @@
+// Prompts of the Data menu: how many times to insert or duplicate, and where to move rows and
+// columns to.
+
+#include "window/mainwindow.h"
+
+#include "table/tablemodel.h"
+#include "util/promptutilities.h"
+#include "view/tableview.h"
+#include "window/launcher.h"
+#include "window/paneview.h"
+
+namespace {
+// More would only build a table that no one can scroll through.
+constexpr int kMaxTimes = 100000;
+
+bool raisePrompt(MainWindow* window, TableView* view, void (MainWindow::*prompt)()) {
+    if (!view)
+        return false;
+    if (view != window->getActiveTable())
+        window->setActiveTable(view);
+    (window->*prompt)();
+    return true;
+}
+} // namespace
+
+bool MainWindow::commandInsertRowsBeforeMultipleTimes(const QString& path) {
+    return raisePrompt(this, tableForEdit(path), &MainWindow::onInsertRowsBeforeMultipleTimesPrompt);
+}
+
+bool MainWindow::commandInsertColumnsBeforeMultipleTimes(const QString& path) {
+    return raisePrompt(this, tableForEdit(path), &MainWindow::onInsertColumnsBeforeMultipleTimesPrompt);
+}
+
+bool MainWindow::commandDuplicateRowsMultipleTimes(const QString& path) {
+    return raisePrompt(this, tableForEdit(path), &MainWindow::onDuplicateRowsMultipleTimesPrompt);
+}
+
+bool MainWindow::commandDuplicateColumnsMultipleTimes(const QString& path) {
+    return raisePrompt(this, tableForEdit(path), &MainWindow::onDuplicateColumnsMultipleTimesPrompt);
+}
+
+bool MainWindow::commandMoveRowsJustAboveRow(const QString& path) {
+    return raisePrompt(this, tableForEdit(path), &MainWindow::onMoveRowsJustAboveRowPrompt);
+}
+
+bool MainWindow::commandMoveColumnsToTheLeftOfColumn(const QString& path) {
+    return raisePrompt(this, tableForEdit(path), &MainWindow::onMoveColumnsToTheLeftOfColumnPrompt);
+}
+
+void MainWindow::raiseCountPrompt(const QString& title, const QString& text,
+                                  void (MainWindow::*received)(const QString&)) {
+    if (!activeTable)
+        return;
+    Launcher* launcher = makePromptLauncher(
+        title, tr("A whole number from 1 to %L1.<br>Examples: <b>3</b>, <b>10 times</b>").arg(kMaxTimes));
+    launcher->setEditorText(text);
+    connect(launcher, &Launcher::launcherResponseSignal, this, received);
+    paneView->setLauncher(launcher);
+}
+
+void MainWindow::onInsertRowsBeforeMultipleTimesPrompt() {
+    raiseCountPrompt(tr("Insert Row(s) Before How Many Times?"), QString(),
+                     &MainWindow::onInsertRowsBeforeMultipleTimesPromptReceived);
+}
+
+void MainWindow::onInsertRowsBeforeMultipleTimesPromptReceived(const QString& response) {
+    paneView->clearPrevOptionList();
+    int times = 0;
+    if (!activeTable || !Utilities::parseCountString(times, response, 1, kMaxTimes)) {
+        raiseCountPrompt(tr("Insert Row(s) Before How Many Times?"), response,
+                         &MainWindow::onInsertRowsBeforeMultipleTimesPromptReceived);
+        return;
+    }
+    activeTable->insertRows({}, times, false);
+}
+
+void MainWindow::onInsertColumnsBeforeMultipleTimesPrompt() {
+    raiseCountPrompt(tr("Insert Column(s) Before How Many Times?"), QString(),
+                     &MainWindow::onInsertColumnsBeforeMultipleTimesPromptReceived);
+}
+
+void MainWindow::onInsertColumnsBeforeMultipleTimesPromptReceived(const QString& response) {
+    paneView->clearPrevOptionList();
+    int times = 0;
+    if (!activeTable || !Utilities::parseCountString(times, response, 1, kMaxTimes)) {
+        raiseCountPrompt(tr("Insert Column(s) Before How Many Times?"), response,
+                         &MainWindow::onInsertColumnsBeforeMultipleTimesPromptReceived);
+        return;
+    }
+    activeTable->insertCols({}, times, false);
+}
+
+void MainWindow::onDuplicateRowsMultipleTimesPrompt() {
+    raiseCountPrompt(tr("Duplicate Row(s) How Many Times?"), QString(),
+                     &MainWindow::onDuplicateRowsMultipleTimesPromptReceived);
+}
+
+void MainWindow::onDuplicateRowsMultipleTimesPromptReceived(const QString& response) {
+    paneView->clearPrevOptionList();
+    int times = 0;
+    if (!activeTable || !Utilities::parseCountString(times, response, 1, kMaxTimes)) {
+        raiseCountPrompt(tr("Duplicate Row(s) How Many Times?"), response,
+                         &MainWindow::onDuplicateRowsMultipleTimesPromptReceived);
+        return;
+    }
+    activeTable->duplicateRows(times, true);
+}
+
+void MainWindow::onDuplicateColumnsMultipleTimesPrompt() {
+    raiseCountPrompt(tr("Duplicate Column(s) How Many Times?"), QString(),
+                     &MainWindow::onDuplicateColumnsMultipleTimesPromptReceived);
+}
+
+void MainWindow::onDuplicateColumnsMultipleTimesPromptReceived(const QString& response) {
+    paneView->clearPrevOptionList();
+    int times = 0;
+    if (!activeTable || !Utilities::parseCountString(times, response, 1, kMaxTimes)) {
+        raiseCountPrompt(tr("Duplicate Column(s) How Many Times?"), response,
+                         &MainWindow::onDuplicateColumnsMultipleTimesPromptReceived);
+        return;
+    }
+    activeTable->duplicateCols(times, true);
+}
+
+void MainWindow::onMoveRowsJustAboveRowPrompt() {
+    if (!activeTable)
+        return;
+    Launcher* launcher = makePromptLauncher(tr("Move Row(s) Just Above Row:"), getCellInputInstructions());
+    connect(launcher, &Launcher::promptEditedSignal, this, &MainWindow::highlightRowLineFromUserResponse);
+    connect(launcher, &Launcher::launcherResponseSignal, this,
+            &MainWindow::onMoveRowsJustAboveRowPromptReceived);
+    paneView->setInitialScrollBarLocations();
+    paneView->setLauncher(launcher);
+}
+
+void MainWindow::onMoveRowsJustAboveRowPromptReceived(const QString& response) {
+    paneView->clearPrevOptionList();
+    if (activeTable)
+        activeTable->clearLineHighlights();
+    int row = -1;
+    int col = -1;
+    if (!activeTable || !modelCellFromUserResponse(row, col, response)) {
+        onMoveRowsJustAboveRowPrompt();
+        if (Launcher* launcher = getLauncher())
+            launcher->setEditorText(response);
+        return;
+    }
+    activeTable->moveRowsAbsolute(row);
+}
+
+void MainWindow::onMoveColumnsToTheLeftOfColumnPrompt() {
+    if (!activeTable)
+        return;
+    Launcher* launcher =
+        makePromptLauncher(tr("Move Column(s) to the Left of Column:"), getCellInputInstructions());
+    connect(launcher, &Launcher::promptEditedSignal, this, &MainWindow::highlightColLineFromUserResponse);
+    connect(launcher, &Launcher::launcherResponseSignal, this,
+            &MainWindow::onMoveColumnsToTheLeftOfColumnPromptReceived);
+    paneView->setInitialScrollBarLocations();
+    paneView->setLauncher(launcher);
+}
+
+void MainWindow::onMoveColumnsToTheLeftOfColumnPromptReceived(const QString& response) {
+    paneView->clearPrevOptionList();
+    if (activeTable)
+        activeTable->clearLineHighlights();
+    int row = -1;
+    int col = -1;
+    if (!activeTable || !modelCellFromUserResponse(row, col, response)) {
+        onMoveColumnsToTheLeftOfColumnPrompt();
+        if (Launcher* launcher = getLauncher())
+            launcher->setEditorText(response);
+        return;
+    }
+    activeTable->moveColsAbsolute(col);
+}
+
+bool MainWindow::commandMoveCellContentsTo(const QString& path) {
+    return raisePrompt(this, tableForEdit(path), &MainWindow::onMoveCellContentsToPrompt);
+}
+
+void MainWindow::onMoveCellContentsToPrompt() {
+    if (!activeTable)
+        return;
+    Launcher* launcher = makePromptLauncher(tr("Move Cell Contents To:"), getCellInputInstructions());
+    launcher->setupEntryFeedback();
+    connect(launcher, &Launcher::promptEditedSignal, this, &MainWindow::highlightRangeFromUserResponse);
+    connect(launcher, &Launcher::launcherResponseSignal, this,
+            &MainWindow::onMoveCellContentsToPromptReceived);
+    paneView->setInitialScrollBarLocations();
+    paneView->setLauncher(launcher);
+    highlightRangeFromUserResponse(QString());
+    launcher->adjustHeight(0);
+}
+
+void MainWindow::onMoveCellContentsToPromptReceived(const QString& response) {
+    paneView->clearPrevOptionList();
+    if (activeModel)
+        activeModel->clearHighlightedRange();
+    int row = -1;
+    int col = -1;
+    if (!activeTable || !modelCellFromUserResponse(row, col, response)) {
+        onMoveCellContentsToPrompt();
+        if (Launcher* launcher = getLauncher())
+            launcher->setEditorText(response);
+        return;
+    }
+    // The main cell lands on the place typed; the rest of the selection keeps its shape around it.
+    const Range& main = activeModel->getMainCell();
+    if (row != main.row || col != main.col)
+        activeTable->moveCellContents(row - main.row, col - main.col);
+}

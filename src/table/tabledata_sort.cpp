@@ -1,0 +1,183 @@
+#include "table/tabledata.h"
+
+#include "storage/editabledatacontainer.h"
+#include "storage/readonlydatacontainer.h"
+#include "table/sortdata.h"
+#include "table/sorter.h"
+#include "table/worker.h"
+#include "util/sortutilities.h"
+
+#include <algorithm>
+#include <numeric>
+
+namespace {
+
+// Reading the keys is this share of the progress bar; the comparisons are the rest.
+constexpr float kReadShare = 0.2f;
+// Cells of a read-only file read per piece: one piece's bytes at a time, and a check for cancel
+// between pieces.
+constexpr int kReadPiece = 1 << 16;
+
+bool report(Worker* worker, float fraction) {
+    if (!worker || !worker->readyForUpdate())
+        return true;
+    return worker->updateProgress(std::clamp(fraction, 0.0f, 1.0f));
+}
+
+} // namespace
+
+// Keys go in by source line: the raw line for the editable container, the file line for the
+// read-only one (whose raw lines read the file through its order).
+bool TableData::readSortKeys(SortKeys& keys, Dimension moving, int index, Worker* worker) const {
+    const int count = rawCountOf(moving);
+    const bool rowsMove = moving == Dimension::Rows;
+    QString key;
+    const auto add = [&](std::string_view bytes) {
+        key = decodeCell(bytes, encoding, codec);
+        if (!caseSensitiveSort)
+            key = std::move(key).toLower();
+        keys.add(key);
+    };
+
+    if (const auto* readOnly = qobject_cast<const ReadOnlyDataContainer*>(dataContainer)) {
+        const int fileIndex = rowsMove ? readOnly->fileColOf(index) : readOnly->fileRowOf(index);
+        keys.reserve(static_cast<std::size_t>(count), 0);
+        return readOnly->readLineInPieces(
+            rowsMove, fileIndex, kReadPiece, [&](int first, std::vector<std::vector<char>>& cells) {
+                for (const std::vector<char>& cell : cells)
+                    add(std::string_view(cell.data(), cell.size()));
+                return report(worker, kReadShare * static_cast<float>(first) / static_cast<float>(count));
+            });
+    }
+
+    keys.reserve(static_cast<std::size_t>(count), static_cast<std::size_t>(count) * 8);
+    std::string_view view;
+    std::vector<char> bytes;
+    for (int i = 0; i < count; ++i) {
+        const int row = rowsMove ? i : index;
+        const int col = rowsMove ? index : i;
+        if (dataContainer->getValueView(row, col, view)) {
+            add(view);
+        } else {
+            bytes = dataContainer->getValue(row, col, false);
+            add(std::string_view(bytes.data(), bytes.size()));
+        }
+        if ((i & 0xFFF) == 0 &&
+            !report(worker, kReadShare * static_cast<float>(i) / static_cast<float>(count)))
+            return false;
+    }
+    return true;
+}
+
+bool TableData::getSortIndexes(std::vector<int>& out, int index, Axis axis, SortType type, int numHeaders,
+                               Worker* worker) const {
+    out.clear();
+    if (!dataContainer || type == SortType::None || index < 0)
+        return false;
+    const Dimension moving = axis == Axis::Row ? rowAxis(false) : colAxis(false);
+    const int count = rawCountOf(moving);
+    if (index >= rawCountOf(other(moving)) || count < 1)
+        return false;
+    numHeaders = std::clamp(numHeaders, 0, count);
+
+    SortKeys keys;
+    if (!readSortKeys(keys, moving, index, worker) || keys.size() != static_cast<std::size_t>(count))
+        return false;
+
+    // The source line of each raw line, and back.
+    const auto* readOnly = qobject_cast<const ReadOnlyDataContainer*>(dataContainer);
+    const auto sourceOf = [&](int raw) {
+        if (!readOnly)
+            return raw;
+        return moving == Dimension::Rows ? readOnly->fileRowOf(raw) : readOnly->fileColOf(raw);
+    };
+    std::vector<int> order(static_cast<std::size_t>(count - numHeaders));
+    for (int raw = numHeaders; raw < count; ++raw)
+        order[static_cast<std::size_t>(raw - numHeaders)] = sourceOf(raw);
+
+    const qint64 total = Sorter::expectedComparisons(order.size());
+    const Sorter::Progress progress = [worker, total](qint64 done) {
+        const float fraction =
+            static_cast<float>(std::min(1.0, static_cast<double>(done) / static_cast<double>(total)));
+        return report(worker, kReadShare + (1.0f - kReadShare) * fraction);
+    };
+    try {
+        Sorter::stableMergeSort(order, keys, type == SortType::Descending, progress);
+    } catch (const SortCanceledException&) {
+        return false;
+    }
+    if (worker && worker->isCanceled())
+        return false;
+    keys.clear();
+
+    // Old raw indexes in their new order, headers first where they stood.
+    std::vector<int> oldInNewOrder(static_cast<std::size_t>(count));
+    std::iota(oldInNewOrder.begin(), oldInNewOrder.begin() + numHeaders, 0);
+    if (readOnly) {
+        std::vector<int> rawOfSource(static_cast<std::size_t>(count));
+        for (int raw = 0; raw < count; ++raw)
+            rawOfSource[static_cast<std::size_t>(sourceOf(raw))] = raw;
+        for (std::size_t i = 0; i < order.size(); ++i)
+            oldInNewOrder[static_cast<std::size_t>(numHeaders) + i] =
+                rawOfSource[static_cast<std::size_t>(order[i])];
+    } else {
+        std::copy(order.begin(), order.end(), oldInNewOrder.begin() + numHeaders);
+    }
+    out = Utilities::invertSortIndexesVector(oldInNewOrder);
+    return true;
+}
+
+bool TableData::reorderLines(Dimension axis, const std::vector<int>& map) {
+    if (!dataContainer || static_cast<int>(map.size()) != rawCountOf(axis))
+        return false;
+    if (auto* readOnly = qobject_cast<ReadOnlyDataContainer*>(dataContainer)) {
+        const bool rows = axis == Dimension::Rows;
+        std::vector<int> order(map.size());
+        bool identity = true;
+        for (std::size_t i = 0; i < map.size(); ++i) {
+            const int file =
+                rows ? readOnly->fileRowOf(static_cast<int>(i)) : readOnly->fileColOf(static_cast<int>(i));
+            order[static_cast<std::size_t>(map[i])] = file;
+        }
+        for (std::size_t i = 0; i < order.size() && identity; ++i)
+            identity = order[i] == static_cast<int>(i);
+        if (rows) {
+            if (identity)
+                readOnly->clearRowOrder();
+            else
+                readOnly->setRowOrder(order);
+        } else {
+            if (identity)
+                readOnly->clearColOrder();
+            else
+                readOnly->setColOrder(order);
+        }
+    } else if (auto* editable = qobject_cast<EditableDataContainer*>(dataContainer)) {
+        const bool done = axis == Dimension::Rows ? editable->reorderRows(map) : editable->reorderCols(map);
+        if (!done)
+            return false;
+    } else {
+        return false;
+    }
+    // Concealment goes with the line.
+    std::vector<int>& concealed = concealedOf(axis);
+    Utilities::mapSortIndexes(concealed, map);
+    std::sort(concealed.begin(), concealed.end());
+    return true;
+}
+
+bool TableData::sortRows(const std::vector<int>& map, bool ignoreTranspose) {
+    return reorderLines(rowAxis(ignoreTranspose), map);
+}
+
+bool TableData::sortCols(const std::vector<int>& map, bool ignoreTranspose) {
+    return reorderLines(colAxis(ignoreTranspose), map);
+}
+
+bool TableData::unsortRows(const std::vector<int>& map, bool ignoreTranspose) {
+    return reorderLines(rowAxis(ignoreTranspose), Utilities::invertSortIndexesVector(map));
+}
+
+bool TableData::unsortCols(const std::vector<int>& map, bool ignoreTranspose) {
+    return reorderLines(colAxis(ignoreTranspose), Utilities::invertSortIndexesVector(map));
+}

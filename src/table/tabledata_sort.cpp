@@ -32,7 +32,27 @@ bool TableData::readSortKeys(SortKeys& keys, Dimension moving, int index, Worker
     const int count = rawCountOf(moving);
     const bool rowsMove = moving == Dimension::Rows;
     QString key;
+    std::u16string ascii;
+    const bool utf8 = encoding == UTF_8;
     const auto add = [&](std::string_view bytes) {
+        // Most cells are ASCII: in UTF-8 those bytes are the characters, and need no QString.
+        if (utf8) {
+            ascii.resize(bytes.size());
+            bool plain = true;
+            for (std::size_t i = 0; i < bytes.size(); ++i) {
+                const auto c = static_cast<unsigned char>(bytes[i]);
+                if (c >= 0x80) {
+                    plain = false;
+                    break;
+                }
+                ascii[i] =
+                    static_cast<char16_t>(!caseSensitiveSort && c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
+            }
+            if (plain) {
+                keys.add(QStringView(ascii.data(), static_cast<qsizetype>(ascii.size())));
+                return;
+            }
+        }
         key = decodeCell(bytes, encoding, codec);
         if (!caseSensitiveSort)
             key = std::move(key).toLower();

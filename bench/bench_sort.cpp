@@ -1,0 +1,213 @@
+// Sorting: a table of N rows x 10 columns sorted by a text, a natural ("file12") and a number
+// column, in the editable and the read-only container. Each sort against the same run's limit:
+// std::stable_sort of the same keys, already decoded, as plain strings. For the read-only
+// container also the read of the key column against a memchr pass over the file, and the time
+// from a cancel to the end of the sort.
+#include "benchregistry.h"
+#include "benchutil.h"
+#include "datagen.h"
+
+#include "storage/readonlydatacontainer.h"
+#include "table/sortdata.h"
+#include "table/sorter.h"
+#include "table/tabledata.h"
+#include "table/worker.h"
+
+#include <QFile>
+#include <QMutex>
+#include <QThread>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <numeric>
+
+using namespace BenchUtil;
+
+namespace {
+
+struct KeyColumn {
+    const char* name;
+    int col;
+};
+constexpr KeyColumn kKeyColumns[] = {{"text", 0}, {"natural", 1}, {"number", 2}};
+
+void appendWord(QByteArray& out, DataRandom& random) {
+    const quint32 length = 3 + random.below(8);
+    for (quint32 i = 0; i < length; ++i) {
+        const char c = static_cast<char>('a' + random.below(26));
+        out += i == 0 && random.below(4) == 0 ? static_cast<char>(c - 'a' + 'A') : c;
+    }
+}
+
+bool writeTable(const QString& path, qint64 rows, quint64 seed) {
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        return false;
+    DataRandom random(seed);
+    QByteArray chunk;
+    chunk += "name,file,amount,c3,c4,c5,c6,c7,c8,c9\n";
+    static const char* const stems[] = {"file", "img", "IMG_", "report-", "track"};
+    for (qint64 r = 0; r < rows; ++r) {
+        appendWord(chunk, random);
+        chunk += ',';
+        chunk += stems[random.below(5)];
+        chunk += QByteArray::number(random.below(100000) + 1);
+        chunk += random.below(2) ? ".txt," : ".png,";
+        // Amounts: integers and decimals, some negative, now and then empty.
+        if (random.below(20) != 0) {
+            if (random.below(5) == 0)
+                chunk += '-';
+            chunk += QByteArray::number(random.below(1000000) + 1);
+            if (random.below(2))
+                chunk += '.' + QByteArray::number(random.below(90) + 10);
+        }
+        for (int c = 3; c < 10; ++c) {
+            chunk += ',';
+            if (c % 2)
+                chunk += QByteArray::number(random.below(1000));
+            else
+                appendWord(chunk, random);
+        }
+        chunk += '\n';
+        if (chunk.size() > (1 << 22)) {
+            file.write(chunk);
+            chunk.clear();
+        }
+    }
+    file.write(chunk);
+    return true;
+}
+
+// The key column decoded as plain strings, outside any timing.
+std::vector<QString> decodedColumn(const TableData& data, int col) {
+    std::vector<QString> keys(static_cast<std::size_t>(data.numRawRows()));
+    for (int r = 0; r < data.numRawRows(); ++r)
+        keys[static_cast<std::size_t>(r)] = data.getValueRaw(r, col).toString();
+    return keys;
+}
+
+// Time from a cancel to the return of a sort on another thread, in seconds; -1 if the sort ended first.
+double cancelLatency(const TableData& data, int col) {
+    auto flag = std::make_shared<bool>(false);
+    auto mutex = std::make_shared<QMutex>();
+    Worker worker(flag, mutex);
+    worker.initiateProgressUpdate();
+    std::atomic<bool> finished = false;
+    std::vector<int> out;
+    QThread* thread = QThread::create([&] {
+        data.getSortIndexes(out, col, Axis::Row, SortType::Ascending, 1, &worker);
+        finished = true;
+    });
+    thread->start();
+    QThread::msleep(300);
+    const Timer timer;
+    {
+        QMutexLocker locker(mutex.get());
+        *flag = true;
+    }
+    thread->wait();
+    const double seconds = timer.seconds();
+    delete thread;
+    return out.empty() ? seconds : -1;
+}
+
+int runSort(const QStringList& args) {
+    const qint64 rows = optionInt(args, QStringLiteral("--rows"), 1000000);
+    const quint64 seed = static_cast<quint64>(optionInt(args, QStringLiteral("--seed"), 1));
+    ScratchFile scratch(QStringLiteral("sort"));
+    std::fprintf(stderr, "generating %lld rows x 10 columns in %s\n", static_cast<long long>(rows),
+                 qPrintable(scratch.path()));
+    if (!writeTable(scratch.path(), rows, seed)) {
+        std::fprintf(stderr, "sort: cannot write %s\n", qPrintable(scratch.path()));
+        return 1;
+    }
+    std::vector<Figure> figures;
+    MemchrPass limitPass = memchrNewlineCount(scratch.path());
+    const MemchrPass second = memchrNewlineCount(scratch.path());
+    if (second.seconds < limitPass.seconds)
+        limitPass = second;
+
+    for (const auto type : {TableData::Editable, TableData::ReadOnly}) {
+        const bool readOnly = type == TableData::ReadOnly;
+        const std::string op = readOnly ? "sort-ro" : "sort";
+        TableData data;
+        data.loadCSV(scratch.path(), false, type, QStringLiteral(","), QStringLiteral(","), UTF_8, RFC_4180);
+        std::printf("%s: %d rows x %d columns loaded\n", op.c_str(), data.numRawRows(), data.numRawCols());
+
+        for (const KeyColumn& key : kKeyColumns) {
+            const std::string what = std::string("by ") + key.name;
+            // The limit: the same keys, decoded before the clock starts, in plain string order.
+            std::vector<QString> plain = decodedColumn(data, key.col);
+            // The comparisons alone, over keys analysed beforehand.
+            SortKeys keys;
+            for (const QString& k : plain)
+                keys.add(k);
+            std::vector<int> order(keys.size() - 1);
+            std::iota(order.begin(), order.end(), 1);
+            const Timer mergeTimer;
+            Sorter::stableMergeSort(order, keys, false);
+            const double mergeSeconds = mergeTimer.seconds();
+            keys.clear();
+            const Timer limitTimer;
+            std::stable_sort(plain.begin() + 1, plain.end());
+            const double limitSeconds = limitTimer.seconds();
+
+            resetPeakRss();
+            const qint64 before = currentRssBytes();
+            const Timer timer;
+            std::vector<int> map;
+            if (!data.getSortIndexes(map, key.col, Axis::Row, SortType::Ascending, 1)) {
+                std::fprintf(stderr, "sort: getSortIndexes failed\n");
+                return 1;
+            }
+            const double indexSeconds = timer.seconds();
+            data.sortRows(map);
+            const double seconds = timer.seconds();
+            const qint64 extra = std::max<qint64>(0, peakRssBytes() - before);
+
+            figures.push_back({op, what + ": whole sort", seconds, "s", limitSeconds,
+                               "std::stable_sort, plain decoded strings"});
+            figures.push_back({op, what + ": order computed", indexSeconds, "s", limitSeconds,
+                               "std::stable_sort, plain decoded strings"});
+            figures.push_back({op, what + ": comparisons only", mergeSeconds, "s", limitSeconds,
+                               "std::stable_sort, plain decoded strings"});
+            figures.push_back({op, what + ": rows moved", seconds - indexSeconds, "s", 0, ""});
+            figures.push_back(
+                {op, what + ": extra peak RSS", static_cast<double>(extra) / 1048576.0, "MiB", 0, ""});
+        }
+
+        if (readOnly) {
+            const auto* container = qobject_cast<const ReadOnlyDataContainer*>(data.getDataContainer());
+            const Timer readTimer;
+            qint64 bytes = 0;
+            container->readLineInPieces(true, container->fileColOf(0), 1 << 16,
+                                        [&bytes](int, std::vector<std::vector<char>>& cells) {
+                                            for (const auto& cell : cells)
+                                                bytes += static_cast<qint64>(cell.size());
+                                            return true;
+                                        });
+            const double readSeconds = readTimer.seconds();
+            if (bytes < 0)
+                return 1;
+            figures.push_back({op, "key column read", readSeconds, "s", limitPass.seconds,
+                               "memchr newline count, same file"});
+            figures.push_back({op, "order list",
+                               static_cast<double>(container->getRowOrder().size() * sizeof(int)) / 1048576.0,
+                               "MiB", 0, ""});
+        }
+        const double latency = cancelLatency(data, 1);
+        figures.push_back({op, "cancel seen after", latency * 1000.0, "ms", 150, "150 ms goal"});
+    }
+    figures.push_back({"sort", "memchr pass", limitPass.seconds, "s", 0, ""});
+    printFigures(figures);
+    return 0;
+}
+
+BenchRegistration reg("sort",
+                      "sort [--rows N] [--seed S]: sorts by a text, a natural and a number column in both "
+                      "containers against std::stable_sort of the decoded keys; read-only key column read "
+                      "against the memchr pass; cancel latency",
+                      &runSort);
+
+} // namespace

@@ -153,7 +153,7 @@ void SortKeys::add(QStringView key) {
             std::uint32_t end = start + 1;
             while (end < n && isAsciiDigit(s[end]) == digits)
                 ++end;
-            Part part;
+            Part part{};
             if (digits) {
                 // As QString::toLongLong reads the run: an overflowing run counts 0.
                 qint64 value = 0;
@@ -167,8 +167,8 @@ void SortKeys::add(QStringView key) {
                 }
                 part.value = value;
             } else {
-                part.begin = k.textBegin + start;
-                part.length = end - start;
+                part.text.begin = start;
+                part.text.length = end - start;
             }
             parts.push_back(part);
             ++k.partCount;
@@ -216,8 +216,8 @@ bool SortKeys::less(int ia, int ib, bool descending) const {
             if (pa[i].value != pb[i].value)
                 return (pa[i].value < pb[i].value) != descending;
         } else {
-            const QStringView ta = partView(pa[i]);
-            const QStringView tb = partView(pb[i]);
+            const QStringView ta = partView(a, pa[i]);
+            const QStringView tb = partView(b, pb[i]);
             if (ta != tb)
                 return (ta < tb) != descending;
         }
@@ -225,6 +225,28 @@ bool SortKeys::less(int ia, int ib, bool descending) const {
     if (a.partCount == b.partCount)
         return false;
     return (a.partCount < b.partCount) != descending;
+}
+
+void SortKeys::reorder(const std::vector<int>& from) {
+    std::vector<Key> newKeys;
+    std::vector<Part> newParts;
+    std::vector<char16_t> newText;
+    newKeys.reserve(from.size());
+    newParts.reserve(parts.size());
+    newText.reserve(text.size());
+    for (const int source : from) {
+        Key k = keys[static_cast<std::size_t>(source)];
+        const auto textBegin = text.begin() + static_cast<std::ptrdiff_t>(k.textBegin);
+        const auto partsBegin = parts.begin() + static_cast<std::ptrdiff_t>(k.partsBegin);
+        k.textBegin = newText.size();
+        k.partsBegin = newParts.size();
+        newText.insert(newText.end(), textBegin, textBegin + k.textLength);
+        newParts.insert(newParts.end(), partsBegin, partsBegin + k.partCount);
+        newKeys.push_back(k);
+    }
+    keys.swap(newKeys);
+    parts.swap(newParts);
+    text.swap(newText);
 }
 
 // --- Sorting ---------------------------------------------------------------------------------

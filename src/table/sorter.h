@@ -26,6 +26,9 @@ public:
     std::size_t size() const { return keys.size(); }
     bool less(int a, int b, bool descending) const;
     void clear();
+    // Puts key from[i] at place i, text and runs with it, so that a sort over the new places
+    // reads its keys front to back.
+    void reorder(const std::vector<int>& from);
 
 private:
     enum Flag : std::uint8_t {
@@ -43,17 +46,21 @@ private:
         std::uint8_t flags = 0;
         double number = 0.0;
     };
-    // A run of digits keeps its value, a run of text where it stands in `text`.
-    struct Part {
-        std::uint64_t begin = 0;
-        std::uint32_t length = 0;
-        qint64 value = 0;
+    // A run of digits keeps its value, a run of text where it stands in its key's text. Which of
+    // the two a run is follows from its place and the key's StartsWithNumber.
+    union Part {
+        qint64 value;
+        struct {
+            std::uint32_t begin;
+            std::uint32_t length;
+        } text;
     };
     QStringView view(const Key& key) const {
         return QStringView(text.data() + key.textBegin, static_cast<qsizetype>(key.textLength));
     }
-    QStringView partView(const Part& part) const {
-        return QStringView(text.data() + part.begin, static_cast<qsizetype>(part.length));
+    QStringView partView(const Key& key, const Part& part) const {
+        return QStringView(text.data() + key.textBegin + part.text.begin,
+                           static_cast<qsizetype>(part.text.length));
     }
 
     std::vector<Key> keys;

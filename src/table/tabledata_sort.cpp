@@ -104,17 +104,25 @@ bool TableData::getSortIndexes(std::vector<int>& out, int index, Axis axis, Sort
     if (!readSortKeys(keys, moving, index, worker) || keys.size() != static_cast<std::size_t>(count))
         return false;
 
-    // The source line of each raw line, and back.
-    const auto* readOnly = qobject_cast<const ReadOnlyDataContainer*>(dataContainer);
-    const auto sourceOf = [&](int raw) {
-        if (!readOnly)
-            return raw;
-        return moving == Dimension::Rows ? readOnly->fileRowOf(raw) : readOnly->fileColOf(raw);
-    };
-    std::vector<int> order(static_cast<std::size_t>(count - numHeaders));
-    for (int raw = numHeaders; raw < count; ++raw)
-        order[static_cast<std::size_t>(raw - numHeaders)] = sourceOf(raw);
+    // A read-only table reads its keys in file order; put them in the order of the raw lines, so
+    // that the sort walks them front to back as it does in memory.
+    if (const auto* readOnly = qobject_cast<const ReadOnlyDataContainer*>(dataContainer)) {
+        const bool reordered =
+            moving == Dimension::Rows ? readOnly->getRowsReordered() : readOnly->getColsReordered();
+        if (reordered) {
+            std::vector<int> from(static_cast<std::size_t>(count));
+            for (int raw = 0; raw < count; ++raw) {
+                from[static_cast<std::size_t>(raw)] =
+                    moving == Dimension::Rows ? readOnly->fileRowOf(raw) : readOnly->fileColOf(raw);
+            }
+            keys.reorder(from);
+        }
+    }
 
+    // Old raw indexes in their new order; the headers first, where they stood.
+    std::vector<int> oldInNewOrder(static_cast<std::size_t>(count));
+    std::iota(oldInNewOrder.begin(), oldInNewOrder.end(), 0);
+    std::vector<int> order(oldInNewOrder.begin() + numHeaders, oldInNewOrder.end());
     const qint64 total = Sorter::expectedComparisons(order.size());
     const Sorter::Progress progress = [worker, total](qint64 done) {
         const float fraction =
@@ -129,20 +137,7 @@ bool TableData::getSortIndexes(std::vector<int>& out, int index, Axis axis, Sort
     if (worker && worker->isCanceled())
         return false;
     keys.clear();
-
-    // Old raw indexes in their new order, headers first where they stood.
-    std::vector<int> oldInNewOrder(static_cast<std::size_t>(count));
-    std::iota(oldInNewOrder.begin(), oldInNewOrder.begin() + numHeaders, 0);
-    if (readOnly) {
-        std::vector<int> rawOfSource(static_cast<std::size_t>(count));
-        for (int raw = 0; raw < count; ++raw)
-            rawOfSource[static_cast<std::size_t>(sourceOf(raw))] = raw;
-        for (std::size_t i = 0; i < order.size(); ++i)
-            oldInNewOrder[static_cast<std::size_t>(numHeaders) + i] =
-                rawOfSource[static_cast<std::size_t>(order[i])];
-    } else {
-        std::copy(order.begin(), order.end(), oldInNewOrder.begin() + numHeaders);
-    }
+    std::copy(order.begin(), order.end(), oldInNewOrder.begin() + numHeaders);
     out = Utilities::invertSortIndexesVector(oldInNewOrder);
     return true;
 }

@@ -18,8 +18,14 @@ constexpr float kReadShare = 0.2f;
 // between pieces.
 constexpr int kReadPiece = 1 << 16;
 
+// Called every few thousand steps: the cancel flag is read each time, so that a cancel is seen
+// within milliseconds; progress goes out at the worker's pace.
 bool report(Worker* worker, float fraction) {
-    if (!worker || !worker->readyForUpdate())
+    if (!worker)
+        return true;
+    if (worker->isCanceled())
+        return false;
+    if (!worker->readyForUpdate())
         return true;
     return worker->updateProgress(std::clamp(fraction, 0.0f, 1.0f));
 }

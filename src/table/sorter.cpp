@@ -181,16 +181,18 @@ void SortKeys::add(QStringView key) {
 bool SortKeys::less(int ia, int ib, bool descending) const {
     const Key& a = keys[static_cast<std::size_t>(ia)];
     const Key& b = keys[static_cast<std::size_t>(ib)];
-    const QStringView va = view(a);
-    const QStringView vb = view(b);
-    if (a.textLength == b.textLength && va == vb)
-        return false;
+    // Two identical texts are never before one another. Only the branches where identical texts
+    // could answer true look for that; the others give false for them by themselves.
     if (a.flags & Empty)
-        return descending;
+        return !(b.flags & Empty) && descending;
     if (b.flags & Empty)
         return !descending;
-    if ((a.flags | b.flags) & ZeroLed)
-        return (va < vb) != descending;
+    const QStringView va = view(a);
+    const QStringView vb = view(b);
+    if ((a.flags | b.flags) & ZeroLed) {
+        const int order = va.compare(vb);
+        return order != 0 && (order < 0) != descending;
+    }
     if (a.flags & b.flags & Number) {
         if (a.number == b.number)
             return false;
@@ -201,7 +203,7 @@ bool SortKeys::less(int ia, int ib, bool descending) const {
     const QStringView sa = va.mid(a.spaces);
     const QStringView sb = vb.mid(b.spaces);
     if (sa.isEmpty())
-        return descending;
+        return !sb.isEmpty() && descending;
     if (sb.isEmpty())
         return !descending;
     const bool startsWithNumber = a.flags & StartsWithNumber;
@@ -216,10 +218,9 @@ bool SortKeys::less(int ia, int ib, bool descending) const {
             if (pa[i].value != pb[i].value)
                 return (pa[i].value < pb[i].value) != descending;
         } else {
-            const QStringView ta = partView(a, pa[i]);
-            const QStringView tb = partView(b, pb[i]);
-            if (ta != tb)
-                return (ta < tb) != descending;
+            const int order = partView(a, pa[i]).compare(partView(b, pb[i]));
+            if (order != 0)
+                return (order < 0) != descending;
         }
     }
     if (a.partCount == b.partCount)

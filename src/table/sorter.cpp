@@ -85,6 +85,23 @@ bool isAsciiDigit(char16_t c) {
     return c >= u'0' && c <= u'9';
 }
 
+// QStringView::compare, with the first code units looked at in place: most texts of a column
+// differ there, and the call costs more than the comparison.
+int compareText(QStringView a, QStringView b) {
+    constexpr qsizetype kInline = 16;
+    const qsizetype common = std::min(a.size(), b.size());
+    const qsizetype inlined = std::min(common, kInline);
+    const char16_t* pa = a.utf16();
+    const char16_t* pb = b.utf16();
+    for (qsizetype i = 0; i < inlined; ++i) {
+        if (pa[i] != pb[i])
+            return pa[i] < pb[i] ? -1 : 1;
+    }
+    if (common > kInline)
+        return a.sliced(kInline).compare(b.sliced(kInline));
+    return a.size() == b.size() ? 0 : (a.size() < b.size() ? -1 : 1);
+}
+
 } // namespace
 
 // --- Keys ------------------------------------------------------------------------------------
@@ -190,7 +207,7 @@ bool SortKeys::less(int ia, int ib, bool descending) const {
     const QStringView va = view(a);
     const QStringView vb = view(b);
     if ((a.flags | b.flags) & ZeroLed) {
-        const int order = va.compare(vb);
+        const int order = compareText(va, vb);
         return order != 0 && (order < 0) != descending;
     }
     if (a.flags & b.flags & Number) {
@@ -208,7 +225,7 @@ bool SortKeys::less(int ia, int ib, bool descending) const {
         return !descending;
     const bool startsWithNumber = a.flags & StartsWithNumber;
     if (startsWithNumber != static_cast<bool>(b.flags & StartsWithNumber))
-        return (sa < sb) != descending;
+        return (compareText(sa, sb) < 0) != descending;
     const std::uint32_t n = std::min(a.partCount, b.partCount);
     const Part* pa = parts.data() + a.partsBegin;
     const Part* pb = parts.data() + b.partsBegin;
@@ -218,7 +235,7 @@ bool SortKeys::less(int ia, int ib, bool descending) const {
             if (pa[i].value != pb[i].value)
                 return (pa[i].value < pb[i].value) != descending;
         } else {
-            const int order = partView(a, pa[i]).compare(partView(b, pb[i]));
+            const int order = compareText(partView(a, pa[i]), partView(b, pb[i]));
             if (order != 0)
                 return (order < 0) != descending;
         }

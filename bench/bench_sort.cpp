@@ -87,8 +87,9 @@ std::vector<QString> decodedColumn(const TableData& data, int col) {
     return keys;
 }
 
-// Time from a cancel to the return of a sort on another thread, in seconds; -1 if the sort ended first.
-double cancelLatency(const TableData& data, int col) {
+// Time from a cancel `delayMs` after the start to the return of a sort on another thread, in
+// seconds; -1 if the sort ended first.
+double cancelLatency(const TableData& data, int col, unsigned long delayMs) {
     auto flag = std::make_shared<bool>(false);
     auto mutex = std::make_shared<QMutex>();
     Worker worker(flag, mutex);
@@ -100,7 +101,7 @@ double cancelLatency(const TableData& data, int col) {
         finished = true;
     });
     thread->start();
-    QThread::msleep(300);
+    QThread::msleep(delayMs);
     const Timer timer;
     {
         QMutexLocker locker(mutex.get());
@@ -196,8 +197,12 @@ int runSort(const QStringList& args) {
                                static_cast<double>(container->getRowOrder().size() * sizeof(int)) / 1048576.0,
                                "MiB", 0, ""});
         }
-        const double latency = cancelLatency(data, 1);
-        figures.push_back({op, "cancel seen after", latency * 1000.0, "ms", 150, "150 ms goal"});
+        // Cancels in the reading of the keys and in the comparisons; the slowest counts.
+        double latency = -1;
+        for (const unsigned long delay : {50UL, 150UL, 400UL, 800UL, 1200UL})
+            latency = std::max(latency, cancelLatency(data, 1, delay));
+        figures.push_back(
+            {op, "cancel seen after, slowest of 5", latency * 1000.0, "ms", 150, "150 ms goal"});
     }
     figures.push_back({"sort", "memchr pass", limitPass.seconds, "s", 0, ""});
     printFigures(figures);

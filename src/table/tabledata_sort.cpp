@@ -151,6 +151,13 @@ bool TableData::getSortIndexes(std::vector<int>& out, int index, Axis axis, Sort
 bool TableData::reorderLines(Dimension axis, const std::vector<int>& map) {
     if (!dataContainer || static_cast<int>(map.size()) != rawCountOf(axis))
         return false;
+    std::vector<bool> seen(map.size());
+    for (const int target : map) {
+        if (target < 0 || static_cast<std::size_t>(target) >= map.size() ||
+            seen[static_cast<std::size_t>(target)])
+            return false;
+        seen[static_cast<std::size_t>(target)] = true;
+    }
     if (auto* readOnly = qobject_cast<ReadOnlyDataContainer*>(dataContainer)) {
         const bool rows = axis == Dimension::Rows;
         std::vector<int> order(map.size());

@@ -62,6 +62,8 @@ private slots:
     void concealmentFollows();
     void containersAgree();
     void cancelLeavesEverything();
+    void badMapsChangeNothing_data();
+    void badMapsChangeNothing();
 };
 
 void TestSort::initTestCase() {
@@ -252,6 +254,25 @@ void TestSort::cancelLeavesEverything() {
     stack.push(again);
     QCOMPARE(text(*m, 1, 0), QStringLiteral("0"));
     QCOMPARE(text(*m, 400000, 0), QStringLiteral("399999"));
+}
+
+void TestSort::badMapsChangeNothing_data() {
+    QTest::addColumn<std::vector<int>>("map");
+    QTest::newRow("repeated target") << std::vector<int>{0, 1, 1, 3};
+    QTest::newRow("target past the end") << std::vector<int>{0, 1, 2, 4};
+    QTest::newRow("negative target") << std::vector<int>{0, -1, 2, 3};
+    QTest::newRow("too short") << std::vector<int>{1, 0, 2};
+}
+
+void TestSort::badMapsChangeNothing() {
+    QFETCH(std::vector<int>, map);
+    for (const auto type : {TableData::Editable, TableData::ReadOnly}) {
+        LoadedModel m = load({"a,1", "b,2", "c,3", "d,4"}, type);
+        const QStringList before = dump(*m);
+        QVERIFY(!m->getTableData().sortRows(map));
+        QVERIFY(!m->getTableData().sortCols(map));
+        QCOMPARE(dump(*m), before);
+    }
 }
 
 QTEST_MAIN(TestSort)

@@ -332,6 +332,9 @@ public:
     // when empty), ascending: the rows a duplicate removal takes out.
     std::vector<int> getEdgeIndexesOfSortedColumns(const std::vector<int>& cols, bool useThread = true);
     std::vector<int> getEdgeIndexesOfSortedColumn(int col, bool useThread = true);
+    // The twin: model columns right of the header columns that repeat a column before them over
+    // `rows` (all rows when empty), ascending.
+    std::vector<int> getEdgeIndexesOfSortedRows(const std::vector<int>& rows, bool useThread = true);
     // Removes those rows from the data at once and returns them. Tables with undo build a
     // RemoveRowsCommand from getEdgeIndexesOfSortedColumns instead.
     std::vector<int> removeDuplicateRows(std::vector<int> cols);

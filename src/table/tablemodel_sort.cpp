@@ -97,3 +97,58 @@ void TableModel::unsortColumns(const std::vector<int>& indexes) {
     colSortData = SortData();
     applySortMap(Axis::Col, indexes, true);
 }
+
+std::vector<int> TableModel::getEdgeIndexesOfSortedRows(const std::vector<int>& rows, bool useThread) {
+    std::vector<int> keyRows;
+    const int height = tableData.numModelRows();
+    if (rows.empty()) {
+        for (int r = 0; r < height; ++r)
+            keyRows.push_back(r);
+    } else {
+        for (const int r : rows) {
+            if (r >= 0 && r < height)
+                keyRows.push_back(r);
+        }
+    }
+    const int first = std::max(numHeaderCols, 0);
+    const int cols = tableData.numModelCols();
+    std::vector<int> duplicates;
+    if (keyRows.empty() || cols - first < 2)
+        return duplicates;
+
+    const bool finished = runOnWorker(
+        [&](TableModelWorker& work) {
+            std::vector<int> rawRows;
+            for (const int r : keyRows)
+                rawRows.push_back(tableData.getRawFromModelRow(r));
+            const int n = cols - first;
+            // Equal texts are equal bytes, and byte order groups them.
+            std::vector<std::vector<std::vector<char>>> keys(static_cast<std::size_t>(n));
+            for (int i = 0; i < n; ++i) {
+                const int rawCol = tableData.getRawFromModelCol(first + i);
+                auto& key = keys[static_cast<std::size_t>(i)];
+                key.reserve(rawRows.size());
+                for (const int rawRow : rawRows)
+                    key.push_back(tableData.getValueRawCharVec(rawRow, rawCol));
+                if (!work.reportProgress(i, 2LL * n))
+                    return false;
+            }
+            std::vector<int> order(static_cast<std::size_t>(n));
+            for (int i = 0; i < n; ++i)
+                order[static_cast<std::size_t>(i)] = i;
+            // Stable, so that the first of a run of equals stays.
+            std::stable_sort(order.begin(), order.end(), [&keys](int a, int b) {
+                return keys[static_cast<std::size_t>(a)] < keys[static_cast<std::size_t>(b)];
+            });
+            for (std::size_t i = 1; i < order.size(); ++i) {
+                if (keys[static_cast<std::size_t>(order[i])] == keys[static_cast<std::size_t>(order[i - 1])])
+                    duplicates.push_back(first + order[i]);
+            }
+            std::sort(duplicates.begin(), duplicates.end());
+            return true;
+        },
+        useThread);
+    if (!finished)
+        duplicates.clear();
+    return duplicates;
+}

@@ -132,6 +132,11 @@ public:
     // Sorts the values of the selected cells among themselves: within each row (Row) or within
     // each column (Col); the rest of the table stays.
     void sortSelectedCells(Axis axis, SortType type);
+    // Rows (Row) that repeat a row above them, below the header rows, compared over all columns
+    // or over the selected ones only; columns (Col) the same way. One undo step removes them;
+    // select makes them the selection.
+    void removeDuplicateRowsOrCols(Axis axis, bool basedOnSelection);
+    void selectDuplicateRowsOrCols(Axis axis, bool basedOnSelection);
 
     // --- Fit (tableview_fit.cpp) ---------------------------------------------------------
     void enforceAutoFitRowHeight(bool force);

@@ -17,8 +17,8 @@ namespace {
 // only when the work is still far from done after a moment, so quick sorts show nothing.
 class WorkerProgress {
 public:
-    WorkerProgress(QWidget* parent, TableModel* model)
-        : dialog(QObject::tr("Sorting..."), QObject::tr("Cancel"), 0, 100, parent) {
+    WorkerProgress(QWidget* parent, TableModel* model, const QString& label = QObject::tr("Sorting..."))
+        : dialog(label, QObject::tr("Cancel"), 0, 100, parent) {
         dialog.setObjectName(QStringLiteral("sortProgressDialog"));
         dialog.setWindowTitle(QObject::tr("Sort"));
         dialog.setWindowModality(Qt::WindowModal);
@@ -105,6 +105,56 @@ void TableView::sortSelectedCells(Axis axis, SortType type) {
     RangeVector cells;
     TableModel::convertCellArrayToCells(cells, lines);
     pushCommand(new SetModelDataCommand(m, cells, true));
+}
+
+namespace {
+
+// Model lines that repeat a line before them, found by sorting on the worker.
+std::vector<int> duplicateLines(QWidget* view, TableModel* m, Axis axis, bool basedOnSelection) {
+    std::vector<int> across;
+    if (basedOnSelection) {
+        if (axis == Axis::Row)
+            m->getOrderedSetOfSelectedCols(across);
+        else
+            m->getOrderedSetOfSelectedRows(across);
+        if (across.empty())
+            return {};
+    }
+    WorkerProgress progress(view, m, QObject::tr("Finding duplicates..."));
+    return axis == Axis::Row ? m->getEdgeIndexesOfSortedColumns(across, m->isForTableView())
+                             : m->getEdgeIndexesOfSortedRows(across, m->isForTableView());
+}
+
+} // namespace
+
+void TableView::removeDuplicateRowsOrCols(Axis axis, bool basedOnSelection) {
+    TableModel* m = tableModel();
+    if (!m || isReadOnly())
+        return;
+    stopEditing(true);
+    const std::vector<int> lines = duplicateLines(this, m, axis, basedOnSelection);
+    if (lines.empty())
+        return;
+    if (axis == Axis::Row)
+        removeRows(lines);
+    else
+        removeCols(lines);
+}
+
+void TableView::selectDuplicateRowsOrCols(Axis axis, bool basedOnSelection) {
+    TableModel* m = tableModel();
+    if (!m)
+        return;
+    stopEditing(true);
+    const std::vector<int> lines = duplicateLines(this, m, axis, basedOnSelection);
+    if (lines.empty())
+        return;
+    RangeVector ranges;
+    for (const int line : lines)
+        ranges.push_back(
+            Range(line, axis == Axis::Row ? RangeType::Row : RangeType::Col, RangeIndexType::Model));
+    m->setSelection(ranges);
+    refreshView();
 }
 
 void TableView::onHorizontalSectionDoubleClicked(int col) {

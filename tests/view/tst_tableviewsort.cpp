@@ -35,6 +35,8 @@ private slots:
     void selectedCells_data();
     void selectedCells();
     void readOnlySortsWithoutUndo();
+    void duplicates_data();
+    void duplicates();
 };
 
 void TestTableViewSort::initTestCase() {
@@ -110,6 +112,74 @@ void TestTableViewSort::readOnlySortsWithoutUndo() {
     QCOMPARE(columnTexts(*t.model, 0).mid(0, 4), (QStringList{"k", "a", "b", "c"}));
     QCOMPARE(t.view->undoStack()->count(), 0);
     QVERIFY(t.view->undoStack()->isClean());
+}
+
+namespace {
+
+QString table(const TableModel& m) {
+    QStringList rows;
+    for (int r = 0; r < m.rowCountModel(); ++r) {
+        QStringList cells;
+        for (int c = 0; c < m.columnCountModel(); ++c)
+            cells << Fixture::text(m, r, c, Qt::EditRole);
+        rows << cells.join(QLatin1Char(','));
+    }
+    return rows.join(QLatin1Char('|'));
+}
+
+} // namespace
+
+void TestTableViewSort::duplicates_data() {
+    QTest::addColumn<QStringList>("lines");
+    QTest::addColumn<int>("axis");
+    QTest::addColumn<int>("selectedLine"); // -1: compare over everything
+    QTest::addColumn<QString>("kept");
+    QTest::addColumn<std::vector<int>>("duplicates");
+    const QStringList rows{"h,h2", "a,1", "b,2", "a,1", "a,3", "b,2"};
+    QTest::newRow("rows over all columns")
+        << rows << int(Axis::Row) << -1 << "h,h2|a,1|b,2|a,3" << std::vector<int>{3, 5};
+    QTest::newRow("rows over the selected column")
+        << rows << int(Axis::Row) << 0 << "h,h2|a,1|b,2" << std::vector<int>{3, 4, 5};
+    const QStringList cols{"x,y,x,z", "1,2,1,1"};
+    QTest::newRow("columns over all rows")
+        << cols << int(Axis::Col) << -1 << "x,y,z|1,2,1" << std::vector<int>{2};
+    QTest::newRow("columns over the selected row")
+        << cols << int(Axis::Col) << 1 << "x,y|1,2" << std::vector<int>{2, 3};
+}
+
+void TestTableViewSort::duplicates() {
+    QFETCH(QStringList, lines);
+    QFETCH(int, axis);
+    QFETCH(int, selectedLine);
+    QFETCH(QString, kept);
+    QFETCH(std::vector<int>, duplicates);
+    ShownTable t = makeTable(lines);
+    t.model->setMinNumTableRows(0);
+    t.model->setMinNumTableCols(0);
+    t.model->setNumBufferRows(0);
+    t.model->setNumBufferCols(0);
+    t.model->enforceTableSize();
+    const bool rows = axis == int(Axis::Row);
+    if (selectedLine >= 0) {
+        Range line(selectedLine, rows ? RangeType::Col : RangeType::Row, RangeIndexType::Model);
+        t.model->setSelection(line);
+    }
+    const QString before = table(*t.model);
+    t.view->selectDuplicateRowsOrCols(static_cast<Axis>(axis), selectedLine >= 0);
+    std::vector<int> selected;
+    if (rows)
+        t.model->getOrderedSetOfSelectedRows(selected);
+    else
+        t.model->getOrderedSetOfSelectedCols(selected);
+    QCOMPARE(selected, duplicates);
+    if (selectedLine >= 0) {
+        Range line(selectedLine, rows ? RangeType::Col : RangeType::Row, RangeIndexType::Model);
+        t.model->setSelection(line);
+    }
+    t.view->removeDuplicateRowsOrCols(static_cast<Axis>(axis), selectedLine >= 0);
+    QCOMPARE(table(*t.model), kept);
+    t.view->undo();
+    QCOMPARE(table(*t.model), before);
 }
 
 QTEST_MAIN(TestTableViewSort)

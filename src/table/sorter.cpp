@@ -245,28 +245,6 @@ bool SortKeys::less(int ia, int ib, bool descending) const {
     return (a.partCount < b.partCount) != descending;
 }
 
-void SortKeys::reorder(const std::vector<int>& from) {
-    std::vector<Key> newKeys;
-    std::vector<Part> newParts;
-    std::vector<char16_t> newText;
-    newKeys.reserve(from.size());
-    newParts.reserve(parts.size());
-    newText.reserve(text.size());
-    for (const int source : from) {
-        Key k = keys[static_cast<std::size_t>(source)];
-        const auto textBegin = text.begin() + static_cast<std::ptrdiff_t>(k.textBegin);
-        const auto partsBegin = parts.begin() + static_cast<std::ptrdiff_t>(k.partsBegin);
-        k.textBegin = newText.size();
-        k.partsBegin = newParts.size();
-        newText.insert(newText.end(), textBegin, textBegin + k.textLength);
-        newParts.insert(newParts.end(), partsBegin, partsBegin + k.partCount);
-        newKeys.push_back(k);
-    }
-    keys.swap(newKeys);
-    parts.swap(newParts);
-    text.swap(newText);
-}
-
 // --- Sorting ---------------------------------------------------------------------------------
 
 namespace Sorter {

@@ -26,9 +26,6 @@ public:
     std::size_t size() const { return keys.size(); }
     bool less(int a, int b, bool descending) const;
     void clear();
-    // Puts key from[i] at place i, text and runs with it, so that a sort over the new places
-    // reads its keys front to back.
-    void reorder(const std::vector<int>& from);
 
 private:
     enum Flag : std::uint8_t {

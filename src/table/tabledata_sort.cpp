@@ -32,8 +32,7 @@ bool report(Worker* worker, float fraction) {
 
 } // namespace
 
-// Keys go in by source line: the raw line for the editable container, the file line for the
-// read-only one (whose raw lines read the file through its order).
+// Keys go in by raw line, so that key i is that of raw line i.
 bool TableData::readSortKeys(SortKeys& keys, Dimension moving, int index, Worker* worker) const {
     const int count = rawCountOf(moving);
     const bool rowsMove = moving == Dimension::Rows;
@@ -67,13 +66,43 @@ bool TableData::readSortKeys(SortKeys& keys, Dimension moving, int index, Worker
 
     if (const auto* readOnly = qobject_cast<const ReadOnlyDataContainer*>(dataContainer)) {
         const int fileIndex = rowsMove ? readOnly->fileColOf(index) : readOnly->fileRowOf(index);
+        const bool reordered = rowsMove ? readOnly->getRowsReordered() : readOnly->getColsReordered();
         keys.reserve(static_cast<std::size_t>(count), 0);
-        return readOnly->readLineInPieces(
+        if (!reordered) {
+            return readOnly->readLineInPieces(
+                rowsMove, fileIndex, kReadPiece, [&](int first, std::vector<std::vector<char>>& cells) {
+                    for (const std::vector<char>& cell : cells)
+                        add(std::string_view(cell.data(), cell.size()));
+                    return report(worker, kReadShare * static_cast<float>(first) / static_cast<float>(count));
+                });
+        }
+        // The file is read front to back, but the keys go in by raw line, so that the sort walks
+        // them in memory order. The column's bytes wait in one buffer meanwhile: smaller than the
+        // analysed keys, which are made once.
+        std::vector<char> bytes;
+        std::vector<std::size_t> ends;
+        ends.reserve(static_cast<std::size_t>(count));
+        const bool read = readOnly->readLineInPieces(
             rowsMove, fileIndex, kReadPiece, [&](int first, std::vector<std::vector<char>>& cells) {
-                for (const std::vector<char>& cell : cells)
-                    add(std::string_view(cell.data(), cell.size()));
-                return report(worker, kReadShare * static_cast<float>(first) / static_cast<float>(count));
+                for (const std::vector<char>& cell : cells) {
+                    bytes.insert(bytes.end(), cell.begin(), cell.end());
+                    ends.push_back(bytes.size());
+                }
+                return report(worker, kReadShare / 2 * static_cast<float>(first) / static_cast<float>(count));
             });
+        if (!read || ends.size() != static_cast<std::size_t>(count))
+            return false;
+        for (int raw = 0; raw < count; ++raw) {
+            const auto file =
+                static_cast<std::size_t>(rowsMove ? readOnly->fileRowOf(raw) : readOnly->fileColOf(raw));
+            const std::size_t begin = file == 0 ? 0 : ends[file - 1];
+            add(std::string_view(bytes.data() + begin, ends[file] - begin));
+            if ((raw & 0xFFF) == 0 &&
+                !report(worker,
+                        kReadShare / 2 * (1.0f + static_cast<float>(raw) / static_cast<float>(count))))
+                return false;
+        }
+        return true;
     }
 
     keys.reserve(static_cast<std::size_t>(count), static_cast<std::size_t>(count) * 8);
@@ -109,21 +138,6 @@ bool TableData::getSortIndexes(std::vector<int>& out, int index, Axis axis, Sort
     SortKeys keys;
     if (!readSortKeys(keys, moving, index, worker) || keys.size() != static_cast<std::size_t>(count))
         return false;
-
-    // A read-only table reads its keys in file order; put them in the order of the raw lines, so
-    // that the sort walks them front to back as it does in memory.
-    if (const auto* readOnly = qobject_cast<const ReadOnlyDataContainer*>(dataContainer)) {
-        const bool reordered =
-            moving == Dimension::Rows ? readOnly->getRowsReordered() : readOnly->getColsReordered();
-        if (reordered) {
-            std::vector<int> from(static_cast<std::size_t>(count));
-            for (int raw = 0; raw < count; ++raw) {
-                from[static_cast<std::size_t>(raw)] =
-                    moving == Dimension::Rows ? readOnly->fileRowOf(raw) : readOnly->fileColOf(raw);
-            }
-            keys.reorder(from);
-        }
-    }
 
     // Old raw indexes in their new order; the headers first, where they stood.
     std::vector<int> oldInNewOrder(static_cast<std::size_t>(count));

@@ -35,6 +35,7 @@ private slots:
     void selectedCells_data();
     void selectedCells();
     void readOnlySortsWithoutUndo();
+    void readOnlyFileSorts();
     void duplicates_data();
     void duplicates();
 };
@@ -112,6 +113,24 @@ void TestTableViewSort::readOnlySortsWithoutUndo() {
     QCOMPARE(columnTexts(*t.model, 0).mid(0, 4), (QStringList{"k", "a", "b", "c"}));
     QCOMPARE(t.view->undoStack()->count(), 0);
     QVERIFY(t.view->undoStack()->isClean());
+}
+
+void TestTableViewSort::readOnlyFileSorts() {
+    // A file opened read-only: the sort reads the file through an order list.
+    Fixture::LoadedModel m = Fixture::load({"k,v", "b,2", "c,3", "a,1"}, TableData::ReadOnly);
+    TableView view;
+    view.setModel(m.model.get());
+    view.setReadOnly(true, true);
+    view.onLoadFinished();
+    view.resize(600, 400);
+    view.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&view));
+    doubleClickLabel(view.horizontalHeaderView(), 1);
+    QCOMPARE(columnTexts(*m, 0).mid(0, 4), (QStringList{"k", "a", "b", "c"}));
+    doubleClickLabel(view.horizontalHeaderView(), 1);
+    QCOMPARE(columnTexts(*m, 0).mid(0, 4), (QStringList{"k", "c", "b", "a"}));
+    QCOMPARE(m->headerData(1, Qt::Horizontal).toString(), QStringLiteral("1 \u2193"));
+    QCOMPARE(view.undoStack()->count(), 0);
 }
 
 namespace {

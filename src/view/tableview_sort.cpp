@@ -37,44 +37,38 @@ private:
 
 } // namespace
 
-void TableView::sortRowsOrCols(const SortData& sortData) {
+bool TableView::sortRowsOrCols(const SortData& sortData) {
     TableModel* m = tableModel();
     if (!m || sortData.index < 0 || sortData.type == SortType::None || static_cast<int>(sortData.axis) == 3)
-        return;
+        return false;
     stopEditing(true);
     WorkerProgress progress(this, m);
     if (isReadOnly()) {
         // Nothing of the file changes, so there is nothing to take back or to save.
-        if (sortData.axis == Axis::Row)
-            m->sortRows(sortData, true);
-        else
-            m->sortColumns(sortData, true);
-        return;
+        return sortData.axis == Axis::Row ? m->sortRows(sortData, true) : m->sortColumns(sortData, true);
     }
-    pushCommand(new SortCommand(m, sortData));
+    return pushCommand(new SortCommand(m, sortData));
 }
 
-void TableView::sortRowsOrCols(Axis axis, SortType type) {
+bool TableView::sortRowsOrCols(Axis axis, SortType type) {
     TableModel* m = tableModel();
     if (!m)
-        return;
+        return false;
     const Range mainCell = m->getRawRange(m->getMainCell());
     const int index = axis == Axis::Row ? mainCell.col : mainCell.row;
     if (index < 0 || index >= (axis == Axis::Row ? m->columnCountRaw() : m->rowCountRaw()))
-        return;
-    if (isReadOnly()) {
-        sortRowsOrCols(SortData{type, axis, index});
-        return;
-    }
+        return false;
+    if (isReadOnly())
+        return sortRowsOrCols(SortData{type, axis, index});
     stopEditing(true);
     WorkerProgress progress(this, m);
-    pushCommand(new SortCommand(m, m->getSelection(), true, axis, type));
+    return pushCommand(new SortCommand(m, m->getSelection(), true, axis, type));
 }
 
-void TableView::sortSelectedCells(Axis axis, SortType type) {
+bool TableView::sortSelectedCells(Axis axis, SortType type) {
     TableModel* m = tableModel();
     if (!m || isReadOnly() || type == SortType::None)
-        return;
+        return false;
     stopEditing(true);
     std::vector<RangeVector> lines;
     if (axis == Axis::Row)
@@ -101,10 +95,10 @@ void TableView::sortSelectedCells(Axis axis, SortType type) {
         }
     }
     if (!changed)
-        return;
+        return false;
     RangeVector cells;
     TableModel::convertCellArrayToCells(cells, lines);
-    pushCommand(new SetModelDataCommand(m, cells, true));
+    return pushCommand(new SetModelDataCommand(m, cells, true));
 }
 
 namespace {
@@ -127,34 +121,35 @@ std::vector<int> duplicateLines(QWidget* view, TableModel* m, Axis axis, bool ba
 
 } // namespace
 
-void TableView::removeDuplicateRowsOrCols(Axis axis, bool basedOnSelection) {
+bool TableView::removeDuplicateRowsOrCols(Axis axis, bool basedOnSelection) {
     TableModel* m = tableModel();
     if (!m || isReadOnly())
-        return;
+        return false;
     stopEditing(true);
     const std::vector<int> lines = duplicateLines(this, m, axis, basedOnSelection);
     if (lines.empty())
-        return;
-    if (axis == Axis::Row)
-        removeRows(lines);
-    else
-        removeCols(lines);
+        return false;
+    return axis == Axis::Row ? removeRows(lines) : removeCols(lines);
 }
 
-void TableView::selectDuplicateRowsOrCols(Axis axis, bool basedOnSelection) {
+bool TableView::selectDuplicateRowsOrCols(Axis axis, bool basedOnSelection) {
     TableModel* m = tableModel();
     if (!m)
-        return;
+        return false;
     stopEditing(true);
     const std::vector<int> lines = duplicateLines(this, m, axis, basedOnSelection);
     if (lines.empty())
-        return;
+        return false;
     RangeVector ranges;
     for (const int line : lines)
         ranges.push_back(
             Range(line, axis == Axis::Row ? RangeType::Row : RangeType::Col, RangeIndexType::Model));
-    m->setSelection(ranges);
+    // The main cell goes to the first duplicate, so that it stands in the selection.
+    Range mainCell = axis == Axis::Row ? Range(lines.front(), 0, RangeIndexType::Model)
+                                       : Range(0, lines.front(), RangeIndexType::Model);
+    m->setSelection(mainCell, ranges);
     refreshView();
+    return true;
 }
 
 void TableView::onHorizontalSectionDoubleClicked(int col) {

@@ -47,6 +47,10 @@ public:
     bool removeCols(int at, int count) override;
     void copyRowContentsToAnotherRow(int from, int to) override;
     void copyColContentsToAnotherCol(int from, int to) override;
+    // Moves row i to map[i] (column i to map[i]); false, with nothing changed, when `map` is no
+    // permutation of the rows (columns). Rows move as pointers: no cell is copied.
+    bool reorderRows(const std::vector<int>& map);
+    bool reorderCols(const std::vector<int>& map);
 
     bool loadCSV() override;
     bool loadCSVNoDelimiter() override;

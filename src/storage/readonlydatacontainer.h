@@ -2,6 +2,8 @@
 
 #include "storage/abstractdatacontainer.h"
 
+#include <functional>
+
 class CellWriter;
 class QFile;
 
@@ -76,6 +78,14 @@ public:
     const std::vector<int>& getColOrder() const { return colOrder; }
     bool getRowsReordered() const { return rowsReordered; }
     bool getColsReordered() const { return colsReordered; }
+    // The line of the file that row (column) `index` reads, through the order.
+    int fileRowOf(int row) const;
+    int fileColOf(int col) const;
+    // The cells of file column (row) `fileIndex`, in file order, `pieceSize` at a time, so that a
+    // caller can analyse a huge column without holding its bytes. `sink(first, cells)` gets each
+    // piece; false from it stops the read, and the result is then false.
+    bool readLineInPieces(bool column, int fileIndex, int pieceSize,
+                          const std::function<bool(int, std::vector<std::vector<char>>&)>& sink) const;
 
     // --- Writing --------------------------------------------------------------------------
     using AbstractDataContainer::saveCSV;

@@ -15,6 +15,9 @@
 
 class AbstractDataContainer;
 class Range;
+class SortKeys;
+class Worker;
+enum class SortType;
 class QMutex;
 class QTextCodec;
 class QThread;
@@ -175,6 +178,23 @@ public:
     QString getSaveErrorString() const;
     void clear();
 
+    // --- Sorting --------------------------------------------------------------------------
+    // Computes the stable natural order of the raw lines of `axis` (rows for Row) by the cells
+    // of raw line `index` across them, leaving the first `numHeaders` lines in place. `out`
+    // becomes the map from each raw index to its index after the sort. Runs on the calling
+    // thread; `worker` gets progress and may cancel. False when canceled or there is nothing
+    // to sort, with `out` empty.
+    bool getSortIndexes(std::vector<int>& out, int index, Axis axis, SortType type, int numHeaders,
+                        Worker* worker = nullptr) const;
+    // Moves each raw line i to map[i], with its concealment. The read-only container only
+    // changes the order it reads the file in. `unsort` takes the same map back.
+    bool sortRows(const std::vector<int>& map, bool ignoreTranspose = false);
+    bool sortCols(const std::vector<int>& map, bool ignoreTranspose = false);
+    bool unsortRows(const std::vector<int>& map, bool ignoreTranspose = false);
+    bool unsortCols(const std::vector<int>& map, bool ignoreTranspose = false);
+    void setCaseSensitiveSort(bool on) { caseSensitiveSort = on; }
+    bool getCaseSensitiveSort() const { return caseSensitiveSort; }
+
     // --- Word delimiters for whole-word search --------------------------------------------
     void setWordDelimiters(const QString& chars);
     QString getWordDelimiters() const { return wordDelimiters; }
@@ -238,6 +258,9 @@ private:
     std::vector<int> emptyLinesIn(Dimension axis, int index, RangeIndexType indexType,
                                   GetRowColMaskType maskType, const std::vector<int>& mask) const;
 
+    bool readSortKeys(SortKeys& keys, Dimension moving, int index, Worker* worker) const;
+    bool reorderLines(Dimension axis, const std::vector<int>& map);
+
     void emitTableSizeChanged();
     void keepContainerSize();
     AbstractDataContainer* createDataContainer(DataContainerType type);
@@ -271,4 +294,5 @@ private:
     std::array<bool, 256> wordDelimiterLookup{};
     QMutex* progressUpdateMutex = nullptr;
     QWaitCondition* progressUpdateCondition = nullptr;
+    bool caseSensitiveSort = true;
 };

@@ -73,6 +73,10 @@ QVariant TableModel::data(const QModelIndex& index, int role) const {
     const int col = index.column();
     if (row < 0 || col < 0)
         return QVariant();
+    // A read-only table reads its file through one buffer, which a scan on the worker is using.
+    if (workerBusy && tableData.getDataContainerType() == TableData::ReadOnly &&
+        (role == Qt::DisplayRole || role == Qt::EditRole))
+        return QVariant();
     switch (role) {
     case Qt::DisplayRole:
         return displayValue(row, col, false);
@@ -322,6 +326,7 @@ void TableModel::applySettings(const Settings& settings) {
     firstColIndex = settings.getValueInt(FirstColumnIndex);
     colLetters = settings.getValueBool(RepresentColumnsAsLetters);
     saveAfterEachEdit = settings.getValueBool(SaveAfterEachEdit);
+    tableData.setCaseSensitiveSort(settings.getValueBool(CaseSensitiveSorting));
     boldHeaderRows = settings.getValueBool(HighlightHeaderRows);
     boldHeaderCols = settings.getValueBool(HighlightHeaderColumns);
     shadeEveryOtherRow = settings.getValueBool(ShadeEveryOtherRow);

@@ -266,6 +266,23 @@ public:
     void setRowSortData(const SortData& data);
     void setColSortData(const SortData& data);
     const std::vector<FilterData>& getFilterList() const { return filterList; }
+
+    // --- Sorting ------------------------------------------------------------------------
+    // The map of a sort (raw index -> raw index after it) by `sortData`, on the worker thread
+    // with `useThread`. False when canceled or when there is nothing to sort.
+    bool getSortIndexes(std::vector<int>& out, const SortData& sortData, int numHeaders, bool useThread);
+    // Applies a map of getSortIndexes: the lines move, and with them concealment, the filters and
+    // the other axis' sort mark; this axis' mark becomes (type, index).
+    void sortRows(const std::vector<int>& indexes, SortType type, int index, bool useThread = false);
+    void sortColumns(const std::vector<int>& indexes, SortType type, int index, bool useThread = false);
+    // Computes and applies a sort at once, without undo; false when canceled.
+    bool sortRows(const SortData& sortData, bool useThread);
+    bool sortColumns(const SortData& sortData, bool useThread);
+    // Takes a map of sortRows back; the marks are the caller's to restore.
+    void unsortRows(const std::vector<int>& indexes);
+    void unsortColumns(const std::vector<int>& indexes);
+    // Whether a scan runs on the worker now.
+    bool isWorkerBusy() const { return workerBusy; }
     // Replaces the filter list without applying it: undo commands keep concealment themselves.
     void setFilterListDontApply(const std::vector<FilterData>& filters) { filterList = filters; }
     void setFindReplaceQuery(const FindReplaceQuery& query);
@@ -315,6 +332,9 @@ public:
     // when empty), ascending: the rows a duplicate removal takes out.
     std::vector<int> getEdgeIndexesOfSortedColumns(const std::vector<int>& cols, bool useThread = true);
     std::vector<int> getEdgeIndexesOfSortedColumn(int col, bool useThread = true);
+    // The twin: model columns right of the header columns that repeat a column before them over
+    // `rows` (all rows when empty), ascending.
+    std::vector<int> getEdgeIndexesOfSortedRows(const std::vector<int>& rows, bool useThread = true);
     // Removes those rows from the data at once and returns them. Tables with undo build a
     // RemoveRowsCommand from getEdgeIndexesOfSortedColumns instead.
     std::vector<int> removeDuplicateRows(std::vector<int> cols);
@@ -451,6 +471,9 @@ private:
     // Runs `job` on the worker thread (or here without `useThread`) while a local event loop
     // keeps the GUI alive; returns its result.
     bool runOnWorker(const std::function<bool(TableModelWorker&)>& job, bool useThread);
+    // Moves the lines of `axis` by `map` (back by it with `unsort`), with everything that names them.
+    void applySortMap(Axis axis, const std::vector<int>& map, bool unsort);
+    void sortFilterLines(Axis axis, const std::vector<int>& map);
     template <typename Map> Map parseIntoMap(int keyCol, int valCol, int headerRow, bool skipEmpty) const;
 
     // The load handshake pair; declared before tableData so that it outlives any load.

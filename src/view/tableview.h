@@ -3,6 +3,7 @@
 #include "preferences/settings.h"
 #include "preferences/theme.h"
 #include "storage/fileparameters.h"
+#include "table/sortdata.h"
 #include "view/abstracttableview.h"
 #include "window/context.h"
 
@@ -121,6 +122,22 @@ public:
     bool getFreezeHeaderColumns() const { return freezeHeaderCols; }
     int getNumHeaderRows() const { return numHeaderRows; }
     int getNumHeaderCols() const { return numHeaderCols; }
+
+    // --- Sorting (tableview_sort.cpp) -----------------------------------------------------
+    // Sorts by a known key, with undo; a sort that runs long shows progress with Cancel. A
+    // read-only table changes only the order it shows its file in, without undo. These return
+    // whether the table changed (or, for select, the selection).
+    bool sortRowsOrCols(const SortData& sortData);
+    // Rows by the main cell's column (Row), or columns by its row (Col).
+    bool sortRowsOrCols(Axis axis, SortType type);
+    // Sorts the values of the selected cells among themselves: within each row (Row) or within
+    // each column (Col); the rest of the table stays.
+    bool sortSelectedCells(Axis axis, SortType type);
+    // Rows (Row) that repeat a row above them, below the header rows, compared over all columns
+    // or over the selected ones only; columns (Col) the same way. One undo step removes them;
+    // select makes them the selection.
+    bool removeDuplicateRowsOrCols(Axis axis, bool basedOnSelection);
+    bool selectDuplicateRowsOrCols(Axis axis, bool basedOnSelection);
 
     // --- Fit (tableview_fit.cpp) ---------------------------------------------------------
     void enforceAutoFitRowHeight(bool force);

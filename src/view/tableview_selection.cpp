@@ -362,13 +362,6 @@ void TableView::onVerticalSectionReleased(int row) {
         onArrayDragStop(Axis::Row, row < 0 ? arrayCurrent : row);
 }
 
-void TableView::onHorizontalSectionDoubleClicked(int col) {
-    enforceAutoFitColWidth(col);
-}
-void TableView::onVerticalSectionDoubleClicked(int row) {
-    enforceAutoFitRowHeight(row);
-}
-
 void TableView::onArrayDragStart(Axis axis, int index) {
     TableModel* m = tableModel();
     if (!m || readOnlyView)

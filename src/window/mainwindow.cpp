@@ -503,6 +503,10 @@ void MainWindow::setRepresentColumnsAsLettersCommand(bool on) {
 
 void MainWindow::setCaseSensitiveSorting(bool on) {
     settings.setValue(CaseSensitiveSorting, on);
+    applyToTables(getAllTableViews(), [on](TableView* view) {
+        if (TableModel* model = view->tableModel())
+            model->getTableData().setCaseSensitiveSort(on);
+    });
 }
 
 void MainWindow::setSnapToRowAfterScrolling(bool on) {

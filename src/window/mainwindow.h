@@ -272,6 +272,18 @@ public slots:
     bool commandRemoveSelectedCellsAndTheRestOfTheirRows(const QString& path = QString());
     bool commandRemoveSelectedCellsAndTheRestOfTheirColumns(const QString& path = QString());
     bool commandToggleCaseSensitiveSorting(const QString& path = QString());
+    bool commandSortSelectedColumnAscending(const QString& path = QString());
+    bool commandSortSelectedColumnDescending(const QString& path = QString());
+    bool commandSortSelectedRowAscending(const QString& path = QString());
+    bool commandSortSelectedRowDescending(const QString& path = QString());
+    bool commandSortSelectedCellsHorizontallyAscending(const QString& path = QString());
+    bool commandSortSelectedCellsHorizontallyDescending(const QString& path = QString());
+    bool commandSortSelectedCellsVerticallyAscending(const QString& path = QString());
+    bool commandSortSelectedCellsVerticallyDescending(const QString& path = QString());
+    bool commandRemoveDuplicateRows(const QString& path = QString());
+    bool commandRemoveDuplicateColumns(const QString& path = QString());
+    bool commandRemoveDuplicateRowsBasedOnSelectedColumnsOnly(const QString& path = QString());
+    bool commandRemoveDuplicateColumnsBasedOnSelectedRowsOnly(const QString& path = QString());
     bool commandDuplicateSelectedCellContentsUp(const QString& path = QString());
     bool commandDuplicateSelectedCellContentsDown(const QString& path = QString());
     bool commandDuplicateSelectedCellContentsLeft(const QString& path = QString());
@@ -307,6 +319,10 @@ public slots:
     bool commandMoveSelectionRightByABlock(const QString& path = QString());
     bool commandInvertSelectionByRowsHeaderExcluded(const QString& path = QString());
     bool commandInvertSelectionByColumnsHeaderExcluded(const QString& path = QString());
+    bool commandSelectDuplicateRows(const QString& path = QString());
+    bool commandSelectDuplicateColumns(const QString& path = QString());
+    bool commandSelectDuplicateRowsBasedOnSelectedColumnsOnly(const QString& path = QString());
+    bool commandSelectDuplicateColumnsBasedOnSelectedRowsOnly(const QString& path = QString());
     // View's grid size and headers (mainwindow_view.cpp).
     bool commandToggleAutoFitRowHeight(const QString& path = QString());
     bool commandToggleAutoFitColumnWidth(const QString& path = QString());

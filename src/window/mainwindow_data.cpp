@@ -197,3 +197,67 @@ bool MainWindow::commandToggleCaseSensitiveSorting(const QString&) {
     setCaseSensitiveSorting(!settings.getValueBool(CaseSensitiveSorting));
     return true;
 }
+
+// --- Sort ---------------------------------------------------------------------------------------
+
+bool MainWindow::commandSortSelectedColumnAscending(const QString& path) {
+    TableView* view = tableForEdit(path);
+    return view && view->sortRowsOrCols(Axis::Row, SortType::Ascending);
+}
+
+bool MainWindow::commandSortSelectedColumnDescending(const QString& path) {
+    TableView* view = tableForEdit(path);
+    return view && view->sortRowsOrCols(Axis::Row, SortType::Descending);
+}
+
+bool MainWindow::commandSortSelectedRowAscending(const QString& path) {
+    TableView* view = tableForEdit(path);
+    return view && view->sortRowsOrCols(Axis::Col, SortType::Ascending);
+}
+
+bool MainWindow::commandSortSelectedRowDescending(const QString& path) {
+    TableView* view = tableForEdit(path);
+    return view && view->sortRowsOrCols(Axis::Col, SortType::Descending);
+}
+
+bool MainWindow::commandSortSelectedCellsHorizontallyAscending(const QString& path) {
+    TableView* view = tableForEdit(path);
+    return view && view->sortSelectedCells(Axis::Row, SortType::Ascending);
+}
+
+bool MainWindow::commandSortSelectedCellsHorizontallyDescending(const QString& path) {
+    TableView* view = tableForEdit(path);
+    return view && view->sortSelectedCells(Axis::Row, SortType::Descending);
+}
+
+bool MainWindow::commandSortSelectedCellsVerticallyAscending(const QString& path) {
+    TableView* view = tableForEdit(path);
+    return view && view->sortSelectedCells(Axis::Col, SortType::Ascending);
+}
+
+bool MainWindow::commandSortSelectedCellsVerticallyDescending(const QString& path) {
+    TableView* view = tableForEdit(path);
+    return view && view->sortSelectedCells(Axis::Col, SortType::Descending);
+}
+
+// --- Duplicates ---------------------------------------------------------------------------------
+
+bool MainWindow::commandRemoveDuplicateRows(const QString& path) {
+    TableView* view = tableForEdit(path);
+    return view && view->removeDuplicateRowsOrCols(Axis::Row, false);
+}
+
+bool MainWindow::commandRemoveDuplicateColumns(const QString& path) {
+    TableView* view = tableForEdit(path);
+    return view && view->removeDuplicateRowsOrCols(Axis::Col, false);
+}
+
+bool MainWindow::commandRemoveDuplicateRowsBasedOnSelectedColumnsOnly(const QString& path) {
+    TableView* view = tableForEdit(path);
+    return view && view->removeDuplicateRowsOrCols(Axis::Row, true);
+}
+
+bool MainWindow::commandRemoveDuplicateColumnsBasedOnSelectedRowsOnly(const QString& path) {
+    TableView* view = tableForEdit(path);
+    return view && view->removeDuplicateRowsOrCols(Axis::Col, true);
+}

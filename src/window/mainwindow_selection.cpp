@@ -238,3 +238,23 @@ bool MainWindow::commandInvertSelectionByColumnsHeaderExcluded(const QString& pa
     view->refreshView();
     return true;
 }
+
+bool MainWindow::commandSelectDuplicateRows(const QString& path) {
+    TableView* view = tableForEdit(path);
+    return ready(view) && view->selectDuplicateRowsOrCols(Axis::Row, false);
+}
+
+bool MainWindow::commandSelectDuplicateColumns(const QString& path) {
+    TableView* view = tableForEdit(path);
+    return ready(view) && view->selectDuplicateRowsOrCols(Axis::Col, false);
+}
+
+bool MainWindow::commandSelectDuplicateRowsBasedOnSelectedColumnsOnly(const QString& path) {
+    TableView* view = tableForEdit(path);
+    return ready(view) && view->selectDuplicateRowsOrCols(Axis::Row, true);
+}
+
+bool MainWindow::commandSelectDuplicateColumnsBasedOnSelectedRowsOnly(const QString& path) {
+    TableView* view = tableForEdit(path);
+    return ready(view) && view->selectDuplicateRowsOrCols(Axis::Col, true);
+}

@@ -1,0 +1,154 @@
+#include "table/tablemodel.h"
+
+#include "table/tablemodelworker.h"
+#include "util/sortutilities.h"
+
+#include <algorithm>
+
+bool TableModel::getSortIndexes(std::vector<int>& out, const SortData& sortData, int numHeaders,
+                                bool useThread) {
+    out.clear();
+    if (!sortData.isValid())
+        return false;
+    std::vector<int> result;
+    const bool finished = runOnWorker(
+        [&](TableModelWorker& work) {
+            return tableData.getSortIndexes(result, sortData.index, sortData.axis, sortData.type, numHeaders,
+                                            &work);
+        },
+        useThread);
+    if (!finished || result.empty())
+        return false;
+    out.swap(result);
+    return true;
+}
+
+void TableModel::sortFilterLines(Axis axis, const std::vector<int>& map) {
+    // A filter on a column conceals rows: when rows move, its exceptions move; a filter on a row
+    // moves with its row. The reverse for columns.
+    const RangeType ownType = axis == Axis::Row ? RangeType::Row : RangeType::Col;
+    for (FilterData& filter : filterList) {
+        if (filter.range.type == ownType) {
+            int& line = axis == Axis::Row ? filter.range.row : filter.range.col;
+            if (line >= 0 && line < static_cast<int>(map.size()))
+                line = map[static_cast<std::size_t>(line)];
+        } else {
+            Utilities::mapSortIndexes(filter.exceptions, map);
+            std::sort(filter.exceptions.begin(), filter.exceptions.end());
+        }
+    }
+}
+
+void TableModel::applySortMap(Axis axis, const std::vector<int>& map, bool unsort) {
+    emit layoutAboutToBeChanged();
+    const bool rows = axis == Axis::Row;
+    bool moved = false;
+    if (rows)
+        moved = unsort ? tableData.unsortRows(map) : tableData.sortRows(map);
+    else
+        moved = unsort ? tableData.unsortCols(map) : tableData.sortCols(map);
+    if (moved) {
+        const std::vector<int> lineMap = unsort ? Utilities::invertSortIndexesVector(map) : map;
+        sortFilterLines(axis, lineMap);
+        // The mark of the other axis names a line of this one.
+        SortData& otherMark = rows ? colSortData : rowSortData;
+        if (otherMark.index >= 0 && otherMark.index < static_cast<int>(lineMap.size()))
+            otherMark.index = lineMap[static_cast<std::size_t>(otherMark.index)];
+    }
+    invalidateSelectionLookup();
+    highlightLookupValid = false;
+    previewLookupValid = false;
+    emit layoutChanged();
+    emit refreshHeadersSignal();
+}
+
+void TableModel::sortRows(const std::vector<int>& indexes, SortType type, int index, bool) {
+    rowSortData = SortData{type, Axis::Row, index};
+    applySortMap(Axis::Row, indexes, false);
+}
+
+void TableModel::sortColumns(const std::vector<int>& indexes, SortType type, int index, bool) {
+    colSortData = SortData{type, Axis::Col, index};
+    applySortMap(Axis::Col, indexes, false);
+}
+
+bool TableModel::sortRows(const SortData& sortData, bool useThread) {
+    std::vector<int> indexes;
+    if (sortData.axis != Axis::Row || !getSortIndexes(indexes, sortData, numHeaderRows, useThread))
+        return false;
+    sortRows(indexes, sortData.type, sortData.index);
+    return true;
+}
+
+bool TableModel::sortColumns(const SortData& sortData, bool useThread) {
+    std::vector<int> indexes;
+    if (sortData.axis != Axis::Col || !getSortIndexes(indexes, sortData, numHeaderCols, useThread))
+        return false;
+    sortColumns(indexes, sortData.type, sortData.index);
+    return true;
+}
+
+void TableModel::unsortRows(const std::vector<int>& indexes) {
+    rowSortData = SortData();
+    applySortMap(Axis::Row, indexes, true);
+}
+
+void TableModel::unsortColumns(const std::vector<int>& indexes) {
+    colSortData = SortData();
+    applySortMap(Axis::Col, indexes, true);
+}
+
+std::vector<int> TableModel::getEdgeIndexesOfSortedRows(const std::vector<int>& rows, bool useThread) {
+    std::vector<int> keyRows;
+    const int height = tableData.numModelRows();
+    if (rows.empty()) {
+        for (int r = 0; r < height; ++r)
+            keyRows.push_back(r);
+    } else {
+        for (const int r : rows) {
+            if (r >= 0 && r < height)
+                keyRows.push_back(r);
+        }
+    }
+    const int first = std::max(numHeaderCols, 0);
+    const int cols = tableData.numModelCols();
+    std::vector<int> duplicates;
+    if (keyRows.empty() || cols - first < 2)
+        return duplicates;
+
+    const bool finished = runOnWorker(
+        [&](TableModelWorker& work) {
+            std::vector<int> rawRows;
+            for (const int r : keyRows)
+                rawRows.push_back(tableData.getRawFromModelRow(r));
+            const int n = cols - first;
+            // Equal texts are equal bytes, and byte order groups them.
+            std::vector<std::vector<std::vector<char>>> keys(static_cast<std::size_t>(n));
+            for (int i = 0; i < n; ++i) {
+                const int rawCol = tableData.getRawFromModelCol(first + i);
+                auto& key = keys[static_cast<std::size_t>(i)];
+                key.reserve(rawRows.size());
+                for (const int rawRow : rawRows)
+                    key.push_back(tableData.getValueRawCharVec(rawRow, rawCol));
+                if (!work.reportProgress(i, 2LL * n))
+                    return false;
+            }
+            std::vector<int> order(static_cast<std::size_t>(n));
+            for (int i = 0; i < n; ++i)
+                order[static_cast<std::size_t>(i)] = i;
+            // Stable, so that the first of a run of equals stays.
+            std::stable_sort(order.begin(), order.end(), [&keys](int a, int b) {
+                return keys[static_cast<std::size_t>(a)] < keys[static_cast<std::size_t>(b)];
+            });
+            for (std::size_t i = 1; i < order.size(); ++i) {
+                if (keys[static_cast<std::size_t>(order[i])] == keys[static_cast<std::size_t>(order[i - 1])])
+                    duplicates.push_back(first + order[i]);
+            }
+            std::sort(duplicates.begin(), duplicates.end());
+            return true;
+        },
+        useThread);
+    if (!finished)
+        duplicates.clear();
+    return duplicates;
+}

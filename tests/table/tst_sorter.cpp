@@ -1,0 +1,191 @@
+#include "table/sorter.h"
+#include "util/sortutilities.h"
+
+#include <QLocale>
+#include <QRandomGenerator>
+#include <QTest>
+
+#include <numeric>
+
+// The analysed keys against the literal comparator, on the same merge sort.
+class TestSorter : public QObject {
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void differential_data();
+    void differential();
+    void pairsAgree();
+    void stableForEquals();
+    void cancel();
+
+private:
+    static QString randomKey(QRandomGenerator& rng);
+};
+
+void TestSorter::initTestCase() {
+    QLocale::setDefault(QLocale::c());
+}
+
+QString TestSorter::randomKey(QRandomGenerator& rng) {
+    static const QStringList words{QStringLiteral("apple"),
+                                   QStringLiteral("Apple"),
+                                   QStringLiteral("file"),
+                                   QStringLiteral("File"),
+                                   QStringLiteral("b"),
+                                   QStringLiteral("x_y"),
+                                   QStringLiteral("\u00e9t\u00e9"),
+                                   QStringLiteral("\u00c9T\u00c9"),
+                                   QStringLiteral("\u4e2d\u6587"),
+                                   QStringLiteral("\U0001F600"),
+                                   QStringLiteral("e"),
+                                   QStringLiteral("-"),
+                                   QStringLiteral("."),
+                                   QStringLiteral("$"),
+                                   QStringLiteral("\u20ac")};
+    const auto number = [&rng]() { return QString::number(rng.bounded(0, 30) - 5); };
+    switch (rng.bounded(16)) {
+    case 0:
+        return QString();
+    case 1:
+        return number();
+    case 2:
+        return QStringLiteral("0") + number(); // zero-led, or "0-3"
+    case 3:
+        return QString::number(rng.bounded(-100, 100) / 8.0);
+    case 4:
+        return QStringLiteral("%1e%2").arg(rng.bounded(1, 9)).arg(rng.bounded(-3, 4));
+    case 5:
+        return QStringLiteral("$") + number();
+    case 6:
+        return QString(rng.bounded(0, 3), u' ') + words.at(rng.bounded(words.size())) + number();
+    case 7:
+        return number() + QStringLiteral("_") + number();
+    case 8:
+        return words.at(rng.bounded(words.size())) + number() + words.at(rng.bounded(words.size()));
+    case 9:
+        return number() + words.at(rng.bounded(words.size()));
+    case 10:
+        return QString(rng.bounded(1, 4), u' ');
+    case 11:
+        return QStringLiteral("1,%1").arg(rng.bounded(100, 999));
+    case 12:
+        return QStringLiteral("a") + QString::number(rng.bounded(1000)) +
+               QStringLiteral("99999999999999999999");
+    case 13:
+        return QStringLiteral("%1.%2.%3").arg(rng.bounded(3)).arg(rng.bounded(3)).arg(rng.bounded(3));
+    case 14:
+        return number() + QChar(0) + QStringLiteral("\u00e9");
+    default:
+        return words.at(rng.bounded(words.size()));
+    }
+}
+
+void TestSorter::differential_data() {
+    QTest::addColumn<bool>("descending");
+    QTest::addColumn<bool>("caseSensitive");
+    QTest::newRow("ascending, case-sensitive") << false << true;
+    QTest::newRow("descending, case-sensitive") << true << true;
+    QTest::newRow("ascending, any case") << false << false;
+    QTest::newRow("descending, any case") << true << false;
+}
+
+void TestSorter::differential() {
+    QFETCH(bool, descending);
+    QFETCH(bool, caseSensitive);
+    QRandomGenerator rng(caseSensitive ? 2026u : 2027u);
+    for (int round = 0; round < 30; ++round) {
+        // Some rounds from a small pool, so that equal keys are common.
+        const int count = rng.bounded(1, 400);
+        const int poolSize = round % 3 == 0 ? 12 : count;
+        QStringList pool;
+        for (int i = 0; i < poolSize; ++i)
+            pool.append(randomKey(rng));
+        QStringList texts;
+        SortKeys keys;
+        for (int i = 0; i < count; ++i) {
+            QString key = pool.at(rng.bounded(poolSize));
+            if (!caseSensitive)
+                key = key.toLower();
+            texts.append(key);
+            keys.add(key);
+        }
+        std::vector<int> expected(static_cast<std::size_t>(count));
+        std::iota(expected.begin(), expected.end(), 0);
+        std::vector<int> actual = expected;
+        Sorter::stableMergeSort(expected, [&texts, descending](int a, int b) {
+            return Utilities::qStringCompare(texts.at(a), texts.at(b), descending);
+        });
+        Sorter::stableMergeSort(actual, keys, descending);
+        if (actual != expected) {
+            for (std::size_t i = 0; i < actual.size(); ++i) {
+                if (actual[i] != expected[i]) {
+                    QFAIL(qPrintable(QStringLiteral("round %1, position %2: '%3' where '%4'")
+                                         .arg(round)
+                                         .arg(i)
+                                         .arg(texts.at(actual[i]), texts.at(expected[i]))));
+                }
+            }
+        }
+    }
+}
+
+void TestSorter::pairsAgree() {
+    // Every pair of a mixed sample, both ways: a mismatch names the two texts.
+    QRandomGenerator rng(7);
+    QStringList texts;
+    SortKeys keys;
+    for (int i = 0; i < 250; ++i) {
+        texts.append(randomKey(rng));
+        keys.add(texts.last());
+    }
+    for (int a = 0; a < texts.size(); ++a) {
+        for (int b = 0; b < texts.size(); ++b) {
+            for (const bool descending : {false, true}) {
+                if (keys.less(a, b, descending) !=
+                    Utilities::qStringCompare(texts.at(a), texts.at(b), descending))
+                    QFAIL(qPrintable(QStringLiteral("'%1' against '%2'%3")
+                                         .arg(texts.at(a), texts.at(b),
+                                              descending ? QStringLiteral(" descending") : QString())));
+            }
+        }
+    }
+}
+
+void TestSorter::stableForEquals() {
+    // Lower-cased keys "a" and "A" are equal and keep their order in both directions; so do
+    // equal values.
+    const QStringList texts{QStringLiteral("A"),   QStringLiteral("b"), QStringLiteral("a"),
+                            QStringLiteral("1.0"), QStringLiteral("1"), QStringLiteral("B")};
+    for (const bool descending : {false, true}) {
+        SortKeys keys;
+        for (const QString& text : texts)
+            keys.add(text.toLower());
+        std::vector<int> order(static_cast<std::size_t>(texts.size()));
+        std::iota(order.begin(), order.end(), 0);
+        Sorter::stableMergeSort(order, keys, descending);
+        QCOMPARE(order,
+                 descending ? (std::vector<int>{1, 5, 0, 2, 3, 4}) : (std::vector<int>{3, 4, 0, 2, 1, 5}));
+    }
+}
+
+void TestSorter::cancel() {
+    SortKeys keys;
+    for (int i = 0; i < 200000; ++i)
+        keys.add(QString::number((i * 7919) % 200000));
+    std::vector<int> order(keys.size());
+    std::iota(order.begin(), order.end(), 0);
+    int asked = 0;
+    bool thrown = false;
+    try {
+        Sorter::stableMergeSort(order, keys, false, [&asked](qint64) { return ++asked < 3; });
+    } catch (const SortCanceledException& e) {
+        thrown = true;
+        QCOMPARE(QString::fromLatin1(e.what()), QStringLiteral("Sort operation cancelled by user"));
+    }
+    QVERIFY(thrown);
+    QCOMPARE(asked, 3);
+}
+
+QTEST_GUILESS_MAIN(TestSorter)
+#include "tst_sorter.moc"

@@ -143,6 +143,7 @@ private:
     void runCollector(std::vector<char>& buffer, int row, int col, CellCollector& sink, bool multiByte,
                       bool withDelimiter) const;
     void readWholeRow(int row, std::vector<std::vector<char>>& cells) const;
+    void readLineInOrder(int row, std::vector<std::vector<char>>& cells) const;
     void readRawCellsSorted(const std::vector<CellPosition>& sorted,
                             std::vector<std::vector<char>>& results) const;
     void writeLine(std::vector<char>& out, std::vector<std::vector<char>>& cells, qint64 realCount,

@@ -121,6 +121,21 @@ void ReadOnlyDataContainer::readWholeRow(int row, std::vector<std::vector<char>>
     runCollector(readBuffer, strips[first].row, strips[first].col, sink, bytesPerChar >= 2, delimiter != 0);
 }
 
+// Row `row` of the table as the user sees it: the file's line behind it, its cells in the table's
+// column order, so that a sorted table saves as it shows.
+void ReadOnlyDataContainer::readLineInOrder(int row, std::vector<std::vector<char>>& cells) const {
+    readWholeRow(fileRowOf(row), cells);
+    if (!colsReordered)
+        return;
+    std::vector<std::vector<char>> ordered(static_cast<size_t>(std::max<qint64>(numColsIndexed, 0)));
+    for (int c = 0; c < static_cast<int>(ordered.size()); ++c) {
+        const int from = fileColOf(c);
+        if (from >= 0 && from < static_cast<int>(cells.size()))
+            ordered[static_cast<size_t>(c)].swap(cells[static_cast<size_t>(from)]);
+    }
+    cells.swap(ordered);
+}
+
 void ReadOnlyDataContainer::getRowCSVString(std::vector<char>& out, int row, GetRowColMaskType maskType,
                                             const std::vector<int>& mask) {
     if (bytesPerChar >= 2) {
@@ -130,7 +145,7 @@ void ReadOnlyDataContainer::getRowCSVString(std::vector<char>& out, int row, Get
     if (row < 0 || row >= numRowsIndexed)
         return;
     std::vector<std::vector<char>> cells;
-    readWholeRow(row, cells);
+    readLineInOrder(row, cells);
     writeLine(out, cells, static_cast<qint64>(cells.size()), numColsIndexed, maskType, mask);
 }
 
@@ -140,7 +155,7 @@ void ReadOnlyDataContainer::getRowCSVStringMultiByte(std::vector<char>& out, int
     if (row < 0 || row >= numRowsIndexed)
         return;
     std::vector<std::vector<char>> cells;
-    readWholeRow(row, cells);
+    readLineInOrder(row, cells);
     writeLine(out, cells, static_cast<qint64>(cells.size()), numColsIndexed, maskType, mask);
 }
 
@@ -150,22 +165,24 @@ void ReadOnlyDataContainer::getColCSVString(std::vector<char>& out, int col, Get
         getColCSVStringMultiByte(out, col, maskType, mask);
         return;
     }
+    // Lines follow the table's order, which a sort may have changed from the file's.
     std::vector<CellPosition> wanted(static_cast<size_t>(std::max(0, numRowsIndexed)));
     for (int r = 0; r < numRowsIndexed; ++r)
-        wanted[r] = CellPosition{r, col};
+        wanted[static_cast<size_t>(r)] = CellPosition{fileRowOf(r), fileColOf(col)};
     std::vector<std::vector<char>> cells;
-    readRawCellsSorted(wanted, cells);
+    getRawCells(wanted, cells);
     writeLine(out, cells, numRowsIndexed, numRowsIndexed, maskType, mask);
 }
 
 void ReadOnlyDataContainer::getColCSVStringMultiByte(std::vector<char>& out, int col,
                                                      GetRowColMaskType maskType,
                                                      const std::vector<int>& mask) {
+    // Lines follow the table's order, which a sort may have changed from the file's.
     std::vector<CellPosition> wanted(static_cast<size_t>(std::max(0, numRowsIndexed)));
     for (int r = 0; r < numRowsIndexed; ++r)
-        wanted[r] = CellPosition{r, col};
+        wanted[static_cast<size_t>(r)] = CellPosition{fileRowOf(r), fileColOf(col)};
     std::vector<std::vector<char>> cells;
-    readRawCellsSorted(wanted, cells);
+    getRawCells(wanted, cells);
     writeLine(out, cells, numRowsIndexed, numRowsIndexed, maskType, mask);
 }
 

@@ -61,6 +61,8 @@ private slots:
     void concealmentFollows_data();
     void concealmentFollows();
     void containersAgree();
+    void sortedTableSavesAsShown_data();
+    void sortedTableSavesAsShown();
     void cancelLeavesEverything();
     void badMapsChangeNothing_data();
     void badMapsChangeNothing();
@@ -232,6 +234,29 @@ void TestSort::containersAgree() {
         qobject_cast<const ReadOnlyDataContainer*>(readOnly->getTableData().getDataContainer());
     QVERIFY(container && container->getRowsReordered());
     QCOMPARE(container->getRowOrder().size(), std::size_t(501));
+}
+
+void TestSort::sortedTableSavesAsShown_data() {
+    addContainerTypes();
+}
+
+// A sorted table is saved in the order it shows, rows and columns (the header row stays on top),
+// plain and transposed: the read-only one writes its file's lines through the order list.
+void TestSort::sortedTableSavesAsShown() {
+    QFETCH(TableData::DataContainerType, type);
+    LoadedModel m = load({"k,b,a", "2,y,q", "1,x,p", "3,z"}, type);
+    QVERIFY(m->sortRows(SortData{SortType::Ascending, Axis::Row, 0}, false));
+    QVERIFY(m->sortColumns(SortData{SortType::Ascending, Axis::Col, 0}, false));
+    auto saved = [&m](const QString& name) {
+        const QString path = m.dir->filePath(name);
+        if (!m->getTableData().saveCSV(path, true, false))
+            return QByteArray("save failed");
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    };
+    QCOMPARE(saved(QStringLiteral("sorted.csv")), QByteArray("a,b,k\np,x,1\nq,y,2\n,z,3\n"));
+    m->getTableData().toggleTranspose();
+    QCOMPARE(saved(QStringLiteral("transposed.csv")), QByteArray("a,p,q,\nb,x,y,z\nk,1,2,3\n"));
 }
 
 void TestSort::cancelLeavesEverything() {

@@ -439,6 +439,7 @@ signals:
 
 private:
     bool changeViewSize(Qt::Orientation orientation, bool insert, int at, int count);
+    std::vector<int> findDuplicateLines(Axis axis, const std::vector<int>& keys, bool useThread);
     friend class TableModelWorker;
 
     // Ends every change of the selection: flags, signals, size.

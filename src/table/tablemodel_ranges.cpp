@@ -697,60 +697,7 @@ bool TableModel::isColumnAllNumbers(int col, bool useThread) {
 }
 
 std::vector<int> TableModel::getEdgeIndexesOfSortedColumns(const std::vector<int>& cols, bool useThread) {
-    std::vector<int> keyCols;
-    const int width = tableData.numModelCols();
-    if (cols.empty()) {
-        for (int c = 0; c < width; ++c)
-            keyCols.push_back(c);
-    } else {
-        for (const int c : cols) {
-            if (c >= 0 && c < width)
-                keyCols.push_back(c);
-        }
-    }
-    const int first = std::max(numVisibleHeaderRows, 0);
-    const int rows = tableData.numModelRows();
-    std::vector<int> duplicates;
-    if (keyCols.empty() || rows - first < 2)
-        return duplicates;
-
-    const bool finished = runOnWorker(
-        [&](TableModelWorker& work) {
-            std::vector<int> rawCols;
-            for (const int c : keyCols)
-                rawCols.push_back(tableData.getRawFromModelCol(c));
-            const int n = rows - first;
-            // The keys as bytes: equal texts are equal bytes, and byte order groups them.
-            std::vector<std::vector<std::vector<char>>> keys(static_cast<std::size_t>(n));
-            for (int i = 0; i < n; ++i) {
-                const int rawRow = tableData.getRawFromModelRow(first + i);
-                auto& key = keys[static_cast<std::size_t>(i)];
-                key.reserve(rawCols.size());
-                for (const int rawCol : rawCols)
-                    key.push_back(tableData.getValueRawCharVec(rawRow, rawCol));
-                if (!work.reportProgress(i, 2LL * n))
-                    return false;
-            }
-            std::vector<int> order(static_cast<std::size_t>(n));
-            for (int i = 0; i < n; ++i)
-                order[static_cast<std::size_t>(i)] = i;
-            // Stable, so the first row of a run of equals is the earliest and stays.
-            std::stable_sort(order.begin(), order.end(), [&keys](int a, int b) {
-                return keys[static_cast<std::size_t>(a)] < keys[static_cast<std::size_t>(b)];
-            });
-            if (!work.reportProgress(n, 2LL * n))
-                return false;
-            for (int i = 1; i < n; ++i) {
-                if (keys[static_cast<std::size_t>(order[i])] == keys[static_cast<std::size_t>(order[i - 1])])
-                    duplicates.push_back(first + order[static_cast<std::size_t>(i)]);
-            }
-            std::sort(duplicates.begin(), duplicates.end());
-            return true;
-        },
-        useThread);
-    if (!finished)
-        duplicates.clear();
-    return duplicates;
+    return findDuplicateLines(Axis::Row, cols, useThread);
 }
 
 std::vector<int> TableModel::getEdgeIndexesOfSortedColumn(int col, bool useThread) {

@@ -99,49 +99,61 @@ void TableModel::unsortColumns(const std::vector<int>& indexes) {
 }
 
 std::vector<int> TableModel::getEdgeIndexesOfSortedRows(const std::vector<int>& rows, bool useThread) {
-    std::vector<int> keyRows;
-    const int height = tableData.numModelRows();
-    if (rows.empty()) {
-        for (int r = 0; r < height; ++r)
-            keyRows.push_back(r);
+    return findDuplicateLines(Axis::Col, rows, useThread);
+}
+
+// The rows (Axis::Row) or columns that repeat an earlier one, compared on the cells of the lines
+// `keys` across them (all when empty); header lines take no part.
+std::vector<int> TableModel::findDuplicateLines(Axis axis, const std::vector<int>& keys, bool useThread) {
+    const bool rows = axis == Axis::Row;
+    std::vector<int> keyLines;
+    const int across = rows ? tableData.numModelCols() : tableData.numModelRows();
+    if (keys.empty()) {
+        for (int k = 0; k < across; ++k)
+            keyLines.push_back(k);
     } else {
-        for (const int r : rows) {
-            if (r >= 0 && r < height)
-                keyRows.push_back(r);
+        for (const int k : keys) {
+            if (k >= 0 && k < across)
+                keyLines.push_back(k);
         }
     }
-    const int first = std::max(numHeaderCols, 0);
-    const int cols = tableData.numModelCols();
+    const int first = std::max(rows ? numVisibleHeaderRows : numHeaderCols, 0);
+    const int lines = rows ? tableData.numModelRows() : tableData.numModelCols();
     std::vector<int> duplicates;
-    if (keyRows.empty() || cols - first < 2)
+    if (keyLines.empty() || lines - first < 2)
         return duplicates;
 
     const bool finished = runOnWorker(
         [&](TableModelWorker& work) {
-            std::vector<int> rawRows;
-            for (const int r : keyRows)
-                rawRows.push_back(tableData.getRawFromModelRow(r));
-            const int n = cols - first;
-            // Equal texts are equal bytes, and byte order groups them.
-            std::vector<std::vector<std::vector<char>>> keys(static_cast<std::size_t>(n));
+            std::vector<int> rawKeys;
+            for (const int k : keyLines)
+                rawKeys.push_back(rows ? tableData.getRawFromModelCol(k) : tableData.getRawFromModelRow(k));
+            const int n = lines - first;
+            // The keys as bytes: equal texts are equal bytes, and byte order groups them.
+            std::vector<std::vector<std::vector<char>>> keyCells(static_cast<std::size_t>(n));
             for (int i = 0; i < n; ++i) {
-                const int rawCol = tableData.getRawFromModelCol(first + i);
-                auto& key = keys[static_cast<std::size_t>(i)];
-                key.reserve(rawRows.size());
-                for (const int rawRow : rawRows)
-                    key.push_back(tableData.getValueRawCharVec(rawRow, rawCol));
+                const int rawLine =
+                    rows ? tableData.getRawFromModelRow(first + i) : tableData.getRawFromModelCol(first + i);
+                auto& key = keyCells[static_cast<std::size_t>(i)];
+                key.reserve(rawKeys.size());
+                for (const int rawKey : rawKeys)
+                    key.push_back(rows ? tableData.getValueRawCharVec(rawLine, rawKey)
+                                       : tableData.getValueRawCharVec(rawKey, rawLine));
                 if (!work.reportProgress(i, 2LL * n))
                     return false;
             }
             std::vector<int> order(static_cast<std::size_t>(n));
             for (int i = 0; i < n; ++i)
                 order[static_cast<std::size_t>(i)] = i;
-            // Stable, so that the first of a run of equals stays.
-            std::stable_sort(order.begin(), order.end(), [&keys](int a, int b) {
-                return keys[static_cast<std::size_t>(a)] < keys[static_cast<std::size_t>(b)];
+            // Stable, so the first line of a run of equals is the earliest and stays.
+            std::stable_sort(order.begin(), order.end(), [&keyCells](int a, int b) {
+                return keyCells[static_cast<std::size_t>(a)] < keyCells[static_cast<std::size_t>(b)];
             });
+            if (!work.reportProgress(n, 2LL * n))
+                return false;
             for (std::size_t i = 1; i < order.size(); ++i) {
-                if (keys[static_cast<std::size_t>(order[i])] == keys[static_cast<std::size_t>(order[i - 1])])
+                if (keyCells[static_cast<std::size_t>(order[i])] ==
+                    keyCells[static_cast<std::size_t>(order[i - 1])])
                     duplicates.push_back(first + order[i]);
             }
             std::sort(duplicates.begin(), duplicates.end());

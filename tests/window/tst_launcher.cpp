@@ -80,6 +80,8 @@ private:
     }
 
 private slots:
+    // The registry's records are shared between copies and freed by clear().
+    void cleanupTestCase() { settings.clear(); }
     void initTestCase() { QStandardPaths::setTestModeEnabled(true); }
     void init() {
         dir = std::make_unique<QTemporaryDir>();

@@ -483,6 +483,9 @@ private:
     // The count prompt shared by the "... Multiple Times" commands.
     void raiseCountPrompt(const QString& title, const QString& text,
                           void (MainWindow::*received)(const QString&));
+    // The count a count prompt was answered with; false, with the prompt raised again, if none.
+    bool takeCountAnswer(const QString& response, const QString& title,
+                         void (MainWindow::*received)(const QString&), int& times);
 
     void setupLayout();
     void setupStatusBar();

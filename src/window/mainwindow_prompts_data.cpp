@@ -58,20 +58,26 @@ void MainWindow::raiseCountPrompt(const QString& title, const QString& text,
     paneView->setLauncher(launcher);
 }
 
+bool MainWindow::takeCountAnswer(const QString& response, const QString& title,
+                                 void (MainWindow::*received)(const QString&), int& times) {
+    paneView->clearPrevOptionList();
+    if (activeTable && Utilities::parseCountString(times, response, 1, kMaxTimes))
+        return true;
+    // An answer that is no count comes back in the prompt, to be put right.
+    raiseCountPrompt(title, response, received);
+    return false;
+}
+
 void MainWindow::onInsertRowsBeforeMultipleTimesPrompt() {
     raiseCountPrompt(tr("Insert Row(s) Before How Many Times?"), QString(),
                      &MainWindow::onInsertRowsBeforeMultipleTimesPromptReceived);
 }
 
 void MainWindow::onInsertRowsBeforeMultipleTimesPromptReceived(const QString& response) {
-    paneView->clearPrevOptionList();
     int times = 0;
-    if (!activeTable || !Utilities::parseCountString(times, response, 1, kMaxTimes)) {
-        raiseCountPrompt(tr("Insert Row(s) Before How Many Times?"), response,
-                         &MainWindow::onInsertRowsBeforeMultipleTimesPromptReceived);
-        return;
-    }
-    activeTable->insertRows({}, times, false);
+    if (takeCountAnswer(response, tr("Insert Row(s) Before How Many Times?"),
+                        &MainWindow::onInsertRowsBeforeMultipleTimesPromptReceived, times))
+        activeTable->insertRows({}, times, false);
 }
 
 void MainWindow::onInsertColumnsBeforeMultipleTimesPrompt() {
@@ -80,14 +86,10 @@ void MainWindow::onInsertColumnsBeforeMultipleTimesPrompt() {
 }
 
 void MainWindow::onInsertColumnsBeforeMultipleTimesPromptReceived(const QString& response) {
-    paneView->clearPrevOptionList();
     int times = 0;
-    if (!activeTable || !Utilities::parseCountString(times, response, 1, kMaxTimes)) {
-        raiseCountPrompt(tr("Insert Column(s) Before How Many Times?"), response,
-                         &MainWindow::onInsertColumnsBeforeMultipleTimesPromptReceived);
-        return;
-    }
-    activeTable->insertCols({}, times, false);
+    if (takeCountAnswer(response, tr("Insert Column(s) Before How Many Times?"),
+                        &MainWindow::onInsertColumnsBeforeMultipleTimesPromptReceived, times))
+        activeTable->insertCols({}, times, false);
 }
 
 void MainWindow::onDuplicateRowsMultipleTimesPrompt() {
@@ -96,14 +98,10 @@ void MainWindow::onDuplicateRowsMultipleTimesPrompt() {
 }
 
 void MainWindow::onDuplicateRowsMultipleTimesPromptReceived(const QString& response) {
-    paneView->clearPrevOptionList();
     int times = 0;
-    if (!activeTable || !Utilities::parseCountString(times, response, 1, kMaxTimes)) {
-        raiseCountPrompt(tr("Duplicate Row(s) How Many Times?"), response,
-                         &MainWindow::onDuplicateRowsMultipleTimesPromptReceived);
-        return;
-    }
-    activeTable->duplicateRows(times, true);
+    if (takeCountAnswer(response, tr("Duplicate Row(s) How Many Times?"),
+                        &MainWindow::onDuplicateRowsMultipleTimesPromptReceived, times))
+        activeTable->duplicateRows(times, true);
 }
 
 void MainWindow::onDuplicateColumnsMultipleTimesPrompt() {
@@ -112,14 +110,10 @@ void MainWindow::onDuplicateColumnsMultipleTimesPrompt() {
 }
 
 void MainWindow::onDuplicateColumnsMultipleTimesPromptReceived(const QString& response) {
-    paneView->clearPrevOptionList();
     int times = 0;
-    if (!activeTable || !Utilities::parseCountString(times, response, 1, kMaxTimes)) {
-        raiseCountPrompt(tr("Duplicate Column(s) How Many Times?"), response,
-                         &MainWindow::onDuplicateColumnsMultipleTimesPromptReceived);
-        return;
-    }
-    activeTable->duplicateCols(times, true);
+    if (takeCountAnswer(response, tr("Duplicate Column(s) How Many Times?"),
+                        &MainWindow::onDuplicateColumnsMultipleTimesPromptReceived, times))
+        activeTable->duplicateCols(times, true);
 }
 
 void MainWindow::onMoveRowsJustAboveRowPrompt() {

@@ -484,6 +484,10 @@ private:
     void raiseCountPrompt(const QString& title, const QString& text,
                           void (MainWindow::*received)(const QString&));
     // The count a count prompt was answered with; false, with the prompt raised again, if none.
+    void raiseCellPrompt(const QString& title, void (MainWindow::*preview)(const QString&),
+                         void (MainWindow::*received)(const QString&));
+    bool previewCellFromUserResponse(const QString& text, int& row, int& col);
+    bool takeCellAnswer(const QString& response, void (MainWindow::*prompt)(), int& row, int& col);
     bool takeCountAnswer(const QString& response, const QString& title,
                          void (MainWindow::*received)(const QString&), int& times);
 

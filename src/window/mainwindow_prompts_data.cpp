@@ -174,31 +174,15 @@ bool MainWindow::commandMoveCellContentsTo(const QString& path) {
 }
 
 void MainWindow::onMoveCellContentsToPrompt() {
-    if (!activeTable)
-        return;
-    Launcher* launcher = makePromptLauncher(tr("Move Cell Contents To:"), getCellInputInstructions());
-    launcher->setupEntryFeedback();
-    connect(launcher, &Launcher::promptEditedSignal, this, &MainWindow::highlightRangeFromUserResponse);
-    connect(launcher, &Launcher::launcherResponseSignal, this,
-            &MainWindow::onMoveCellContentsToPromptReceived);
-    paneView->setInitialScrollBarLocations();
-    paneView->setLauncher(launcher);
-    highlightRangeFromUserResponse(QString());
-    launcher->adjustHeight(0);
+    raiseCellPrompt(tr("Move Cell Contents To:"), &MainWindow::highlightRangeFromUserResponse,
+                    &MainWindow::onMoveCellContentsToPromptReceived);
 }
 
 void MainWindow::onMoveCellContentsToPromptReceived(const QString& response) {
-    paneView->clearPrevOptionList();
-    if (activeModel)
-        activeModel->clearHighlightedRange();
     int row = -1;
     int col = -1;
-    if (!activeTable || !modelCellFromUserResponse(row, col, response)) {
-        onMoveCellContentsToPrompt();
-        if (Launcher* launcher = getLauncher())
-            launcher->setEditorText(response);
+    if (!takeCellAnswer(response, &MainWindow::onMoveCellContentsToPrompt, row, col))
         return;
-    }
     // The main cell lands on the place typed; the rest of the selection keeps its shape around it.
     const Range& main = activeModel->getMainCell();
     if (row != main.row || col != main.col)

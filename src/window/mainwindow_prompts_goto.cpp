@@ -52,29 +52,31 @@ bool MainWindow::modelCellFromUserResponse(int& row, int& col, const QString& te
     return row >= 0 && col >= 0;
 }
 
-void MainWindow::onGoToCellPrompt() {
+// The launcher of a prompt that takes a cell: each keystroke previews the cell typed.
+void MainWindow::raiseCellPrompt(const QString& title, void (MainWindow::*preview)(const QString&),
+                                 void (MainWindow::*received)(const QString&)) {
     if (!activeTable)
         return;
-    Launcher* launcher = makePromptLauncher(tr("Go to Cell:"), getCellInputInstructions());
+    Launcher* launcher = makePromptLauncher(title, getCellInputInstructions());
     launcher->setupEntryFeedback();
-    connect(launcher, &Launcher::promptEditedSignal, this, &MainWindow::highlightRangeFromUserResponse);
-    connect(launcher, &Launcher::launcherResponseSignal, this, &MainWindow::onGoToCellPromptReceived);
+    connect(launcher, &Launcher::promptEditedSignal, this, preview);
+    connect(launcher, &Launcher::launcherResponseSignal, this, received);
     paneView->setInitialScrollBarLocations();
     paneView->setLauncher(launcher);
-    highlightRangeFromUserResponse(QString());
+    (this->*preview)(QString());
     launcher->adjustHeight(0);
 }
 
-void MainWindow::highlightRangeFromUserResponse(const QString& text) {
+// Says under the prompt which cell `text` names and scrolls to it; false, with any preview
+// highlight cleared, when it names none.
+bool MainWindow::previewCellFromUserResponse(const QString& text, int& row, int& col) {
     Launcher* launcher = getLauncher();
     if (!activeModel || !launcher)
-        return;
-    int row = -1;
-    int col = -1;
+        return false;
     if (!modelCellFromUserResponse(row, col, text)) {
         launcher->setEntryFeedbackText(Utilities::computeCellRangeFeedbackString(-1, -1, false));
         activeModel->clearHighlightedRange();
-        return;
+        return false;
     }
     const bool letters = activeTable->getSettings(false).getValueBool(RepresentColumnsAsLetters);
     const int rawRow = activeModel->getRawFromModelRow(row);
@@ -83,62 +85,61 @@ void MainWindow::highlightRangeFromUserResponse(const QString& text) {
         activeModel->getUserFromRawRow(rawRow), letters ? rawCol : activeModel->getUserFromRawCol(rawCol),
         letters));
     activeTable->scrollToCell(row, col, false, false);
+    return true;
+}
+
+// The cell a cell prompt was answered with; an answer that names none asks again with it, so
+// that it can be put right.
+bool MainWindow::takeCellAnswer(const QString& response, void (MainWindow::*prompt)(), int& row, int& col) {
+    paneView->clearPrevOptionList();
+    if (activeModel)
+        activeModel->clearHighlightedRange();
+    if (activeTable && modelCellFromUserResponse(row, col, response))
+        return true;
+    (this->*prompt)();
+    if (Launcher* launcher = getLauncher())
+        launcher->setEditorText(response);
+    return false;
+}
+
+void MainWindow::onGoToCellPrompt() {
+    raiseCellPrompt(tr("Go to Cell:"), &MainWindow::highlightRangeFromUserResponse,
+                    &MainWindow::onGoToCellPromptReceived);
+}
+
+void MainWindow::highlightRangeFromUserResponse(const QString& text) {
+    int row = -1;
+    int col = -1;
+    if (!previewCellFromUserResponse(text, row, col))
+        return;
+    const int rawRow = activeModel->getRawFromModelRow(row);
+    const int rawCol = activeModel->getRawFromModelCol(col);
     RangeVector highlight;
     highlight.push_back(Range(rawRow, rawCol, RangeIndexType::Raw));
     activeModel->setHighlightedRange(highlight);
 }
 
 void MainWindow::onGoToCellPromptReceived(const QString& response) {
-    paneView->clearPrevOptionList();
-    if (activeModel)
-        activeModel->clearHighlightedRange();
     int row = -1;
     int col = -1;
-    if (!modelCellFromUserResponse(row, col, response)) {
-        // Asked again with what was typed, so that it can be put right.
-        onGoToCellPrompt();
-        if (Launcher* launcher = getLauncher())
-            launcher->setEditorText(response);
+    if (!takeCellAnswer(response, &MainWindow::onGoToCellPrompt, row, col))
         return;
-    }
     Range cell(row, col, RangeIndexType::Model);
     activeModel->setSelection(cell);
     activeTable->scrollToCell(row, col, false, false);
 }
 
 void MainWindow::onSelectFromMainCellToPrompt() {
-    if (!activeTable)
-        return;
-    Launcher* launcher = makePromptLauncher(tr("Select From Main Cell To:"), getCellInputInstructions());
-    launcher->setupEntryFeedback();
-    connect(launcher, &Launcher::promptEditedSignal, this, &MainWindow::highlightFromMainCellToUserResponse);
-    connect(launcher, &Launcher::launcherResponseSignal, this,
-            &MainWindow::onSelectFromMainCellToPromptReceived);
-    paneView->setInitialScrollBarLocations();
-    paneView->setLauncher(launcher);
-    highlightFromMainCellToUserResponse(QString());
-    launcher->adjustHeight(0);
+    raiseCellPrompt(tr("Select From Main Cell To:"), &MainWindow::highlightFromMainCellToUserResponse,
+                    &MainWindow::onSelectFromMainCellToPromptReceived);
 }
 
 void MainWindow::highlightFromMainCellToUserResponse(const QString& text) {
-    Launcher* launcher = getLauncher();
-    if (!activeModel || !launcher)
-        return;
     int row = -1;
     int col = -1;
-    if (!modelCellFromUserResponse(row, col, text)) {
-        launcher->setEntryFeedbackText(Utilities::computeCellRangeFeedbackString(-1, -1, false));
-        activeModel->clearHighlightedRange();
+    if (!previewCellFromUserResponse(text, row, col))
         return;
-    }
-    const bool letters = activeTable->getSettings(false).getValueBool(RepresentColumnsAsLetters);
     const Range& main = activeModel->getMainCell();
-    const int rawRow = activeModel->getRawFromModelRow(row);
-    const int rawCol = activeModel->getRawFromModelCol(col);
-    launcher->setEntryFeedbackText(Utilities::computeCellRangeFeedbackString(
-        activeModel->getUserFromRawRow(rawRow), letters ? rawCol : activeModel->getUserFromRawCol(rawCol),
-        letters));
-    activeTable->scrollToCell(row, col, false, false);
     // The highlight is in raw terms: the block's corners, as the table stores them.
     Range block(RangeType::Table, RangeIndexType::Raw);
     block.row = activeModel->getRawFromModelRow(std::min(row, main.row));
@@ -151,17 +152,10 @@ void MainWindow::highlightFromMainCellToUserResponse(const QString& text) {
 }
 
 void MainWindow::onSelectFromMainCellToPromptReceived(const QString& response) {
-    paneView->clearPrevOptionList();
-    if (activeModel)
-        activeModel->clearHighlightedRange();
     int row = -1;
     int col = -1;
-    if (!modelCellFromUserResponse(row, col, response)) {
-        onSelectFromMainCellToPrompt();
-        if (Launcher* launcher = getLauncher())
-            launcher->setEditorText(response);
+    if (!takeCellAnswer(response, &MainWindow::onSelectFromMainCellToPrompt, row, col))
         return;
-    }
     Range main = activeModel->getMainCell();
     Range block(RangeType::Table, RangeIndexType::Model);
     block.row = std::min(row, main.row);

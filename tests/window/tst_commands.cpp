@@ -13,6 +13,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenuBar>
+#include <QPointer>
 #include <QSet>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -404,6 +405,7 @@ private slots:
                                    : cmd.scope == Table ? view->getTableSettingBool(cmd.setting)
                                                         : window->getSettings().getValueBool(cmd.setting);
         const bool readOnlyBefore = view->isReadOnly();
+        const QPointer<TableView> stillThere(view);
         cmd.action->trigger();
         if (!enabled)
             return; // disabled by its rule here, e.g. a command for a filtered table
@@ -415,8 +417,10 @@ private slots:
             launcher->getPromptEditor()->setText(count ? QStringLiteral("2") : QStringLiteral("5 4"));
             QTest::keyClick(launcher->getPromptEditor(), Qt::Key_Return);
         }
-        if (window->getActiveTable() != view)
-            return; // the command changed tables: closing, new file, tab switches
+        // The command changed tables: closing, new file, tab switches. A closed table is gone even
+        // when its successor happens to take the same address.
+        if (!stillThere || window->getActiveTable() != view)
+            return;
         // The fixture has no duplicate rows, and the selected block is in order already; these
         // are tried on a table where they act in commandsWithWork.
         static const QStringList nothingToDo{QStringLiteral("Remove Duplicate Row(s)"),

@@ -8,6 +8,7 @@
 #include <QString>
 
 #include <atomic>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -123,6 +124,10 @@ public:
     void setFinalLineEnding(bool on) { finalLineEnding = on; }
     bool getFinalLineEnding() const { return finalLineEnding; }
     const std::vector<char>& getBom() const { return bom; }
+    // Called by a save now and then with the lines written so far and the lines in all, on the
+    // thread that saves; cleared by setting an empty function.
+    using SaveProgress = std::function<void(qint64 done, qint64 total)>;
+    void setSaveProgress(SaveProgress progress) { saveProgress = std::move(progress); }
 
     // --- Byte order marks ---------------------------------------------------------------
     static std::vector<char> getEncodingBom(EncodingType type);
@@ -189,6 +194,11 @@ protected:
     bool hasBom = false;
     std::vector<char> bom;
     QString errorString;
+    SaveProgress saveProgress;
+    void reportSaveProgress(qint64 done, qint64 total) const {
+        if (saveProgress)
+            saveProgress(done, total);
+    }
     bool finalLineEnding = true;
     // Set by a save while nothing stands in front of the first cell in the file, not even a byte
     // order mark: that cell is quoted if a load would take its first bytes for a mark.

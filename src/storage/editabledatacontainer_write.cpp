@@ -164,8 +164,11 @@ bool EditableDataContainer::saveCSV(bool, bool transposed, const std::vector<int
             getRowCSVString(block, row, MASK_ALL_BUT_LISTED, colsToSkip);
             if (row == lastRow && !finalLineEnding)
                 writer.dropFinalLineEnding(block, lineStart);
-            if (block.size() >= kBlockSize && !writeBlock())
-                return false;
+            if (block.size() >= kBlockSize) {
+                if (!writeBlock())
+                    return false;
+                reportSaveProgress(row + 1, static_cast<qint64>(rows.size()));
+            }
         }
     } else {
         // Hidden columns drop out as lines; hidden rows stay in a transposed save.
@@ -176,8 +179,11 @@ bool EditableDataContainer::saveCSV(bool, bool transposed, const std::vector<int
             if (skip != colsToSkip.end() && *skip == col)
                 continue;
             getColCSVString(block, col, MASK_ALL, colsToSkip);
-            if (block.size() >= kBlockSize && !writeBlock())
-                return false;
+            if (block.size() >= kBlockSize) {
+                if (!writeBlock())
+                    return false;
+                reportSaveProgress(col + 1, numColsLogical);
+            }
         }
     }
     if (!writeBlock() || !file.commit()) {

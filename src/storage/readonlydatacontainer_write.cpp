@@ -219,6 +219,15 @@ bool ReadOnlyDataContainer::saveCSV(bool, bool transposed, const std::vector<int
     writingFileStart = !withBom;
     std::vector<char> buffer;
     size_t skip = 0;
+    // Progress goes out about once a megabyte, as an editable table's save reports it.
+    qint64 sinceReport = 0;
+    auto written = [&](int line, int lines) {
+        sinceReport += static_cast<qint64>(buffer.size());
+        if (sinceReport >= (1 << 20)) {
+            sinceReport = 0;
+            reportSaveProgress(line + 1, lines);
+        }
+    };
     if (!transposed) {
         int lastRow = numRowsIndexed - 1;
         while (lastRow >= 0 && std::binary_search(rowsToSkip.begin(), rowsToSkip.end(), lastRow))
@@ -234,6 +243,7 @@ bool ReadOnlyDataContainer::saveCSV(bool, bool transposed, const std::vector<int
                 writer.dropFinalLineEnding(buffer, 0);
             if (!put(buffer))
                 return false;
+            written(row, numRowsIndexed);
         }
     } else {
         for (int col = 0; col < numColsIndexed; ++col) {
@@ -245,6 +255,7 @@ bool ReadOnlyDataContainer::saveCSV(bool, bool transposed, const std::vector<int
             getColCSVString(buffer, col, MASK_ALL, colsToSkip);
             if (!put(buffer))
                 return false;
+            written(col, numColsIndexed);
         }
     }
     // A file changed while it was copied gives cells of neither its old nor its new text.

@@ -6,6 +6,7 @@
 #include "table/range.h"
 #include "util/fileparameterutilities.h"
 
+#include <QScopeGuard>
 #include <QTextCodec>
 #include <QThread>
 
@@ -922,6 +923,15 @@ bool TableData::saveCSV(const QString& path, bool fromUser, bool visibleOnly) {
     const std::vector<int>& rowsToSkip = visibleOnly ? concealedRows : none;
     const std::vector<int>& colsToSkip = visibleOnly ? concealedCols : none;
     emit saveStartedSignal(path);
+    int lastPercent = 0;
+    dataContainer->setSaveProgress([this, &lastPercent](qint64 done, qint64 total) {
+        const int percent = total > 0 ? static_cast<int>(done * 100 / total) : 100;
+        if (percent != lastPercent) {
+            lastPercent = percent;
+            emit saveProgressSignal(percent);
+        }
+    });
+    const auto unhook = qScopeGuard([this] { dataContainer->setSaveProgress({}); });
     const bool saved = path == dataContainer->getFilepath()
                            ? dataContainer->saveCSV(fromUser, transposed, rowsToSkip, colsToSkip)
                            : dataContainer->saveCSV(path, fromUser, transposed, rowsToSkip, colsToSkip);

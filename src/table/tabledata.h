@@ -218,6 +218,8 @@ signals:
     void startProgressUpdateSignal();
     void loadProgressUpdateSignal(int current, int total, int sizeInMiB);
     void saveStartedSignal(QString path);
+    // Percent of the lines written, sent when it changes; a small save sends none.
+    void saveProgressSignal(int percent);
     void saveFinishedSignal(QString path);
 
 private:

@@ -32,6 +32,7 @@ TableModel::TableModel(bool forTableView, QObject* parent)
     connect(&tableData, &TableData::loadProgressUpdateSignal, this, &TableModel::loadProgressUpdateSignal);
     connect(&tableData, &TableData::loadFinishedSignal, this, &TableModel::onLoadFinished);
     connect(&tableData, &TableData::saveStartedSignal, this, &TableModel::saveStartedSignal);
+    connect(&tableData, &TableData::saveProgressSignal, this, &TableModel::saveProgressSignal);
     connect(&tableData, &TableData::saveFinishedSignal, this, &TableModel::saveFinishedSignal);
     connect(&tableData, &TableData::tableSizeChangedSignal, this, &TableModel::onTableSizeChanged);
     headerFont.setBold(true);

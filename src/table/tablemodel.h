@@ -416,6 +416,7 @@ signals:
     void enforceTableSizeSignal();
     void toggleTransposeSignal();
     void saveStartedSignal(QString path);
+    void saveProgressSignal(int percent);
     void saveFinishedSignal(QString path);
     void selectionChangedSignal();
     void mainCellChangedSignal(Range mainCell);

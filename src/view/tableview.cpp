@@ -161,6 +161,9 @@ void TableView::connectSignalsWithModel() {
     connect(m, &TableModel::loadProgressUpdateSignal, this, &TableView::onLoadProgressUpdate,
             Qt::UniqueConnection);
     connect(m, &TableModel::loadFinishedSignal, this, &TableView::onLoadFinished, Qt::UniqueConnection);
+    connect(m, &TableModel::saveStartedSignal, this, &TableView::onSaveStarted, Qt::UniqueConnection);
+    connect(m, &TableModel::saveProgressSignal, this, &TableView::onSaveProgress, Qt::UniqueConnection);
+    connect(m, &TableModel::saveFinishedSignal, this, &TableView::onSaveFinished, Qt::UniqueConnection);
     connect(m, &TableModel::newDataCommittedSignal, this, &TableView::onNewDataCommitted,
             Qt::UniqueConnection);
     connectUndoSignals(m);

@@ -15,6 +15,7 @@
 
 class FrozenTableView;
 class QuickEdit;
+class QProgressDialog;
 class QTimer;
 class QUndoStack;
 class TableUndoCommand;
@@ -275,6 +276,10 @@ public slots:
     void onLoadStarted();
     void onLoadProgressUpdate(int current, int total, int sizeInMiB);
     void onLoadFinished();
+    // A save that outlasts a moment shows its progress; input waits until it ends.
+    void onSaveStarted();
+    void onSaveProgress(int percent);
+    void onSaveFinished();
     void onSelectionChanged();
     void onEnforceTableSize();
     void onRefreshHeaders();
@@ -420,6 +425,7 @@ private:
     int editRawRows = 0;
     int editRawCols = 0;
     QPointer<QuickEdit> openEditor;
+    QPointer<QProgressDialog> saveProgressDialog;
     // The editor of the edit in progress, compared by address only: it may be gone already.
     const QuickEdit* quickEditOfEdit = nullptr;
     bool paneOpenedForThisEdit = false;

@@ -6,6 +6,7 @@
 #include "view/headerview.h"
 
 #include <QFontMetrics>
+#include <QProgressDialog>
 #include <QUndoStack>
 
 void TableView::loadCSV(const QString& path, bool async) {
@@ -89,4 +90,30 @@ void TableView::onTableSaved() {
     const QString path = data.getFilepath();
     if (!path.isEmpty())
         loadCSV(path, false);
+}
+
+// --- Save progress -----------------------------------------------------------------------
+
+void TableView::onSaveStarted() {
+    delete saveProgressDialog;
+    // No Cancel: a save stopped half way would leave the user wondering what is on disk. The
+    // dialog is modal, so while it shows the table cannot change under the writer.
+    auto* dialog = new QProgressDialog(tr("Saving..."), QString(), 0, 100, this);
+    dialog->setObjectName(QStringLiteral("saveProgressDialog"));
+    dialog->setWindowTitle(tr("Save"));
+    dialog->setWindowModality(Qt::WindowModal);
+    dialog->setMinimumDuration(400);
+    dialog->setAutoClose(false);
+    dialog->setAutoReset(false);
+    dialog->setValue(0);
+    saveProgressDialog = dialog;
+}
+
+void TableView::onSaveProgress(int percent) {
+    if (saveProgressDialog)
+        saveProgressDialog->setValue(percent);
+}
+
+void TableView::onSaveFinished() {
+    delete saveProgressDialog;
 }

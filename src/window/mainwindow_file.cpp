@@ -775,10 +775,12 @@ bool MainWindow::closeFileNoSave(TableView* view) {
         activeTable = nullptr;
         activeModel = nullptr;
         activeDelegate = nullptr;
-        // There is always one table in a pane.
-        if (!windowClosing)
+        // There is always one table in a pane. A pane opened for a cell of the closed table
+        // goes with it; one the user asked for stays.
+        if (!windowClosing) {
+            showEditorPane(settings.getValueBool(ShowEditorPane), false);
             commandNewFile();
-        else
+        } else
             updateWindowTitle();
         return true;
     }

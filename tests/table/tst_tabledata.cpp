@@ -192,6 +192,8 @@ private slots:
     void reloadWhileLoadingReplacesTheTable();
     void setDataContainerTypeReloads();
     void saveVisibleOnlySkipsConcealed();
+    void largeSaveReportsProgress_data();
+    void largeSaveReportsProgress();
 
     void wordDelimiters();
     void delimitersFromText_data();
@@ -1006,6 +1008,54 @@ void TestTableData::setDataContainerTypeReloads() {
     QVERIFY(!table.removeRowsRaw(0, 1));
     QVERIFY(!table.moveRowRelative(0, 1));
     QCOMPARE(table.numRawRows(), 2);
+}
+
+void TestTableData::largeSaveReportsProgress_data() {
+    QTest::addColumn<int>("type");
+    QTest::addColumn<bool>("transposed");
+    QTest::newRow("editable") << int(TableData::Editable) << false;
+    QTest::newRow("editable transposed") << int(TableData::Editable) << true;
+    QTest::newRow("read-only") << int(TableData::ReadOnly) << false;
+}
+
+// Percentages rise through the save and stay within 1..100; the bytes are those of the table.
+void TestTableData::largeSaveReportsProgress() {
+    QFETCH(int, type);
+    QFETCH(bool, transposed);
+    QTemporaryDir dir;
+    QByteArray content;
+    for (int i = 0; i < 60000; ++i)
+        content += "row " + QByteArray::number(i) + ",some words to fill the line,\"quoted, cell\"\n";
+    const QString path = writeFile(dir, QStringLiteral("big.csv"), content);
+    const QString copy = dir.filePath(QStringLiteral("copy.csv"));
+    TableData table;
+    table.loadCSV(path, false, static_cast<TableData::DataContainerType>(type), QStringLiteral(","),
+                  QStringLiteral(","), UTF_8, RFC_4180);
+    if (transposed)
+        table.toggleTranspose();
+    QSignalSpy progress(&table, &TableData::saveProgressSignal);
+    QVERIFY(table.saveCSV(copy, true, false));
+    QVERIFY(progress.count() >= (transposed ? 1 : 2)); // transposed, the 3 columns are 3 long lines
+    int last = 0;
+    for (const QList<QVariant>& report : progress) {
+        const int percent = report.at(0).toInt();
+        QVERIFY(percent > last && percent <= 100);
+        last = percent;
+    }
+    if (!transposed) {
+        QFile saved(copy);
+        QVERIFY(saved.open(QIODevice::ReadOnly));
+        QCOMPARE(saved.readAll(), content);
+    }
+    // A small save sends nothing.
+    progress.clear();
+    const QString small = writeFile(dir, QStringLiteral("small.csv"), "a,b\n");
+    TableData other;
+    other.loadCSV(small, false, TableData::Editable, QStringLiteral(","), QStringLiteral(","), UTF_8,
+                  RFC_4180);
+    QSignalSpy none(&other, &TableData::saveProgressSignal);
+    QVERIFY(other.saveCSV(copy, true, false));
+    QCOMPARE(none.count(), 0);
 }
 
 void TestTableData::saveVisibleOnlySkipsConcealed() {

@@ -169,6 +169,24 @@ private slots:
         QCOMPARE(view->undoStack()->count(), 1);
     }
 
+    // The fresh table after the last one closes gets the pane only when the user keeps it shown.
+    void closingLastTableDropsPaneOpenedForACell_data() {
+        QTest::addColumn<bool>("paneSetting");
+        QTest::newRow("opened for a cell") << false;
+        QTest::newRow("kept by the setting") << true;
+    }
+    void closingLastTableDropsPaneOpenedForACell() {
+        QFETCH(bool, paneSetting);
+        open("a,b\nc,\"two\nlines\"\n");
+        window->getSettings().setValue(ShowEditorPane, paneSetting);
+        showPane();
+        QVERIFY(window->closeFile(view));
+        QVERIFY(window->getActiveTable());
+        QCOMPARE(pane->isEditorPaneShown(), paneSetting);
+        QCOMPARE(bool(window->getContext().intersects(ContextEditorPaneShown)), paneSetting);
+        window->getSettings().setValue(ShowEditorPane, false);
+    }
+
     // With the pane shown every edit goes there, of any size, and with no question.
     void typingInGridWritesThroughPane() {
         open("a,b\nc,d\n");

@@ -15,6 +15,7 @@
 #include <QDir>
 #include <QFile>
 #include <QMimeData>
+#include <QProgressDialog>
 #include <QPushButton>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -477,6 +478,27 @@ private slots:
         QVERIFY(window.getContext().intersects(ContextFileOnDisk));
     }
 
+    // A long save has its progress dialog for as long as it writes, and none after.
+    void longSaveShowsProgress() {
+        QByteArray content;
+        for (int i = 0; i < 60000; ++i)
+            content += "row " + QByteArray::number(i) + ",some words to fill the line,more\n";
+        const QString a = writeFile(path("a.csv"), content);
+        MainWindow window;
+        QVERIFY(window.openFiles({a}));
+        TableView* view = window.getActiveTable();
+        editCell(view, 0, 0, QStringLiteral("first"));
+        int reportsWithDialog = 0;
+        connect(view->tableModel(), &TableModel::saveProgressSignal, this, [&] {
+            reportsWithDialog +=
+                view->findChild<QProgressDialog*>(QStringLiteral("saveProgressDialog")) ? 1 : 0;
+        });
+        QVERIFY(window.commandSaveFile());
+        QVERIFY(reportsWithDialog >= 2);
+        QVERIFY(!view->findChild<QProgressDialog*>(QStringLiteral("saveProgressDialog")));
+        QVERIFY(readFile(a).startsWith("first,some"));
+        QVERIFY(!view->isModified());
+    }
     // The file is written with the save delimiter and read again with it.
     void saveWithAnotherDelimiterReloads() {
         const QString a = writeFile(path("a.csv"), "1;2\n3;4\n");

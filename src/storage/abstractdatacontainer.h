@@ -111,6 +111,10 @@ public:
     void setParsingStandard(ParsingStandard standard) { parsingStandard = standard; }
     ParsingStandard getParsingStandard() const { return parsingStandard; }
     void setSaveWithTrailingDelimiters(bool on) { saveWithTrailingDelimiters = on; }
+    // On (the default), rows unchanged since the load are saved with the fields they were read
+    // with, and the trailing delimiter rule applies to the others; off, it applies to every row.
+    void setKeepFieldCountsAsRead(bool on) { keepFieldCountsAsRead = on; }
+    bool getKeepFieldCountsAsRead() const { return keepFieldCountsAsRead; }
     bool getSaveWithTrailingDelimiters() const { return saveWithTrailingDelimiters; }
     void setLoadCanceled(bool canceled) { loadCanceled = canceled; }
     bool getLoadCanceled() const { return loadCanceled; }
@@ -191,6 +195,7 @@ protected:
     QMutex* progressUpdateMutex = nullptr;
     QWaitCondition* progressUpdateCondition = nullptr;
     bool saveWithTrailingDelimiters = true;
+    bool keepFieldCountsAsRead = true;
     bool hasBom = false;
     std::vector<char> bom;
     QString errorString;

@@ -174,6 +174,7 @@ struct EditableDataContainer::RowSink {
     size_t count = 0;
     size_t endsCapacity = 0;
     bool rowOpen = false;
+    int lastCol = -1; // the open row's last field so far, empty ones included
 
     explicit RowSink(EditableDataContainer& container) : c(container) {
         grow(4096);
@@ -226,6 +227,8 @@ struct EditableDataContainer::RowSink {
             openRow();
         if (col >= c.numColsLogical)
             c.numColsLogical = col + 1;
+        if (col > lastCol)
+            lastCol = col;
         if (length == 0)
             return false;
         const size_t index = static_cast<size_t>(col);
@@ -248,15 +251,15 @@ struct EditableDataContainer::RowSink {
 
     void endRow() {
         if (rowOpen) {
-            if (count > 0)
-                c.rows.push_back(
-                    PackedRow::fromParts(bytes.get(), ends.get(), count, useArena ? arena : nullptr));
-            else
-                c.rows.emplace_back();
+            // A line without a single delimiter is one field, even when empty.
+            const size_t fields = static_cast<size_t>(std::max(lastCol, 0)) + 1;
+            c.rows.push_back(
+                PackedRow::fromRead(bytes.get(), ends.get(), count, fields, useArena ? arena : nullptr));
             c.numRowsLogical = static_cast<int>(c.rows.size());
         }
         used = 0;
         count = 0;
+        lastCol = -1;
         rowOpen = false;
     }
 };
@@ -338,6 +341,8 @@ struct EditableDataContainer::ByteMachine {
             }
         }
         sink.count = stored;
+        if (lastColumn > sink.lastCol)
+            sink.lastCol = lastColumn;
         if (lastColumn >= c.numColsLogical)
             c.numColsLogical = lastColumn + 1;
     }
@@ -350,13 +355,12 @@ struct EditableDataContainer::ByteMachine {
         size_t count = static_cast<size_t>(lastColumn) + 1;
         while (count > 0 && ends[count - 1] == (count > 1 ? ends[count - 2] : 0))
             --count; // empty cells at the end aren't stored
-        if (count > 0)
-            c.rows.push_back(PackedRow::fromParts(bytes, ends, count, sink.useArena ? sink.arena : nullptr));
-        else
-            c.rows.emplace_back();
+        c.rows.push_back(PackedRow::fromRead(bytes, ends, count, static_cast<size_t>(lastColumn) + 1,
+                                             sink.useArena ? sink.arena : nullptr));
         c.numRowsLogical = static_cast<int>(c.rows.size());
         sink.used = 0;
         sink.count = 0;
+        sink.lastCol = -1;
         sink.rowOpen = false;
     }
 

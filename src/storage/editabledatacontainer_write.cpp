@@ -51,15 +51,33 @@ void EditableDataContainer::buildLine(std::vector<char>& out, int index, bool co
     auto cellAt = [&](int i) -> std::string_view {
         return column ? cellView(i, index) : rowCells.cellOrEmpty(i);
     };
+    auto writeCell = [&](int i) {
+        writer.appendCell(out, cellAt(i), writingFileStart);
+        writingFileStart = false;
+    };
+    // A row nobody changed since the load goes out with the fields its line had, whatever the
+    // table's width and the trailing delimiter rule: a ragged file stays ragged.
+    const int fieldsAsRead =
+        !column && keepFieldCountsAsRead && mask.empty() && maskType == MASK_ALL_BUT_LISTED
+            ? rowCells.fieldsAsRead()
+            : 0;
+    if (fieldsAsRead > 0) {
+        for (int i = 0; i < count; ++i)
+            writeCell(i);
+        // An empty line is one empty field: nothing to write.
+        const int pads = count == 0 && fieldsAsRead == 1 ? 0 : fieldsAsRead - count;
+        for (int i = 0; i < pads && writer.delimited(); ++i)
+            writer.appendPad(out);
+        writingFileStart = false;
+        writer.endCells(out, startSize);
+        writer.appendLineEnding(out);
+        return;
+    }
     if (!saveWithTrailingDelimiters) {
         while (count > 0 && cellAt(count - 1).empty())
             --count;
     }
 
-    auto writeCell = [&](int i) {
-        writer.appendCell(out, cellAt(i), writingFileStart);
-        writingFileStart = false;
-    };
     const bool pad = writer.delimited() && saveWithTrailingDelimiters;
 
     if (maskType == MASK_ONLY_LISTED) {

@@ -210,7 +210,9 @@ bool PackedRow::replaceCell(int i, std::string_view value) {
     const bool aliases = !value.empty() && value.data() >= block && value.data() < block + blockSize();
 
     if (newLength <= oldLength && !aliases) {
-        // Shrinking: the tail moves down within the block it already has.
+        // Shrinking: the tail moves down within the block it already has. The row is no longer
+        // as it was read.
+        header()->flags &= (std::uint32_t(1) << kFieldsShift) - 1;
         char* data = block + sizeof(Header) + offsetBytes;
         if (newLength > 0)
             std::memcpy(data + begin, value.data(), static_cast<std::size_t>(newLength));

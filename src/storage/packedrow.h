@@ -39,6 +39,22 @@ public:
         }
         return fromPartsOutOfLine(bytes, ends, count, arena);
     }
+    // A row as a load read it: `fields` is how many fields its line had, trailing empty ones
+    // included, which the row stores only up to its last non-empty cell. A line of empty fields
+    // gets a block without cells so that it can remember the count.
+    static PackedRow fromRead(const char* bytes, const std::uint64_t* ends, std::size_t count,
+                              std::size_t fields, RowArena* arena = nullptr) {
+        PackedRow row = count > 0 ? fromParts(bytes, ends, count, arena) : PackedRow();
+        if (fields > kMaxFieldsAsRead || fields < count || fields == 0)
+            return row;
+        if (!row.block)
+            row.block = allocate(0, 0, arena);
+        row.header()->flags |= static_cast<std::uint32_t>(fields) << kFieldsShift;
+        return row;
+    }
+    // The number of fields the row's line had when it was read; 0 for a row built or changed
+    // since, and for one read with more fields than the count can hold.
+    int fieldsAsRead() const { return block ? static_cast<int>(header()->flags >> kFieldsShift) : 0; }
     static PackedRow fromCells(const std::vector<std::string_view>& cells);
 
     int size() const { return block ? static_cast<int>(header()->count) : 0; }
@@ -84,7 +100,11 @@ private:
     template <class Offset> static constexpr std::uint32_t widthOf() {
         return sizeof(Offset) == 1 ? 0 : sizeof(Offset) == 2 ? 1 : sizeof(Offset) == 4 ? 2 : 3;
     }
+    // The fields as read take the flags' upper bits.
+    static constexpr std::uint32_t kFieldsShift = 8;
+    static constexpr std::size_t kMaxFieldsAsRead = (std::size_t(1) << (32 - kFieldsShift)) - 1;
     const Header* header() const { return reinterpret_cast<const Header*>(block); }
+    Header* header() { return reinterpret_cast<Header*>(block); }
     const char* offsets() const { return block + sizeof(Header); }
     const char* bytes() const {
         const Header* h = header();

@@ -146,6 +146,8 @@ private:
     void readLineInOrder(int row, std::vector<std::vector<char>>& cells) const;
     void readRawCellsSorted(const std::vector<CellPosition>& sorted,
                             std::vector<std::vector<char>>& results) const;
+    // A line with exactly the fields it was read with.
+    void writeLineAsRead(std::vector<char>& out, std::vector<std::vector<char>>& cells);
     void writeLine(std::vector<char>& out, std::vector<std::vector<char>>& cells, qint64 realCount,
                    qint64 logicalCount, GetRowColMaskType maskType, const std::vector<int>& mask);
 

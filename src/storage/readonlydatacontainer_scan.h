@@ -562,8 +562,13 @@ void collectCells(Traits traits, const std::vector<char>& buffer, qint64 units, 
     traits.attach(buffer.data(), units);
     ScanState st = ScanState::CellStart;
     scanUnits(traits, units, 0, st, sink);
-    if (!sink.capturing)
+    if (!sink.capturing) {
+        // A delimiter as the file's last character leaves an empty field behind it.
+        if (sink.rowCells && sink.row == sink.targetRow && st == ScanState::CellStart && units > 0 &&
+            traits.isDelim(traits.unit(units - 1)))
+            sink.rowCells->emplace_back();
         return;
+    }
     // The text ran out inside the cell: only the file's last cell does that. An unclosed quoted
     // cell drops a final delimiter or terminator, as the loader's end of data does.
     qint64 end = units;

@@ -91,6 +91,30 @@ void ReadOnlyDataContainer::writeLine(std::vector<char>& out, std::vector<std::v
     writer.appendLineEnding(out);
 }
 
+void ReadOnlyDataContainer::writeLineAsRead(std::vector<char>& out, std::vector<std::vector<char>>& cells) {
+    if (!lineWriter) {
+        const CellWriter own(*this);
+        lineWriter = &own;
+        writeLineAsRead(out, cells);
+        lineWriter = nullptr;
+        return;
+    }
+    const CellWriter& writer = *lineWriter;
+    const size_t before = out.size();
+    // An empty line is one empty field: nothing to write.
+    const bool emptyLine = cells.empty() || (cells.size() == 1 && cells.front().empty());
+    if (!emptyLine) {
+        for (auto& cell : cells) {
+            cell = applyQuoteRule(std::move(cell));
+            writer.appendCell(out, std::string_view(cell.data(), cell.size()), writingFileStart);
+            writingFileStart = false;
+        }
+    }
+    writingFileStart = false;
+    writer.endCells(out, before);
+    writer.appendLineEnding(out);
+}
+
 void ReadOnlyDataContainer::readWholeRow(int row, std::vector<std::vector<char>>& cells) const {
     cells.clear();
     if (row < 0 || row >= numRowsIndexed || strips.empty() || !file || !file->isOpen() || !fileUnchanged())
@@ -146,7 +170,11 @@ void ReadOnlyDataContainer::getRowCSVString(std::vector<char>& out, int row, Get
         return;
     std::vector<std::vector<char>> cells;
     readLineInOrder(row, cells);
-    writeLine(out, cells, static_cast<qint64>(cells.size()), numColsIndexed, maskType, mask);
+    // Lines keep the fields they have in the file, as an editable table's unchanged rows do.
+    if (keepFieldCountsAsRead && !colsReordered && mask.empty() && maskType == MASK_ALL_BUT_LISTED)
+        writeLineAsRead(out, cells);
+    else
+        writeLine(out, cells, static_cast<qint64>(cells.size()), numColsIndexed, maskType, mask);
 }
 
 void ReadOnlyDataContainer::getRowCSVStringMultiByte(std::vector<char>& out, int row,
@@ -156,7 +184,11 @@ void ReadOnlyDataContainer::getRowCSVStringMultiByte(std::vector<char>& out, int
         return;
     std::vector<std::vector<char>> cells;
     readLineInOrder(row, cells);
-    writeLine(out, cells, static_cast<qint64>(cells.size()), numColsIndexed, maskType, mask);
+    // Lines keep the fields they have in the file, as an editable table's unchanged rows do.
+    if (keepFieldCountsAsRead && !colsReordered && mask.empty() && maskType == MASK_ALL_BUT_LISTED)
+        writeLineAsRead(out, cells);
+    else
+        writeLine(out, cells, static_cast<qint64>(cells.size()), numColsIndexed, maskType, mask);
 }
 
 void ReadOnlyDataContainer::getColCSVString(std::vector<char>& out, int col, GetRowColMaskType maskType,

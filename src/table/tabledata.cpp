@@ -765,6 +765,12 @@ void TableData::setSaveWithTrailingDelimiters(bool on) {
         dataContainer->setSaveWithTrailingDelimiters(on);
 }
 
+void TableData::setKeepFieldCountsAsRead(bool on) {
+    keepFieldCountsAsRead = on;
+    if (dataContainer)
+        dataContainer->setKeepFieldCountsAsRead(on);
+}
+
 void TableData::setProgressUpdateMutex(QMutex* mutex, QWaitCondition* condition) {
     progressUpdateMutex = mutex;
     progressUpdateCondition = condition;
@@ -832,6 +838,7 @@ void TableData::loadCSV(const QString& path, bool threaded, DataContainerType ty
     setEncoding(encodingType, false);
     setParsingStandard(standard);
     setSaveWithTrailingDelimiters(saveWithTrailingDelimiters);
+    setKeepFieldCountsAsRead(keepFieldCountsAsRead);
     transposed = false;
 
     if (type == ReadOnly) {

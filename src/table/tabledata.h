@@ -148,6 +148,9 @@ public:
     void setLineEnding(LineEndingType type);
     void setParsingStandard(ParsingStandard standard);
     void setSaveWithTrailingDelimiters(bool on);
+    // Off: the trailing delimiter rule applies to every row, not only to changed ones.
+    void setKeepFieldCountsAsRead(bool on);
+    bool getKeepFieldCountsAsRead() const { return keepFieldCountsAsRead; }
     void setExtension(const QString& ext) { extension = ext; }
     void setProgressUpdateMutex(QMutex* mutex, QWaitCondition* condition);
 
@@ -278,6 +281,7 @@ private:
     bool transposed = false;
     std::vector<int> concealedRows;
     std::vector<int> concealedCols;
+    bool keepFieldCountsAsRead = true;
     bool saveWithTrailingDelimiters = true;
     char delimiter = ',';
     char saveDelimiter = ',';

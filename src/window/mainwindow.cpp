@@ -463,8 +463,11 @@ void MainWindow::saveAfterEachEdit(bool on) {
 void MainWindow::saveWithTrailingDelimiters(bool on) {
     settings.setValue(SaveWithTrailingDelimiters, on);
     applyToTables(getAllTableViews(), [on](TableView* view) {
-        if (TableModel* model = view->tableModel())
+        // The user asking for the rule asks for it on every row, not only on changed ones.
+        if (TableModel* model = view->tableModel()) {
             model->getTableData().setSaveWithTrailingDelimiters(on);
+            model->getTableData().setKeepFieldCountsAsRead(false);
+        }
     });
 }
 

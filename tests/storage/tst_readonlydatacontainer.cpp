@@ -586,17 +586,28 @@ void TestReadOnlyDataContainer::saveOverTheFileBeingRead_data() {
     QTest::addColumn<bool>("trailing");
     QTest::addColumn<int>("lineEnding");
     QTest::addColumn<QByteArray>("expected");
+    QTest::addColumn<bool>("keepFields");
+    // The rule over the whole table, as when the user asks for it.
     QTest::newRow("pads short rows") << QByteArray("a,b,c\nd\n\"e,\"\"f\",g,h\n") << 0 << true << 1
-                                     << QByteArray("a,b,c\nd,,\n\"e,\"\"f\",g,h\n");
+                                     << QByteArray("a,b,c\nd,,\n\"e,\"\"f\",g,h\n") << false;
     QTest::newRow("no trailing delimiters drops empty tails")
-        << QByteArray("a,b,c\nd,,\n,x,\nlast,,") << 0 << false << 1 << QByteArray("a,b,c\nd\n,x\nlast");
+        << QByteArray("a,b,c\nd,,\n,x,\nlast,,") << 0 << false << 1 << QByteArray("a,b,c\nd\n,x\nlast")
+        << false;
     QTest::newRow("all quotes pads with two quotes") << QByteArray("\"a\",\"b\"\n\"c\"\n") << 2 << true << 0
-                                                     << QByteArray("\"a\",\"b\"\r\n\"c\",\"\"\r\n");
+                                                     << QByteArray("\"a\",\"b\"\r\n\"c\",\"\"\r\n") << false;
     QTest::newRow("the last row's extra cells aren't lost") << QByteArray("a,b\nc,d,e,f\n") << 0 << true << 4
                                                             << QByteArray("a,b,,\x1e"
-                                                                          "c,d,e,f\x1e");
-    QTest::newRow("bom is written back")
-        << QByteArray("\xEF\xBB\xBFx,y\n1,2\n") << 0 << true << 1 << QByteArray("\xEF\xBB\xBFx,y\n1,2\n");
+                                                                          "c,d,e,f\x1e")
+                                                            << false;
+    QTest::newRow("bom is written back") << QByteArray("\xEF\xBB\xBFx,y\n1,2\n") << 0 << true << 1
+                                         << QByteArray("\xEF\xBB\xBFx,y\n1,2\n") << true;
+    // Left alone, every line keeps the fields it has, whichever way the rule points; only a
+    // quote no cell needs goes.
+    for (const bool trailing : {true, false}) {
+        QTest::addRow("ragged lines stay ragged, trailing %d", int(trailing))
+            << QByteArray("a,b,c\nd\n,x,\n\n\"e\",,\nlast,,") << 0 << trailing << 1
+            << QByteArray("a,b,c\nd\n,x,\n\ne,,\nlast,,") << true;
+    }
 }
 
 // Saving to the path being read replaces the file only at the commit, and the rows come from
@@ -607,11 +618,13 @@ void TestReadOnlyDataContainer::saveOverTheFileBeingRead() {
     QFETCH(bool, trailing);
     QFETCH(int, lineEnding);
     QFETCH(QByteArray, expected);
+    QFETCH(bool, keepFields);
     Fixture fx;
     const QString path = fx.write(content);
     auto c = fx.open(path, ',', static_cast<ParsingStandard>(standard));
     QVERIFY(c);
     c->setSaveWithTrailingDelimiters(trailing);
+    c->setKeepFieldCountsAsRead(keepFields);
     c->setLineEnding(static_cast<LineEndingType>(lineEnding));
     QVERIFY(c->saveCSV(false, false, {}, {}));
     QCOMPARE(readAll(path), expected);

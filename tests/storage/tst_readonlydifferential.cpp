@@ -219,7 +219,62 @@ private slots:
     void cellsAgree();
     void saveOverSourceMatchesEditableSave_data();
     void saveOverSourceMatchesEditableSave();
+    void raggedLinesKeepTheirFields_data();
+    void raggedLinesKeepTheirFields();
 };
+
+void TestReadOnlyDifferential::raggedLinesKeepTheirFields_data() {
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<bool>("trailing");
+    // What a table whose rows all follow the trailing delimiter rule writes.
+    QTest::addColumn<QByteArray>("ruled");
+    const QByteArray ragged("a,b,c\nd\n,x,\n\n,,\ne,,\nlast,,");
+    QTest::newRow("padding on") << ragged << true << QByteArray("a,b,c\nd,,\n,x,\n,,\n,,\ne,,\nlast,,");
+    QTest::newRow("padding off") << ragged << false << QByteArray("a,b,c\nd\n,x\n\n\ne\nlast");
+    const QByteArray crlf("id;name;\r\n1;\r\n2;two;extra\r\n");
+    QTest::newRow("short and long lines, CR LF")
+        << crlf << true << QByteArray("id;name;\r\n1;;\r\n2;two;extra\r\n");
+}
+
+// Both containers write every line the user left alone with the fields it had, whatever the rule;
+// a changed row follows the rule, and so does every row once the user asks for the rule.
+void TestReadOnlyDifferential::raggedLinesKeepTheirFields() {
+    QFETCH(QByteArray, content);
+    QFETCH(bool, trailing);
+    QFETCH(QByteArray, ruled);
+    const char delimiter = content.contains(';') ? ';' : ',';
+    TempFiles files;
+    const QString path = files.write(content);
+    const QString out = files.dir.filePath(QStringLiteral("out.csv"));
+    auto editable = openAs<EditableDataContainer>(path, delimiter);
+    auto readOnly = openAs<ReadOnlyDataContainer>(path, delimiter);
+    QVERIFY(editable && readOnly);
+    for (AbstractDataContainer* c : {static_cast<AbstractDataContainer*>(editable.get()),
+                                     static_cast<AbstractDataContainer*>(readOnly.get())}) {
+        c->setFinalLineEnding(content.endsWith('\n'));
+        c->setLineEnding(content.contains('\r') ? LINE_ENDING_WINDOWS : LINE_ENDING_UNIX);
+        c->setSaveWithTrailingDelimiters(trailing);
+        QVERIFY(c->saveCSV(out, false, false, {}, {}));
+        QCOMPARE(readAll(out), content);
+    }
+    // An edit of the second row puts that row, and only it, under the rule.
+    const Bytes second = editable->getValue(1, 0, false);
+    QVERIFY(editable->setValue(1, 0, second));
+    QVERIFY(editable->saveCSV(out, false, false, {}, {}));
+    const QList<QByteArray> lines = readAll(out).split('\n');
+    const QList<QByteArray> original = content.split('\n');
+    const QList<QByteArray> rule = ruled.split('\n');
+    QCOMPARE(lines.size(), original.size());
+    for (qsizetype i = 0; i < lines.size(); ++i)
+        QCOMPARE(lines[i], i == 1 ? rule[1] : original[i]);
+    // The whole table under the rule.
+    for (AbstractDataContainer* c : {static_cast<AbstractDataContainer*>(editable.get()),
+                                     static_cast<AbstractDataContainer*>(readOnly.get())}) {
+        c->setKeepFieldCountsAsRead(false);
+        QVERIFY(c->saveCSV(out, false, false, {}, {}));
+        QCOMPARE(readAll(out), ruled);
+    }
+}
 
 static void addParamRows() {
     QTest::addColumn<int>("standard");

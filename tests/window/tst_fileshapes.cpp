@@ -68,6 +68,8 @@ private slots:
             << "all-quoted.csv" << int(UTF_8) << int(LINE_ENDING_UNIX) << true << "Ann";
         QTest::newRow("quotes inside fields, none quoted")
             << "never-quoted.csv" << int(UTF_8) << int(LINE_ENDING_UNIX) << true << "5\" pipe";
+        QTest::newRow("rows of different lengths")
+            << "ragged.csv" << int(UTF_8) << int(LINE_ENDING_UNIX) << true << "1";
         QTest::newRow("quotes only where needed")
             << "minimal-quoting.csv" << int(UTF_8) << int(LINE_ENDING_UNIX) << true << "say \"hi\"";
     }

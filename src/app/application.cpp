@@ -1,6 +1,7 @@
 #include "app/application.h"
 
 #include "app/terminationsignalwatcher.h"
+#include "table/tutorialtable.h"
 #include "util/appdatautilities.h"
 #include "util/fileparameterutilities.h"
 #include "window/mainwindow.h"
@@ -136,6 +137,9 @@ Application::Application(int& argc, char** argv, bool allowSecondary, Options mo
     Utilities::handleAppDataInRedundantFolders();
     QDir().mkpath(appDataPath);
 
+    // A first run is a start that finds no tutorial file: it writes the file and shows it.
+    firstRun = !prepareTutorialFile(Utilities::getTutorialFilepath());
+
     QDir::setCurrent(QDir(QDir::homePath()).absolutePath());
 
     addMainWindow(false);
@@ -152,6 +156,8 @@ Application::Application(int& argc, char** argv, bool allowSecondary, Options mo
     mainWindow->showMetadata(showMetadata);
 
     handleCommandLineArguments(QCoreApplication::arguments());
+    if (firstRun && mainWindow)
+        mainWindow->showTutorial();
 
     connect(this, &QCoreApplication::aboutToQuit, this, &Application::onQuit);
     if (mainWindow) {
@@ -171,6 +177,13 @@ Application::~Application() {
     // left here, so that each still writes its state to "Orvane.ini".
     for (const QPointer<MainWindow>& window : alive)
         delete window.data();
+}
+
+bool Application::prepareTutorialFile(const QString& path) {
+    if (QFileInfo::exists(path))
+        return true;
+    TutorialTable::write(path);
+    return false;
 }
 
 MainWindow* Application::getMainWindow() const {

@@ -135,6 +135,7 @@ Application::Application(int& argc, char** argv, bool allowSecondary, Options mo
     QGuiApplication::setDesktopFileName(QStringLiteral("app.orvane.Orvane"));
     appDataPath = Utilities::getAppDataLocation();
     Utilities::handleAppDataInRedundantFolders();
+    const bool dataFolderExisted = QDir(appDataPath).exists();
     QDir().mkpath(appDataPath);
 
     // A first run is a start that finds no tutorial file: it writes the file and shows it.
@@ -163,6 +164,12 @@ Application::Application(int& argc, char** argv, bool allowSecondary, Options mo
     if (mainWindow) {
         mainWindow->showEditorPane(showEditorPane);
         mainWindow->activateWindow();
+        // Another version ran here before: say what changed. A first start has no folder yet.
+        if (prefFileVersion != kVersion && dataFolderExisted)
+            mainWindow->showChangelog();
+        // The tutorial table opened before the settings reached every part of the window.
+        if (firstRun)
+            mainWindow->propagateSettings();
     }
 }
 

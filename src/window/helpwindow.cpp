@@ -2,6 +2,7 @@
 
 #include "preferences/theme.h"
 
+#include <QKeyEvent>
 #include <QPalette>
 #include <QTextDocument>
 
@@ -13,8 +14,18 @@ HelpWindow::HelpWindow(const QString& title, const QUrl& helpPage, const Theme& 
     setWindowTitle(title);
     setOpenExternalLinks(true);
     setReadOnly(true);
+    document()->setDocumentMargin(16);
     setTheme(theme);
     resize(760, 640);
+}
+
+void HelpWindow::keyPressEvent(QKeyEvent* event) {
+    // A page to read and put away: Escape closes it, as it would a dialog.
+    if (event->key() == Qt::Key_Escape && event->modifiers() == Qt::NoModifier) {
+        close();
+        return;
+    }
+    QTextBrowser::keyPressEvent(event);
 }
 
 QString HelpWindow::htmlStyle(const Theme& theme) {

@@ -17,6 +17,9 @@ public:
     static QString htmlStyle(const Theme& theme);
     void setTheme(const Theme& theme);
 
+protected:
+    void keyPressEvent(QKeyEvent* event) override;
+
 private:
     QUrl page;
 };

@@ -24,8 +24,12 @@ const QUrl kChangelogPage(QStringLiteral("qrc:/help/changelog.html"));
 // Raises the window if it exists, else makes it; one of each at a time.
 HelpWindow* raiseHelpWindow(QPointer<HelpWindow>& held, QWidget* parent, const QString& title,
                             const QUrl& page, const Theme& theme) {
-    if (!held)
+    if (!held) {
         held = new HelpWindow(title, page, theme, parent);
+        // Over the middle of its main window, where the eye already is.
+        const QRect frame = parent->frameGeometry();
+        held->move(frame.center() - QPoint(held->width() / 2, held->height() / 2));
+    }
     held->show();
     held->raise();
     held->activateWindow();

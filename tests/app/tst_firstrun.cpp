@@ -282,7 +282,8 @@ private slots:
         QCOMPARE(command == "Documentation" ? window().getDocumentationWindow()
                                             : window().getChangelogWindow(),
                  help);
-        help->close();
+        // Escape puts it away.
+        QTest::keyClick(help, Qt::Key_Escape);
         QTRY_VERIFY(command == "Documentation" ? !window().getDocumentationWindow()
                                                : !window().getChangelogWindow());
     }

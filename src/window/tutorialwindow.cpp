@@ -164,6 +164,7 @@ TutorialWindow::TutorialWindow(MainWindow* window, TableView* tutorialTable, con
         connect(action, &QAction::changed, this, &TutorialWindow::refresh);
     }
     if (table) {
+        tableObject = table;
         table->installEventFilter(this);
         // The window closes the tour with its table; this covers a table that goes some other way.
         connect(table, &QObject::destroyed, this, &QObject::deleteLater);
@@ -246,8 +247,13 @@ void TutorialWindow::markDone(int step) {
 
 void TutorialWindow::refresh() {
     const int count = stepCount();
-    progressLabel->setText(count == 0 ? tr("There are no steps to show yet.")
-                                      : tr("%1 of %2 steps done").arg(doneCount()).arg(count));
+    const int done = doneCount();
+    if (count == 0)
+        progressLabel->setText(tr("There are no steps to show yet."));
+    else if (done == count)
+        progressLabel->setText(tr("All %1 steps done: the table is yours to explore.").arg(count));
+    else
+        progressLabel->setText(tr("%1 of %2 steps done").arg(done).arg(count));
     backButton->setEnabled(current > 0);
     nextButton->setEnabled(current + 1 < count);
     if (count == 0) {
@@ -267,7 +273,7 @@ void TutorialWindow::refresh() {
 
 bool TutorialWindow::eventFilter(QObject* watched, QEvent* event) {
     // The tour belongs to its table: it steps aside while another tab is in front.
-    if (watched == table) {
+    if (watched == tableObject) {
         if (event->type() == QEvent::Hide && isVisible() && !event->spontaneous()) {
             hiddenWithTable = true;
             hide();

@@ -67,6 +67,9 @@ private:
 
     QPointer<MainWindow> mainWindow;
     QPointer<TableView> table;
+    // For telling the table's events apart: it is still sent some while it is being destroyed,
+    // when it is no longer a TableView.
+    const QObject* tableObject = nullptr;
     QAction* launcherAction = nullptr;
     std::vector<Step> steps;
     int current = 0;

@@ -1,6 +1,7 @@
 #include "app/application.h"
 
 #include "app/terminationsignalwatcher.h"
+#include "table/tutorialtable.h"
 #include "util/appdatautilities.h"
 #include "util/fileparameterutilities.h"
 #include "window/mainwindow.h"
@@ -134,7 +135,11 @@ Application::Application(int& argc, char** argv, bool allowSecondary, Options mo
     QGuiApplication::setDesktopFileName(QStringLiteral("app.orvane.Orvane"));
     appDataPath = Utilities::getAppDataLocation();
     Utilities::handleAppDataInRedundantFolders();
+    const bool dataFolderExisted = QDir(appDataPath).exists();
     QDir().mkpath(appDataPath);
+
+    // A first run is a start that finds no tutorial file: it writes the file and shows it.
+    firstRun = !prepareTutorialFile(Utilities::getTutorialFilepath());
 
     QDir::setCurrent(QDir(QDir::homePath()).absolutePath());
 
@@ -152,11 +157,19 @@ Application::Application(int& argc, char** argv, bool allowSecondary, Options mo
     mainWindow->showMetadata(showMetadata);
 
     handleCommandLineArguments(QCoreApplication::arguments());
+    if (firstRun && mainWindow)
+        mainWindow->showTutorial();
 
     connect(this, &QCoreApplication::aboutToQuit, this, &Application::onQuit);
     if (mainWindow) {
         mainWindow->showEditorPane(showEditorPane);
         mainWindow->activateWindow();
+        // Another version ran here before: say what changed. A first start has no folder yet.
+        if (prefFileVersion != kVersion && dataFolderExisted)
+            mainWindow->showChangelog();
+        // The tutorial table opened before the settings reached every part of the window.
+        if (firstRun)
+            mainWindow->propagateSettings();
     }
 }
 
@@ -171,6 +184,13 @@ Application::~Application() {
     // left here, so that each still writes its state to "Orvane.ini".
     for (const QPointer<MainWindow>& window : alive)
         delete window.data();
+}
+
+bool Application::prepareTutorialFile(const QString& path) {
+    if (QFileInfo::exists(path))
+        return true;
+    TutorialTable::write(path);
+    return false;
 }
 
 MainWindow* Application::getMainWindow() const {

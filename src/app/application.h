@@ -56,6 +56,12 @@ public:
     // The folder that holds `path`, as a URL for the file manager; invalid when it is missing.
     static QUrl folderUrlForFile(const QString& path);
 
+    // Writes the tutorial table to `path` unless a file is there; whether one was.
+    static bool prepareTutorialFile(const QString& path);
+    // This start found no tutorial file: the tutorial is shown, and the preference files are
+    // made rather than updated.
+    bool isFirstRun() const { return firstRun; }
+
     MainWindow* getMainWindow() const;
     const std::vector<MainWindow*>& getMainWindows() const { return mainWindows; }
     QString getAppDataPath() const { return appDataPath; }
@@ -103,6 +109,7 @@ private:
     QString updateIgnoreVersion;
     bool showEditorPane = false;
     bool closingOnRequest = false;
+    bool firstRun = false;
     ImportDefaults importDefaults;
     PrintSettings printData;
 };

@@ -13,6 +13,10 @@ QString getAppDataLocation() {
     return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QStringLiteral("/Orvane");
 }
 
+QString getTutorialFilepath() {
+    return getAppDataLocation() + QStringLiteral("/Tutorial (Fake Data).csv");
+}
+
 bool handleAppDataInRedundantFolders() {
     return handleAppDataInRedundantFolders(getAppDataLocation());
 }

@@ -12,6 +12,7 @@
 #include <QDateTime>
 #include <QList>
 #include <QMainWindow>
+#include <QPointer>
 #include <QString>
 #include <QStringList>
 
@@ -19,6 +20,7 @@
 #include <vector>
 
 class EditableDataContainer;
+class HelpWindow;
 class Launcher;
 class PaneView;
 class QFileSystemWatcher;
@@ -29,6 +31,7 @@ class QVariantAnimation;
 class TableDelegate;
 class TableModel;
 class TableView;
+class TutorialWindow;
 
 // One top-level window of the program: the pane of open tables, the places of the side bar,
 // the metadata pane and the find area, the status bar, and every path by which a file becomes
@@ -360,7 +363,6 @@ public slots:
     bool commandEmailSelectedEmailAddresses(const QString& path = QString());
     bool commandWebSearchForSelectedTerms(const QString& path = QString());
     bool commandWebSearchForSelectedPlacesInMap(const QString& path = QString());
-    bool commandAbout(const QString& path = QString()); // mainwindow_view.cpp
     // In no menu: the tab numbers (mainwindow_goto.cpp), closing the other tables and the
     // program switches (mainwindow_filecommands.cpp).
     bool commandCloseAllFilesExceptCurrent(const QString& path = QString());
@@ -388,6 +390,20 @@ public slots:
     bool commandToggleHighlightMainSelectedCellsColumn(const QString& path = QString());
     bool commandToggleSnapToRowAfterScrolling(const QString& path = QString());
     bool commandToggleSnapToColumnAfterScrolling(const QString& path = QString());
+
+    // Help: the tutorial, the user guide, the changelog and the about box (mainwindow_help.cpp).
+    // showTutorial opens the tutorial table, writing it first where it is missing, with the
+    // tour beside it.
+    void showTutorial();
+    void showChangelog();
+    TutorialWindow* getTutorialWindow() const;
+    HelpWindow* getDocumentationWindow() const;
+    HelpWindow* getChangelogWindow() const;
+    bool commandDocumentation(const QString& path = QString());
+    bool commandOpenTutorial(const QString& path = QString());
+    bool commandRestoreTutorialToDefault(const QString& path = QString());
+    bool commandAbout(const QString& path = QString());
+    bool commandViewChangelog(const QString& path = QString());
 
     // Launcher and prompts (mainwindow_launcher.cpp, mainwindow_prompts_<menu>.cpp).
     bool commandCommandLauncher(const QString& path = QString());
@@ -519,6 +535,12 @@ private:
     void recordWatchedFileState(const QString& path);
     void clearWatchedFileState(const QString& path);
     void movePathOfTable(const QString& oldPath, const QString& newPath);
+
+    // Help windows (mainwindow_help.cpp): at most one of each, cleared when it closes.
+    void closeTutorialWindow(const TableView* view);
+    QPointer<TutorialWindow> tutorialWindow;
+    QPointer<HelpWindow> documentationWindow;
+    QPointer<HelpWindow> changelogWindow;
 
     Settings settings;
     bool constructing = true;

@@ -767,6 +767,8 @@ bool MainWindow::closeFileNoSave(TableView* view) {
         unwatchFile(path);
         clearWatchedFileState(path);
     }
+    // The tour goes with the tutorial table.
+    closeTutorialWindow(view);
     const int count = paneView->getNumTables();
     const int index = paneView->getTableIndex(view);
     if (count == 1) {

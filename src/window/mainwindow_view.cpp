@@ -1,9 +1,8 @@
-// Command slots of the View menu with its headers and grid size, and of Help.
+// Command slots of the View menu with its headers and grid size.
 
 #include "window/mainwindow.h"
 
 #include "table/tablemodel.h"
-#include "util/msgbox.h"
 #include "view/tableview.h"
 #include "window/paneview.h"
 
@@ -178,11 +177,4 @@ bool MainWindow::commandToggleFreezeHeaderRows(const QString& path) {
 bool MainWindow::commandToggleFreezeHeaderColumns(const QString& path) {
     TableView* view = resolveTable(path);
     return ready(view) && view->toggleTableSetting(FreezeHeaderColumns);
-}
-
-// --- Help ---------------------------------------------------------------------------------------
-
-bool MainWindow::commandAbout(const QString&) {
-    MsgBox::inform(this, tr("Orvane\n\nA table editor for delimited text files."));
-    return true;
 }

@@ -114,6 +114,8 @@ void TestSingleInstance::init() {
     QVERIFY(dir->isValid());
     QVERIFY(QDir(dir->path()).mkpath("home"));
     QVERIFY(QDir(dir->path()).mkpath("tmp"));
+    // Not a first run: the tutorial table would open beside the files under test.
+    writeTable("home/.local/share/Orvane/Tutorial (Fake Data).csv");
     QVERIFY(
         QFile::setPermissions(dir->filePath("tmp"), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
 }

@@ -1,0 +1,160 @@
+#include "table/celltransform.h"
+
+#include "table/tablemodel.h"
+
+#include <algorithm>
+#include <map>
+
+namespace CellTransform {
+
+namespace {
+
+QString textAt(const TableModel& model, int row, int col) {
+    if (row < 0 || col < 0 || row >= model.rowCountModel() || col >= model.columnCountModel())
+        return QString();
+    return model.getTableData().getValueModel(row, col).toString();
+}
+
+} // namespace
+
+std::vector<CellText> selectedCells(const TableModel& model, bool byCols) {
+    auto indexes = model.getSelectionIndexes();
+    if (byCols) {
+        std::stable_sort(indexes.begin(), indexes.end(), [](const auto& a, const auto& b) {
+            return a.second != b.second ? a.second < b.second : a.first < b.first;
+        });
+    }
+    std::vector<CellText> out;
+    out.reserve(indexes.size());
+    const TableData& data = model.getTableData();
+    for (const auto& [row, col] : indexes)
+        out.push_back({row, col, data.getValueModel(row, col).toString()});
+    return out;
+}
+
+RangeVector changedCells(const TableModel& model, std::vector<CellText> cells) {
+    RangeVector out;
+    if (cells.empty())
+        return out;
+    int top = cells.front().row, bottom = top, left = cells.front().col, right = left;
+    for (const CellText& cell : cells) {
+        top = std::min(top, cell.row);
+        bottom = std::max(bottom, cell.row);
+        left = std::min(left, cell.col);
+        right = std::max(right, cell.col);
+    }
+    const qint64 area = qint64(bottom - top + 1) * (right - left + 1);
+    // A large rectangle goes as one Table range: one record instead of one Range per cell.
+    if (cells.size() > 64 && area == qint64(cells.size()) && bottom < model.rowCountModel() &&
+        right < model.columnCountModel()) {
+        Range block(RangeType::Table, RangeIndexType::Model);
+        block.row = top;
+        block.col = left;
+        block.endRow = bottom;
+        block.endCol = right;
+        block.tableValues.assign(std::size_t(bottom - top + 1),
+                                 std::vector<QVariant>(std::size_t(right - left + 1)));
+        bool anyChange = false;
+        for (CellText& cell : cells) {
+            QVariant& slot = block.tableValues[std::size_t(cell.row - top)][std::size_t(cell.col - left)];
+            anyChange = anyChange || textAt(model, cell.row, cell.col) != cell.text;
+            slot = std::move(cell.text);
+        }
+        if (anyChange)
+            out.push_back(std::move(block));
+        return out;
+    }
+    std::map<std::pair<int, int>, QString> unique;
+    for (CellText& cell : cells)
+        unique[{cell.row, cell.col}] = std::move(cell.text);
+    for (auto& [at, text] : unique) {
+        if (textAt(model, at.first, at.second) == text)
+            continue;
+        Range range(at.first, at.second, RangeIndexType::Model);
+        range.value = std::move(text);
+        out.push_back(std::move(range));
+    }
+    return out;
+}
+
+RangeVector mapSelection(const TableModel& model, const std::function<QString(const QString&)>& fn) {
+    std::vector<CellText> cells = selectedCells(model);
+    for (CellText& cell : cells) {
+        if (!cell.text.isEmpty())
+            cell.text = fn(cell.text);
+    }
+    return changedCells(model, std::move(cells));
+}
+
+std::vector<CellText> fillSeries(const TableModel& model, const QStringList& items, bool prepend,
+                                 bool append) {
+    std::vector<CellText> cells = selectedCells(model);
+    const std::size_t count = std::min(cells.size(), std::size_t(items.size()));
+    cells.resize(count);
+    for (std::size_t i = 0; i < count; ++i) {
+        const QString& item = items[qsizetype(i)];
+        cells[i].text = prepend ? item + cells[i].text : append ? cells[i].text + item : item;
+    }
+    return cells;
+}
+
+std::vector<CellText> reshape(const TableModel& model, int lineLength, bool rowWise) {
+    std::vector<CellText> cells = selectedCells(model, !rowWise);
+    if (cells.empty() || lineLength < 1)
+        return {};
+    int top = cells.front().row, left = cells.front().col;
+    for (const CellText& cell : cells) {
+        top = std::min(top, cell.row);
+        left = std::min(left, cell.col);
+    }
+    std::vector<CellText> out;
+    out.reserve(cells.size() * 2);
+    for (const CellText& cell : cells)
+        out.push_back({cell.row, cell.col, QString()});
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+        const int along = int(i / std::size_t(lineLength));
+        const int across = int(i % std::size_t(lineLength));
+        out.push_back(rowWise ? CellText{top + along, left + across, cells[i].text}
+                              : CellText{top + across, left + along, cells[i].text});
+    }
+    return out;
+}
+
+std::vector<CellText> join(const TableModel& model, const QString& separator, bool horizontally,
+                           bool closeGap) {
+    std::map<int, std::vector<CellText>> lines;
+    for (CellText& cell : selectedCells(model, !horizontally))
+        lines[horizontally ? cell.row : cell.col].push_back(std::move(cell));
+    std::vector<CellText> out;
+    for (auto& [line, cells] : lines) {
+        QStringList parts;
+        for (const CellText& cell : cells)
+            parts.append(cell.text);
+        const CellText& first = cells.front();
+        out.push_back({first.row, first.col, parts.join(separator)});
+        if (!closeGap) {
+            for (std::size_t i = 1; i < cells.size(); ++i)
+                out.push_back({cells[i].row, cells[i].col, QString()});
+            continue;
+        }
+        // The rest of the line closes up over the joined cells.
+        std::vector<int> gone;
+        for (std::size_t i = 1; i < cells.size(); ++i)
+            gone.push_back(horizontally ? cells[i].col : cells[i].row);
+        const int start = horizontally ? first.col : first.row;
+        const int extent = horizontally ? model.columnCountModel() : model.rowCountModel();
+        int to = start + 1;
+        for (int from = start + 1; from < extent; ++from) {
+            if (std::binary_search(gone.begin(), gone.end(), from))
+                continue;
+            const QString text = horizontally ? textAt(model, line, from) : textAt(model, from, line);
+            out.push_back(horizontally ? CellText{line, to, text} : CellText{to, line, text});
+            ++to;
+        }
+        for (; to < extent; ++to)
+            out.push_back(horizontally ? CellText{line, to, QString()} : CellText{to, line, QString()});
+    }
+    return out;
+}
+
+} // namespace CellTransform

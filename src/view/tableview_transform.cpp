@@ -1,0 +1,397 @@
+// TableView: the cell transformations. Each reads the selection through the core engine, turns
+// the texts with a pure string function or a layout rule, and pushes one undo command.
+
+#include "view/tableview.h"
+
+#include "table/celltransform.h"
+#include "table/rowcolcommands.h"
+#include "table/sequencecommand.h"
+#include "table/setmodeldatacommand.h"
+#include "table/tablemodel.h"
+#include "util/caseutilities.h"
+#include "util/datetimeutilities.h"
+#include "util/numberutilities.h"
+#include "util/stringutilities.h"
+#include "util/uuidutilities.h"
+
+#include <QDateTime>
+
+#include <algorithm>
+#include <map>
+#include <random>
+
+using CellTransform::CellText;
+
+namespace {
+
+bool pushChanges(TableView* view, TableModel* m, std::vector<CellText> cells) {
+    RangeVector ranges = CellTransform::changedCells(*m, std::move(cells));
+    if (ranges.empty())
+        return false;
+    return view->pushCommand(new SetModelDataCommand(m, ranges));
+}
+
+} // namespace
+
+bool TableView::transformSelectedCells(const std::function<QString(const QString&)>& fn) {
+    TableModel* m = tableModel();
+    if (!m || isReadOnly())
+        return false;
+    RangeVector ranges = CellTransform::mapSelection(*m, fn);
+    if (ranges.empty())
+        return false;
+    return pushCommand(new SetModelDataCommand(m, ranges));
+}
+
+// --- Case ---------------------------------------------------------------------------------------
+
+bool TableView::upperCase() {
+    return transformSelectedCells([](const QString& t) { return t.toUpper(); });
+}
+
+bool TableView::lowerCase() {
+    return transformSelectedCells([](const QString& t) { return t.toLower(); });
+}
+
+bool TableView::titleCase() {
+    return transformSelectedCells(&Utilities::convertToTitleCase);
+}
+
+bool TableView::upperCamelCase() {
+    return transformSelectedCells(&Utilities::convertToUpperCamelCase);
+}
+
+bool TableView::lowerCamelCase() {
+    return transformSelectedCells(&Utilities::convertToLowerCamelCase);
+}
+
+bool TableView::upperSnakeCase() {
+    return transformSelectedCells(&Utilities::convertToUpperSnakeCase);
+}
+
+bool TableView::lowerSnakeCase() {
+    return transformSelectedCells(&Utilities::convertToLowerSnakeCase);
+}
+
+bool TableView::convertToAcronym() {
+    return transformSelectedCells(&Utilities::convertToAcronym);
+}
+
+// --- Format and numbers -------------------------------------------------------------------------
+
+bool TableView::convertDateTimeFormat(DateTimeFormatType from, DateTimeFormatType to,
+                                      const QString& fromCustom, const QString& toCustom) {
+    return transformSelectedCells([&](const QString& t) {
+        return Utilities::convertDateTimeFormat(t, from, to, fromCustom, toCustom);
+    });
+}
+
+bool TableView::convertNumberFormat(NumberFormatType from, NumberFormatType to) {
+    return transformSelectedCells(
+        [&](const QString& t) { return Utilities::convertNumberFormat(t, from, to); });
+}
+
+bool TableView::placeCurrentDateTimeStamp() {
+    TableModel* m = tableModel();
+    if (!m || isReadOnly())
+        return false;
+    const QString now = QDateTime::currentDateTimeUtc().toString(Qt::ISODate);
+    std::vector<CellText> cells = CellTransform::selectedCells(*m);
+    for (CellText& cell : cells)
+        cell.text = now;
+    return pushChanges(this, m, std::move(cells));
+}
+
+bool TableView::zeroFillWholeNumbers(int width) {
+    return transformSelectedCells(
+        [width](const QString& t) { return Utilities::zeroFillWholeNumbers(t, width); });
+}
+
+bool TableView::removeLeadingZeros() {
+    return transformSelectedCells(&Utilities::removeLeadingZeros);
+}
+
+bool TableView::setNumDecimals(int count) {
+    return transformSelectedCells([count](const QString& t) { return Utilities::setNumDecimals(t, count); });
+}
+
+// --- Text ---------------------------------------------------------------------------------------
+
+bool TableView::trimSelectedCells() {
+    return transformSelectedCells([](const QString& t) { return t.trimmed(); });
+}
+
+bool TableView::keepOnlyLeftPartOfCells(int index) {
+    return transformSelectedCells([index](const QString& t) { return Utilities::keepLeftPart(t, index); });
+}
+
+bool TableView::keepOnlyRightPartOfCells(int index) {
+    return transformSelectedCells([index](const QString& t) { return Utilities::keepRightPart(t, index); });
+}
+
+bool TableView::keepOnlyMiddlePartOfCells(int index, int count) {
+    return transformSelectedCells(
+        [index, count](const QString& t) { return Utilities::keepMiddlePart(t, index, count); });
+}
+
+bool TableView::prependSingleValueToSelectedCells(const QString& text) {
+    return transformSelectedCells([&text](const QString& t) { return text + t; });
+}
+
+bool TableView::appendSingleValueToSelectedCells(const QString& text) {
+    return transformSelectedCells([&text](const QString& t) { return t + text; });
+}
+
+// --- Multi-cell ---------------------------------------------------------------------------------
+
+bool TableView::copyMainCellContentsToAllSelectedCells() {
+    TableModel* m = tableModel();
+    if (!m || isReadOnly())
+        return false;
+    const Range& main = m->getMainCell();
+    const QString text = m->getTableData().getValueModel(main.row, main.col).toString();
+    std::vector<CellText> cells = CellTransform::selectedCells(*m);
+    for (CellText& cell : cells)
+        cell.text = text;
+    return pushChanges(this, m, std::move(cells));
+}
+
+bool TableView::fillSelectedCellsWithSeries(const QString& text, bool prepend, bool append) {
+    TableModel* m = tableModel();
+    if (!m || isReadOnly())
+        return false;
+    const auto count = static_cast<int>(std::min<qint64>(m->numSelectedCells(), INT_MAX));
+    return pushChanges(
+        this, m,
+        CellTransform::fillSeries(*m, Utilities::computeSeriesStrings(text, count), prepend, append));
+}
+
+bool TableView::reshapeSelectionRowWise(int width) {
+    TableModel* m = tableModel();
+    return m && !isReadOnly() && pushChanges(this, m, CellTransform::reshape(*m, width, true));
+}
+
+bool TableView::reshapeSelectionColWise(int height) {
+    TableModel* m = tableModel();
+    return m && !isReadOnly() && pushChanges(this, m, CellTransform::reshape(*m, height, false));
+}
+
+// --- Join and split -----------------------------------------------------------------------------
+
+bool TableView::joinSelectedCellsHorizontally(const QString& separator, bool closeGap) {
+    TableModel* m = tableModel();
+    return m && !isReadOnly() && pushChanges(this, m, CellTransform::join(*m, separator, true, closeGap));
+}
+
+bool TableView::joinSelectedCellsVertically(const QString& separator) {
+    TableModel* m = tableModel();
+    return m && !isReadOnly() && pushChanges(this, m, CellTransform::join(*m, separator, false, false));
+}
+
+bool TableView::joinSelectedCellsHorizontallyMoveRowLeft(const QString& separator) {
+    return joinSelectedCellsHorizontally(separator, true);
+}
+
+namespace {
+
+// The parts of every selected cell, and how many new lines each line along the split needs.
+struct SplitPlan {
+    std::vector<std::pair<CellText, QStringList>> cells;
+    std::map<int, int> extra; // line -> new lines after it
+};
+
+SplitPlan planSplit(const TableModel& m, Axis axis, const std::function<QStringList(const QString&)>& split) {
+    SplitPlan plan;
+    for (CellText& cell : CellTransform::selectedCells(m)) {
+        QStringList parts = split(cell.text);
+        if (parts.size() < 2)
+            continue;
+        const int line = axis == Axis::Row ? cell.col : cell.row;
+        int& need = plan.extra[line];
+        need = std::max(need, int(parts.size()) - 1);
+        plan.cells.emplace_back(std::move(cell), std::move(parts));
+    }
+    return plan;
+}
+
+bool splitSelected(TableView* view, Axis axis, bool cellsOnly,
+                   const std::function<QStringList(const QString&)>& split) {
+    TableModel* m = view->tableModel();
+    if (!m || view->isReadOnly())
+        return false;
+    SplitPlan plan = planSplit(*m, axis, split);
+    if (plan.cells.empty())
+        return false;
+    if (cellsOnly) {
+        // Within each row the cells after a split one move right by its extra parts.
+        std::map<int, std::vector<std::pair<int, QStringList>>> rows;
+        for (auto& [cell, parts] : plan.cells)
+            rows[cell.row].emplace_back(cell.col, std::move(parts));
+        std::vector<CellText> out;
+        const int extent = m->columnCountModel();
+        for (auto& [row, splits] : rows) {
+            std::sort(splits.begin(), splits.end(),
+                      [](const auto& a, const auto& b) { return a.first < b.first; });
+            int to = splits.front().first;
+            std::size_t next = 0;
+            for (int from = splits.front().first; from < extent; ++from) {
+                if (next < splits.size() && splits[next].first == from) {
+                    for (const QString& part : splits[next].second)
+                        out.push_back({row, to++, part});
+                    ++next;
+                    continue;
+                }
+                out.push_back({row, to++, m->getTableData().getValueModel(row, from).toString()});
+            }
+        }
+        RangeVector ranges = CellTransform::changedCells(*m, std::move(out));
+        return !ranges.empty() && view->pushCommand(new SetModelDataCommand(m, ranges));
+    }
+    // Whole new lines after each split line, the last line first so that the earlier ones keep
+    // their places; then the parts, at the places they have once the lines are in.
+    std::vector<SequenceCommand::Step> steps;
+    for (auto it = plan.extra.rbegin(); it != plan.extra.rend(); ++it) {
+        const int line = it->first;
+        const int count = it->second;
+        steps.push_back([axis, line, count](TableModel* model) -> TableUndoCommand* {
+            if (axis == Axis::Row)
+                return new InsertColsCommand(model, {line}, count, true);
+            return new InsertRowsCommand(model, {line}, count, true);
+        });
+    }
+    std::vector<CellText> out;
+    for (const auto& [cell, parts] : plan.cells) {
+        const int line = axis == Axis::Row ? cell.col : cell.row;
+        int shift = 0;
+        for (auto it = plan.extra.begin(); it != plan.extra.end() && it->first < line; ++it)
+            shift += it->second;
+        for (qsizetype i = 0; i < parts.size(); ++i) {
+            const int along = line + shift + int(i);
+            out.push_back(axis == Axis::Row ? CellText{cell.row, along, parts[i]}
+                                            : CellText{along, cell.col, parts[i]});
+        }
+    }
+    const RangeVector selection = m->getSelection();
+    steps.push_back([out = std::move(out), selection](TableModel* model) mutable -> TableUndoCommand* {
+        // The selection as it was, so that undo of the whole step shows it again.
+        RangeVector restored = selection;
+        model->setSelection(restored);
+        RangeVector ranges = CellTransform::changedCells(*model, std::move(out));
+        if (ranges.empty())
+            return nullptr;
+        return new SetModelDataCommand(model, ranges);
+    });
+    return view->pushCommand(new SequenceCommand(m, std::move(steps)));
+}
+
+} // namespace
+
+bool TableView::splitSelectedCells(Axis axis, const QString& delimiter, bool cellsOnly) {
+    return splitSelected(this, axis, cellsOnly, [&delimiter](const QString& t) {
+        return Utilities::splitByDelimiter(t, delimiter);
+    });
+}
+
+bool TableView::splitSelectedCells(Axis axis, const std::vector<int>& indexes, bool cellsOnly) {
+    return splitSelected(this, axis, cellsOnly,
+                         [&indexes](const QString& t) { return Utilities::splitByIndex(t, indexes); });
+}
+
+// --- Random values, UUIDs, ID column ------------------------------------------------------------
+
+namespace {
+
+template <typename Make>
+bool fillRandom(TableView* view, const std::vector<std::pair<double, double>>& ranges, Make make) {
+    TableModel* m = view->tableModel();
+    if (!m || view->isReadOnly() || ranges.empty())
+        return false;
+    std::random_device device;
+    std::mt19937 generator(device());
+    std::uniform_int_distribution<std::size_t> pick(0, ranges.size() - 1);
+    std::vector<CellText> cells = CellTransform::selectedCells(*m);
+    for (CellText& cell : cells)
+        cell.text = make(generator, ranges[pick(generator)]);
+    return pushChanges(view, m, std::move(cells));
+}
+
+} // namespace
+
+bool TableView::placeRandomValuesInt(const std::vector<std::pair<double, double>>& ranges) {
+    return fillRandom(this, ranges, [](std::mt19937& g, const std::pair<double, double>& r) {
+        std::uniform_int_distribution<qint64> value(qint64(r.first), qint64(r.second));
+        return QString::number(value(g));
+    });
+}
+
+bool TableView::placeRandomValuesDouble(const std::vector<std::pair<double, double>>& ranges, int places) {
+    const int decimals = std::clamp(places, 2, 15);
+    return fillRandom(this, ranges, [decimals](std::mt19937& g, const std::pair<double, double>& r) {
+        std::uniform_real_distribution<double> value(r.first, std::nextafter(r.second, r.second + 1));
+        return QString::number(std::min(value(g), r.second), 'f', decimals);
+    });
+}
+
+bool TableView::fillCellsWithUuids(bool braces, bool upperCase, UuidType type) {
+    TableModel* m = tableModel();
+    if (!m || isReadOnly())
+        return false;
+    std::vector<CellText> cells = CellTransform::selectedCells(*m);
+    std::vector<QString> uuids(cells.size());
+    Utilities::generateUuids(uuids, braces, upperCase, type);
+    for (std::size_t i = 0; i < cells.size(); ++i)
+        cells[i].text = std::move(uuids[i]);
+    return pushChanges(this, m, std::move(cells));
+}
+
+bool TableView::hasIdColumn() const {
+    const TableModel* m = tableModel();
+    if (!m || m->columnCountModel() == 0)
+        return false;
+    const int headerRow = std::max(0, m->getNumHeaderRows() - 1);
+    return m->getTableData().getValueModel(headerRow, 0).toString() == QLatin1String("ID");
+}
+
+namespace {
+
+// "ID" in the header and numbers from `first` down the rows that hold data.
+std::vector<CellText> idColumnCells(const TableModel& m, int first, int lastRow) {
+    std::vector<CellText> out;
+    const int headers = m.getNumHeaderRows();
+    if (headers > 0)
+        out.push_back({headers - 1, 0, QStringLiteral("ID")});
+    qint64 value = first;
+    for (int row = headers; row <= lastRow; ++row)
+        out.push_back({row, 0, QString::number(value++)});
+    return out;
+}
+
+} // namespace
+
+bool TableView::addIdColumn(int firstValue) {
+    TableModel* m = tableModel();
+    if (!m || isReadOnly())
+        return false;
+    const int lastRow = m->findBottomOccupiedRow();
+    std::vector<SequenceCommand::Step> steps;
+    steps.push_back(
+        [](TableModel* model) -> TableUndoCommand* { return new InsertColsCommand(model, {0}, 1, false); });
+    steps.push_back([firstValue, lastRow](TableModel* model) -> TableUndoCommand* {
+        RangeVector ranges = CellTransform::changedCells(*model, idColumnCells(*model, firstValue, lastRow));
+        return ranges.empty() ? nullptr : new SetModelDataCommand(model, ranges);
+    });
+    return pushCommand(new SequenceCommand(m, std::move(steps)));
+}
+
+bool TableView::updateIdColumn() {
+    TableModel* m = tableModel();
+    if (!m || isReadOnly() || !hasIdColumn())
+        return false;
+    // Renumbered from the first number the column holds, 1 when it holds none.
+    const int headers = m->getNumHeaderRows();
+    bool ok = false;
+    int first = m->getTableData().getValueModel(headers, 0).toString().toInt(&ok);
+    if (!ok)
+        first = 1;
+    return pushChanges(this, m, idColumnCells(*m, first, m->findBottomOccupiedRow()));
+}

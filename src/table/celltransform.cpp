@@ -1,5 +1,8 @@
 #include "table/celltransform.h"
 
+#include "table/rowcolcommands.h"
+#include "table/sequencecommand.h"
+#include "table/setmodeldatacommand.h"
 #include "table/tablemodel.h"
 
 #include <algorithm>
@@ -155,6 +158,122 @@ std::vector<CellText> join(const TableModel& model, const QString& separator, bo
             out.push_back(horizontally ? CellText{line, to, QString()} : CellText{to, line, QString()});
     }
     return out;
+}
+
+namespace {
+
+// The parts of every selected cell, and how many new lines each line along the split needs.
+struct SplitPlan {
+    std::vector<std::pair<CellText, QStringList>> cells;
+    std::map<int, int> extra; // line -> new lines after it
+};
+
+SplitPlan planSplit(const TableModel& m, Axis axis, const std::function<QStringList(const QString&)>& split) {
+    SplitPlan plan;
+    for (CellText& cell : selectedCells(m)) {
+        QStringList parts = split(cell.text);
+        if (parts.size() < 2)
+            continue;
+        const int line = axis == Axis::Row ? cell.col : cell.row;
+        int& need = plan.extra[line];
+        need = std::max(need, int(parts.size()) - 1);
+        plan.cells.emplace_back(std::move(cell), std::move(parts));
+    }
+    return plan;
+}
+
+} // namespace
+
+TableUndoCommand* splitCommand(TableModel& model, Axis axis, bool cellsOnly,
+                               const std::function<QStringList(const QString&)>& split) {
+    TableModel* m = &model;
+    SplitPlan plan = planSplit(*m, axis, split);
+    if (plan.cells.empty())
+        return nullptr;
+    if (cellsOnly) {
+        // Within each row the cells after a split one move right by its extra parts.
+        std::map<int, std::vector<std::pair<int, QStringList>>> rows;
+        for (auto& [cell, parts] : plan.cells)
+            rows[cell.row].emplace_back(cell.col, std::move(parts));
+        std::vector<CellText> out;
+        const int extent = m->columnCountModel();
+        for (auto& [row, splits] : rows) {
+            std::sort(splits.begin(), splits.end(),
+                      [](const auto& a, const auto& b) { return a.first < b.first; });
+            int to = splits.front().first;
+            std::size_t next = 0;
+            for (int from = splits.front().first; from < extent; ++from) {
+                if (next < splits.size() && splits[next].first == from) {
+                    for (const QString& part : splits[next].second)
+                        out.push_back({row, to++, part});
+                    ++next;
+                    continue;
+                }
+                out.push_back({row, to++, m->getTableData().getValueModel(row, from).toString()});
+            }
+        }
+        RangeVector ranges = changedCells(*m, std::move(out));
+        return ranges.empty() ? nullptr : new SetModelDataCommand(m, ranges);
+    }
+    // Whole new lines after each split line, the last line first so that the earlier ones keep
+    // their places; then the parts, at the places they have once the lines are in.
+    std::vector<SequenceCommand::Step> steps;
+    for (auto it = plan.extra.rbegin(); it != plan.extra.rend(); ++it) {
+        const int line = it->first;
+        const int count = it->second;
+        steps.push_back([axis, line, count](TableModel* model) -> TableUndoCommand* {
+            if (axis == Axis::Row)
+                return new InsertColsCommand(model, {line}, count, true);
+            return new InsertRowsCommand(model, {line}, count, true);
+        });
+    }
+    std::vector<CellText> out;
+    for (const auto& [cell, parts] : plan.cells) {
+        const int line = axis == Axis::Row ? cell.col : cell.row;
+        int shift = 0;
+        for (auto it = plan.extra.begin(); it != plan.extra.end() && it->first < line; ++it)
+            shift += it->second;
+        for (qsizetype i = 0; i < parts.size(); ++i) {
+            const int along = line + shift + int(i);
+            out.push_back(axis == Axis::Row ? CellText{cell.row, along, parts[i]}
+                                            : CellText{along, cell.col, parts[i]});
+        }
+    }
+    const RangeVector selection = m->getSelection();
+    steps.push_back([out = std::move(out), selection](TableModel* model) mutable -> TableUndoCommand* {
+        // The selection as it was, so that undo of the whole step shows it again.
+        RangeVector restored = selection;
+        model->setSelection(restored);
+        RangeVector ranges = changedCells(*model, std::move(out));
+        if (ranges.empty())
+            return nullptr;
+        return new SetModelDataCommand(model, ranges);
+    });
+    return new SequenceCommand(m, std::move(steps));
+}
+
+// "ID" in the header and numbers from `first` down the rows that hold data.
+std::vector<CellText> idColumnCells(const TableModel& m, int first, int lastRow) {
+    std::vector<CellText> out;
+    const int headers = m.getNumHeaderRows();
+    if (headers > 0)
+        out.push_back({headers - 1, 0, QStringLiteral("ID")});
+    qint64 value = first;
+    for (int row = headers; row <= lastRow; ++row)
+        out.push_back({row, 0, QString::number(value++)});
+    return out;
+}
+
+TableUndoCommand* addIdColumnCommand(TableModel& model, int firstValue) {
+    const int lastRow = model.findBottomOccupiedRow();
+    std::vector<SequenceCommand::Step> steps;
+    steps.push_back(
+        [](TableModel* m) -> TableUndoCommand* { return new InsertColsCommand(m, {0}, 1, false); });
+    steps.push_back([firstValue, lastRow](TableModel* m) -> TableUndoCommand* {
+        RangeVector ranges = changedCells(*m, idColumnCells(*m, firstValue, lastRow));
+        return ranges.empty() ? nullptr : new SetModelDataCommand(m, ranges);
+    });
+    return new SequenceCommand(&model, std::move(steps));
 }
 
 } // namespace CellTransform

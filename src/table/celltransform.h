@@ -8,6 +8,7 @@
 #include <vector>
 
 class TableModel;
+class TableUndoCommand;
 
 // The engine under the cell transformations: reads the selected cells, lets a string function
 // or a layout rule decide their new texts, and hands back the ranges of one undo command.
@@ -43,5 +44,16 @@ std::vector<CellText> reshape(const TableModel& model, int lineLength, bool rowW
 // emptied, or with `closeGap` the rest of the row moves left over them.
 std::vector<CellText> join(const TableModel& model, const QString& separator, bool horizontally,
                            bool closeGap);
+
+// The command of a split of the selected cells into parts, placed right of (below) each cell:
+// whole new lines are inserted for them first, or with `cellsOnly` (along rows only) the rest
+// of each row moves right. Null when no cell splits.
+TableUndoCommand* splitCommand(TableModel& model, Axis axis, bool cellsOnly,
+                               const std::function<QStringList(const QString&)>& split);
+
+// "ID" in the last header row and numbers from `first` down to `lastRow`, in column 0.
+std::vector<CellText> idColumnCells(const TableModel& model, int first, int lastRow);
+// A new first column of IDs.
+TableUndoCommand* addIdColumnCommand(TableModel& model, int firstValue);
 
 } // namespace CellTransform

@@ -8,7 +8,7 @@
 #include "datagen.h"
 
 #include "table/celltransform.h"
-#include "table/setmodeldatacommand.h"
+#include "table/setcelltextscommand.h"
 #include "table/tablemodel.h"
 #include "util/caseutilities.h"
 #include "util/datetimeutilities.h"
@@ -70,13 +70,11 @@ struct Operation {
 };
 
 TableUndoCommand* mapped(TableModel& m, const std::function<QString(const QString&)>& fn) {
-    RangeVector ranges = CellTransform::mapSelection(m, fn);
-    return ranges.empty() ? nullptr : new SetModelDataCommand(&m, ranges);
+    return CellTransform::mapCommand(m, fn);
 }
 
 TableUndoCommand* laidOut(TableModel& m, std::vector<CellTransform::CellText> cells) {
-    RangeVector ranges = CellTransform::changedCells(m, std::move(cells));
-    return ranges.empty() ? nullptr : new SetModelDataCommand(&m, ranges);
+    return CellTransform::makeCommand(m, std::move(cells));
 }
 
 std::vector<Operation> operations() {
@@ -199,6 +197,8 @@ int runTransform(const QStringList& args) {
             std::fprintf(stderr, "transform: %s changed nothing\n", op.name);
             return 1;
         }
+        const auto* record = dynamic_cast<const SetCellTextsCommand*>(command);
+        const qint64 recordBytes = record ? record->memoryBytes() : -1;
         stack.push(command);
         const double seconds = timer.seconds();
         const qint64 kept = currentRssBytes() - rssBefore;
@@ -220,6 +220,9 @@ int runTransform(const QStringList& args) {
             {"transform", name + ": undo / limit", undoSeconds / std::max(limit, 1e-9), "x", 2, "goal"});
         figures.push_back(
             {"transform", name + ": redo / limit", redoSeconds / std::max(limit, 1e-9), "x", 2, "goal"});
+        if (recordBytes >= 0)
+            figures.push_back({"transform", name + ": undo record / text changed",
+                               double(recordBytes) / double(std::max<qint64>(textBytes, 1)), "x", 3, "goal"});
         figures.push_back({"transform", name + ": RSS kept / text changed",
                            double(kept) / double(std::max<qint64>(textBytes, 1)), "x", 3, "goal"});
     }

@@ -2,6 +2,7 @@
 
 #include "table/rowcolcommands.h"
 #include "table/sequencecommand.h"
+#include "table/setcelltextscommand.h"
 #include "table/setmodeldatacommand.h"
 #include "table/tablemodel.h"
 
@@ -20,8 +21,34 @@ QString textAt(const TableModel& model, int row, int col) {
 
 } // namespace
 
+// The selected cells within the data, row-major. A single block, row or column is walked
+// directly: the general expansion builds one Range per cell, which a million cells can't afford.
+std::vector<std::pair<int, int>> selectionIndexes(const TableModel& model) {
+    const RangeVector& selection = model.getSelection();
+    if (selection.size() == 1) {
+        const Range& r = selection.front();
+        const bool plain = r.excludedRows.empty() && r.excludedCols.empty() && r.excludedCells.empty();
+        if (plain && r.type != RangeType::Cell && r.type != RangeType::Invalid && r.row >= 0 && r.col >= 0) {
+            const int lastRow =
+                std::min(r.type == RangeType::Row ? r.row : r.endRow, model.rowCountModel() - 1);
+            const int lastCol =
+                std::min(r.type == RangeType::Col ? r.col : r.endCol, model.columnCountModel() - 1);
+            std::vector<std::pair<int, int>> out;
+            if (lastRow < r.row || lastCol < r.col)
+                return out;
+            out.reserve(std::size_t(lastRow - r.row + 1) * std::size_t(lastCol - r.col + 1));
+            for (int row = r.row; row <= lastRow; ++row) {
+                for (int col = r.col; col <= lastCol; ++col)
+                    out.emplace_back(row, col);
+            }
+            return out;
+        }
+    }
+    return model.getSelectionIndexes();
+}
+
 std::vector<CellText> selectedCells(const TableModel& model, bool byCols) {
-    auto indexes = model.getSelectionIndexes();
+    auto indexes = selectionIndexes(model);
     if (byCols) {
         std::stable_sort(indexes.begin(), indexes.end(), [](const auto& a, const auto& b) {
             return a.second != b.second ? a.second < b.second : a.first < b.first;
@@ -78,6 +105,86 @@ RangeVector changedCells(const TableModel& model, std::vector<CellText> cells) {
         out.push_back(std::move(range));
     }
     return out;
+}
+
+namespace {
+
+// Sorted row-major, the last of repeated positions kept.
+void orderCells(std::vector<CellText>& cells) {
+    auto before = [](const CellText& a, const CellText& b) {
+        return a.row != b.row ? a.row < b.row : a.col < b.col;
+    };
+    bool ordered = true;
+    for (std::size_t i = 1; i < cells.size() && ordered; ++i)
+        ordered = before(cells[i - 1], cells[i]);
+    if (ordered)
+        return;
+    std::stable_sort(cells.begin(), cells.end(), before);
+    std::vector<CellText> unique;
+    unique.reserve(cells.size());
+    for (CellText& cell : cells) {
+        if (!unique.empty() && unique.back().row == cell.row && unique.back().col == cell.col)
+            unique.back() = std::move(cell);
+        else
+            unique.push_back(std::move(cell));
+    }
+    cells = std::move(unique);
+}
+
+TableUndoCommand* commandOf(TableModel& model, std::vector<CellText>& cells, std::vector<QString>& oldTexts) {
+    if (cells.empty())
+        return nullptr;
+    int top = cells.front().row, bottom = top, left = cells.front().col, right = left;
+    bool changed = false;
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+        top = std::min(top, cells[i].row);
+        bottom = std::max(bottom, cells[i].row);
+        left = std::min(left, cells[i].col);
+        right = std::max(right, cells[i].col);
+        changed = changed || oldTexts[i] != cells[i].text;
+    }
+    if (!changed)
+        return nullptr;
+    std::vector<QString> newTexts;
+    newTexts.reserve(cells.size());
+    if (qint64(bottom - top + 1) * (right - left + 1) == qint64(cells.size())) {
+        for (CellText& cell : cells)
+            newTexts.push_back(std::move(cell.text));
+        return new SetCellTextsCommand(&model, top, left, right - left + 1, oldTexts, newTexts);
+    }
+    std::vector<std::pair<int, int>> positions;
+    std::vector<QString> olds;
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+        if (oldTexts[i] == cells[i].text)
+            continue;
+        positions.emplace_back(cells[i].row, cells[i].col);
+        olds.push_back(std::move(oldTexts[i]));
+        newTexts.push_back(std::move(cells[i].text));
+    }
+    return new SetCellTextsCommand(&model, std::move(positions), olds, newTexts);
+}
+
+} // namespace
+
+TableUndoCommand* makeCommand(TableModel& model, std::vector<CellText> cells) {
+    orderCells(cells);
+    std::vector<QString> oldTexts;
+    oldTexts.reserve(cells.size());
+    for (const CellText& cell : cells)
+        oldTexts.push_back(textAt(model, cell.row, cell.col));
+    return commandOf(model, cells, oldTexts);
+}
+
+TableUndoCommand* mapCommand(TableModel& model, const std::function<QString(const QString&)>& fn) {
+    std::vector<CellText> cells = selectedCells(model);
+    std::vector<QString> oldTexts;
+    oldTexts.reserve(cells.size());
+    for (CellText& cell : cells) {
+        oldTexts.push_back(cell.text);
+        if (!cell.text.isEmpty())
+            cell.text = fn(cell.text);
+    }
+    return commandOf(model, cells, oldTexts);
 }
 
 RangeVector mapSelection(const TableModel& model, const std::function<QString(const QString&)>& fn) {
@@ -212,8 +319,7 @@ TableUndoCommand* splitCommand(TableModel& model, Axis axis, bool cellsOnly,
                 out.push_back({row, to++, m->getTableData().getValueModel(row, from).toString()});
             }
         }
-        RangeVector ranges = changedCells(*m, std::move(out));
-        return ranges.empty() ? nullptr : new SetModelDataCommand(m, ranges);
+        return makeCommand(*m, std::move(out));
     }
     // Whole new lines after each split line, the last line first so that the earlier ones keep
     // their places; then the parts, at the places they have once the lines are in.
@@ -244,10 +350,7 @@ TableUndoCommand* splitCommand(TableModel& model, Axis axis, bool cellsOnly,
         // The selection as it was, so that undo of the whole step shows it again.
         RangeVector restored = selection;
         model->setSelection(restored);
-        RangeVector ranges = changedCells(*model, std::move(out));
-        if (ranges.empty())
-            return nullptr;
-        return new SetModelDataCommand(model, ranges);
+        return makeCommand(*model, std::move(out));
     });
     return new SequenceCommand(m, std::move(steps));
 }
@@ -270,8 +373,7 @@ TableUndoCommand* addIdColumnCommand(TableModel& model, int firstValue) {
     steps.push_back(
         [](TableModel* m) -> TableUndoCommand* { return new InsertColsCommand(m, {0}, 1, false); });
     steps.push_back([firstValue, lastRow](TableModel* m) -> TableUndoCommand* {
-        RangeVector ranges = changedCells(*m, idColumnCells(*m, firstValue, lastRow));
-        return ranges.empty() ? nullptr : new SetModelDataCommand(m, ranges);
+        return makeCommand(*m, idColumnCells(*m, firstValue, lastRow));
     });
     return new SequenceCommand(&model, std::move(steps));
 }

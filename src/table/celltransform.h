@@ -21,6 +21,9 @@ struct CellText {
     QString text;
 };
 
+// The selected cells within the data, row by row, as (row, col).
+std::vector<std::pair<int, int>> selectionIndexes(const TableModel& model);
+
 // The selected cells within the data with their texts: row by row (left to right), or column
 // by column (top to bottom) with `byCols`.
 std::vector<CellText> selectedCells(const TableModel& model, bool byCols = false);
@@ -28,6 +31,12 @@ std::vector<CellText> selectedCells(const TableModel& model, bool byCols = false
 // The given cells as ranges carrying their new texts, for a SetModelDataCommand. Cells whose
 // text doesn't change are left out; a full rectangle of changes travels as one block.
 RangeVector changedCells(const TableModel& model, std::vector<CellText> cells);
+
+// One undo command that writes the cells (the last of repeated positions wins): a block when
+// they fill a rectangle, else the cells whose text changes. Null when nothing changes.
+TableUndoCommand* makeCommand(TableModel& model, std::vector<CellText> cells);
+// The command of `fn` over every selected cell that isn't empty; null when nothing changes.
+TableUndoCommand* mapCommand(TableModel& model, const std::function<QString(const QString&)>& fn);
 
 // `fn` over every selected cell that isn't empty.
 RangeVector mapSelection(const TableModel& model, const std::function<QString(const QString&)>& fn);

@@ -4,7 +4,6 @@
 #include "view/tableview.h"
 
 #include "table/celltransform.h"
-#include "table/setmodeldatacommand.h"
 #include "table/tablemodel.h"
 #include "util/caseutilities.h"
 #include "util/datetimeutilities.h"
@@ -23,10 +22,7 @@ using CellTransform::CellText;
 namespace {
 
 bool pushChanges(TableView* view, TableModel* m, std::vector<CellText> cells) {
-    RangeVector ranges = CellTransform::changedCells(*m, std::move(cells));
-    if (ranges.empty())
-        return false;
-    return view->pushCommand(new SetModelDataCommand(m, ranges));
+    return view->pushCommand(CellTransform::makeCommand(*m, std::move(cells)));
 }
 
 } // namespace
@@ -35,10 +31,7 @@ bool TableView::transformSelectedCells(const std::function<QString(const QString
     TableModel* m = tableModel();
     if (!m || isReadOnly())
         return false;
-    RangeVector ranges = CellTransform::mapSelection(*m, fn);
-    if (ranges.empty())
-        return false;
-    return pushCommand(new SetModelDataCommand(m, ranges));
+    return pushCommand(CellTransform::mapCommand(*m, fn));
 }
 
 // --- Case ---------------------------------------------------------------------------------------

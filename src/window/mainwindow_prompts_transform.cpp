@@ -6,6 +6,7 @@
 
 #include "preferences/settingutilities.h"
 #include "storage/fileparameters.h"
+#include "table/celltransform.h"
 #include "table/tablemodel.h"
 #include "util/datetimeutilities.h"
 #include "util/fileparameterutilities.h"
@@ -269,7 +270,7 @@ void MainWindow::onReshapeSelectedCellsPrompt(bool rowWise) {
                     activeModel->clearHighlightedRange();
                 return QString();
             }
-            const auto cells = activeModel->getSelectionIndexes();
+            const auto cells = CellTransform::selectionIndexes(*activeModel);
             if (cells.empty())
                 return QString();
             int top = cells.front().first, left = cells.front().second;

@@ -72,7 +72,7 @@ private slots:
         QUndoStack stack;
         QRandomGenerator random(7);
         const QStringList original = snapshot(*m);
-        for (int round = 0; round < 30; ++round) {
+        for (int round = 0; round < 60; ++round) {
             RangeVector ranges;
             const int pieces = 1 + int(random.bounded(4));
             for (int p = 0; p < pieces; ++p) {
@@ -95,12 +95,21 @@ private slots:
                 round % 3 == 0   ? CellTransform::reshape(*m, 3, round % 2)
                 : round % 3 == 1 ? CellTransform::join(*m, "+", round % 2, round % 4 == 1)
                                  : std::vector<CellTransform::CellText>{};
-            RangeVector cells =
-                round % 3 == 2 ? CellTransform::mapSelection(*m, [](const QString& t) { return t.toUpper(); })
-                               : CellTransform::changedCells(*m, series);
-            if (cells.empty())
+            // Both records of a change: values per cell, and the compact texts of the engine.
+            TableUndoCommand* command = nullptr;
+            const auto upper = [](const QString& t) { return t.toUpper(); };
+            if (round % 2 == 0) {
+                command = round % 3 == 2 ? CellTransform::mapCommand(*m, upper)
+                                         : CellTransform::makeCommand(*m, series);
+            } else {
+                RangeVector cells = round % 3 == 2 ? CellTransform::mapSelection(*m, upper)
+                                                   : CellTransform::changedCells(*m, series);
+                if (!cells.empty())
+                    command = new SetModelDataCommand(m.model.get(), cells);
+            }
+            if (!command)
                 continue;
-            stack.push(new SetModelDataCommand(m.model.get(), cells));
+            stack.push(command);
             const QStringList after = snapshot(*m);
             QVERIFY(after != before);
             stack.undo();

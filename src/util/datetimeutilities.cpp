@@ -80,6 +80,34 @@ bool hasTwoDigitYear(const QString& format) {
     return false;
 }
 
+// "yyyy-MM-ddTHH:mm:ss" with an optional "Z", the common shape, read without the general
+// parser; anything else gives an invalid result and goes the general way.
+QDateTime quickIsoDateTime(const QString& t) {
+    const qsizetype n = t.size();
+    if ((n != 19 && n != 20) || (n == 20 && t.at(19) != QLatin1Char('Z')))
+        return QDateTime();
+    static constexpr char shape[] = "dddd-dd-ddTdd:dd:dd";
+    int numbers[6] = {0, 0, 0, 0, 0, 0};
+    int field = 0;
+    for (qsizetype i = 0; i < 19; ++i) {
+        const char16_t c = t.at(i).unicode();
+        if (shape[i] == 'd') {
+            if (c < u'0' || c > u'9')
+                return QDateTime();
+            numbers[field] = numbers[field] * 10 + int(c - u'0');
+        } else if (c != char16_t(shape[i])) {
+            return QDateTime();
+        } else {
+            ++field;
+        }
+    }
+    const QDate date(numbers[0], numbers[1], numbers[2]);
+    const QTime time(numbers[3], numbers[4], numbers[5]);
+    if (!date.isValid() || !time.isValid())
+        return QDateTime();
+    return QDateTime(date, time, Qt::UTC);
+}
+
 QString trimmedNumber(double value) {
     QString text = QString::number(value, 'f', 10);
     while (text.endsWith(QLatin1Char('0')))
@@ -114,6 +142,10 @@ QDateTime convertStringToDateTime(const QString& text, DateTimeFormatType type, 
     switch (type) {
     case DateTimeFormatType::IsoDateTime:
     case DateTimeFormatType::IsoDate: {
+        if (type == DateTimeFormatType::IsoDateTime) {
+            if (QDateTime quick = quickIsoDateTime(t); quick.isValid())
+                return quick;
+        }
         QDateTime dt = QDateTime::fromString(t, Qt::ISODate);
         if (!dt.isValid() && type == DateTimeFormatType::IsoDate)
             dt = QDateTime(QDate::fromString(t, Qt::ISODate), QTime(0, 0), Qt::UTC);
@@ -173,8 +205,7 @@ QString convertDateTimeToString(const QDateTime& dateTime, DateTimeFormatType ty
     case DateTimeFormatType::Milliseconds:
         return QString::number(utc.toMSecsSinceEpoch());
     case DateTimeFormatType::Excel: {
-        const QDateTime base = excelBase();
-        qint64 days = base.daysTo(QDateTime(utc.date(), QTime(0, 0), Qt::UTC));
+        const qint64 days = utc.date().toJulianDay() - excelBase().date().toJulianDay();
         // Back through the fictitious leap day: days up to 60 are one more than their serial.
         const qint64 serial = days <= 60 ? days - 1 : days;
         const qint64 ms = utc.time().msecsSinceStartOfDay();

@@ -157,6 +157,12 @@ private slots:
         QTest::newRow("two digit year 1900s") << custom << "MM/dd/yy"
                                               << "07/04/85" << isoDate << ""
                                               << "1985-07-04";
+        QTest::newRow("iso impossible day stays") << iso << ""
+                                                  << "2024-02-30T00:00:00Z" << excel << ""
+                                                  << "2024-02-30T00:00:00Z";
+        QTest::newRow("iso with offset") << iso << ""
+                                         << "2024-01-15T14:00:00+02:00" << iso << ""
+                                         << "2024-01-15T12:00:00Z";
         QTest::newRow("unknown text stays") << iso << ""
                                             << "not a date" << excel << ""
                                             << "not a date";

@@ -180,7 +180,8 @@ bool parseRandomRanges(const QString& text, bool decimals, std::vector<std::pair
         const qsizetype dot = t.indexOf(QLatin1Char('.'));
         if (dot >= 0)
             mostPlaces = std::max(mostPlaces, int(t.size() - dot - 1));
-        return decimals || (dot < 0 && std::fabs(value) < 9.0e15);
+        // Within what a uniform pick can span without overflowing.
+        return std::fabs(value) < 9.0e15 && (decimals || dot < 0);
     };
     const QString trimmed = text.trimmed();
     if (trimmed.isEmpty()) {

@@ -417,6 +417,7 @@ private slots:
         QTest::newRow("decimal for ints") << "1.5" << false << false << "";
         QTest::newRow("decimals") << "0.5-1.25" << true << true << "0.5:1.25";
         QTest::newRow("word") << "few" << false << false << "";
+        QTest::newRow("too large to pick from") << "1e300" << true << false << "";
     }
     void randomRanges() {
         QFETCH(QString, text);

@@ -1,6 +1,7 @@
 #include "util/caseutilities.h"
 
-#include <QSet>
+#include <algorithm>
+#include <iterator>
 
 namespace Utilities {
 
@@ -42,18 +43,27 @@ QStringList separateWords(const QString& text) {
 }
 
 QString convertToTitleCase(const QString& text) {
-    static const QSet<QString> smallWords{
-        QStringLiteral("a"),  QStringLiteral("an"),  QStringLiteral("and"), QStringLiteral("as"),
-        QStringLiteral("at"), QStringLiteral("but"), QStringLiteral("by"),  QStringLiteral("from"),
-        QStringLiteral("in"), QStringLiteral("nor"), QStringLiteral("not"), QStringLiteral("of"),
-        QStringLiteral("on"), QStringLiteral("or"),  QStringLiteral("the"), QStringLiteral("to")};
-    QStringList words = separateWords(text);
+    static constexpr const char* smallWords[] = {"a",  "an",  "and", "as", "at", "but", "by",  "from",
+                                                 "in", "nor", "not", "of", "on", "or",  "the", "to"};
+    const QStringList words = separateWords(text);
+    QString out;
+    out.reserve(text.size());
     for (qsizetype i = 0; i < words.size(); ++i) {
-        QString word = words[i].toLower();
+        const QString word = words[i].toLower();
+        if (i > 0)
+            out += QLatin1Char(' ');
         const bool inner = i > 0 && i + 1 < words.size();
-        words[i] = inner && smallWords.contains(word) ? word : capitalized(word);
+        const bool small = inner && word.size() <= 4 &&
+                           std::any_of(std::begin(smallWords), std::end(smallWords),
+                                       [&word](const char* s) { return word == QLatin1String(s); });
+        if (small) {
+            out += word;
+        } else {
+            out += word.at(0).toUpper();
+            out += QStringView(word).mid(1);
+        }
     }
-    return words.join(QLatin1Char(' '));
+    return out;
 }
 
 QString convertToUpperCamelCase(const QString& text) {

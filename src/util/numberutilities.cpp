@@ -136,17 +136,28 @@ QString removeLeadingZeros(const QString& text) {
 QString setNumDecimals(const QString& text, int count) {
     if (text.isEmpty() || count < 0)
         return text;
-    const QLocale locale = QLocale::system();
-    const QString group = QRegularExpression::escape(locale.groupSeparator());
-    const QString point = QRegularExpression::escape(locale.decimalPoint());
-    // sign, currency, whole part (plain or grouped), fraction, exponent, euro behind
-    static const QString pattern = QStringLiteral(
-        "^([+-]?)([\\$£¥€]?)(\\d*|\\d{1,3}(?:%1\\d{3})+)(?:%2(\\d*))?([eE][+-]?\\d+)?(\\s?€)?$");
-    static const QRegularExpression expression(pattern.arg(group, point));
+    // The system's marks and the expression, made once: a column of a million cells asks each time.
+    struct Marks {
+        QString group;
+        QString point;
+        QRegularExpression expression;
+    };
+    static const Marks marks = [] {
+        const QLocale locale = QLocale::system();
+        Marks m{locale.groupSeparator(), locale.decimalPoint(), QRegularExpression()};
+        // sign, currency, whole part (plain or grouped), fraction, exponent, euro behind
+        m.expression.setPattern(
+            QStringLiteral(
+                "^([+-]?)([\\$£¥€]?)(\\d*|\\d{1,3}(?:%1\\d{3})+)(?:%2(\\d*))?([eE][+-]?\\d+)?(\\s?€)?$")
+                .arg(QRegularExpression::escape(m.group), QRegularExpression::escape(m.point)));
+        m.expression.optimize();
+        return m;
+    }();
+    const QRegularExpression& expression = marks.expression;
     const QRegularExpressionMatch match = expression.match(text);
     if (!match.hasMatch())
         return text;
-    QString whole = match.captured(3).remove(locale.groupSeparator());
+    QString whole = match.captured(3).remove(marks.group);
     QString fraction = match.captured(4);
     if (whole.isEmpty() && fraction.isEmpty())
         return text;
@@ -164,7 +175,7 @@ QString setNumDecimals(const QString& text, int count) {
     fraction += QString(count - fraction.size(), QLatin1Char('0'));
     QString out = match.captured(1) + match.captured(2) + whole;
     if (count > 0)
-        out += locale.decimalPoint() + fraction;
+        out += marks.point + fraction;
     return out + match.captured(5) + match.captured(6);
 }
 

@@ -133,34 +133,99 @@ QString removeLeadingZeros(const QString& text) {
     return match.hasMatch() ? match.captured(1) + match.captured(2) : text;
 }
 
+namespace {
+
+// The parts of a number as setNumDecimals reads it: sign, currency sign, whole part (plain, or in
+// groups of three after the first one to three digits), fraction, exponent and a euro sign
+// behind. A hand-written reader: a column of a million cells would spend most of its time in a
+// regular expression.
+struct NumberParts {
+    QStringView sign, currency, whole, fraction, exponent, euro;
+    bool hasPoint = false;
+};
+
+bool isAsciiDigit(QChar c) {
+    return c >= QLatin1Char('0') && c <= QLatin1Char('9');
+}
+
+bool readNumber(QStringView t, const QString& group, const QString& point, NumberParts& parts) {
+    qsizetype i = 0;
+    const qsizetype n = t.size();
+    auto take = [&](qsizetype from) { return t.mid(from, i - from); };
+    qsizetype from = i;
+    if (i < n && (t[i] == QLatin1Char('+') || t[i] == QLatin1Char('-')))
+        ++i;
+    parts.sign = take(from);
+    from = i;
+    if (i < n &&
+        (t[i] == QLatin1Char('$') || t[i] == QChar(0x00A3) || t[i] == QChar(0x00A5) || t[i] == QChar(0x20AC)))
+        ++i;
+    parts.currency = take(from);
+    // Whole part: digits, and group separators only between groups of three.
+    from = i;
+    qsizetype run = 0;
+    bool grouped = false;
+    while (i < n) {
+        if (isAsciiDigit(t[i])) {
+            ++run;
+            ++i;
+        } else if (!group.isEmpty() && t.mid(i).startsWith(group) && i + group.size() < n &&
+                   isAsciiDigit(t[i + group.size()]) && (grouped ? run == 3 : run >= 1 && run <= 3)) {
+            grouped = true;
+            run = 0;
+            i += group.size();
+        } else {
+            break;
+        }
+    }
+    if (grouped && run != 3)
+        return false;
+    parts.whole = take(from);
+    if (!point.isEmpty() && t.mid(i).startsWith(point)) {
+        parts.hasPoint = true;
+        i += point.size();
+        from = i;
+        while (i < n && isAsciiDigit(t[i]))
+            ++i;
+        parts.fraction = take(from);
+    }
+    // At least one digit before any exponent.
+    if (parts.whole.isEmpty() && parts.fraction.isEmpty())
+        return false;
+    from = i;
+    if (i < n && (t[i] == QLatin1Char('e') || t[i] == QLatin1Char('E'))) {
+        qsizetype j = i + 1;
+        if (j < n && (t[j] == QLatin1Char('+') || t[j] == QLatin1Char('-')))
+            ++j;
+        const qsizetype digits = j;
+        while (j < n && isAsciiDigit(t[j]))
+            ++j;
+        if (j == digits)
+            return false;
+        i = j;
+    }
+    parts.exponent = take(from);
+    from = i;
+    if (i < n && t[i].isSpace() && i + 1 < n && t[i + 1] == QChar(0x20AC))
+        i += 2;
+    else if (i < n && t[i] == QChar(0x20AC))
+        ++i;
+    parts.euro = take(from);
+    return i == n;
+}
+
+} // namespace
+
 QString setNumDecimals(const QString& text, int count) {
     if (text.isEmpty() || count < 0)
         return text;
-    // The system's marks and the expression, made once: a column of a million cells asks each time.
-    struct Marks {
-        QString group;
-        QString point;
-        QRegularExpression expression;
-    };
-    static const Marks marks = [] {
-        const QLocale locale = QLocale::system();
-        Marks m{locale.groupSeparator(), locale.decimalPoint(), QRegularExpression()};
-        // sign, currency, whole part (plain or grouped), fraction, exponent, euro behind
-        m.expression.setPattern(
-            QStringLiteral(
-                "^([+-]?)([\\$£¥€]?)(\\d*|\\d{1,3}(?:%1\\d{3})+)(?:%2(\\d*))?([eE][+-]?\\d+)?(\\s?€)?$")
-                .arg(QRegularExpression::escape(m.group), QRegularExpression::escape(m.point)));
-        m.expression.optimize();
-        return m;
-    }();
-    const QRegularExpression& expression = marks.expression;
-    const QRegularExpressionMatch match = expression.match(text);
-    if (!match.hasMatch())
+    static const QString group = QLocale::system().groupSeparator();
+    static const QString point = QLocale::system().decimalPoint();
+    NumberParts parts;
+    if (!readNumber(text, group, point, parts))
         return text;
-    QString whole = match.captured(3).remove(marks.group);
-    QString fraction = match.captured(4);
-    if (whole.isEmpty() && fraction.isEmpty())
-        return text;
+    QString whole = parts.whole.toString().remove(group);
+    QString fraction = parts.fraction.toString();
     if (whole.isEmpty())
         whole = QStringLiteral("0");
     if (fraction.size() > count) {
@@ -173,10 +238,16 @@ QString setNumDecimals(const QString& text, int count) {
         }
     }
     fraction += QString(count - fraction.size(), QLatin1Char('0'));
-    QString out = match.captured(1) + match.captured(2) + whole;
+    QString out;
+    out.reserve(text.size() + count + 2);
+    out += parts.sign;
+    out += parts.currency;
+    out += whole;
     if (count > 0)
-        out += marks.point + fraction;
-    return out + match.captured(5) + match.captured(6);
+        out += point + fraction;
+    out += parts.exponent;
+    out += parts.euro;
+    return out;
 }
 
 bool parseRandomRanges(const QString& text, bool decimals, std::vector<std::pair<double, double>>& out,

@@ -5,6 +5,7 @@
 #include "util/stringutilities.h"
 #include "util/uuidutilities.h"
 
+#include <QRandomGenerator>
 #include <QRegularExpression>
 #include <QTest>
 
@@ -372,13 +373,54 @@ private slots:
         QTest::newRow("exponent kept") << "1.23456e5" << 2 << "1.23e5";
         QTest::newRow("leading point") << ".5" << 1 << "0.5";
         QTest::newRow("text") << "abc" << 2 << "abc";
+        QTest::newRow("groups of three") << "1,234,567.891" << 1 << "1234567.9";
+        QTest::newRow("bad group") << "1,23.5" << 1 << "1,23.5";
+        QTest::newRow("group too long first") << "1234,567" << 1 << "1234,567";
+        QTest::newRow("exponent without digits") << "1.5e" << 1 << "1.5e";
+        QTest::newRow("sign and pound") << "-£3.456" << 2 << "-£3.46";
+        QTest::newRow("only a point") << "." << 2 << ".";
+        QTest::newRow("trailing point") << "5." << 1 << "5.0";
         QTest::newRow("mixed") << "12a" << 2 << "12a";
     }
     void decimals() {
+        if (QLocale::system().decimalPoint() != "." || QLocale::system().groupSeparator() != ",")
+            QSKIP("the cases are written for a system locale with \".\" and \",\"");
         QFETCH(QString, text);
         QFETCH(int, count);
         QFETCH(QString, expected);
         QCOMPARE(Utilities::setNumDecimals(text, count), expected);
+    }
+
+    // The hand-written reader against the expression it replaces, on random short texts.
+    void decimalsAgainstExpression() {
+        if (QLocale::system().decimalPoint() != "." || QLocale::system().groupSeparator() != ",")
+            QSKIP("the cases are written for a system locale with \".\" and \",\"");
+        static const QRegularExpression expression(
+            "^([+-]?)([\\$£¥€]?)(\\d*|\\d{1,3}(?:,\\d{3})+)(?:\\.(\\d*))?([eE][+-]?\\d+)?(\\s?€)?$");
+        const QString alphabet = "0123456789,.+-$e€ a5";
+        QRandomGenerator random(11);
+        for (int round = 0; round < 20000; ++round) {
+            QString text;
+            const int length = int(random.bounded(9));
+            for (int i = 0; i < length; ++i)
+                text += alphabet.at(int(random.bounded(int(alphabet.size()))));
+            const QRegularExpressionMatch match = expression.match(text);
+            const bool number =
+                match.hasMatch() && !(match.captured(3).isEmpty() && match.captured(4).isEmpty());
+            const QString out = Utilities::setNumDecimals(text, 2);
+            if (!number) {
+                QVERIFY2(out == text, qPrintable(text + " -> " + out));
+                continue;
+            }
+            // A number comes back with two decimals and everything around the digits kept.
+            QVERIFY2(out.startsWith(match.captured(1) + match.captured(2)), qPrintable(text + " -> " + out));
+            QVERIFY2(out.endsWith(match.captured(5) + match.captured(6)), qPrintable(text + " -> " + out));
+            const QString core = out.mid(match.captured(1).size() + match.captured(2).size(),
+                                         out.size() - match.captured(1).size() - match.captured(2).size() -
+                                             match.captured(5).size() - match.captured(6).size());
+            QVERIFY2(QRegularExpression("^\\d+\\.\\d\\d$").match(core).hasMatch(),
+                     qPrintable(text + " -> " + out));
+        }
     }
 
     void numberToString_data() {

@@ -19,6 +19,8 @@ class QProgressDialog;
 class QTimer;
 class QUndoStack;
 class TableUndoCommand;
+enum class DateTimeFormatType;
+enum class NumberFormatType;
 class ScrollAreaBottomRightCornerWidget;
 class TLCornerButton;
 
@@ -238,6 +240,53 @@ public:
     // an undoable command.
     virtual void moveRowContentsRelative(int offset);
     virtual void moveColContentsRelative(int offset);
+
+    // --- Cell transformations (tableview_transform.cpp) -------------------------------------
+    // Each rewrites the selected cells as one undo step; false when nothing changed.
+    bool upperCase();
+    bool lowerCase();
+    bool titleCase();
+    bool upperCamelCase();
+    bool lowerCamelCase();
+    bool upperSnakeCase();
+    bool lowerSnakeCase();
+    bool convertToAcronym();
+    bool convertDateTimeFormat(DateTimeFormatType from, DateTimeFormatType to, const QString& fromCustom,
+                               const QString& toCustom);
+    bool convertNumberFormat(NumberFormatType from, NumberFormatType to);
+    bool placeCurrentDateTimeStamp();
+    bool zeroFillWholeNumbers(int width);
+    bool removeLeadingZeros();
+    bool setNumDecimals(int count);
+    bool trimSelectedCells();
+    bool keepOnlyLeftPartOfCells(int index);
+    bool keepOnlyRightPartOfCells(int index);
+    bool keepOnlyMiddlePartOfCells(int index, int count);
+    bool prependSingleValueToSelectedCells(const QString& text);
+    bool appendSingleValueToSelectedCells(const QString& text);
+    bool copyMainCellContentsToAllSelectedCells();
+    // Every selected cell, empty ones too, gets the next item; the walk stops when they run out.
+    bool fillSelectedCellsWithSeries(const QString& text, bool prepend, bool append);
+    bool reshapeSelectionRowWise(int width);
+    bool reshapeSelectionColWise(int height);
+    bool joinSelectedCellsHorizontally(const QString& separator, bool closeGap);
+    bool joinSelectedCellsVertically(const QString& separator);
+    bool joinSelectedCellsHorizontallyMoveRowLeft(const QString& separator);
+    // Split parts go to the right (below); whole new lines are inserted for them, or with
+    // `cellsOnly` (horizontal only) just the rest of the row moves right.
+    bool splitSelectedCells(Axis axis, const QString& delimiter, bool cellsOnly = false);
+    bool splitSelectedCells(Axis axis, const std::vector<int>& indexes, bool cellsOnly = false);
+    // (min, max) pairs: one is picked, then a value in it, both uniformly.
+    bool placeRandomValuesInt(const std::vector<std::pair<double, double>>& ranges);
+    bool placeRandomValuesDouble(const std::vector<std::pair<double, double>>& ranges, int places);
+    bool fillCellsWithUuids(bool braces, bool upperCase, UuidType type);
+    // A column "ID" before the first column numbered from `firstValue` below the header rows,
+    // or, when the first column is already that, renumbered.
+    bool addIdColumn(int firstValue);
+    bool updateIdColumn();
+    bool hasIdColumn() const;
+    // The selection's texts through `fn`, empty cells left alone.
+    bool transformSelectedCells(const std::function<QString(const QString&)>& fn);
 
     // --- Undo and the operations that go through it (tableview_undo.cpp) -------------------
     void undo();

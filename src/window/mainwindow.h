@@ -16,6 +16,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
 #include <map>
 #include <vector>
 
@@ -32,6 +33,7 @@ class TableDelegate;
 class TableModel;
 class TableView;
 class TutorialWindow;
+struct OptionData;
 
 // One top-level window of the program: the pane of open tables, the places of the side bar,
 // the metadata pane and the find area, the status bar, and every path by which a file becomes
@@ -452,6 +454,59 @@ public slots:
     void onSetNumberOfHeaderColumnsPrompt();
     void onSetNumberOfHeaderColumnsPromptReceived(const QString& response);
 
+    // Cell transformations (mainwindow_transform.cpp, mainwindow_prompts_transform.cpp).
+    bool commandUpperCase(const QString& path = QString());
+    bool commandLowerCase(const QString& path = QString());
+    bool commandTitleCase(const QString& path = QString());
+    bool commandUpperCamelCase(const QString& path = QString());
+    bool commandLowerCamelCase(const QString& path = QString());
+    bool commandUpperSnakeCase(const QString& path = QString());
+    bool commandLowerSnakeCase(const QString& path = QString());
+    bool commandConvertToAcronym(const QString& path = QString());
+    bool commandConvertDateTimeFormat(const QString& path = QString());
+    bool commandConvertNumberFormat(const QString& path = QString());
+    bool commandPlaceCurrentDateTimeStamp(const QString& path = QString());
+    bool commandZeroFillWholeNumbers(const QString& path = QString());
+    bool commandRemoveLeadingZeros(const QString& path = QString());
+    bool commandRandomIntegers(const QString& path = QString());
+    bool commandRandomDecimals(const QString& path = QString());
+    bool commandSetNumberOfDecimals(const QString& path = QString());
+    bool commandCopyMainCellContentsToAllSelectedCells(const QString& path = QString());
+    bool commandFillSelectedCellsWithSeries(const QString& path = QString());
+    bool commandReshapeSelectedCellsRowWise(const QString& path = QString());
+    bool commandReshapeSelectedCellsColumnWise(const QString& path = QString());
+    bool commandJoinSelectedCellsHorizontally(const QString& path = QString());
+    bool commandJoinSelectedCellsVertically(const QString& path = QString());
+    bool commandJoinSelectedCellsHorizontallyMoveRestOfRowLeft(const QString& path = QString());
+    bool commandSplitSelectedCellsHorizontally(const QString& path = QString());
+    bool commandSplitSelectedCellsVertically(const QString& path = QString());
+    bool commandSplitSelectedCellsHorizontallyMoveRestOfRowRight(const QString& path = QString());
+    bool commandKeepOnlyLeftPartOfSelectedCells(const QString& path = QString());
+    bool commandKeepOnlyMiddlePartOfSelectedCells(const QString& path = QString());
+    bool commandKeepOnlyRightPartOfSelectedCells(const QString& path = QString());
+    bool commandPrependCellContents(const QString& path = QString());
+    bool commandAppendCellContents(const QString& path = QString());
+    bool commandTrimSelectedCells(const QString& path = QString());
+    bool commandFillSelectedCellsWithUuidGuid(const QString& path = QString());
+    bool commandListCharacterEncodings(const QString& path = QString());
+    bool commandAddOrUpdateIdColumn(const QString& path = QString());
+    bool commandSetUuidType(const QString& path = QString());
+    void onConvertDateTimeFormatPrompt();
+    void onConvertNumberFormatPrompt();
+    void onZeroFillWholeNumbersPrompt();
+    void onRandomValuesPrompt(bool decimals);
+    void onSetNumberOfDecimalsPrompt();
+    void onFillSelectedCellsWithSeriesPrompt();
+    void onReshapeSelectedCellsPrompt(bool rowWise);
+    void onJoinSelectedCellsPrompt(int kind);
+    void onSplitSelectedCellsPrompt(int kind);
+    void onKeepPartOfCellsPrompt(int part);
+    void onPrependOrAppendPrompt(bool append);
+    void onFillSelectedCellsWithUuidGuidPrompt();
+    void onListCharacterEncodingsPrompt();
+    void onFirstIdValuePrompt();
+    void onSetUuidTypePrompt();
+
     void onTableSizeChanged(int rawRows, int rawCols, int modelRows, int modelCols);
     void onSelectionSizeChanged(const RangeSize& size);
     void onMainCellLengthChanged(int length);
@@ -506,6 +561,20 @@ private:
     bool takeCellAnswer(const QString& response, void (MainWindow::*prompt)(), int& row, int& col);
     bool takeCountAnswer(const QString& response, const QString& title,
                          void (MainWindow::*received)(const QString&), int& times);
+
+    // A transformation prompt: `take` gets the answer and says whether it was good; a bad one
+    // brings the prompt back with the text. `preview` (optional) gives the feedback line for
+    // the text as typed.
+    void raiseTransformPrompt(const QString& title, const QString& description,
+                              const std::vector<OptionData>& options, const QString& text,
+                              std::function<bool(const QString&)> take,
+                              std::function<QString(const QString&)> preview = {});
+    // The active table, made active for `path` and ready for a transformation.
+    TableView* tableForTransform(const QString& path);
+    // The chain of the date conversion: source, source format, target, target format.
+    int dateFromType = 0;
+    int dateToType = 0;
+    QString dateFromCustom;
 
     void setupLayout();
     void setupStatusBar();

@@ -46,7 +46,7 @@ const std::vector<TopMenu>& menuLayout() {
           {"&Delete", "Data/Delete"},
           {"&Sort", "Data/Sort"},
           {"Du&plicate", "Data/Duplicate"},
-          {"&Multi-cell", "Data/Multi-cell"},
+          {"M&ulti-cell", "Data/Multi-cell"},
           {"St&ring Manipulation", "Data/String Manipulation"},
           {"Fi&lter", "Data/Filter"},
           {"&Hide/Show", "Data/Hide/Show"}},

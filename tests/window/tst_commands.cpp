@@ -10,6 +10,7 @@
 
 #include <QAction>
 #include <QFile>
+#include <QHash>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenuBar>
@@ -409,12 +410,27 @@ private slots:
         cmd.action->trigger();
         if (!enabled)
             return; // disabled by its rule here, e.g. a command for a filtered table
-        if (Launcher* launcher = window->getLauncher()) {
-            // A prompt: answered as a user would, with a count or a place away from the selection.
+        // A prompt: answered as a user would, with a count or a place away from the selection; a
+        // list with its first option. A chain of prompts is answered prompt by prompt, until one
+        // comes back with the same title (its answer didn't read) or none is left.
+        // The transformation prompts that take neither: answers that change the fixture's words.
+        static const QHash<QString, QString> textAnswers{
+            {QStringLiteral("Type in Index:"), QStringLiteral("1")},
+            {QStringLiteral("Type in Delimiter:"), QStringLiteral("b")},
+            {QStringLiteral("First ID Value:"), QStringLiteral("5")}};
+        QString lastTitle;
+        for (int step = 0; step < 4; ++step) {
+            Launcher* launcher = window->getLauncher();
+            if (!launcher || launcher->getTitleLabel()->text() == lastTitle)
+                break;
             const QString title = launcher->getTitleLabel()->text();
+            lastTitle = title;
             const bool count =
                 title.contains(QLatin1String("How Many")) || title.startsWith(QLatin1String("Number"));
-            launcher->getPromptEditor()->setText(count ? QStringLiteral("2") : QStringLiteral("5 4"));
+            const bool list = launcher->getOptionList() != nullptr;
+            launcher->getPromptEditor()->setText(list    ? QString()
+                                                 : count ? QStringLiteral("2")
+                                                         : textAnswers.value(title, QStringLiteral("5 4")));
             QTest::keyClick(launcher->getPromptEditor(), Qt::Key_Return);
         }
         // The command changed tables: closing, new file, tab switches. A closed table is gone even
@@ -423,10 +439,23 @@ private slots:
             return;
         // The fixture has no duplicate rows, and the selected block is in order already; these
         // are tried on a table where they act in commandsWithWork.
-        static const QStringList nothingToDo{QStringLiteral("Remove Duplicate Row(s)"),
-                                             QStringLiteral("Select Duplicate Row(s)"),
-                                             QStringLiteral("Sort Selected Cells Horizontally - Ascending"),
-                                             QStringLiteral("Sort Selected Cells Vertically - Ascending")};
+        static const QStringList nothingToDo{
+            QStringLiteral("Remove Duplicate Row(s)"), QStringLiteral("Select Duplicate Row(s)"),
+            QStringLiteral("Sort Selected Cells Horizontally - Ascending"),
+            QStringLiteral("Sort Selected Cells Vertically - Ascending"),
+            // The fixture holds trimmed lower-case words and no numbers or dates, and
+            // these see one cell; tst_transformcommands runs them where they act.
+            QStringLiteral("Lower Case"), QStringLiteral("Lower Camel Case"),
+            QStringLiteral("Lower Snake Case"), QStringLiteral("Convert Date/Time Format"),
+            QStringLiteral("Convert Number Format"), QStringLiteral("Zero-Fill Whole Numbers"),
+            QStringLiteral("Remove Leading Zeros"), QStringLiteral("Set Number of Decimals"),
+            QStringLiteral("Trim Selected Cell(s)"), QStringLiteral("Reshape Selected Cells Row-Wise"),
+            QStringLiteral("Reshape Selected Cells Column-Wise"),
+            QStringLiteral("Join Selected Cells Horizontally"),
+            QStringLiteral("Join Selected Cells Vertically"),
+            QStringLiteral("Join Selected Cells Horizontally, Move Rest of Row Left"),
+            // Copies an encoding's name to the clipboard.
+            QStringLiteral("List Character Encodings")};
         if (nothingToDo.contains(name)) {
             QCOMPARE(cells(view), tableBefore);
             QCOMPARE(selection(view), selectionBefore);
@@ -448,7 +477,10 @@ private slots:
         // Anything else leaves the cells alone and the history as it was.
         QCOMPARE(cells(view), tableBefore);
         QCOMPARE(view->undoStack()->count(), stepsBefore);
-        if (valueSetting) {
+        if (cmd.setting == UuidTypeOption) {
+            // Answered with the list's first option.
+            QCOMPARE(window->getSettings().getUuidType(), UuidV4);
+        } else if (valueSetting) {
             // Answered "2" above.
             QCOMPARE(cmd.setting == HeaderRows ? view->getNumHeaderRows() : view->getNumHeaderCols(), 2);
         } else if (cmd.setting == ReadOnly) {

@@ -1,0 +1,381 @@
+#include "table/celltransform.h"
+
+#include "table/rowcolcommands.h"
+#include "table/sequencecommand.h"
+#include "table/setcelltextscommand.h"
+#include "table/setmodeldatacommand.h"
+#include "table/tablemodel.h"
+
+#include <algorithm>
+#include <map>
+
+namespace CellTransform {
+
+namespace {
+
+QString textAt(const TableModel& model, int row, int col) {
+    if (row < 0 || col < 0 || row >= model.rowCountModel() || col >= model.columnCountModel())
+        return QString();
+    return model.getTableData().getValueModel(row, col).toString();
+}
+
+} // namespace
+
+// The selected cells within the data, row-major. A single block, row or column is walked
+// directly: the general expansion builds one Range per cell, which a million cells can't afford.
+std::vector<std::pair<int, int>> selectionIndexes(const TableModel& model) {
+    const RangeVector& selection = model.getSelection();
+    if (selection.size() == 1) {
+        const Range& r = selection.front();
+        const bool plain = r.excludedRows.empty() && r.excludedCols.empty() && r.excludedCells.empty();
+        if (plain && r.type != RangeType::Cell && r.type != RangeType::Invalid && r.row >= 0 && r.col >= 0) {
+            const int lastRow =
+                std::min(r.type == RangeType::Row ? r.row : r.endRow, model.rowCountModel() - 1);
+            const int lastCol =
+                std::min(r.type == RangeType::Col ? r.col : r.endCol, model.columnCountModel() - 1);
+            std::vector<std::pair<int, int>> out;
+            if (lastRow < r.row || lastCol < r.col)
+                return out;
+            out.reserve(std::size_t(lastRow - r.row + 1) * std::size_t(lastCol - r.col + 1));
+            for (int row = r.row; row <= lastRow; ++row) {
+                for (int col = r.col; col <= lastCol; ++col)
+                    out.emplace_back(row, col);
+            }
+            return out;
+        }
+    }
+    return model.getSelectionIndexes();
+}
+
+std::vector<CellText> selectedCells(const TableModel& model, bool byCols) {
+    auto indexes = selectionIndexes(model);
+    if (byCols) {
+        std::stable_sort(indexes.begin(), indexes.end(), [](const auto& a, const auto& b) {
+            return a.second != b.second ? a.second < b.second : a.first < b.first;
+        });
+    }
+    std::vector<CellText> out;
+    out.reserve(indexes.size());
+    const TableData& data = model.getTableData();
+    for (const auto& [row, col] : indexes)
+        out.push_back({row, col, data.getValueModel(row, col).toString()});
+    return out;
+}
+
+RangeVector changedCells(const TableModel& model, std::vector<CellText> cells) {
+    RangeVector out;
+    if (cells.empty())
+        return out;
+    int top = cells.front().row, bottom = top, left = cells.front().col, right = left;
+    for (const CellText& cell : cells) {
+        top = std::min(top, cell.row);
+        bottom = std::max(bottom, cell.row);
+        left = std::min(left, cell.col);
+        right = std::max(right, cell.col);
+    }
+    const qint64 area = qint64(bottom - top + 1) * (right - left + 1);
+    // A large rectangle goes as one Table range: one record instead of one Range per cell.
+    if (cells.size() > 64 && area == qint64(cells.size()) && bottom < model.rowCountModel() &&
+        right < model.columnCountModel()) {
+        Range block(RangeType::Table, RangeIndexType::Model);
+        block.row = top;
+        block.col = left;
+        block.endRow = bottom;
+        block.endCol = right;
+        block.tableValues.assign(std::size_t(bottom - top + 1),
+                                 std::vector<QVariant>(std::size_t(right - left + 1)));
+        bool anyChange = false;
+        for (CellText& cell : cells) {
+            QVariant& slot = block.tableValues[std::size_t(cell.row - top)][std::size_t(cell.col - left)];
+            anyChange = anyChange || textAt(model, cell.row, cell.col) != cell.text;
+            slot = std::move(cell.text);
+        }
+        if (anyChange)
+            out.push_back(std::move(block));
+        return out;
+    }
+    std::map<std::pair<int, int>, QString> unique;
+    for (CellText& cell : cells)
+        unique[{cell.row, cell.col}] = std::move(cell.text);
+    for (auto& [at, text] : unique) {
+        if (textAt(model, at.first, at.second) == text)
+            continue;
+        Range range(at.first, at.second, RangeIndexType::Model);
+        range.value = std::move(text);
+        out.push_back(std::move(range));
+    }
+    return out;
+}
+
+namespace {
+
+// Sorted row-major, the last of repeated positions kept.
+void orderCells(std::vector<CellText>& cells) {
+    auto before = [](const CellText& a, const CellText& b) {
+        return a.row != b.row ? a.row < b.row : a.col < b.col;
+    };
+    bool ordered = true;
+    for (std::size_t i = 1; i < cells.size() && ordered; ++i)
+        ordered = before(cells[i - 1], cells[i]);
+    if (ordered)
+        return;
+    std::stable_sort(cells.begin(), cells.end(), before);
+    std::vector<CellText> unique;
+    unique.reserve(cells.size());
+    for (CellText& cell : cells) {
+        if (!unique.empty() && unique.back().row == cell.row && unique.back().col == cell.col)
+            unique.back() = std::move(cell);
+        else
+            unique.push_back(std::move(cell));
+    }
+    cells = std::move(unique);
+}
+
+TableUndoCommand* commandOf(TableModel& model, std::vector<CellText>& cells, std::vector<QString>& oldTexts) {
+    if (cells.empty())
+        return nullptr;
+    int top = cells.front().row, bottom = top, left = cells.front().col, right = left;
+    bool changed = false;
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+        top = std::min(top, cells[i].row);
+        bottom = std::max(bottom, cells[i].row);
+        left = std::min(left, cells[i].col);
+        right = std::max(right, cells[i].col);
+        changed = changed || oldTexts[i] != cells[i].text;
+    }
+    if (!changed)
+        return nullptr;
+    std::vector<QString> newTexts;
+    newTexts.reserve(cells.size());
+    if (qint64(bottom - top + 1) * (right - left + 1) == qint64(cells.size())) {
+        for (CellText& cell : cells)
+            newTexts.push_back(std::move(cell.text));
+        return new SetCellTextsCommand(&model, top, left, right - left + 1, oldTexts, newTexts);
+    }
+    std::vector<std::pair<int, int>> positions;
+    std::vector<QString> olds;
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+        if (oldTexts[i] == cells[i].text)
+            continue;
+        positions.emplace_back(cells[i].row, cells[i].col);
+        olds.push_back(std::move(oldTexts[i]));
+        newTexts.push_back(std::move(cells[i].text));
+    }
+    return new SetCellTextsCommand(&model, std::move(positions), olds, newTexts);
+}
+
+} // namespace
+
+TableUndoCommand* makeCommand(TableModel& model, std::vector<CellText> cells) {
+    orderCells(cells);
+    std::vector<QString> oldTexts;
+    oldTexts.reserve(cells.size());
+    for (const CellText& cell : cells)
+        oldTexts.push_back(textAt(model, cell.row, cell.col));
+    return commandOf(model, cells, oldTexts);
+}
+
+TableUndoCommand* mapCommand(TableModel& model, const std::function<QString(const QString&)>& fn) {
+    std::vector<CellText> cells = selectedCells(model);
+    std::vector<QString> oldTexts;
+    oldTexts.reserve(cells.size());
+    for (CellText& cell : cells) {
+        oldTexts.push_back(cell.text);
+        if (!cell.text.isEmpty())
+            cell.text = fn(cell.text);
+    }
+    return commandOf(model, cells, oldTexts);
+}
+
+RangeVector mapSelection(const TableModel& model, const std::function<QString(const QString&)>& fn) {
+    std::vector<CellText> cells = selectedCells(model);
+    for (CellText& cell : cells) {
+        if (!cell.text.isEmpty())
+            cell.text = fn(cell.text);
+    }
+    return changedCells(model, std::move(cells));
+}
+
+std::vector<CellText> fillSeries(const TableModel& model, const QStringList& items, bool prepend,
+                                 bool append) {
+    std::vector<CellText> cells = selectedCells(model);
+    const std::size_t count = std::min(cells.size(), std::size_t(items.size()));
+    cells.resize(count);
+    for (std::size_t i = 0; i < count; ++i) {
+        const QString& item = items[qsizetype(i)];
+        cells[i].text = prepend ? item + cells[i].text : append ? cells[i].text + item : item;
+    }
+    return cells;
+}
+
+std::vector<CellText> reshape(const TableModel& model, int lineLength, bool rowWise) {
+    std::vector<CellText> cells = selectedCells(model, !rowWise);
+    if (cells.empty() || lineLength < 1)
+        return {};
+    int top = cells.front().row, left = cells.front().col;
+    for (const CellText& cell : cells) {
+        top = std::min(top, cell.row);
+        left = std::min(left, cell.col);
+    }
+    std::vector<CellText> out;
+    out.reserve(cells.size() * 2);
+    for (const CellText& cell : cells)
+        out.push_back({cell.row, cell.col, QString()});
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+        const int along = int(i / std::size_t(lineLength));
+        const int across = int(i % std::size_t(lineLength));
+        out.push_back(rowWise ? CellText{top + along, left + across, cells[i].text}
+                              : CellText{top + across, left + along, cells[i].text});
+    }
+    return out;
+}
+
+std::vector<CellText> join(const TableModel& model, const QString& separator, bool horizontally,
+                           bool closeGap) {
+    std::map<int, std::vector<CellText>> lines;
+    for (CellText& cell : selectedCells(model, !horizontally))
+        lines[horizontally ? cell.row : cell.col].push_back(std::move(cell));
+    std::vector<CellText> out;
+    for (auto& [line, cells] : lines) {
+        QStringList parts;
+        for (const CellText& cell : cells)
+            parts.append(cell.text);
+        const CellText& first = cells.front();
+        out.push_back({first.row, first.col, parts.join(separator)});
+        if (!closeGap) {
+            for (std::size_t i = 1; i < cells.size(); ++i)
+                out.push_back({cells[i].row, cells[i].col, QString()});
+            continue;
+        }
+        // The rest of the line closes up over the joined cells.
+        std::vector<int> gone;
+        for (std::size_t i = 1; i < cells.size(); ++i)
+            gone.push_back(horizontally ? cells[i].col : cells[i].row);
+        const int start = horizontally ? first.col : first.row;
+        const int extent = horizontally ? model.columnCountModel() : model.rowCountModel();
+        int to = start + 1;
+        for (int from = start + 1; from < extent; ++from) {
+            if (std::binary_search(gone.begin(), gone.end(), from))
+                continue;
+            const QString text = horizontally ? textAt(model, line, from) : textAt(model, from, line);
+            out.push_back(horizontally ? CellText{line, to, text} : CellText{to, line, text});
+            ++to;
+        }
+        for (; to < extent; ++to)
+            out.push_back(horizontally ? CellText{line, to, QString()} : CellText{to, line, QString()});
+    }
+    return out;
+}
+
+namespace {
+
+// The parts of every selected cell, and how many new lines each line along the split needs.
+struct SplitPlan {
+    std::vector<std::pair<CellText, QStringList>> cells;
+    std::map<int, int> extra; // line -> new lines after it
+};
+
+SplitPlan planSplit(const TableModel& m, Axis axis, const std::function<QStringList(const QString&)>& split) {
+    SplitPlan plan;
+    for (CellText& cell : selectedCells(m)) {
+        QStringList parts = split(cell.text);
+        if (parts.size() < 2)
+            continue;
+        const int line = axis == Axis::Row ? cell.col : cell.row;
+        int& need = plan.extra[line];
+        need = std::max(need, int(parts.size()) - 1);
+        plan.cells.emplace_back(std::move(cell), std::move(parts));
+    }
+    return plan;
+}
+
+} // namespace
+
+TableUndoCommand* splitCommand(TableModel& model, Axis axis, bool cellsOnly,
+                               const std::function<QStringList(const QString&)>& split) {
+    TableModel* m = &model;
+    SplitPlan plan = planSplit(*m, axis, split);
+    if (plan.cells.empty())
+        return nullptr;
+    if (cellsOnly) {
+        // Within each row the cells after a split one move right by its extra parts.
+        std::map<int, std::vector<std::pair<int, QStringList>>> rows;
+        for (auto& [cell, parts] : plan.cells)
+            rows[cell.row].emplace_back(cell.col, std::move(parts));
+        std::vector<CellText> out;
+        const int extent = m->columnCountModel();
+        for (auto& [row, splits] : rows) {
+            std::sort(splits.begin(), splits.end(),
+                      [](const auto& a, const auto& b) { return a.first < b.first; });
+            int to = splits.front().first;
+            std::size_t next = 0;
+            for (int from = splits.front().first; from < extent; ++from) {
+                if (next < splits.size() && splits[next].first == from) {
+                    for (const QString& part : splits[next].second)
+                        out.push_back({row, to++, part});
+                    ++next;
+                    continue;
+                }
+                out.push_back({row, to++, m->getTableData().getValueModel(row, from).toString()});
+            }
+        }
+        return makeCommand(*m, std::move(out));
+    }
+    // Whole new lines after each split line, the last line first so that the earlier ones keep
+    // their places; then the parts, at the places they have once the lines are in.
+    std::vector<SequenceCommand::Step> steps;
+    for (auto it = plan.extra.rbegin(); it != plan.extra.rend(); ++it) {
+        const int line = it->first;
+        const int count = it->second;
+        steps.push_back([axis, line, count](TableModel* model) -> TableUndoCommand* {
+            if (axis == Axis::Row)
+                return new InsertColsCommand(model, {line}, count, true);
+            return new InsertRowsCommand(model, {line}, count, true);
+        });
+    }
+    std::vector<CellText> out;
+    for (const auto& [cell, parts] : plan.cells) {
+        const int line = axis == Axis::Row ? cell.col : cell.row;
+        int shift = 0;
+        for (auto it = plan.extra.begin(); it != plan.extra.end() && it->first < line; ++it)
+            shift += it->second;
+        for (qsizetype i = 0; i < parts.size(); ++i) {
+            const int along = line + shift + int(i);
+            out.push_back(axis == Axis::Row ? CellText{cell.row, along, parts[i]}
+                                            : CellText{along, cell.col, parts[i]});
+        }
+    }
+    const RangeVector selection = m->getSelection();
+    steps.push_back([out = std::move(out), selection](TableModel* model) mutable -> TableUndoCommand* {
+        // The selection as it was, so that undo of the whole step shows it again.
+        RangeVector restored = selection;
+        model->setSelection(restored);
+        return makeCommand(*model, std::move(out));
+    });
+    return new SequenceCommand(m, std::move(steps));
+}
+
+// "ID" in the header and numbers from `first` down the rows that hold data.
+std::vector<CellText> idColumnCells(const TableModel& m, int first, int lastRow) {
+    std::vector<CellText> out;
+    const int headers = m.getNumHeaderRows();
+    if (headers > 0)
+        out.push_back({headers - 1, 0, QStringLiteral("ID")});
+    qint64 value = first;
+    for (int row = headers; row <= lastRow; ++row)
+        out.push_back({row, 0, QString::number(value++)});
+    return out;
+}
+
+TableUndoCommand* addIdColumnCommand(TableModel& model, int firstValue) {
+    const int lastRow = model.findBottomOccupiedRow();
+    std::vector<SequenceCommand::Step> steps;
+    steps.push_back(
+        [](TableModel* m) -> TableUndoCommand* { return new InsertColsCommand(m, {0}, 1, false); });
+    steps.push_back([firstValue, lastRow](TableModel* m) -> TableUndoCommand* {
+        return makeCommand(*m, idColumnCells(*m, firstValue, lastRow));
+    });
+    return new SequenceCommand(&model, std::move(steps));
+}
+
+} // namespace CellTransform

@@ -1,0 +1,68 @@
+#pragma once
+
+#include "table/rangevector.h"
+
+#include <QString>
+
+#include <functional>
+#include <vector>
+
+class TableModel;
+class TableUndoCommand;
+
+// The engine under the cell transformations: reads the selected cells, lets a string function
+// or a layout rule decide their new texts, and hands back the ranges of one undo command.
+// Core only, so every rule runs in a test without a window.
+namespace CellTransform {
+
+struct CellText {
+    int row = 0; // model indexes
+    int col = 0;
+    QString text;
+};
+
+// The selected cells within the data, row by row, as (row, col).
+std::vector<std::pair<int, int>> selectionIndexes(const TableModel& model);
+
+// The selected cells within the data with their texts: row by row (left to right), or column
+// by column (top to bottom) with `byCols`.
+std::vector<CellText> selectedCells(const TableModel& model, bool byCols = false);
+
+// The given cells as ranges carrying their new texts, for a SetModelDataCommand. Cells whose
+// text doesn't change are left out; a full rectangle of changes travels as one block.
+RangeVector changedCells(const TableModel& model, std::vector<CellText> cells);
+
+// One undo command that writes the cells (the last of repeated positions wins): a block when
+// they fill a rectangle, else the cells whose text changes. Null when nothing changes.
+TableUndoCommand* makeCommand(TableModel& model, std::vector<CellText> cells);
+// The command of `fn` over every selected cell that isn't empty; null when nothing changes.
+TableUndoCommand* mapCommand(TableModel& model, const std::function<QString(const QString&)>& fn);
+
+// `fn` over every selected cell that isn't empty.
+RangeVector mapSelection(const TableModel& model, const std::function<QString(const QString&)>& fn);
+
+// Series, reshape, split and join: the cells to write, as (row, col, text), in model indexes.
+// The selection's cells, read row by row, take the items one each until the items run out.
+std::vector<CellText> fillSeries(const TableModel& model, const QStringList& items, bool prepend,
+                                 bool append);
+// The selection flattened (row order for RowWise, column order otherwise) and laid out again
+// from its top left corner `width` cells a row (RowWise) or `height` cells a column; the old
+// places are emptied.
+std::vector<CellText> reshape(const TableModel& model, int lineLength, bool rowWise);
+// Each row's (column's) selected cells joined into its leftmost (topmost) one; the others are
+// emptied, or with `closeGap` the rest of the row moves left over them.
+std::vector<CellText> join(const TableModel& model, const QString& separator, bool horizontally,
+                           bool closeGap);
+
+// The command of a split of the selected cells into parts, placed right of (below) each cell:
+// whole new lines are inserted for them first, or with `cellsOnly` (along rows only) the rest
+// of each row moves right. Null when no cell splits.
+TableUndoCommand* splitCommand(TableModel& model, Axis axis, bool cellsOnly,
+                               const std::function<QStringList(const QString&)>& split);
+
+// "ID" in the last header row and numbers from `first` down to `lastRow`, in column 0.
+std::vector<CellText> idColumnCells(const TableModel& model, int first, int lastRow);
+// A new first column of IDs.
+TableUndoCommand* addIdColumnCommand(TableModel& model, int firstValue);
+
+} // namespace CellTransform

@@ -1,0 +1,280 @@
+// TableView: the cell transformations. Each reads the selection through the core engine, turns
+// the texts with a pure string function or a layout rule, and pushes one undo command.
+
+#include "view/tableview.h"
+
+#include "table/celltransform.h"
+#include "table/tablemodel.h"
+#include "util/caseutilities.h"
+#include "util/datetimeutilities.h"
+#include "util/numberutilities.h"
+#include "util/stringutilities.h"
+#include "util/uuidutilities.h"
+
+#include <QDateTime>
+
+#include <algorithm>
+#include <map>
+#include <random>
+
+using CellTransform::CellText;
+
+namespace {
+
+bool pushChanges(TableView* view, TableModel* m, std::vector<CellText> cells) {
+    return view->pushCommand(CellTransform::makeCommand(*m, std::move(cells)));
+}
+
+} // namespace
+
+bool TableView::transformSelectedCells(const std::function<QString(const QString&)>& fn) {
+    TableModel* m = tableModel();
+    if (!m || isReadOnly())
+        return false;
+    return pushCommand(CellTransform::mapCommand(*m, fn));
+}
+
+// --- Case ---------------------------------------------------------------------------------------
+
+bool TableView::upperCase() {
+    return transformSelectedCells([](const QString& t) { return t.toUpper(); });
+}
+
+bool TableView::lowerCase() {
+    return transformSelectedCells([](const QString& t) { return t.toLower(); });
+}
+
+bool TableView::titleCase() {
+    return transformSelectedCells(&Utilities::convertToTitleCase);
+}
+
+bool TableView::upperCamelCase() {
+    return transformSelectedCells(&Utilities::convertToUpperCamelCase);
+}
+
+bool TableView::lowerCamelCase() {
+    return transformSelectedCells(&Utilities::convertToLowerCamelCase);
+}
+
+bool TableView::upperSnakeCase() {
+    return transformSelectedCells(&Utilities::convertToUpperSnakeCase);
+}
+
+bool TableView::lowerSnakeCase() {
+    return transformSelectedCells(&Utilities::convertToLowerSnakeCase);
+}
+
+bool TableView::convertToAcronym() {
+    return transformSelectedCells(&Utilities::convertToAcronym);
+}
+
+// --- Format and numbers -------------------------------------------------------------------------
+
+bool TableView::convertDateTimeFormat(DateTimeFormatType from, DateTimeFormatType to,
+                                      const QString& fromCustom, const QString& toCustom) {
+    return transformSelectedCells([&](const QString& t) {
+        return Utilities::convertDateTimeFormat(t, from, to, fromCustom, toCustom);
+    });
+}
+
+bool TableView::convertNumberFormat(NumberFormatType from, NumberFormatType to) {
+    return transformSelectedCells(
+        [&](const QString& t) { return Utilities::convertNumberFormat(t, from, to); });
+}
+
+bool TableView::placeCurrentDateTimeStamp() {
+    TableModel* m = tableModel();
+    if (!m || isReadOnly())
+        return false;
+    const QString now = QDateTime::currentDateTimeUtc().toString(Qt::ISODate);
+    std::vector<CellText> cells = CellTransform::selectedCells(*m);
+    for (CellText& cell : cells)
+        cell.text = now;
+    return pushChanges(this, m, std::move(cells));
+}
+
+bool TableView::zeroFillWholeNumbers(int width) {
+    return transformSelectedCells(
+        [width](const QString& t) { return Utilities::zeroFillWholeNumbers(t, width); });
+}
+
+bool TableView::removeLeadingZeros() {
+    return transformSelectedCells(&Utilities::removeLeadingZeros);
+}
+
+bool TableView::setNumDecimals(int count) {
+    return transformSelectedCells([count](const QString& t) { return Utilities::setNumDecimals(t, count); });
+}
+
+// --- Text ---------------------------------------------------------------------------------------
+
+bool TableView::trimSelectedCells() {
+    return transformSelectedCells([](const QString& t) { return t.trimmed(); });
+}
+
+bool TableView::keepOnlyLeftPartOfCells(int index) {
+    return transformSelectedCells([index](const QString& t) { return Utilities::keepLeftPart(t, index); });
+}
+
+bool TableView::keepOnlyRightPartOfCells(int index) {
+    return transformSelectedCells([index](const QString& t) { return Utilities::keepRightPart(t, index); });
+}
+
+bool TableView::keepOnlyMiddlePartOfCells(int index, int count) {
+    return transformSelectedCells(
+        [index, count](const QString& t) { return Utilities::keepMiddlePart(t, index, count); });
+}
+
+bool TableView::prependSingleValueToSelectedCells(const QString& text) {
+    return transformSelectedCells([&text](const QString& t) { return text + t; });
+}
+
+bool TableView::appendSingleValueToSelectedCells(const QString& text) {
+    return transformSelectedCells([&text](const QString& t) { return t + text; });
+}
+
+// --- Multi-cell ---------------------------------------------------------------------------------
+
+bool TableView::copyMainCellContentsToAllSelectedCells() {
+    TableModel* m = tableModel();
+    if (!m || isReadOnly())
+        return false;
+    const Range& main = m->getMainCell();
+    const QString text = m->getTableData().getValueModel(main.row, main.col).toString();
+    std::vector<CellText> cells = CellTransform::selectedCells(*m);
+    for (CellText& cell : cells)
+        cell.text = text;
+    return pushChanges(this, m, std::move(cells));
+}
+
+bool TableView::fillSelectedCellsWithSeries(const QString& text, bool prepend, bool append) {
+    TableModel* m = tableModel();
+    if (!m || isReadOnly())
+        return false;
+    const auto count = static_cast<int>(std::min<qint64>(m->numSelectedCells(), INT_MAX));
+    return pushChanges(
+        this, m,
+        CellTransform::fillSeries(*m, Utilities::computeSeriesStrings(text, count), prepend, append));
+}
+
+bool TableView::reshapeSelectionRowWise(int width) {
+    TableModel* m = tableModel();
+    return m && !isReadOnly() && pushChanges(this, m, CellTransform::reshape(*m, width, true));
+}
+
+bool TableView::reshapeSelectionColWise(int height) {
+    TableModel* m = tableModel();
+    return m && !isReadOnly() && pushChanges(this, m, CellTransform::reshape(*m, height, false));
+}
+
+// --- Join and split -----------------------------------------------------------------------------
+
+bool TableView::joinSelectedCellsHorizontally(const QString& separator, bool closeGap) {
+    TableModel* m = tableModel();
+    return m && !isReadOnly() && pushChanges(this, m, CellTransform::join(*m, separator, true, closeGap));
+}
+
+bool TableView::joinSelectedCellsVertically(const QString& separator) {
+    TableModel* m = tableModel();
+    return m && !isReadOnly() && pushChanges(this, m, CellTransform::join(*m, separator, false, false));
+}
+
+bool TableView::joinSelectedCellsHorizontallyMoveRowLeft(const QString& separator) {
+    return joinSelectedCellsHorizontally(separator, true);
+}
+
+namespace {
+
+bool splitSelected(TableView* view, Axis axis, bool cellsOnly,
+                   const std::function<QStringList(const QString&)>& split) {
+    TableModel* m = view->tableModel();
+    if (!m || view->isReadOnly())
+        return false;
+    return view->pushCommand(CellTransform::splitCommand(*m, axis, cellsOnly, split));
+}
+
+} // namespace
+
+bool TableView::splitSelectedCells(Axis axis, const QString& delimiter, bool cellsOnly) {
+    return splitSelected(this, axis, cellsOnly, [&delimiter](const QString& t) {
+        return Utilities::splitByDelimiter(t, delimiter);
+    });
+}
+
+bool TableView::splitSelectedCells(Axis axis, const std::vector<int>& indexes, bool cellsOnly) {
+    return splitSelected(this, axis, cellsOnly,
+                         [&indexes](const QString& t) { return Utilities::splitByIndex(t, indexes); });
+}
+
+// --- Random values, UUIDs, ID column ------------------------------------------------------------
+
+namespace {
+
+template <typename Make>
+bool fillRandom(TableView* view, const std::vector<std::pair<double, double>>& ranges, Make make) {
+    TableModel* m = view->tableModel();
+    if (!m || view->isReadOnly() || ranges.empty())
+        return false;
+    std::random_device device;
+    std::mt19937 generator(device());
+    std::uniform_int_distribution<std::size_t> pick(0, ranges.size() - 1);
+    std::vector<CellText> cells = CellTransform::selectedCells(*m);
+    for (CellText& cell : cells)
+        cell.text = make(generator, ranges[pick(generator)]);
+    return pushChanges(view, m, std::move(cells));
+}
+
+} // namespace
+
+bool TableView::placeRandomValuesInt(const std::vector<std::pair<double, double>>& ranges) {
+    return fillRandom(this, ranges, [](std::mt19937& g, const std::pair<double, double>& r) {
+        std::uniform_int_distribution<qint64> value(qint64(r.first), qint64(r.second));
+        return QString::number(value(g));
+    });
+}
+
+bool TableView::placeRandomValuesDouble(const std::vector<std::pair<double, double>>& ranges, int places) {
+    const int decimals = std::clamp(places, 2, 15);
+    return fillRandom(this, ranges, [decimals](std::mt19937& g, const std::pair<double, double>& r) {
+        std::uniform_real_distribution<double> value(r.first, std::nextafter(r.second, r.second + 1));
+        return QString::number(std::min(value(g), r.second), 'f', decimals);
+    });
+}
+
+bool TableView::fillCellsWithUuids(bool braces, bool upperCase, UuidType type) {
+    TableModel* m = tableModel();
+    if (!m || isReadOnly())
+        return false;
+    std::vector<CellText> cells = CellTransform::selectedCells(*m);
+    std::vector<QString> uuids(cells.size());
+    Utilities::generateUuids(uuids, braces, upperCase, type);
+    for (std::size_t i = 0; i < cells.size(); ++i)
+        cells[i].text = std::move(uuids[i]);
+    return pushChanges(this, m, std::move(cells));
+}
+
+bool TableView::hasIdColumn() const {
+    const TableModel* m = tableModel();
+    if (!m || m->columnCountModel() == 0)
+        return false;
+    const int headerRow = std::max(0, m->getNumHeaderRows() - 1);
+    return m->getTableData().getValueModel(headerRow, 0).toString() == QLatin1String("ID");
+}
+
+bool TableView::addIdColumn(int firstValue) {
+    TableModel* m = tableModel();
+    return m && !isReadOnly() && pushCommand(CellTransform::addIdColumnCommand(*m, firstValue));
+}
+
+bool TableView::updateIdColumn() {
+    TableModel* m = tableModel();
+    if (!m || isReadOnly() || !hasIdColumn())
+        return false;
+    // Renumbered from the first number the column holds, 1 when it holds none.
+    const int headers = m->getNumHeaderRows();
+    bool ok = false;
+    int first = m->getTableData().getValueModel(headers, 0).toString().toInt(&ok);
+    if (!ok)
+        first = 1;
+    return pushChanges(this, m, CellTransform::idColumnCells(*m, first, m->findBottomOccupiedRow()));
+}

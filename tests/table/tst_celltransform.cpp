@@ -1,0 +1,162 @@
+// The engine under the cell transformations, without a window: which cells a transformation
+// writes, in how many records, and that one undo command takes any selection back exactly.
+#include "table/celltransform.h"
+#include "table/setmodeldatacommand.h"
+#include "tablemodelfixture.h"
+
+#include <QRandomGenerator>
+#include <QUndoStack>
+
+using namespace Fixture;
+
+namespace {
+
+QStringList snapshot(const TableModel& m) {
+    QStringList rows;
+    for (int r = 0; r < m.rowCountModel(); ++r) {
+        QStringList row;
+        for (int c = 0; c < m.columnCountModel(); ++c)
+            row << text(m, r, c, Qt::EditRole);
+        rows << row.join('|');
+    }
+    return rows;
+}
+
+void select(TableModel& m, RangeVector ranges) {
+    ranges.front().isMainCell = true;
+    if (ranges.front().type == RangeType::Table) {
+        ranges.front().mainCellRow = ranges.front().row;
+        ranges.front().mainCellCol = ranges.front().col;
+    }
+    m.setSelection(ranges);
+}
+
+} // namespace
+
+class TestCellTransform : public QObject {
+    Q_OBJECT
+
+private slots:
+    // A large block travels as one Table range; a scattered selection as the changed cells.
+    void recordsOfAChange() {
+        auto m = load(gridLines(40, 5));
+        select(*m, {table(0, 0, 39, 4)});
+        const RangeVector block =
+            CellTransform::mapSelection(*m, [](const QString& t) { return t.toUpper(); });
+        QCOMPARE(block.size(), std::size_t(1));
+        QCOMPARE(block.front().type, RangeType::Table);
+        QCOMPARE(block.front().tableValues.size(), std::size_t(40));
+
+        select(*m, {cell(1, 1), cell(3, 2), cell(5, 4)});
+        // Only cells whose text changes are written.
+        const RangeVector some = CellTransform::mapSelection(
+            *m, [](const QString& t) { return t == QLatin1String("r3c2") ? t : t + QLatin1Char('!'); });
+        QCOMPARE(some.size(), std::size_t(2));
+        QCOMPARE(some[0].value.toString(), QStringLiteral("r1c1!"));
+        QCOMPARE(some[1].value.toString(), QStringLiteral("r5c4!"));
+    }
+
+    // Empty cells stay empty, and nothing to change means no command at all.
+    void emptyCellsAndNoChange() {
+        auto m = load({"a,,c", ",,"});
+        select(*m, {table(0, 0, 1, 2)});
+        QVERIFY(CellTransform::mapSelection(*m, [](const QString& t) { return t; }).empty());
+        const RangeVector out = CellTransform::mapSelection(*m, [](const QString& t) { return t + 'x'; });
+        QCOMPARE(out.size(), std::size_t(2));
+    }
+
+    // Random selections of random shapes: one undo step puts table and selection back, and redo
+    // gives the same table as the first run.
+    void undoOfRandomSelections() {
+        auto m = load(gridLines(30, 8));
+        QUndoStack stack;
+        QRandomGenerator random(7);
+        const QStringList original = snapshot(*m);
+        for (int round = 0; round < 60; ++round) {
+            RangeVector ranges;
+            const int pieces = 1 + int(random.bounded(4));
+            for (int p = 0; p < pieces; ++p) {
+                const int row = int(random.bounded(30)), col = int(random.bounded(8));
+                if (random.bounded(2))
+                    ranges.push_back(cell(row, col));
+                else
+                    ranges.push_back(table(row, col, std::min(29, row + int(random.bounded(10))),
+                                           std::min(7, col + int(random.bounded(4)))));
+            }
+            select(*m, ranges);
+            const QString selectionBefore = [&] {
+                QStringList s;
+                for (const auto& [r, c] : m->getSelectionIndexes())
+                    s << QStringLiteral("%1,%2").arg(r).arg(c);
+                return s.join(' ');
+            }();
+            const QStringList before = snapshot(*m);
+            const std::vector<CellTransform::CellText> series =
+                round % 3 == 0   ? CellTransform::reshape(*m, 3, round % 2)
+                : round % 3 == 1 ? CellTransform::join(*m, "+", round % 2, round % 4 == 1)
+                                 : std::vector<CellTransform::CellText>{};
+            // Both records of a change: values per cell, and the compact texts of the engine.
+            TableUndoCommand* command = nullptr;
+            const auto upper = [](const QString& t) { return t.toUpper(); };
+            if (round % 2 == 0) {
+                command = round % 3 == 2 ? CellTransform::mapCommand(*m, upper)
+                                         : CellTransform::makeCommand(*m, series);
+            } else {
+                RangeVector cells = round % 3 == 2 ? CellTransform::mapSelection(*m, upper)
+                                                   : CellTransform::changedCells(*m, series);
+                if (!cells.empty())
+                    command = new SetModelDataCommand(m.model.get(), cells);
+            }
+            if (!command)
+                continue;
+            stack.push(command);
+            const QStringList after = snapshot(*m);
+            QVERIFY(after != before);
+            stack.undo();
+            QCOMPARE(snapshot(*m), before);
+            QStringList s;
+            for (const auto& [r, c] : m->getSelectionIndexes())
+                s << QStringLiteral("%1,%2").arg(r).arg(c);
+            QCOMPARE(s.join(' '), selectionBefore);
+            stack.redo();
+            QCOMPARE(snapshot(*m), after);
+        }
+        while (stack.canUndo())
+            stack.undo();
+        QCOMPARE(snapshot(*m), original);
+    }
+
+    // Reshape one way and back gives the block it started from.
+    void reshapeBothWays() {
+        auto m = load({"a,b,c,d,e,f", "", ""});
+        select(*m, {table(0, 0, 0, 5)});
+        QUndoStack stack;
+        RangeVector cells = CellTransform::changedCells(*m, CellTransform::reshape(*m, 2, true));
+        stack.push(new SetModelDataCommand(m.model.get(), cells));
+        QCOMPARE(snapshot(*m).mid(0, 3), (QStringList{"a|b||||", "c|d||||", "e|f||||"}));
+        select(*m, {table(0, 0, 2, 1)});
+        cells = CellTransform::changedCells(*m, CellTransform::reshape(*m, 1, false));
+        stack.push(new SetModelDataCommand(m.model.get(), cells));
+        QCOMPARE(snapshot(*m).front(), QStringLiteral("a|c|e|b|d|f"));
+        // Laid out column-wise again, three to a column: the block of the first step.
+        select(*m, {table(0, 0, 0, 5)});
+        cells = CellTransform::changedCells(*m, CellTransform::reshape(*m, 6, true));
+        QVERIFY(cells.empty()); // already one row of six
+        select(*m, {table(0, 0, 0, 5)});
+        cells = CellTransform::changedCells(*m, CellTransform::reshape(*m, 3, false));
+        stack.push(new SetModelDataCommand(m.model.get(), cells));
+        QCOMPARE(snapshot(*m).mid(0, 3), (QStringList{"a|b||||", "c|d||||", "e|f||||"}));
+    }
+
+    // The walk of a series stops when the items run out.
+    void seriesStops() {
+        auto m = load({"1,2,3", "4,5,6"});
+        select(*m, {table(0, 0, 1, 2)});
+        const auto cells = CellTransform::fillSeries(*m, {"x", "y"}, false, true);
+        QCOMPARE(cells.size(), std::size_t(2));
+        QCOMPARE(cells[1].text, QStringLiteral("2y"));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestCellTransform)
+#include "tst_celltransform.moc"

@@ -32,6 +32,10 @@ public:
     bool optionFlag1 = false;
     bool optionFlag2 = false;
     bool isRegex = false;
+
+    // Compiles filterStr into parsedList (or regex, for a text that starts with "#"). A filter
+    // without text has an empty list and matches nothing.
+    void convertFilterStrToRegexList();
 };
 
 // Same place, same text, same flags; the compiled form and the exceptions do not count.

@@ -163,6 +163,8 @@ void TableView::connectSignalsWithModel() {
     connect(m, &TableModel::loadFinishedSignal, this, &TableView::onLoadFinished, Qt::UniqueConnection);
     connect(m, &TableModel::newDataCommittedSignal, this, &TableView::onNewDataCommitted,
             Qt::UniqueConnection);
+    connect(m, &TableModel::concealmentChangedSignal, this, &TableView::onConcealmentChanged,
+            Qt::UniqueConnection);
     connectUndoSignals(m);
 }
 

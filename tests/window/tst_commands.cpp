@@ -423,10 +423,18 @@ private slots:
             return;
         // The fixture has no duplicate rows, and the selected block is in order already; these
         // are tried on a table where they act in commandsWithWork.
-        static const QStringList nothingToDo{QStringLiteral("Remove Duplicate Row(s)"),
-                                             QStringLiteral("Select Duplicate Row(s)"),
-                                             QStringLiteral("Sort Selected Cells Horizontally - Ascending"),
-                                             QStringLiteral("Sort Selected Cells Vertically - Ascending")};
+        static const QStringList nothingToDo{
+            QStringLiteral("Remove Duplicate Row(s)"), QStringLiteral("Select Duplicate Row(s)"),
+            QStringLiteral("Sort Selected Cells Horizontally - Ascending"),
+            QStringLiteral("Sort Selected Cells Vertically - Ascending"),
+            // Nothing is hidden or filtered in the fixture, and
+            // "5 4" names no column of the Add Filter list; these
+            // act in tst_filtercommands.
+            QStringLiteral("Show All Hidden Row(s)"), QStringLiteral("Show All Hidden Column(s)"),
+            QStringLiteral("Show Hidden Row(s) in Selection"),
+            QStringLiteral("Show Hidden Column(s) in Selection"), QStringLiteral("Show Empty Row(s)"),
+            QStringLiteral("Show Empty Column(s)"), QStringLiteral("Remove All Filtered Out and Hidden Data"),
+            QStringLiteral("Add Filter"), QStringLiteral("Add Filter with Regular Expressions")};
         if (nothingToDo.contains(name)) {
             QCOMPARE(cells(view), tableBefore);
             QCOMPARE(selection(view), selectionBefore);

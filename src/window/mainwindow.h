@@ -478,6 +478,9 @@ public slots:
     void onFiltersOptionsPrompt();
     void updateFiltersLabel();
     QString getFiltersLabelText() const;
+    // With "Retain Sort and Filters Upon File Refresh" on, a reload keeps the table's filters.
+    void retainFiltersForReload(TableView* view);
+    void restoreRetainedFilters(TableView* view);
 
     void onTableSizeChanged(int rawRows, int rawCols, int modelRows, int modelCols);
     void onSelectionSizeChanged(const RangeSize& size);
@@ -610,6 +613,7 @@ private:
     QLabel* filtersLabel = nullptr;
     FilterData pendingFilter;
     bool pendingFilterRegex = false;
+    std::map<TableView*, std::vector<FilterData>> retainedFilters;
 
     QString defaultOpenFolderpath;
     QStringList sidebarFolderpathList;

@@ -219,3 +219,24 @@ bool MainWindow::commandRemoveAllFilteredOutAndHiddenData(const QString& path) {
     TableView* view = tableForEdit(path);
     return view && view->removeAllFilteredOutAndHiddenData();
 }
+
+void MainWindow::retainFiltersForReload(TableView* view) {
+    retainedFilters.erase(view);
+    if (!view || !settings.getValueBool(RetainSortAndFilters) || view->tableModel()->getFilterList().empty())
+        return;
+    std::vector<FilterData> filters = view->tableModel()->getFilterList();
+    // The exceptions named rows of the old contents.
+    for (FilterData& filter : filters)
+        filter.exceptions.clear();
+    retainedFilters[view] = std::move(filters);
+}
+
+void MainWindow::restoreRetainedFilters(TableView* view) {
+    const auto it = retainedFilters.find(view);
+    if (it == retainedFilters.end())
+        return;
+    const std::vector<FilterData> filters = std::move(it->second);
+    retainedFilters.erase(it);
+    // Part of the reload, not a step of its own: nothing to undo, nothing modified.
+    view->tableModel()->setAndApplyFilterList(filters);
+}

@@ -198,6 +198,26 @@ private slots:
         QCOMPARE(cells(view).size(), 6);
     }
 
+    void reloadKeepsFiltersWhenSet() {
+        select(1, 2);
+        run(QStringLiteral("Filter Selected Column"));
+        answer(QStringLiteral("veg"));
+        QCOMPARE(cells(view).size(), 2);
+        QVERIFY(window->getSettings().getValueBool(RetainSortAndFilters));
+        // A filter is a step in the history, so the reload asks first: discard.
+        MsgBoxAnswers answers;
+        answers.queue = {1};
+        run(QStringLiteral("Reload File"));
+        QCOMPARE(cells(view), (QStringList{"name,qty,kind", "leek,7,veg"}));
+        QCOMPARE(view->undoStack()->count(), 0);
+        QVERIFY(!view->isModified());
+        run(QStringLiteral("Toggle Retain Sort and Filters Upon File Refresh"));
+        run(QStringLiteral("Reload File"));
+        QCOMPARE(cells(view).size(), 6);
+        QCOMPARE(window->getFiltersLabelText(), QStringLiteral("Filters: none"));
+        run(QStringLiteral("Toggle Retain Sort and Filters Upon File Refresh"));
+    }
+
     void readOnlyTableFilters() {
         run(QStringLiteral("Toggle Read-Only"));
         QVERIFY(view->isReadOnly());

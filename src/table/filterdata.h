@@ -17,6 +17,9 @@ public:
         QString value;
         QString value2; // upper end of a "between"
         bool negate = false;
+        // The numbers of a number form, read once when compiled.
+        double number = 0;
+        double number2 = 0;
 
         friend bool operator==(const ParsedFilterData&, const ParsedFilterData&) = default;
     };

@@ -111,8 +111,11 @@ void FilterData::convertFilterStrToRegexList() {
                         continue;
                     piece.type = type;
                     piece.value = match.captured(u"num1").trimmed();
-                    if (type == 5)
+                    piece.number = piece.value.toDouble();
+                    if (type == 5) {
                         piece.value2 = match.captured(u"num2").trimmed();
+                        piece.number2 = piece.value2.toDouble();
+                    }
                     break;
                 }
                 if (piece.type == 0) {

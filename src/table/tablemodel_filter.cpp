@@ -4,6 +4,7 @@
 #include "util/numberutilities.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 
 namespace {
@@ -16,6 +17,35 @@ void sortUnique(std::vector<int>& list) {
 // Below this many cell tests a filter runs where it is called: a thread hand-over costs more.
 constexpr qint64 kThreadedFilterCells = 200000;
 
+// A whole text as a finite decimal number: an optional sign, digits with an optional point, an
+// optional exponent. Per cell of a numeric filter, so without allocation.
+bool readNumber(const QString& text, double& out) {
+    const qsizetype n = text.size();
+    if (n == 0 || n > 400)
+        return n > 0 && [&] {
+            bool ok = false;
+            out = text.toDouble(&ok);
+            return ok && std::isfinite(out);
+        }();
+    char buffer[401];
+    qsizetype start = 0;
+    if (text[0] == u'+')
+        start = 1;
+    qsizetype length = 0;
+    for (qsizetype i = start; i < n; ++i) {
+        const char16_t c = text[i].unicode();
+        const bool allowed =
+            (c >= u'0' && c <= u'9') || c == u'.' || c == u'-' || c == u'+' || c == u'e' || c == u'E';
+        if (!allowed)
+            return false;
+        buffer[length++] = static_cast<char>(c);
+    }
+    if (length == 0 || buffer[0] == '+')
+        return false;
+    const auto [end, error] = std::from_chars(buffer, buffer + length, out);
+    return error == std::errc() && end == buffer + length && std::isfinite(out);
+}
+
 } // namespace
 
 // --- Matching --------------------------------------------------------------------------------
@@ -24,18 +54,17 @@ bool TableModel::parsedFilterMatch(const QString& cell, const FilterData::Parsed
     if (piece.type == 0)
         return cell == piece.value;
     const QString text = cell.trimmed();
-    bool ok = false;
-    const double number = text.toDouble(&ok);
-    if (!ok || !std::isfinite(number))
+    double number = 0;
+    if (!readNumber(text, number))
         return false;
     int low = 0;
     int high = 0;
     const bool shortNumbers = text.size() <= maxDoubleDigits && piece.value.size() <= maxDoubleDigits &&
                               (piece.type != 5 || piece.value2.size() <= maxDoubleDigits);
     if (shortNumbers) {
-        low = Utilities::compareNumbers(number, piece.value.toDouble());
+        low = Utilities::compareNumbers(number, piece.number);
         if (piece.type == 5)
-            high = Utilities::compareNumbers(number, piece.value2.toDouble());
+            high = Utilities::compareNumbers(number, piece.number2);
     } else {
         // Doubles keep about 16 digits; longer numbers compare digit by digit.
         const QString canonical = conditionNumberString(text);

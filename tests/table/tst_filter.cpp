@@ -192,6 +192,11 @@ void TestFilter::language_data() {
     row("spaces in form", " >= 5 ", "5", false, true);
     row("cell with spaces", ">=5", " 6 ", false, true);
     row("not a number", ">5", "abc", false, false);
+    row("plus sign cell", ">4", "+5", false, true);
+    row("two signs cell", ">4", "+-5", false, false);
+    row("overflow cell", ">4", "1e400", false, false);
+    row("dangling exponent", ">4", "5e", false, false);
+    row("sign only", "<5", "-", false, false);
     row("empty not a number", "<5", "", false, false);
     row("negated range on text", "!5-10", "abc", false, true);
     row("negated range in", "!5-10", "7", false, false);

@@ -5,6 +5,7 @@
 #include "table/filterdata.h"
 #include "table/tablemodel.h"
 #include "tablemodelfixture.h"
+#include "util/filterutilities.h"
 #include "util/numberutilities.h"
 
 #include <QFile>
@@ -100,6 +101,7 @@ private slots:
     void numberStrings_data();
     void numberStrings();
     void differentialAgainstReference();
+    void escapedCellsMatchThemselvesOnly();
 
     void columnFilterConcealsRowsButNotHeaders();
     void rowFilterConcealsColumns();
@@ -351,6 +353,28 @@ void TestFilter::differentialAgainstReference() {
         if (model.filterMatch(data, cell) != referenceMatch(filter, cell, cs))
             QFAIL(qPrintable(
                 QStringLiteral("filter \"%1\" on cell \"%2\" (case %3)").arg(filter, cell).arg(cs)));
+    }
+}
+
+void TestFilter::escapedCellsMatchThemselvesOnly() {
+    // What "Filter ... with Selected Cell Contents" relies on: any text, numbers and every
+    // character of the language included, matches itself literally and nothing else.
+    const QString alphabet = QStringLiteral("ab5 .-+<>=|&*!#\\/e");
+    QRandomGenerator rng(7);
+    TableModel model(false);
+    auto randomText = [&] {
+        QString text;
+        const int n = rng.bounded(0, 7);
+        for (int k = 0; k < n; ++k)
+            text += alphabet[rng.bounded(alphabet.size())];
+        return text;
+    };
+    for (int i = 0; i < 20000; ++i) {
+        const QString cell = randomText();
+        const QString other = randomText();
+        FilterData filter = makeFilter(Utilities::applyEscapeCharsToFilterStr(cell), 0, true);
+        if (!model.filterMatch(filter, cell) || model.filterMatch(filter, other) != (other == cell))
+            QFAIL(qPrintable(QStringLiteral("cell \"%1\" other \"%2\"").arg(cell, other)));
     }
 }
 

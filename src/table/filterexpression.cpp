@@ -66,6 +66,7 @@ void FilterData::convertFilterStrToRegexList() {
         regex.setPattern(filterStr.mid(1));
         regex.setPatternOptions(caseSensitive ? QRegularExpression::NoPatternOption
                                               : QRegularExpression::CaseInsensitiveOption);
+        regex.optimize();
         return;
     }
 

@@ -149,7 +149,11 @@ bool scanPieces(const TableModel& model, const QRegularExpression& numberRegex,
 
 bool TableModel::filterMatch(const FilterData& filter, const QString& cellText) const {
     if (filter.isRegex)
-        return filter.regex.isValid() && filter.regex.match(cellText).hasMatch();
+        // The cell came from a decoder, so it is valid UTF-16: no need to check it per cell.
+        return filter.regex.isValid() && filter.regex
+                                             .match(cellText, 0, QRegularExpression::NormalMatch,
+                                                    QRegularExpression::DontCheckSubjectStringMatchOption)
+                                             .hasMatch();
     const Qt::CaseSensitivity cs = filter.caseSensitive ? Qt::CaseSensitive : Qt::CaseInsensitive;
     for (const auto& conditions : filter.parsedList) {
         bool passed = true;

@@ -6,7 +6,10 @@
 #include "util/filterutilities.h"
 #include "view/tableview.h"
 
+#include <QSet>
+
 #include <algorithm>
+#include <unordered_map>
 
 namespace {
 
@@ -99,19 +102,23 @@ static bool filterWithSelectedCellContents(TableView* view, bool onColumns) {
     TableModel* m = view->tableModel();
     std::vector<int> lines;
     std::vector<QStringList> alternatives;
+    std::vector<QSet<QString>> seen; // a whole selected column may hold a million cells
+    std::unordered_map<int, std::size_t> indexOfLine;
     for (const auto& [row, col] : m->getSelectionIndexes()) {
         const int line = onColumns ? col : row;
-        auto it = std::find(lines.begin(), lines.end(), line);
-        if (it == lines.end()) {
+        auto [it, added] = indexOfLine.try_emplace(line, lines.size());
+        if (added) {
             lines.push_back(line);
             alternatives.emplace_back();
-            it = lines.end() - 1;
+            seen.emplace_back();
         }
-        QStringList& list = alternatives[static_cast<std::size_t>(it - lines.begin())];
+        const std::size_t index = it->second;
         const QString alternative =
             Utilities::applyEscapeCharsToFilterStr(m->getTableData().getValueModel(row, col).toString());
-        if (!list.contains(alternative))
-            list << alternative;
+        if (!seen[index].contains(alternative)) {
+            seen[index].insert(alternative);
+            alternatives[index] << alternative;
+        }
     }
     std::vector<FilterData> filters;
     for (std::size_t i = 0; i < lines.size(); ++i) {

@@ -3,6 +3,8 @@
 #include "storage/abstractdatacontainer.h"
 #include "table/filtercommands.h"
 #include "table/filterdata.h"
+#include "table/rowcolcommands.h"
+#include "table/sortcommand.h"
 #include "table/tablemodel.h"
 #include "tablemodelfixture.h"
 #include "util/filterutilities.h"
@@ -110,6 +112,7 @@ private slots:
     void undoRedoOfFiltersAndHiding();
     void sortKeepsFilteredAndHiddenRows();
     void insertKeepsHiddenRows();
+    void sortAndRemoveCommandsWithFiltersUndo();
     void removeAllFilteredOutAndHiddenData();
     void saveVisibleDataOnly();
     void readOnlyTableFilters();
@@ -480,6 +483,30 @@ void TestFilter::insertKeepsHiddenRows() {
     m->getTableData().insertRowsRaw(1, 1);
     // The model follows its own list only through commands; the concealment moved with the data.
     QCOMPARE(column(*m, 0), (QStringList{"h", "", "1", "3"}));
+}
+
+void TestFilter::sortAndRemoveCommandsWithFiltersUndo() {
+    auto m = load({"h,k", "b,1", "d,2", "a,3", "c,4", "e,5"});
+    QUndoStack stack;
+    stack.push(new ApplyFiltersCommand(m.model.get(), {makeFilter(QStringLiteral("!d"), 0)}));
+    stack.push(new ApplyHiddenRowsCommand(m.model.get(), {4}));
+    QCOMPARE(column(*m, 0), (QStringList{"h", "b", "a", "e"}));
+    stack.push(new SortCommand(m.model.get(), SortData{SortType::Descending, Axis::Row, 0}));
+    QCOMPARE(column(*m, 0), (QStringList{"h", "e", "b", "a"}));
+    // The hidden row is the same row of data at its new place.
+    QCOMPARE(m->getHiddenRows(), std::vector<int>{3});
+    // Removing a shown row shifts what is hidden below it.
+    stack.push(new RemoveRowsCommand(m.model.get(), {1}, true));
+    QCOMPARE(column(*m, 0), (QStringList{"h", "b", "a"}));
+    QCOMPARE(m->getHiddenRows(), std::vector<int>{2});
+    stack.undo();
+    stack.undo();
+    QCOMPARE(column(*m, 0), (QStringList{"h", "b", "a", "e"}));
+    QCOMPARE(m->getHiddenRows(), std::vector<int>{4});
+    stack.undo();
+    stack.undo();
+    QCOMPARE(column(*m, 0), (QStringList{"h", "b", "d", "a", "c", "e"}));
+    QVERIFY(m->getFilterList().empty());
 }
 
 void TestFilter::removeAllFilteredOutAndHiddenData() {

@@ -38,6 +38,7 @@ struct Options {
     int height = 900;
     int readOnlyMiB = 1024; // size of the read-only file; 0 leaves it out
     unsigned seed = 20261122;
+    int concealEvery = 0; // with N > 1, every Nth data row is concealed, as a filter would
 };
 
 bool parseOptions(const QStringList& args, Options& options) {
@@ -50,6 +51,8 @@ bool parseOptions(const QStringList& args, Options& options) {
             options.readOnlyMiB = static_cast<int>(std::min<long long>(value, 16384));
         else if (name == QLatin1String("--seed"))
             options.seed = static_cast<unsigned>(value);
+        else if (name == QLatin1String("--conceal-every"))
+            options.concealEvery = static_cast<int>(value);
         else
             return false;
         return true;
@@ -161,6 +164,12 @@ int measureFile(const QString& path, qint64 bytes, TableData::DataContainerType 
         std::fprintf(stderr, "orvane-bench scroll: %s table did not load\n", label);
         return 1;
     }
+    if (options.concealEvery > 1) {
+        std::vector<int> concealed;
+        for (int r = options.concealEvery; r < model.rowCountRaw(); r += options.concealEvery)
+            concealed.push_back(r);
+        model.setAndApplyFilterAndHiddenArraysList({}, concealed, {});
+    }
 
     TableView::autoFitWarningHook = [](const QString&, bool&) { return true; };
     TableView view;
@@ -271,8 +280,8 @@ int measureFile(const QString& path, qint64 bytes, TableData::DataContainerType 
 int runScroll(const QStringList& args) {
     Options options;
     if (!parseOptions(args, options)) {
-        std::fprintf(stderr,
-                     "usage: orvane-bench scroll [--rows N] [--cols N] [--readonly-mb N] [--seed N]\n");
+        std::fprintf(stderr, "usage: orvane-bench scroll [--rows N] [--cols N] [--readonly-mb N] [--seed N] "
+                             "[--conceal-every N]\n");
         return 2;
     }
     QTemporaryDir dir;
@@ -305,7 +314,8 @@ int runScroll(const QStringList& args) {
 
 BenchRegistration
     reg("scroll",
-        "scroll [--rows N] [--cols N] [--readonly-mb N] [--seed N]: frame times of the table view "
+        "scroll [--rows N] [--cols N] [--readonly-mb N] [--seed N] [--conceal-every N]: frame times of the "
+        "table view "
         "scrolling and jumping through a generated editable table (default 1,000,000 rows) and a "
         "read-only file (default 1024 MiB, 0 to leave out)",
         &runScroll, true);

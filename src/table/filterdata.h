@@ -17,6 +17,9 @@ public:
         QString value;
         QString value2; // upper end of a "between"
         bool negate = false;
+        // The numbers of a number form, read once when compiled.
+        double number = 0;
+        double number2 = 0;
 
         friend bool operator==(const ParsedFilterData&, const ParsedFilterData&) = default;
     };
@@ -32,6 +35,10 @@ public:
     bool optionFlag1 = false;
     bool optionFlag2 = false;
     bool isRegex = false;
+
+    // Compiles filterStr into parsedList (or regex, for a text that starts with "#"). A filter
+    // without text has an empty list and matches nothing.
+    void convertFilterStrToRegexList();
 };
 
 // Same place, same text, same flags; the compiled form and the exceptions do not count.

@@ -216,7 +216,7 @@ void MoveLinesCommand::finishSetup() {
         isValid = false;
         return;
     }
-    if (model->getFilterList().empty())
+    if (!model->hasConcealmentLists())
         return;
     std::unordered_map<int, int> rawMap;
     for (std::size_t i = 0; i < targets.size(); ++i) {

@@ -84,7 +84,7 @@ InsertLinesCommand::InsertLinesCommand(TableModel* model, Axis axis, const std::
         if (at <= dataCount)
             rawPositions.push_back(at == dataCount ? rawCount(model, axis) : rawFromModel(model, axis, at));
     }
-    if (!model->getFilterList().empty()) {
+    if (model->hasConcealmentLists()) {
         const auto map = insertionMap(rawPositions, count);
         if (axis == Axis::Row)
             populateFilterLists(map, {});
@@ -159,7 +159,7 @@ RemoveLinesCommand::RemoveLinesCommand(TableModel* model, Axis axis, const std::
             readLineRaw(axis, first + i, run[static_cast<std::size_t>(i)]);
         contents.push_back(std::move(run));
     }
-    if (!model->getFilterList().empty()) {
+    if (model->hasConcealmentLists()) {
         auto map = [raws](int raw) {
             const auto it = std::lower_bound(raws.begin(), raws.end(), raw);
             if (it != raws.end() && *it == raw)
@@ -242,7 +242,7 @@ RemoveEmptyRowsColsAtEndCommand::RemoveEmptyRowsColsAtEndCommand(TableModel* mod
         if (raw >= keptCols)
             concealedCols.push_back(raw);
     }
-    if (!model->getFilterList().empty()) {
+    if (model->hasConcealmentLists()) {
         populateFilterLists([keptRows](int raw) { return raw < keptRows ? raw : -1; },
                             [keptCols](int raw) { return raw < keptCols ? raw : -1; });
     }
@@ -294,7 +294,7 @@ DuplicateLinesCommand::DuplicateLinesCommand(TableModel* model, Axis axis, const
         isValid = false;
         return;
     }
-    if (!model->getFilterList().empty()) {
+    if (model->hasConcealmentLists()) {
         std::vector<int> positions;
         for (int line : this->lines) {
             const int to = below ? line + 1 : line;

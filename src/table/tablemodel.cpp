@@ -938,6 +938,9 @@ void TableModel::loadCSV(const QString& path, bool threaded, TableData::DataCont
     findReplacePreview.clear();
     hasFindReplaceQuery = false;
     filterList.clear();
+    hiddenRowsList.clear();
+    hiddenColsList.clear();
+    emit concealmentChangedSignal(false, false);
     rowSortData = SortData();
     colSortData = SortData();
     invalidateSelectionLookup();

@@ -292,6 +292,47 @@ public:
     void setFindReplacePreview(const RangeVector& rawCells);
     void onFindReplaceClosed();
 
+    // --- Filters and hidden rows and columns (tablemodel_filter.cpp) ---------------------
+    // Everything that decides which raw rows and columns are concealed, with the concealment
+    // it gave. Undo commands hold two of these and set one back whole.
+    struct ConcealmentState {
+        std::vector<FilterData> filters;
+        std::vector<int> hiddenRows; // hidden by hand, raw
+        std::vector<int> hiddenCols;
+        std::vector<int> concealedRows; // what filters and hand together conceal, raw, ascending
+        std::vector<int> concealedCols;
+    };
+    // Whether one cell's text passes a filter.
+    bool filterMatch(const FilterData& filter, const QString& cellText) const;
+    // One piece against a whole text: equality for text, a comparison for the number forms.
+    bool parsedFilterMatch(const QString& cell, const FilterData::ParsedFilterData& piece) const;
+    QString conditionNumberString(const QString& text) const;
+    // Shown rows (columns) that break a column (row) filter join its exceptions; returns them as
+    // raw Row (Col) ranges. Lines the user is working on don't vanish when filters apply again.
+    RangeVector updateFilterViolationList();
+    // Rebuilds the concealed sets from filters and the hand-hidden lists; the one place they are
+    // rebuilt from scratch. Header rows and columns are never filtered out.
+    void setAndApplyFilterAndHiddenArraysList(const std::vector<FilterData>& filters,
+                                              const std::vector<int>& hiddenRows,
+                                              const std::vector<int>& hiddenCols);
+    void setAndApplyFilterList(const std::vector<FilterData>& filters);
+    void setAndApplyHiddenRowsList(const std::vector<int>& rows);
+    void setAndApplyHiddenColsList(const std::vector<int>& cols);
+    // The concealment `state` gives, into its concealed lists; on the worker with `useThread`.
+    // False when canceled.
+    bool computeConcealment(ConcealmentState& state, bool useThread);
+    ConcealmentState getConcealmentState() const;
+    // Puts a state computed before back as it was, without matching a cell.
+    void setConcealmentState(const ConcealmentState& state);
+    const std::vector<int>& getHiddenRows() const { return hiddenRowsList; }
+    const std::vector<int>& getHiddenCols() const { return hiddenColsList; }
+    // Replaces the hand-hidden lists without applying them, as setFilterListDontApply does.
+    void setHiddenListsDontApply(const std::vector<int>& rows, const std::vector<int>& cols);
+    // Whether filters or hand-hidden lists name lines that commands shifting lines must follow.
+    bool hasConcealmentLists() const {
+        return !filterList.empty() || !hiddenRowsList.empty() || !hiddenColsList.empty();
+    }
+
     // --- Reading and writing ranges -----------------------------------------------------
     // Fills the values that the range covers from the table (`current`) and/or into the
     // old... twins (`old`). Row, Col and Table ranges run to the end of the data.
@@ -437,6 +478,8 @@ signals:
     void scrollToRowSignal(int row);
     void scrollToColSignal(int col);
     void refreshViewSignal();
+    // Filters or hand-hidden lists went from empty to not or back.
+    void concealmentChangedSignal(bool filtersActive, bool hiddenActive);
 
 private:
     bool changeViewSize(Qt::Orientation orientation, bool insert, int at, int count);
@@ -476,6 +519,8 @@ private:
     // Moves the lines of `axis` by `map` (back by it with `unsort`), with everything that names them.
     void applySortMap(Axis axis, const std::vector<int>& map, bool unsort);
     void sortFilterLines(Axis axis, const std::vector<int>& map);
+    // Tells the view the new concealment: sizes, labels, context bits.
+    void finishConcealmentChange();
     template <typename Map> Map parseIntoMap(int keyCol, int valCol, int headerRow, bool skipEmpty) const;
 
     // The load handshake pair; declared before tableData so that it outlives any load.
@@ -542,6 +587,8 @@ private:
     SortData colSortData;
     SortData rowSortData;
     std::vector<FilterData> filterList;
+    std::vector<int> hiddenRowsList;
+    std::vector<int> hiddenColsList;
     FindReplaceQuery findReplaceQuery;
     bool hasFindReplaceQuery = false;
     RangeVector findReplacePreview;

@@ -37,6 +37,10 @@ void TableModel::sortFilterLines(Axis axis, const std::vector<int>& map) {
             std::sort(filter.exceptions.begin(), filter.exceptions.end());
         }
     }
+    // Lines hidden by hand stay the same lines of data.
+    std::vector<int>& hidden = axis == Axis::Row ? hiddenRowsList : hiddenColsList;
+    Utilities::mapSortIndexes(hidden, map);
+    std::sort(hidden.begin(), hidden.end());
 }
 
 void TableModel::applySortMap(Axis axis, const std::vector<int>& map, bool unsort) {

@@ -149,7 +149,9 @@ void TableUndoCommand::finishDataChange(bool isUndo, const RawSize& before, cons
 void TableUndoCommand::populateFilterLists(const std::function<int(int)>& rowMap,
                                            const std::function<int(int)>& colMap) {
     oldFilters = model->getFilterList();
-    hasFilters = !oldFilters.empty();
+    oldHiddenRows = model->getHiddenRows();
+    oldHiddenCols = model->getHiddenCols();
+    hasFilters = model->hasConcealmentLists();
     newFilters.clear();
     if (!hasFilters)
         return;
@@ -180,11 +182,20 @@ void TableUndoCommand::populateFilterLists(const std::function<int(int)>& rowMap
             mapList(filter.exceptions, exceptionMap);
         newFilters.push_back(std::move(filter));
     }
+    newHiddenRows = oldHiddenRows;
+    newHiddenCols = oldHiddenCols;
+    if (rowMap)
+        mapList(newHiddenRows, rowMap);
+    if (colMap)
+        mapList(newHiddenCols, colMap);
 }
 
 void TableUndoCommand::applyFilterList(bool isUndo) {
-    if (hasFilters)
-        model->setFilterListDontApply(isUndo ? oldFilters : newFilters);
+    if (!hasFilters)
+        return;
+    model->setFilterListDontApply(isUndo ? oldFilters : newFilters);
+    model->setHiddenListsDontApply(isUndo ? oldHiddenRows : newHiddenRows,
+                                   isUndo ? oldHiddenCols : newHiddenCols);
 }
 
 // --- Whole lines -----------------------------------------------------------------------------

@@ -93,6 +93,10 @@ protected:
     RangeVector selectionAfter;
     std::vector<FilterData> oldFilters;
     std::vector<FilterData> newFilters;
+    std::vector<int> oldHiddenRows; // lines hidden by hand, moved the same way
+    std::vector<int> oldHiddenCols;
+    std::vector<int> newHiddenRows;
+    std::vector<int> newHiddenCols;
     bool hasFilters = false;
 };
 

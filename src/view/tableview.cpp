@@ -166,6 +166,8 @@ void TableView::connectSignalsWithModel() {
     connect(m, &TableModel::saveFinishedSignal, this, &TableView::onSaveFinished, Qt::UniqueConnection);
     connect(m, &TableModel::newDataCommittedSignal, this, &TableView::onNewDataCommitted,
             Qt::UniqueConnection);
+    connect(m, &TableModel::concealmentChangedSignal, this, &TableView::onConcealmentChanged,
+            Qt::UniqueConnection);
     connectUndoSignals(m);
 }
 

@@ -3,6 +3,7 @@
 #include "preferences/settings.h"
 #include "preferences/theme.h"
 #include "storage/fileparameters.h"
+#include "table/filterdata.h"
 #include "table/sortdata.h"
 #include "view/abstracttableview.h"
 #include "window/context.h"
@@ -141,6 +142,36 @@ public:
     // select makes them the selection.
     bool removeDuplicateRowsOrCols(Axis axis, bool basedOnSelection);
     bool selectDuplicateRowsOrCols(Axis axis, bool basedOnSelection);
+
+    // --- Filters and hidden rows and columns (tableview_filter.cpp) -----------------------
+    // Adds filters, or replaces the one on the same row or column; shown lines that break a
+    // filter already in place stay shown. One undo step; a read-only table changes without undo.
+    bool includeFilterInList(const FilterData& filter);
+    bool includeFiltersInList(const std::vector<FilterData>& filters);
+    // Replaces the whole list (removing filters, editing them), keeping exceptions as they are.
+    bool setFilterList(const std::vector<FilterData>& filters);
+    // Applies every filter afresh, exceptions dropped.
+    bool refreshFilters();
+    // The filter on that raw row or column, or a default one.
+    FilterData getFilterData(const Range& range) const;
+    bool hideSelectedRows();
+    bool hideSelectedColumns();
+    bool hideAllButSelectedRows();
+    bool hideAllButSelectedColumns();
+    bool showHiddenRowsInSelection();
+    bool showHiddenColumnsInSelection();
+    bool showAllHiddenRows();
+    bool showAllHiddenColumns();
+    bool hideEmptyRows();
+    bool hideEmptyColumns();
+    bool showEmptyRows();
+    bool showEmptyColumns();
+    bool removeAllFilteredOutAndHiddenData();
+    // Makes `list` the hand-hidden rows (columns): one undo step.
+    bool includeHiddenLines(bool rows, const std::vector<int>& list);
+    // Which raw lines of `axis` a filter text would keep, for a preview while the user types;
+    // header lines are always kept. Stops after `limit` lines with false.
+    bool previewFilter(const FilterData& filter, std::vector<int>& keptRaw, int limit) const;
 
     // --- Fit (tableview_fit.cpp) ---------------------------------------------------------
     void enforceAutoFitRowHeight(bool force);
@@ -380,8 +411,11 @@ protected:
 
 private slots:
     void onNewDataCommitted();
+    void onConcealmentChanged(bool filtersActive, bool hiddenActive);
 
 private:
+    // Pushes a concealment command, or on a read-only table runs it without undo.
+    bool runConcealmentCommand(TableUndoCommand* command);
     void connectSignalsWithModel();
     bool pushCellValues(RangeVector& cells);
     // Moves the selected cells' rows (columns) on by the selection's width: `insert` opens

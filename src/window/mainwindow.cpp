@@ -202,6 +202,8 @@ void MainWindow::setupStatusBar() {
     statsLabel = makeLabel(Qt::AlignLeft | Qt::AlignVCenter, 30);
     for (QLabel* label : {tableSizeLabel, selectionSizeLabel, cellLengthLabel, statsLabel})
         bar->addWidget(label);
+    filtersLabel = makeLabel(Qt::AlignRight | Qt::AlignVCenter, 30);
+    bar->addPermanentWidget(filtersLabel);
     delimiterLabel = makeLabel(Qt::AlignRight | Qt::AlignVCenter, 30);
     encodingLabel = makeLabel(Qt::AlignRight | Qt::AlignVCenter, 30);
     lineEndingLabel = makeLabel(Qt::AlignRight | Qt::AlignVCenter, 30);
@@ -305,6 +307,7 @@ void MainWindow::updateStatusBar() {
     lineEndingLabel->setText(Utilities::convertLineEndingTypeToShortString(data.getLineEnding(), false));
     for (QLabel* label : {modeLabel, delimiterLabel, encodingLabel, lineEndingLabel})
         label->adjustSize();
+    updateFiltersLabel();
     onTableSizeChanged(activeModel->rowCountRaw(), activeModel->columnCountRaw(),
                        activeModel->rowCountModel(), activeModel->columnCountModel());
     statsLabel->setText(activeTable->isReadOnly() ? QStringLiteral("Sum: -      Mean: -") : QString());
@@ -645,6 +648,10 @@ bool MainWindow::eventFilter(QObject* watched, QEvent* event) {
     if (event->type() == QEvent::MouseButtonPress && watched == modeLabel && activeTable) {
         // The file mode prompt comes with the launcher; until then a click switches the mode.
         commandToggleReadOnly();
+        return true;
+    }
+    if (event->type() == QEvent::MouseButtonPress && watched == filtersLabel && activeTable) {
+        onFiltersOptionsPrompt();
         return true;
     }
     return QMainWindow::eventFilter(watched, event);

@@ -3,6 +3,7 @@
 #include "preferences/settings.h"
 #include "preferences/theme.h"
 #include "storage/fileparameters.h"
+#include "table/filterdata.h"
 #include "table/range.h"
 #include "table/rangetypes.h"
 #include "window/commands.h"
@@ -507,6 +508,51 @@ public slots:
     void onFirstIdValuePrompt();
     void onSetUuidTypePrompt();
 
+    // --- Filters and hiding (mainwindow_filter.cpp, mainwindow_prompts_filter.cpp) ---------
+    bool commandAddFilter(const QString& path = QString());
+    bool commandAddFilterWithRegularExpressions(const QString& path = QString());
+    bool commandViewEditFilters(const QString& path = QString());
+    bool commandFilterSelectedRow(const QString& path = QString());
+    bool commandFilterSelectedColumn(const QString& path = QString());
+    bool commandFilterSelectedRowWithRegularExpressions(const QString& path = QString());
+    bool commandFilterSelectedColumnWithRegularExpressions(const QString& path = QString());
+    bool commandFilterSelectedRowsWithSelectedCellContents(const QString& path = QString());
+    bool commandFilterSelectedColumnsWithSelectedCellContents(const QString& path = QString());
+    bool commandRemoveIndividualFilters(const QString& path = QString());
+    bool commandRemoveAllFilters(const QString& path = QString());
+    bool commandRefreshFilters(const QString& path = QString());
+    bool commandHideSelectedRows(const QString& path = QString());
+    bool commandHideSelectedColumns(const QString& path = QString());
+    bool commandHideAllButSelectedRows(const QString& path = QString());
+    bool commandHideAllButSelectedColumns(const QString& path = QString());
+    bool commandHideEmptyRows(const QString& path = QString());
+    bool commandHideEmptyColumns(const QString& path = QString());
+    bool commandShowAllHiddenRows(const QString& path = QString());
+    bool commandShowAllHiddenColumns(const QString& path = QString());
+    bool commandShowHiddenRowsInSelection(const QString& path = QString());
+    bool commandShowHiddenColumnsInSelection(const QString& path = QString());
+    bool commandShowEmptyRows(const QString& path = QString());
+    bool commandShowEmptyColumns(const QString& path = QString());
+    bool commandRemoveAllFilteredOutAndHiddenData(const QString& path = QString());
+    // The filter text prompt for `pendingFilter`'s row or column; `regex` takes the text as a
+    // regular expression.
+    void onFilterPrompt(bool regex, const QString& text);
+    void onFilterPromptEdited(const QString& text);
+    void onFilterPromptReceived(const QString& response);
+    void onAddFilterTargetPrompt(bool regex);
+    void onAddFilterTargetPromptReceived(const QString& response);
+    void onViewEditFiltersPrompt();
+    void onViewEditFiltersPromptReceived(const QString& response);
+    void onRemoveIndividualFiltersPrompt();
+    void onRemoveIndividualFiltersPromptReceived(const QString& response);
+    // The status bar's filter label: the filter commands that apply now.
+    void onFiltersOptionsPrompt();
+    void updateFiltersLabel();
+    QString getFiltersLabelText() const;
+    // With "Retain Sort and Filters Upon File Refresh" on, a reload keeps the table's filters.
+    void retainFiltersForReload(TableView* view);
+    void restoreRetainedFilters(TableView* view);
+
     void onTableSizeChanged(int rawRows, int rawCols, int modelRows, int modelCols);
     void onSelectionSizeChanged(const RangeSize& size);
     void onMainCellLengthChanged(int length);
@@ -654,6 +700,11 @@ private:
     QLabel* encodingLabel = nullptr;
     QLabel* lineEndingLabel = nullptr;
     QLabel* modeLabel = nullptr;
+    // Filters: the label, and the row or column a filter prompt works on.
+    QLabel* filtersLabel = nullptr;
+    FilterData pendingFilter;
+    bool pendingFilterRegex = false;
+    std::map<TableView*, std::vector<FilterData>> retainedFilters;
 
     QString defaultOpenFolderpath;
     QStringList sidebarFolderpathList;

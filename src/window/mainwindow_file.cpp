@@ -483,6 +483,7 @@ void MainWindow::onLoadFinished(TableView* view) {
     // A load on the load thread ends after the table was set up: its frozen parts follow now.
     view->setFrozenColWidths(true);
     view->setFrozenRowHeights(true);
+    restoreRetainedFilters(view);
     if (view != activeTable)
         return;
     Context bits = context | ContextTableReady | ContextNotEditing;
@@ -762,6 +763,7 @@ bool MainWindow::closeFile(const QString& path) {
 bool MainWindow::closeFileNoSave(TableView* view) {
     if (!view || paneView->getTableIndex(view) < 0)
         return false;
+    retainedFilters.erase(view);
     const QString path = filepathOf(view);
     if (!path.isEmpty()) {
         unwatchFile(path);
@@ -838,6 +840,7 @@ bool MainWindow::commandReloadFile(const QString& path) {
     const QString file = filepathOf(view);
     if (file.isEmpty() || !QFileInfo::exists(file))
         return false;
+    retainFiltersForReload(view);
     view->loadCSV(file, QFileInfo(file).size() > AbstractDataContainer::kProgressThreshold);
     view->undoStack()->clear();
     view->markClean();

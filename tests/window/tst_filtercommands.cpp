@@ -1,0 +1,234 @@
+// Filters and hiding driven as a user does: commands, launcher prompts, the status bar, undo,
+// and the visible data saved to disk.
+
+#include "window/mainwindow.h"
+
+#include "table/tablemodel.h"
+#include "util/msgboxanswers.h"
+#include "view/tableview.h"
+#include "window/commands.h"
+#include "window/filedialoghelper.h"
+#include "window/launcher.h"
+
+#include <QAction>
+#include <QFile>
+#include <QLabel>
+#include <QLineEdit>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QUndoStack>
+
+namespace {
+
+const QByteArray kFixture = "name,qty,kind\n"
+                            "apple,5,fruit\n"
+                            "pear,12,fruit\n"
+                            "leek,7,veg\n"
+                            ",,\n"
+                            "fig,30,fruit\n";
+
+QStringList cells(const TableView* view) {
+    QStringList rows;
+    const TableModel* m = view->tableModel();
+    for (int r = 0; r < m->rowCountModel(); ++r) {
+        QStringList row;
+        for (int c = 0; c < m->columnCountModel(); ++c)
+            row.append(m->getTableData().getValueModel(r, c).toString());
+        rows.append(row.join(QLatin1Char(',')));
+    }
+    return rows;
+}
+
+} // namespace
+
+class TestFilterCommands : public QObject {
+    Q_OBJECT
+
+private:
+    std::unique_ptr<QTemporaryDir> dir;
+    std::unique_ptr<MainWindow> window;
+    TableView* view = nullptr;
+
+    void run(const QString& name) {
+        const Command* c = window->getCommands().findByName(name);
+        QVERIFY2(c, qPrintable(name));
+        QVERIFY2(c->action->isEnabled(), qPrintable(name));
+        c->action->trigger();
+    }
+    void answer(const QString& text) {
+        Launcher* launcher = window->getLauncher();
+        QVERIFY(launcher);
+        launcher->getPromptEditor()->clear();
+        QTest::keyClicks(launcher->getPromptEditor(), text);
+        QTest::keyClick(launcher->getPromptEditor(), Qt::Key_Return);
+        QCoreApplication::processEvents();
+    }
+    void select(int row, int col) { view->moveSelectionAbsolute(row, col); }
+
+private slots:
+    void initTestCase() {
+        QStandardPaths::setTestModeEnabled(true);
+        TableView::autoFitWarningHook = [](const QString&, bool&) { return false; };
+    }
+    void init() {
+        dir = std::make_unique<QTemporaryDir>();
+        const QString path = dir->filePath(QStringLiteral("table.csv"));
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(kFixture);
+        file.close();
+        window = std::make_unique<MainWindow>();
+        window->setAttribute(Qt::WA_DeleteOnClose, false);
+        window->openFile(path);
+        view = window->getActiveTable();
+        QVERIFY(view);
+    }
+    void cleanup() {
+        FileDialogHelper::saveFileNameHook = nullptr;
+        window.reset();
+        dir.reset();
+    }
+
+    void addFilterThroughLauncherWithPreview() {
+        run(QStringLiteral("Add Filter"));
+        answer(QStringLiteral("qty"));
+        Launcher* launcher = window->getLauncher();
+        QVERIFY(launcher);
+        QVERIFY2(launcher->getTitleLabel()->text().startsWith(QLatin1String("Filter C1 (qty)")),
+                 qPrintable(launcher->getTitleLabel()->text()));
+        QTest::keyClicks(launcher->getPromptEditor(), QStringLiteral("5-10"));
+        QCOMPARE(launcher->getEntryFeedbackLabel()->text(), QStringLiteral("2 of 5 rows stay"));
+        // The rows that stay light up while the prompt is open.
+        QCOMPARE(view->tableModel()->getHighlightedRange().size(), std::size_t(2));
+        QTest::keyClick(launcher->getPromptEditor(), Qt::Key_Return);
+        QCoreApplication::processEvents();
+        QCOMPARE(cells(view), (QStringList{"name,qty,kind", "apple,5,fruit", "leek,7,veg"}));
+        QVERIFY(view->tableModel()->getHighlightedRange().empty());
+        QCOMPARE(window->getFiltersLabelText(), QStringLiteral("Filters: C1"));
+        QVERIFY(window->getContext().contains(ContextFiltersActive));
+        QVERIFY(window->getContext().contains(ContextFilteredOrHidden));
+        QVERIFY(window->getTableSizeLabelText().contains(QLatin1String("(3 rows x 3 columns)")));
+        run(QStringLiteral("Remove All Filters"));
+        QCOMPARE(cells(view).size(), 6);
+        QCOMPARE(window->getFiltersLabelText(), QStringLiteral("Filters: none"));
+        QVERIFY(!window->getContext().contains(ContextFilteredOrHidden));
+        run(QStringLiteral("Undo"));
+        QCOMPARE(cells(view).size(), 3);
+        run(QStringLiteral("Undo"));
+        QCOMPARE(cells(view).size(), 6);
+    }
+
+    void editAndRefreshKeepsEditedRowUntilRefresh() {
+        select(1, 2);
+        run(QStringLiteral("Filter Selected Column(s) with Selected Cell Contents"));
+        QCOMPARE(cells(view),
+                 (QStringList{"name,qty,kind", "apple,5,fruit", "pear,12,fruit", "fig,30,fruit"}));
+        // An edit breaks the filter: the row stays until the filters are refreshed.
+        view->tableModel()->setData(view->tableModel()->index(2, 2), QStringLiteral("nut"));
+        select(1, 0);
+        run(QStringLiteral("Filter Selected Row"));
+        answer(QString()); // an empty answer leaves the row unfiltered
+        QCOMPARE(cells(view).size(), 4);
+        run(QStringLiteral("Refresh Filters"));
+        QCOMPARE(cells(view), (QStringList{"name,qty,kind", "apple,5,fruit", "fig,30,fruit"}));
+    }
+
+    void hideAndShowColumnsAndRows() {
+        select(1, 1);
+        run(QStringLiteral("Hide Selected Column(s)"));
+        QCOMPARE(cells(view).front(), QStringLiteral("name,kind"));
+        QVERIFY(window->getContext().contains(ContextHiddenArrays));
+        run(QStringLiteral("Hide Empty Row(s)"));
+        QCOMPARE(cells(view).size(), 5);
+        run(QStringLiteral("Show All Hidden Column(s)"));
+        QCOMPARE(cells(view).front(), QStringLiteral("name,qty,kind"));
+        select(3, 0);
+        run(QStringLiteral("Hide All But Selected Row(s)"));
+        QCOMPARE(cells(view), (QStringList{"name,qty,kind", "leek,7,veg"}));
+        run(QStringLiteral("Show All Hidden Row(s)"));
+        QCOMPARE(cells(view).size(), 6);
+        QVERIFY(!window->getContext().contains(ContextHiddenArrays));
+    }
+
+    void removeFilteredOutAndHiddenDataThenUndo() {
+        const QStringList before = cells(view);
+        select(1, 2);
+        run(QStringLiteral("Filter Selected Column"));
+        answer(QStringLiteral("fruit"));
+        select(0, 1);
+        run(QStringLiteral("Hide Selected Column(s)"));
+        run(QStringLiteral("Remove All Filtered Out and Hidden Data"));
+        QCOMPARE(cells(view), (QStringList{"name,kind", "apple,fruit", "pear,fruit", "fig,fruit"}));
+        QCOMPARE(view->tableModel()->rowCountRaw(), 4);
+        QCOMPARE(window->getFiltersLabelText(), QStringLiteral("Filters: none"));
+        run(QStringLiteral("Undo"));
+        QCOMPARE(cells(view), (QStringList{"name,kind", "apple,fruit", "pear,fruit", "fig,fruit"}));
+        QCOMPARE(view->tableModel()->rowCountRaw(), 6);
+        run(QStringLiteral("Undo"));
+        run(QStringLiteral("Undo"));
+        QCOMPARE(cells(view), before);
+    }
+
+    void saveVisibleDataAs() {
+        select(1, 1);
+        run(QStringLiteral("Filter Selected Column with Regular Expressions"));
+        answer(QStringLiteral("^\\d$"));
+        QCOMPARE(cells(view).size(), 3);
+        const QString target = dir->filePath(QStringLiteral("visible.csv"));
+        FileDialogHelper::saveFileNameHook = [target](const QString&, const QString&, const QString&) {
+            return target;
+        };
+        MsgBoxAnswers answers;
+        run(QStringLiteral("Save Visible Data As"));
+        QFile file(target);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QCOMPARE(file.readAll(), QByteArray("name,qty,kind\napple,5,fruit\nleek,7,veg\n"));
+    }
+
+    void statusBarFilterPrompt() {
+        select(1, 1);
+        run(QStringLiteral("Filter Selected Column"));
+        answer(QStringLiteral(">10"));
+        window->onFiltersOptionsPrompt();
+        Launcher* launcher = window->getLauncher();
+        QVERIFY(launcher);
+        QCOMPARE(launcher->getTitleLabel()->text(), QStringLiteral("Filter Commands:"));
+        answer(QStringLiteral("Remove All Filters"));
+        QCOMPARE(cells(view).size(), 6);
+    }
+
+    void reloadKeepsFiltersWhenSet() {
+        select(1, 2);
+        run(QStringLiteral("Filter Selected Column"));
+        answer(QStringLiteral("veg"));
+        QCOMPARE(cells(view).size(), 2);
+        QVERIFY(window->getSettings().getValueBool(RetainSortAndFilters));
+        // A filter is a step in the history, so the reload asks first: discard.
+        MsgBoxAnswers answers;
+        answers.queue = {1};
+        run(QStringLiteral("Reload File"));
+        QCOMPARE(cells(view), (QStringList{"name,qty,kind", "leek,7,veg"}));
+        QCOMPARE(view->undoStack()->count(), 0);
+        QVERIFY(!view->isModified());
+        run(QStringLiteral("Toggle Retain Sort and Filters Upon File Refresh"));
+        run(QStringLiteral("Reload File"));
+        QCOMPARE(cells(view).size(), 6);
+        QCOMPARE(window->getFiltersLabelText(), QStringLiteral("Filters: none"));
+        run(QStringLiteral("Toggle Retain Sort and Filters Upon File Refresh"));
+    }
+
+    void readOnlyTableFilters() {
+        run(QStringLiteral("Toggle Read-Only"));
+        QVERIFY(view->isReadOnly());
+        select(1, 1);
+        run(QStringLiteral("Filter Selected Column"));
+        answer(QStringLiteral("<10"));
+        QCOMPARE(cells(view), (QStringList{"name,qty,kind", "apple,5,fruit", "leek,7,veg"}));
+        run(QStringLiteral("Remove All Filters"));
+        QCOMPARE(cells(view).size(), 6);
+    }
+};
+
+QTEST_MAIN(TestFilterCommands)
+#include "tst_filtercommands.moc"

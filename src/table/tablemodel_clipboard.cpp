@@ -84,7 +84,8 @@ void TableModel::forEachSelectedRowText(bool includeHeaders,
     }
     for (const int row : rows) {
         for (std::size_t i = 0; i < cols.size(); ++i)
-            texts[i] = cellInSelection(row, cols[i]) ? tableData.getValueModel(row, cols[i]).toString() : QString();
+            texts[i] =
+                cellInSelection(row, cols[i]) ? tableData.getValueModel(row, cols[i]).toString() : QString();
         visit(texts);
     }
 }

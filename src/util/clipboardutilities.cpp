@@ -117,10 +117,10 @@ QString decodeEntities(const QString& text) {
     if (!text.contains(u'&'))
         return text;
     static const std::map<QString, QString> named{
-        {QStringLiteral("amp"), QStringLiteral("&")},   {QStringLiteral("lt"), QStringLiteral("<")},
-        {QStringLiteral("gt"), QStringLiteral(">")},    {QStringLiteral("quot"), QStringLiteral("\"")},
-        {QStringLiteral("apos"), QStringLiteral("'")},  {QStringLiteral("nbsp"), QString(QChar(0xA0))},
-        {QStringLiteral("tab"), QStringLiteral("\t")},  {QStringLiteral("newline"), QStringLiteral("\n")},
+        {QStringLiteral("amp"), QStringLiteral("&")},  {QStringLiteral("lt"), QStringLiteral("<")},
+        {QStringLiteral("gt"), QStringLiteral(">")},   {QStringLiteral("quot"), QStringLiteral("\"")},
+        {QStringLiteral("apos"), QStringLiteral("'")}, {QStringLiteral("nbsp"), QString(QChar(0xA0))},
+        {QStringLiteral("tab"), QStringLiteral("\t")}, {QStringLiteral("newline"), QStringLiteral("\n")},
     };
     QString out;
     out.reserve(text.size());
@@ -170,7 +170,8 @@ QString htmlCellText(const QString& inner) {
     // Blanks around a break are the source's layout, not the cell's.
     text.replace(QStringLiteral(" ") + QChar(kLineBreakMark), QString(QChar(kLineBreakMark)));
     text.replace(QString(QChar(kLineBreakMark)) + QStringLiteral(" "), QString(QChar(kLineBreakMark)));
-    if (!text.isEmpty() && std::all_of(text.cbegin(), text.cend(), [](QChar ch) { return ch == kLineBreakMark; }))
+    if (!text.isEmpty() &&
+        std::all_of(text.cbegin(), text.cend(), [](QChar ch) { return ch == kLineBreakMark; }))
         return QString();
     text.replace(QChar(kLineBreakMark), u'\n');
     return decodeEntities(text);
@@ -287,7 +288,7 @@ void parseCsvByteArray(QByteArray& bytes, RangeVector& out, char delimiter, bool
             break;
         }
     }
-    if (state == 1 || state == 2 || state == 3 || state == 4) {
+    if (state >= 1 && state <= 5) {
         // The last field: a delimiter at the very end leaves an empty one.
         if (state == 1)
             field.clear();
@@ -379,8 +380,8 @@ void parseHtmlTableByteArray(const QByteArray& bytes, RangeVector& out) {
         while (true) {
             const qsizetype td = findTag(text, QLatin1String("<td"), cellPos, rowEnd);
             const qsizetype th = findTag(text, QLatin1String("<th"), cellPos, rowEnd);
-            const qsizetype cell = earliest({td, th}, -1) < 0 ? -1 : earliest({td, th}, rowEnd);
-            if (cell < 0 || cell >= rowEnd)
+            const qsizetype cell = earliest({td, th}, rowEnd);
+            if (cell >= rowEnd)
                 break;
             const qsizetype open = text.indexOf(u'>', cell);
             if (open < 0 || open >= rowEnd)
@@ -472,8 +473,9 @@ QString escapeHtmlCellText(const QString& value) {
             out += QLatin1String("<br>");
             break;
         case u' ': {
-            // Readers collapse runs of blanks and trim them at the ends of a cell.
-            const bool edge = i == 0 || i + 1 == n;
+            // Readers collapse runs of blanks and trim them at the ends of a cell and of a line.
+            auto isBreak = [](QChar c) { return c == u'\n' || c == u'\r'; };
+            const bool edge = i == 0 || i + 1 == n || isBreak(value[i - 1]) || isBreak(value[i + 1]);
             const bool run = i > 0 && value[i - 1] == u' ';
             out += edge || run ? QLatin1String("&#32;") : QLatin1String(" ");
             break;
@@ -565,9 +567,9 @@ QString pasteFormatDescription(const QString& format) {
 
 bool parsePasteDelimiterString(const QString& text, QString& delimiter) {
     static const std::map<QString, QString> names{
-        {QStringLiteral("tab"), QStringLiteral("\t")},       {QStringLiteral("\\t"), QStringLiteral("\t")},
-        {QStringLiteral("comma"), QStringLiteral(",")},      {QStringLiteral("semicolon"), QStringLiteral(";")},
-        {QStringLiteral("pipe"), QStringLiteral("|")},       {QStringLiteral("space"), QStringLiteral(" ")},
+        {QStringLiteral("tab"), QStringLiteral("\t")},  {QStringLiteral("\\t"), QStringLiteral("\t")},
+        {QStringLiteral("comma"), QStringLiteral(",")}, {QStringLiteral("semicolon"), QStringLiteral(";")},
+        {QStringLiteral("pipe"), QStringLiteral("|")},  {QStringLiteral("space"), QStringLiteral(" ")},
     };
     if (text.size() == 1) {
         const QChar ch = text.front();

@@ -107,8 +107,7 @@ bool TableView::pasteCells() {
     if (!mime)
         return false;
     // The size of what comes is known only after reading; the text's length stands for it.
-    const qint64 estimate =
-        std::max(mime->data(QStringLiteral("text/csv")).size(), mime->text().size()) / 8;
+    const qint64 estimate = std::max(mime->data(QStringLiteral("text/csv")).size(), mime->text().size()) / 8;
     ClipboardBusy busy(this, estimate, tr("Pasting..."));
     RangeVector pasted;
     m->convertMimeToCellData(mime, pasted);
@@ -142,7 +141,8 @@ bool TableView::copyCellsToMarkdown(bool includeHeaders) {
     if (!m || loading)
         return false;
     ClipboardBusy busy(this, m->numSelectedCells(), tr("Copying..."));
-    QGuiApplication::clipboard()->setText(Utilities::buildMarkdownTable(m->getSelectedTextRows(includeHeaders)));
+    QGuiApplication::clipboard()->setText(
+        Utilities::buildMarkdownTable(m->getSelectedTextRows(includeHeaders)));
     return true;
 }
 
@@ -155,7 +155,8 @@ bool TableView::copyCellsToHtml(bool includeHeaders) {
     return true;
 }
 
-bool TableView::parseSelectedCellContentsAsTable(const QString& format, const QString& delimiter, bool detect) {
+bool TableView::parseSelectedCellContentsAsTable(const QString& format, const QString& delimiter,
+                                                 bool detect) {
     TableModel* m = tableModel();
     if (!m || loading || isReadOnly())
         return false;

@@ -15,7 +15,8 @@ void MainWindow::onPasteCellsSpecialPrompt() {
         options.push_back(OptionData{format, Utilities::pasteFormatDescription(format), {}, {}, {}});
     Launcher* launcher = makePromptLauncher(tr("Select Paste Format:"), QString());
     launcher->setOptions(options);
-    connect(launcher, &Launcher::launcherResponseSignal, this, &MainWindow::onPasteCellsSpecialPromptReceived);
+    connect(launcher, &Launcher::launcherResponseSignal, this,
+            &MainWindow::onPasteCellsSpecialPromptReceived);
     paneView->setLauncher(launcher);
 }
 
@@ -33,9 +34,9 @@ void MainWindow::onPasteCellsSpecialPromptReceived(const QString& response) {
 void MainWindow::onPasteDelimiterPrompt() {
     if (!activeTable)
         return;
-    Launcher* launcher = makePromptLauncher(
-        tr("Paste with Delimiter:"),
-        tr("One character, or a name.<br>Examples: <b>;</b>, <b>|</b>, <b>tab</b>, <b>comma</b>, <b>space</b>"));
+    Launcher* launcher = makePromptLauncher(tr("Paste with Delimiter:"),
+                                            tr("One character, or a name.<br>Examples: <b>;</b>, <b>|</b>, "
+                                               "<b>tab</b>, <b>comma</b>, <b>space</b>"));
     connect(launcher, &Launcher::launcherResponseSignal, this, &MainWindow::onPasteDelimiterPromptReceived);
     paneView->setLauncher(launcher);
 }

@@ -75,6 +75,10 @@ void TableModel::forEachSelectedRowText(bool includeHeaders,
     if (rows.empty() || cols.empty())
         return;
     std::vector<QString> texts(cols.size());
+    // One block, the usual selection, needs no test per cell.
+    const bool wholeBlock = selection.size() == 1 && selection.front().type == RangeType::Table &&
+                            selection.front().excludedRows.empty() &&
+                            selection.front().excludedCols.empty() && selection.front().excludedCells.empty();
     if (includeHeaders && numHeaderRows > 0 && rows.front() >= numHeaderRows) {
         for (int row = 0; row < numHeaderRows && row < tableData.numModelRows(); ++row) {
             for (std::size_t i = 0; i < cols.size(); ++i)
@@ -84,8 +88,9 @@ void TableModel::forEachSelectedRowText(bool includeHeaders,
     }
     for (const int row : rows) {
         for (std::size_t i = 0; i < cols.size(); ++i)
-            texts[i] =
-                cellInSelection(row, cols[i]) ? tableData.getValueModel(row, cols[i]).toString() : QString();
+            texts[i] = wholeBlock || cellInSelection(row, cols[i])
+                           ? tableData.getValueModel(row, cols[i]).toString()
+                           : QString();
         visit(texts);
     }
 }

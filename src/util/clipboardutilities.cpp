@@ -80,9 +80,12 @@ std::vector<QVariant> markdownFields(const QByteArray& line) {
 
 // Case-insensitive search for an opening tag `name` (as "<td") that a name character doesn't
 // continue: "<th" is not "<thead".
+// Searches stop at `to`, so that a tag missing from a row doesn't send every cell's search
+// to the end of a long text.
 qsizetype findTag(const QString& text, QLatin1String name, qsizetype from, qsizetype to) {
+    const QStringView within = QStringView(text).first(std::min(to, text.size()));
     while (from < to) {
-        const qsizetype at = text.indexOf(name, from, Qt::CaseInsensitive);
+        const qsizetype at = within.indexOf(name, from, Qt::CaseInsensitive);
         if (at < 0 || at >= to)
             return -1;
         const qsizetype next = at + name.size();
@@ -94,20 +97,6 @@ qsizetype findTag(const QString& text, QLatin1String name, qsizetype from, qsize
         from = next;
     }
     return -1;
-}
-
-qsizetype findIn(const QString& text, QLatin1String needle, qsizetype from, qsizetype to) {
-    const qsizetype at = text.indexOf(needle, from, Qt::CaseInsensitive);
-    return at < 0 || at >= to ? -1 : at;
-}
-
-qsizetype earliest(std::initializer_list<qsizetype> positions, qsizetype fallback) {
-    qsizetype best = fallback;
-    for (const qsizetype p : positions) {
-        if (p >= 0 && p < best)
-            best = p;
-    }
-    return best;
 }
 
 // Stands for "<br>" while tags are removed and source whitespace collapses.
@@ -162,11 +151,18 @@ QString htmlCellText(const QString& inner) {
     static const QRegularExpression sourceBreaks(QStringLiteral("[\\t\\r\\n]+"));
     static const QRegularExpression blanks(QStringLiteral(" {2,}"));
     QString text = inner;
-    text.replace(lineBreak, QString(QChar(kLineBreakMark)));
-    text.remove(tag);
-    text.replace(sourceBreaks, QStringLiteral(" "));
-    text.replace(blanks, QStringLiteral(" "));
+    // Most cells are plain words; the expressions run only where they can change something.
+    if (text.contains(u'<')) {
+        text.replace(lineBreak, QString(QChar(kLineBreakMark)));
+        text.remove(tag);
+    }
+    if (text.contains(u'\n') || text.contains(u'\t') || text.contains(u'\r'))
+        text.replace(sourceBreaks, QStringLiteral(" "));
+    if (text.contains(QLatin1String("  ")))
+        text.replace(blanks, QStringLiteral(" "));
     text = text.trimmed();
+    if (!text.contains(QChar(kLineBreakMark)))
+        return decodeEntities(text);
     // Blanks around a break are the source's layout, not the cell's.
     text.replace(QStringLiteral(" ") + QChar(kLineBreakMark), QString(QChar(kLineBreakMark)));
     text.replace(QString(QChar(kLineBreakMark)) + QStringLiteral(" "), QString(QChar(kLineBreakMark)));
@@ -362,43 +358,63 @@ void parseHtmlTableByteArray(const QByteArray& bytes, RangeVector& out) {
     const qsizetype table = findTag(text, QLatin1String("<table"), 0, text.size());
     if (table < 0)
         return;
-    qsizetype tableEnd = findIn(text, QLatin1String("</table"), table, text.size());
-    if (tableEnd < 0)
-        tableEnd = text.size();
+    // One pass over the tags: rows and cells open and close by their tags, and a cell or row
+    // also ends where the next one starts, as HTML lets the closing tags out.
     std::vector<std::vector<QVariant>> rows;
-    qsizetype pos = table;
-    while (true) {
-        const qsizetype tr = findTag(text, QLatin1String("<tr"), pos, tableEnd);
-        if (tr < 0)
-            break;
-        // A row ends at its closing tag, or where the next one starts when the source leaves it out.
-        const qsizetype nextRow = findTag(text, QLatin1String("<tr"), tr + 3, tableEnd);
-        const qsizetype rowEnd =
-            earliest({findIn(text, QLatin1String("</tr"), tr, tableEnd), nextRow}, tableEnd);
-        std::vector<QVariant>& row = rows.emplace_back();
-        qsizetype cellPos = tr + 3;
-        while (true) {
-            const qsizetype td = findTag(text, QLatin1String("<td"), cellPos, rowEnd);
-            const qsizetype th = findTag(text, QLatin1String("<th"), cellPos, rowEnd);
-            const qsizetype cell = earliest({td, th}, rowEnd);
-            if (cell >= rowEnd)
-                break;
-            const qsizetype open = text.indexOf(u'>', cell);
-            if (open < 0 || open >= rowEnd)
-                break;
-            const qsizetype start = open + 1;
-            const qsizetype end = earliest({findIn(text, QLatin1String("</td"), start, rowEnd),
-                                            findIn(text, QLatin1String("</th"), start, rowEnd),
-                                            findTag(text, QLatin1String("<td"), start, rowEnd),
-                                            findTag(text, QLatin1String("<th"), start, rowEnd)},
-                                           rowEnd);
-            row.emplace_back(htmlCellText(text.mid(start, end - start)));
-            cellPos = end;
-        }
-        if (row.empty())
+    bool rowOpen = false;
+    qsizetype cellStart = -1;
+    auto closeCell = [&](qsizetype at) {
+        if (cellStart < 0)
+            return;
+        rows.back().emplace_back(htmlCellText(text.mid(cellStart, at - cellStart)));
+        cellStart = -1;
+    };
+    auto closeRow = [&](qsizetype at) {
+        closeCell(at);
+        if (rowOpen && rows.back().empty())
             rows.pop_back();
-        pos = rowEnd;
+        rowOpen = false;
+    };
+    const qsizetype n = text.size();
+    qsizetype pos = text.indexOf(u'>', table);
+    while (pos >= 0 && pos < n) {
+        const qsizetype lt = text.indexOf(u'<', pos);
+        if (lt < 0)
+            break;
+        qsizetype i = lt + 1;
+        const bool closing = i < n && text[i] == u'/';
+        if (closing)
+            ++i;
+        const qsizetype nameStart = i;
+        while (i < n && text[i].isLetterOrNumber())
+            ++i;
+        const QString name = text.mid(nameStart, i - nameStart).toLower();
+        const qsizetype gt = text.indexOf(u'>', i);
+        const qsizetype after = gt < 0 ? n : gt + 1;
+        if (name == QLatin1String("table") && closing) {
+            closeRow(lt);
+            break;
+        }
+        if (name == QLatin1String("tr")) {
+            closeRow(lt);
+            if (!closing) {
+                rows.emplace_back();
+                rowOpen = true;
+            }
+        } else if (name == QLatin1String("td") || name == QLatin1String("th")) {
+            closeCell(lt);
+            if (!closing) {
+                if (!rowOpen) {
+                    rows.emplace_back();
+                    rowOpen = true;
+                }
+                cellStart = after;
+            }
+        }
+        pos = after;
     }
+    if (rowOpen)
+        closeRow(n);
     makeParsedBlock(out, std::move(rows));
 }
 
@@ -442,6 +458,15 @@ void convertCellValueToTabField(QString& value) {
 }
 
 QString escapeHtmlCellText(const QString& value) {
+    // Most cells need nothing: no special character and no blank at an end or doubled.
+    bool plain = !value.startsWith(u' ') && !value.endsWith(u' ');
+    for (qsizetype i = 0; plain && i < value.size(); ++i) {
+        const char16_t ch = value[i].unicode();
+        plain = ch != u'&' && ch != u'<' && ch != u'>' && ch != u'"' && ch != u'\t' && ch != u'\r' &&
+                ch != u'\n' && !(ch == u' ' && value[i + 1] == u' ');
+    }
+    if (plain)
+        return value;
     QString out;
     out.reserve(value.size() + value.size() / 8);
     const qsizetype n = value.size();

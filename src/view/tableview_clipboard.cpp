@@ -34,8 +34,14 @@ public:
         QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
     }
     ~ClipboardBusy() {
-        if (dialog)
-            QGuiApplication::restoreOverrideCursor();
+        if (!dialog)
+            return;
+        QGuiApplication::restoreOverrideCursor();
+        // The keys go back to the table, where they were before the page took them.
+        QWidget* parent = dialog->parentWidget();
+        dialog.reset();
+        if (parent)
+            parent->setFocus();
     }
     ClipboardBusy(const ClipboardBusy&) = delete;
     ClipboardBusy& operator=(const ClipboardBusy&) = delete;

@@ -96,7 +96,7 @@ bool timePaste(const QString& tinyPath, const std::function<void(RangeVector&)>&
     }
     QUndoStack stack;
     BenchUtil::Timer commandTimer;
-    stack.push(new PasteCommand(target.get(), target->getSelection(), pasted, true));
+    stack.push(new PasteCommand(target.get(), target->getSelection(), std::move(pasted), true));
     commandSeconds = commandTimer.seconds();
     return stack.count() == 1;
 }

@@ -16,7 +16,7 @@ std::vector<int> lineSpan(int first, int count) {
 
 } // namespace
 
-PasteCommand::PasteCommand(TableModel* model, const RangeVector& selection, const RangeVector& pasted,
+PasteCommand::PasteCommand(TableModel* model, const RangeVector& selection, RangeVector pasted,
                            bool restoreSelection, QUndoCommand* parent)
     : TableUndoCommand(model, selection, restoreSelection, parent) {
     setText(QStringLiteral("PasteCommand"));
@@ -62,9 +62,9 @@ void PasteCommand::fillSelection(const QVariant& value) {
     model->getOrderedSetOfCols(colsInvolved, cells);
 }
 
-void PasteCommand::placeBlock(const RangeVector& pasted) {
+void PasteCommand::placeBlock(RangeVector& pasted) {
     const Range& main = model->getMainCell();
-    const Range& source = pasted.front();
+    Range& source = pasted.front();
     const int numRows = source.endRow + 1;
     const int numCols = source.endCol + 1;
     Range block(RangeType::Table, RangeIndexType::Model);
@@ -72,7 +72,7 @@ void PasteCommand::placeBlock(const RangeVector& pasted) {
     block.col = main.col;
     block.endRow = main.row + numRows - 1;
     block.endCol = main.col + numCols - 1;
-    block.tableValues = source.tableValues;
+    block.tableValues = std::move(source.tableValues);
     target.push_back(std::move(block));
 
     Range after(RangeType::Table, RangeIndexType::Model);

@@ -59,7 +59,8 @@ std::vector<QVariant> markdownFields(const QByteArray& line) {
     // The writer puts a line break in a cell as "<br>", which Markdown renders as one.
     auto store = [&fields, &field] {
         QString value = QString::fromUtf8(field.trimmed());
-        value.replace(QLatin1String("<br>"), QLatin1String("\n"));
+        if (value.contains(u'<'))
+            value.replace(QLatin1String("<br>"), QLatin1String("\n"));
         fields.emplace_back(std::move(value));
         field.clear();
     };
@@ -388,20 +389,21 @@ void parseHtmlTableByteArray(const QByteArray& bytes, RangeVector& out) {
         const qsizetype nameStart = i;
         while (i < n && text[i].isLetterOrNumber())
             ++i;
-        const QString name = text.mid(nameStart, i - nameStart).toLower();
+        const QStringView name = QStringView(text).mid(nameStart, i - nameStart);
+        auto is = [&name](QLatin1String tag) { return name.compare(tag, Qt::CaseInsensitive) == 0; };
         const qsizetype gt = text.indexOf(u'>', i);
         const qsizetype after = gt < 0 ? n : gt + 1;
-        if (name == QLatin1String("table") && closing) {
+        if (closing && is(QLatin1String("table"))) {
             closeRow(lt);
             break;
         }
-        if (name == QLatin1String("tr")) {
+        if (is(QLatin1String("tr"))) {
             closeRow(lt);
             if (!closing) {
                 rows.emplace_back();
                 rowOpen = true;
             }
-        } else if (name == QLatin1String("td") || name == QLatin1String("th")) {
+        } else if (is(QLatin1String("td")) || is(QLatin1String("th"))) {
             closeCell(lt);
             if (!closing) {
                 if (!rowOpen) {

@@ -285,7 +285,7 @@ public:
     // downwards; with `detect` the format is found from the text itself.
     bool parseSelectedCellContentsAsTable(const QString& format, const QString& delimiter, bool detect);
     // A reader's block at the main cell (or over the selection, for one cell).
-    bool pasteBlock(const RangeVector& pasted);
+    bool pasteBlock(RangeVector pasted);
 
 public slots:
     void onLoadStarted();

@@ -98,11 +98,11 @@ bool TableView::cutCells() {
     return undoStack()->count() != steps;
 }
 
-bool TableView::pasteBlock(const RangeVector& pasted) {
+bool TableView::pasteBlock(RangeVector pasted) {
     TableModel* m = tableModel();
     if (!m || loading || isReadOnly() || pasted.empty())
         return false;
-    return pushCommand(new PasteCommand(m, m->getSelection(), pasted, true));
+    return pushCommand(new PasteCommand(m, m->getSelection(), std::move(pasted), true));
 }
 
 bool TableView::pasteCells() {
@@ -117,7 +117,7 @@ bool TableView::pasteCells() {
     ClipboardBusy busy(this, estimate, tr("Pasting..."));
     RangeVector pasted;
     m->convertMimeToCellData(mime, pasted);
-    return pasteBlock(pasted);
+    return pasteBlock(std::move(pasted));
 }
 
 bool TableView::pasteCellsWithFormat(const QString& format, const QString& delimiter) {
@@ -139,7 +139,7 @@ bool TableView::pasteCellsWithFormat(const QString& format, const QString& delim
     ClipboardBusy busy(this, bytes.size() / 8, tr("Pasting..."));
     RangeVector pasted;
     parseByFormat(bytes, format, delimiter, pasted);
-    return pasteBlock(pasted);
+    return pasteBlock(std::move(pasted));
 }
 
 bool TableView::copyCellsToMarkdown(bool includeHeaders) {

@@ -40,8 +40,10 @@ public:
         // The keys go back to the table, where they were before the page took them.
         QWidget* parent = dialog->parentWidget();
         dialog.reset();
-        if (parent)
+        if (parent) {
+            parent->window()->activateWindow();
             parent->setFocus();
+        }
     }
     ClipboardBusy(const ClipboardBusy&) = delete;
     ClipboardBusy& operator=(const ClipboardBusy&) = delete;

@@ -439,7 +439,7 @@ void parseStraightTextByteArray(const QByteArray& bytes, RangeVector& out) {
 
 void convertCellValueRawToQuotes(QString& value) {
     for (const QChar ch : std::as_const(value)) {
-        if (ch == u',' || ch == u'"' || ch == u'\n' || ch == u'\r') {
+        if (ch == u',' || ch == u'"' || ch == u'\n' || ch == u'\r' || ch == u'\x1e') {
             quoteField(value);
             return;
         }
@@ -452,7 +452,7 @@ void convertCellValueToTabField(QString& value) {
         return;
     }
     for (const QChar ch : std::as_const(value)) {
-        if (ch == u'\t' || ch == u'\n' || ch == u'\r') {
+        if (ch == u'\t' || ch == u'\n' || ch == u'\r' || ch == u'\x1e') {
             quoteField(value);
             return;
         }

@@ -51,10 +51,11 @@ qint64 parsedCellCount(const RangeVector& parsed);
 void makeParsedBlock(RangeVector& out, std::vector<std::vector<QVariant>>&& rows);
 
 // A field for comma-separated text: in double quotes, inner quotes doubled, when it holds a
-// comma, a quote or a line break.
+// comma, a quote, a line break or the record separator (30), which the reader takes as a row end.
 void convertCellValueRawToQuotes(QString& value);
 // A field for tab-separated text: quoted like the above when it holds a tab or a line break or
-// starts with a quote, so that the tab reader gives the same text back.
+// starts with a quote (or holds the record separator), so that the tab reader gives the same
+// text back.
 void convertCellValueToTabField(QString& value);
 // Cell text as HTML: "&", "<", ">" and '"' as entities, a line break as "<br>", a tab and the
 // blanks that HTML would collapse or trim as character references.

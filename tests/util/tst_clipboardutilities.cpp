@@ -29,8 +29,9 @@ std::vector<std::vector<QString>> toTexts(const RangeVector& parsed) {
 
 // A random table of awkward cells, all rows as wide as `cols`.
 std::vector<std::vector<QString>> randomTable(QRandomGenerator& g, int rows, int cols, bool trimmed) {
-    static const QStringList pieces{"a",     "Zürich", ",",   "\"", "\t",   "\n", "|",  "<",    ">", "&",
-                                    "&amp;", " ",      "x y", ";",  "\r\n", "'",  "\\", "<br>", "7", "日本"};
+    static const QStringList pieces{"a",    "Zürich", ",",  "\"",    "\t", "\n",   "|",
+                                    "<",    ">",      "&",  "&amp;", " ",  "x y",  ";",
+                                    "\r\n", "'",      "\\", "<br>",  "7",  "日本", "\x1e"};
     std::vector<std::vector<QString>> table(static_cast<std::size_t>(rows));
     for (auto& row : table) {
         for (int c = 0; c < cols; ++c) {

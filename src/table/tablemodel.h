@@ -23,6 +23,7 @@
 #include <utility>
 #include <vector>
 
+class QMimeData;
 class QMutex;
 class QThread;
 class QWaitCondition;
@@ -367,6 +368,21 @@ public:
     bool areRangeVectorsSameShape(const RangeVector& a, const RangeVector& b) const;
     bool areRangeVectorsSameShapeRowWise(const RangeVector& a, const RangeVector& b) const;
     bool areRangeVectorsSameShapeColWise(const RangeVector& a, const RangeVector& b) const;
+
+    // --- Clipboard (tablemodel_clipboard.cpp) ------------------------------------------
+    // The selection as tab-separated plain text, and, for a block of more than one cell, as
+    // "text/csv" and an HTML document; a single cell goes as plain text and, without headers,
+    // in the item list form. With `includeHeaders` the header rows come first when the selection
+    // starts below them. Owned by the caller or the clipboard.
+    QMimeData* convertCellDataToMime(bool includeHeaders) const;
+    // The richest table the mime data holds, as a reader's block (util/clipboardutilities.h):
+    // the item list form, then comma-separated text, then an HTML table, then plain text.
+    void convertMimeToCellData(const QMimeData* mime, RangeVector& out) const;
+    // The selected texts row by row over the rows and columns that hold a selected cell; a
+    // column that a row does not select gives an empty text. Headers as above.
+    void forEachSelectedRowText(bool includeHeaders,
+                                const std::function<void(const std::vector<QString>&)>& visit) const;
+    std::vector<std::vector<QString>> getSelectedTextRows(bool includeHeaders) const;
 
     // --- Data services ------------------------------------------------------------------
     // Model rows below the header rows that repeat a row before them over `cols` (all columns

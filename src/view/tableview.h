@@ -352,6 +352,22 @@ public:
     bool setParsingStandardForFileSave(ParsingStandard standard);
     void commitMiddleButtonDrag(const RangeVector& cells) override;
 
+    // --- Clipboard (tableview_clipboard.cpp) ---------------------------------------------
+    // Copies put the selection on the system clipboard; pastes are one undo step each and
+    // answer false when there was nothing to paste. A large copy or paste shows progress.
+    bool copyCells(bool includeHeaders);
+    bool cutCells();
+    bool pasteCells();
+    // `format` is "Delimiter" (with `delimiter`), "Markdown", "HTML" or "Straight Text".
+    bool pasteCellsWithFormat(const QString& format, const QString& delimiter);
+    bool copyCellsToMarkdown(bool includeHeaders);
+    bool copyCellsToHtml(bool includeHeaders);
+    // Spreads the text of each selected cell into a table from that cell rightwards and
+    // downwards; with `detect` the format is found from the text itself.
+    bool parseSelectedCellContentsAsTable(const QString& format, const QString& delimiter, bool detect);
+    // A reader's block at the main cell (or over the selection, for one cell).
+    bool pasteBlock(RangeVector pasted);
+
 public slots:
     void onLoadStarted();
     void onLoadProgressUpdate(int current, int total, int sizeInMiB);

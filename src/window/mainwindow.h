@@ -249,6 +249,19 @@ public slots:
     bool commandStopEditing(const QString& path = QString());
     bool commandToggleRetainSortAndFiltersUponFileRefresh(const QString& path = QString());
     bool commandToggleLetEditorPaneConsumeNavigationKeystrokes(const QString& path = QString());
+    // Clipboard (mainwindow_clipboard.cpp, prompts in mainwindow_prompts_clipboard.cpp).
+    bool commandCutCells(const QString& path = QString());
+    bool commandCopyCells(const QString& path = QString());
+    bool commandCopyCellsWithHeader(const QString& path = QString());
+    bool commandCopyCellsToMarkdown(const QString& path = QString());
+    bool commandCopyCellsToHTML(const QString& path = QString());
+    bool commandPasteCells(const QString& path = QString());
+    bool commandPasteCellsSpecial(const QString& path = QString());
+    bool commandParseSelectedCellContentsAsTable(const QString& path = QString());
+    void onPasteCellsSpecialPrompt();
+    void onPasteCellsSpecialPromptReceived(const QString& response);
+    void onPasteDelimiterPrompt();
+    void onPasteDelimiterPromptReceived(const QString& response);
     // Data (mainwindow_data.cpp): move, insert, transpose, delete, duplicate.
     bool commandMoveCellContentsUp(const QString& path = QString());
     bool commandMoveCellContentsDown(const QString& path = QString());

@@ -9,7 +9,9 @@
 #include "window/paneview.h"
 
 #include <QAction>
+#include <QClipboard>
 #include <QFile>
+#include <QGuiApplication>
 #include <QHash>
 #include <QLabel>
 #include <QLineEdit>
@@ -357,13 +359,18 @@ private slots:
         auto window = openWindow();
         const Commands& commands = window->getCommands();
         const auto& grid = window->getActiveTable()->getContextMenuActions();
-        QVERIFY(!grid.empty() && grid.front() == commands.insertRowsBefore.action);
+        // Cut, copy and paste first, then the rest.
+        QVERIFY(grid.size() > 4 && grid[0] == commands.cutCells.action &&
+                grid[1] == commands.copyCells.action && grid[2] == commands.pasteCells.action && !grid[3] &&
+                grid[4] == commands.insertRowsBefore.action);
         QVERIFY(std::find(grid.begin(), grid.end(), commands.removeRows.action) != grid.end());
         QVERIFY(grid.back() == commands.setHeadersToSelectedCell.action);
         // Nothing that runs nothing yet, and no separator at an end or twice.
         for (std::size_t i = 0; i < grid.size(); ++i) {
             QVERIFY(grid[i] || (i > 0 && i + 1 < grid.size() && grid[i - 1]));
-            QVERIFY(std::find(grid.begin(), grid.end(), commands.cutCells.action) == grid.end());
+            const auto& wired = commands.wiredCommands();
+            QVERIFY(!grid[i] || std::any_of(wired.begin(), wired.end(),
+                                            [&](const Command* c) { return c->action == grid[i]; }));
         }
     }
 
@@ -407,6 +414,8 @@ private slots:
                                                         : window->getSettings().getValueBool(cmd.setting);
         const bool readOnlyBefore = view->isReadOnly();
         const QPointer<TableView> stillThere(view);
+        // A known clipboard, so that a paste has something to paste and a copy shows.
+        QGuiApplication::clipboard()->setText(QStringLiteral("pasted"));
         cmd.action->trigger();
         if (!enabled)
             return; // disabled by its rule here, e.g. a command for a filtered table
@@ -463,14 +472,23 @@ private slots:
             QStringLiteral("Show Hidden Row(s) in Selection"),
             QStringLiteral("Show Hidden Column(s) in Selection"), QStringLiteral("Show Empty Row(s)"),
             QStringLiteral("Show Empty Column(s)"), QStringLiteral("Remove All Filtered Out and Hidden Data"),
-            QStringLiteral("Add Filter"), QStringLiteral("Add Filter with Regular Expressions")};
+            QStringLiteral("Add Filter"), QStringLiteral("Add Filter with Regular Expressions"),
+            // The fixture's cells hold no table to spread.
+            QStringLiteral("Parse Selected Cell Contents as Table")};
         if (nothingToDo.contains(name)) {
             QCOMPARE(cells(view), tableBefore);
             QCOMPARE(selection(view), selectionBefore);
             QCOMPARE(view->undoStack()->count(), stepsBefore);
             return;
         }
-        const bool dataCommand = cmd.category.startsWith(QLatin1String("Data")) && cmd.setting == NoSetting;
+        // Cut and paste change cells in one step as the Data commands do.
+        static const QStringList clipboardEdits{QStringLiteral("Cut Cell(s)"),
+                                                QStringLiteral("Paste Cell(s)")};
+        const bool dataCommand =
+            (cmd.category.startsWith(QLatin1String("Data")) && cmd.setting == NoSetting) ||
+            clipboardEdits.contains(name);
+        if (name.startsWith(QLatin1String("Copy Cell(s)")))
+            QVERIFY(QGuiApplication::clipboard()->text() != QLatin1String("pasted"));
         if (dataCommand) {
             // One step that changes the table, and its undo gives back table and selection.
             QCOMPARE(view->undoStack()->count(), stepsBefore + 1);

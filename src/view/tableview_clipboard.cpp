@@ -1,0 +1,201 @@
+#include "view/tableview.h"
+
+#include "table/pastecommand.h"
+#include "table/setmodeldatacommand.h"
+#include "table/tablemodel.h"
+#include "util/clipboardutilities.h"
+
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QMimeData>
+#include <QProgressDialog>
+
+#include <map>
+
+namespace {
+
+// From this many cells on, copies and pastes say that they are working: a million cells take
+// long enough to look like a hang otherwise.
+constexpr qint64 kBusyCells = 200000;
+
+// A progress page without steps over a long clipboard job, painted before the job starts.
+class ClipboardBusy {
+public:
+    ClipboardBusy(QWidget* parent, qint64 cells, const QString& label) {
+        if (cells < kBusyCells)
+            return;
+        dialog = std::make_unique<QProgressDialog>(label, QString(), 0, 0, parent);
+        dialog->setObjectName(QStringLiteral("clipboardProgressDialog"));
+        dialog->setWindowTitle(QObject::tr("Clipboard"));
+        dialog->setWindowModality(Qt::WindowModal);
+        dialog->setMinimumDuration(0);
+        dialog->setValue(0);
+        QGuiApplication::setOverrideCursor(Qt::WaitCursor);
+        QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+    }
+    ~ClipboardBusy() {
+        if (!dialog)
+            return;
+        QGuiApplication::restoreOverrideCursor();
+        // The keys go back to the table, where they were before the page took them.
+        QWidget* parent = dialog->parentWidget();
+        dialog.reset();
+        if (parent) {
+            parent->window()->activateWindow();
+            parent->setFocus();
+        }
+    }
+    ClipboardBusy(const ClipboardBusy&) = delete;
+    ClipboardBusy& operator=(const ClipboardBusy&) = delete;
+
+private:
+    std::unique_ptr<QProgressDialog> dialog;
+};
+
+void parseByFormat(QByteArray& bytes, const QString& format, const QString& delimiter, RangeVector& out) {
+    if (format == QLatin1String("Markdown")) {
+        Utilities::parseMarkdownTableByteArray(bytes, out);
+    } else if (format == QLatin1String("HTML")) {
+        Utilities::parseHtmlTableByteArray(bytes, out);
+    } else if (format == QLatin1String("Straight Text")) {
+        Utilities::parseStraightTextByteArray(bytes, out);
+    } else if (format == QLatin1String("Delimiter")) {
+        const QByteArray d = delimiter.toUtf8();
+        if (d.size() == 1)
+            Utilities::parseCsvByteArray(bytes, out, d.front(), true);
+        else
+            out.clear();
+    } else {
+        out.clear();
+    }
+}
+
+// The format the text itself shows: a Markdown or HTML table, else delimited text.
+void parseDetected(QByteArray& bytes, RangeVector& out) {
+    if (Utilities::containsMarkdownTable(bytes))
+        Utilities::parseMarkdownTableByteArray(bytes, out);
+    else if (Utilities::containsHtmlTable(bytes))
+        Utilities::parseHtmlTableByteArray(bytes, out);
+    else
+        Utilities::parseCsvByteArray(bytes, out, Utilities::detectDelimiterInByteArray(bytes), true);
+}
+
+} // namespace
+
+bool TableView::copyCells(bool includeHeaders) {
+    TableModel* m = tableModel();
+    if (!m || loading)
+        return false;
+    ClipboardBusy busy(this, m->numSelectedCells(), tr("Copying..."));
+    QGuiApplication::clipboard()->setMimeData(m->convertCellDataToMime(includeHeaders));
+    return true;
+}
+
+bool TableView::cutCells() {
+    TableModel* m = tableModel();
+    if (!m || loading || isReadOnly() || !copyCells(false))
+        return false;
+    const int steps = undoStack()->count();
+    clearCellContents();
+    return undoStack()->count() != steps;
+}
+
+bool TableView::pasteBlock(RangeVector pasted) {
+    TableModel* m = tableModel();
+    if (!m || loading || isReadOnly() || pasted.empty())
+        return false;
+    return pushCommand(new PasteCommand(m, m->getSelection(), std::move(pasted), true));
+}
+
+bool TableView::pasteCells() {
+    TableModel* m = tableModel();
+    if (!m || loading || isReadOnly())
+        return false;
+    const QMimeData* mime = QGuiApplication::clipboard()->mimeData();
+    if (!mime)
+        return false;
+    // The size of what comes is known only after reading; the text's length stands for it.
+    const qint64 estimate = std::max(mime->data(QStringLiteral("text/csv")).size(), mime->text().size()) / 8;
+    ClipboardBusy busy(this, estimate, tr("Pasting..."));
+    RangeVector pasted;
+    m->convertMimeToCellData(mime, pasted);
+    return pasteBlock(std::move(pasted));
+}
+
+bool TableView::pasteCellsWithFormat(const QString& format, const QString& delimiter) {
+    TableModel* m = tableModel();
+    if (!m || loading || isReadOnly())
+        return false;
+    const QMimeData* mime = QGuiApplication::clipboard()->mimeData();
+    if (!mime)
+        return false;
+    QByteArray bytes;
+    if (format == QLatin1String("HTML") && mime->hasHtml())
+        bytes = mime->html().toUtf8();
+    else if (mime->hasFormat(QStringLiteral("text/plain")))
+        bytes = mime->data(QStringLiteral("text/plain"));
+    else if (mime->hasFormat(QStringLiteral("text/plain;charset=utf-8")))
+        bytes = mime->data(QStringLiteral("text/plain;charset=utf-8"));
+    else
+        bytes = mime->text().toUtf8();
+    ClipboardBusy busy(this, bytes.size() / 8, tr("Pasting..."));
+    RangeVector pasted;
+    parseByFormat(bytes, format, delimiter, pasted);
+    return pasteBlock(std::move(pasted));
+}
+
+bool TableView::copyCellsToMarkdown(bool includeHeaders) {
+    TableModel* m = tableModel();
+    if (!m || loading)
+        return false;
+    ClipboardBusy busy(this, m->numSelectedCells(), tr("Copying..."));
+    QGuiApplication::clipboard()->setText(
+        Utilities::buildMarkdownTable(m->getSelectedTextRows(includeHeaders)));
+    return true;
+}
+
+bool TableView::copyCellsToHtml(bool includeHeaders) {
+    TableModel* m = tableModel();
+    if (!m || loading)
+        return false;
+    ClipboardBusy busy(this, m->numSelectedCells(), tr("Copying..."));
+    QGuiApplication::clipboard()->setText(Utilities::buildHtmlTable(m->getSelectedTextRows(includeHeaders)));
+    return true;
+}
+
+bool TableView::parseSelectedCellContentsAsTable(const QString& format, const QString& delimiter,
+                                                 bool detect) {
+    TableModel* m = tableModel();
+    if (!m || loading || isReadOnly())
+        return false;
+    const TableData& data = m->getTableData();
+    // Later cells win where two blocks meet; every source is read before anything is written.
+    std::map<std::pair<int, int>, QString> writes;
+    for (const auto& [row, col] : m->getSelectionIndexes()) {
+        QByteArray bytes = data.getValueModel(row, col).toString().toUtf8();
+        if (bytes.isEmpty())
+            continue;
+        RangeVector parsed;
+        if (detect)
+            parseDetected(bytes, parsed);
+        else
+            parseByFormat(bytes, format, delimiter, parsed);
+        const auto& rows = Utilities::parsedRows(parsed);
+        for (std::size_t r = 0; r < rows.size(); ++r) {
+            for (std::size_t c = 0; c < rows[r].size(); ++c)
+                writes[{row + static_cast<int>(r), col + static_cast<int>(c)}] = rows[r][c].toString();
+        }
+    }
+    RangeVector cells;
+    for (auto& [at, text] : writes) {
+        // Cells that keep their text stay out, so a cell with nothing to split is no change.
+        if (data.getValueModel(at.first, at.second).toString() == text)
+            continue;
+        Range cell(at.first, at.second, RangeIndexType::Model);
+        cell.value = std::move(text);
+        cells.push_back(std::move(cell));
+    }
+    if (cells.empty())
+        return false;
+    return pushCommand(new SetModelDataCommand(m, cells, true));
+}

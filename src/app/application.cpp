@@ -4,6 +4,7 @@
 #include "util/appdatautilities.h"
 #include "util/fileparameterutilities.h"
 #include "window/mainwindow.h"
+#include "window/shortcutpreferences.h"
 
 #include <QDesktopServices>
 #include <QDir>
@@ -135,6 +136,9 @@ Application::Application(int& argc, char** argv, bool allowSecondary, Options mo
     appDataPath = Utilities::getAppDataLocation();
     Utilities::handleAppDataInRedundantFolders();
     QDir().mkpath(appDataPath);
+    // A missing or damaged preference file never stops the start: it is made anew.
+    bool preferenceFileExisted[3] = {false, false, false};
+    PreferenceFiles::setUpPreferenceFiles(preferenceFileExisted);
 
     QDir::setCurrent(QDir(QDir::homePath()).absolutePath());
 
@@ -145,6 +149,9 @@ Application::Application(int& argc, char** argv, bool allowSecondary, Options mo
     loadConfig(geometryLoaded, showSideBar, showMetadata);
     if (!geometryLoaded)
         applyDefaultGeometry(mainWindow);
+    if (prefFileVersion != kVersion)
+        mainWindow->updatePreferenceFiles(preferenceFileExisted);
+    onThemeChanged(mainWindow->getSettings().getTheme());
 
     makeMainWindowConnections(mainWindow);
     mainWindow->show();
@@ -231,6 +238,7 @@ void Application::makeMainWindowConnections(MainWindow* window) {
             Qt::UniqueConnection);
     connect(window, &MainWindow::createNewInstanceSignal, this, &Application::createNewInstance,
             Qt::UniqueConnection);
+    connect(window, &MainWindow::setThemeSignal, this, &Application::onThemeChanged, Qt::UniqueConnection);
 }
 
 void Application::createNewInstance(bool newWindowFromOutside, const QStringList& filepaths) {
@@ -444,6 +452,16 @@ void Application::loadConfig(bool& geometryLoaded, bool& showSideBar, bool& show
     readBool(Key::centerVertically, print.centerVertically);
     readBool(Key::centerHorizontally, print.centerHorizontally);
     window->setPrintSettings(print);
+}
+
+void Application::onThemeChanged(const Theme& theme) {
+    // The style sheet is the costly part: set it only when the theme changed.
+    if (currentThemeApplied && theme.name == currentTheme.name && theme.getStyleSheet() == currentStyleSheet)
+        return;
+    currentTheme = theme;
+    currentThemeApplied = true;
+    currentStyleSheet = theme.getStyleSheet();
+    setStyleSheet(currentStyleSheet);
 }
 
 void Application::updateConfigFile(const ConfigData& data) {

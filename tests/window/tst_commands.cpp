@@ -94,6 +94,7 @@ class TestCommands : public QObject {
     Q_OBJECT
 
 private:
+    QTemporaryDir home;
     std::unique_ptr<QTemporaryDir> dir;
 
     QString fixture() const { return writeFile(dir->filePath(QStringLiteral("table.csv")), kFixture); }
@@ -110,6 +111,9 @@ private:
 private slots:
     void initTestCase() {
         QStandardPaths::setTestModeEnabled(true);
+        // The preference files that commands write stay in this test's own home.
+        QVERIFY(home.isValid());
+        qputenv("HOME", home.path().toLocal8Bit());
         TableView::autoFitWarningHook = [](const QString&, bool&) { return false; };
     }
 
@@ -335,10 +339,11 @@ private slots:
             titles.append(top->text());
             walk(top->menu());
         }
-        QCOMPARE(titles,
-                 (QStringList{QStringLiteral("&File"), QStringLiteral("&Edit"), QStringLiteral("&Data"),
-                              QStringLiteral("&Selection"), QStringLiteral("&View"), QStringLiteral("&Tools"),
-                              QStringLiteral("&Go To"), QStringLiteral("&Help")}));
+        QCOMPARE(
+            titles,
+            (QStringList{QStringLiteral("&File"), QStringLiteral("&Edit"), QStringLiteral("&Data"),
+                         QStringLiteral("&Selection"), QStringLiteral("&View"), QStringLiteral("&Tools"),
+                         QStringLiteral("&Go To"), QStringLiteral("&Preferences"), QStringLiteral("&Help")}));
         const Commands& commands = window.getCommands();
         int wiredInMenus = 0;
         for (const Command& c : commands.getCommands()) {
@@ -448,7 +453,12 @@ private slots:
         // Anything else leaves the cells alone and the history as it was.
         QCOMPARE(cells(view), tableBefore);
         QCOMPARE(view->undoStack()->count(), stepsBefore);
-        if (valueSetting) {
+        if (cmd.setting == ThemeOption) {
+            // "5 4" names no theme: the prompt comes back with it, and the theme stays.
+            QVERIFY(window->getLauncher());
+            QCOMPARE(window->getLauncher()->getPromptEditor()->text(), QStringLiteral("5 4"));
+            QCOMPARE(window->getSettings().getTheme().name, QStringLiteral("Dark"));
+        } else if (valueSetting) {
             // Answered "2" above.
             QCOMPARE(cmd.setting == HeaderRows ? view->getNumHeaderRows() : view->getNumHeaderCols(), 2);
         } else if (cmd.setting == ReadOnly) {

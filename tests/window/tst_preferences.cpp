@@ -1,0 +1,242 @@
+#include "window/mainwindow.h"
+
+#include "preferences/preferencefiles.h"
+#include "table/tablemodel.h"
+#include "util/appdatautilities.h"
+#include "util/msgboxanswers.h"
+#include "view/tableview.h"
+#include "window/launcher.h"
+#include "window/shortcutpreferences.h"
+
+#include <QAction>
+#include <QDir>
+#include <QFile>
+#include <QLabel>
+#include <QLineEdit>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+void writeFile(const QString& path, const QByteArray& content) {
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile file(path);
+    if (file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        file.write(content);
+}
+
+QByteArray readFile(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+const Command& command(const MainWindow& window, const QString& name) {
+    const Command* found = window.getCommands().findByName(name);
+    if (!found)
+        qFatal("no command %s", qPrintable(name));
+    return *found;
+}
+
+QList<QKeySequence> keys(const char* text) {
+    QList<QKeySequence> out;
+    for (const QByteArray& part : QByteArray(text).split('|'))
+        out.append(QKeySequence::fromString(QString::fromLatin1(part)));
+    return out;
+}
+
+// The model row whose first cell is `key`, below the header.
+int rowOf(const TableModel* model, const QString& key) {
+    for (int row = 0; row < model->rowCountModel(); ++row) {
+        if (model->getTableData().getValueModel(row, 0).toString() == key)
+            return row;
+    }
+    return -1;
+}
+
+std::unique_ptr<MainWindow> makeWindow() {
+    auto window = std::make_unique<MainWindow>();
+    window->setAttribute(Qt::WA_DeleteOnClose, false);
+    return window;
+}
+
+} // namespace
+
+class TestPreferences : public QObject {
+    Q_OBJECT
+
+private:
+    QTemporaryDir home;
+    std::unique_ptr<QTemporaryDir> dir;
+
+    QString table(const char* name, const QByteArray& content) const {
+        const QString path = dir->filePath(QString::fromLatin1(name));
+        writeFile(path, content);
+        return path;
+    }
+
+private slots:
+    void initTestCase() {
+        // Each start of this test has a data folder of its own.
+        QVERIFY(home.isValid());
+        qputenv("HOME", home.path().toLocal8Bit());
+        QStandardPaths::setTestModeEnabled(true);
+        TableView::autoFitWarningHook = [](const QString&, bool&) { return false; };
+    }
+
+    void init() {
+        dir = std::make_unique<QTemporaryDir>();
+        QVERIFY(dir->isValid());
+        QDir(Utilities::getAppDataLocation()).removeRecursively();
+        bool existed[3];
+        PreferenceFiles::setUpPreferenceFiles(existed);
+        QCOMPARE(existed[0] || existed[1] || existed[2], false);
+    }
+
+    // The files made at start are read back as the defaults.
+    void defaultsRoundTrip() {
+        auto window = makeWindow();
+        QCOMPARE(command(*window, "Select Entire Table").action->shortcuts(), keys("ctrl+a"));
+        QCOMPARE(command(*window, "Undo").shortcut, QStringLiteral("cmd+z"));
+        QCOMPARE(window->getSettings().getValueInt(TextSize), 12);
+        QCOMPARE(window->getExtensionDataFromFileExtension("csv").delimiter, QStringLiteral("(auto)"));
+        QCOMPARE(window->getExtensionDataFromFileExtension("tsv").delimiter, QStringLiteral("\t"));
+        bool existed[3];
+        PreferenceFiles::setUpPreferenceFiles(existed);
+        QVERIFY(existed[0] && existed[1] && existed[2]);
+    }
+
+    // Keys, the launcher's text and "(none)" follow the file; bad text keeps the default.
+    void userShortcuts() {
+        writeFile(Utilities::getShortcutsFilepath(), "my own notes\n"
+                                                     "User Shortcut,Command\n"
+                                                     "alt+shift+q|f9,Select Entire Table\n"
+                                                     "(none),Undo\n"
+                                                     "nonsense+++,Redo\n"
+                                                     "ctrl+f12,About\n");
+        auto window = makeWindow();
+        QCOMPARE(command(*window, "Select Entire Table").action->shortcuts(), keys("alt+shift+q|f9"));
+        QCOMPARE(command(*window, "Select Entire Table").shortcut, QStringLiteral("alt+shift+q|f9"));
+        QVERIFY(command(*window, "Undo").action->shortcuts().isEmpty());
+        QCOMPARE(command(*window, "Redo").action->shortcuts(), keys("ctrl+y"));
+        // "ctrl" is the physical Control key, which Qt names Meta.
+        QCOMPARE(command(*window, "About").action->shortcuts(), keys("meta+f12"));
+
+        // The file emptied: every command is back at its default.
+        writeFile(Utilities::getShortcutsFilepath(), "Command,User Shortcut\n");
+        window->loadCommandsFromFile();
+        QCOMPARE(command(*window, "Select Entire Table").action->shortcuts(), keys("ctrl+a"));
+        QCOMPARE(command(*window, "Undo").action->shortcuts(), keys("ctrl+z"));
+    }
+
+    // Changed and saved in its own tab, a shortcut works at once and the old key no longer does.
+    void shortcutEditedInItsTab() {
+        MsgBoxAnswers answers;
+        auto window = makeWindow();
+        window->openFile(table("data.csv", "a,b\n1,2\n3,4\n"));
+        TableView* data = window->getActiveTable();
+        window->show();
+        QVERIFY(QTest::qWaitForWindowActive(window.get()));
+
+        QVERIFY(window->commandEditKeyboardShortcuts());
+        TableView* shortcuts = window->getActiveTable();
+        QVERIFY(shortcuts != data);
+        TableModel* model = shortcuts->tableModel();
+        const int row = rowOf(model, QStringLiteral("Select Entire Table"));
+        QVERIFY(row > 11);
+        QVERIFY(model->setData(model->index(row, 2), QStringLiteral("alt+shift+q")));
+        QVERIFY(window->commandSaveFile());
+
+        window->setActiveTable(data);
+        data->setFocus();
+        data->moveSelectionAbsolute(1, 1);
+        QTest::keyClick(data, Qt::Key_A, Qt::ControlModifier);
+        QCOMPARE(data->tableModel()->getSelectionSize().numCells, 1);
+        QTest::keyClick(data, Qt::Key_Q, Qt::AltModifier | Qt::ShiftModifier);
+        QVERIFY(data->tableModel()->getSelectionSize().numCells > 1);
+        QCOMPARE(command(*window, "Select Entire Table").shortcut, QStringLiteral("alt+shift+q"));
+        QVERIFY(
+            readFile(Utilities::getShortcutsFilepath()).contains("Select Entire Table,cmd+a,alt+shift+q"));
+    }
+
+    // A default table setting saved from its tab applies to files opened afterwards.
+    void tableSettingForNewFiles() {
+        MsgBoxAnswers answers;
+        auto window = makeWindow();
+        QVERIFY(window->commandEditSettings());
+        TableModel* model = window->getActiveTable()->tableModel();
+        const int row = rowOf(model, QStringLiteral("Number of Header Rows"));
+        QVERIFY(row > 7);
+        QVERIFY(model->setData(model->index(row, 4), QStringLiteral("2")));
+        QVERIFY(
+            model->setData(model->index(rowOf(model, QStringLiteral("Text Size")), 4), QStringLiteral("15")));
+        QVERIFY(window->commandSaveFile());
+        QCOMPARE(window->getSettings().getValueInt(HeaderRows), 2);
+        QCOMPARE(window->getSettings().getValueInt(TextSize), 15);
+
+        window->openFile(table("later.csv", "h1,h2\nh3,h4\n1,2\n"));
+        QCOMPARE(window->getActiveTable()->getNumHeaderRows(), 2);
+    }
+
+    // The extension table follows its file: a new extension opens with its delimiter.
+    void extensionsFromTheirTab() {
+        MsgBoxAnswers answers;
+        auto window = makeWindow();
+        QVERIFY(window->commandEditFileExtensionOptions());
+        TableModel* model = window->getActiveTable()->tableModel();
+        const int row = rowOf(model, QStringLiteral("psv")) + 1;
+        QVERIFY(row > 10);
+        const QStringList cells{".DAT ", ";", "Windows", "UTF-8", "RFC 4180"};
+        for (int col = 0; col < cells.size(); ++col)
+            QVERIFY(model->setData(model->index(row, col), cells.at(col)));
+        QVERIFY(window->commandSaveFile());
+        const ExtensionData dat = window->getExtensionDataFromFileExtension("dat");
+        QCOMPARE(dat.delimiter, QStringLiteral(";"));
+        QCOMPARE(dat.lineEnding, LINE_ENDING_WINDOWS);
+
+        window->openFile(table("x.dat", "a;b;c\n1;2;3\n"));
+        QCOMPARE(window->getActiveTable()->tableModel()->columnCountRaw(), 3);
+    }
+
+    // Garbage in every file: the window starts with the defaults, and start-up makes them anew.
+    void garbageFiles() {
+        for (const QString& path : {Utilities::getSettingsFilepath(), Utilities::getShortcutsFilepath(),
+                                    Utilities::getExtensionsFilepath()})
+            writeFile(path, QByteArray("\"\x01,\n\xff\xfe\",,\"\n", 12));
+        {
+            auto window = makeWindow();
+            QCOMPARE(command(*window, "Undo").action->shortcuts(), keys("ctrl+z"));
+            QCOMPARE(window->getSettings().getValueInt(TextSize), 12);
+            QCOMPARE(window->getExtensionDataFromFileExtension("psv").delimiter, QStringLiteral("|"));
+        }
+        bool existed[3];
+        PreferenceFiles::setUpPreferenceFiles(existed);
+        QVERIFY(!existed[0] && !existed[1] && !existed[2]);
+        QVERIFY(PreferenceFiles::testSettingsFileValidity());
+        QVERIFY(PreferenceFiles::testShortcutsFileValidity());
+        QVERIFY(PreferenceFiles::testExtensionsFileValidity());
+    }
+
+    // Set Theme asks among the theme names, applies the choice and remembers it in the file.
+    void setTheme() {
+        writeFile(Utilities::getThemesFolderpath() + QStringLiteral("/Ocean.csv"),
+                  "Background1Color,003355,\nTextColor,ffffff,\nCellColor,002244,150\n");
+        auto window = makeWindow();
+        window->openFile(table("t.csv", "a\n"));
+        QVERIFY(window->commandSetTheme());
+        Launcher* launcher = window->getLauncher();
+        QVERIFY(launcher);
+        launcher->getPromptEditor()->setText(QStringLiteral("ocean"));
+        QTest::keyClick(launcher->getPromptEditor(), Qt::Key_Return);
+        QCOMPARE(window->getSettings().getTheme().name, QStringLiteral("Ocean"));
+        QCOMPARE(window->getSettings().getTheme().CellColor, QColor(0x00, 0x22, 0x44).lighter(150));
+        QVERIFY(readFile(Utilities::getSettingsFilepath()).contains("Theme,Global,theme,Dark,Ocean"));
+
+        // Read back at the next start.
+        auto next = makeWindow();
+        QCOMPARE(next->getSettings().getTheme().name, QStringLiteral("Ocean"));
+    }
+};
+
+QTEST_MAIN(TestPreferences)
+#include "tst_preferences.moc"

@@ -334,7 +334,7 @@ const std::vector<CommandRow>& Commands::rows() {
         {"Web Search for Selected Places in Map", "Go To", NoScope, true, Any, None, "", NoSetting, false, &Commands::webSearchForSelectedPlacesInMap, run<&MainWindow::commandWebSearchForSelectedPlacesInMap>},
         {"Set Search Engine", "Go To", GlobalScope, true, Any, None, "", SearchEngine, true, &Commands::setSearchEngine, nullptr},
         {"Set Online Map", "Go To", GlobalScope, true, Any, None, "", OnlineMap, false, &Commands::setOnlineMap, nullptr},
-        {"Preferences", "Preferences", NoScope, true, Any, None, "", NoSetting, false, &Commands::preferences, nullptr},
+        {"Preferences", "Preferences", NoScope, true, Any, None, "", NoSetting, false, &Commands::preferences, run<&MainWindow::commandPreferences>},
         {"Edit Settings", "Preferences", NoScope, true, Any, None, "", NoSetting, true, &Commands::editSettings, run<&MainWindow::commandEditSettings>},
         {"Edit Keyboard Shortcuts", "Preferences", NoScope, true, Any, None, "", NoSetting, false, &Commands::editKeyboardShortcuts, run<&MainWindow::commandEditKeyboardShortcuts>},
         {"Edit File Extension Options", "Preferences", NoScope, true, Any, None, "", NoSetting, false, &Commands::editFileExtensionOptions, run<&MainWindow::commandEditFileExtensionOptions>},

@@ -12,6 +12,7 @@
 #include <QDateTime>
 #include <QList>
 #include <QMainWindow>
+#include <QPointer>
 #include <QString>
 #include <QStringList>
 
@@ -21,6 +22,7 @@
 class EditableDataContainer;
 class Launcher;
 class PaneView;
+class PreferencesWindow;
 class QFileSystemWatcher;
 class QLabel;
 class QScrollArea;
@@ -207,6 +209,9 @@ public:
     void onThemesDirectoryChanged(const QString& path);
     // Puts the theme into the settings, remembers it in the settings file and applies it.
     void setTheme(const Theme& theme);
+    // Reads all three files again, after the preferences window wrote them.
+    void reloadPreferences();
+    PreferencesWindow* getPreferencesWindow() const;
 
     // --- What "Orvane.ini" restores ---------------------------------------------------------
     void setDefaultOpenFolderpath(const QString& path) { defaultOpenFolderpath = path; }
@@ -423,6 +428,7 @@ public slots:
     bool commandGoToFile(const QString& path = QString());
     bool commandMoveCellContentsTo(const QString& path = QString());
     // Preferences (mainwindow_preferences.cpp).
+    bool commandPreferences(const QString& path = QString());
     bool commandEditSettings(const QString& path = QString());
     bool commandEditKeyboardShortcuts(const QString& path = QString());
     bool commandEditFileExtensionOptions(const QString& path = QString());
@@ -579,6 +585,7 @@ private:
     QFileSystemWatcher* fileWatcher = nullptr;
     QFileSystemWatcher* preferenceWatcher = nullptr;
     QFileSystemWatcher* themesWatcher = nullptr;
+    QPointer<PreferencesWindow> preferencesWindow;
     struct WatchedState {
         qint64 size = -1;
         QDateTime modified;

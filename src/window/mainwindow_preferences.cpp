@@ -9,6 +9,7 @@
 #include "view/tableview.h"
 #include "window/launcher.h"
 #include "window/paneview.h"
+#include "window/preferenceswindow.h"
 #include "window/shortcutpreferences.h"
 
 #include <QDir>
@@ -109,6 +110,34 @@ bool MainWindow::openPreferenceFile(const QString& path) {
     return made && openFiles(QList<QString>{path});
 }
 
+bool MainWindow::commandPreferences(const QString&) {
+    if (!preferencesWindow) {
+        preferencesWindow = new PreferencesWindow(settings, commands, extensions, this);
+        connect(preferencesWindow, &PreferencesWindow::updateSignal, this, &MainWindow::reloadPreferences);
+        connect(preferencesWindow, &PreferencesWindow::makeExtensionsFileSignal, this,
+                [] { PreferenceFiles::makeExtensionsFile(); });
+    }
+    preferencesWindow->show();
+    preferencesWindow->raise();
+    preferencesWindow->activateWindow();
+    preferencesWindow->openTab(PreferencesWindow::SettingsTab);
+    return true;
+}
+
+PreferencesWindow* MainWindow::getPreferencesWindow() const {
+    return preferencesWindow.data();
+}
+
+void MainWindow::reloadPreferences() {
+    loadCommandsFromFile();
+    setupMenus();
+    loadSettingsFromFile();
+    propagateSettings();
+    refreshToggles();
+    setupExtensions();
+    watchPreferenceFiles();
+}
+
 bool MainWindow::commandEditSettings(const QString&) {
     return openPreferenceFile(Utilities::getSettingsFilepath());
 }
@@ -181,7 +210,7 @@ void MainWindow::onSetThemePrompt() {
         OptionData option;
         option.option = name;
         if (name.compare(current, Qt::CaseInsensitive) == 0)
-            option.value = tr("current");
+            option.description = tr("The theme in use");
         options.push_back(option);
     }
     Launcher* launcher =

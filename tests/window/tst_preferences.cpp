@@ -5,15 +5,22 @@
 #include "util/appdatautilities.h"
 #include "util/msgboxanswers.h"
 #include "view/tableview.h"
+#include "window/fileextensionswidget.h"
 #include "window/launcher.h"
+#include "window/preferenceswindow.h"
+#include "window/settingswidget.h"
 #include "window/shortcutpreferences.h"
+#include "window/shortcutswidget.h"
 
 #include <QAction>
+#include <QComboBox>
 #include <QDir>
 #include <QFile>
 #include <QLabel>
 #include <QLineEdit>
+#include <QSpinBox>
 #include <QStandardPaths>
+#include <QTableWidget>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -235,6 +242,96 @@ private slots:
         // Read back at the next start.
         auto next = makeWindow();
         QCOMPARE(next->getSettings().getTheme().name, QStringLiteral("Ocean"));
+    }
+
+    // What the preferences window applies is what the files then say and the window then does.
+    void preferencesWindowApplies() {
+        MsgBoxAnswers answers;
+        auto window = makeWindow();
+        QVERIFY(window->commandPreferences());
+        PreferencesWindow* prefs = window->getPreferencesWindow();
+        QVERIFY(prefs);
+        QVERIFY(!prefs->isDirty());
+
+        auto* size = qobject_cast<QSpinBox*>(prefs->getSettingsWidget()->valueWidget("Text Size"));
+        QVERIFY(size);
+        size->setValue(18);
+        QLineEdit* undo = prefs->getShortcutsWidget()->shortcutEdit("Undo");
+        undo->selectAll();
+        QTest::keyClicks(undo, "alt+shift+u | f8");
+        FileExtensionsWidget* extensions = prefs->getFileExtensionsWidget();
+        const int last = extensions->rowCount() - 1;
+        extensions->combo(last, FileExtensionsWidget::ExtensionCol)->setEditText("txt");
+        extensions->combo(last, FileExtensionsWidget::DelimiterCol)->setEditText(";");
+        QCOMPARE(extensions->rowCount(), last + 2); // a new empty row follows
+        QVERIFY(prefs->isDirty());
+
+        QVERIFY(prefs->apply(false));
+        QVERIFY(!prefs->isDirty());
+        QCOMPARE(window->getSettings().getValueInt(TextSize), 18);
+        QCOMPARE(command(*window, "Undo").action->shortcuts(), keys("alt+shift+u|f8"));
+        QCOMPARE(window->getExtensionDataFromFileExtension("txt").delimiter, QStringLiteral(";"));
+        QVERIFY(readFile(Utilities::getSettingsFilepath()).contains("Text Size,Global,integer >= 1,12,18"));
+        QVERIFY(readFile(Utilities::getShortcutsFilepath()).contains("Undo,cmd+z,alt+shift+u | f8"));
+        QVERIFY(readFile(Utilities::getExtensionsFilepath()).contains("txt,;,(platform),UTF-8,RFC 4180"));
+        // The file keeps its notes and its own rows.
+        QVERIFY(readFile(Utilities::getExtensionsFilepath()).contains("psv,|,Unix,UTF-8,RFC 4180"));
+        QVERIFY(readFile(Utilities::getExtensionsFilepath()).contains("--- Delimiter ---"));
+    }
+
+    // A shortcut on two commands is asked about: fixing keeps the tab unwritten and dirty.
+    void redundantShortcuts_data() {
+        QTest::addColumn<int>("answer");
+        QTest::addColumn<bool>("written");
+        QTest::newRow("fix") << 0 << false;
+        QTest::newRow("apply") << 1 << true;
+    }
+    void redundantShortcuts() {
+        QFETCH(int, answer);
+        QFETCH(bool, written);
+        MsgBoxAnswers answers;
+        answers.queue = {answer};
+        auto window = makeWindow();
+        window->commandPreferences();
+        PreferencesWindow* prefs = window->getPreferencesWindow();
+        QLineEdit* redo = prefs->getShortcutsWidget()->shortcutEdit("Redo");
+        redo->selectAll();
+        QTest::keyClicks(redo, "CMD+Z");
+        const QByteArray before = readFile(Utilities::getShortcutsFilepath());
+        QCOMPARE(prefs->apply(false), written);
+        QCOMPARE(answers.asked.size(), 1);
+        QVERIFY(answers.asked[0].text.contains("<b>cmd+z</b>:<br>Redo<br>Undo"));
+        QCOMPARE(answers.asked[0].buttons[1].text, QStringLiteral("&Apply"));
+        QCOMPARE(readFile(Utilities::getShortcutsFilepath()) != before, written);
+        QCOMPARE(prefs->isDirty(), !written);
+    }
+
+    void preferencesSearchAndCancel() {
+        MsgBoxAnswers answers;
+        auto window = makeWindow();
+        window->commandPreferences();
+        QPointer<PreferencesWindow> prefs = window->getPreferencesWindow();
+        SettingsWidget* settingsTab = prefs->getSettingsWidget();
+        settingsTab->getSearchEdit()->setText("row");
+        int shown = 0;
+        for (QTableWidget* table : settingsTab->findChildren<QTableWidget*>()) {
+            for (int row = 0; row < table->rowCount(); ++row) {
+                if (!table->isRowHidden(row)) {
+                    ++shown;
+                    QVERIFY(table->item(row, 0)->text().contains("row", Qt::CaseInsensitive));
+                }
+            }
+        }
+        QVERIFY(shown >= 3);
+        // Restore and cancel: nothing is written.
+        const QByteArray before = readFile(Utilities::getSettingsFilepath());
+        qobject_cast<QSpinBox*>(settingsTab->valueWidget("Text Size"))->setValue(30);
+        settingsTab->restoreDefaults();
+        QCOMPARE(qobject_cast<QSpinBox*>(settingsTab->valueWidget("Text Size"))->value(), 12);
+        prefs->close();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QVERIFY(!prefs);
+        QCOMPARE(readFile(Utilities::getSettingsFilepath()), before);
     }
 };
 

@@ -5,6 +5,7 @@
 #include "window/shortcutswidget.h"
 
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTabWidget>
@@ -91,4 +92,12 @@ void PreferencesWindow::onOkClicked() {
 
 void PreferencesWindow::onApplyClicked() {
     apply(false);
+}
+
+void PreferencesWindow::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Escape && event->modifiers() == Qt::NoModifier) {
+        close();
+        return;
+    }
+    QWidget::keyPressEvent(event);
 }

@@ -45,6 +45,10 @@ signals:
     void openFileMetadataSignal();
     void makeExtensionsFileSignal();
 
+protected:
+    // Escape cancels, as in any dialog.
+    void keyPressEvent(QKeyEvent* event) override;
+
 private:
     QTabWidget* tabs = nullptr;
     SettingsWidget* settingsWidget = nullptr;

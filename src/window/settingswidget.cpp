@@ -179,6 +179,11 @@ void SettingsWidget::setUserValueText(const Setting* setting, QWidget* widget, c
         int index = combo->findText(text, Qt::MatchFixedString);
         if (setting->dataType == Uuid)
             index = Utilities::convertUuidStringToType(text, UuidV4) == UuidV7 ? 1 : 0;
+        if (index < 0 && !combo->isEditable() && !text.isEmpty()) {
+            // A value the list lacks (a font not installed here) is kept, not silently replaced.
+            combo->addItem(text);
+            index = combo->count() - 1;
+        }
         if (index >= 0)
             combo->setCurrentIndex(index);
         else if (combo->isEditable())

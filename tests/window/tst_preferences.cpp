@@ -244,6 +244,27 @@ private slots:
         QCOMPARE(next->getSettings().getTheme().name, QStringLiteral("Ocean"));
     }
 
+    // Every value widget gives back the value it was shown, defaults and changed values alike,
+    // so that applying an untouched tab changes nothing.
+    void settingWidgetsRoundTrip() {
+        Settings settings;
+        settings.setValue(FontFamily, QStringLiteral("No Such Font Here"));
+        settings.setValue(RefreshBehaviorOption, int(RefreshBehaviorIgnore));
+        settings.setValue(UuidTypeOption, int(UuidV7));
+        settings.setValue(FirstRowIndex, -3);
+        settings.setTheme(Theme::solarizedDark());
+        QWidget parent;
+        for (const Setting* s : settings.getSettings()) {
+            if (!s->userEditable)
+                continue;
+            QWidget* widget = SettingsWidget::makeUserValueWidget(s, &parent);
+            const QString text = settings.convertValueToStringForFile(s->type);
+            SettingsWidget::setUserValueText(s, widget, text);
+            QCOMPARE(SettingsWidget::userValueText(s, widget).toLower(), text.toLower());
+        }
+        settings.clear();
+    }
+
     // What the preferences window applies is what the files then say and the window then does.
     void preferencesWindowApplies() {
         MsgBoxAnswers answers;

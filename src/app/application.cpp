@@ -142,6 +142,9 @@ Application::Application(int& argc, char** argv, bool allowSecondary, Options mo
 
     QDir::setCurrent(QDir(QDir::homePath()).absolutePath());
 
+    // The style sheet goes on before any widget exists, so that widgets are styled once as they
+    // are made instead of made and styled again: a shorter start.
+    onThemeChanged(PreferenceFiles::readThemeSetting());
     addMainWindow(false);
     bool geometryLoaded = false;
     bool showSideBar = true;
@@ -461,6 +464,7 @@ void Application::onThemeChanged(const Theme& theme) {
     currentTheme = theme;
     currentThemeApplied = true;
     currentStyleSheet = theme.getStyleSheet();
+    setPalette(theme.getPalette());
     setStyleSheet(currentStyleSheet);
 }
 

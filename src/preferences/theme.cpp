@@ -234,9 +234,6 @@ QString Theme::getHtmlStyle() const {
 QString Theme::getStyleSheet() const {
     const auto c = [](const QColor& colour) { return colour.name(); };
     QString sheet;
-    sheet +=
-        QStringLiteral("QWidget { color: %1; background-color: %2; }").arg(c(TextColor), c(Background1Color));
-    sheet += QStringLiteral("QWidget:disabled { color: %1; }").arg(c(DisabledTextColor));
     sheet += QStringLiteral("QToolTip { color: %1; background-color: %2; border: 1px solid %3; }")
                  .arg(c(TextColor), c(Background3Color), c(Background4Color));
     sheet += QStringLiteral("QMenuBar { background-color: %1; color: %2; }"
@@ -310,4 +307,27 @@ QString Theme::getStyleSheet() const {
                             "QProgressBar::chunk { background-color: %4; }")
                  .arg(c(Background4Color), c(Background2Color), c(TextColor), c(SelectedItemColor));
     return sheet;
+}
+
+QPalette Theme::getPalette() const {
+    QPalette palette;
+    palette.setColor(QPalette::Window, Background1Color);
+    palette.setColor(QPalette::WindowText, TextColor);
+    palette.setColor(QPalette::Base, Background2Color);
+    palette.setColor(QPalette::AlternateBase, Background3Color);
+    palette.setColor(QPalette::Text, TextColor);
+    palette.setColor(QPalette::Button, Background3Color);
+    palette.setColor(QPalette::ButtonText, ButtonTextColor);
+    palette.setColor(QPalette::Highlight, SelectedItemColor);
+    palette.setColor(QPalette::HighlightedText, TextColor);
+    palette.setColor(QPalette::ToolTipBase, Background3Color);
+    palette.setColor(QPalette::ToolTipText, TextColor);
+    palette.setColor(QPalette::PlaceholderText, DisabledTextColor);
+    palette.setColor(QPalette::Link, LinkColor);
+    palette.setColor(QPalette::Mid, Background5Color);
+    palette.setColor(QPalette::Dark, Background2Color);
+    palette.setColor(QPalette::Light, Background4Color);
+    for (const QPalette::ColorRole role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
+        palette.setColor(QPalette::Disabled, role, DisabledTextColor);
+    return palette;
 }

@@ -2,6 +2,7 @@
 
 #include <QColor>
 #include <QMetaType>
+#include <QPalette>
 #include <QString>
 #include <QStringList>
 
@@ -82,8 +83,9 @@ public:
     bool isDark() const;
     // A <style> block for the program's rich texts.
     QString getHtmlStyle() const;
-    // The style sheet of the whole program.
+    // The style sheet of the whole program, over the palette that colours what it leaves out.
     QString getStyleSheet() const;
+    QPalette getPalette() const;
 
     bool operator==(const Theme& other) const { return name == other.name; }
 };

@@ -16,6 +16,29 @@
 #include <QFileInfo>
 #include <QFileSystemWatcher>
 
+namespace {
+
+// Hands the window's settings to everything, but lets each open table keep its own table
+// settings: a new default applies to the files opened after it.
+void propagateKeepingTableSettings(MainWindow& window) {
+    std::vector<std::pair<TableView*, Settings>> own;
+    for (TableView* view : window.getAllTableViews())
+        own.emplace_back(view, view->getSettings(true));
+    window.propagateSettings();
+    for (auto& [view, tableSettings] : own) {
+        Settings merged = window.getSettings().copySettings();
+        for (Setting* s : merged.getSettings()) {
+            if (s->scope == Table)
+                s->value = tableSettings.get(s->type)->value;
+        }
+        view->propagateSettings(merged);
+        merged.clear();
+        tableSettings.clear();
+    }
+}
+
+} // namespace
+
 // --- Reading the files --------------------------------------------------------------------------
 
 void MainWindow::loadSettingsFromFile() {
@@ -78,7 +101,7 @@ void MainWindow::onPreferenceChanged(const QString& path) {
         setupMenus();
     } else if (path.endsWith(QLatin1String("Settings (User).csv"))) {
         loadSettingsFromFile();
-        propagateSettings();
+        propagateKeepingTableSettings(*this);
         refreshToggles();
     } else if (path.endsWith(QLatin1String("File Extensions (User).csv"))) {
         setupExtensions();
@@ -132,7 +155,7 @@ void MainWindow::reloadPreferences() {
     loadCommandsFromFile();
     setupMenus();
     loadSettingsFromFile();
-    propagateSettings();
+    propagateKeepingTableSettings(*this);
     refreshToggles();
     setupExtensions();
     watchPreferenceFiles();
@@ -185,13 +208,13 @@ void MainWindow::onThemesDirectoryChanged(const QString&) {
     Theme theme = settings.getTheme();
     theme.refresh();
     settings.setTheme(theme);
-    propagateSettings();
+    propagateKeepingTableSettings(*this);
 }
 
 void MainWindow::setTheme(const Theme& theme) {
     settings.setTheme(theme);
     PreferenceFiles::writeSettingToFile(settings, ThemeOption);
-    propagateSettings();
+    propagateKeepingTableSettings(*this);
 }
 
 bool MainWindow::commandSetTheme(const QString&) {

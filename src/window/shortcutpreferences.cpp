@@ -1,5 +1,7 @@
 #include "window/shortcutpreferences.h"
 
+#include "preferences/settings.h"
+#include "preferences/theme.h"
 #include "table/tablemodel.h"
 #include "window/commands.h"
 
@@ -87,6 +89,20 @@ void setUpPreferenceFiles(bool existed[3]) {
         else
             makeExtensionsFile(paths[i]);
     }
+}
+
+} // namespace PreferenceFiles
+
+namespace PreferenceFiles {
+
+Theme readThemeSetting() {
+    Settings settings;
+    TableModel model(false);
+    if (loadTable(model, Utilities::getSettingsFilepath()))
+        applyUserSettings(model, settings);
+    const Theme theme = settings.getTheme();
+    settings.clear();
+    return theme;
 }
 
 } // namespace PreferenceFiles

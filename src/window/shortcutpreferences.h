@@ -5,6 +5,7 @@
 #include <vector>
 
 class Commands;
+class Theme;
 class TableModel;
 
 // The shortcuts file over the command table.
@@ -27,5 +28,7 @@ void addUserShortcuts(const TableModel& model, Commands& commands);
 // Makes each preference file that is missing or has lost its header, with the defaults;
 // `existed` tells, in the order settings, shortcuts, extensions, which were there and sound.
 void setUpPreferenceFiles(bool existed[3]);
+// The theme the settings file names, among the built-in and already loaded themes.
+Theme readThemeSetting();
 
 } // namespace PreferenceFiles

@@ -185,6 +185,28 @@ private slots:
         QCOMPARE(window->getActiveTable()->getNumHeaderRows(), 2);
     }
 
+    // A new default from the settings file reaches open tables for global settings only: their
+    // own table settings stay.
+    void openTablesKeepTheirSettings() {
+        MsgBoxAnswers answers;
+        auto window = makeWindow();
+        window->openFile(table("open.csv", "a,b\n1,2\n3,4\n5,6\n"));
+        TableView* view = window->getActiveTable();
+        view->applyVisibleHeaderRows(3, false, true);
+        writeFile(Utilities::getSettingsFilepath(), "Setting,User Value\n"
+                                                    "Text Size,16\n"
+                                                    "Number of Header Rows,2\n");
+        window->onPreferenceChanged(Utilities::getSettingsFilepath());
+        QCOMPARE(window->getSettings().getValueInt(TextSize), 16);
+        QCOMPARE(window->getSettings().getValueInt(HeaderRows), 2);
+        QCOMPARE(view->getNumHeaderRows(), 3);
+        Settings seen = view->getSettings(true);
+        QCOMPARE(seen.getValueInt(TextSize), 16);
+        seen.clear();
+        window->openFile(table("next.csv", "a,b\n1,2\n3,4\n"));
+        QCOMPARE(window->getActiveTable()->getNumHeaderRows(), 2);
+    }
+
     // The extension table follows its file: a new extension opens with its delimiter.
     void extensionsFromTheirTab() {
         MsgBoxAnswers answers;

@@ -1,5 +1,6 @@
 #include "window/commands.h"
 
+#include "preferences/preferencefiles.h"
 #include "util/shortcututilities.h"
 #include "window/mainwindow.h"
 
@@ -37,11 +38,17 @@ void Commands::populate(MainWindow* window) {
         command.action->setCheckable(toggle);
         if (row.slot) {
             const CommandSlot slot = row.slot;
-            QObject::connect(command.action, &QAction::triggered, window, [window, slot, toggle] {
-                slot(window);
-                if (toggle)
-                    window->refreshToggles();
-            });
+            const SettingType setting = row.setting;
+            const bool remembered = toggle && row.scope == Global;
+            QObject::connect(command.action, &QAction::triggered, window,
+                             [window, slot, toggle, setting, remembered] {
+                                 slot(window);
+                                 if (toggle)
+                                     window->refreshToggles();
+                                 // A switch of the whole program is remembered in the settings file.
+                                 if (remembered && window->getSettings().get(setting)->userEditable)
+                                     PreferenceFiles::writeSettingToFile(window->getSettings(), setting);
+                             });
         } else {
             command.action->setEnabled(false);
         }

@@ -207,6 +207,27 @@ private slots:
         QCOMPARE(window->getActiveTable()->getNumHeaderRows(), 2);
     }
 
+    // A switch of the whole program flipped in a menu is remembered in the settings file; one of
+    // a table is not.
+    void togglesAreRemembered() {
+        MsgBoxAnswers answers;
+        auto window = makeWindow();
+        window->openFile(table("toggle.csv", "a,b\n1,2\n"));
+        command(*window, "Toggle Show Row Labels").action->trigger();
+        QVERIFY(readFile(Utilities::getSettingsFilepath())
+                    .contains("Show Row Labels,Global,true|false,true,false"));
+        command(*window, "Toggle Auto-Fit Column Width").action->trigger();
+        QVERIFY(readFile(Utilities::getSettingsFilepath())
+                    .contains("Auto-Fit Column Width,Table,true|false,true,\n"));
+        // Back at the default, the value is blank again, and the next window starts with it.
+        command(*window, "Toggle Show Row Labels").action->trigger();
+        QVERIFY(
+            readFile(Utilities::getSettingsFilepath()).contains("Show Row Labels,Global,true|false,true,\n"));
+        command(*window, "Toggle Show Row Labels").action->trigger();
+        auto next = makeWindow();
+        QCOMPARE(next->getSettings().getValueBool(ShowRowLabels), false);
+    }
+
     // The extension table follows its file: a new extension opens with its delimiter.
     void extensionsFromTheirTab() {
         MsgBoxAnswers answers;

@@ -5,6 +5,7 @@
 #include "util/appdatautilities.h"
 #include "util/fileparameterutilities.h"
 #include "window/mainwindow.h"
+#include "window/shortcutpreferences.h"
 
 #include <QDesktopServices>
 #include <QDir>
@@ -137,12 +138,18 @@ Application::Application(int& argc, char** argv, bool allowSecondary, Options mo
     Utilities::handleAppDataInRedundantFolders();
     const bool dataFolderExisted = QDir(appDataPath).exists();
     QDir().mkpath(appDataPath);
+    // A missing or damaged preference file never stops the start: it is made anew.
+    bool preferenceFileExisted[3] = {false, false, false};
+    PreferenceFiles::setUpPreferenceFiles(preferenceFileExisted);
 
     // A first run is a start that finds no tutorial file: it writes the file and shows it.
     firstRun = !prepareTutorialFile(Utilities::getTutorialFilepath());
 
     QDir::setCurrent(QDir(QDir::homePath()).absolutePath());
 
+    // The style sheet goes on before any widget exists, so that widgets are styled once as they
+    // are made instead of made and styled again: a shorter start.
+    onThemeChanged(PreferenceFiles::readThemeSetting());
     addMainWindow(false);
     bool geometryLoaded = false;
     bool showSideBar = true;
@@ -150,6 +157,9 @@ Application::Application(int& argc, char** argv, bool allowSecondary, Options mo
     loadConfig(geometryLoaded, showSideBar, showMetadata);
     if (!geometryLoaded)
         applyDefaultGeometry(mainWindow);
+    if (prefFileVersion != kVersion)
+        mainWindow->updatePreferenceFiles(preferenceFileExisted);
+    onThemeChanged(mainWindow->getSettings().getTheme());
 
     makeMainWindowConnections(mainWindow);
     mainWindow->show();
@@ -251,6 +261,7 @@ void Application::makeMainWindowConnections(MainWindow* window) {
             Qt::UniqueConnection);
     connect(window, &MainWindow::createNewInstanceSignal, this, &Application::createNewInstance,
             Qt::UniqueConnection);
+    connect(window, &MainWindow::setThemeSignal, this, &Application::onThemeChanged, Qt::UniqueConnection);
 }
 
 void Application::createNewInstance(bool newWindowFromOutside, const QStringList& filepaths) {
@@ -464,6 +475,17 @@ void Application::loadConfig(bool& geometryLoaded, bool& showSideBar, bool& show
     readBool(Key::centerVertically, print.centerVertically);
     readBool(Key::centerHorizontally, print.centerHorizontally);
     window->setPrintSettings(print);
+}
+
+void Application::onThemeChanged(const Theme& theme) {
+    // The style sheet is the costly part: set it only when the theme changed.
+    if (currentThemeApplied && theme.name == currentTheme.name && theme.getStyleSheet() == currentStyleSheet)
+        return;
+    currentTheme = theme;
+    currentThemeApplied = true;
+    currentStyleSheet = theme.getStyleSheet();
+    setPalette(theme.getPalette());
+    setStyleSheet(currentStyleSheet);
 }
 
 void Application::updateConfigFile(const ConfigData& data) {

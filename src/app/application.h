@@ -2,6 +2,7 @@
 
 #include "app/singleapplication.h"
 #include "convert/printsettings.h"
+#include "preferences/theme.h"
 #include "window/configdata.h"
 
 #include <QList>
@@ -83,6 +84,8 @@ public slots:
     void onMessageReceived(quint32 instanceId, const QByteArray& message);
     void createNewInstance(bool newWindowFromOutside, const QStringList& filepaths);
     void updateConfigFile(const ConfigData& data);
+    // Gives the whole program the theme's style sheet.
+    void onThemeChanged(const Theme& theme);
     void openTerminalToFilesDirectory(const QString& path);
     void showFileInFileSystem(const QString& path);
     void onMainWindowClosed();
@@ -112,4 +115,7 @@ private:
     bool firstRun = false;
     ImportDefaults importDefaults;
     PrintSettings printData;
+    Theme currentTheme;
+    QString currentStyleSheet;
+    bool currentThemeApplied = false;
 };

@@ -2,12 +2,23 @@
 
 #include <QColor>
 #include <QMetaType>
+#include <QPalette>
 #include <QString>
+#include <QStringList>
 
-// The colours of the user interface. Only the built-in dark palette exists so far; every other
-// name falls back to it.
+#include <map>
+#include <vector>
+
+// The colours of the user interface: five built-in themes, and one more per CSV file in the
+// user's "Themes" folder, picked by the file's name.
 class Theme {
 public:
+    // A theme file as read: role name -> colour and modifier.
+    struct ThemeFileType {
+        QString name;
+        std::map<QString, std::vector<QString>> map;
+    };
+
     QString name = QStringLiteral("Dark");
 
     QColor Background1Color{0x22, 0x22, 0x22};
@@ -44,9 +55,37 @@ public:
     int LauncherBackgroundAlpha = 230;
     float mixFactor = 0.2f;
 
+    // Fixed per built-in theme; a theme file takes them from its nearest built-in kind.
+    QColor LinkColor{0x99, 0xbb, 0xff};
+    QColor ScrollBarHandleColor{0x55, 0x55, 0x55};
+
     static Theme darkTheme();
-    // Lower-cased and trimmed; an unknown name gives the dark theme.
+    static Theme lightTheme();
+    static Theme draculaTheme();
+    static Theme solarizedDark();
+    static Theme solarizedLight();
+    // Lower-cased and trimmed: a built-in name, then the name of a theme file; anything else
+    // gives the dark theme.
     static Theme convertStringToTheme(const QString& text);
+    static Theme loadThemeFile(const ThemeFileType& file);
+    // Replaces the file theme of that exact name, or adds one.
+    static void addOrReplaceTheme(const QString& name, const std::map<QString, std::vector<QString>>& map);
+    static void clearThemeFileList();
+    static const std::vector<ThemeFileType>& getThemeFileList();
+    // The built-in names, then those of the theme files.
+    static QStringList getNamesList();
+    // The role names a theme file may set, in the order of the roles.
+    static QStringList getRoleNames();
+
+    // Made again from its own name, after the theme files changed.
+    void refresh();
+    // Whether the background is dark: decides the fixed colours of a theme file.
+    bool isDark() const;
+    // A <style> block for the program's rich texts.
+    QString getHtmlStyle() const;
+    // The style sheet of the whole program, over the palette that colours what it leaves out.
+    QString getStyleSheet() const;
+    QPalette getPalette() const;
 
     bool operator==(const Theme& other) const { return name == other.name; }
 };

@@ -1,5 +1,6 @@
 #include "window/commands.h"
 
+#include "preferences/preferencefiles.h"
 #include "util/shortcututilities.h"
 #include "window/mainwindow.h"
 
@@ -17,19 +18,6 @@ void Commands::populate(MainWindow* window) {
     const std::vector<CommandRow>& table = rows();
     commands.reserve(table.size());
     wired.reserve(table.size());
-    // A twin that another command that runs names outright is that command's key: Alt+Return
-    // then finds all matches while Alt+Enter (keypad) inserts cells.
-    std::vector<QList<QKeySequence>> named;
-    named.reserve(table.size());
-    for (const CommandRow& row : table)
-        named.push_back(parseShortcut(QString::fromLatin1(row.shortcut), false));
-    const auto namedElsewhere = [&named, &table](std::size_t self, const QKeySequence& key) {
-        for (std::size_t i = 0; i < named.size(); ++i) {
-            if (i != self && table[i].slot && named[i].contains(key))
-                return true;
-        }
-        return false;
-    };
     for (std::size_t index = 0; index < table.size(); ++index) {
         const CommandRow& row = table[index];
         Command command;
@@ -43,11 +31,6 @@ void Commands::populate(MainWindow* window) {
         command.defaultShortcut = command.shortcut;
         command.setting = row.setting;
         command.action = new QAction(command.name, window);
-        QList<QKeySequence> keys = getKeySequenceList(command.shortcut);
-        keys.removeIf([&](const QKeySequence& key) {
-            return !named[index].contains(key) && namedElsewhere(index, key);
-        });
-        command.action->setShortcuts(keys);
         // Shortcuts work whether or not the command stands in a menu.
         window->addAction(command.action);
         // A switch shows its state with a check mark.
@@ -55,11 +38,17 @@ void Commands::populate(MainWindow* window) {
         command.action->setCheckable(toggle);
         if (row.slot) {
             const CommandSlot slot = row.slot;
-            QObject::connect(command.action, &QAction::triggered, window, [window, slot, toggle] {
-                slot(window);
-                if (toggle)
-                    window->refreshToggles();
-            });
+            const SettingType setting = row.setting;
+            const bool remembered = toggle && row.scope == Global;
+            QObject::connect(command.action, &QAction::triggered, window,
+                             [window, slot, toggle, setting, remembered] {
+                                 slot(window);
+                                 if (toggle)
+                                     window->refreshToggles();
+                                 // A switch of the whole program is remembered in the settings file.
+                                 if (remembered && window->getSettings().get(setting)->userEditable)
+                                     PreferenceFiles::writeSettingToFile(window->getSettings(), setting);
+                             });
         } else {
             command.action->setEnabled(false);
         }
@@ -70,6 +59,49 @@ void Commands::populate(MainWindow* window) {
             wired.push_back(&member);
     }
     std::sort(commands.begin(), commands.end(), sortCommandByName);
+    applyShortcuts();
+}
+
+void Commands::applyShortcuts() {
+    const std::vector<CommandRow>& table = rows();
+    // A twin that another command that runs names outright is that command's key: Alt+Return
+    // then finds all matches while Alt+Enter (keypad) inserts cells.
+    std::vector<QList<QKeySequence>> named;
+    named.reserve(table.size());
+    for (const CommandRow& row : table)
+        named.push_back(parseShortcut((this->*row.member).shortcut, false));
+    const auto namedElsewhere = [&named, &table](std::size_t self, const QKeySequence& key) {
+        for (std::size_t i = 0; i < named.size(); ++i) {
+            if (i != self && table[i].slot && named[i].contains(key))
+                return true;
+        }
+        return false;
+    };
+    for (std::size_t index = 0; index < table.size(); ++index) {
+        const Command& command = this->*table[index].member;
+        if (!command.action)
+            continue;
+        QList<QKeySequence> keys = getKeySequenceList(command.shortcut);
+        keys.removeIf([&](const QKeySequence& key) {
+            return !named[index].contains(key) && namedElsewhere(index, key);
+        });
+        command.action->setShortcuts(keys);
+    }
+}
+
+bool Commands::setShortcutText(const QString& name, const QString& text) {
+    const auto it =
+        std::lower_bound(commands.begin(), commands.end(), name,
+                         [](const Command& command, const QString& n) { return command.name < n; });
+    if (it == commands.end() || it->name != name)
+        return false;
+    it->shortcut = text;
+    for (const CommandRow& row : rows()) {
+        Command& member = this->*row.member;
+        if (member.action == it->action)
+            member.shortcut = text;
+    }
+    return true;
 }
 
 void Commands::clear() {

@@ -32,6 +32,11 @@ public:
     void clear();
 
     const std::vector<Command>& getCommands() const { return commands; }
+    // Changes a command's shortcut text; the keys follow with applyShortcuts(). False for an
+    // unknown name.
+    bool setShortcutText(const QString& name, const QString& text);
+    // Gives every action the keys of its command's shortcut text.
+    void applyShortcuts();
     const Command* findByName(const QString& name) const;
     // Whether the command runs something yet; the others keep their records and shortcuts but
     // stay out of menus and the launcher, and their actions stay disabled.

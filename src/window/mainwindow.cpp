@@ -1,7 +1,7 @@
 #include "window/mainwindow.h"
 
 #include "panes/tabbar.h"
-#include "preferences/defaultextensions.h"
+#include "preferences/preferencefiles.h"
 #include "storage/editabledatacontainer.h"
 #include "table/tablemodel.h"
 #include "util/appdatautilities.h"
@@ -54,14 +54,22 @@ MainWindow::MainWindow(QWidget* parent, Qt::WindowFlags flags) : QMainWindow(par
     commands.populate(this);
     fileWatcher = new QFileSystemWatcher(this);
     preferenceWatcher = new QFileSystemWatcher(this);
-    const QString dataFolder = Utilities::getAppDataLocation();
-    for (const char* name : {"Settings (User).csv", "Shortcuts (User).csv", "File Extensions (User).csv"}) {
-        const QString path = QDir(dataFolder).filePath(QString::fromLatin1(name));
-        preferenceFilepaths.append(path);
-        if (QFileInfo::exists(path))
-            preferenceWatcher->addPath(path);
-    }
+    preferenceFilepaths = {Utilities::getSettingsFilepath(), Utilities::getShortcutsFilepath(),
+                           Utilities::getExtensionsFilepath()};
+    watchPreferenceFiles();
+    connect(preferenceWatcher, &QFileSystemWatcher::fileChanged, this, &MainWindow::onPreferenceChanged,
+            Qt::UniqueConnection);
+    connect(preferenceWatcher, &QFileSystemWatcher::directoryChanged, this,
+            &MainWindow::onPreferenceDirChanged, Qt::UniqueConnection);
+    themesWatcher = new QFileSystemWatcher(this);
+    connect(themesWatcher, &QFileSystemWatcher::directoryChanged, this, &MainWindow::onThemesDirectoryChanged,
+            Qt::UniqueConnection);
+    connect(themesWatcher, &QFileSystemWatcher::fileChanged, this, &MainWindow::onThemesDirectoryChanged,
+            Qt::UniqueConnection);
+    loadThemesDirectory();
 
+    loadCommandsFromFile();
+    loadSettingsFromFile();
     setupMenus();
     setupLayout();
     setupStatusBar();

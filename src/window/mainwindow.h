@@ -25,6 +25,7 @@ class EditableDataContainer;
 class HelpWindow;
 class Launcher;
 class PaneView;
+class PreferencesWindow;
 class QFileSystemWatcher;
 class QLabel;
 class QScrollArea;
@@ -194,6 +195,28 @@ public:
     void setNumBufferRows(int n);
     void setNumBufferCols(int n);
     void setMinimumFileSizeAskAboutReadOnlyMb(int mb);
+
+    // --- Preference files and themes (mainwindow_preferences.cpp) ----------------------------
+    // Read the user's files into the window: settings, shortcuts (keys, menus and the launcher
+    // follow at once) and the extension table. A missing or headerless file means the defaults.
+    void loadSettingsFromFile();
+    void loadCommandsFromFile();
+    void addUserSettings(const TableModel& model);
+    void setUserExtensions(const TableModel& model);
+    const std::vector<ExtensionData>& getExtensions() const { return extensions; }
+    // Upgrades the files that existed at start-up (in the order settings, shortcuts, extensions).
+    void updatePreferenceFiles(const bool existed[3]);
+    bool isPreferenceFilepath(const QString& path) const;
+    void onPreferenceChanged(const QString& path);
+    void onPreferenceDirChanged(const QString& path);
+    // The user's theme files, read again into the list of themes.
+    void loadThemesDirectory();
+    void onThemesDirectoryChanged(const QString& path);
+    // Puts the theme into the settings, remembers it in the settings file and applies it.
+    void setTheme(const Theme& theme);
+    // Reads all three files again, after the preferences window wrote them.
+    void reloadPreferences();
+    PreferencesWindow* getPreferencesWindow() const;
 
     // --- What "Orvane.ini" restores ---------------------------------------------------------
     void setDefaultOpenFolderpath(const QString& path) { defaultOpenFolderpath = path; }
@@ -435,6 +458,15 @@ public slots:
     bool commandSetNumberOfHeaderColumns(const QString& path = QString());
     bool commandGoToFile(const QString& path = QString());
     bool commandMoveCellContentsTo(const QString& path = QString());
+    // Preferences (mainwindow_preferences.cpp).
+    bool commandPreferences(const QString& path = QString());
+    bool commandEditSettings(const QString& path = QString());
+    bool commandEditKeyboardShortcuts(const QString& path = QString());
+    bool commandEditFileExtensionOptions(const QString& path = QString());
+    bool commandOpenPreferenceFileFolder(const QString& path = QString());
+    bool commandSetTheme(const QString& path = QString());
+    void onSetThemePrompt();
+    void onSetThemePromptReceived(const QString& response);
     void onCommandLauncher();
     void onCommandLauncherResponseReceived(const QString& response);
     void closeLauncher();
@@ -640,6 +672,8 @@ private:
     void setupAnimations();
     TableView* resolveTable(const QString& path) const;
     bool isPreferencePath(const QString& path) const;
+    bool openPreferenceFile(const QString& path);
+    void watchPreferenceFiles();
     // Answers in the order of the buttons.
     enum class LargeFileAnswer { ReadOnly, EditMode, Cancel };
     enum class OverwriteAnswer { Overwrite, DontOverwrite, Cancel };
@@ -699,6 +733,8 @@ private:
 
     QFileSystemWatcher* fileWatcher = nullptr;
     QFileSystemWatcher* preferenceWatcher = nullptr;
+    QFileSystemWatcher* themesWatcher = nullptr;
+    QPointer<PreferencesWindow> preferencesWindow;
     struct WatchedState {
         qint64 size = -1;
         QDateTime modified;

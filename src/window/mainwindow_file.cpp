@@ -59,10 +59,6 @@ void applyExtensionData(TableView* view, const ExtensionData& record) {
 
 // --- Extension table ----------------------------------------------------------------------------
 
-void MainWindow::setupExtensions() {
-    extensions = PreferenceFiles::getDefaultExtensions();
-}
-
 ExtensionData MainWindow::getExtensionDataFromFileExtension(const QString& extension) const {
     const QString wanted = extension.toLower();
     for (const ExtensionData& data : extensions) {
@@ -568,6 +564,9 @@ bool MainWindow::saveFile(TableView* view) {
         view->markClean();
         view->onTableSaved();
         recordWatchedFileState(path);
+        // A preference file saved from its tab takes effect at once.
+        if (!notPreference)
+            onPreferenceChanged(path);
         view->scrollToMainCell(false, false);
         if (view == activeTable)
             updateStatusBar();

@@ -97,6 +97,7 @@ class TestCommands : public QObject {
     Q_OBJECT
 
 private:
+    QTemporaryDir home;
     std::unique_ptr<QTemporaryDir> dir;
 
     QString fixture() const { return writeFile(dir->filePath(QStringLiteral("table.csv")), kFixture); }
@@ -113,6 +114,9 @@ private:
 private slots:
     void initTestCase() {
         QStandardPaths::setTestModeEnabled(true);
+        // The preference files that commands write stay in this test's own home.
+        QVERIFY(home.isValid());
+        qputenv("HOME", home.path().toLocal8Bit());
         TableView::autoFitWarningHook = [](const QString&, bool&) { return false; };
     }
 
@@ -338,10 +342,11 @@ private slots:
             titles.append(top->text());
             walk(top->menu());
         }
-        QCOMPARE(titles,
-                 (QStringList{QStringLiteral("&File"), QStringLiteral("&Edit"), QStringLiteral("&Data"),
-                              QStringLiteral("&Selection"), QStringLiteral("&View"), QStringLiteral("&Tools"),
-                              QStringLiteral("&Go To"), QStringLiteral("&Help")}));
+        QCOMPARE(
+            titles,
+            (QStringList{QStringLiteral("&File"), QStringLiteral("&Edit"), QStringLiteral("&Data"),
+                         QStringLiteral("&Selection"), QStringLiteral("&View"), QStringLiteral("&Tools"),
+                         QStringLiteral("&Go To"), QStringLiteral("&Preferences"), QStringLiteral("&Help")}));
         const Commands& commands = window.getCommands();
         int wiredInMenus = 0;
         for (const Command& c : commands.getCommands()) {
@@ -506,6 +511,10 @@ private slots:
         if (cmd.setting == UuidTypeOption) {
             // Answered with the list's first option.
             QCOMPARE(window->getSettings().getUuidType(), UuidV4);
+        } else if (cmd.setting == ThemeOption) {
+            // An empty answer names no theme: the prompt comes back, and the theme stays.
+            QVERIFY(window->getLauncher());
+            QCOMPARE(window->getSettings().getTheme().name, QStringLiteral("Dark"));
         } else if (valueSetting) {
             // Answered "2" above.
             QCOMPARE(cmd.setting == HeaderRows ? view->getNumHeaderRows() : view->getNumHeaderCols(), 2);

@@ -43,11 +43,15 @@ class TestMainWindow : public QObject {
     Q_OBJECT
 
 private:
+    QTemporaryDir home;
     QTemporaryDir dir;
 
 private slots:
     void initTestCase() {
         QStandardPaths::setTestModeEnabled(true);
+        // The preference files that commands write stay in this test's own home.
+        QVERIFY(home.isValid());
+        qputenv("HOME", home.path().toLocal8Bit());
         QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
         QVERIFY(dir.isValid());
     }

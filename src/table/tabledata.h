@@ -210,7 +210,8 @@ public:
     bool determineMatch(const FindReplaceQuery& query, int row, int col) const;
     bool determineMatch(const FindReplaceQuery& query, int row, int col, std::vector<int>& positions) const;
     bool determineMatch(const FindReplaceQuery& query, const QString& text) const;
-    bool determineMatch(const FindReplaceQuery& query, const QString& text, std::vector<int>& positions) const;
+    bool determineMatch(const FindReplaceQuery& query, const QString& text,
+                        std::vector<int>& positions) const;
     bool determineMatchInternal(const FindReplaceQuery& query, const QString& text,
                                 std::vector<int>* positions) const;
     // The compiled pattern of the query, made once per query; `valid` tells whether it compiled.

@@ -56,9 +56,9 @@ struct TableData::FindWalk {
 const QRegularExpression& TableData::getOrCreateRegex(const FindReplaceQuery& query, bool& valid) const {
     if (!cacheValid || !(cachedFindQuery == query)) {
         cachedFindQuery = query;
-        cachedRegex = QRegularExpression(wrappedPattern(query), query.caseSensitive
-                                                                     ? QRegularExpression::NoPatternOption
-                                                                     : QRegularExpression::CaseInsensitiveOption);
+        cachedRegex = QRegularExpression(wrappedPattern(query),
+                                         query.caseSensitive ? QRegularExpression::NoPatternOption
+                                                             : QRegularExpression::CaseInsensitiveOption);
         cachedValid = cachedRegex.isValid();
         if (cachedValid)
             cachedRegex.optimize();
@@ -96,7 +96,8 @@ bool TableData::determineMatchInternal(const FindReplaceQuery& query, const QStr
             if (start < 0)
                 break;
             // A leading word boundary may sit just before a blank.
-            if (query.wholeWord && !query.wholeCell && start < text.size() && text.at(start) == QLatin1Char(' '))
+            if (query.wholeWord && !query.wholeCell && start < text.size() &&
+                text.at(start) == QLatin1Char(' '))
                 ++start;
             positions->push_back(static_cast<int>(start));
         }
@@ -218,10 +219,12 @@ TableData::FindWalk TableData::makeFindWalk(const Range& start, const RangeVecto
             const bool wholeCols = range.type == RangeType::Col || range.type == RangeType::Table;
             const int top = range.type == RangeType::Col ? 0 : std::max(0, range.row);
             const int left = range.type == RangeType::Row ? 0 : std::max(0, range.col);
-            const int bottom =
-                range.type == RangeType::Cell ? top : (wholeCols ? rows - 1 : std::min(rows - 1, range.endRow));
-            const int right =
-                range.type == RangeType::Cell ? left : (wholeRows ? cols - 1 : std::min(cols - 1, range.endCol));
+            const int bottom = range.type == RangeType::Cell
+                                   ? top
+                                   : (wholeCols ? rows - 1 : std::min(rows - 1, range.endRow));
+            const int right = range.type == RangeType::Cell
+                                  ? left
+                                  : (wholeRows ? cols - 1 : std::min(cols - 1, range.endCol));
             for (int r = top; r <= bottom && r < rows; ++r) {
                 if (isRowConcealed(r))
                     continue;
@@ -251,8 +254,8 @@ TableData::FindWalk TableData::makeFindWalk(const Range& start, const RangeVecto
     return walk;
 }
 
-Range TableData::findInWalk(const FindReplaceQuery& query, const Range& start, bool includeStart, bool forward,
-                            std::vector<int>* positions, const RangeVector* cells) const {
+Range TableData::findInWalk(const FindReplaceQuery& query, const Range& start, bool includeStart,
+                            bool forward, std::vector<int>* positions, const RangeVector* cells) const {
     if (query.findStr.isEmpty() || numRawRows() <= 0)
         return Range(RangeType::Invalid);
     const FindWalk walk = makeFindWalk(start, cells);
@@ -366,7 +369,8 @@ RangeVector TableData::findAllInternal(const FindReplaceQuery& query, Worker* wo
     const auto progress = [worker, modelRows](int modelRow) {
         if (!worker || !worker->readyForUpdate())
             return worker == nullptr || !worker->isCanceled();
-        return worker->updateProgress(static_cast<float>(modelRow) / static_cast<float>(std::max(1, modelRows)));
+        return worker->updateProgress(static_cast<float>(modelRow) /
+                                      static_cast<float>(std::max(1, modelRows)));
     };
 
     const auto* readOnly = qobject_cast<const ReadOnlyDataContainer*>(dataContainer);
@@ -474,8 +478,8 @@ Range TableData::replace(const FindReplaceQuery& query, const Range& range, cons
     return result;
 }
 
-Range TableData::findMatchFrom(const FindReplaceQuery& query, const Range& start, bool includeStart, bool forward,
-                               bool replaceIt) const {
+Range TableData::findMatchFrom(const FindReplaceQuery& query, const Range& start, bool includeStart,
+                               bool forward, bool replaceIt) const {
     std::vector<int> positions;
     const Range found = findInWalk(query, start, includeStart, forward, &positions, nullptr);
     if (!replaceIt || found.type == RangeType::Invalid)
@@ -483,11 +487,13 @@ Range TableData::findMatchFrom(const FindReplaceQuery& query, const Range& start
     return replace(query, found, positions, true);
 }
 
-Range TableData::replaceNextMatch(const FindReplaceQuery& query, const Range& start, bool includeStart) const {
+Range TableData::replaceNextMatch(const FindReplaceQuery& query, const Range& start,
+                                  bool includeStart) const {
     return findMatchFrom(query, start, includeStart, true, true);
 }
 
-Range TableData::replacePrevMatch(const FindReplaceQuery& query, const Range& start, bool includeStart) const {
+Range TableData::replacePrevMatch(const FindReplaceQuery& query, const Range& start,
+                                  bool includeStart) const {
     return findMatchFrom(query, start, includeStart, false, true);
 }
 

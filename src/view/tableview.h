@@ -3,6 +3,7 @@
 #include "preferences/settings.h"
 #include "preferences/theme.h"
 #include "storage/fileparameters.h"
+#include "table/findreplacequery.h"
 #include "table/sortdata.h"
 #include "view/abstracttableview.h"
 #include "window/context.h"
@@ -138,6 +139,22 @@ public:
     // select makes them the selection.
     bool removeDuplicateRowsOrCols(Axis axis, bool basedOnSelection);
     bool selectDuplicateRowsOrCols(Axis axis, bool basedOnSelection);
+
+    // --- Find and replace (tableview_find.cpp) ---------------------------------------------
+    // Each moves to (or selects) what it found and says noMatchSignal when there is nothing;
+    // the replaces are one undo step each. All return whether they found something.
+    bool findNextMatch(const FindReplaceQuery& query, bool includeStart = false);
+    bool findPrevMatch(const FindReplaceQuery& query, bool includeStart = false);
+    std::vector<FindResult> findAll(const FindReplaceQuery& query);
+    bool replaceNextMatch(const FindReplaceQuery& query, bool includeStart);
+    bool replacePrevMatch(const FindReplaceQuery& query, bool includeStart);
+    bool replaceAll(const FindReplaceQuery& query);
+    bool addNextMatchToSelection(const FindReplaceQuery& query);
+    bool selectAllMatches(const FindReplaceQuery& query);
+    // The highlight (and replace preview) of the matches in the cells on screen.
+    void updateFindReplaceMatches();
+    void onFindReplaceEdited(const FindReplaceQuery& query);
+    void onFindReplaceClosed();
 
     // --- Fit (tableview_fit.cpp) ---------------------------------------------------------
     void enforceAutoFitRowHeight(bool force);
@@ -313,6 +330,8 @@ signals:
     void suppressAutoFitWarningsChangedSignal(bool on);
     void loadProgressSignal(int percent, int sizeInMiB);
     void loadFinishedSignal();
+    // A find that found nothing for `text`.
+    void noMatchSignal(QString text);
 
 protected:
     void keyPressEvent(QKeyEvent* event) override;

@@ -97,29 +97,51 @@ void TestFindReplace::matchText_data() {
     QTest::addColumn<int>("flags");
     QTest::addColumn<Positions>("positions");
 
-    QTest::newRow("plain, each occurrence") << "cat concat cat" << "cat" << 0 << Positions{0, 7, 11};
-    QTest::newRow("plain, no overlap") << "aaaa" << "aa" << 0 << Positions{0, 2};
-    QTest::newRow("case folded") << "Cat CAT" << "cat" << 0 << Positions{0, 4};
-    QTest::newRow("case sensitive") << "Cat CAT cat" << "cat" << static_cast<int>(FCase) << Positions{8};
-    QTest::newRow("whole word: concat cat") << "concat cat" << "cat" << static_cast<int>(FWord) << Positions{7};
-    QTest::newRow("whole word inside failed find") << "catcat cat" << "cat" << static_cast<int>(FWord) << Positions{7};
-    QTest::newRow("whole word at delimiters") << "(cat),cat." << "cat" << static_cast<int>(FWord) << Positions{1, 6};
-    QTest::newRow("whole word, letters around") << "scatter" << "cat" << static_cast<int>(FWord) << Positions{};
-    QTest::newRow("whole word, non-latin delimiter absent") << "cat\u2014cat" << "cat" << static_cast<int>(FWord)
-                                                            << Positions{};
-    QTest::newRow("whole cell") << "CAT" << "cat" << static_cast<int>(FCell) << Positions{0};
-    QTest::newRow("whole cell, longer") << "cats" << "cat" << static_cast<int>(FCell) << Positions{};
-    QTest::newRow("whole cell wins over whole word") << "cat dog" << "cat" << static_cast<int>(FCell | FWord) << Positions{};
+    QTest::newRow("plain, each occurrence") << "cat concat cat"
+                                            << "cat" << 0 << Positions{0, 7, 11};
+    QTest::newRow("plain, no overlap") << "aaaa"
+                                       << "aa" << 0 << Positions{0, 2};
+    QTest::newRow("case folded") << "Cat CAT"
+                                 << "cat" << 0 << Positions{0, 4};
+    QTest::newRow("case sensitive") << "Cat CAT cat"
+                                    << "cat" << static_cast<int>(FCase) << Positions{8};
+    QTest::newRow("whole word: concat cat") << "concat cat"
+                                            << "cat" << static_cast<int>(FWord) << Positions{7};
+    QTest::newRow("whole word inside failed find") << "catcat cat"
+                                                   << "cat" << static_cast<int>(FWord) << Positions{7};
+    QTest::newRow("whole word at delimiters") << "(cat),cat."
+                                              << "cat" << static_cast<int>(FWord) << Positions{1, 6};
+    QTest::newRow("whole word, letters around") << "scatter"
+                                                << "cat" << static_cast<int>(FWord) << Positions{};
+    QTest::newRow("whole word, non-latin delimiter absent")
+        << "cat\u2014cat"
+        << "cat" << static_cast<int>(FWord) << Positions{};
+    QTest::newRow("whole cell") << "CAT"
+                                << "cat" << static_cast<int>(FCell) << Positions{0};
+    QTest::newRow("whole cell, longer") << "cats"
+                                        << "cat" << static_cast<int>(FCell) << Positions{};
+    QTest::newRow("whole cell wins over whole word")
+        << "cat dog"
+        << "cat" << static_cast<int>(FCell | FWord) << Positions{};
     QTest::newRow("whole cell wins over whole word, regex")
-        << "cat dog" << "cat" << static_cast<int>(FCell | FWord | FRegex) << Positions{};
-    QTest::newRow("whole cell, regex") << "cat9" << "cat\\d" << static_cast<int>(FCell | FRegex) << Positions{0};
-    QTest::newRow("regex every match") << "a1 b22 c" << "\\d+" << static_cast<int>(FRegex) << Positions{1, 4};
-    QTest::newRow("regex whole word") << "concat cat" << "cat" << static_cast<int>(FWord | FRegex) << Positions{7};
-    QTest::newRow("regex case folded") << "ABC" << "b" << static_cast<int>(FRegex) << Positions{1};
-    QTest::newRow("regex case sensitive") << "ABC" << "b" << static_cast<int>(FRegex | FCase) << Positions{};
-    QTest::newRow("invalid regex finds nothing") << "a(b" << "(" << static_cast<int>(FRegex) << Positions{};
-    QTest::newRow("empty find, empty text") << "" << "" << 0 << Positions{0};
-    QTest::newRow("empty find, filled text") << "x" << "" << 0 << Positions{};
+        << "cat dog"
+        << "cat" << static_cast<int>(FCell | FWord | FRegex) << Positions{};
+    QTest::newRow("whole cell, regex") << "cat9"
+                                       << "cat\\d" << static_cast<int>(FCell | FRegex) << Positions{0};
+    QTest::newRow("regex every match") << "a1 b22 c"
+                                       << "\\d+" << static_cast<int>(FRegex) << Positions{1, 4};
+    QTest::newRow("regex whole word") << "concat cat"
+                                      << "cat" << static_cast<int>(FWord | FRegex) << Positions{7};
+    QTest::newRow("regex case folded") << "ABC"
+                                       << "b" << static_cast<int>(FRegex) << Positions{1};
+    QTest::newRow("regex case sensitive") << "ABC"
+                                          << "b" << static_cast<int>(FRegex | FCase) << Positions{};
+    QTest::newRow("invalid regex finds nothing") << "a(b"
+                                                 << "(" << static_cast<int>(FRegex) << Positions{};
+    QTest::newRow("empty find, empty text") << ""
+                                            << "" << 0 << Positions{0};
+    QTest::newRow("empty find, filled text") << "x"
+                                             << "" << 0 << Positions{};
 }
 
 void TestFindReplace::matchText() {
@@ -194,15 +216,33 @@ void TestFindReplace::replaceCell_data() {
     QTest::addColumn<QString>("replace");
     QTest::addColumn<QString>("expected");
 
-    QTest::newRow("plain, all in the cell") << "cat concat cat" << "cat" << 0 << "dog" << "dog condog dog";
-    QTest::newRow("plain, longer replacement") << "aXa" << "a" << 0 << "bbb" << "bbbXbbb";
-    QTest::newRow("case folded") << "Cat cAT" << "cat" << 0 << "x" << "x x";
-    QTest::newRow("whole word only") << "concat cat" << "cat" << static_cast<int>(FWord) << "dog" << "concat dog";
-    QTest::newRow("whole cell") << "CAT" << "cat" << static_cast<int>(FCell) << "dog" << "dog";
-    QTest::newRow("regex back-reference") << "2024-05" << "(\\d+)-(\\d+)" << static_cast<int>(FRegex) << "\\2/\\1" << "05/2024";
-    QTest::newRow("regex all matches") << "a1b2" << "\\d" << static_cast<int>(FRegex) << "#" << "a#b#";
-    QTest::newRow("regex case folded") << "AbA" << "a" << static_cast<int>(FRegex) << "x" << "xbx";
-    QTest::newRow("empty replacement") << "x-y-z" << "-" << 0 << "" << "xyz";
+    QTest::newRow("plain, all in the cell") << "cat concat cat"
+                                            << "cat" << 0 << "dog"
+                                            << "dog condog dog";
+    QTest::newRow("plain, longer replacement") << "aXa"
+                                               << "a" << 0 << "bbb"
+                                               << "bbbXbbb";
+    QTest::newRow("case folded") << "Cat cAT"
+                                 << "cat" << 0 << "x"
+                                 << "x x";
+    QTest::newRow("whole word only") << "concat cat"
+                                     << "cat" << static_cast<int>(FWord) << "dog"
+                                     << "concat dog";
+    QTest::newRow("whole cell") << "CAT"
+                                << "cat" << static_cast<int>(FCell) << "dog"
+                                << "dog";
+    QTest::newRow("regex back-reference") << "2024-05"
+                                          << "(\\d+)-(\\d+)" << static_cast<int>(FRegex) << "\\2/\\1"
+                                          << "05/2024";
+    QTest::newRow("regex all matches") << "a1b2"
+                                       << "\\d" << static_cast<int>(FRegex) << "#"
+                                       << "a#b#";
+    QTest::newRow("regex case folded") << "AbA"
+                                       << "a" << static_cast<int>(FRegex) << "x"
+                                       << "xbx";
+    QTest::newRow("empty replacement") << "x-y-z"
+                                       << "-" << 0 << ""
+                                       << "xyz";
 }
 
 void TestFindReplace::replaceCell() {
@@ -379,8 +419,10 @@ void TestFindReplace::differentialAgainstBruteForce() {
                 }
                 const Range next = table.findNextMatch(q, start, false);
                 const Range prev = table.findPrevMatch(q, start, false);
-                QCOMPARE(next.isValid() ? std::make_pair(next.row, next.col) : std::make_pair(-1, -1), wantNext);
-                QCOMPARE(prev.isValid() ? std::make_pair(prev.row, prev.col) : std::make_pair(-1, -1), wantPrev);
+                QCOMPARE(next.isValid() ? std::make_pair(next.row, next.col) : std::make_pair(-1, -1),
+                         wantNext);
+                QCOMPARE(prev.isValid() ? std::make_pair(prev.row, prev.col) : std::make_pair(-1, -1),
+                         wantPrev);
             }
 
             // Replace all, cell by cell, against a reference replacement of the plain forms.
@@ -418,8 +460,8 @@ void TestFindReplace::readOnlyFindsAsEditable() {
     const QString path = dir.filePath("find.csv");
     QByteArray bytes;
     for (int r = 0; r < 3000; ++r)
-        bytes += QByteArray::number(r) + ",word" + QByteArray::number(r % 7) + ",\"cat, " + QByteArray::number(r) +
-                 "\"\n";
+        bytes += QByteArray::number(r) + ",word" + QByteArray::number(r % 7) + ",\"cat, " +
+                 QByteArray::number(r) + "\"\n";
     {
         QFile file(path);
         QVERIFY(file.open(QIODevice::WriteOnly));

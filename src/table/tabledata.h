@@ -307,6 +307,8 @@ private:
     Range findMatchFrom(const FindReplaceQuery& query, const Range& start, bool includeStart, bool forward,
                         bool replaceIt) const;
     RangeVector findAllInternal(const FindReplaceQuery& query, Worker* worker, bool replaceIt) const;
+    QString replacedText(const FindReplaceQuery& query, const QString& text,
+                         const std::vector<int>& positions, bool all, bool& valid) const;
 
     bool readSortKeys(SortKeys& keys, Dimension moving, int index, Worker* worker) const;
     bool reorderLines(Dimension axis, const std::vector<int>& map);

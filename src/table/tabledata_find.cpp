@@ -340,9 +340,8 @@ RangeVector TableData::findAll(const FindReplaceQuery& query, Worker* worker) co
 // One pass in stored order; with `replaceIt` each match comes back replaced, and cells that a
 // replacement leaves as they were are left out.
 RangeVector TableData::findAllInternal(const FindReplaceQuery& query, Worker* worker, bool replaceIt) const {
-    RangeVector out;
     if (query.findStr.isEmpty() || !dataContainer)
-        return out;
+        return RangeVector();
     const int modelRows = numModelRows();
     const int modelCols = numModelCols();
     std::vector<int> shownCols;
@@ -350,21 +349,40 @@ RangeVector TableData::findAllInternal(const FindReplaceQuery& query, Worker* wo
     for (int c = 0; c < modelCols; ++c)
         shownCols.push_back(getRawFromModelCol(c));
     std::vector<int> positions;
+    // Matches are gathered lean and become ranges once their number is known: a growing list of
+    // ranges would move every one of them again and again.
+    struct Hit {
+        int row;
+        int col;
+        QString value;
+        QString oldValue;
+    };
+    std::vector<Hit> hits;
     const auto examine = [&](int row, int col, std::string_view bytes) {
         if (bytes.empty() && !mayMatchEmpty(query))
             return;
         QString text = decodeCell(bytes, encoding, codec);
         if (!determineMatchInternal(query, text, replaceIt ? &positions : nullptr))
             return;
-        Range found(row, col, RangeIndexType::Raw);
-        found.value = std::move(text);
         if (!replaceIt) {
-            out.push_back(std::move(found));
+            hits.push_back({row, col, std::move(text), QString()});
             return;
         }
-        Range replaced = replace(query, found, positions, true);
-        if (replaced.type != RangeType::Invalid && replaced.value != replaced.oldValue)
-            out.push_back(std::move(replaced));
+        bool valid = false;
+        QString replaced = replacedText(query, text, positions, true, valid);
+        if (valid && replaced != text)
+            hits.push_back({row, col, std::move(replaced), std::move(text)});
+    };
+    const auto finish = [&hits, replaceIt]() {
+        RangeVector out;
+        out.reserve(hits.size());
+        for (Hit& hit : hits) {
+            out.emplace_back(hit.row, hit.col, RangeIndexType::Raw);
+            out.back().value = std::move(hit.value);
+            if (replaceIt)
+                out.back().oldValue = std::move(hit.oldValue);
+        }
+        return out;
     };
     const auto progress = [worker, modelRows](int modelRow) {
         if (!worker || !worker->readyForUpdate())
@@ -403,7 +421,7 @@ RangeVector TableData::findAllInternal(const FindReplaceQuery& query, Worker* wo
             if (!progress(last))
                 return RangeVector();
         }
-        return out;
+        return finish();
     }
 
     for (int m = 0; m < modelRows; ++m) {
@@ -424,7 +442,7 @@ RangeVector TableData::findAllInternal(const FindReplaceQuery& query, Worker* wo
         if ((m & 1023) == 0 && !progress(m))
             return RangeVector();
     }
-    return out;
+    return finish();
 }
 
 RangeVector TableData::findAll(const FindReplaceQuery& query, const RangeVector& cells) const {
@@ -447,34 +465,43 @@ RangeVector TableData::findAll(const FindReplaceQuery& query, const RangeVector&
 
 // --- Replacing -------------------------------------------------------------------------------
 
-Range TableData::replace(const FindReplaceQuery& query, const Range& range, const std::vector<int>& positions,
-                         bool all) const {
-    if (range.type == RangeType::Invalid)
-        return Range(RangeType::Invalid);
-    Range result = range;
-    result.oldValue = range.value;
-    QString text = range.value.toString();
+QString TableData::replacedText(const FindReplaceQuery& query, const QString& text,
+                                const std::vector<int>& positions, bool all, bool& valid) const {
+    valid = true;
+    QString out = text;
     if (!query.regex) {
         const qsizetype n = query.findStr.size();
         if (query.wholeCell) {
             if (!positions.empty())
-                text = query.replaceStr;
+                out = query.replaceStr;
         } else if (all) {
             // The last first, so the earlier positions stay good.
             for (auto it = positions.rbegin(); it != positions.rend(); ++it)
-                text.replace(*it, n, query.replaceStr);
+                out.replace(*it, n, query.replaceStr);
         } else if (!positions.empty()) {
-            text.replace(positions.front(), n, query.replaceStr);
+            out.replace(positions.front(), n, query.replaceStr);
         }
-    } else {
-        bool valid = false;
-        const QRegularExpression& re = getOrCreateRegex(query, valid);
-        if (!valid)
-            return Range(RangeType::Invalid);
-        // Every match in the cell; back-references in the replacement work.
-        text.replace(re, query.replaceStr);
+        return out;
     }
-    result.value = text;
+    const QRegularExpression& re = getOrCreateRegex(query, valid);
+    if (!valid)
+        return out;
+    // Every match in the cell; back-references in the replacement work.
+    out.replace(re, query.replaceStr);
+    return out;
+}
+
+Range TableData::replace(const FindReplaceQuery& query, const Range& range, const std::vector<int>& positions,
+                         bool all) const {
+    if (range.type == RangeType::Invalid)
+        return Range(RangeType::Invalid);
+    bool valid = false;
+    QString text = replacedText(query, range.value.toString(), positions, all, valid);
+    if (!valid)
+        return Range(RangeType::Invalid);
+    Range result = range;
+    result.oldValue = range.value;
+    result.value = std::move(text);
     return result;
 }
 

@@ -54,6 +54,13 @@ FindReplaceWidget::FindReplaceWidget(QWidget* parent) : QWidget(parent) {
     findAllFilesButton = makeButton(tr("Find"), &FindReplaceWidget::onFindAllFilesButtonClicked);
     replaceAllFilesButton = makeButton(tr("Replace"), &FindReplaceWidget::onReplaceAllFilesButtonClicked);
 
+    allFilesButton = new QToolButton(this);
+    allFilesButton->setText(tr("All Files"));
+    allFilesButton->setToolTip(tr("Find and Replace in All Open Files"));
+    allFilesButton->setCheckable(true);
+    allFilesButton->setAutoRaise(true);
+    connect(allFilesButton, &QToolButton::clicked, this, &FindReplaceWidget::allFilesRequestedSignal);
+
     closeButton = new QToolButton(this);
     closeButton->setText(QStringLiteral("\u00d7"));
     closeButton->setToolTip(tr("Close (esc)"));
@@ -77,7 +84,8 @@ FindReplaceWidget::FindReplaceWidget(QWidget* parent) : QWidget(parent) {
     grid->addWidget(findPrevButton, 0, 2);
     grid->addWidget(findNextButton, 0, 3);
     grid->addWidget(findAllButton, 0, 4);
-    grid->addWidget(closeButton, 0, 5);
+    grid->addWidget(closeButton, 0, 6);
+    grid->addWidget(allFilesButton, 0, 5);
     grid->addWidget(replaceCombo, 1, 0);
     grid->addLayout(replaceToggles, 1, 1);
     grid->addWidget(replacePrevButton, 1, 2);
@@ -86,7 +94,7 @@ FindReplaceWidget::FindReplaceWidget(QWidget* parent) : QWidget(parent) {
     grid->addWidget(filterCombo, 2, 0);
     grid->addWidget(findAllFilesButton, 2, 3);
     grid->addWidget(replaceAllFilesButton, 2, 4);
-    grid->addWidget(feedbackLabel, 3, 0, 1, 6);
+    grid->addWidget(feedbackLabel, 3, 0, 1, 7);
     grid->setColumnStretch(0, 1);
     setFindConfiguration();
 }
@@ -154,6 +162,10 @@ void FindReplaceWidget::rebuild() {
         w->setVisible(replacing);
     for (QWidget* w : std::initializer_list<QWidget*>{filterCombo, findAllFilesButton, replaceAllFilesButton})
         w->setVisible(allFiles);
+    {
+        const QSignalBlocker blocker(allFilesButton);
+        allFilesButton->setChecked(allFiles);
+    }
     feedbackLabel->clear();
     adjustSize();
     setFixedHeight(sizeHint().height());

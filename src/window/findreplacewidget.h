@@ -75,6 +75,8 @@ signals:
     void findAllFilesButtonClickedSignal(FindReplaceQuery query);
     void replaceAllFilesButtonClickedSignal(FindReplaceQuery query);
     void closeSignal();
+    // The user asked for the all-files form (true) or back to one table (false).
+    void allFilesRequestedSignal(bool on);
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -107,6 +109,7 @@ private:
     QPushButton* replaceAllButton = nullptr;
     QPushButton* findAllFilesButton = nullptr;
     QPushButton* replaceAllFilesButton = nullptr;
+    QToolButton* allFilesButton = nullptr;
     QToolButton* closeButton = nullptr;
     QLabel* feedbackLabel = nullptr;
 };

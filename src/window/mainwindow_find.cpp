@@ -66,6 +66,8 @@ void MainWindow::ensureFindWidgets() {
             &MainWindow::onFindInAllFiles);
     connect(findReplaceWidget, &FindReplaceWidget::replaceAllFilesButtonClickedSignal, this,
             &MainWindow::onReplaceInAllFiles);
+    connect(findReplaceWidget, &FindReplaceWidget::allFilesRequestedSignal, this,
+            [this](bool on) { showFindArea(on ? 2 : 0); });
     connect(findResultsWidget, &FindResultsWidget::resultSelectedSignal, this,
             &MainWindow::onFindAllResultSelected);
 }

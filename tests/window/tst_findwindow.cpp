@@ -214,6 +214,61 @@ private slots:
         QVERIFY(!window->commandReplaceAllMatches());
         QCOMPARE(readFile(path), kTable);
     }
+    void highlightCoversVisibleCellsOnly() {
+        MsgBoxAnswers answers;
+        QByteArray many;
+        for (int r = 0; r < 2000; ++r)
+            many += "cat,x,cat\n";
+        auto window = openWindow(writeFile(dir->filePath("many.csv"), many));
+        findAndType(*window, "cat");
+        const std::size_t lit = window->getActiveTable()->tableModel()->getHighlightedRange().size();
+        QVERIFY(lit > 10);
+        QVERIFY(lit < 200);
+        // Scrolling lights the rows that come into view.
+        window->getActiveTable()->scrollToCell(1500, 0, true, false);
+        QCoreApplication::processEvents();
+        bool farDown = false;
+        for (const Range& r : window->getActiveTable()->tableModel()->getHighlightedRange())
+            farDown = farDown || r.row > 1000;
+        QVERIFY(farDown);
+    }
+
+    void allFilesStepsThroughTheTables() {
+        MsgBoxAnswers answers;
+        auto window = std::make_unique<MainWindow>();
+        window->setAttribute(Qt::WA_DeleteOnClose, false);
+        window->resize(1200, 800);
+        window->show();
+        const QString a = writeFile(dir->filePath("a.csv"), "x,cat\n");
+        const QString b = writeFile(dir->filePath("b.csv"), "none,none\n");
+        const QString c = writeFile(dir->filePath("c.tsv"), "cat\tcat\n");
+        window->openFile(a);
+        window->openFile(b);
+        window->openFile(c);
+        QCOMPARE(window->getNumTables(), 3);
+        window->getActiveTable()->moveSelectionAbsolute(0, 0);
+        findAndType(*window, "cat");
+        window->onFindInAllFiles(window->getFindReplaceWidget()->getFindReplaceQuery(true));
+        // From (0, 0) of c.tsv: its next cell, then round through a.csv (b.csv has none) and back.
+        QCOMPARE(MainWindow::tableName(window->getActiveTable()), QString("c.tsv"));
+        QCOMPARE(mainCell(*window), std::make_pair(0, 1));
+        window->onFindInAllFiles(window->getFindReplaceWidget()->getFindReplaceQuery(true));
+        QCOMPARE(MainWindow::tableName(window->getActiveTable()), QString("a.csv"));
+        QCOMPARE(mainCell(*window), std::make_pair(0, 1));
+        window->onFindInAllFiles(window->getFindReplaceWidget()->getFindReplaceQuery(true));
+        QCOMPARE(MainWindow::tableName(window->getActiveTable()), QString("c.tsv"));
+        QCOMPARE(mainCell(*window), std::make_pair(0, 0));
+        // Replace in the files that pass the filter only.
+        FindReplaceQuery query = window->getFindReplaceWidget()->getFindReplaceQuery(true);
+        query.replaceStr = "dog";
+        query.filterStr = "*.tsv";
+        window->onReplaceInAllFiles(query);
+        QCOMPARE(cell(*window, 0, 0), QString("dog"));
+        QCOMPARE(window->getFindReplaceWidget()->feedbackText(), QString("Replaced 2 cells in 1 files."));
+        window->commandSwitchToTabOnTheRight();
+        QCOMPARE(MainWindow::tableName(window->getActiveTable()), QString("a.csv"));
+        QCOMPARE(cell(*window, 0, 1), QString("cat"));
+    }
 };
 
 QTEST_MAIN(TestFindWindow)

@@ -10,7 +10,7 @@
 #include "storage/abstractdatacontainer.h"
 #include "storage/readonlydatacontainer.h"
 #include "table/rangevector.h"
-#include "table/setmodeldatacommand.h"
+#include "table/replacecommand.h"
 #include "table/tabledata.h"
 #include "table/tablemodel.h"
 
@@ -189,11 +189,10 @@ int runFind(const QStringList& args) {
         const Timer timer;
         RangeVector cells = model.replaceAll(replaceQuery);
         const double computed = timer.seconds();
-        stack.push(new SetModelDataCommand(&model, cells));
+        const std::size_t replaced = cells.size();
+        stack.push(new ReplaceCommand(&model, std::move(cells), false));
         const double whole = timer.seconds();
         const qint64 extra = peakRssBytes() - before;
-        const std::size_t replaced = cells.size();
-        cells = RangeVector();
         figures.push_back({op, "replace all, plain word, with undo command", whole, "s", limit, limitName});
         figures.push_back({op, "replace all: / limit", whole / std::max(limit, 1e-9), "x", 4, "goal"});
         figures.push_back({op, "replace all: replacements computed", computed, "s", limit, limitName});

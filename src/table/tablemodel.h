@@ -302,6 +302,7 @@ public:
     RangeVector findAll(const FindReplaceQuery& query);
     Range replaceNextMatch(const FindReplaceQuery& query, bool includeStart);
     Range replacePrevMatch(const FindReplaceQuery& query, bool includeStart);
+    // Raw cells, in the view's order, for a ReplaceCommand.
     RangeVector replaceAll(const FindReplaceQuery& query);
     bool determineMatch(const FindReplaceQuery& query, int row, int col, std::vector<int>& positions) const;
     Range replace(const FindReplaceQuery& query, const Range& cell, const std::vector<int>& positions,

@@ -77,9 +77,8 @@ Range TableModel::replacePrevMatch(const FindReplaceQuery& query, bool includeSt
 RangeVector TableModel::replaceAll(const FindReplaceQuery& query) {
     if (readOnly)
         return RangeVector();
-    RangeVector raw = query.inSelectedCells ? tableData.replaceAll(query, rawSelectedCells(*this))
-                                            : tableData.replaceAll(query);
-    return getModelRange(raw);
+    return query.inSelectedCells ? tableData.replaceAll(query, rawSelectedCells(*this))
+                                 : tableData.replaceAll(query);
 }
 
 bool TableModel::determineMatch(const FindReplaceQuery& query, int row, int col,

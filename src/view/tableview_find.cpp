@@ -2,6 +2,7 @@
 
 #include "view/tableview.h"
 
+#include "table/replacecommand.h"
 #include "table/setmodeldatacommand.h"
 #include "table/tablemodel.h"
 
@@ -117,15 +118,11 @@ bool TableView::replaceAll(const FindReplaceQuery& query) {
         emit noMatchSignal(query.findStr);
         return false;
     }
-    // One undo step for every cell.
-    if (!pushCommand(new SetModelDataCommand(m, cells)))
+    const Range first = m->getModelRange(Range(cells.front().row, cells.front().col, RangeIndexType::Raw));
+    // One undo step for every cell; the replaced cells become the selection.
+    if (!pushCommand(new ReplaceCommand(m, std::move(cells), true)))
         return false;
-    RangeVector selected;
-    selected.reserve(cells.size());
-    for (const Range& cell : cells)
-        selected.push_back(Range(cell.row, cell.col, RangeIndexType::Model));
-    m->setSelection(selected);
-    scrollToCell(selected.front().row, selected.front().col, true, true);
+    scrollToCell(first.row, first.col, true, true);
     return true;
 }
 

@@ -275,15 +275,49 @@ Range TableData::findInWalk(const FindReplaceQuery& query, const Range& start, b
     int rawRow = -1;
     std::vector<int> local;
     std::vector<int>* out = positions ? positions : &local;
+
+    // A read-only table is read in blocks of rows in the walk's direction: one strip read then
+    // serves many cells. Blocks start small, so that a match nearby comes back at once, and grow.
+    const auto* readOnly = walk.isList ? nullptr : qobject_cast<const ReadOnlyDataContainer*>(dataContainer);
+    const int modelRowCount = modelCols > 0 ? static_cast<int>(n / modelCols) : 0;
+    int blockFirst = 0;
+    int blockLast = -1;
+    int blockSize = 16;
+    std::vector<ReadOnlyDataContainer::CellPosition> wanted;
+    std::vector<std::vector<char>> block;
+    const auto readOnlyText = [&](int modelRow, qint64 colIndex) {
+        if (modelRow < blockFirst || modelRow > blockLast) {
+            blockFirst = forward ? modelRow : std::max(0, modelRow - blockSize + 1);
+            blockLast = forward ? std::min(modelRowCount - 1, modelRow + blockSize - 1) : modelRow;
+            blockSize = std::min(blockSize * 2, kReadOnlyBatchRows);
+            wanted.clear();
+            for (int m = blockFirst; m <= blockLast; ++m) {
+                const int raw = getRawFromModelRow(m);
+                for (const int c : walk.shownCols) {
+                    int r = raw;
+                    int cc = c;
+                    if (transposed)
+                        std::swap(r, cc);
+                    wanted.push_back({readOnly->fileRowOf(r), readOnly->fileColOf(cc)});
+                }
+            }
+            readOnly->getValues(wanted, block);
+        }
+        const std::vector<char>& bytes =
+            block[static_cast<std::size_t>(qint64(modelRow - blockFirst) * modelCols + colIndex)];
+        return decodeCell(std::string_view(bytes.data(), bytes.size()), encoding, codec);
+    };
+
     for (qint64 step = 0; step < n; ++step, k += forward ? 1 : -1) {
         const qint64 at = ((k % n) + n) % n;
         int row = 0;
         int col = 0;
+        int modelRow = -1;
         if (walk.isList) {
             row = walk.cells[static_cast<std::size_t>(at)].first;
             col = walk.cells[static_cast<std::size_t>(at)].second;
         } else {
-            const int modelRow = static_cast<int>(at / modelCols);
+            modelRow = static_cast<int>(at / modelCols);
             if (modelRow != lastModelRow) {
                 lastModelRow = modelRow;
                 rawRow = getRawFromModelRow(modelRow);
@@ -291,7 +325,7 @@ Range TableData::findInWalk(const FindReplaceQuery& query, const Range& start, b
             row = rawRow;
             col = walk.shownCols[static_cast<std::size_t>(at % modelCols)];
         }
-        const QString text = findCellText(row, col);
+        const QString text = readOnly ? readOnlyText(modelRow, at % modelCols) : findCellText(row, col);
         if (text.isEmpty() && !mayMatchEmpty(query))
             continue;
         if (determineMatchInternal(query, text, out)) {

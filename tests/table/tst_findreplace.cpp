@@ -483,9 +483,18 @@ void TestFindReplace::readOnlyFindsAsEditable() {
             QCOMPARE(std::make_pair(a[i].row, a[i].col), std::make_pair(b[i].row, b[i].col));
             QCOMPARE(a[i].value, b[i].value);
         }
-        const Range next = readOnly.findNextMatch(q, Range(2000, 0, RangeIndexType::Raw), false);
-        const Range want = editable.findNextMatch(q, Range(2000, 0, RangeIndexType::Raw), false);
-        QCOMPARE(std::make_pair(next.row, next.col), std::make_pair(want.row, want.col));
+        // The read-only walk reads blocks of rows ahead, both ways and round the end.
+        for (const int start : {0, 5, 1500, 2998, 2999}) {
+            for (const bool forward : {true, false}) {
+                const Range from(start, 1, RangeIndexType::Raw);
+                const Range got =
+                    forward ? readOnly.findNextMatch(q, from, false) : readOnly.findPrevMatch(q, from, false);
+                const Range want =
+                    forward ? editable.findNextMatch(q, from, false) : editable.findPrevMatch(q, from, false);
+                QCOMPARE(std::make_pair(got.row, got.col), std::make_pair(want.row, want.col));
+                QCOMPARE(got.value, want.value);
+            }
+        }
     }
 }
 

@@ -128,8 +128,12 @@ bool MainWindow::currentFindQuery(FindReplaceQuery& query, bool replacing) {
 }
 
 void MainWindow::onFindReplaceQueryEdited(const FindReplaceQuery& query) {
-    if (findTable && findTable != activeTable)
+    if (findTable && findTable != activeTable) {
         findTable->onFindReplaceClosed();
+        // The find-all list belongs to the table it was made for.
+        if (findResultsWidget)
+            findResultsWidget->hide();
+    }
     findTable = activeTable;
     if (!activeTable || !activeModel || activeTable->isLoading())
         return;

@@ -18,3 +18,12 @@ struct FindReplaceQuery {
 
     friend bool operator==(const FindReplaceQuery&, const FindReplaceQuery&) = default;
 };
+
+// One row of the find-all list: where the match is and what the cell holds.
+struct FindResult {
+    int rawRow = -1;
+    int rawCol = -1;
+    int userRow = -1;
+    int userCol = -1;
+    QString text;
+};

@@ -3,10 +3,12 @@
 #include <string_view>
 
 #include "storage/fileparameters.h"
+#include "table/findreplacequery.h"
 #include "table/rangetypes.h"
 
 #include <QByteArray>
 #include <QObject>
+#include <QRegularExpression>
 #include <QString>
 #include <QVariant>
 
@@ -15,6 +17,7 @@
 
 class AbstractDataContainer;
 class Range;
+class RangeVector;
 class SortKeys;
 class Worker;
 enum class SortType;
@@ -204,6 +207,43 @@ public:
     bool isWordDelimiter(QChar c) const;
     void rebuildWordDelimiterLookup();
 
+    // --- Find and replace (tabledata_find.cpp) --------------------------------------------
+    // Raw indexes in the user's orientation; the walk runs in the view's row-major order and
+    // never looks at concealed rows or columns. `positions` receives the start of each match.
+    bool determineMatch(const FindReplaceQuery& query, int row, int col) const;
+    bool determineMatch(const FindReplaceQuery& query, int row, int col, std::vector<int>& positions) const;
+    bool determineMatch(const FindReplaceQuery& query, const QString& text) const;
+    bool determineMatch(const FindReplaceQuery& query, const QString& text,
+                        std::vector<int>& positions) const;
+    bool determineMatchInternal(const FindReplaceQuery& query, const QString& text,
+                                std::vector<int>* positions) const;
+    // The compiled pattern of the query, made once per query; `valid` tells whether it compiled.
+    const QRegularExpression& getOrCreateRegex(const FindReplaceQuery& query, bool& valid) const;
+    // The next (previous) match after `start`, which is examined last unless `includeStart`; a
+    // search wraps once. A Raw Cell with the cell's text as value, or Invalid. The `cells` forms
+    // walk only the given raw ranges.
+    Range findNextMatch(const FindReplaceQuery& query, const Range& start, bool includeStart) const;
+    Range findNextMatch(const FindReplaceQuery& query, const Range& start, bool includeStart,
+                        std::vector<int>& positions) const;
+    Range findNextMatch(const FindReplaceQuery& query, const Range& start, bool includeStart,
+                        std::vector<int>& positions, const RangeVector& cells) const;
+    Range findPrevMatch(const FindReplaceQuery& query, const Range& start, bool includeStart) const;
+    Range findPrevMatch(const FindReplaceQuery& query, const Range& start, bool includeStart,
+                        std::vector<int>& positions) const;
+    Range findPrevMatch(const FindReplaceQuery& query, const Range& start, bool includeStart,
+                        std::vector<int>& positions, const RangeVector& cells) const;
+    // Every match in row-major order; `worker` gets progress and may cancel (then the list is empty).
+    RangeVector findAll(const FindReplaceQuery& query, Worker* worker = nullptr) const;
+    RangeVector findAll(const FindReplaceQuery& query, const RangeVector& cells) const;
+    // The cell with its text replaced in `value` and the old one in `oldValue`; nothing is
+    // written. Invalid for an Invalid range or a pattern that doesn't compile.
+    Range replace(const FindReplaceQuery& query, const Range& range, const std::vector<int>& positions,
+                  bool all) const;
+    Range replaceNextMatch(const FindReplaceQuery& query, const Range& start, bool includeStart) const;
+    Range replacePrevMatch(const FindReplaceQuery& query, const Range& start, bool includeStart) const;
+    RangeVector replaceAll(const FindReplaceQuery& query, Worker* worker = nullptr) const;
+    RangeVector replaceAll(const FindReplaceQuery& query, const RangeVector& cells) const;
+
 public slots:
     // A finish from a container that was replaced meanwhile is ignored.
     void onLoadFinished();
@@ -263,6 +303,18 @@ private:
     std::vector<int> emptyLinesIn(Dimension axis, int index, RangeIndexType indexType,
                                   GetRowColMaskType maskType, const std::vector<int>& mask) const;
 
+    // Find: the text of a raw cell in the user's orientation, and the walk of the finds.
+    QString findCellText(int row, int col) const;
+    struct FindWalk;
+    FindWalk makeFindWalk(const Range& start, const RangeVector* cells) const;
+    Range findInWalk(const FindReplaceQuery& query, const Range& start, bool includeStart, bool forward,
+                     std::vector<int>* positions, const RangeVector* cells) const;
+    Range findMatchFrom(const FindReplaceQuery& query, const Range& start, bool includeStart, bool forward,
+                        bool replaceIt) const;
+    RangeVector findAllInternal(const FindReplaceQuery& query, Worker* worker, bool replaceIt) const;
+    QString replacedText(const FindReplaceQuery& query, const QString& text,
+                         const std::vector<int>& positions, bool all, bool& valid) const;
+
     bool readSortKeys(SortKeys& keys, Dimension moving, int index, Worker* worker) const;
     bool reorderLines(Dimension axis, const std::vector<int>& map);
 
@@ -301,4 +353,9 @@ private:
     QMutex* progressUpdateMutex = nullptr;
     QWaitCondition* progressUpdateCondition = nullptr;
     bool caseSensitiveSort = true;
+    // The pattern of the last regular-expression query, compiled once for all its cells.
+    mutable FindReplaceQuery cachedFindQuery;
+    mutable QRegularExpression cachedRegex;
+    mutable bool cacheValid = false;
+    mutable bool cachedValid = false;
 };

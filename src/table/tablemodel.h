@@ -333,6 +333,21 @@ public:
     bool hasConcealmentLists() const {
         return !filterList.empty() || !hiddenRowsList.empty() || !hiddenColsList.empty();
     }
+    // --- Find and replace (tablemodel_find.cpp) -----------------------------------------
+    // From the main cell, or within the selection with `inSelectedCells`. Results in model
+    // indexes carry the cell text in `value`; replaced ones the old text in `oldValue`. Nothing
+    // is written: the view pushes the undo command.
+    Range findNextMatch(const FindReplaceQuery& query, bool includeStart);
+    Range findPrevMatch(const FindReplaceQuery& query, bool includeStart);
+    // Raw ranges in the view's order.
+    RangeVector findAll(const FindReplaceQuery& query);
+    Range replaceNextMatch(const FindReplaceQuery& query, bool includeStart);
+    Range replacePrevMatch(const FindReplaceQuery& query, bool includeStart);
+    // Raw cells, in the view's order, for a ReplaceCommand.
+    RangeVector replaceAll(const FindReplaceQuery& query);
+    bool determineMatch(const FindReplaceQuery& query, int row, int col, std::vector<int>& positions) const;
+    Range replace(const FindReplaceQuery& query, const Range& cell, const std::vector<int>& positions,
+                  bool all) const;
 
     // --- Reading and writing ranges -----------------------------------------------------
     // Fills the values that the range covers from the table (`current`) and/or into the

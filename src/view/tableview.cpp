@@ -154,6 +154,8 @@ void TableView::connectSignalsWithModel() {
         return;
     connect(m, &TableModel::selectionChangedSignal, this, &TableView::onSelectionChanged,
             Qt::UniqueConnection);
+    connect(m, &TableModel::updateFindReplaceMatchesSignal, this, &TableView::updateFindReplaceMatches,
+            Qt::UniqueConnection);
     connect(m, &TableModel::enforceTableSizeSignal, this, &TableView::onEnforceTableSize,
             Qt::UniqueConnection);
     connect(m, &TableModel::refreshHeadersSignal, this, &TableView::onRefreshHeaders, Qt::UniqueConnection);
@@ -208,6 +210,9 @@ void TableView::setupFrozenHeaders() {
             [this](int, int max) { frozenRows->horizontalScrollBar()->setMaximum(max); });
     connect(verticalScrollBar(), &QScrollBar::rangeChanged, this,
             [this](int, int max) { frozenCols->verticalScrollBar()->setMaximum(max); });
+    // Matches are highlighted in the cells on screen only, so scrolling looks again.
+    connect(horizontalScrollBar(), &QScrollBar::valueChanged, this, &TableView::updateFindReplaceMatches);
+    connect(verticalScrollBar(), &QScrollBar::valueChanged, this, &TableView::updateFindReplaceMatches);
     updateFrozenGeometry();
 }
 

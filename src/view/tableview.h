@@ -4,6 +4,7 @@
 #include "preferences/theme.h"
 #include "storage/fileparameters.h"
 #include "table/filterdata.h"
+#include "table/findreplacequery.h"
 #include "table/sortdata.h"
 #include "view/abstracttableview.h"
 #include "window/context.h"
@@ -172,6 +173,21 @@ public:
     // Which raw lines of `axis` a filter text would keep, for a preview while the user types;
     // header lines are always kept. Stops after `limit` lines with false.
     bool previewFilter(const FilterData& filter, std::vector<int>& keptRaw, int limit) const;
+    // --- Find and replace (tableview_find.cpp) ---------------------------------------------
+    // Each moves to (or selects) what it found and says noMatchSignal when there is nothing;
+    // the replaces are one undo step each. All return whether they found something.
+    bool findNextMatch(const FindReplaceQuery& query, bool includeStart = false);
+    bool findPrevMatch(const FindReplaceQuery& query, bool includeStart = false);
+    std::vector<FindResult> findAll(const FindReplaceQuery& query);
+    bool replaceNextMatch(const FindReplaceQuery& query, bool includeStart);
+    bool replacePrevMatch(const FindReplaceQuery& query, bool includeStart);
+    bool replaceAll(const FindReplaceQuery& query);
+    bool addNextMatchToSelection(const FindReplaceQuery& query);
+    bool selectAllMatches(const FindReplaceQuery& query);
+    // The highlight (and replace preview) of the matches in the cells on screen.
+    void updateFindReplaceMatches();
+    void onFindReplaceEdited(const FindReplaceQuery& query);
+    void onFindReplaceClosed();
 
     // --- Fit (tableview_fit.cpp) ---------------------------------------------------------
     void enforceAutoFitRowHeight(bool force);
@@ -414,6 +430,8 @@ signals:
     void suppressAutoFitWarningsChangedSignal(bool on);
     void loadProgressSignal(int percent, int sizeInMiB);
     void loadFinishedSignal();
+    // A find that found nothing for `text`.
+    void noMatchSignal(QString text);
 
 protected:
     void keyPressEvent(QKeyEvent* event) override;

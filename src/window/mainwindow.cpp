@@ -640,9 +640,7 @@ void MainWindow::keyPressEvent(QKeyEvent* event) {
         return;
     }
     if (context.contains(ContextNotEditing | ContextFindOpen) && !context.intersects(ContextLauncherOpen)) {
-        findArea->hide();
-        verticalSplitter->setStretchFactor(1, 0);
-        removeContext(ContextFindOpen);
+        hideFindArea();
         return;
     }
     if (context.contains(ContextNotEditing | ContextMultiSelection) &&

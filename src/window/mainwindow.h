@@ -4,6 +4,7 @@
 #include "preferences/theme.h"
 #include "storage/fileparameters.h"
 #include "table/filterdata.h"
+#include "table/findreplacequery.h"
 #include "table/range.h"
 #include "table/rangetypes.h"
 #include "window/commands.h"
@@ -23,6 +24,8 @@
 
 class EditableDataContainer;
 class HelpWindow;
+class FindReplaceWidget;
+class FindResultsWidget;
 class Launcher;
 class PaneView;
 class PreferencesWindow;
@@ -597,6 +600,25 @@ public slots:
     // With "Retain Sort and Filters Upon File Refresh" on, a reload keeps the table's filters.
     void retainFiltersForReload(TableView* view);
     void restoreRetainedFilters(TableView* view);
+    // --- Find and replace (mainwindow_find.cpp) ------------------------------------------
+    bool commandFind(const QString& path = QString());
+    bool commandFindNextMatch(const QString& path = QString());
+    bool commandFindPreviousMatch(const QString& path = QString());
+    bool commandFindAllMatches(const QString& path = QString());
+    bool commandReplace(const QString& path = QString());
+    bool commandReplaceNextMatch(const QString& path = QString());
+    bool commandReplacePreviousMatch(const QString& path = QString());
+    bool commandReplaceAllMatches(const QString& path = QString());
+    bool commandAddNextMatchToSelection(const QString& path = QString());
+    bool commandSelectAllMatches(const QString& path = QString());
+    void onFindReplaceQueryEdited(const FindReplaceQuery& query);
+    void onFindAllResultSelected(int rawRow, int rawCol);
+    void onFindInAllFiles(const FindReplaceQuery& query);
+    void onReplaceInAllFiles(const FindReplaceQuery& query);
+    // Hides the find area and ends the highlight of its matches.
+    void hideFindArea();
+    FindReplaceWidget* getFindReplaceWidget() const { return findReplaceWidget; }
+    FindResultsWidget* getFindResultsWidget() const { return findResultsWidget; }
 
     void onTableSizeChanged(int rawRows, int rawCols, int modelRows, int modelCols);
     void onSelectionSizeChanged(const RangeSize& size);
@@ -725,6 +747,15 @@ private:
     QScrollArea* metadataScrollArea = nullptr;
     QWidget* metadataPane = nullptr;
     QWidget* findArea = nullptr;
+    // Find: the widgets of the find area, made at first use, and the table it highlights.
+    void ensureFindWidgets();
+    void showFindArea(int mode);
+    TableView* findTableFor(const QString& path);
+    // The query of the widget; false (with the find area raised) when there is nothing to find.
+    bool currentFindQuery(FindReplaceQuery& query, bool replacing);
+    FindReplaceWidget* findReplaceWidget = nullptr;
+    FindResultsWidget* findResultsWidget = nullptr;
+    QPointer<TableView> findTable;
     QVariantAnimation* tabBarAnimation = nullptr;
     QVariantAnimation* sideBarAnimation = nullptr;
     QVariantAnimation* metadataAnimation = nullptr;

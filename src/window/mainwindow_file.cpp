@@ -2,6 +2,8 @@
 
 #include "window/mainwindow.h"
 
+#include "window/findreplacewidget.h"
+
 #include "panes/tabbar.h"
 #include "preferences/defaultextensions.h"
 #include "storage/abstractdatacontainer.h"
@@ -329,9 +331,11 @@ void MainWindow::setActiveTable(TableView* view) {
         bits = bits - ContextReadOnly;
     setContext(bits);
     view->setFocus();
-    findArea->hide();
-    verticalSplitter->setStretchFactor(1, 0);
-    removeContext(ContextFindOpen);
+    // An open find area stays and moves its highlight to the new table.
+    if (!findArea->isHidden() && getFindReplaceWidget())
+        onFindReplaceQueryEdited(getFindReplaceWidget()->getFindReplaceQuery(true));
+    else
+        hideFindArea();
 
     updateWindowTitle();
     updateStatusBar();

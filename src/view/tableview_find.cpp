@@ -1,0 +1,250 @@
+// TableView: find and replace turned into selection, undo commands and the live highlight.
+
+#include "view/tableview.h"
+
+#include "table/replacecommand.h"
+#include "table/setmodeldatacommand.h"
+#include "table/tablemodel.h"
+
+#include <QHeaderView>
+#include <QScrollBar>
+
+#include <algorithm>
+
+bool TableView::findNextMatch(const FindReplaceQuery& query, bool includeStart) {
+    TableModel* m = tableModel();
+    if (!m)
+        return false;
+    Range found = m->findNextMatch(query, includeStart);
+    if (!found.isValid()) {
+        emit noMatchSignal(query.findStr);
+        return false;
+    }
+    if (query.inSelectedCells)
+        m->setMainCell(found);
+    else
+        m->setSelection(found);
+    scrollToCell(found.row, found.col, true, true);
+    return true;
+}
+
+bool TableView::findPrevMatch(const FindReplaceQuery& query, bool includeStart) {
+    TableModel* m = tableModel();
+    if (!m)
+        return false;
+    Range found = m->findPrevMatch(query, includeStart);
+    if (!found.isValid()) {
+        emit noMatchSignal(query.findStr);
+        return false;
+    }
+    if (query.inSelectedCells)
+        m->setMainCell(found);
+    else
+        m->setSelection(found);
+    scrollToCell(found.row, found.col, true, true);
+    return true;
+}
+
+std::vector<FindResult> TableView::findAll(const FindReplaceQuery& query) {
+    std::vector<FindResult> results;
+    TableModel* m = tableModel();
+    if (!m)
+        return results;
+    const RangeVector found = m->findAll(query);
+    results.reserve(found.size());
+    for (const Range& raw : found) {
+        const Range user = m->getUserRange(raw);
+        results.push_back({raw.row, raw.col, user.row, user.col, raw.value.toString()});
+    }
+    if (results.empty())
+        emit noMatchSignal(query.findStr);
+    return results;
+}
+
+namespace {
+
+bool pushReplacement(TableView* view, TableModel* m, Range replaced, bool keepSelection) {
+    RangeVector cells;
+    Range cell(replaced.row, replaced.col, RangeIndexType::Model);
+    cell.value = replaced.value;
+    cells.push_back(cell);
+    if (!view->pushCommand(new SetModelDataCommand(m, cells)))
+        return false;
+    if (keepSelection)
+        m->setMainCell(cell);
+    else
+        m->setSelection(cell);
+    return true;
+}
+
+} // namespace
+
+bool TableView::replaceNextMatch(const FindReplaceQuery& query, bool includeStart) {
+    TableModel* m = tableModel();
+    if (!m || isReadOnly())
+        return false;
+    const Range replaced = m->replaceNextMatch(query, includeStart);
+    if (!replaced.isValid()) {
+        emit noMatchSignal(query.findStr);
+        return false;
+    }
+    if (replaced.value != replaced.oldValue)
+        pushReplacement(this, m, replaced, query.inSelectedCells);
+    scrollToCell(replaced.row, replaced.col, true, true);
+    return true;
+}
+
+bool TableView::replacePrevMatch(const FindReplaceQuery& query, bool includeStart) {
+    TableModel* m = tableModel();
+    if (!m || isReadOnly())
+        return false;
+    const Range replaced = m->replacePrevMatch(query, includeStart);
+    if (!replaced.isValid()) {
+        emit noMatchSignal(query.findStr);
+        return false;
+    }
+    if (replaced.value != replaced.oldValue)
+        pushReplacement(this, m, replaced, query.inSelectedCells);
+    scrollToCell(replaced.row, replaced.col, true, true);
+    return true;
+}
+
+bool TableView::replaceAll(const FindReplaceQuery& query) {
+    TableModel* m = tableModel();
+    if (!m || isReadOnly())
+        return false;
+    RangeVector cells = m->replaceAll(query);
+    if (cells.empty()) {
+        emit noMatchSignal(query.findStr);
+        return false;
+    }
+    const Range first = m->getModelRange(Range(cells.front().row, cells.front().col, RangeIndexType::Raw));
+    // One undo step for every cell; the replaced cells become the selection.
+    if (!pushCommand(new ReplaceCommand(m, std::move(cells), true)))
+        return false;
+    scrollToCell(first.row, first.col, true, true);
+    return true;
+}
+
+bool TableView::addNextMatchToSelection(const FindReplaceQuery& query) {
+    TableModel* m = tableModel();
+    if (!m || query.findStr.isEmpty())
+        return false;
+    FindReplaceQuery q = query;
+    q.inSelectedCells = false;
+    // A lone selected cell that matches counts as the first match: the walk starts after it.
+    Range found = m->findNextMatch(q, false);
+    if (found.isValid() && m->cellInSelection(found)) {
+        // Already selected: look on once from there.
+        Range saved = m->getMainCell();
+        m->setMainCell(found);
+        found = m->findNextMatch(q, false);
+        m->setMainCell(saved);
+        if (found.isValid() && m->cellInSelection(found))
+            found = Range(RangeType::Invalid);
+    }
+    if (!found.isValid()) {
+        emit noMatchSignal(query.findStr);
+        return false;
+    }
+    m->addCellToSelection(found);
+    m->setMainCell(found);
+    scrollToMainCell(true, false);
+    return true;
+}
+
+bool TableView::selectAllMatches(const FindReplaceQuery& query) {
+    TableModel* m = tableModel();
+    if (!m)
+        return false;
+    FindReplaceQuery q = query;
+    q.inSelectedCells = false;
+    const RangeVector found = m->findAll(q);
+    if (found.empty()) {
+        emit noMatchSignal(query.findStr);
+        return false;
+    }
+    RangeVector cells;
+    cells.reserve(found.size());
+    for (const Range& raw : found) {
+        Range cell = m->getModelRange(raw);
+        cell.value = QVariant();
+        cells.push_back(cell);
+    }
+    m->setSelection(cells);
+    scrollToMainCell(true, false);
+    return true;
+}
+
+void TableView::updateFindReplaceMatches() {
+    TableModel* m = tableModel();
+    if (!m || !isVisible() || !m->getHasFindReplaceQuery())
+        return;
+    const FindReplaceQuery query = m->getFindReplaceQuery();
+    if ((!query.highlightMatches && !query.previewReplace) || query.findStr.isEmpty()) {
+        m->setFindReplacePreview(RangeVector());
+        m->clearHighlightedRange();
+        return;
+    }
+    const int rows = m->rowCountModel();
+    const int cols = m->columnCountModel();
+    int firstRow = rowAt(0);
+    int lastRow = rowAt(viewport()->height() - 1);
+    int firstCol = columnAt(0);
+    int lastCol = columnAt(viewport()->width() - 1);
+    if (firstRow < 0)
+        firstRow = 0;
+    if (firstCol < 0)
+        firstCol = 0;
+    if (lastRow < 0 || lastRow >= rows)
+        lastRow = rows - 1;
+    if (lastCol < 0 || lastCol >= cols)
+        lastCol = cols - 1;
+    // The frozen header rows and columns stand on screen whatever the scroll.
+    std::vector<int> visibleRows;
+    std::vector<int> visibleCols;
+    for (int r = 0; r < std::min(numHeaderRows, rows); ++r)
+        visibleRows.push_back(r);
+    for (int r = std::max(firstRow, numHeaderRows); r <= lastRow; ++r)
+        visibleRows.push_back(r);
+    for (int c = 0; c < std::min(numHeaderCols, cols); ++c)
+        visibleCols.push_back(c);
+    for (int c = std::max(firstCol, numHeaderCols); c <= lastCol; ++c)
+        visibleCols.push_back(c);
+
+    RangeVector highlight;
+    RangeVector preview;
+    std::vector<int> positions;
+    const bool withPreview = query.previewReplace && !isReadOnly();
+    for (const int row : visibleRows) {
+        for (const int col : visibleCols) {
+            if (!m->determineMatch(query, row, col, positions))
+                continue;
+            Range raw(m->getRawFromModelRow(row), m->getRawFromModelCol(col), RangeIndexType::Raw);
+            if (withPreview) {
+                Range cell = raw;
+                cell.value = m->getTableData().getValueRaw(raw.row, raw.col);
+                const Range replaced = m->replace(query, cell, positions, true);
+                if (replaced.isValid())
+                    preview.push_back(replaced);
+            }
+            highlight.push_back(raw);
+        }
+    }
+    m->setFindReplaceQuery(query);
+    m->setFindReplacePreview(preview);
+    m->setHighlightedRange(highlight);
+}
+
+void TableView::onFindReplaceEdited(const FindReplaceQuery& query) {
+    TableModel* m = tableModel();
+    if (!m)
+        return;
+    m->setFindReplaceQuery(query);
+    updateFindReplaceMatches();
+}
+
+void TableView::onFindReplaceClosed() {
+    if (TableModel* m = tableModel())
+        m->onFindReplaceClosed();
+}

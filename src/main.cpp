@@ -2,6 +2,8 @@
 
 #include <QDir>
 
+#include <cstdio>
+
 int main(int argc, char* argv[]) {
     qputenv("QT_AUTO_SCREEN_SCALE_FACTOR", "1");
     QGuiApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
@@ -10,8 +12,14 @@ int main(int argc, char* argv[]) {
     if (app.isSecondary()) {
         // The first process opens our arguments; the wire text is the working directory, then
         // the arguments, all separated by "<".
+        // A first process still starting up answers once its event loop runs: wait for it, so
+        // that the files of a launch made in that moment are not dropped.
+        constexpr int kHandOverTimeoutMs = 15000;
         const QByteArray joined = QCoreApplication::arguments().join(QLatin1Char('<')).toUtf8();
-        app.sendMessage(joined, QDir::currentPath(), 100, Application::NonBlocking);
+        if (!app.sendMessage(joined, QDir::currentPath(), kHandOverTimeoutMs, Application::NonBlocking)) {
+            std::fputs("Orvane is running but did not answer; the files were not opened.\n", stderr);
+            return 1;
+        }
         return 0;
     }
     return app.exec();

@@ -207,6 +207,14 @@ public:
     void resizeColumnsToContents();
     void setDefaultRowHeight(int height);
     void setDefaultColumnWidth(int width);
+    // Rows (columns) the selection touches get this size, in pixels.
+    void setSelectedRowHeights(int height);
+    void setSelectedColumnWidths(int width);
+    void setMaxAutoFitRowHeight(int height);
+    void setMaxAutoFitColWidth(int width);
+    // The numbers the row and column labels start from.
+    void setFirstRowIndex(int index);
+    void setFirstColIndex(int index);
     bool getAutoFitRowHeight() const { return autoFitRowHeight; }
     bool getAutoFitColWidth() const { return autoFitColWidth; }
     // With `apply` the fit runs at once when turned on.

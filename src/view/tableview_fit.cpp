@@ -283,3 +283,43 @@ bool TableView::warnAutoFitIfLargeFile() {
     }
     return true;
 }
+
+void TableView::setSelectedRowHeights(int height) {
+    TableModel* m = tableModel();
+    if (!m || height <= 0)
+        return;
+    std::vector<int> rows;
+    m->getOrderedSetOfSelectedRows(rows);
+    for (const int row : rows)
+        setRowHeight(row, height);
+    setFrozenRowHeights(false);
+    updateFrozenGeometry();
+}
+
+void TableView::setSelectedColumnWidths(int width) {
+    TableModel* m = tableModel();
+    if (!m || width <= 0)
+        return;
+    std::vector<int> cols;
+    m->getOrderedSetOfSelectedCols(cols);
+    for (const int col : cols)
+        setColumnWidth(col, width);
+    setFrozenColWidths(false);
+    updateFrozenGeometry();
+}
+
+void TableView::setMaxAutoFitRowHeight(int height) {
+    if (height <= 0)
+        return;
+    maxAutoFitRowHeight = height;
+    settings.setValue(MaxAutoFitRowHeight, height);
+    enforceAutoFitRowHeight(false);
+}
+
+void TableView::setMaxAutoFitColWidth(int width) {
+    if (width <= 0)
+        return;
+    maxAutoFitColWidth = width;
+    settings.setValue(MaxAutoFitColumnWidth, width);
+    enforceAutoFitColWidth(false);
+}

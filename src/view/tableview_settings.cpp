@@ -50,3 +50,20 @@ bool TableView::getTableSettingBool(SettingType type) const {
         return settings.getValueBool(type);
     }
 }
+
+void TableView::setFirstRowIndex(int index) {
+    firstRowIndex = index;
+    settings.setValue(FirstRowIndex, index);
+    if (TableModel* m = tableModel())
+        m->setFirstRowIndex(index);
+    // Wider numbers need a wider label column.
+    updateFrozenGeometry();
+}
+
+void TableView::setFirstColIndex(int index) {
+    firstColIndex = index;
+    settings.setValue(FirstColumnIndex, index);
+    if (TableModel* m = tableModel())
+        m->setFirstColIndex(index);
+    updateFrozenGeometry();
+}

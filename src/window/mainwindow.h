@@ -459,6 +459,20 @@ public slots:
     bool commandMoveColumnsToTheLeftOfColumn(const QString& path = QString());
     bool commandSetNumberOfHeaderRows(const QString& path = QString());
     bool commandSetNumberOfHeaderColumns(const QString& path = QString());
+    // Sizes and numbers asked for in a prompt.
+    bool commandSetSelectedRowHeights(const QString& path = QString());
+    bool commandSetSelectedColumnWidths(const QString& path = QString());
+    bool commandSetDefaultRowHeight(const QString& path = QString());
+    bool commandSetDefaultColumnWidth(const QString& path = QString());
+    bool commandSetMaximumRowHeightForAutoFit(const QString& path = QString());
+    bool commandSetMaximumColumnWidthForAutoFit(const QString& path = QString());
+    bool commandSetFirstRowIndex(const QString& path = QString());
+    bool commandSetFirstColumnIndex(const QString& path = QString());
+    bool commandSetMinimumNumberOfTableRows(const QString& path = QString());
+    bool commandSetMinimumNumberOfTableColumns(const QString& path = QString());
+    bool commandSetNumberOfBufferRows(const QString& path = QString());
+    bool commandSetNumberOfBufferColumns(const QString& path = QString());
+    bool commandSetMinimumFileSizeForReadOnlyModeQuery(const QString& path = QString());
     bool commandGoToFile(const QString& path = QString());
     bool commandMoveCellContentsTo(const QString& path = QString());
     // Preferences (mainwindow_preferences.cpp).
@@ -674,6 +688,14 @@ private:
     bool takeCellAnswer(const QString& response, void (MainWindow::*prompt)(), int& row, int& col);
     bool takeCountAnswer(const QString& response, const QString& title,
                          void (MainWindow::*received)(const QString&), int& times);
+    // A prompt for a whole number from minimum to maximum, raised again with the answer until
+    // the answer is one; then `apply` gets it.
+    void raiseNumberPrompt(const QString& title, const QString& description, const QString& text, int minimum,
+                           int maximum, const std::function<void(int)>& apply);
+    // The number prompt of an integer setting, titled with its name, showing its value now (the
+    // table's, when a view is given) and the range its type allows.
+    void raiseSettingPrompt(SettingType type, const QString& what, const std::function<void(int)>& apply,
+                            TableView* view = nullptr);
 
     // A transformation prompt: `take` gets the answer and says whether it was good; a bad one
     // brings the prompt back with the text. `preview` (optional) gives the feedback line for

@@ -2,13 +2,49 @@
 
 #include <QTest>
 
+#include <climits>
+
 class TestPromptUtilities : public QObject {
     Q_OBJECT
 
 private slots:
     void count_data();
     void count();
+    void integer_data();
+    void integer();
 };
+
+void TestPromptUtilities::integer_data() {
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<int>("minimum");
+    QTest::addColumn<bool>("ok");
+    QTest::addColumn<int>("value");
+    QTest::newRow("plain") << "24" << 1 << true << 24;
+    QTest::newRow("negative allowed") << " -3 " << INT_MIN << true << -3;
+    QTest::newRow("negative refused") << "-3" << 0 << false << -7;
+    QTest::newRow("plus") << "+7" << 0 << true << 7;
+    QTest::newRow("thousands") << "1,200" << 1 << true << 1200;
+    QTest::newRow("misplaced comma") << "12,00" << 1 << false << -7;
+    QTest::newRow("leading comma") << ",200" << 1 << false << -7;
+    QTest::newRow("pixels") << "60 px" << 1 << true << 60;
+    QTest::newRow("megabytes") << "100MB" << 0 << true << 100;
+    QTest::newRow("zero below a positive minimum") << "0" << 1 << false << -7;
+    QTest::newRow("past int") << "3000000000" << INT_MIN << false << -7;
+    QTest::newRow("lone sign") << "-" << INT_MIN << false << -7;
+    QTest::newRow("decimal") << "2.5" << 0 << false << -7;
+    QTest::newRow("unit alone") << "px" << 0 << false << -7;
+    QTest::newRow("other digits") << QString::fromUtf8("٣") << 0 << false << -7;
+}
+
+void TestPromptUtilities::integer() {
+    QFETCH(QString, text);
+    QFETCH(int, minimum);
+    QFETCH(bool, ok);
+    QFETCH(int, value);
+    int got = -7;
+    QCOMPARE(Utilities::parseIntegerString(got, text, minimum, INT_MAX), ok);
+    QCOMPARE(got, value);
+}
 
 void TestPromptUtilities::count_data() {
     QTest::addColumn<QString>("text");

@@ -439,8 +439,8 @@ private slots:
                 break;
             const QString title = launcher->getTitleLabel()->text();
             lastTitle = title;
-            const bool count =
-                title.contains(QLatin1String("How Many")) || title.startsWith(QLatin1String("Number"));
+            const bool count = valueSetting || title.contains(QLatin1String("How Many")) ||
+                               title.startsWith(QLatin1String("Number"));
             const bool list = launcher->getOptionList() != nullptr;
             launcher->getPromptEditor()->setText(list    ? QString()
                                                  : count ? QStringLiteral("2")
@@ -516,8 +516,14 @@ private slots:
             QVERIFY(window->getLauncher());
             QCOMPARE(window->getSettings().getTheme().name, QStringLiteral("Dark"));
         } else if (valueSetting) {
-            // Answered "2" above.
-            QCOMPARE(cmd.setting == HeaderRows ? view->getNumHeaderRows() : view->getNumHeaderCols(), 2);
+            // A number setting, answered "2" above: the table's own for a table setting.
+            const Setting* setting = window->getSettings().get(cmd.setting);
+            if (setting->dataType == Int || setting->dataType == IntPositive ||
+                setting->dataType == IntNonNegative) {
+                const int now = cmd.scope == Table ? view->getSettings(false).getValueInt(cmd.setting)
+                                                   : window->getSettings().getValueInt(cmd.setting);
+                QCOMPARE(now, 2);
+            }
         } else if (cmd.setting == ReadOnly) {
             QCOMPARE(view->isReadOnly(), !readOnlyBefore);
             QCOMPARE(cmd.action->isChecked(), view->isReadOnly());
@@ -541,6 +547,42 @@ private slots:
                     name != QLatin1String("Go to File"))) {
             QVERIFY2(selection(view) != selectionBefore, qPrintable(selection(view)));
         }
+    }
+
+    // Size and label prompts: the answer as a user types it, a wrong one coming back to be put right.
+    void numberPrompts() {
+        MsgBoxAnswers answers;
+        auto window = openWindow();
+        TableView* view = window->getActiveTable();
+        auto answer = [&](const QString& name, const QString& text) {
+            command(*window, name).action->trigger();
+            Launcher* launcher = window->getLauncher();
+            QVERIFY(launcher);
+            launcher->getPromptEditor()->setText(text);
+            QTest::keyClick(launcher->getPromptEditor(), Qt::Key_Return);
+        };
+        // The block of rows 1-2 and columns 1-2 is selected.
+        answer(QStringLiteral("Set Selected Row Height(s)"), QStringLiteral("60 px"));
+        QCOMPARE(view->rowHeight(1), 60);
+        QCOMPARE(view->rowHeight(2), 60);
+        QVERIFY(view->rowHeight(3) != 60);
+        answer(QStringLiteral("Set Selected Column Width(s)"), QStringLiteral("1,200"));
+        QCOMPARE(view->columnWidth(2), 1200);
+        // Out of range: the prompt stays, with the answer in it, and nothing changes.
+        answer(QStringLiteral("Set Selected Row Height(s)"), QStringLiteral("0"));
+        QVERIFY(window->getLauncher());
+        QCOMPARE(window->getLauncher()->getPromptEditor()->text(), QStringLiteral("0"));
+        QCOMPARE(view->rowHeight(1), 60);
+        window->getPaneView()->closeLauncher();
+        // Labels count from the number given, negative ones too.
+        answer(QStringLiteral("Set First Row Index"), QStringLiteral("-1"));
+        TableModel* model = view->tableModel();
+        QCOMPARE(model->headerData(1, Qt::Vertical).toString(), QStringLiteral("0"));
+        QCOMPARE(view->getSettings(false).getValueInt(FirstRowIndex), -1);
+        // The table keeps at least the rows asked for.
+        answer(QStringLiteral("Set Minimum Number of Table Rows"), QStringLiteral("300"));
+        QVERIFY(model->rowCount() >= 300);
+        QCOMPARE(window->getSettings().getValueInt(MinTableRows), 300);
     }
 
     // The sort and duplicate commands that leave the main fixture alone, on a table where they act.

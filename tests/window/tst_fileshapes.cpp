@@ -9,6 +9,7 @@
 #include "util/msgboxanswers.h"
 #include "view/tableview.h"
 
+#include <QDir>
 #include <QFile>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -123,6 +124,42 @@ private slots:
         QCOMPARE(readFile(path), expected);
         QVERIFY(window.getContainer(path));
         QCOMPARE(window.getContainer(path)->getFinalLineEnding(), finalLineEnding);
+    }
+
+    // Published files, opened and saved with what was found in them, come back byte for byte;
+    // a changed cell changes only its own bytes.
+    void realDataSetsSaveAsTheyAre_data() {
+        QTest::addColumn<QString>("name");
+        const QDir real(QStringLiteral(TEST_DATA_DIR "/real"));
+        const QStringList names = real.entryList({QStringLiteral("*.csv")}, QDir::Files, QDir::Name);
+        QVERIFY(names.size() >= 5);
+        for (const QString& name : names)
+            QTest::newRow(qPrintable(name)) << name;
+    }
+    void realDataSetsSaveAsTheyAre() {
+        QFETCH(QString, name);
+        QTemporaryDir dir;
+        const QString path = dir.filePath(name);
+        const QByteArray original = readFile(QStringLiteral(TEST_DATA_DIR "/real/") + name);
+        {
+            QFile copy(path);
+            QVERIFY(copy.open(QIODevice::WriteOnly) && copy.write(original) == original.size());
+        }
+        MsgBoxAnswers answers;
+        MainWindow window;
+        QVERIFY(window.openFiles({path}));
+        TableView* view = window.getActiveTable();
+        QVERIFY(view);
+        QVERIFY(window.saveFile(view));
+        QVERIFY(answers.asked.isEmpty());
+        QCOMPARE(readFile(path), original);
+
+        // The header's first cell gets a mark in front.
+        TableModel* model = view->tableModel();
+        const QString first = model->data(model->index(0, 0)).toString();
+        model->setData(model->index(0, 0), QStringLiteral("#") + first);
+        QVERIFY(window.saveFile(view));
+        QCOMPARE(readFile(path), QByteArray("#") + original);
     }
 };
 

@@ -188,6 +188,9 @@ public:
     void updateFindReplaceMatches();
     void onFindReplaceEdited(const FindReplaceQuery& query);
     void onFindReplaceClosed();
+    // Selects (or, within the selection, makes main) what a search found and shows it; says
+    // noMatchSignal and returns false when it found nothing.
+    bool showFoundMatch(Range found, const FindReplaceQuery& query);
 
     // --- Fit (tableview_fit.cpp) ---------------------------------------------------------
     void enforceAutoFitRowHeight(bool force);

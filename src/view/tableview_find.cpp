@@ -11,15 +11,13 @@
 
 #include <algorithm>
 
-bool TableView::findNextMatch(const FindReplaceQuery& query, bool includeStart) {
+bool TableView::showFoundMatch(Range found, const FindReplaceQuery& query) {
     TableModel* m = tableModel();
-    if (!m)
-        return false;
-    Range found = m->findNextMatch(query, includeStart);
-    if (!found.isValid()) {
+    if (!m || !found.isValid()) {
         emit noMatchSignal(query.findStr);
         return false;
     }
+    // Within the selection the match becomes the main cell, so the selection stays to search on.
     if (query.inSelectedCells)
         m->setMainCell(found);
     else
@@ -28,21 +26,14 @@ bool TableView::findNextMatch(const FindReplaceQuery& query, bool includeStart) 
     return true;
 }
 
+bool TableView::findNextMatch(const FindReplaceQuery& query, bool includeStart) {
+    TableModel* m = tableModel();
+    return m && showFoundMatch(m->findNextMatch(query, includeStart), query);
+}
+
 bool TableView::findPrevMatch(const FindReplaceQuery& query, bool includeStart) {
     TableModel* m = tableModel();
-    if (!m)
-        return false;
-    Range found = m->findPrevMatch(query, includeStart);
-    if (!found.isValid()) {
-        emit noMatchSignal(query.findStr);
-        return false;
-    }
-    if (query.inSelectedCells)
-        m->setMainCell(found);
-    else
-        m->setSelection(found);
-    scrollToCell(found.row, found.col, true, true);
-    return true;
+    return m && showFoundMatch(m->findPrevMatch(query, includeStart), query);
 }
 
 std::vector<FindResult> TableView::findAll(const FindReplaceQuery& query) {

@@ -775,6 +775,8 @@ private:
     TableView* findTableFor(const QString& path);
     // The query of the widget; false (with the find area raised) when there is nothing to find.
     bool currentFindQuery(FindReplaceQuery& query, bool replacing);
+    // Replace Next (Previous): the match under the cursor first.
+    bool replaceStep(const QString& path, bool next);
     FindReplaceWidget* findReplaceWidget = nullptr;
     FindResultsWidget* findResultsWidget = nullptr;
     QPointer<TableView> findTable;

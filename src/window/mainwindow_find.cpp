@@ -202,7 +202,7 @@ bool MainWindow::commandFindAllMatches(const QString& path) {
     return !results.empty();
 }
 
-bool MainWindow::commandReplaceNextMatch(const QString& path) {
+bool MainWindow::replaceStep(const QString& path, bool next) {
     TableView* view = findTableFor(path);
     FindReplaceQuery query;
     if (!view || view->isReadOnly() || !currentFindQuery(query, true))
@@ -213,20 +213,15 @@ bool MainWindow::commandReplaceNextMatch(const QString& path) {
     std::vector<int> positions;
     const Range main = m->getMainCell();
     const bool atMatch = m->determineMatch(query, main.row, main.col, positions);
-    return view->replaceNextMatch(query, atMatch);
+    return next ? view->replaceNextMatch(query, atMatch) : view->replacePrevMatch(query, atMatch);
+}
+
+bool MainWindow::commandReplaceNextMatch(const QString& path) {
+    return replaceStep(path, true);
 }
 
 bool MainWindow::commandReplacePreviousMatch(const QString& path) {
-    TableView* view = findTableFor(path);
-    FindReplaceQuery query;
-    if (!view || view->isReadOnly() || !currentFindQuery(query, true))
-        return false;
-    findTableFor(path);
-    TableModel* m = view->tableModel();
-    std::vector<int> positions;
-    const Range main = m->getMainCell();
-    const bool atMatch = m->determineMatch(query, main.row, main.col, positions);
-    return view->replacePrevMatch(query, atMatch);
+    return replaceStep(path, false);
 }
 
 bool MainWindow::commandReplaceAllMatches(const QString& path) {

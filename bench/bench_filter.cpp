@@ -32,13 +32,6 @@ constexpr FilterCase kCases[] = {
     {"regular expression", "#^[a-c].*[aeiou]$", 0},
 };
 
-double median(std::vector<double> samples) {
-    if (samples.empty())
-        return 0;
-    std::sort(samples.begin(), samples.end());
-    return samples[samples.size() / 2];
-}
-
 bool writeTable(const QString& path, qint64 rows, quint64 seed) {
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly))

@@ -24,13 +24,6 @@ using namespace BenchUtil;
 
 namespace {
 
-double median(std::vector<double> samples) {
-    if (samples.empty())
-        return 0;
-    std::sort(samples.begin(), samples.end());
-    return samples[samples.size() / 2];
-}
-
 // Words, some of which hold "cat" inside or as a word, numbers and now and then a sentence.
 bool writeTable(const QString& path, qint64 rows, quint64 seed) {
     QFile file(path);

@@ -34,10 +34,7 @@ protected:
     }
 };
 
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values.empty() ? 0 : values[values.size() / 2];
-}
+using BenchUtil::median;
 
 int runLauncher(const QStringList& args) {
     using BenchUtil::Figure;

@@ -186,12 +186,8 @@ int runPaintData(const QStringList& args) {
         checksum += decodeScreen(model.getTableData(), rawRows);
         floorTimes.push_back(floorTimer.cpuSeconds());
     }
-    auto median = [](std::vector<double> v) {
-        std::sort(v.begin(), v.end());
-        return v[v.size() / 2];
-    };
-    const double modelUs = median(modelTimes) * 1e6;
-    const double floorUs = median(floorTimes) * 1e6;
+    const double modelUs = BenchUtil::median(modelTimes) * 1e6;
+    const double floorUs = BenchUtil::median(floorTimes) * 1e6;
     const qint64 rss = BenchUtil::peakRssBytes();
 
     std::printf("paint-data: %d rows x %d cols, %d concealed rows, %zu selection ranges, screen %d x %d, "
@@ -200,7 +196,7 @@ int runPaintData(const QStringList& args) {
                 kScreenCols, repeats, static_cast<long long>(checksum));
     BenchUtil::printFigures({
         {"paint-data", "screen data(text+bg), CPU", modelUs, "us", floorUs, "raw decode of the same cells"},
-        {"paint-data", "screen, wall clock", median(modelWall) * 1e6, "us", 0, ""},
+        {"paint-data", "screen, wall clock", BenchUtil::median(modelWall) * 1e6, "us", 0, ""},
         {"paint-data", "first screen (lookups built)", firstPaint * 1e6, "us", 0, ""},
         {"paint-data", "table build", buildSeconds, "s", 0, ""},
         {"paint-data", "peak RSS", static_cast<double>(rss) / 1048576.0, "MiB", 0, ""},

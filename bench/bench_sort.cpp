@@ -32,13 +32,6 @@ struct KeyColumn {
 };
 constexpr KeyColumn kKeyColumns[] = {{"text", 0}, {"natural", 1}, {"number", 2}};
 
-double median(std::vector<double> samples) {
-    if (samples.empty())
-        return 0;
-    std::sort(samples.begin(), samples.end());
-    return samples[samples.size() / 2];
-}
-
 void appendWord(QByteArray& out, DataRandom& random) {
     const quint32 length = 3 + random.below(8);
     for (quint32 i = 0; i < length; ++i) {

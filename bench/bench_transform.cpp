@@ -134,13 +134,6 @@ std::vector<Operation> operations() {
     };
 }
 
-double median(std::vector<double> samples) {
-    if (samples.empty())
-        return 0;
-    std::sort(samples.begin(), samples.end());
-    return samples[samples.size() / 2];
-}
-
 void selectAll(TableModel& m) {
     Range all(RangeType::Table, RangeIndexType::Model);
     all.row = 0;

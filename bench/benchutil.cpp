@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QFile>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -207,6 +208,14 @@ void printFigures(const std::vector<Figure>& figures) {
         std::printf("}\n");
     }
     std::fflush(stdout);
+}
+
+double median(std::vector<double> samples) {
+    if (samples.empty())
+        return 0;
+    std::nth_element(samples.begin(), samples.begin() + static_cast<std::ptrdiff_t>(samples.size() / 2),
+                     samples.end());
+    return samples[samples.size() / 2];
 }
 
 } // namespace BenchUtil

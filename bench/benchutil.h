@@ -113,4 +113,7 @@ void printFigures(const std::vector<Figure>& figures);
 
 double megabytesPerSecond(qint64 bytes, double seconds);
 
+// The middle of the samples (the upper one of the two middles); 0 for none.
+double median(std::vector<double> samples);
+
 } // namespace BenchUtil

@@ -8,6 +8,7 @@
 #include "view/tableview.h"
 #include "window/commands.h"
 #include "window/launcher.h"
+#include "window/windowtesthelpers.h"
 
 #include <QAction>
 #include <QClipboard>
@@ -23,7 +24,7 @@
 
 namespace {
 
-QStringList cells(const TableView* view) {
+QStringList rawCells(const TableView* view) {
     QStringList rows;
     const TableModel* m = view->tableModel();
     for (int r = 0; r < m->rowCountRaw(); ++r) {
@@ -33,19 +34,6 @@ QStringList cells(const TableView* view) {
         rows.append(row.join(QLatin1Char(';')));
     }
     return rows;
-}
-
-void selectBlock(TableView* view, int top, int left, int bottom, int right) {
-    view->moveSelectionAbsolute(top, left);
-    Range block(RangeType::Table, RangeIndexType::Model);
-    block.row = top;
-    block.col = left;
-    block.endRow = bottom;
-    block.endCol = right;
-    block.isMainCell = true;
-    block.mainCellRow = top;
-    block.mainCellCol = left;
-    view->tableModel()->setSelection(block);
 }
 
 void answer(MainWindow& window, const QString& text) {
@@ -99,10 +87,10 @@ private slots:
         QVERIFY(mime->hasHtml());
         selectBlock(view, 0, 2, 0, 2);
         trigger(*window, QStringLiteral("Paste Cell(s)"));
-        QCOMPARE(cells(view), (QStringList{"h;i;a,1;b\nc", "a,1;b\nc;d;", "d;;;"}));
+        QCOMPARE(rawCells(view), (QStringList{"h;i;a,1;b\nc", "a,1;b\nc;d;", "d;;;"}));
         QCOMPARE(view->undoStack()->count(), 1);
         trigger(*window, QStringLiteral("Undo"));
-        QCOMPARE(cells(view), (QStringList{"h;i", "a,1;b\nc", "d;"}));
+        QCOMPARE(rawCells(view), (QStringList{"h;i", "a,1;b\nc", "d;"}));
     }
 
     void cutClearsAndCopies() {
@@ -112,7 +100,7 @@ private slots:
         selectBlock(view, 1, 0, 1, 1);
         trigger(*window, QStringLiteral("Cut Cell(s)"));
         QCOMPARE(QGuiApplication::clipboard()->text(), QStringLiteral("c\td"));
-        QCOMPARE(cells(view), (QStringList{"a;b", ";"}));
+        QCOMPARE(rawCells(view), (QStringList{"a;b", ";"}));
     }
 
     void pasteSpecial_data() {
@@ -143,7 +131,7 @@ private slots:
         QCOMPARE(window->getLauncher()->getTitleLabel()->text(), QStringLiteral("Select Paste Format:"));
         for (const QString& a : answers)
             answer(*window, a);
-        QCOMPARE(cells(view), expected);
+        QCOMPARE(rawCells(view), expected);
         QCOMPARE(view->undoStack()->count(), expected == QStringList{"s;t"} ? 0 : 1);
     }
 
@@ -156,12 +144,12 @@ private slots:
         data.setValueModel(0, 0, QStringLiteral("a,b,c\nd,e,f"));
         data.setValueModel(1, 0, QStringLiteral("k | v\n--|--\n1 | 2"));
         selectBlock(view, 0, 0, 1, 0);
-        const QStringList before = cells(view);
+        const QStringList before = rawCells(view);
         trigger(*window, QStringLiteral("Parse Selected Cell Contents as Table"));
-        QCOMPARE(cells(view), (QStringList{"a;b;c", "k;v;f", "1;2;"}));
+        QCOMPARE(rawCells(view), (QStringList{"a;b;c", "k;v;f", "1;2;"}));
         QCOMPARE(view->undoStack()->count(), 1);
         trigger(*window, QStringLiteral("Undo"));
-        QCOMPARE(cells(view), before);
+        QCOMPARE(rawCells(view), before);
     }
 
     // A paste that is no table at all, or binary bytes, changes nothing or pastes text, in

@@ -7,6 +7,7 @@
 #include "window/filedialoghelper.h"
 #include "window/launcher.h"
 #include "window/paneview.h"
+#include "window/windowtesthelpers.h"
 
 #include <QAction>
 #include <QClipboard>
@@ -48,40 +49,6 @@ QString writeFile(const QString& path, const QByteArray& content) {
 QByteArray readFile(const QString& path) {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-// Every cell of the table, row by row.
-QStringList cells(const TableView* view) {
-    QStringList rows;
-    const TableModel* m = view->tableModel();
-    for (int r = 0; r < m->rowCountModel(); ++r) {
-        QStringList row;
-        for (int c = 0; c < m->columnCountModel(); ++c)
-            row.append(m->data(m->index(r, c), Qt::EditRole).toString());
-        rows.append(row.join(QLatin1Char(',')));
-    }
-    return rows;
-}
-
-QString selection(const TableView* view) {
-    const TableModel* m = view->tableModel();
-    QStringList parts{QStringLiteral("main %1,%2").arg(m->getMainCell().row).arg(m->getMainCell().col)};
-    for (const auto& [row, col] : m->getSelectionIndexes())
-        parts.append(QStringLiteral("%1,%2").arg(row).arg(col));
-    return parts.join(QLatin1Char(' '));
-}
-
-void selectBlock(TableView* view, int top, int left, int bottom, int right) {
-    view->moveSelectionAbsolute(top, left);
-    Range block(RangeType::Table, RangeIndexType::Model);
-    block.row = top;
-    block.col = left;
-    block.endRow = bottom;
-    block.endCol = right;
-    block.isMainCell = true;
-    block.mainCellRow = top;
-    block.mainCellCol = left;
-    view->tableModel()->setSelection(block);
 }
 
 const Command& command(const MainWindow& window, const QString& name) {

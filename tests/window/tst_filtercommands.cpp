@@ -9,6 +9,7 @@
 #include "window/commands.h"
 #include "window/filedialoghelper.h"
 #include "window/launcher.h"
+#include "window/windowtesthelpers.h"
 
 #include <QAction>
 #include <QFile>
@@ -27,18 +28,6 @@ const QByteArray kFixture = "name,qty,kind\n"
                             "leek,7,veg\n"
                             ",,\n"
                             "fig,30,fruit\n";
-
-QStringList cells(const TableView* view) {
-    QStringList rows;
-    const TableModel* m = view->tableModel();
-    for (int r = 0; r < m->rowCountModel(); ++r) {
-        QStringList row;
-        for (int c = 0; c < m->columnCountModel(); ++c)
-            row.append(m->getTableData().getValueModel(r, c).toString());
-        rows.append(row.join(QLatin1Char(',')));
-    }
-    return rows;
-}
 
 } // namespace
 

@@ -8,6 +8,7 @@
 #include "window/optionlistwidget.h"
 #include "window/paneview.h"
 #include "window/prevoptionwidget.h"
+#include "window/windowtesthelpers.h"
 
 #include <QFile>
 #include <QLabel>
@@ -34,18 +35,6 @@ QStringList shownOrder(const OptionListWidget* list) {
     for (int i = 0; i < list->getNumVisibleOptions(); ++i)
         names.append(list->getOrderedOptions()[static_cast<size_t>(i)]->getOptionText());
     return names;
-}
-
-QStringList cells(const TableView* view) {
-    QStringList rows;
-    const TableModel* m = view->tableModel();
-    for (int r = 0; r < m->rowCountModel(); ++r) {
-        QStringList row;
-        for (int c = 0; c < m->columnCountModel(); ++c)
-            row.append(m->data(m->index(r, c), Qt::EditRole).toString());
-        rows.append(row.join(QLatin1Char(',')));
-    }
-    return rows;
 }
 
 void typeInto(QLineEdit* edit, const QString& text) {

@@ -7,6 +7,7 @@
 #include "view/tableview.h"
 #include "window/commands.h"
 #include "window/launcher.h"
+#include "window/windowtesthelpers.h"
 
 #include <QAction>
 #include <QClipboard>
@@ -28,37 +29,8 @@ const QByteArray kFixture = "name,date,amount,code\n"
                             "helloWorld,1900-03-01T00:00:00Z,42,12a\n"
                             "  padded  ,,1234.5,ID-0042\n";
 
-QStringList cells(const TableView* view) {
-    QStringList rows;
-    const TableModel* m = view->tableModel();
-    for (int r = 0; r < m->rowCountModel(); ++r) {
-        QStringList row;
-        for (int c = 0; c < m->columnCountModel(); ++c)
-            row.append(m->data(m->index(r, c), Qt::EditRole).toString());
-        rows.append(row.join(QLatin1Char('|')));
-    }
-    return rows;
-}
-
-QString selection(const TableView* view) {
-    const TableModel* m = view->tableModel();
-    QStringList parts{QStringLiteral("main %1,%2").arg(m->getMainCell().row).arg(m->getMainCell().col)};
-    for (const auto& [row, col] : m->getSelectionIndexes())
-        parts.append(QStringLiteral("%1,%2").arg(row).arg(col));
-    return parts.join(QLatin1Char(' '));
-}
-
 void selectBlock(TableView* view, const QRect& block) {
-    view->moveSelectionAbsolute(block.top(), block.left());
-    Range range(RangeType::Table, RangeIndexType::Model);
-    range.row = block.top();
-    range.col = block.left();
-    range.endRow = block.bottom();
-    range.endCol = block.right();
-    range.isMainCell = true;
-    range.mainCellRow = block.top();
-    range.mainCellCol = block.left();
-    view->tableModel()->setSelection(range);
+    selectBlock(view, block.top(), block.left(), block.bottom(), block.right());
 }
 
 QRect cellsRect(int top, int left, int bottom, int right) {
@@ -246,7 +218,7 @@ private slots:
         auto window = openWindow();
         TableView* view = window->getActiveTable();
         selectBlock(view, block);
-        const QStringList before = cells(view);
+        const QStringList before = cells(view, QLatin1Char('|'));
         const QString selectionBefore = selection(view);
         trigger(*window, name);
         answer(*window, answers);
@@ -270,7 +242,7 @@ private slots:
                 }
             }
         };
-        const QStringList done = cells(view);
+        const QStringList done = cells(view, QLatin1Char('|'));
         check(done);
         // Rows not named stay, unless the table grew.
         if (done.size() == before.size() && !after.front().startsWith("0:")) {
@@ -283,10 +255,10 @@ private slots:
             }
         }
         trigger(*window, QStringLiteral("Undo"));
-        QCOMPARE(cells(view), before);
+        QCOMPARE(cells(view, QLatin1Char('|')), before);
         QCOMPARE(selection(view), selectionBefore);
         trigger(*window, QStringLiteral("Redo"));
-        check(cells(view));
+        check(cells(view, QLatin1Char('|')));
     }
 
     // A bad answer brings the prompt back with the text, to be put right.

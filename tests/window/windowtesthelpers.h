@@ -1,0 +1,46 @@
+#pragma once
+
+// What the window tests read off a table and how they select a block, in one place.
+
+#include "table/range.h"
+#include "table/tablemodel.h"
+#include "view/tableview.h"
+
+#include <QString>
+#include <QStringList>
+
+// Every shown cell of the table, row by row, the cells of a row joined by `separator`.
+inline QStringList cells(const TableView* view, QChar separator = QLatin1Char(',')) {
+    QStringList rows;
+    const TableModel* m = view->tableModel();
+    for (int r = 0; r < m->rowCountModel(); ++r) {
+        QStringList row;
+        for (int c = 0; c < m->columnCountModel(); ++c)
+            row.append(m->data(m->index(r, c), Qt::EditRole).toString());
+        rows.append(row.join(separator));
+    }
+    return rows;
+}
+
+// The main cell and every selected cell, as text to compare.
+inline QString selection(const TableView* view) {
+    const TableModel* m = view->tableModel();
+    QStringList parts{QStringLiteral("main %1,%2").arg(m->getMainCell().row).arg(m->getMainCell().col)};
+    for (const auto& [row, col] : m->getSelectionIndexes())
+        parts.append(QStringLiteral("%1,%2").arg(row).arg(col));
+    return parts.join(QLatin1Char(' '));
+}
+
+// Selects the block of model cells with its top left cell as the main cell.
+inline void selectBlock(TableView* view, int top, int left, int bottom, int right) {
+    view->moveSelectionAbsolute(top, left);
+    Range block(RangeType::Table, RangeIndexType::Model);
+    block.row = top;
+    block.col = left;
+    block.endRow = bottom;
+    block.endCol = right;
+    block.isMainCell = true;
+    block.mainCellRow = top;
+    block.mainCellCol = left;
+    view->tableModel()->setSelection(block);
+}

@@ -3,34 +3,11 @@
 #include "table/filtercommands.h"
 #include "table/tablemodel.h"
 #include "table/tablemodelworker.h"
-
-#include <QProgressDialog>
+#include "view/workerprogress.h"
 
 #include <algorithm>
 
 namespace {
-
-// A progress dialog with Cancel over the model's worker while a filter runs; it shows only
-// when the work is still far from done after a moment.
-class FilterProgress {
-public:
-    FilterProgress(QWidget* parent, TableModel* model)
-        : dialog(QObject::tr("Filtering..."), QObject::tr("Cancel"), 0, 100, parent) {
-        dialog.setObjectName(QStringLiteral("filterProgressDialog"));
-        dialog.setWindowTitle(QObject::tr("Filter"));
-        dialog.setWindowModality(Qt::WindowModal);
-        dialog.setMinimumDuration(300);
-        dialog.setAutoReset(false);
-        dialog.setAutoClose(false);
-        dialog.setValue(0);
-        QObject::connect(model->getWorker(), &Worker::updateProgressSignal, &dialog,
-                         [this](float fraction) { dialog.setValue(static_cast<int>(fraction * 100.0f)); });
-        QObject::connect(&dialog, &QProgressDialog::canceled, model, &TableModel::cancelWorker);
-    }
-
-private:
-    QProgressDialog dialog;
-};
 
 std::vector<int> joined(std::vector<int> list, const std::vector<int>& more) {
     list.insert(list.end(), more.begin(), more.end());
@@ -90,7 +67,7 @@ bool TableView::includeFiltersInList(const std::vector<FilterData>& filters) {
     if (!m || filters.empty())
         return false;
     stopEditing(true);
-    FilterProgress progress(this, m);
+    WorkerProgress progress(this, m, QObject::tr("Filtering..."), QObject::tr("Filter"));
     m->updateFilterViolationList();
     std::vector<FilterData> list = m->getFilterList();
     for (FilterData filter : filters) {
@@ -115,7 +92,7 @@ bool TableView::setFilterList(const std::vector<FilterData>& filters) {
     if (!m)
         return false;
     stopEditing(true);
-    FilterProgress progress(this, m);
+    WorkerProgress progress(this, m, QObject::tr("Filtering..."), QObject::tr("Filter"));
     m->updateFilterViolationList();
     // Filters that stay keep the exceptions just found.
     std::vector<FilterData> list = filters;
@@ -133,7 +110,7 @@ bool TableView::refreshFilters() {
     if (!m || m->getFilterList().empty())
         return false;
     stopEditing(true);
-    FilterProgress progress(this, m);
+    WorkerProgress progress(this, m, QObject::tr("Filtering..."), QObject::tr("Filter"));
     std::vector<FilterData> list = m->getFilterList();
     for (FilterData& filter : list)
         filter.exceptions.clear();
@@ -212,7 +189,7 @@ static bool changeHiddenLines(TableView* view, bool rows, HideAction action) {
 
 bool TableView::includeHiddenLines(bool rows, const std::vector<int>& list) {
     TableModel* m = tableModel();
-    FilterProgress progress(this, m);
+    WorkerProgress progress(this, m, QObject::tr("Filtering..."), QObject::tr("Filter"));
     if (rows)
         return runConcealmentCommand(new ApplyHiddenRowsCommand(m, list, m->isForTableView()));
     return runConcealmentCommand(new ApplyHiddenColsCommand(m, list, m->isForTableView()));

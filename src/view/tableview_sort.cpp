@@ -6,43 +6,16 @@
 #include "table/tablemodel.h"
 #include "table/tablemodelworker.h"
 #include "util/sortutilities.h"
-
-#include <QProgressDialog>
+#include "view/workerprogress.h"
 
 #include <numeric>
-
-namespace {
-
-// A progress dialog with Cancel over the model's worker for as long as it lives. It appears
-// only when the work is still far from done after a moment, so quick sorts show nothing.
-class WorkerProgress {
-public:
-    WorkerProgress(QWidget* parent, TableModel* model, const QString& label = QObject::tr("Sorting..."))
-        : dialog(label, QObject::tr("Cancel"), 0, 100, parent) {
-        dialog.setObjectName(QStringLiteral("sortProgressDialog"));
-        dialog.setWindowTitle(QObject::tr("Sort"));
-        dialog.setWindowModality(Qt::WindowModal);
-        dialog.setMinimumDuration(300);
-        dialog.setAutoReset(false);
-        dialog.setAutoClose(false);
-        dialog.setValue(0);
-        QObject::connect(model->getWorker(), &Worker::updateProgressSignal, &dialog,
-                         [this](float fraction) { dialog.setValue(static_cast<int>(fraction * 100.0f)); });
-        QObject::connect(&dialog, &QProgressDialog::canceled, model, &TableModel::cancelWorker);
-    }
-
-private:
-    QProgressDialog dialog;
-};
-
-} // namespace
 
 bool TableView::sortRowsOrCols(const SortData& sortData) {
     TableModel* m = tableModel();
     if (!m || sortData.index < 0 || sortData.type == SortType::None || static_cast<int>(sortData.axis) == 3)
         return false;
     stopEditing(true);
-    WorkerProgress progress(this, m);
+    WorkerProgress progress(this, m, QObject::tr("Sorting..."), QObject::tr("Sort"));
     if (isReadOnly()) {
         // Nothing of the file changes, so there is nothing to take back or to save.
         return sortData.axis == Axis::Row ? m->sortRows(sortData, true) : m->sortColumns(sortData, true);
@@ -61,7 +34,7 @@ bool TableView::sortRowsOrCols(Axis axis, SortType type) {
     if (isReadOnly())
         return sortRowsOrCols(SortData{type, axis, index});
     stopEditing(true);
-    WorkerProgress progress(this, m);
+    WorkerProgress progress(this, m, QObject::tr("Sorting..."), QObject::tr("Sort"));
     return pushCommand(new SortCommand(m, m->getSelection(), true, axis, type));
 }
 
@@ -114,7 +87,7 @@ std::vector<int> duplicateLines(QWidget* view, TableModel* m, Axis axis, bool ba
         if (across.empty())
             return {};
     }
-    WorkerProgress progress(view, m, QObject::tr("Finding duplicates..."));
+    WorkerProgress progress(view, m, QObject::tr("Finding duplicates..."), QObject::tr("Sort"));
     return axis == Axis::Row ? m->getEdgeIndexesOfSortedColumns(across, m->isForTableView())
                              : m->getEdgeIndexesOfSortedRows(across, m->isForTableView());
 }

@@ -23,7 +23,7 @@
 
 namespace {
 
-const QString kVersion = QStringLiteral("2.4.2");
+const QString kVersion = QStringLiteral(ORVANE_VERSION);
 constexpr int kMaxIgnoreVersionLength = 64;
 
 // Keys of "Orvane.ini".

@@ -105,6 +105,7 @@ int runLauncher(const QStringList& args) {
         queries.push_back(QString());
     }
     std::vector<double> keyMs;
+    std::vector<double> keyCpuMs;
     std::vector<double> scoreMs;
     std::vector<int> positions;
     for (int round = 0; round < 3; ++round) {
@@ -114,6 +115,7 @@ int runLauncher(const QStringList& args) {
             launcher->getPromptEditor()->setText(query);
             QApplication::processEvents();
             keyMs.push_back(timer.seconds() * 1e3);
+            keyCpuMs.push_back(timer.cpuSeconds() * 1e3);
 
             BenchUtil::Timer scoreTimer;
             int sum = 0;
@@ -144,6 +146,12 @@ int runLauncher(const QStringList& args) {
     figures.push_back({"launcher", "keystroke, updateOptionList + paint (median)", keyMedian, "ms",
                        frameMs / 4, "a quarter of a 16 ms frame"});
     figures.push_back({"launcher", "keystroke, updateOptionList + paint (worst)", keyWorst, "ms", frameMs / 4,
+                       "a quarter of a 16 ms frame"});
+    // The machine is shared: the GUI thread's own CPU time shows the cost without the waits.
+    figures.push_back({"launcher", "keystroke, CPU time of the GUI thread (median)", median(keyCpuMs), "ms",
+                       frameMs / 4, "a quarter of a 16 ms frame"});
+    figures.push_back({"launcher", "keystroke, CPU time of the GUI thread (worst)",
+                       *std::max_element(keyCpuMs.begin(), keyCpuMs.end()), "ms", frameMs / 4,
                        "a quarter of a 16 ms frame"});
     figures.push_back({"launcher", "keystroke, updateOptionList + paint (median)", keyMedian, "ms",
                        median(scoreMs), "fuzzy scoring of the same options alone"});

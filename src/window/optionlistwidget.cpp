@@ -40,18 +40,15 @@ void OptionListWidget::makeOptionWidgetStyleSheetsAndHTMLTags() {
     style.highlightOpen =
         QStringLiteral("<b style=\"color: %1;\">").arg(theme.FuzzySearchHighlightedTextColor.name());
     style.highlightClose = QStringLiteral("</b>");
-    const auto textPalette = [this](const QColor& color) {
-        QPalette pal = palette();
-        pal.setColor(QPalette::WindowText, color);
-        pal.setColor(QPalette::Text, color);
-        return pal;
-    };
-    style.optionPalette = textPalette(theme.TextColor);
-    style.descriptionPalette = textPalette(theme.StaticTextColor);
-    style.shortcutPalette = textPalette(theme.DisabledTextColor);
+    style.optionColor = theme.TextColor;
+    style.highlightColor = theme.FuzzySearchHighlightedTextColor;
+    style.descriptionColor = theme.StaticTextColor;
+    style.shortcutColor = theme.DisabledTextColor;
     style.background = theme.Background2Color;
     style.selectedBackground = theme.SelectedItemColor;
     style.optionFont = QFont(QStringLiteral("Lucida Grande"), 14);
+    style.highlightFont = style.optionFont;
+    style.highlightFont.setBold(true);
     style.descriptionFont = QFont(QStringLiteral("Lucida Grande"), 11);
     QPalette pal = palette();
     pal.setColor(QPalette::Window, theme.Background2Color);

@@ -5,6 +5,8 @@
 
 #include <QFileInfo>
 
+#include <array>
+
 namespace Utilities {
 
 namespace {
@@ -139,9 +141,24 @@ bool parseEncodingAnswer(const QString& text, EncodingType& encoding) {
 }
 
 bool parseLineEndingAnswer(const QString& text, LineEndingType& lineEnding) {
-    constexpr auto invalid = LineEndingType(5);
-    return findChoice<LineEndingType>(getLineEndingChoices(), text, lineEnding,
-                                      &convertLineEndingStringToType, invalid);
+    // The names the settings file knows, but nothing else: an unknown word is no answer here.
+    const QString key = looseKey(text);
+    static const std::array<std::pair<const char*, LineEndingType>, 7> words{{
+        {"windows", LINE_ENDING_WINDOWS},
+        {"crlf", LINE_ENDING_WINDOWS},
+        {"unix", LINE_ENDING_UNIX},
+        {"mac", LINE_ENDING_UNIX},
+        {"linux", LINE_ENDING_UNIX},
+        {"lf", LINE_ENDING_UNIX},
+        {"record", LINE_ENDING_RECORD_SEPARATOR},
+    }};
+    for (const auto& [word, type] : words) {
+        if (key.contains(QLatin1String(word))) {
+            lineEnding = type;
+            return true;
+        }
+    }
+    return false;
 }
 
 bool parseParsingStandardAnswer(const QString& text, ParsingStandard& standard) {

@@ -746,6 +746,9 @@ private:
                            const std::function<bool(const QString&)>& take);
     // The commands of the status bar's prompts, by a test on each; the launcher runs the one chosen.
     void raiseCommandListPrompt(const QString& title, const std::function<bool(const Command&)>& wanted);
+    // The value line of a setting command in a launcher list: a file parameter as the active
+    // table has it, another setting as the table's or the window's settings hold it.
+    QString commandValueText(const Command& command, const Settings& tableSettings) const;
     enum class DuplicateResult { Done, Retry, Stop };
     DuplicateResult tryDuplicateFile(const QString& path, const QString& newName);
     // The active table, made active for `path` and ready for a transformation.

@@ -677,12 +677,7 @@ void MainWindow::raiseCommandListPrompt(const QString& title,
         OptionData option;
         option.option = makeCommandLauncherName(*command);
         option.shortcut = command->shortcut;
-        if (command->setting != NoSetting) {
-            if (command->scope == Table)
-                option.value = tableSettings.convertValueToStringForFile(command->setting);
-            else if (command->scope == Global)
-                option.value = settings.convertValueToStringForFile(command->setting);
-        }
+        option.value = commandValueText(*command, tableSettings);
         options.push_back(std::move(option));
     }
     Launcher* launcher = makePromptLauncher(title, QString());

@@ -204,7 +204,8 @@ void OptionListWidget::keepOptionTreeItemInView() {
         y += ordered[static_cast<size_t>(i)]->height();
     const int h = selectedWidget->height();
     QScrollBar* bar = verticalScrollBar();
-    if (y < bar->value())
+    // A row taller than the view (as while the list is still being sized) shows its top.
+    if (y < bar->value() || h > viewport()->height())
         bar->setValue(y);
     else if (y + h > bar->value() + viewport()->height())
         bar->setValue(y + h - viewport()->height());

@@ -143,7 +143,7 @@ void MainWindow::raiseChoicePrompt(const QString& title, const QString& descript
 // --- Rename --------------------------------------------------------------------------------------
 
 bool MainWindow::commandRenameFile(const QString& path) {
-    TableView* view = resolveTable(path);
+    TableView* view = tableForEdit(path);
     if (!view)
         return false;
     if (view != activeTable)
@@ -260,7 +260,7 @@ MainWindow::DuplicateResult MainWindow::tryDuplicateFile(const QString& path, co
 }
 
 bool MainWindow::commandDuplicateFile(const QString& path) {
-    TableView* view = resolveTable(path);
+    TableView* view = tableForEdit(path);
     if (!view)
         return false;
     if (view != activeTable)
@@ -347,7 +347,7 @@ bool MainWindow::reloadFileWithParameters(TableView* view, const ExtensionData& 
 }
 
 bool MainWindow::commandReloadFileWithDelimiter(const QString& path) {
-    TableView* view = resolveTable(path);
+    TableView* view = tableForEdit(path);
     if (!view)
         return false;
     if (view != activeTable)
@@ -371,7 +371,7 @@ bool MainWindow::commandReloadFileWithDelimiter(const QString& path) {
 }
 
 bool MainWindow::commandReloadFileWithEncoding(const QString& path) {
-    TableView* view = resolveTable(path);
+    TableView* view = tableForEdit(path);
     if (!view)
         return false;
     if (view != activeTable)
@@ -396,7 +396,7 @@ bool MainWindow::commandReloadFileWithEncoding(const QString& path) {
 }
 
 bool MainWindow::commandReloadFileWithParsingStandard(const QString& path) {
-    TableView* view = resolveTable(path);
+    TableView* view = tableForEdit(path);
     if (!view)
         return false;
     if (view != activeTable)
@@ -541,7 +541,7 @@ void raiseParameterStep(MainWindow* window, const Steps& steps, size_t index, QP
 } // namespace
 
 bool MainWindow::commandReloadFileWithDifferentParameters(const QString& path) {
-    TableView* view = resolveTable(path);
+    TableView* view = tableForEdit(path);
     if (!view)
         return false;
     if (view != activeTable)

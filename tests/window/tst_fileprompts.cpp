@@ -224,7 +224,16 @@ private slots:
         auto window = openWindow(a);
         TableView* view = window->getActiveTable();
         MsgBoxAnswers answers;
-        runCommand(*window, QStringLiteral("Set Parameters for File Save"));
+        // From the keys, as a user starts it: Ctrl+L, a few letters, Return.
+        window->show();
+        window->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(window.get()));
+        view->setFocus();
+        QTest::keyClick(view, Qt::Key_L, Qt::ControlModifier);
+        QVERIFY(window->getLauncher());
+        QTest::keyClicks(window->getLauncher()->getPromptEditor(), QStringLiteral("setparamfile"));
+        QTest::keyClick(window->getLauncher()->getPromptEditor(), Qt::Key_Return);
+        QCOMPARE(title(*window), QStringLiteral("Delimiter for File Save:"));
         answer(*window, QStringLiteral("tab"));
         answer(*window, QStringLiteral("unix"));
         // Two steps answered stand as bars above the third, which takes a wrong answer again.

@@ -375,6 +375,23 @@ private slots:
         QCOMPARE(cells(view).size(), before.size() + 1);
     }
 
+    // The list's keys win over the window's shortcuts for the same keys (Page Down is "Go Down
+    // One Screen" on the table).
+    void listKeysBeforeShortcuts() {
+        MsgBoxAnswers answers;
+        auto window = openWindow();
+        TableView* view = window->getActiveTable();
+        QTest::keyClick(view, Qt::Key_L, Qt::ControlModifier);
+        Launcher* launcher = window->getLauncher();
+        QVERIFY(launcher);
+        const Range before = view->tableModel()->getMainCell();
+        QTest::keyClick(launcher->getPromptEditor(), Qt::Key_PageDown);
+        QVERIFY(launcher->getOptionList()->getSelectedIndex() > 1);
+        QCOMPARE(view->tableModel()->getMainCell().row, before.row);
+        QTest::keyClick(launcher->getPromptEditor(), Qt::Key_PageUp);
+        QCOMPARE(launcher->getOptionList()->getSelectedIndex(), 0);
+    }
+
     void settingShowsValue() {
         MsgBoxAnswers answers;
         auto window = openWindow();

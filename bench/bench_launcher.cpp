@@ -58,6 +58,7 @@ int runLauncher(const QStringList& args) {
 
     // Open: construction, list, placement, and the event loop until the first paint.
     std::vector<double> openMs;
+    std::vector<double> openCpuMs;
     for (qint64 i = 0; i < opens; ++i) {
         PaintWatch watch;
         BenchUtil::Timer timer;
@@ -69,6 +70,7 @@ int runLauncher(const QStringList& args) {
         while (!watch.painted && timer.seconds() < 5)
             QApplication::processEvents();
         openMs.push_back(timer.seconds() * 1e3);
+        openCpuMs.push_back(timer.cpuSeconds() * 1e3);
         launcher->removeEventFilter(&watch);
         window.getPaneView()->closeLauncher();
         QApplication::processEvents();
@@ -105,6 +107,7 @@ int runLauncher(const QStringList& args) {
         queries.push_back(QString());
     }
     std::vector<double> keyMs;
+    std::vector<double> keyCpuMs;
     std::vector<double> scoreMs;
     std::vector<int> positions;
     for (int round = 0; round < 3; ++round) {
@@ -114,6 +117,7 @@ int runLauncher(const QStringList& args) {
             launcher->getPromptEditor()->setText(query);
             QApplication::processEvents();
             keyMs.push_back(timer.seconds() * 1e3);
+            keyCpuMs.push_back(timer.cpuSeconds() * 1e3);
 
             BenchUtil::Timer scoreTimer;
             int sum = 0;
@@ -139,11 +143,19 @@ int runLauncher(const QStringList& args) {
                        "one 16 ms frame"});
     figures.push_back({"launcher", "open to first paint, all commands (worst)",
                        *std::max_element(openMs.begin(), openMs.end()), "ms", frameMs, "one 16 ms frame"});
+    figures.push_back({"launcher", "open to first paint, CPU time of the GUI thread (median)",
+                       median(openCpuMs), "ms", frameMs, "one 16 ms frame"});
     figures.push_back({"launcher", "open by the command, wired commands (median)", median(commandOpenMs),
                        "ms", frameMs, "one 16 ms frame"});
     figures.push_back({"launcher", "keystroke, updateOptionList + paint (median)", keyMedian, "ms",
                        frameMs / 4, "a quarter of a 16 ms frame"});
     figures.push_back({"launcher", "keystroke, updateOptionList + paint (worst)", keyWorst, "ms", frameMs / 4,
+                       "a quarter of a 16 ms frame"});
+    // The machine is shared: the GUI thread's own CPU time shows the cost without the waits.
+    figures.push_back({"launcher", "keystroke, CPU time of the GUI thread (median)", median(keyCpuMs), "ms",
+                       frameMs / 4, "a quarter of a 16 ms frame"});
+    figures.push_back({"launcher", "keystroke, CPU time of the GUI thread (worst)",
+                       *std::max_element(keyCpuMs.begin(), keyCpuMs.end()), "ms", frameMs / 4,
                        "a quarter of a 16 ms frame"});
     figures.push_back({"launcher", "keystroke, updateOptionList + paint (median)", keyMedian, "ms",
                        median(scoreMs), "fuzzy scoring of the same options alone"});

@@ -235,6 +235,23 @@ void Launcher::onPressPageDown() {
 }
 
 bool Launcher::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == prompt && event->type() == QEvent::ShortcutOverride) {
+        // The launcher's own keys come before the window's shortcuts: Page Down pages the list
+        // rather than the table under it.
+        auto* key = static_cast<QKeyEvent*>(event);
+        const Qt::KeyboardModifiers mods = key->modifiers() & ~Qt::KeypadModifier;
+        const int k = key->key();
+        const bool plain =
+            mods == Qt::NoModifier &&
+            (k == Qt::Key_Return || k == Qt::Key_Enter || k == Qt::Key_Up || k == Qt::Key_Down ||
+             k == Qt::Key_PageUp || k == Qt::Key_PageDown || k == Qt::Key_Escape);
+        const bool back = k == Qt::Key_Minus && (mods & (Qt::ControlModifier | Qt::MetaModifier));
+        if (plain || back) {
+            event->accept();
+            return true;
+        }
+        return QWidget::eventFilter(watched, event);
+    }
     if (watched != prompt || event->type() != QEvent::KeyPress)
         return QWidget::eventFilter(watched, event);
     auto* key = static_cast<QKeyEvent*>(event);

@@ -651,14 +651,23 @@ void MainWindow::keyPressEvent(QKeyEvent* event) {
 }
 
 bool MainWindow::eventFilter(QObject* watched, QEvent* event) {
-    if (event->type() == QEvent::MouseButtonPress && watched == modeLabel && activeTable) {
-        // The file mode prompt comes with the launcher; until then a click switches the mode.
-        commandToggleReadOnly();
-        return true;
-    }
-    if (event->type() == QEvent::MouseButtonPress && watched == filtersLabel && activeTable) {
-        onFiltersOptionsPrompt();
-        return true;
+    if (event->type() == QEvent::MouseButtonPress && activeTable) {
+        // The labels of the status bar open the lists of commands that change what they show.
+        const std::pair<QLabel*, void (MainWindow::*)()> prompts[] = {
+            {modeLabel, &MainWindow::onFileModeOptionsPrompt},
+            {encodingLabel, &MainWindow::onEncodingOptionsPrompt},
+            {lineEndingLabel, &MainWindow::onLineEndingOptionsPrompt},
+            {delimiterLabel, &MainWindow::onDelimiterOptionsPrompt},
+            {filtersLabel, &MainWindow::onFiltersOptionsPrompt},
+            {tableSizeLabel, &MainWindow::onTableDimensionsOptionsPrompt}};
+        for (const auto& [label, prompt] : prompts) {
+            if (watched != label)
+                continue;
+            if (label == tableSizeLabel && activeTable->isReadOnly())
+                break;
+            (this->*prompt)();
+            return true;
+        }
     }
     return QMainWindow::eventFilter(watched, event);
 }

@@ -517,6 +517,41 @@ public slots:
     void onSetNumberOfHeaderColumnsPrompt();
     void onSetNumberOfHeaderColumnsPromptReceived(const QString& response);
 
+    // --- File and program prompts (mainwindow_prompts_file.cpp, mainwindow_prompts_appearance.cpp):
+    // rename and duplicate, reload with other parameters, the parameters of the next save, the
+    // status bar's lists, and the settings that take a name, a choice or a size.
+    bool commandRenameFile(const QString& path = QString());
+    bool commandDuplicateFile(const QString& path = QString());
+    bool commandReloadFileWithDelimiter(const QString& path = QString());
+    bool commandReloadFileWithEncoding(const QString& path = QString());
+    bool commandReloadFileWithParsingStandard(const QString& path = QString());
+    bool commandReloadFileWithDifferentParameters(const QString& path = QString());
+    bool commandSetParametersForFileSave(const QString& path = QString());
+    bool commandSetDelimiterForFileSave(const QString& path = QString());
+    bool commandSetLineEndingForFileSave(const QString& path = QString());
+    bool commandSetEncodingForFileSave(const QString& path = QString());
+    bool commandSetParsingStandardForFileSave(const QString& path = QString());
+    bool commandSetTextEditor(const QString& path = QString());
+    bool commandSetBehaviorWhenFileIsChangedExternally(const QString& path = QString());
+    bool commandSetSearchEngine(const QString& path = QString());
+    bool commandSetOnlineMap(const QString& path = QString());
+    bool commandSetFont(const QString& path = QString());
+    bool commandSetTextSize(const QString& path = QString());
+    // `text` stands in the editor in place of the file's name (an answer brought back).
+    void onRenameFilePrompt(const QString& text = QString());
+    void onRenameFilePromptReceived(const QString& response);
+    void onDuplicateFilePrompt();
+    void onDuplicateFilePromptReceived(const QString& response, int selectionStart, int selectionLength,
+                                       int cursorPosition);
+    // Reads the table's file again with `parameters`, after the question about unsaved changes.
+    bool reloadFileWithParameters(TableView* view, const ExtensionData& parameters);
+    // The status bar's labels: the commands of the file mode, encoding, delimiter and table size.
+    void onFileModeOptionsPrompt();
+    void onEncodingOptionsPrompt();
+    void onLineEndingOptionsPrompt();
+    void onDelimiterOptionsPrompt();
+    void onTableDimensionsOptionsPrompt();
+
     // Cell transformations (mainwindow_transform.cpp, mainwindow_prompts_transform.cpp).
     bool commandUpperCase(const QString& path = QString());
     bool commandLowerCase(const QString& path = QString());
@@ -704,6 +739,18 @@ private:
                               const std::vector<OptionData>& options, const QString& text,
                               std::function<bool(const QString&)> take,
                               std::function<QString(const QString&)> preview = {});
+    // A list prompt whose answer `take` reads; an answer that doesn't read (false) brings the
+    // prompt back with the text. The bars of a chain stay until the chain ends.
+    void raiseChoicePrompt(const QString& title, const QString& description,
+                           const std::vector<OptionData>& options, const QString& text,
+                           const std::function<bool(const QString&)>& take);
+    // The commands of the status bar's prompts, by a test on each; the launcher runs the one chosen.
+    void raiseCommandListPrompt(const QString& title, const std::function<bool(const Command&)>& wanted);
+    // The value line of a setting command in a launcher list: a file parameter as the active
+    // table has it, another setting as the table's or the window's settings hold it.
+    QString commandValueText(const Command& command, const Settings& tableSettings) const;
+    enum class DuplicateResult { Done, Retry, Stop };
+    DuplicateResult tryDuplicateFile(const QString& path, const QString& newName);
     // The active table, made active for `path` and ready for a transformation.
     TableView* tableForTransform(const QString& path);
     // The chain of the date conversion: source, source format, target, target format.

@@ -124,26 +124,7 @@ bool MainWindow::commandMoveFile(const QString& path) {
 }
 
 bool MainWindow::duplicateFile(const QString& path, const QString& newName) {
-    const QString source = normalizedPath(path);
-    if (newName.isEmpty())
-        return false;
-    if (newName == QFileInfo(source).fileName()) {
-        MsgBox::inform(this, QStringLiteral("Choose a different name from the original."));
-        return false;
-    }
-    if (path.isEmpty() || !QFileInfo::exists(source)) {
-        MsgBox::inform(this, kFileMissing);
-        return false;
-    }
-    const QString target = normalizedPath(QFileInfo(source).dir().filePath(newName));
-    if (QFileInfo::exists(target)) {
-        if (askOverwrite() != OverwriteAnswer::Overwrite || getTableView(target) || !QFile::remove(target))
-            return false;
-    }
-    if (!QFile::copy(source, target))
-        return false;
-    openFile(target);
-    return true;
+    return tryDuplicateFile(path, newName) == DuplicateResult::Done;
 }
 
 bool MainWindow::commandDeleteFile(const QString& path) {

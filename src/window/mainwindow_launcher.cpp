@@ -2,6 +2,8 @@
 
 #include "window/mainwindow.h"
 
+#include "table/tablemodel.h"
+#include "util/fileparameterutilities.h"
 #include "view/tableview.h"
 #include "window/launcher.h"
 #include "window/paneview.h"
@@ -39,12 +41,7 @@ void MainWindow::onCommandLauncher() {
         OptionData option;
         option.option = makeCommandLauncherName(command);
         option.shortcut = command.shortcut;
-        if (command.setting != NoSetting) {
-            if (command.scope == Table)
-                option.value = tableSettings.convertValueToStringForFile(command.setting);
-            else if (command.scope == Global)
-                option.value = settings.convertValueToStringForFile(command.setting);
-        }
+        option.value = commandValueText(command, tableSettings);
         options.push_back(std::move(option));
     }
     auto* launcher = new Launcher(settings, this);
@@ -54,6 +51,36 @@ void MainWindow::onCommandLauncher() {
             &MainWindow::onCommandLauncherResponseReceived);
     paneView->setInitialScrollBarLocations();
     paneView->setLauncher(launcher);
+}
+
+QString MainWindow::commandValueText(const Command& command, const Settings& tableSettings) const {
+    if (command.setting == NoSetting)
+        return QString();
+    // The file parameters are the table's own, whatever the defaults for new tables say.
+    if (activeModel) {
+        const TableData& data = activeModel->getTableData();
+        switch (command.setting) {
+        case DelimiterLoad:
+            return Utilities::convertDelimiterFromActualToShortReadable(data.getDelimiterText());
+        case DelimiterSave:
+            return Utilities::convertDelimiterFromActualToShortReadable(data.getSaveDelimiterText());
+        case EncodingLoad:
+        case EncodingSave:
+            return Utilities::convertEncodingTypeToString(data.getEncoding());
+        case LineEndingSave:
+            return Utilities::convertLineEndingTypeToShortString(data.getLineEnding(), false);
+        case ParsingStandardLoad:
+        case ParsingStandardSave:
+            return Utilities::convertParsingStandardToString(data.getParsingStandard());
+        default:
+            break;
+        }
+    }
+    if (command.scope == Table)
+        return tableSettings.convertValueToStringForFile(command.setting);
+    if (command.scope == Global)
+        return settings.convertValueToStringForFile(command.setting);
+    return QString();
 }
 
 void MainWindow::onCommandLauncherResponseReceived(const QString& response) {

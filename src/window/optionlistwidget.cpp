@@ -25,13 +25,15 @@ OptionListWidget::OptionListWidget(const std::vector<OptionData>& optionData, co
         auto* widget = new OptionWidget(data, &style, content);
         connect(widget, &OptionWidget::clickedSignal, this, &OptionListWidget::itemClicked);
         connect(widget, &OptionWidget::selectedSignal, this, &OptionListWidget::selectionChangedSignal);
+        // Shown when a query or a scroll places it in view.
+        widget->hide();
         options.push_back(widget);
     }
     ordered = options;
     numVisibleOptions = static_cast<int>(options.size());
     relayout();
     setWidget(content);
-    connect(verticalScrollBar(), &QScrollBar::valueChanged, this, [this] { fillVisibleRows(); });
+    connect(verticalScrollBar(), &QScrollBar::valueChanged, this, [this] { placeRowsInView(); });
     fillListWidgets();
     selectIndex(options.empty() ? -1 : 0);
 }
@@ -40,18 +42,15 @@ void OptionListWidget::makeOptionWidgetStyleSheetsAndHTMLTags() {
     style.highlightOpen =
         QStringLiteral("<b style=\"color: %1;\">").arg(theme.FuzzySearchHighlightedTextColor.name());
     style.highlightClose = QStringLiteral("</b>");
-    const auto textPalette = [this](const QColor& color) {
-        QPalette pal = palette();
-        pal.setColor(QPalette::WindowText, color);
-        pal.setColor(QPalette::Text, color);
-        return pal;
-    };
-    style.optionPalette = textPalette(theme.TextColor);
-    style.descriptionPalette = textPalette(theme.StaticTextColor);
-    style.shortcutPalette = textPalette(theme.DisabledTextColor);
+    style.optionColor = theme.TextColor;
+    style.highlightColor = theme.FuzzySearchHighlightedTextColor;
+    style.descriptionColor = theme.StaticTextColor;
+    style.shortcutColor = theme.DisabledTextColor;
     style.background = theme.Background2Color;
     style.selectedBackground = theme.SelectedItemColor;
     style.optionFont = QFont(QStringLiteral("Lucida Grande"), 14);
+    style.highlightFont = style.optionFont;
+    style.highlightFont.setBold(true);
     style.descriptionFont = QFont(QStringLiteral("Lucida Grande"), 11);
     QPalette pal = palette();
     pal.setColor(QPalette::Window, theme.Background2Color);
@@ -73,32 +72,56 @@ void OptionListWidget::setTheme(const Theme& newTheme) {
 }
 
 void OptionListWidget::relayout() {
-    // Rows are placed by hand: a layout would take every row out and in again per keystroke,
-    // and a row that keeps its place and its visibility here costs nothing.
-    const int width = content->width();
+    // Rows are placed by hand, and only those in and near the view: a keystroke that reorders
+    // hundreds of rows moves and shows a screenful, and a scroll places the rows it brings in.
+    rowTops.resize(static_cast<size_t>(numVisibleOptions) + 1);
     int y = 0;
-    for (size_t i = 0; i < ordered.size(); ++i) {
-        OptionWidget* widget = ordered[i];
-        if (static_cast<int>(i) < numVisibleOptions) {
-            const int h = widget->height();
-            widget->setGeometry(0, y, width, h);
-            if (widget->isHidden())
-                widget->show();
-            y += h;
-        } else if (!widget->isHidden()) {
+    for (int i = 0; i < numVisibleOptions; ++i) {
+        rowTops[static_cast<size_t>(i)] = y;
+        y += ordered[static_cast<size_t>(i)]->height();
+    }
+    rowTops[static_cast<size_t>(numVisibleOptions)] = y;
+    content->setFixedHeight(std::max(y, 1));
+    std::vector<OptionWidget*> before;
+    before.swap(placed);
+    placeRowsInView();
+    for (OptionWidget* widget : before) {
+        if (std::find(placed.begin(), placed.end(), widget) == placed.end())
             widget->hide();
+    }
+}
+
+void OptionListWidget::placeRowsInView() {
+    if (numVisibleOptions == 0)
+        return;
+    // While the list is still being sized its view is small; place as much as it can grow to.
+    const int top = verticalScrollBar()->value();
+    const int bottom = top + std::max(viewport()->height(), kPlacedHeight);
+    const int width = content->width();
+    const auto end = rowTops.begin() + numVisibleOptions;
+    auto first = std::upper_bound(rowTops.begin(), end, top);
+    if (first != rowTops.begin())
+        --first;
+    for (auto it = first; it != end && *it < bottom; ++it) {
+        OptionWidget* widget = ordered[static_cast<size_t>(it - rowTops.begin())];
+        const QRect target(0, *it, width, widget->height());
+        if (widget->geometry() != target)
+            widget->setGeometry(target);
+        widget->fillWidget();
+        if (widget->isHidden()) {
+            widget->show();
+            placed.push_back(widget);
+        } else if (std::find(placed.begin(), placed.end(), widget) == placed.end()) {
+            placed.push_back(widget);
         }
     }
-    content->setFixedHeight(std::max(y, 1));
 }
 
 bool OptionListWidget::eventFilter(QObject* watched, QEvent* event) {
     if (watched == content && event->type() == QEvent::Resize) {
         const int width = content->width();
-        for (int i = 0; i < numVisibleOptions; ++i) {
-            OptionWidget* widget = ordered[static_cast<size_t>(i)];
+        for (OptionWidget* widget : placed)
             widget->resize(width, widget->height());
-        }
     }
     return QScrollArea::eventFilter(watched, event);
 }
@@ -107,19 +130,6 @@ void OptionListWidget::fillListWidgets() {
     const int count = std::min(numVisibleOptions, kInitialFill);
     for (int i = 0; i < count; ++i)
         ordered[static_cast<size_t>(i)]->fillWidget();
-}
-
-void OptionListWidget::fillVisibleRows() {
-    const int top = verticalScrollBar()->value();
-    const int bottom = top + viewport()->height();
-    int y = 0;
-    for (int i = 0; i < numVisibleOptions && y < bottom; ++i) {
-        OptionWidget* widget = ordered[static_cast<size_t>(i)];
-        const int h = widget->height();
-        if (y + h >= top)
-            widget->fillWidget();
-        y += h;
-    }
 }
 
 void OptionListWidget::updateOptionList(const QString& query) {
@@ -207,17 +217,15 @@ void OptionListWidget::keepOptionTreeItemInView() {
         y += ordered[static_cast<size_t>(i)]->height();
     const int h = selectedWidget->height();
     QScrollBar* bar = verticalScrollBar();
-    if (y < bar->value())
+    // A row taller than the view (as while the list is still being sized) shows its top.
+    if (y < bar->value() || h > viewport()->height())
         bar->setValue(y);
     else if (y + h > bar->value() + viewport()->height())
         bar->setValue(y + h - viewport()->height());
 }
 
 int OptionListWidget::neededHeight() const {
-    int h = 0;
-    for (int i = 0; i < numVisibleOptions; ++i)
-        h += ordered[static_cast<size_t>(i)]->height();
-    return h;
+    return rowTops.empty() ? 0 : rowTops[static_cast<size_t>(numVisibleOptions)];
 }
 
 QString OptionListWidget::getSelectedResponseString() const {
@@ -229,4 +237,6 @@ void OptionListWidget::onCurrentTableChanged(const QString& name) {
         if (widget->getOptionText() == QStringLiteral("(current file)"))
             widget->setDescription(name);
     }
+    // A description line may have made a row taller.
+    relayout();
 }

@@ -49,11 +49,15 @@ signals:
     void selectionChangedSignal(QString response);
 
 private:
-    void fillVisibleRows();
+    // Places, fills and shows the rows that the view shows or may show at its full height.
+    void placeRowsInView();
     void relayout();
+    static constexpr int kPlacedHeight = 300;
 
     std::vector<OptionWidget*> options; // first order
     std::vector<OptionWidget*> ordered; // current order
+    std::vector<int> rowTops;           // of the visible rows, and the bottom of the last
+    std::vector<OptionWidget*> placed;  // shown, at their place in the current order
     QWidget* content = nullptr;
     int numVisibleOptions = 0;
     int selectedIndex = -1;

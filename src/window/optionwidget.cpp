@@ -1,19 +1,23 @@
 #include "window/optionwidget.h"
 
 #include <QFontMetrics>
-#include <QGridLayout>
-#include <QLabel>
+
 #include <QMouseEvent>
 #include <QPainter>
+#include <QTextDocument>
+#include <cmath>
 
 namespace {
 constexpr int kMargin = 4;
-}
+// Left and right of the text, inside the row.
+constexpr int kSideMargin = kMargin + 4;
+} // namespace
 
 OptionWidget::OptionWidget(const OptionData& optionData, const Style* rowStyle, QWidget* parent)
-    : QWidget(parent), data(optionData), style(rowStyle), optionText(optionData.option),
-      highlightedText(optionData.option.toHtmlEscaped()), showDescription(!optionData.description.isEmpty()),
-      showValue(!optionData.value.isEmpty()), showShortcut(!optionData.shortcut.isEmpty()) {
+    : QWidget(parent), data(optionData), style(rowStyle),
+      optionText(optionData.option), runs{{0, optionData.option.size(), false}},
+      showDescription(!optionData.description.isEmpty()), showValue(!optionData.value.isEmpty()),
+      showShortcut(!optionData.shortcut.isEmpty()) {
     int option = 0;
     int description = 0;
     int value = 0;
@@ -33,101 +37,74 @@ void OptionWidget::computeHeights(int& option, int& description, int& value, int
 }
 
 void OptionWidget::setHeights(int option, int description, int value) {
-    if (!optionLabel)
-        return;
-    optionLabel->setFixedHeight(option);
-    if (descriptionLabel)
-        descriptionLabel->setFixedHeight(description);
-    if (valueLabel)
-        valueLabel->setFixedHeight(value);
     setFixedHeight(option + description + value + 2 * kMargin);
 }
 
 void OptionWidget::fillWidget() {
-    if (optionLabel)
+    if (filled)
         return;
-    auto* grid = new QGridLayout(this);
-    grid->setContentsMargins(kMargin + 4, kMargin, kMargin + 4, kMargin);
-    grid->setSpacing(0);
-    optionLabel = new QLabel(this);
-    optionLabel->setTextFormat(Qt::RichText);
-    optionLabel->setFont(style->optionFont);
-    // A long name gives way to the shortcut, never the other way round.
-    optionLabel->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
-    grid->addWidget(optionLabel, 0, 0);
-    if (showShortcut) {
-        shortcutLabel = new QLabel(data.shortcut, this);
-        shortcutLabel->setTextFormat(Qt::PlainText);
-        shortcutLabel->setFont(style->descriptionFont);
-        shortcutLabel->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-        shortcutLabel->setMinimumWidth(shortcutLabel->sizeHint().width());
-        grid->addWidget(shortcutLabel, 0, 1);
-    }
-    int row = 1;
-    if (showDescription) {
-        descriptionLabel = new QLabel(data.description, this);
-        descriptionLabel->setTextFormat(Qt::AutoText);
-        descriptionLabel->setFont(style->descriptionFont);
-        grid->addWidget(descriptionLabel, row++, 0, 1, 2);
-    }
-    if (showValue) {
-        valueLabel = new QLabel(tr("Current value: %1").arg(data.value), this);
-        valueLabel->setTextFormat(Qt::PlainText);
-        valueLabel->setFont(style->descriptionFont);
-        grid->addWidget(valueLabel, row++, 0, 1, 2);
-    }
-    grid->setColumnStretch(0, 1);
-    int option = 0;
-    int description = 0;
-    int value = 0;
-    int margins = 0;
-    int total = 0;
-    computeHeights(option, description, value, margins, total);
-    setHeights(option, description, value);
-    updateColors();
-    updateOptionLabel();
+    filled = true;
+    if (showValue)
+        valueText = tr("Current value: %1").arg(data.value);
+    prepareDescription();
+    update();
+}
+
+void OptionWidget::prepareDescription() {
+    descriptionIsRich = Qt::mightBeRichText(data.description);
+    if (!descriptionIsRich)
+        return;
+    richDescription.setText(data.description);
+    richDescription.setTextFormat(Qt::RichText);
+    richDescription.setPerformanceHint(QStaticText::AggressiveCaching);
+    richDescription.prepare(QTransform(), style->descriptionFont);
 }
 
 void OptionWidget::updateOptionLabel() {
-    if (optionLabel)
-        optionLabel->setText(highlightedText);
+    update();
 }
 
 void OptionWidget::highlightOption(const std::vector<int>& positions) {
-    // Runs of adjacent positions share one pair of tags. Escaping comes first, per character,
-    // so that positions keep pointing at the characters they matched.
-    QString html;
-    html.reserve(optionText.size() * 2);
-    size_t next = 0;
-    bool open = false;
-    for (qsizetype i = 0; i < optionText.size(); ++i) {
-        const bool matched = next < positions.size() && positions[next] == i;
-        if (matched) {
-            ++next;
-            if (!open) {
-                html += style->highlightOpen;
-                open = true;
-            }
-        } else if (open) {
-            html += style->highlightClose;
-            open = false;
+    // Runs of adjacent positions draw as one stretch.
+    std::vector<Run> next;
+    next.reserve(positions.size() * 2 + 1);
+    qsizetype at = 0;
+    size_t i = 0;
+    while (i < positions.size()) {
+        const qsizetype start = positions[i];
+        if (start < at || start >= optionText.size())
+            break;
+        qsizetype end = start + 1;
+        ++i;
+        while (i < positions.size() && positions[i] == end) {
+            ++end;
+            ++i;
         }
-        const QChar c = optionText.at(i);
-        if (c == QLatin1Char('<'))
-            html += QStringLiteral("&lt;");
-        else if (c == QLatin1Char('>'))
-            html += QStringLiteral("&gt;");
-        else if (c == QLatin1Char('&'))
-            html += QStringLiteral("&amp;");
-        else
-            html += c;
+        end = std::min(end, optionText.size());
+        if (start > at)
+            next.push_back({at, start - at, false});
+        next.push_back({start, end - start, true});
+        at = end;
     }
-    if (open)
-        html += style->highlightClose;
-    if (html == highlightedText)
+    if (at < optionText.size())
+        next.push_back({at, optionText.size() - at, false});
+    const auto same = [](const Run& a, const Run& b) {
+        return a.start == b.start && a.length == b.length && a.matched == b.matched;
+    };
+    if (std::equal(next.begin(), next.end(), runs.begin(), runs.end(), same))
         return;
-    highlightedText = html;
-    updateOptionLabel();
+    runs = std::move(next);
+    if (filled && isVisible())
+        update();
+}
+
+QString OptionWidget::getHighlightedText() const {
+    QString html;
+    for (const Run& run : runs) {
+        const QString text = optionText.mid(run.start, run.length).toHtmlEscaped();
+        html += run.matched ? style->highlightOpen + text + style->highlightClose : text;
+    }
+    return html;
 }
 
 void OptionWidget::setSelected(bool on) {
@@ -141,25 +118,29 @@ void OptionWidget::setSelected(bool on) {
 
 void OptionWidget::setDescription(const QString& text) {
     data.description = text;
-    if (descriptionLabel)
-        descriptionLabel->setText(text);
+    if (!showDescription && !text.isEmpty()) {
+        showDescription = true;
+        int option = 0;
+        int description = 0;
+        int value = 0;
+        int margins = 0;
+        int total = 0;
+        computeHeights(option, description, value, margins, total);
+        setFixedHeight(total);
+    }
+    if (filled)
+        prepareDescription();
+    update();
 }
 
 void OptionWidget::updateColors() {
-    if (!optionLabel)
-        return;
-    optionLabel->setPalette(style->optionPalette);
-    if (descriptionLabel)
-        descriptionLabel->setPalette(style->descriptionPalette);
-    if (valueLabel)
-        valueLabel->setPalette(style->descriptionPalette);
-    if (shortcutLabel)
-        shortcutLabel->setPalette(style->shortcutPalette);
+    update();
 }
 
 void OptionWidget::setStyleSheetAndHTMLTagStrings(const Style* newStyle) {
     style = newStyle;
-    updateColors();
+    if (filled)
+        prepareDescription();
     update();
 }
 
@@ -172,8 +153,72 @@ void OptionWidget::mousePressEvent(QMouseEvent* event) {
 }
 
 void OptionWidget::paintEvent(QPaintEvent*) {
-    if (!selected)
-        return;
     QPainter painter(this);
-    painter.fillRect(rect(), style->selectedBackground);
+    if (selected)
+        painter.fillRect(rect(), style->selectedBackground);
+    if (!filled)
+        return;
+    int optionHeight = 0;
+    int descriptionHeight = 0;
+    int valueHeight = 0;
+    int margins = 0;
+    int total = 0;
+    computeHeights(optionHeight, descriptionHeight, valueHeight, margins, total);
+    const int left = kSideMargin;
+    const int right = width() - kSideMargin;
+    int top = kMargin;
+
+    // The shortcut keeps its width; a long name gives way to it.
+    int textRight = right;
+    const QFontMetrics smallMetrics(style->descriptionFont);
+    if (showShortcut) {
+        const int w = smallMetrics.horizontalAdvance(data.shortcut);
+        painter.setFont(style->descriptionFont);
+        painter.setPen(style->shortcutColor);
+        painter.drawText(QRect(right - w, top, w, optionHeight), Qt::AlignRight | Qt::AlignVCenter,
+                         data.shortcut);
+        textRight = right - w;
+    }
+
+    // The option line: plain and highlighted stretches on one baseline, placed as a text layout
+    // places a line in the middle of its label (fractional advances, so kerning stays even).
+    const QFontMetricsF metrics(style->optionFont);
+    const QFontMetricsF boldMetrics(style->highlightFont);
+    const qreal lineHeight = std::max(metrics.height(), boldMetrics.height());
+    const qreal ascent = std::max(metrics.ascent(), boldMetrics.ascent());
+    const qreal baseline = std::floor(top + (optionHeight - lineHeight) / 2 + ascent);
+    painter.save();
+    painter.setClipRect(QRect(left, top, std::max(0, textRight - left), optionHeight));
+    qreal x = left;
+    for (const Run& run : runs) {
+        if (x >= textRight)
+            break;
+        const QString text = optionText.mid(run.start, run.length);
+        painter.setFont(run.matched ? style->highlightFont : style->optionFont);
+        painter.setPen(run.matched ? style->highlightColor : style->optionColor);
+        painter.drawText(QPointF(x, baseline), text);
+        x += (run.matched ? boldMetrics : metrics).horizontalAdvance(text);
+    }
+    painter.restore();
+    top += optionHeight;
+
+    painter.setFont(style->descriptionFont);
+    painter.setPen(style->descriptionColor);
+    const QRect descriptionRect(left, top, right - left, descriptionHeight);
+    if (showDescription) {
+        if (descriptionIsRich) {
+            painter.save();
+            painter.setClipRect(descriptionRect);
+            const QSizeF size = richDescription.size();
+            painter.drawStaticText(QPointF(left, top + (descriptionHeight - size.height()) / 2.0),
+                                   richDescription);
+            painter.restore();
+        } else {
+            painter.drawText(descriptionRect, Qt::AlignLeft | Qt::AlignVCenter, data.description);
+        }
+        top += descriptionHeight;
+    }
+    if (showValue)
+        painter.drawText(QRect(left, top, right - left, valueHeight), Qt::AlignLeft | Qt::AlignVCenter,
+                         valueText);
 }

@@ -2,32 +2,33 @@
 
 #include "window/optiondata.h"
 
-#include <QPalette>
+#include <QColor>
+#include <QFont>
+#include <QStaticText>
 #include <QWidget>
 
 #include <vector>
 
-class QLabel;
-
 // One row of a launcher list: the option, its description and value lines, and its shortcut.
-// The labels are made by fillWidget() the first time the row is needed, so that a list of
-// hundreds opens at once.
+// The row paints its own text: the option line changes with every keystroke, and laying out a
+// rich text label per row per key cost more than a frame allows. fillWidget() prepares what a
+// row needs to paint the first time it is shown, so that a list of hundreds opens at once.
 class OptionWidget : public QWidget {
     Q_OBJECT
 
 public:
-    // What a row's labels look like; one copy shared by the rows of a list.
+    // What a row looks like; one copy shared by the rows of a list.
     struct Style {
-        QString highlightOpen;
+        QString highlightOpen; // the tags getHighlightedText() puts around matched characters
         QString highlightClose;
         QColor background;
         QColor selectedBackground;
-        // Palettes rather than style sheets: a style sheet per label costs a style polish each,
-        // and rows fill while the user types.
-        QPalette optionPalette;
-        QPalette descriptionPalette;
-        QPalette shortcutPalette;
+        QColor optionColor;
+        QColor highlightColor;
+        QColor descriptionColor;
+        QColor shortcutColor;
         QFont optionFont;
+        QFont highlightFont; // the option font, bold
         QFont descriptionFont;
     };
 
@@ -36,10 +37,10 @@ public:
     const OptionData& getData() const { return data; }
     const QString& getOptionText() const { return optionText; }
     QString getResponseString() const { return data.response.isEmpty() ? data.option : data.response; }
-    bool isFilled() const { return optionLabel != nullptr; }
+    bool isFilled() const { return filled; }
     bool isSelected() const { return selected; }
-    // The option text as shown, with highlight tags around matched characters.
-    const QString& getHighlightedText() const { return highlightedText; }
+    // The option text as shown, as HTML with the highlight tags around matched characters.
+    QString getHighlightedText() const;
 
     void setSelected(bool on);
     void setDescription(const QString& text);
@@ -61,16 +62,25 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
+    // A stretch of the option text, matched or not.
+    struct Run {
+        qsizetype start;
+        qsizetype length;
+        bool matched;
+    };
+    void prepareDescription();
+
     OptionData data;
     const Style* style;
     QString optionText;
-    QString highlightedText;
-    QLabel* optionLabel = nullptr;
-    QLabel* descriptionLabel = nullptr;
-    QLabel* valueLabel = nullptr;
-    QLabel* shortcutLabel = nullptr;
+    QString valueText;
+    std::vector<Run> runs;
+    // Rich descriptions (bold examples, a file name) keep their laid-out text between paints.
+    QStaticText richDescription;
+    bool descriptionIsRich = false;
     bool showDescription = false;
     bool showValue = false;
     bool showShortcut = false;
     bool selected = false;
+    bool filled = false;
 };

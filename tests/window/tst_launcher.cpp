@@ -13,6 +13,7 @@
 #include <QFile>
 #include <QLabel>
 #include <QLineEdit>
+#include <QScrollBar>
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -122,6 +123,49 @@ private slots:
         // Selecting far down fills that row.
         launcher.getOptionList()->selectIndex(launcher.getOptionList()->getNumVisibleOptions() - 1);
         QVERIFY(launcher.getOptionList()->getSelectedWidget()->isFilled());
+    }
+
+    // Only rows in and near the view are shown; the others are placed when a scroll reaches
+    // them, always where their order puts them.
+    void rowsPlacedWhereTheyBelong() {
+        QStringList names;
+        for (int i = 0; i < 300; ++i)
+            names.append(QStringLiteral("Option %1").arg(i, 3, 10, QLatin1Char('0')));
+        Launcher launcher(settings);
+        launcher.resize(600, 400);
+        launcher.setOptions(makeOptions(names));
+        launcher.show();
+        OptionListWidget* list = launcher.getOptionList();
+        const auto& rows = list->getOrderedOptions();
+        const auto shown = [&rows] {
+            int n = 0;
+            for (const OptionWidget* w : rows)
+                n += w->isVisible() ? 1 : 0;
+            return n;
+        };
+        QVERIFY(shown() > 0 && shown() < 40);
+        const auto inOrder = [&rows](int count) {
+            int y = 0;
+            for (int i = 0; i < count; ++i) {
+                if (rows[size_t(i)]->isVisible() && rows[size_t(i)]->y() != y)
+                    return false;
+                y += rows[size_t(i)]->height();
+            }
+            return true;
+        };
+        list->verticalScrollBar()->setValue(list->verticalScrollBar()->maximum());
+        QVERIFY(rows.back()->isVisible() && rows.back()->isFilled());
+        QVERIFY(inOrder(300));
+        // A query reorders: rows of the old view that no longer match go, the new first ones come.
+        typeInto(launcher.getPromptEditor(), QStringLiteral("29"));
+        QVERIFY(!rows.back()->isVisible() || rows.back()->getOptionText().contains(QLatin1String("29")));
+        QVERIFY(rows.front()->isVisible());
+        QVERIFY(inOrder(list->getNumVisibleOptions()));
+        for (int i = list->getNumVisibleOptions(); i < 300; ++i)
+            QVERIFY(!rows[size_t(i)]->isVisible());
+        launcher.getPromptEditor()->clear();
+        QVERIFY(inOrder(300));
+        QCOMPARE(rows.front()->getOptionText(), QStringLiteral("Option 000"));
     }
 
     // --- Keys ---------------------------------------------------------------------------------
@@ -329,6 +373,23 @@ private slots:
         QTest::keyClicks(launcher->getPromptEditor(), QStringLiteral("qqq"));
         QTest::keyClick(launcher->getPromptEditor(), Qt::Key_Return);
         QCOMPARE(cells(view).size(), before.size() + 1);
+    }
+
+    // The list's keys win over the window's shortcuts for the same keys (Page Down is "Go Down
+    // One Screen" on the table).
+    void listKeysBeforeShortcuts() {
+        MsgBoxAnswers answers;
+        auto window = openWindow();
+        TableView* view = window->getActiveTable();
+        QTest::keyClick(view, Qt::Key_L, Qt::ControlModifier);
+        Launcher* launcher = window->getLauncher();
+        QVERIFY(launcher);
+        const Range before = view->tableModel()->getMainCell();
+        QTest::keyClick(launcher->getPromptEditor(), Qt::Key_PageDown);
+        QVERIFY(launcher->getOptionList()->getSelectedIndex() > 1);
+        QCOMPARE(view->tableModel()->getMainCell().row, before.row);
+        QTest::keyClick(launcher->getPromptEditor(), Qt::Key_PageUp);
+        QCOMPARE(launcher->getOptionList()->getSelectedIndex(), 0);
     }
 
     void settingShowsValue() {

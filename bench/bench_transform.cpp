@@ -120,16 +120,19 @@ std::vector<Operation> operations() {
          [](TableModel& m) {
              const QStringList items =
                  Utilities::computeSeriesStrings(QStringLiteral("1 1"), int(m.numSelectedCells()));
-             return laidOut(m, CellTransform::fillSeries(m, items, false, false));
+             return CellTransform::mapCommand(
+                 m,
+                 [&items](const QString& cell, std::size_t i) {
+                     return i < std::size_t(items.size()) ? items[qsizetype(i)] : cell;
+                 },
+                 false, false);
          }},
         {"UUID v7", words,
          [](TableModel& m) {
-             std::vector<CellTransform::CellText> cells = CellTransform::selectedCells(m);
-             std::vector<QString> uuids(cells.size());
+             std::vector<QString> uuids(std::size_t(m.numSelectedCells()));
              Utilities::generateUuids(uuids, false, false, UuidV7);
-             for (std::size_t i = 0; i < cells.size(); ++i)
-                 cells[i].text = std::move(uuids[i]);
-             return laidOut(m, std::move(cells));
+             return CellTransform::mapCommand(
+                 m, [&uuids](const QString&, std::size_t i) { return std::move(uuids[i]); }, false, false);
          }},
     };
 }

@@ -5,6 +5,7 @@
 #include "table/setcelltextscommand.h"
 #include "table/setmodeldatacommand.h"
 #include "table/tablemodel.h"
+#include "table/tablemodelworker.h"
 
 #include <algorithm>
 #include <map>
@@ -176,15 +177,72 @@ TableUndoCommand* makeCommand(TableModel& model, std::vector<CellText> cells) {
 }
 
 TableUndoCommand* mapCommand(TableModel& model, const std::function<QString(const QString&)>& fn) {
-    std::vector<CellText> cells = selectedCells(model);
-    std::vector<QString> oldTexts;
-    oldTexts.reserve(cells.size());
-    for (CellText& cell : cells) {
-        oldTexts.push_back(cell.text);
-        if (!cell.text.isEmpty())
-            cell.text = fn(cell.text);
+    return mapCommand(
+        model, [&fn](const QString& text, std::size_t) { return fn(text); }, true, false);
+}
+
+bool computeTextChange(const TableData& data, const std::vector<std::pair<int, int>>& indexes, bool skipEmpty,
+                       const CellFunction& fn, TextChange& out, TableModelWorker* worker) {
+    out = TextChange();
+    if (indexes.empty())
+        return true;
+    int top = indexes.front().first, bottom = top, left = indexes.front().second, right = left;
+    for (const auto& [row, col] : indexes) {
+        top = std::min(top, row);
+        bottom = std::max(bottom, row);
+        left = std::min(left, col);
+        right = std::max(right, col);
     }
-    return commandOf(model, cells, oldTexts);
+    // A full rectangle keeps every cell (its positions follow from the block); anything else
+    // keeps only the cells that change, with their positions.
+    out.block = qint64(bottom - top + 1) * (right - left + 1) == qint64(indexes.size());
+    out.top = top;
+    out.left = left;
+    out.width = right - left + 1;
+    const std::size_t n = indexes.size();
+    if (out.block) {
+        out.oldTexts.reserve(n, qsizetype(n) * 8);
+        out.newTexts.reserve(n, qsizetype(n) * 8);
+    }
+    for (std::size_t i = 0; i < n; ++i) {
+        if ((i & 0xFFF) == 0 && worker && !worker->reportProgress(qint64(i), qint64(n)))
+            return false;
+        const auto& [row, col] = indexes[i];
+        const QString text = data.getValueModel(row, col).toString();
+        const QString changed = skipEmpty && text.isEmpty() ? text : fn(text, i);
+        const bool differs = changed != text;
+        out.changed = out.changed || differs;
+        if (out.block || differs) {
+            out.oldTexts.append(text);
+            out.newTexts.append(changed);
+            if (!out.block)
+                out.positions.emplace_back(row, col);
+        }
+    }
+    return true;
+}
+
+TableUndoCommand* commandOf(TableModel& model, TextChange change) {
+    if (!change.changed)
+        return nullptr;
+    if (change.block)
+        return new SetCellTextsCommand(&model, change.top, change.left, change.width,
+                                       std::move(change.oldTexts), std::move(change.newTexts));
+    return new SetCellTextsCommand(&model, std::move(change.positions), std::move(change.oldTexts),
+                                   std::move(change.newTexts));
+}
+
+TableUndoCommand* mapCommand(TableModel& model, const CellFunction& fn, bool skipEmpty, bool useThread) {
+    // The selection is read here: the worker touches nothing but the table's cells.
+    const std::vector<std::pair<int, int>> indexes = selectionIndexes(model);
+    TextChange change;
+    const TableData& data = model.getTableData();
+    const bool finished = model.readCellsOnWorker(
+        [&](TableModelWorker& worker) {
+            return computeTextChange(data, indexes, skipEmpty, fn, change, &worker);
+        },
+        useThread);
+    return finished ? commandOf(model, std::move(change)) : nullptr;
 }
 
 RangeVector mapSelection(const TableModel& model, const std::function<QString(const QString&)>& fn) {

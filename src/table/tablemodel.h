@@ -475,6 +475,11 @@ public:
     // Asks a running scan to stop; it then reports failure.
     void cancelWorker();
 
+    // --- Cell transformations
+    // Runs a job that only reads the table's cells: on the worker with `useThread`, while a
+    // local event loop keeps the window alive, else here. False when it failed or was canceled.
+    bool readCellsOnWorker(const std::function<bool(TableModelWorker&)>& job, bool useThread);
+
 public slots:
     void onLoadFinished();
     void onTableSizeChanged(int rawRows, int rawCols, int modelRows, int modelCols);

@@ -10,11 +10,13 @@
 #include "util/numberutilities.h"
 #include "util/stringutilities.h"
 #include "util/uuidutilities.h"
+#include "view/workerprogress.h"
 
 #include <QDateTime>
 
 #include <algorithm>
 #include <map>
+#include <optional>
 #include <random>
 
 using CellTransform::CellText;
@@ -28,10 +30,25 @@ bool pushChanges(TableView* view, TableModel* m, std::vector<CellText> cells) {
 } // namespace
 
 bool TableView::transformSelectedCells(const std::function<QString(const QString&)>& fn) {
+    return transformSelectedCells([&fn](const QString& text, std::size_t) { return fn(text); }, true);
+}
+
+bool TableView::transformSelectedCells(const std::function<QString(const QString&, std::size_t)>& fn,
+                                       bool skipEmpty) {
     TableModel* m = tableModel();
     if (!m || isReadOnly())
         return false;
-    return pushCommand(CellTransform::mapCommand(*m, fn));
+    // Past this many cells the work would hold the window for a noticeable moment.
+    constexpr qint64 kWorkerCells = 100000;
+    const bool useThread = m->numSelectedCells() > kWorkerCells;
+    TableUndoCommand* command = nullptr;
+    {
+        std::optional<WorkerProgress> progress;
+        if (useThread)
+            progress.emplace(this, m, QObject::tr("Transforming cells..."), QObject::tr("Transform"));
+        command = CellTransform::mapCommand(*m, fn, skipEmpty, useThread);
+    }
+    return pushCommand(command);
 }
 
 // --- Case ---------------------------------------------------------------------------------------
@@ -87,10 +104,7 @@ bool TableView::placeCurrentDateTimeStamp() {
     if (!m || isReadOnly())
         return false;
     const QString now = QDateTime::currentDateTimeUtc().toString(Qt::ISODate);
-    std::vector<CellText> cells = CellTransform::selectedCells(*m);
-    for (CellText& cell : cells)
-        cell.text = now;
-    return pushChanges(this, m, std::move(cells));
+    return transformSelectedCells([&now](const QString&, std::size_t) { return now; }, false);
 }
 
 bool TableView::zeroFillWholeNumbers(int width) {
@@ -141,10 +155,7 @@ bool TableView::copyMainCellContentsToAllSelectedCells() {
         return false;
     const Range& main = m->getMainCell();
     const QString text = m->getTableData().getValueModel(main.row, main.col).toString();
-    std::vector<CellText> cells = CellTransform::selectedCells(*m);
-    for (CellText& cell : cells)
-        cell.text = text;
-    return pushChanges(this, m, std::move(cells));
+    return transformSelectedCells([&text](const QString&, std::size_t) { return text; }, false);
 }
 
 bool TableView::fillSelectedCellsWithSeries(const QString& text, bool prepend, bool append) {
@@ -152,9 +163,22 @@ bool TableView::fillSelectedCellsWithSeries(const QString& text, bool prepend, b
     if (!m || isReadOnly())
         return false;
     const auto count = static_cast<int>(std::min<qint64>(m->numSelectedCells(), INT_MAX));
-    return pushChanges(
-        this, m,
-        CellTransform::fillSeries(*m, Utilities::computeSeriesStrings(text, count), prepend, append));
+    // Item i goes to cell i; once the items run out the cells stay as they are. The items are
+    // made on the first call, so that a long series is made on the worker too.
+    QStringList items;
+    bool made = false;
+    return transformSelectedCells(
+        [&](const QString& cell, std::size_t i) {
+            if (!made) {
+                items = Utilities::computeSeriesStrings(text, count);
+                made = true;
+            }
+            if (i >= std::size_t(items.size()))
+                return cell;
+            const QString& item = items[qsizetype(i)];
+            return prepend ? item + cell : append ? cell + item : item;
+        },
+        false);
 }
 
 bool TableView::reshapeSelectionRowWise(int width) {
@@ -218,10 +242,8 @@ bool fillRandom(TableView* view, const std::vector<std::pair<double, double>>& r
     std::random_device device;
     std::mt19937 generator(device());
     std::uniform_int_distribution<std::size_t> pick(0, ranges.size() - 1);
-    std::vector<CellText> cells = CellTransform::selectedCells(*m);
-    for (CellText& cell : cells)
-        cell.text = make(generator, ranges[pick(generator)]);
-    return pushChanges(view, m, std::move(cells));
+    return view->transformSelectedCells(
+        [&](const QString&, std::size_t) { return make(generator, ranges[pick(generator)]); }, false);
 }
 
 } // namespace
@@ -245,12 +267,19 @@ bool TableView::fillCellsWithUuids(bool braces, bool upperCase, UuidType type) {
     TableModel* m = tableModel();
     if (!m || isReadOnly())
         return false;
-    std::vector<CellText> cells = CellTransform::selectedCells(*m);
-    std::vector<QString> uuids(cells.size());
-    Utilities::generateUuids(uuids, braces, upperCase, type);
-    for (std::size_t i = 0; i < cells.size(); ++i)
-        cells[i].text = std::move(uuids[i]);
-    return pushChanges(this, m, std::move(cells));
+    // Made all at once on the first call, so that version 7 ones keep their order across the
+    // selection, and on the worker when the selection is large.
+    std::vector<QString> uuids;
+    const auto count = static_cast<std::size_t>(std::max<qint64>(0, m->numSelectedCells()));
+    return transformSelectedCells(
+        [&](const QString&, std::size_t i) {
+            if (uuids.empty()) {
+                uuids.resize(count);
+                Utilities::generateUuids(uuids, braces, upperCase, type);
+            }
+            return i < uuids.size() ? std::move(uuids[i]) : Utilities::generateUuid(braces, upperCase, type);
+        },
+        false);
 }
 
 bool TableView::hasIdColumn() const {

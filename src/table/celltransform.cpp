@@ -8,6 +8,7 @@
 #include "table/tablemodelworker.h"
 
 #include <algorithm>
+#include <climits>
 #include <map>
 
 namespace CellTransform {
@@ -333,27 +334,81 @@ struct SplitPlan {
     std::map<int, int> extra; // line -> new lines after it
 };
 
-SplitPlan planSplit(const TableModel& m, Axis axis, const std::function<QStringList(const QString&)>& split) {
-    SplitPlan plan;
-    for (CellText& cell : selectedCells(m)) {
-        QStringList parts = split(cell.text);
+// Reads nothing but `data`, so that it can run on the model's worker.
+bool planSplit(const TableData& data, const std::vector<std::pair<int, int>>& indexes, Axis axis,
+               const std::function<QStringList(const QString&)>& split, SplitPlan& plan,
+               TableModelWorker& worker) {
+    for (std::size_t i = 0; i < indexes.size(); ++i) {
+        if ((i & 0xFFF) == 0 && !worker.reportProgress(qint64(i), qint64(indexes.size())))
+            return false;
+        const auto& [row, col] = indexes[i];
+        QString text = data.getValueModel(row, col).toString();
+        QStringList parts = split(text);
         if (parts.size() < 2)
             continue;
-        const int line = axis == Axis::Row ? cell.col : cell.row;
+        const int line = axis == Axis::Row ? col : row;
         int& need = plan.extra[line];
         need = std::max(need, int(parts.size()) - 1);
-        plan.cells.emplace_back(std::move(cell), std::move(parts));
+        plan.cells.emplace_back(CellText{row, col, std::move(text)}, std::move(parts));
     }
-    return plan;
+    return true;
+}
+
+// The writes of a split along rows once its columns are in, row by row: part 0 over its cell,
+// the others into the new (empty) columns right of it.
+TextChange splitAlongRows(const SplitPlan& plan) {
+    std::map<int, int> shiftOf; // source column -> new columns before it
+    int shift = 0;
+    for (const auto& [line, count] : plan.extra) {
+        shiftOf[line] = shift;
+        shift += count;
+    }
+    struct Write {
+        int row, col;
+        const QString* old;
+        const QString* text;
+    };
+    static const QString empty;
+    std::vector<Write> writes;
+    int top = INT_MAX, bottom = -1, left = INT_MAX, right = -1;
+    for (const auto& [cell, parts] : plan.cells) {
+        const int first = cell.col + shiftOf[cell.col];
+        for (qsizetype i = 0; i < parts.size(); ++i)
+            writes.push_back({cell.row, first + int(i), i == 0 ? &cell.text : &empty, &parts[i]});
+        top = std::min(top, cell.row);
+        bottom = std::max(bottom, cell.row);
+        left = std::min(left, first);
+        right = std::max(right, first + int(parts.size()) - 1);
+    }
+    TextChange change;
+    change.changed = !writes.empty();
+    change.block = qint64(bottom - top + 1) * (right - left + 1) == qint64(writes.size());
+    change.top = top;
+    change.left = left;
+    change.width = right - left + 1;
+    for (const Write& write : writes) {
+        if (!change.block && *write.old == *write.text)
+            continue;
+        change.oldTexts.append(*write.old);
+        change.newTexts.append(*write.text);
+        if (!change.block)
+            change.positions.emplace_back(write.row, write.col);
+    }
+    return change;
 }
 
 } // namespace
 
 TableUndoCommand* splitCommand(TableModel& model, Axis axis, bool cellsOnly,
-                               const std::function<QStringList(const QString&)>& split) {
+                               const std::function<QStringList(const QString&)>& split, bool useThread) {
     TableModel* m = &model;
-    SplitPlan plan = planSplit(*m, axis, split);
-    if (plan.cells.empty())
+    const std::vector<std::pair<int, int>> indexes = selectionIndexes(model);
+    const TableData& data = model.getTableData();
+    SplitPlan plan;
+    const bool finished = model.readCellsOnWorker(
+        [&](TableModelWorker& worker) { return planSplit(data, indexes, axis, split, plan, worker); },
+        useThread);
+    if (!finished || plan.cells.empty())
         return nullptr;
     if (cellsOnly) {
         // Within each row the cells after a split one move right by its extra parts.
@@ -391,19 +446,25 @@ TableUndoCommand* splitCommand(TableModel& model, Axis axis, bool cellsOnly,
             return new InsertRowsCommand(model, {line}, count, true);
         });
     }
+    const RangeVector selection = m->getSelection();
+    if (axis == Axis::Row) {
+        // The texts before and after are known here: the new columns are empty.
+        steps.push_back(
+            [change = splitAlongRows(plan), selection](TableModel* model) mutable -> TableUndoCommand* {
+                RangeVector restored = selection;
+                model->setSelection(restored);
+                return commandOf(*model, std::move(change));
+            });
+        return new SequenceCommand(m, std::move(steps));
+    }
     std::vector<CellText> out;
     for (const auto& [cell, parts] : plan.cells) {
-        const int line = axis == Axis::Row ? cell.col : cell.row;
         int shift = 0;
-        for (auto it = plan.extra.begin(); it != plan.extra.end() && it->first < line; ++it)
+        for (auto it = plan.extra.begin(); it != plan.extra.end() && it->first < cell.row; ++it)
             shift += it->second;
-        for (qsizetype i = 0; i < parts.size(); ++i) {
-            const int along = line + shift + int(i);
-            out.push_back(axis == Axis::Row ? CellText{cell.row, along, parts[i]}
-                                            : CellText{along, cell.col, parts[i]});
-        }
+        for (qsizetype i = 0; i < parts.size(); ++i)
+            out.push_back(CellText{cell.row + shift + int(i), cell.col, parts[i]});
     }
-    const RangeVector selection = m->getSelection();
     steps.push_back([out = std::move(out), selection](TableModel* model) mutable -> TableUndoCommand* {
         // The selection as it was, so that undo of the whole step shows it again.
         RangeVector restored = selection;

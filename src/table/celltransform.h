@@ -86,9 +86,11 @@ std::vector<CellText> join(const TableModel& model, const QString& separator, bo
 
 // The command of a split of the selected cells into parts, placed right of (below) each cell:
 // whole new lines are inserted for them first, or with `cellsOnly` (along rows only) the rest
-// of each row moves right. Null when no cell splits.
+// of each row moves right. The cells are read on the model's worker with `useThread`. Null when
+// no cell splits or the work was canceled.
 TableUndoCommand* splitCommand(TableModel& model, Axis axis, bool cellsOnly,
-                               const std::function<QStringList(const QString&)>& split);
+                               const std::function<QStringList(const QString&)>& split,
+                               bool useThread = false);
 
 // "ID" in the last header row and numbers from `first` down to `lastRow`, in column 0.
 std::vector<CellText> idColumnCells(const TableModel& model, int first, int lastRow);

@@ -6,9 +6,6 @@
 
 namespace {
 
-// Cells written per call of populateModel: its temporary values stay small.
-constexpr std::size_t kChunk = 65536;
-
 CellTexts textsOf(const std::vector<QString>& texts, std::size_t count) {
     CellTexts out;
     qsizetype total = 0;
@@ -122,36 +119,9 @@ std::pair<int, int> SetCellTextsCommand::positionOf(std::size_t i) const {
 
 void SetCellTextsCommand::write(bool old) {
     const CellTexts& texts = old ? oldTexts : newTexts;
-    if (positions.empty()) {
-        // Whole rows of the block per call.
-        const std::size_t rowsPerChunk = std::max<std::size_t>(1, kChunk / std::size_t(width));
-        for (std::size_t first = 0; first < count; first += rowsPerChunk * std::size_t(width)) {
-            const std::size_t last = std::min(count, first + rowsPerChunk * std::size_t(width));
-            Range block(RangeType::Table, RangeIndexType::Model);
-            block.row = positionOf(first).first;
-            block.col = left;
-            block.endRow = positionOf(last - 1).first;
-            block.endCol = left + width - 1;
-            for (std::size_t i = first; i < last; ++i) {
-                if ((i - first) % std::size_t(width) == 0)
-                    block.tableValues.emplace_back().reserve(std::size_t(width));
-                block.tableValues.back().emplace_back(texts.at(i));
-            }
-            model->populateModel(block, false, Range(RangeType::Invalid), false);
-        }
-        return;
-    }
-    for (std::size_t first = 0; first < count; first += kChunk) {
-        const std::size_t last = std::min(count, first + kChunk);
-        RangeVector cells;
-        cells.reserve(last - first);
-        for (std::size_t i = first; i < last; ++i) {
-            Range cell(positions[i].first, positions[i].second, RangeIndexType::Model);
-            cell.value = texts.at(i);
-            cells.push_back(std::move(cell));
-        }
-        model->populateModel(cells, false, Range(RangeType::Invalid), false);
-    }
+    model->writeCellTexts(
+        count, [this](std::size_t i) { return positionOf(i); },
+        [&texts](std::size_t i) { return texts.at(i); });
 }
 
 void SetCellTextsCommand::redo() {

@@ -23,6 +23,10 @@ using CellTransform::CellText;
 
 namespace {
 
+// Past this many selected cells the work would hold the window for a noticeable moment: it
+// runs on the model's worker behind a progress dialog.
+constexpr qint64 kWorkerCells = 100000;
+
 bool pushChanges(TableView* view, TableModel* m, std::vector<CellText> cells) {
     return view->pushCommand(CellTransform::makeCommand(*m, std::move(cells)));
 }
@@ -38,8 +42,6 @@ bool TableView::transformSelectedCells(const std::function<QString(const QString
     TableModel* m = tableModel();
     if (!m || isReadOnly())
         return false;
-    // Past this many cells the work would hold the window for a noticeable moment.
-    constexpr qint64 kWorkerCells = 100000;
     const bool useThread = m->numSelectedCells() > kWorkerCells;
     TableUndoCommand* command = nullptr;
     {
@@ -214,7 +216,15 @@ bool splitSelected(TableView* view, Axis axis, bool cellsOnly,
     TableModel* m = view->tableModel();
     if (!m || view->isReadOnly())
         return false;
-    return view->pushCommand(CellTransform::splitCommand(*m, axis, cellsOnly, split));
+    const bool useThread = m->numSelectedCells() > kWorkerCells;
+    TableUndoCommand* command = nullptr;
+    {
+        std::optional<WorkerProgress> progress;
+        if (useThread)
+            progress.emplace(view, m, QObject::tr("Splitting cells..."), QObject::tr("Split"));
+        command = CellTransform::splitCommand(*m, axis, cellsOnly, split, useThread);
+    }
+    return view->pushCommand(command);
 }
 
 } // namespace

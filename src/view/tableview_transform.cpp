@@ -27,6 +27,13 @@ namespace {
 // runs on the model's worker behind a progress dialog.
 constexpr qint64 kWorkerCells = 100000;
 
+// Keys go to the table again once the progress dialog is gone, also where no window manager
+// hands the focus back from a closed modal dialog.
+void takeFocusBack(TableView* view) {
+    view->activateWindow();
+    view->setFocus(Qt::OtherFocusReason);
+}
+
 bool pushChanges(TableView* view, TableModel* m, std::vector<CellText> cells) {
     return view->pushCommand(CellTransform::makeCommand(*m, std::move(cells)));
 }
@@ -50,6 +57,8 @@ bool TableView::transformSelectedCells(const std::function<QString(const QString
             progress.emplace(this, m, QObject::tr("Transforming cells..."), QObject::tr("Transform"));
         command = CellTransform::mapCommand(*m, fn, skipEmpty, useThread);
     }
+    if (useThread)
+        takeFocusBack(this);
     return pushCommand(command);
 }
 
@@ -224,6 +233,8 @@ bool splitSelected(TableView* view, Axis axis, bool cellsOnly,
             progress.emplace(view, m, QObject::tr("Splitting cells..."), QObject::tr("Split"));
         command = CellTransform::splitCommand(*m, axis, cellsOnly, split, useThread);
     }
+    if (useThread)
+        takeFocusBack(view);
     return view->pushCommand(command);
 }
 

@@ -12,7 +12,9 @@
 #include "util/uuidutilities.h"
 #include "view/workerprogress.h"
 
+#include <QApplication>
 #include <QDateTime>
+#include <QWindow>
 
 #include <algorithm>
 #include <map>
@@ -26,6 +28,43 @@ namespace {
 // Past this many selected cells the work would hold the window for a noticeable moment: it
 // runs on the model's worker behind a progress dialog.
 constexpr qint64 kWorkerCells = 100000;
+
+// While the worker reads the table, the window takes no keys or clicks: the progress dialog
+// that blocks it shows only after a moment, and an edit meanwhile would change cells under the
+// worker. The dialog, a window of its own, still takes its Cancel.
+class InputBlock : public QObject {
+public:
+    explicit InputBlock(QWidget* window) : blocked(window) { qApp->installEventFilter(this); }
+    ~InputBlock() override { qApp->removeEventFilter(this); }
+    InputBlock(const InputBlock&) = delete;
+    InputBlock& operator=(const InputBlock&) = delete;
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        switch (event->type()) {
+        case QEvent::KeyPress:
+        case QEvent::KeyRelease:
+        case QEvent::ShortcutOverride:
+        case QEvent::MouseButtonPress:
+        case QEvent::MouseButtonRelease:
+        case QEvent::MouseButtonDblClick:
+        case QEvent::Wheel:
+        case QEvent::Drop: {
+            const auto* widget = qobject_cast<const QWidget*>(watched);
+            const QWindow* window = qobject_cast<const QWindow*>(watched);
+            if ((widget && widget->window() == blocked) || (window && blocked->windowHandle() == window))
+                return true;
+            break;
+        }
+        default:
+            break;
+        }
+        return false;
+    }
+
+private:
+    QWidget* blocked;
+};
 
 // Keys go to the table again once the progress dialog is gone, also where no window manager
 // hands the focus back from a closed modal dialog.
@@ -52,9 +91,12 @@ bool TableView::transformSelectedCells(const std::function<QString(const QString
     const bool useThread = m->numSelectedCells() > kWorkerCells;
     TableUndoCommand* command = nullptr;
     {
+        std::optional<InputBlock> block;
         std::optional<WorkerProgress> progress;
-        if (useThread)
+        if (useThread) {
+            block.emplace(window());
             progress.emplace(this, m, QObject::tr("Transforming cells..."), QObject::tr("Transform"));
+        }
         command = CellTransform::mapCommand(*m, fn, skipEmpty, useThread);
     }
     if (useThread)
@@ -228,9 +270,12 @@ bool splitSelected(TableView* view, Axis axis, bool cellsOnly,
     const bool useThread = m->numSelectedCells() > kWorkerCells;
     TableUndoCommand* command = nullptr;
     {
+        std::optional<InputBlock> block;
         std::optional<WorkerProgress> progress;
-        if (useThread)
+        if (useThread) {
+            block.emplace(view->window());
             progress.emplace(view, m, QObject::tr("Splitting cells..."), QObject::tr("Split"));
+        }
         command = CellTransform::splitCommand(*m, axis, cellsOnly, split, useThread);
     }
     if (useThread)

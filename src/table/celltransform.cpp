@@ -5,8 +5,10 @@
 #include "table/setcelltextscommand.h"
 #include "table/setmodeldatacommand.h"
 #include "table/tablemodel.h"
+#include "table/tablemodelworker.h"
 
 #include <algorithm>
+#include <climits>
 #include <map>
 
 namespace CellTransform {
@@ -176,15 +178,72 @@ TableUndoCommand* makeCommand(TableModel& model, std::vector<CellText> cells) {
 }
 
 TableUndoCommand* mapCommand(TableModel& model, const std::function<QString(const QString&)>& fn) {
-    std::vector<CellText> cells = selectedCells(model);
-    std::vector<QString> oldTexts;
-    oldTexts.reserve(cells.size());
-    for (CellText& cell : cells) {
-        oldTexts.push_back(cell.text);
-        if (!cell.text.isEmpty())
-            cell.text = fn(cell.text);
+    return mapCommand(
+        model, [&fn](const QString& text, std::size_t) { return fn(text); }, true, false);
+}
+
+bool computeTextChange(const TableData& data, const std::vector<std::pair<int, int>>& indexes, bool skipEmpty,
+                       const CellFunction& fn, TextChange& out, TableModelWorker* worker) {
+    out = TextChange();
+    if (indexes.empty())
+        return true;
+    int top = indexes.front().first, bottom = top, left = indexes.front().second, right = left;
+    for (const auto& [row, col] : indexes) {
+        top = std::min(top, row);
+        bottom = std::max(bottom, row);
+        left = std::min(left, col);
+        right = std::max(right, col);
     }
-    return commandOf(model, cells, oldTexts);
+    // A full rectangle keeps every cell (its positions follow from the block); anything else
+    // keeps only the cells that change, with their positions.
+    out.block = qint64(bottom - top + 1) * (right - left + 1) == qint64(indexes.size());
+    out.top = top;
+    out.left = left;
+    out.width = right - left + 1;
+    const std::size_t n = indexes.size();
+    if (out.block) {
+        out.oldTexts.reserve(n, qsizetype(n) * 8);
+        out.newTexts.reserve(n, qsizetype(n) * 8);
+    }
+    for (std::size_t i = 0; i < n; ++i) {
+        if ((i & 0xFFF) == 0 && worker && !worker->reportProgress(qint64(i), qint64(n)))
+            return false;
+        const auto& [row, col] = indexes[i];
+        const QString text = data.getValueModel(row, col).toString();
+        const QString changed = skipEmpty && text.isEmpty() ? text : fn(text, i);
+        const bool differs = changed != text;
+        out.changed = out.changed || differs;
+        if (out.block || differs) {
+            out.oldTexts.append(text);
+            out.newTexts.append(changed);
+            if (!out.block)
+                out.positions.emplace_back(row, col);
+        }
+    }
+    return true;
+}
+
+TableUndoCommand* commandOf(TableModel& model, TextChange change) {
+    if (!change.changed)
+        return nullptr;
+    if (change.block)
+        return new SetCellTextsCommand(&model, change.top, change.left, change.width,
+                                       std::move(change.oldTexts), std::move(change.newTexts));
+    return new SetCellTextsCommand(&model, std::move(change.positions), std::move(change.oldTexts),
+                                   std::move(change.newTexts));
+}
+
+TableUndoCommand* mapCommand(TableModel& model, const CellFunction& fn, bool skipEmpty, bool useThread) {
+    // The selection is read here: the worker touches nothing but the table's cells.
+    const std::vector<std::pair<int, int>> indexes = selectionIndexes(model);
+    TextChange change;
+    const TableData& data = model.getTableData();
+    const bool finished = model.readCellsOnWorker(
+        [&](TableModelWorker& worker) {
+            return computeTextChange(data, indexes, skipEmpty, fn, change, &worker);
+        },
+        useThread);
+    return finished ? commandOf(model, std::move(change)) : nullptr;
 }
 
 RangeVector mapSelection(const TableModel& model, const std::function<QString(const QString&)>& fn) {
@@ -275,27 +334,81 @@ struct SplitPlan {
     std::map<int, int> extra; // line -> new lines after it
 };
 
-SplitPlan planSplit(const TableModel& m, Axis axis, const std::function<QStringList(const QString&)>& split) {
-    SplitPlan plan;
-    for (CellText& cell : selectedCells(m)) {
-        QStringList parts = split(cell.text);
+// Reads nothing but `data`, so that it can run on the model's worker.
+bool planSplit(const TableData& data, const std::vector<std::pair<int, int>>& indexes, Axis axis,
+               const std::function<QStringList(const QString&)>& split, SplitPlan& plan,
+               TableModelWorker& worker) {
+    for (std::size_t i = 0; i < indexes.size(); ++i) {
+        if ((i & 0xFFF) == 0 && !worker.reportProgress(qint64(i), qint64(indexes.size())))
+            return false;
+        const auto& [row, col] = indexes[i];
+        QString text = data.getValueModel(row, col).toString();
+        QStringList parts = split(text);
         if (parts.size() < 2)
             continue;
-        const int line = axis == Axis::Row ? cell.col : cell.row;
+        const int line = axis == Axis::Row ? col : row;
         int& need = plan.extra[line];
         need = std::max(need, int(parts.size()) - 1);
-        plan.cells.emplace_back(std::move(cell), std::move(parts));
+        plan.cells.emplace_back(CellText{row, col, std::move(text)}, std::move(parts));
     }
-    return plan;
+    return true;
+}
+
+// The writes of a split along rows once its columns are in, row by row: part 0 over its cell,
+// the others into the new (empty) columns right of it.
+TextChange splitAlongRows(const SplitPlan& plan) {
+    std::map<int, int> shiftOf; // source column -> new columns before it
+    int shift = 0;
+    for (const auto& [line, count] : plan.extra) {
+        shiftOf[line] = shift;
+        shift += count;
+    }
+    struct Write {
+        int row, col;
+        const QString* old;
+        const QString* text;
+    };
+    static const QString empty;
+    std::vector<Write> writes;
+    int top = INT_MAX, bottom = -1, left = INT_MAX, right = -1;
+    for (const auto& [cell, parts] : plan.cells) {
+        const int first = cell.col + shiftOf[cell.col];
+        for (qsizetype i = 0; i < parts.size(); ++i)
+            writes.push_back({cell.row, first + int(i), i == 0 ? &cell.text : &empty, &parts[i]});
+        top = std::min(top, cell.row);
+        bottom = std::max(bottom, cell.row);
+        left = std::min(left, first);
+        right = std::max(right, first + int(parts.size()) - 1);
+    }
+    TextChange change;
+    change.changed = !writes.empty();
+    change.block = qint64(bottom - top + 1) * (right - left + 1) == qint64(writes.size());
+    change.top = top;
+    change.left = left;
+    change.width = right - left + 1;
+    for (const Write& write : writes) {
+        if (!change.block && *write.old == *write.text)
+            continue;
+        change.oldTexts.append(*write.old);
+        change.newTexts.append(*write.text);
+        if (!change.block)
+            change.positions.emplace_back(write.row, write.col);
+    }
+    return change;
 }
 
 } // namespace
 
 TableUndoCommand* splitCommand(TableModel& model, Axis axis, bool cellsOnly,
-                               const std::function<QStringList(const QString&)>& split) {
+                               const std::function<QStringList(const QString&)>& split, bool useThread) {
     TableModel* m = &model;
-    SplitPlan plan = planSplit(*m, axis, split);
-    if (plan.cells.empty())
+    const std::vector<std::pair<int, int>> indexes = selectionIndexes(model);
+    const TableData& data = model.getTableData();
+    SplitPlan plan;
+    const bool finished = model.readCellsOnWorker(
+        [&](TableModelWorker& worker) { return planSplit(data, indexes, axis, split, plan, worker); },
+        useThread);
+    if (!finished || plan.cells.empty())
         return nullptr;
     if (cellsOnly) {
         // Within each row the cells after a split one move right by its extra parts.
@@ -333,19 +446,25 @@ TableUndoCommand* splitCommand(TableModel& model, Axis axis, bool cellsOnly,
             return new InsertRowsCommand(model, {line}, count, true);
         });
     }
+    const RangeVector selection = m->getSelection();
+    if (axis == Axis::Row) {
+        // The texts before and after are known here: the new columns are empty.
+        steps.push_back(
+            [change = splitAlongRows(plan), selection](TableModel* model) mutable -> TableUndoCommand* {
+                RangeVector restored = selection;
+                model->setSelection(restored);
+                return commandOf(*model, std::move(change));
+            });
+        return new SequenceCommand(m, std::move(steps));
+    }
     std::vector<CellText> out;
     for (const auto& [cell, parts] : plan.cells) {
-        const int line = axis == Axis::Row ? cell.col : cell.row;
         int shift = 0;
-        for (auto it = plan.extra.begin(); it != plan.extra.end() && it->first < line; ++it)
+        for (auto it = plan.extra.begin(); it != plan.extra.end() && it->first < cell.row; ++it)
             shift += it->second;
-        for (qsizetype i = 0; i < parts.size(); ++i) {
-            const int along = line + shift + int(i);
-            out.push_back(axis == Axis::Row ? CellText{cell.row, along, parts[i]}
-                                            : CellText{along, cell.col, parts[i]});
-        }
+        for (qsizetype i = 0; i < parts.size(); ++i)
+            out.push_back(CellText{cell.row + shift + int(i), cell.col, parts[i]});
     }
-    const RangeVector selection = m->getSelection();
     steps.push_back([out = std::move(out), selection](TableModel* model) mutable -> TableUndoCommand* {
         // The selection as it was, so that undo of the whole step shows it again.
         RangeVector restored = selection;

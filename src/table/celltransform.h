@@ -1,13 +1,16 @@
 #pragma once
 
 #include "table/rangevector.h"
+#include "table/setcelltextscommand.h"
 
 #include <QString>
 
 #include <functional>
 #include <vector>
 
+class TableData;
 class TableModel;
+class TableModelWorker;
 class TableUndoCommand;
 
 // The engine under the cell transformations: reads the selected cells, lets a string function
@@ -38,6 +41,33 @@ TableUndoCommand* makeCommand(TableModel& model, std::vector<CellText> cells);
 // The command of `fn` over every selected cell that isn't empty; null when nothing changes.
 TableUndoCommand* mapCommand(TableModel& model, const std::function<QString(const QString&)>& fn);
 
+// The new text of the cell that holds `text`, the `index`th of the walk.
+using CellFunction = std::function<QString(const QString& text, std::size_t index)>;
+
+// A change of many cells' texts, worked out before its undo command is made: a block of cells
+// row by row, or the positions of the cells that change.
+struct TextChange {
+    bool block = false;
+    int top = 0;
+    int left = 0;
+    int width = 0;
+    std::vector<std::pair<int, int>> positions;
+    CellTexts oldTexts;
+    CellTexts newTexts;
+    bool changed = false;
+};
+
+// `fn` over the cells at `indexes` (row by row), reading nothing but `data`, so that it can run
+// on the model's worker while the window waits; progress and cancel through `worker` when given
+// (false when canceled). Empty cells are passed over with `skipEmpty`.
+bool computeTextChange(const TableData& data, const std::vector<std::pair<int, int>>& indexes, bool skipEmpty,
+                       const CellFunction& fn, TextChange& out, TableModelWorker* worker);
+// The command of a change; null when nothing changes.
+TableUndoCommand* commandOf(TableModel& model, TextChange change);
+// `fn` over the selected cells: computed on the model's worker with `useThread`, the command made
+// here. Null when nothing changes or the work was canceled.
+TableUndoCommand* mapCommand(TableModel& model, const CellFunction& fn, bool skipEmpty, bool useThread);
+
 // `fn` over every selected cell that isn't empty.
 RangeVector mapSelection(const TableModel& model, const std::function<QString(const QString&)>& fn);
 
@@ -56,9 +86,11 @@ std::vector<CellText> join(const TableModel& model, const QString& separator, bo
 
 // The command of a split of the selected cells into parts, placed right of (below) each cell:
 // whole new lines are inserted for them first, or with `cellsOnly` (along rows only) the rest
-// of each row moves right. Null when no cell splits.
+// of each row moves right. The cells are read on the model's worker with `useThread`. Null when
+// no cell splits or the work was canceled.
 TableUndoCommand* splitCommand(TableModel& model, Axis axis, bool cellsOnly,
-                               const std::function<QStringList(const QString&)>& split);
+                               const std::function<QStringList(const QString&)>& split,
+                               bool useThread = false);
 
 // "ID" in the last header row and numbers from `first` down to `lastRow`, in column 0.
 std::vector<CellText> idColumnCells(const TableModel& model, int first, int lastRow);

@@ -6,27 +6,88 @@
 
 namespace {
 
-// Cells written per call of populateModel: its temporary values stay small.
-constexpr std::size_t kChunk = 65536;
-
-void append(QByteArray& bytes, std::vector<quint32>& ends, const QString& text) {
-    bytes += text.toUtf8();
-    ends.push_back(quint32(bytes.size()));
-}
-
-QString textAt(const QByteArray& bytes, const std::vector<quint32>& ends, std::size_t i) {
-    const quint32 from = i == 0 ? 0 : ends[i - 1];
-    return QString::fromUtf8(bytes.constData() + from, qsizetype(ends[i] - from));
+CellTexts textsOf(const std::vector<QString>& texts, std::size_t count) {
+    CellTexts out;
+    qsizetype total = 0;
+    for (std::size_t i = 0; i < count; ++i)
+        total += texts[i].size();
+    out.reserve(count, total);
+    for (std::size_t i = 0; i < count; ++i)
+        out.append(texts[i]);
+    return out;
 }
 
 } // namespace
 
+void CellTexts::reserve(std::size_t count, qsizetype bytesHint) {
+    ends.reserve(count);
+    bytes.reserve(bytesHint);
+}
+
+void CellTexts::append(QStringView text) {
+    // ASCII, the usual case, byte for byte; anything else through the codec.
+    const qsizetype from = bytes.size();
+    if (bytes.capacity() < from + text.size())
+        bytes.reserve(std::max(2 * bytes.capacity(), from + text.size() + 64));
+    bytes.resize(from + text.size());
+    char* out = bytes.data() + from;
+    for (const QChar c : text) {
+        if (c.unicode() >= 0x80) {
+            bytes.truncate(from);
+            bytes += text.toUtf8();
+            ends.push_back(quint32(bytes.size()));
+            return;
+        }
+        *out++ = char(c.unicode());
+    }
+    ends.push_back(quint32(bytes.size()));
+}
+
+QString CellTexts::at(std::size_t i) const {
+    const quint32 from = i == 0 ? 0 : ends[i - 1];
+    return QString::fromUtf8(bytes.constData() + from, qsizetype(ends[i] - from));
+}
+
+void CellTexts::squeeze() {
+    bytes.squeeze();
+    ends.shrink_to_fit();
+}
+
+qint64 CellTexts::memoryBytes() const {
+    return qint64(bytes.capacity()) + qint64(ends.capacity() * sizeof(quint32));
+}
+
 SetCellTextsCommand::SetCellTextsCommand(TableModel* m, int blockTop, int blockLeft, int blockWidth,
-                                         const std::vector<QString>& oldTexts,
-                                         const std::vector<QString>& newTexts)
-    : TableUndoCommand(m, true), top(blockTop), left(blockLeft), width(std::max(1, blockWidth)) {
+                                         CellTexts olds, CellTexts news)
+    : TableUndoCommand(m, true), top(blockTop), left(blockLeft), width(std::max(1, blockWidth)),
+      oldTexts(std::move(olds)), newTexts(std::move(news)) {
+    finishBlock();
+}
+
+SetCellTextsCommand::SetCellTextsCommand(TableModel* m, std::vector<std::pair<int, int>> cells,
+                                         CellTexts olds, CellTexts news)
+    : TableUndoCommand(m, true), positions(std::move(cells)), oldTexts(std::move(olds)),
+      newTexts(std::move(news)) {
+    finishPositions();
+}
+
+SetCellTextsCommand::SetCellTextsCommand(TableModel* m, int blockTop, int blockLeft, int blockWidth,
+                                         const std::vector<QString>& olds, const std::vector<QString>& news)
+    : SetCellTextsCommand(m, blockTop, blockLeft, blockWidth,
+                          textsOf(olds, std::min(olds.size(), news.size())),
+                          textsOf(news, std::min(olds.size(), news.size()))) {}
+
+SetCellTextsCommand::SetCellTextsCommand(TableModel* m, std::vector<std::pair<int, int>> cells,
+                                         const std::vector<QString>& olds, const std::vector<QString>& news)
+    : SetCellTextsCommand(m, std::move(cells), textsOf(olds, std::min(olds.size(), news.size())),
+                          textsOf(news, std::min(olds.size(), news.size()))) {}
+
+void SetCellTextsCommand::finishBlock() {
     setText(QStringLiteral("SetCellTextsCommand"));
-    store(oldTexts, newTexts);
+    count = std::min(oldTexts.size(), newTexts.size());
+    isValid = count > 0;
+    oldTexts.squeeze();
+    newTexts.squeeze();
     const int height = int((count + std::size_t(width) - 1) / std::size_t(width));
     for (int r = 0; r < height; ++r)
         rowsInvolved.push_back(top + r);
@@ -34,12 +95,12 @@ SetCellTextsCommand::SetCellTextsCommand(TableModel* m, int blockTop, int blockL
         colsInvolved.push_back(left + c);
 }
 
-SetCellTextsCommand::SetCellTextsCommand(TableModel* m, std::vector<std::pair<int, int>> cells,
-                                         const std::vector<QString>& oldTexts,
-                                         const std::vector<QString>& newTexts)
-    : TableUndoCommand(m, true), positions(std::move(cells)) {
+void SetCellTextsCommand::finishPositions() {
     setText(QStringLiteral("SetCellTextsCommand"));
-    store(oldTexts, newTexts);
+    count = std::min({oldTexts.size(), newTexts.size(), positions.size()});
+    isValid = count > 0;
+    oldTexts.squeeze();
+    newTexts.squeeze();
     for (const auto& [row, col] : positions) {
         rowsInvolved.push_back(row);
         colsInvolved.push_back(col);
@@ -50,19 +111,6 @@ SetCellTextsCommand::SetCellTextsCommand(TableModel* m, std::vector<std::pair<in
     }
 }
 
-void SetCellTextsCommand::store(const std::vector<QString>& oldTexts, const std::vector<QString>& newTexts) {
-    count = std::min(oldTexts.size(), newTexts.size());
-    isValid = count > 0;
-    oldEnds.reserve(count);
-    newEnds.reserve(count);
-    for (std::size_t i = 0; i < count; ++i) {
-        append(oldBytes, oldEnds, oldTexts[i]);
-        append(newBytes, newEnds, newTexts[i]);
-    }
-    oldBytes.squeeze();
-    newBytes.squeeze();
-}
-
 std::pair<int, int> SetCellTextsCommand::positionOf(std::size_t i) const {
     if (!positions.empty())
         return positions[i];
@@ -70,38 +118,10 @@ std::pair<int, int> SetCellTextsCommand::positionOf(std::size_t i) const {
 }
 
 void SetCellTextsCommand::write(bool old) {
-    const QByteArray& bytes = old ? oldBytes : newBytes;
-    const std::vector<quint32>& ends = old ? oldEnds : newEnds;
-    if (positions.empty()) {
-        // Whole rows of the block per call.
-        const std::size_t rowsPerChunk = std::max<std::size_t>(1, kChunk / std::size_t(width));
-        for (std::size_t first = 0; first < count; first += rowsPerChunk * std::size_t(width)) {
-            const std::size_t last = std::min(count, first + rowsPerChunk * std::size_t(width));
-            Range block(RangeType::Table, RangeIndexType::Model);
-            block.row = positionOf(first).first;
-            block.col = left;
-            block.endRow = positionOf(last - 1).first;
-            block.endCol = left + width - 1;
-            for (std::size_t i = first; i < last; ++i) {
-                if ((i - first) % std::size_t(width) == 0)
-                    block.tableValues.emplace_back().reserve(std::size_t(width));
-                block.tableValues.back().emplace_back(textAt(bytes, ends, i));
-            }
-            model->populateModel(block, false, Range(RangeType::Invalid), false);
-        }
-        return;
-    }
-    for (std::size_t first = 0; first < count; first += kChunk) {
-        const std::size_t last = std::min(count, first + kChunk);
-        RangeVector cells;
-        cells.reserve(last - first);
-        for (std::size_t i = first; i < last; ++i) {
-            Range cell(positions[i].first, positions[i].second, RangeIndexType::Model);
-            cell.value = textAt(bytes, ends, i);
-            cells.push_back(std::move(cell));
-        }
-        model->populateModel(cells, false, Range(RangeType::Invalid), false);
-    }
+    const CellTexts& texts = old ? oldTexts : newTexts;
+    model->writeCellTexts(
+        count, [this](std::size_t i) { return positionOf(i); },
+        [&texts](std::size_t i) { return texts.at(i); });
 }
 
 void SetCellTextsCommand::redo() {
@@ -121,8 +141,7 @@ void SetCellTextsCommand::undo() {
 }
 
 qint64 SetCellTextsCommand::memoryBytes() const {
-    return qint64(oldBytes.capacity() + newBytes.capacity()) +
-           qint64((oldEnds.capacity() + newEnds.capacity()) * sizeof(quint32)) +
+    return oldTexts.memoryBytes() + newTexts.memoryBytes() +
            qint64(positions.capacity() * sizeof(std::pair<int, int>)) +
            qint64((rowsInvolved.capacity() + colsInvolved.capacity()) * sizeof(int));
 }

@@ -3,20 +3,39 @@
 #include "table/tableundocommand.h"
 
 #include <QByteArray>
+#include <QStringView>
 
 #include <utility>
 #include <vector>
 
-// Writes new texts into cells, keeping the old and the new ones as UTF-8 in two byte strings:
-// the transformations may change a million cells in one step, and a value object per cell
-// would keep several times the text they change. The cells are a block (row by row) or a list
-// of positions, in model indexes.
+// Texts of many cells as UTF-8 in one byte string: a million cells would cost several times
+// their text as one value object each.
+class CellTexts {
+public:
+    void reserve(std::size_t count, qsizetype bytesHint);
+    void append(QStringView text);
+    QString at(std::size_t i) const;
+    std::size_t size() const { return ends.size(); }
+    void squeeze();
+    qint64 memoryBytes() const;
+
+private:
+    QByteArray bytes;
+    std::vector<quint32> ends;
+};
+
+// Writes new texts into cells, keeping the old and the new ones as CellTexts. The cells are a
+// block (row by row) or a list of positions, in model indexes.
 class SetCellTextsCommand : public TableUndoCommand {
 public:
     // A block of `width` columns from (top, left), row by row.
+    SetCellTextsCommand(TableModel* model, int top, int left, int width, CellTexts oldTexts,
+                        CellTexts newTexts);
+    // Cells at `positions`.
+    SetCellTextsCommand(TableModel* model, std::vector<std::pair<int, int>> positions, CellTexts oldTexts,
+                        CellTexts newTexts);
     SetCellTextsCommand(TableModel* model, int top, int left, int width, const std::vector<QString>& oldTexts,
                         const std::vector<QString>& newTexts);
-    // Cells at `positions`.
     SetCellTextsCommand(TableModel* model, std::vector<std::pair<int, int>> positions,
                         const std::vector<QString>& oldTexts, const std::vector<QString>& newTexts);
 
@@ -27,7 +46,8 @@ public:
     qint64 memoryBytes() const;
 
 private:
-    void store(const std::vector<QString>& oldTexts, const std::vector<QString>& newTexts);
+    void finishBlock();
+    void finishPositions();
     void write(bool old);
     std::pair<int, int> positionOf(std::size_t i) const;
 
@@ -36,10 +56,8 @@ private:
     int width = 0;
     std::vector<std::pair<int, int>> positions; // empty for a block
     std::size_t count = 0;
-    QByteArray oldBytes;
-    QByteArray newBytes;
-    std::vector<quint32> oldEnds;
-    std::vector<quint32> newEnds;
+    CellTexts oldTexts;
+    CellTexts newTexts;
     std::vector<int> rowsInvolved;
     std::vector<int> colsInvolved;
 };

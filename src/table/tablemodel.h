@@ -475,6 +475,15 @@ public:
     // Asks a running scan to stop; it then reports failure.
     void cancelWorker();
 
+    // --- Cell transformations
+    // Runs a job that only reads the table's cells: on the worker with `useThread`, while a
+    // local event loop keeps the window alive, else here. False when it failed or was canceled.
+    bool readCellsOnWorker(const std::function<bool(TableModelWorker&)>& job, bool useThread);
+    // Writes `count` texts, text i at model cell at(i), as populateModel does for cells, without
+    // a value object per cell: the undo steps of the transformations write a million at once.
+    void writeCellTexts(std::size_t count, const std::function<std::pair<int, int>(std::size_t)>& at,
+                        const std::function<QString(std::size_t)>& text);
+
 public slots:
     void onLoadFinished();
     void onTableSizeChanged(int rawRows, int rawCols, int modelRows, int modelCols);

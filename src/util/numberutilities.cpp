@@ -2,7 +2,9 @@
 
 #include <QLocale>
 #include <QRegularExpression>
+#include <QVarLengthArray>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -17,18 +19,6 @@ QLocale localeOf(NumberFormatType type) {
 
 bool isDigit(QChar c) {
     return (c >= QLatin1Char('0') && c <= QLatin1Char('9')) || c.category() == QChar::Number_DecimalDigit;
-}
-
-// Adds one to a string of ASCII digits; "99" becomes "100".
-QString incremented(QString digits) {
-    for (qsizetype i = digits.size() - 1; i >= 0; --i) {
-        if (digits[i] != QLatin1Char('9')) {
-            digits[i] = QChar(digits[i].unicode() + 1);
-            return digits;
-        }
-        digits[i] = QLatin1Char('0');
-    }
-    return QLatin1Char('1') + digits;
 }
 
 } // namespace
@@ -225,29 +215,51 @@ QString setNumDecimals(const QString& text, int count) {
     NumberParts parts;
     if (!readNumber(text, group, point, parts))
         return text;
-    QString whole = parts.whole.toString().remove(group);
-    QString fraction = parts.fraction.toString();
-    if (whole.isEmpty())
-        whole = QStringLiteral("0");
-    if (fraction.size() > count) {
-        const bool up = fraction.at(count) >= QLatin1Char('5');
-        fraction.truncate(count);
-        if (up) {
-            const QString digits = incremented(whole + fraction);
-            whole = digits.left(digits.size() - count);
-            fraction = digits.right(count);
+    // The whole digits (group separators left out) and the kept decimals in one run, behind a
+    // slot for a carry out of the top digit, so that rounding is one walk back over it.
+    QVarLengthArray<char16_t, 64> digits;
+    digits.append(u'0');
+    for (const QChar c : parts.whole) {
+        if (isAsciiDigit(c))
+            digits.append(c.unicode());
+    }
+    if (digits.size() == 1)
+        digits.append(u'0');
+    const qsizetype wholeEnd = digits.size();
+    const qsizetype kept = std::min<qsizetype>(parts.fraction.size(), count);
+    for (qsizetype i = 0; i < kept; ++i)
+        digits.append(parts.fraction[i].unicode());
+    if (parts.fraction.size() > count && parts.fraction[count] >= QLatin1Char('5')) {
+        for (qsizetype i = digits.size() - 1; i >= 0; --i) {
+            if (digits[i] != u'9') {
+                ++digits[i];
+                break;
+            }
+            digits[i] = u'0';
         }
     }
-    fraction += QString(count - fraction.size(), QLatin1Char('0'));
-    QString out;
-    out.reserve(text.size() + count + 2);
-    out += parts.sign;
-    out += parts.currency;
-    out += whole;
-    if (count > 0)
-        out += point + fraction;
-    out += parts.exponent;
-    out += parts.euro;
+    for (qsizetype i = kept; i < count; ++i)
+        digits.append(u'0');
+    const qsizetype first = digits[0] == u'0' ? 1 : 0;
+    const qsizetype size = parts.sign.size() + parts.currency.size() + (digits.size() - first) +
+                           (count > 0 ? point.size() : 0) + parts.exponent.size() + parts.euro.size();
+    QString out(size, Qt::Uninitialized);
+    QChar* p = out.data();
+    auto put = [&p](QStringView piece) {
+        std::copy(piece.begin(), piece.end(), p);
+        p += piece.size();
+    };
+    put(parts.sign);
+    put(parts.currency);
+    for (qsizetype i = first; i < wholeEnd; ++i)
+        *p++ = QChar(digits[i]);
+    if (count > 0) {
+        put(point);
+        for (qsizetype i = wholeEnd; i < digits.size(); ++i)
+            *p++ = QChar(digits[i]);
+    }
+    put(parts.exponent);
+    put(parts.euro);
     return out;
 }
 

@@ -345,6 +345,11 @@ public:
     bool hasIdColumn() const;
     // The selection's texts through `fn`, empty cells left alone.
     bool transformSelectedCells(const std::function<QString(const QString&)>& fn);
+    // `fn` (text, index in the walk) over the selected cells row by row, empty ones passed over
+    // with `skipEmpty`. A large selection is worked on the model's worker behind a progress
+    // dialog with Cancel; a canceled one changes nothing.
+    bool transformSelectedCells(const std::function<QString(const QString&, std::size_t)>& fn,
+                                bool skipEmpty);
 
     // --- Undo and the operations that go through it (tableview_undo.cpp) -------------------
     void undo();

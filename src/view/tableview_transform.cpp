@@ -10,16 +10,68 @@
 #include "util/numberutilities.h"
 #include "util/stringutilities.h"
 #include "util/uuidutilities.h"
+#include "view/workerprogress.h"
 
+#include <QApplication>
 #include <QDateTime>
+#include <QWindow>
 
 #include <algorithm>
 #include <map>
+#include <optional>
 #include <random>
 
 using CellTransform::CellText;
 
 namespace {
+
+// Past this many selected cells the work would hold the window for a noticeable moment: it
+// runs on the model's worker behind a progress dialog.
+constexpr qint64 kWorkerCells = 100000;
+
+// While the worker reads the table, the window takes no keys or clicks: the progress dialog
+// that blocks it shows only after a moment, and an edit meanwhile would change cells under the
+// worker. The dialog, a window of its own, still takes its Cancel.
+class InputBlock : public QObject {
+public:
+    explicit InputBlock(QWidget* window) : blocked(window) { qApp->installEventFilter(this); }
+    ~InputBlock() override { qApp->removeEventFilter(this); }
+    InputBlock(const InputBlock&) = delete;
+    InputBlock& operator=(const InputBlock&) = delete;
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        switch (event->type()) {
+        case QEvent::KeyPress:
+        case QEvent::KeyRelease:
+        case QEvent::ShortcutOverride:
+        case QEvent::MouseButtonPress:
+        case QEvent::MouseButtonRelease:
+        case QEvent::MouseButtonDblClick:
+        case QEvent::Wheel:
+        case QEvent::Drop: {
+            const auto* widget = qobject_cast<const QWidget*>(watched);
+            const QWindow* window = qobject_cast<const QWindow*>(watched);
+            if ((widget && widget->window() == blocked) || (window && blocked->windowHandle() == window))
+                return true;
+            break;
+        }
+        default:
+            break;
+        }
+        return false;
+    }
+
+private:
+    QWidget* blocked;
+};
+
+// Keys go to the table again once the progress dialog is gone, also where no window manager
+// hands the focus back from a closed modal dialog.
+void takeFocusBack(TableView* view) {
+    view->activateWindow();
+    view->setFocus(Qt::OtherFocusReason);
+}
 
 bool pushChanges(TableView* view, TableModel* m, std::vector<CellText> cells) {
     return view->pushCommand(CellTransform::makeCommand(*m, std::move(cells)));
@@ -28,10 +80,28 @@ bool pushChanges(TableView* view, TableModel* m, std::vector<CellText> cells) {
 } // namespace
 
 bool TableView::transformSelectedCells(const std::function<QString(const QString&)>& fn) {
+    return transformSelectedCells([&fn](const QString& text, std::size_t) { return fn(text); }, true);
+}
+
+bool TableView::transformSelectedCells(const std::function<QString(const QString&, std::size_t)>& fn,
+                                       bool skipEmpty) {
     TableModel* m = tableModel();
     if (!m || isReadOnly())
         return false;
-    return pushCommand(CellTransform::mapCommand(*m, fn));
+    const bool useThread = m->numSelectedCells() > kWorkerCells;
+    TableUndoCommand* command = nullptr;
+    {
+        std::optional<InputBlock> block;
+        std::optional<WorkerProgress> progress;
+        if (useThread) {
+            block.emplace(window());
+            progress.emplace(this, m, QObject::tr("Transforming cells..."), QObject::tr("Transform"));
+        }
+        command = CellTransform::mapCommand(*m, fn, skipEmpty, useThread);
+    }
+    if (useThread)
+        takeFocusBack(this);
+    return pushCommand(command);
 }
 
 // --- Case ---------------------------------------------------------------------------------------
@@ -87,10 +157,7 @@ bool TableView::placeCurrentDateTimeStamp() {
     if (!m || isReadOnly())
         return false;
     const QString now = QDateTime::currentDateTimeUtc().toString(Qt::ISODate);
-    std::vector<CellText> cells = CellTransform::selectedCells(*m);
-    for (CellText& cell : cells)
-        cell.text = now;
-    return pushChanges(this, m, std::move(cells));
+    return transformSelectedCells([&now](const QString&, std::size_t) { return now; }, false);
 }
 
 bool TableView::zeroFillWholeNumbers(int width) {
@@ -141,10 +208,7 @@ bool TableView::copyMainCellContentsToAllSelectedCells() {
         return false;
     const Range& main = m->getMainCell();
     const QString text = m->getTableData().getValueModel(main.row, main.col).toString();
-    std::vector<CellText> cells = CellTransform::selectedCells(*m);
-    for (CellText& cell : cells)
-        cell.text = text;
-    return pushChanges(this, m, std::move(cells));
+    return transformSelectedCells([&text](const QString&, std::size_t) { return text; }, false);
 }
 
 bool TableView::fillSelectedCellsWithSeries(const QString& text, bool prepend, bool append) {
@@ -152,9 +216,22 @@ bool TableView::fillSelectedCellsWithSeries(const QString& text, bool prepend, b
     if (!m || isReadOnly())
         return false;
     const auto count = static_cast<int>(std::min<qint64>(m->numSelectedCells(), INT_MAX));
-    return pushChanges(
-        this, m,
-        CellTransform::fillSeries(*m, Utilities::computeSeriesStrings(text, count), prepend, append));
+    // Item i goes to cell i; once the items run out the cells stay as they are. The items are
+    // made on the first call, so that a long series is made on the worker too.
+    QStringList items;
+    bool made = false;
+    return transformSelectedCells(
+        [&](const QString& cell, std::size_t i) {
+            if (!made) {
+                items = Utilities::computeSeriesStrings(text, count);
+                made = true;
+            }
+            if (i >= std::size_t(items.size()))
+                return cell;
+            const QString& item = items[qsizetype(i)];
+            return prepend ? item + cell : append ? cell + item : item;
+        },
+        false);
 }
 
 bool TableView::reshapeSelectionRowWise(int width) {
@@ -190,7 +267,20 @@ bool splitSelected(TableView* view, Axis axis, bool cellsOnly,
     TableModel* m = view->tableModel();
     if (!m || view->isReadOnly())
         return false;
-    return view->pushCommand(CellTransform::splitCommand(*m, axis, cellsOnly, split));
+    const bool useThread = m->numSelectedCells() > kWorkerCells;
+    TableUndoCommand* command = nullptr;
+    {
+        std::optional<InputBlock> block;
+        std::optional<WorkerProgress> progress;
+        if (useThread) {
+            block.emplace(view->window());
+            progress.emplace(view, m, QObject::tr("Splitting cells..."), QObject::tr("Split"));
+        }
+        command = CellTransform::splitCommand(*m, axis, cellsOnly, split, useThread);
+    }
+    if (useThread)
+        takeFocusBack(view);
+    return view->pushCommand(command);
 }
 
 } // namespace
@@ -218,10 +308,8 @@ bool fillRandom(TableView* view, const std::vector<std::pair<double, double>>& r
     std::random_device device;
     std::mt19937 generator(device());
     std::uniform_int_distribution<std::size_t> pick(0, ranges.size() - 1);
-    std::vector<CellText> cells = CellTransform::selectedCells(*m);
-    for (CellText& cell : cells)
-        cell.text = make(generator, ranges[pick(generator)]);
-    return pushChanges(view, m, std::move(cells));
+    return view->transformSelectedCells(
+        [&](const QString&, std::size_t) { return make(generator, ranges[pick(generator)]); }, false);
 }
 
 } // namespace
@@ -245,12 +333,19 @@ bool TableView::fillCellsWithUuids(bool braces, bool upperCase, UuidType type) {
     TableModel* m = tableModel();
     if (!m || isReadOnly())
         return false;
-    std::vector<CellText> cells = CellTransform::selectedCells(*m);
-    std::vector<QString> uuids(cells.size());
-    Utilities::generateUuids(uuids, braces, upperCase, type);
-    for (std::size_t i = 0; i < cells.size(); ++i)
-        cells[i].text = std::move(uuids[i]);
-    return pushChanges(this, m, std::move(cells));
+    // Made all at once on the first call, so that version 7 ones keep their order across the
+    // selection, and on the worker when the selection is large.
+    std::vector<QString> uuids;
+    const auto count = static_cast<std::size_t>(std::max<qint64>(0, m->numSelectedCells()));
+    return transformSelectedCells(
+        [&](const QString&, std::size_t i) {
+            if (uuids.empty()) {
+                uuids.resize(count);
+                Utilities::generateUuids(uuids, braces, upperCase, type);
+            }
+            return i < uuids.size() ? std::move(uuids[i]) : Utilities::generateUuid(braces, upperCase, type);
+        },
+        false);
 }
 
 bool TableView::hasIdColumn() const {

@@ -148,6 +148,85 @@ private slots:
         QCOMPARE(snapshot(*m).mid(0, 3), (QStringList{"a|b||||", "c|d||||", "e|f||||"}));
     }
 
+    // A selection worked on the model's worker gives what the walk here gives, and a split along
+    // rows lays its parts out as a plain rebuild of each row does, also with ragged part counts.
+    // A cancel midway leaves table, selection and undo stack as they were.
+    void workerSplitAndCancel() {
+        constexpr int rows = 6000, cols = 5;
+        QStringList lines;
+        for (int r = 0; r < rows; ++r) {
+            QStringList cells;
+            for (int c = 0; c < cols; ++c)
+                cells << (c == 3 ? QString()
+                                 : QStringLiteral("c%1;r%2").arg(c).arg(r).repeated(1 + (r + c) % 3));
+            lines << cells.join(',');
+        }
+        auto threaded = load(lines);
+        auto plain = load(lines);
+        select(*threaded, {table(0, 0, rows - 1, cols - 1)});
+        select(*plain, {table(0, 0, rows - 1, cols - 1)});
+        const QStringList original = snapshot(*threaded);
+        const auto fn = [](const QString& t, std::size_t i) { return t.toUpper() + QString::number(i % 7); };
+        QUndoStack stack;
+        QUndoStack plainStack;
+        stack.push(CellTransform::mapCommand(*threaded, fn, true, true));
+        plainStack.push(CellTransform::mapCommand(*plain, fn, true, false));
+        QCOMPARE(snapshot(*threaded), snapshot(*plain));
+        stack.undo();
+        QCOMPARE(snapshot(*threaded), original);
+
+        const auto bySemicolon = [](const QString& t) { return t.split(';'); };
+        stack.push(CellTransform::splitCommand(*threaded, Axis::Row, false, bySemicolon, true));
+        std::vector<int> widths(cols, 1);
+        for (const QString& line : lines) {
+            const QStringList cells = line.split(',');
+            for (int c = 0; c < cols; ++c)
+                widths[std::size_t(c)] = std::max(widths[std::size_t(c)], int(cells[c].split(';').size()));
+        }
+        QStringList expected;
+        for (const QString& line : lines) {
+            const QStringList cells = line.split(',');
+            QStringList row;
+            for (int c = 0; c < cols; ++c) {
+                QStringList parts = cells[c].split(';');
+                while (parts.size() < widths[std::size_t(c)])
+                    parts << QString();
+                row << parts;
+            }
+            expected << row.join('|');
+        }
+        const QStringList split = snapshot(*threaded);
+        QCOMPARE(split.size(), expected.size());
+        for (int r = 0; r < rows; r += 997)
+            QCOMPARE(split[r], expected[r]);
+        QCOMPARE(split, expected);
+        stack.undo();
+        QCOMPARE(snapshot(*threaded), original);
+
+        const RangeVector selection = threaded->getSelection();
+        const int steps = stack.count();
+        const int at = stack.index();
+        TableModel* model = threaded.model.get();
+        const auto canceling = [model](const QString& t, std::size_t i) {
+            if (i == 10000)
+                model->cancelWorker();
+            return t + QLatin1Char('x');
+        };
+        QVERIFY(!CellTransform::mapCommand(*threaded, canceling, false, true));
+        std::size_t seen = 0;
+        QVERIFY(!CellTransform::splitCommand(
+            *threaded, Axis::Row, false,
+            [&](const QString& t) {
+                canceling(t, seen++);
+                return t.split(';');
+            },
+            true));
+        QCOMPARE(snapshot(*threaded), original);
+        QCOMPARE(threaded->getSelection(), selection);
+        QCOMPARE(stack.count(), steps);
+        QCOMPARE(stack.index(), at);
+    }
+
     // The walk of a series stops when the items run out.
     void seriesStops() {
         auto m = load({"1,2,3", "4,5,6"});

@@ -341,6 +341,34 @@ private slots:
         window->getSettings().setValue(UuidTypeOption, int(UuidV4));
     }
 
+    // Over 100,000 cells go through the table's worker: the same result, one undo step, and undo
+    // gives back table and selection.
+    void largeSelectionOnWorker() {
+        MsgBoxAnswers boxes;
+        const QString path = dir->filePath(QStringLiteral("large.csv"));
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        for (int r = 0; r < 26000; ++r)
+            file.write(QStringLiteral("a%1,b c,d%1,\n").arg(r).toUtf8());
+        file.close();
+        auto window = std::make_unique<MainWindow>();
+        window->setAttribute(Qt::WA_DeleteOnClose, false);
+        window->openFile(path);
+        TableView* view = window->getActiveTable();
+        TableModel* m = view->tableModel();
+        m->setNumberOfHeaderRows(0);
+        selectBlock(view, 0, 0, 25999, 3);
+        QVERIFY(m->numSelectedCells() > 100000);
+        trigger(*window, QStringLiteral("Upper Case"));
+        QCOMPARE(view->undoStack()->count(), 1);
+        QCOMPARE(m->data(m->index(25999, 0), Qt::EditRole).toString(), QStringLiteral("A25999"));
+        QCOMPARE(m->data(m->index(7, 1), Qt::EditRole).toString(), QStringLiteral("B C"));
+        QCOMPARE(m->data(m->index(7, 3), Qt::EditRole).toString(), QString());
+        view->undoStack()->undo();
+        QCOMPARE(m->data(m->index(25999, 0), Qt::EditRole).toString(), QStringLiteral("a25999"));
+        QCOMPARE(m->numSelectedCells(), 26000 * 4);
+    }
+
     // A second run of the ID command renumbers the column it made.
     void idColumnUpdates() {
         MsgBoxAnswers boxes;

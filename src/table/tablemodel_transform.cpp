@@ -1,0 +1,40 @@
+#include "table/tablemodel.h"
+
+#include "table/tablemodelworker.h"
+
+#include <algorithm>
+#include <climits>
+
+bool TableModel::readCellsOnWorker(const std::function<bool(TableModelWorker&)>& job, bool useThread) {
+    return runOnWorker(job, useThread);
+}
+
+void TableModel::writeCellTexts(std::size_t count, const std::function<std::pair<int, int>(std::size_t)>& at,
+                                const std::function<QString(std::size_t)>& text) {
+    if (readOnly || count == 0)
+        return;
+    int top = INT_MAX, left = INT_MAX, bottom = -1, right = -1;
+    for (std::size_t i = 0; i < count; ++i) {
+        const auto [r, c] = at(i);
+        top = std::min(top, r);
+        left = std::min(left, c);
+        bottom = std::max(bottom, r);
+        right = std::max(right, c);
+    }
+    if (top < 0 || left < 0)
+        return;
+    // The grid first grows to hold what is written, so the view knows every cell it is told of.
+    growViewTo(bottom + 1, right + 1);
+    ++sizeRuleHold;
+    for (std::size_t i = 0; i < count; ++i) {
+        const auto [r, c] = at(i);
+        tableData.setValueModel(r, c, text(i));
+    }
+    --sizeRuleHold;
+    bottom = std::min(bottom, rowCountView - 1);
+    right = std::min(right, colCountView - 1);
+    if (top <= bottom && left <= right)
+        emit dataChanged(index(top, left), index(bottom, right));
+    enforceTableSize();
+    emit newDataCommittedSignal();
+}

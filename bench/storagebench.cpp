@@ -8,9 +8,13 @@
 #include "storage/rowarena.h"
 #include "util/fileparameterutilities.h"
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
+#include <QProcess>
 #include <QSaveFile>
+#include <QStandardPaths>
+#include <QTemporaryDir>
 
 #include <algorithm>
 #include <cstdio>
@@ -28,9 +32,10 @@ double median(std::vector<double> values) {
     return values[values.size() / 2];
 }
 
-const QStringList kValueOptions = {QStringLiteral("--size-mb"),  QStringLiteral("--size-bytes"),
-                                   QStringLiteral("--seed"),     QStringLiteral("--delimiter"),
-                                   QStringLiteral("--encoding"), QStringLiteral("--file")};
+const QStringList kValueOptions = {
+    QStringLiteral("--size-mb"),   QStringLiteral("--size-bytes"), QStringLiteral("--seed"),
+    QStringLiteral("--delimiter"), QStringLiteral("--encoding"),   QStringLiteral("--file"),
+    QStringLiteral("--repeat"),    QStringLiteral("--helpers"),    QStringLiteral("--keep-output")};
 
 DataGenOptions generatorOptions(const QStringList& args) {
     DataGenOptions options;
@@ -215,6 +220,11 @@ QByteArray readAll(const QString& path) {
     return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
 }
 
+bool writeAll(const QString& path, const QByteArray& bytes) {
+    QFile f(path);
+    return f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size();
+}
+
 // The save's limit: bytes already in memory written through a QSaveFile and committed, as a
 // save's last step is.
 bool saveFileSeconds(const QByteArray& bytes, const QString& path, double& seconds, double& cpuSeconds) {
@@ -321,12 +331,7 @@ int runSave(const QStringList& args) {
     return same ? 0 : 1;
 }
 
-int runRoundtrip(const QStringList& args) {
-    const QStringList paths = positional(args, kValueOptions);
-    if (paths.size() != 2) {
-        std::fprintf(stderr, "usage: roundtrip IN OUT\n");
-        return 2;
-    }
+int runRoundtripInProcess(const QStringList& paths) {
     const Timer timer;
     EditableDataContainer c;
     c.setFilepath(paths.at(0));
@@ -353,6 +358,106 @@ int runRoundtrip(const QStringList& args) {
     return 0;
 }
 
+// Runs a program to its end; the wall time in seconds, or -1 when it failed or ran past five minutes.
+double timeProcess(const QString& program, const QStringList& arguments) {
+    QProcess process;
+    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    process.setStandardOutputFile(QProcess::nullDevice());
+    const Timer timer;
+    process.start(program, arguments);
+    if (!process.waitForFinished(300000) || process.exitStatus() != QProcess::NormalExit ||
+        process.exitCode() != 0)
+        return -1;
+    return timer.seconds();
+}
+
+// Open and save of one file in a process of its own, against two other programs that read and
+// write CSV from the command line, where they are installed; medians of R runs each.
+int runRoundtripCompare(const QStringList& args) {
+    DataGenOptions options = generatorOptions(args);
+    if (optionInt(args, QStringLiteral("--size-mb"), 0) == 0 &&
+        optionInt(args, QStringLiteral("--size-bytes"), 0) == 0)
+        options.sizeBytes = 50LL << 20;
+    ScratchFile scratch(QStringLiteral("roundtrip-in"));
+    QString path;
+    if (!prepareInput(args, options, scratch, path)) {
+        std::fprintf(stderr, "roundtrip: cannot prepare the input file\n");
+        return 1;
+    }
+    const int repeats = static_cast<int>(std::max<qint64>(1, optionInt(args, QStringLiteral("--repeat"), 3)));
+    QTemporaryDir work(QFileInfo(path).absolutePath() + QStringLiteral("/orvane-roundtrip-XXXXXX"));
+    if (!work.isValid())
+        return 1;
+    const QString ours = work.filePath(QStringLiteral("ours.csv"));
+    const QString self = QCoreApplication::applicationFilePath();
+    // Office suites keep a profile; one of their own, made by a first run on a tiny file.
+    const QString profile =
+        QStringLiteral("-env:UserInstallation=file://") + work.filePath(QStringLiteral("profile"));
+    const QString office = QStandardPaths::findExecutable(QStringLiteral("soffice"));
+    const QString visidata = QStandardPaths::findExecutable(QStringLiteral("vd"));
+    // The other programs read a file named .csv and write one of the same name in another folder.
+    const QString input = work.filePath(QStringLiteral("input.csv"));
+    if (!QFile::link(path, input))
+        return 1;
+    if (!office.isEmpty()) {
+        const QString tiny = work.filePath(QStringLiteral("tiny.csv"));
+        writeAll(tiny, "a,b\n");
+        timeProcess(office, {profile, QStringLiteral("--headless"), QStringLiteral("--convert-to"),
+                             QStringLiteral("csv"), QStringLiteral("--outdir"),
+                             work.filePath(QStringLiteral("warm")), tiny});
+    }
+    std::vector<double> oursSeconds, officeSeconds, visidataSeconds;
+    for (int run = 0; run < repeats; ++run) {
+        oursSeconds.push_back(timeProcess(self, {QStringLiteral("roundtrip"), input, ours}));
+        if (!office.isEmpty())
+            officeSeconds.push_back(
+                timeProcess(office, {profile, QStringLiteral("--headless"), QStringLiteral("--convert-to"),
+                                     QStringLiteral("csv"), QStringLiteral("--outdir"),
+                                     work.filePath(QStringLiteral("office")), input}));
+        if (!visidata.isEmpty())
+            visidataSeconds.push_back(
+                timeProcess(visidata, {QStringLiteral("-b"), QStringLiteral("-o"),
+                                       work.filePath(QStringLiteral("vd.csv")), input}));
+    }
+    const double mine = median(oursSeconds);
+    const bool same = readAll(ours) == readAll(path);
+    if (*std::min_element(oursSeconds.begin(), oursSeconds.end()) < 0) {
+        std::fprintf(stderr, "roundtrip: our run failed\n");
+        return 1;
+    }
+    std::vector<Figure> figures = {
+        {"roundtrip", "open + save, own process", mine, "s", 0, ""},
+        {"roundtrip", "file size", static_cast<double>(QFileInfo(path).size()) / 1e6, "MB", 0, ""},
+        {"roundtrip", "saved file the same bytes as the input", same ? 1.0 : 0.0, "bool", 0, ""},
+        {"roundtrip", "runs", double(repeats), "", 0, ""},
+    };
+    auto compare = [&](const char* name, const std::vector<double>& seconds) {
+        if (seconds.empty() || *std::min_element(seconds.begin(), seconds.end()) < 0) {
+            figures.push_back({"roundtrip", std::string(name) + ": not installed or failed", 0, "", 0, ""});
+            return;
+        }
+        const double theirs = median(seconds);
+        figures.push_back({"roundtrip", std::string(name) + " csv -> csv", theirs, "s", 0, ""});
+        figures.push_back({"roundtrip", std::string("times faster than ") + name,
+                           theirs / std::max(mine, 1e-9), "x", 50, "goal"});
+    };
+    compare("office suite headless", officeSeconds);
+    compare("visidata batch", visidataSeconds);
+    printFigures(figures);
+    return same ? 0 : 1;
+}
+
+int runRoundtrip(const QStringList& args) {
+    const QStringList paths = positional(args, kValueOptions);
+    if (paths.isEmpty())
+        return runRoundtripCompare(args);
+    if (paths.size() != 2) {
+        std::fprintf(stderr, "usage: roundtrip IN OUT\n");
+        return 2;
+    }
+    return runRoundtripInProcess(paths);
+}
+
 int runGenerate(const QStringList& args) {
     const QStringList paths = positional(args, kValueOptions);
     if (paths.size() != 1) {
@@ -376,15 +481,19 @@ BenchRegistration loadReg("load",
                               " [--repeat R]: MB/s of EditableDataContainer::loadCSV (medians of R runs, "
                               "each after its memchr pass)",
                           &runLoad);
+BenchRegistration saveReg(
+    "save",
+    std::string("save ") + kCommon +
+        " [--repeat R] [--helpers N] [--keep-output PATH]: EditableDataContainer::saveCSV against writing "
+        "its bytes from memory through a QSaveFile (medians of R runs, default 3), checked "
+        "byte for byte against the plain one-thread writer",
+    &runSave);
 BenchRegistration
-    saveReg("save",
-            std::string("save ") + kCommon +
-                " [--repeat R] [--helpers N] [--keep-output PATH]: EditableDataContainer::saveCSV against writing "
-                "its bytes from memory through a QSaveFile (medians of R runs, default 3), checked "
-                "byte for byte against the plain one-thread writer",
-            &runSave);
-BenchRegistration roundtripReg("roundtrip", "roundtrip IN OUT: load and save in one process, wall time",
-                               &runRoundtrip);
+    roundtripReg("roundtrip",
+                 "roundtrip IN OUT: load and save in one process, wall time; roundtrip [--size-mb N] "
+                 "[--file PATH] [--repeat R]: that as a process of its own on N MiB (default 50) against "
+                 "an office suite's headless csv -> csv and VisiData's batch mode, where installed",
+                 &runRoundtrip);
 BenchRegistration generateReg("generate",
                               "generate [--size-mb N | --size-bytes N] [--seed S] [--delimiter D] OUT",
                               &runGenerate);

@@ -34,9 +34,10 @@ double median(std::vector<double> values) {
 }
 
 const QStringList kValueOptions = {
-    QStringLiteral("--size-mb"),   QStringLiteral("--size-bytes"), QStringLiteral("--seed"),
-    QStringLiteral("--delimiter"), QStringLiteral("--encoding"),   QStringLiteral("--file"),
-    QStringLiteral("--repeat"),    QStringLiteral("--helpers"),    QStringLiteral("--keep-output")};
+    QStringLiteral("--size-mb"),    QStringLiteral("--size-bytes"),   QStringLiteral("--seed"),
+    QStringLiteral("--delimiter"),  QStringLiteral("--encoding"),     QStringLiteral("--file"),
+    QStringLiteral("--repeat"),     QStringLiteral("--helpers"),      QStringLiteral("--keep-output"),
+    QStringLiteral("--keep-plain"), QStringLiteral("--save-standard")};
 
 DataGenOptions generatorOptions(const QStringList& args) {
     DataGenOptions options;
@@ -318,6 +319,10 @@ int runSave(const QStringList& args) {
         return 1;
     }
     const QString keepAs = option(args, QStringLiteral("--keep-output"));
+    const QString keepPlainAs = option(args, QStringLiteral("--keep-plain"));
+    // --save-standard N: written under another quoting standard than the one it was read with.
+    if (const qint64 standard = optionInt(args, QStringLiteral("--save-standard"), -1); standard >= 0)
+        c.setParsingStandard(static_cast<ParsingStandard>(standard));
 
     // The plain writer (one thread, a byte loop for the quoting test) gives the bytes that the
     // fast one must match.
@@ -330,7 +335,12 @@ int runSave(const QStringList& args) {
     EditableDataContainer::setSavePartsForTesting(-1, 0);
     CellWriter::setInstructionSetForTesting(0);
     const QByteArray expected = readAll(plainOutput.path());
-    QFile::remove(plainOutput.path());
+    if (keepPlainAs.isEmpty()) {
+        QFile::remove(plainOutput.path());
+    } else {
+        QFile::remove(keepPlainAs);
+        QFile::rename(plainOutput.path(), keepPlainAs);
+    }
     if (!plainOk || expected.isEmpty()) {
         std::fprintf(stderr, "save: the plain writer failed\n");
         return 1;
@@ -547,7 +557,9 @@ BenchRegistration loadReg("load",
 BenchRegistration saveReg(
     "save",
     std::string("save ") + kCommon +
-        " [--repeat R] [--helpers N] [--keep-output PATH] [--read-only]: EditableDataContainer::saveCSV "
+        " [--repeat R] [--helpers N] [--save-standard N] [--keep-output PATH] [--keep-plain PATH] "
+        "[--read-only]: "
+        "EditableDataContainer::saveCSV "
         "against writing "
         "its bytes from memory through a QSaveFile (medians of R runs, default 3), checked "
         "byte for byte against the plain one-thread writer; with --read-only the read-only container's save, "

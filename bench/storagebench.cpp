@@ -3,11 +3,19 @@
 #include "benchutil.h"
 #include "datagen.h"
 
+#include "storage/cellwriter.h"
 #include "storage/editabledatacontainer.h"
+#include "storage/readonlydatacontainer.h"
 #include "storage/rowarena.h"
 #include "util/fileparameterutilities.h"
 
+#include <QCoreApplication>
+#include <QFile>
 #include <QFileInfo>
+#include <QProcess>
+#include <QSaveFile>
+#include <QStandardPaths>
+#include <QTemporaryDir>
 
 #include <algorithm>
 #include <cstdio>
@@ -25,9 +33,11 @@ double median(std::vector<double> values) {
     return values[values.size() / 2];
 }
 
-const QStringList kValueOptions = {QStringLiteral("--size-mb"),  QStringLiteral("--size-bytes"),
-                                   QStringLiteral("--seed"),     QStringLiteral("--delimiter"),
-                                   QStringLiteral("--encoding"), QStringLiteral("--file")};
+const QStringList kValueOptions = {
+    QStringLiteral("--size-mb"),    QStringLiteral("--size-bytes"),   QStringLiteral("--seed"),
+    QStringLiteral("--delimiter"),  QStringLiteral("--encoding"),     QStringLiteral("--file"),
+    QStringLiteral("--repeat"),     QStringLiteral("--helpers"),      QStringLiteral("--keep-output"),
+    QStringLiteral("--keep-plain"), QStringLiteral("--save-standard")};
 
 DataGenOptions generatorOptions(const QStringList& args) {
     DataGenOptions options;
@@ -206,10 +216,97 @@ int runLoad(const QStringList& args) {
     return 0;
 }
 
+// Reads a whole file into memory; empty when it can't.
+QByteArray readAll(const QString& path) {
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+bool writeAll(const QString& path, const QByteArray& bytes) {
+    QFile f(path);
+    return f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size();
+}
+
+// The save's limit: bytes already in memory written through a QSaveFile and committed, as a
+// save's last step is.
+bool saveFileSeconds(const QByteArray& bytes, const QString& path, double& seconds, double& cpuSeconds) {
+    const Timer timer;
+    QSaveFile f(path);
+    if (!f.open(QIODevice::WriteOnly) || f.write(bytes) != bytes.size() || !f.commit())
+        return false;
+    seconds = timer.seconds();
+    cpuSeconds = timer.processCpuSeconds();
+    return true;
+}
+
+// A read-only table's save: its file's lines through the writer, all of them and with every
+// third row left out as a filter leaves it, against writing the result from memory.
+int runSaveReadOnly(const QStringList& args) {
+    const DataGenOptions options = generatorOptions(args);
+    ScratchFile scratch(QStringLiteral("save-ro-in"));
+    ScratchFile output(QStringLiteral("save-ro-out"));
+    ScratchFile limitOutput(QStringLiteral("save-ro-limit"));
+    QString path;
+    if (!prepareInput(args, options, scratch, path)) {
+        std::fprintf(stderr, "save: cannot prepare the input file\n");
+        return 1;
+    }
+    ReadOnlyDataContainer c;
+    c.setFilepath(path);
+    c.setDelimiter(options.delimiter, options.delimiter);
+    c.setEncoding(options.encoding);
+    c.setParsingStandard(RFC_4180);
+    c.setLineEnding(LINE_ENDING_UNIX);
+    if (!c.loadCSV()) {
+        std::fprintf(stderr, "save: indexing failed\n");
+        return 1;
+    }
+    std::vector<int> everyThird;
+    for (int r = 1; r < c.numRows(); r += 3)
+        everyThird.push_back(r);
+    const int repeats = static_cast<int>(std::max<qint64>(1, optionInt(args, QStringLiteral("--repeat"), 3)));
+    std::vector<Figure> figures;
+    for (const bool filtered : {false, true}) {
+        std::vector<double> seconds, cpu, limits, ratios;
+        qint64 written = 0;
+        for (int run = 0; run < repeats; ++run) {
+            const Timer timer;
+            if (!c.saveCSV(output.path(), false, false, filtered ? everyThird : std::vector<int>(), {})) {
+                std::fprintf(stderr, "save: the read-only save failed\n");
+                return 1;
+            }
+            seconds.push_back(timer.seconds());
+            cpu.push_back(timer.processCpuSeconds());
+            c.setFilepath(path);
+            const QByteArray bytes = readAll(output.path());
+            written = bytes.size();
+            double limit = 0;
+            double limitCpu = 0;
+            if (!saveFileSeconds(bytes, limitOutput.path(), limit, limitCpu))
+                return 1;
+            QFile::remove(limitOutput.path());
+            limits.push_back(limit);
+            ratios.push_back(seconds.back() / limit);
+        }
+        const std::string op = filtered ? "save read-only, every third row filtered" : "save read-only";
+        figures.push_back({op, "saveCSV time / limit time, each run", median(ratios), "x", 2, "goal"});
+        figures.push_back({op, "saveCSV time", median(seconds), "s", 0, ""});
+        figures.push_back({op, "saveCSV CPU time", median(cpu), "s", 0, ""});
+        figures.push_back({op, "limit time", median(limits), "s", 0, ""});
+        figures.push_back({op, "bytes written", static_cast<double>(written) / 1e6, "MB", 0, ""});
+    }
+    printFigures(figures);
+    return 0;
+}
+
 int runSave(const QStringList& args) {
+    if (hasFlag(args, QStringLiteral("--read-only")))
+        return runSaveReadOnly(args);
     const DataGenOptions options = generatorOptions(args);
     ScratchFile scratch(QStringLiteral("save-in"));
     ScratchFile output(QStringLiteral("save-out"));
+    ScratchFile plainOutput(QStringLiteral("save-plain"));
+    ScratchFile limitOutput(QStringLiteral("save-limit"));
     QString path;
     if (!prepareInput(args, options, scratch, path)) {
         std::fprintf(stderr, "save: cannot prepare the input file\n");
@@ -221,36 +318,93 @@ int runSave(const QStringList& args) {
         std::fprintf(stderr, "save: loadCSV failed\n");
         return 1;
     }
-    const MemchrPass limit = memchrNewlineCount(path);
-    const Timer timer;
-    const bool ok = c.saveCSV(output.path(), false, false, {}, {});
-    const double seconds = timer.seconds();
-    const double cpuSeconds = timer.cpuSeconds();
-    if (!ok) {
-        std::fprintf(stderr, "save: saveCSV failed\n");
+    const QString keepAs = option(args, QStringLiteral("--keep-output"));
+    const QString keepPlainAs = option(args, QStringLiteral("--keep-plain"));
+    // --save-standard N: written under another quoting standard than the one it was read with.
+    if (const qint64 standard = optionInt(args, QStringLiteral("--save-standard"), -1); standard >= 0)
+        c.setParsingStandard(static_cast<ParsingStandard>(standard));
+
+    // The plain writer (one thread, a byte loop for the quoting test) gives the bytes that the
+    // fast one must match.
+    EditableDataContainer::setSavePartsForTesting(0, 0);
+    CellWriter::setInstructionSetForTesting(2);
+    const Timer plainTimer;
+    const bool plainOk = c.saveCSV(plainOutput.path(), false, false, {}, {});
+    const double plainSeconds = plainTimer.seconds();
+    const double plainCpu = plainTimer.processCpuSeconds();
+    EditableDataContainer::setSavePartsForTesting(-1, 0);
+    CellWriter::setInstructionSetForTesting(0);
+    const QByteArray expected = readAll(plainOutput.path());
+    if (keepPlainAs.isEmpty()) {
+        QFile::remove(plainOutput.path());
+    } else {
+        QFile::remove(keepPlainAs);
+        QFile::rename(plainOutput.path(), keepPlainAs);
+    }
+    if (!plainOk || expected.isEmpty()) {
+        std::fprintf(stderr, "save: the plain writer failed\n");
         return 1;
     }
-    const qint64 written = QFileInfo(output.path()).size();
+
+    // --helpers N: the parts on N threads beside the caller instead of one a core.
+    if (const qint64 helpers = optionInt(args, QStringLiteral("--helpers"), -1); helpers >= 0)
+        EditableDataContainer::setSavePartsForTesting(
+            static_cast<int>(std::max<qint64>(
+                1, (2 << 20) / std::max<qint64>(1, expected.size() / std::max(1, c.numRowsPhysical())))),
+            static_cast<int>(helpers));
+    // The limit and the save take turns, the limit first; medians of the runs.
+    const int repeats = static_cast<int>(std::max<qint64>(1, optionInt(args, QStringLiteral("--repeat"), 3)));
+    std::vector<double> saveSeconds, saveCpu, limitSeconds, limitCpu, ratios, cpuRatios;
+    bool same = true;
+    for (int run = 0; run < repeats; ++run) {
+        double limit = 0;
+        double cpu = 0;
+        const bool limitOk = saveFileSeconds(expected, limitOutput.path(), limit, cpu);
+        QFile::remove(limitOutput.path());
+        const Timer timer;
+        const bool ok = c.saveCSV(output.path(), false, false, {}, {});
+        saveSeconds.push_back(timer.seconds());
+        saveCpu.push_back(timer.processCpuSeconds());
+        if (!ok || !limitOk) {
+            std::fprintf(stderr, "save: saveCSV failed\n");
+            return 1;
+        }
+        limitSeconds.push_back(limit);
+        limitCpu.push_back(cpu);
+        ratios.push_back(saveSeconds.back() / limit);
+        cpuRatios.push_back(saveCpu.back() / std::max(cpu, 1e-9));
+        same = same && readAll(output.path()) == expected;
+        if (run + 1 < repeats || keepAs.isEmpty())
+            QFile::remove(output.path());
+    }
+    if (!keepAs.isEmpty()) {
+        QFile::remove(keepAs);
+        QFile::rename(output.path(), keepAs);
+    }
+    const qint64 written = expected.size();
+    const double seconds = median(saveSeconds);
+    const double limit = median(limitSeconds);
     const std::string op = "save";
     printFigures({
         {op, "saveCSV throughput", megabytesPerSecond(written, seconds), "MB/s",
-         megabytesPerSecond(limit.bytes, limit.seconds), "memchr newline count of input"},
-        {op, "saveCSV CPU throughput", megabytesPerSecond(written, cpuSeconds), "MB/s",
-         megabytesPerSecond(limit.bytes, limit.cpuSeconds), "memchr newline count, CPU"},
+         megabytesPerSecond(written, limit), "the same bytes from memory through QSaveFile"},
+        {op, "saveCSV time / limit time, each run", median(ratios), "x", 2, "goal (4 for UTF-16)"},
+        {op, "saveCSV CPU time / limit CPU time, each run", median(cpuRatios), "x", 2, "goal (4 for UTF-16)"},
         {op, "saveCSV time", seconds, "s", 0, ""},
-        {op, "saveCSV CPU time", cpuSeconds, "s", 0, ""},
+        {op, "limit time", limit, "s", 0, ""},
+        {op, "saveCSV CPU time, all threads", median(saveCpu), "s", 0, ""},
+        {op, "limit CPU time", median(limitCpu), "s", 0, ""},
+        {op, "plain writer time", plainSeconds, "s", 0, ""},
+        {op, "plain writer CPU time", plainCpu, "s", 0, ""},
+        {op, "runs", double(repeats), "", 0, ""},
         {op, "bytes written", static_cast<double>(written) / 1e6, "MB", 0, ""},
-        {op, "same bytes as input", written == limit.bytes ? 1.0 : 0.0, "bool", 0, ""},
+        {op, "same bytes as the plain writer", same ? 1.0 : 0.0, "bool", 0, ""},
+        {op, "same bytes as input", written == QFileInfo(path).size() ? 1.0 : 0.0, "bool", 0, ""},
     });
-    return 0;
+    return same ? 0 : 1;
 }
 
-int runRoundtrip(const QStringList& args) {
-    const QStringList paths = positional(args, kValueOptions);
-    if (paths.size() != 2) {
-        std::fprintf(stderr, "usage: roundtrip IN OUT\n");
-        return 2;
-    }
+int runRoundtripInProcess(const QStringList& paths) {
     const Timer timer;
     EditableDataContainer c;
     c.setFilepath(paths.at(0));
@@ -277,6 +431,106 @@ int runRoundtrip(const QStringList& args) {
     return 0;
 }
 
+// Runs a program to its end; the wall time in seconds, or -1 when it failed or ran past five minutes.
+double timeProcess(const QString& program, const QStringList& arguments) {
+    QProcess process;
+    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    process.setStandardOutputFile(QProcess::nullDevice());
+    const Timer timer;
+    process.start(program, arguments);
+    if (!process.waitForFinished(300000) || process.exitStatus() != QProcess::NormalExit ||
+        process.exitCode() != 0)
+        return -1;
+    return timer.seconds();
+}
+
+// Open and save of one file in a process of its own, against two other programs that read and
+// write CSV from the command line, where they are installed; medians of R runs each.
+int runRoundtripCompare(const QStringList& args) {
+    DataGenOptions options = generatorOptions(args);
+    if (optionInt(args, QStringLiteral("--size-mb"), 0) == 0 &&
+        optionInt(args, QStringLiteral("--size-bytes"), 0) == 0)
+        options.sizeBytes = 50LL << 20;
+    ScratchFile scratch(QStringLiteral("roundtrip-in"));
+    QString path;
+    if (!prepareInput(args, options, scratch, path)) {
+        std::fprintf(stderr, "roundtrip: cannot prepare the input file\n");
+        return 1;
+    }
+    const int repeats = static_cast<int>(std::max<qint64>(1, optionInt(args, QStringLiteral("--repeat"), 3)));
+    QTemporaryDir work(QFileInfo(path).absolutePath() + QStringLiteral("/orvane-roundtrip-XXXXXX"));
+    if (!work.isValid())
+        return 1;
+    const QString ours = work.filePath(QStringLiteral("ours.csv"));
+    const QString self = QCoreApplication::applicationFilePath();
+    // Office suites keep a profile; one of their own, made by a first run on a tiny file.
+    const QString profile =
+        QStringLiteral("-env:UserInstallation=file://") + work.filePath(QStringLiteral("profile"));
+    const QString office = QStandardPaths::findExecutable(QStringLiteral("soffice"));
+    const QString visidata = QStandardPaths::findExecutable(QStringLiteral("vd"));
+    // The other programs read a file named .csv and write one of the same name in another folder.
+    const QString input = work.filePath(QStringLiteral("input.csv"));
+    if (!QFile::link(path, input))
+        return 1;
+    if (!office.isEmpty()) {
+        const QString tiny = work.filePath(QStringLiteral("tiny.csv"));
+        writeAll(tiny, "a,b\n");
+        timeProcess(office, {profile, QStringLiteral("--headless"), QStringLiteral("--convert-to"),
+                             QStringLiteral("csv"), QStringLiteral("--outdir"),
+                             work.filePath(QStringLiteral("warm")), tiny});
+    }
+    std::vector<double> oursSeconds, officeSeconds, visidataSeconds;
+    for (int run = 0; run < repeats; ++run) {
+        oursSeconds.push_back(timeProcess(self, {QStringLiteral("roundtrip"), input, ours}));
+        if (!office.isEmpty())
+            officeSeconds.push_back(
+                timeProcess(office, {profile, QStringLiteral("--headless"), QStringLiteral("--convert-to"),
+                                     QStringLiteral("csv"), QStringLiteral("--outdir"),
+                                     work.filePath(QStringLiteral("office")), input}));
+        if (!visidata.isEmpty())
+            visidataSeconds.push_back(
+                timeProcess(visidata, {QStringLiteral("-b"), QStringLiteral("-o"),
+                                       work.filePath(QStringLiteral("vd.csv")), input}));
+    }
+    const double mine = median(oursSeconds);
+    const bool same = readAll(ours) == readAll(path);
+    if (*std::min_element(oursSeconds.begin(), oursSeconds.end()) < 0) {
+        std::fprintf(stderr, "roundtrip: our run failed\n");
+        return 1;
+    }
+    std::vector<Figure> figures = {
+        {"roundtrip", "open + save, own process", mine, "s", 0, ""},
+        {"roundtrip", "file size", static_cast<double>(QFileInfo(path).size()) / 1e6, "MB", 0, ""},
+        {"roundtrip", "saved file the same bytes as the input", same ? 1.0 : 0.0, "bool", 0, ""},
+        {"roundtrip", "runs", double(repeats), "", 0, ""},
+    };
+    auto compare = [&](const char* name, const std::vector<double>& seconds) {
+        if (seconds.empty() || *std::min_element(seconds.begin(), seconds.end()) < 0) {
+            figures.push_back({"roundtrip", std::string(name) + ": not installed or failed", 0, "", 0, ""});
+            return;
+        }
+        const double theirs = median(seconds);
+        figures.push_back({"roundtrip", std::string(name) + " csv -> csv", theirs, "s", 0, ""});
+        figures.push_back({"roundtrip", std::string("times faster than ") + name,
+                           theirs / std::max(mine, 1e-9), "x", 50, "goal"});
+    };
+    compare("office suite headless", officeSeconds);
+    compare("visidata batch", visidataSeconds);
+    printFigures(figures);
+    return same ? 0 : 1;
+}
+
+int runRoundtrip(const QStringList& args) {
+    const QStringList paths = positional(args, kValueOptions);
+    if (paths.isEmpty())
+        return runRoundtripCompare(args);
+    if (paths.size() != 2) {
+        std::fprintf(stderr, "usage: roundtrip IN OUT\n");
+        return 2;
+    }
+    return runRoundtripInProcess(paths);
+}
+
 int runGenerate(const QStringList& args) {
     const QStringList paths = positional(args, kValueOptions);
     if (paths.size() != 1) {
@@ -300,10 +554,23 @@ BenchRegistration loadReg("load",
                               " [--repeat R]: MB/s of EditableDataContainer::loadCSV (medians of R runs, "
                               "each after its memchr pass)",
                           &runLoad);
-BenchRegistration saveReg("save", std::string("save ") + kCommon + ": MB/s of EditableDataContainer::saveCSV",
-                          &runSave);
-BenchRegistration roundtripReg("roundtrip", "roundtrip IN OUT: load and save in one process, wall time",
-                               &runRoundtrip);
+BenchRegistration saveReg(
+    "save",
+    std::string("save ") + kCommon +
+        " [--repeat R] [--helpers N] [--save-standard N] [--keep-output PATH] [--keep-plain PATH] "
+        "[--read-only]: "
+        "EditableDataContainer::saveCSV "
+        "against writing "
+        "its bytes from memory through a QSaveFile (medians of R runs, default 3), checked "
+        "byte for byte against the plain one-thread writer; with --read-only the read-only container's save, "
+        "whole and with every third row left out",
+    &runSave);
+BenchRegistration
+    roundtripReg("roundtrip",
+                 "roundtrip IN OUT: load and save in one process, wall time; roundtrip [--size-mb N] "
+                 "[--file PATH] [--repeat R]: that as a process of its own on N MiB (default 50) against "
+                 "an office suite's headless csv -> csv and VisiData's batch mode, where installed",
+                 &runRoundtrip);
 BenchRegistration generateReg("generate",
                               "generate [--size-mb N | --size-bytes N] [--seed S] [--delimiter D] OUT",
                               &runGenerate);

@@ -1,4 +1,5 @@
 #include "app/application.h"
+#include "app/paintclock.h"
 
 #include <QDir>
 
@@ -22,5 +23,6 @@ int main(int argc, char* argv[]) {
         }
         return 0;
     }
+    PaintClock::installIfAsked();
     return app.exec();
 }

@@ -92,6 +92,10 @@ public:
     static void setSplitLoadForTesting(qint64 partSize, bool helpersOnly = false);
     // How many parts loads have taken from their threads so far.
     static qint64 splitPartsTakenForTesting();
+    // Saves are made in parts of `lines` lines on `helpers` threads beside the caller, whatever
+    // the table's size; 0 lines makes them in one part on the caller alone, as a plain loop.
+    // A negative count restores the default.
+    static void setSavePartsForTesting(int lines, int helpers);
 
 private:
     // The parsers and the row builder they share live in the implementation file.
@@ -110,15 +114,18 @@ private:
     // Waits for a part that a helper took and appends its rows, if it is usable.
     PartOutcome takePart(SplitLoad& split, LoadPart& part);
 
+    // What building lines needs beside the table: the writer, whether the next cell is the file's
+    // first, scratch space. One per thread of a save.
+    struct LineState;
     // Cells of one line of the saved file: the row's cells, or the column's cells down the rows.
+    // Reads the table only, so the parts of a save are built on several threads at once.
     void buildLine(std::vector<char>& out, int index, bool column, GetRowColMaskType maskType,
-                   const std::vector<int>& mask);
+                   const std::vector<int>& mask, LineState& state) const;
     // Replaces cell col of a row, storing empty cells before it as needed.
     void setStoredCell(PackedRow& row, int col, std::string_view value);
 
     std::vector<PackedRow, LargePageAllocator<PackedRow>> rows; // a big load makes millions
     std::vector<std::string_view> scratchViews;                 // reused by edits that rebuild rows
-    const CellWriter* lineWriter = nullptr;                     // the save's, while one runs
     qint64 fileSize = 0;
     int numRowsLogical = 0;
     int numColsLogical = 0;

@@ -1,12 +1,13 @@
 #include "storage/editabledatacontainer.h"
 
 #include "storage/cellwriter.h"
+#include "storage/partedwrite.h"
 #include "storage/savefile.h"
 
 #include <QSaveFile>
-#include <QScopeGuard>
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 
 // --- Writing ---------------------------------------------------------------------------------
@@ -17,19 +18,27 @@ bool contains(const std::vector<int>& sortedList, int value) {
     return std::binary_search(sortedList.begin(), sortedList.end(), value);
 }
 
+std::atomic<int> s_savePartLinesForTesting{-1};
+std::atomic<int> s_saveHelpersForTesting{0};
+
 } // namespace
 
+struct EditableDataContainer::LineState {
+    explicit LineState(const CellWriter& w, bool atFileStart = false) : writer(w), fileStart(atFileStart) {}
+    const CellWriter& writer;
+    bool fileStart;
+    std::vector<std::uint64_t> marks;
+};
+
+void EditableDataContainer::setSavePartsForTesting(int lines, int helpers) {
+    s_savePartLinesForTesting = lines;
+    s_saveHelpersForTesting = helpers;
+}
+
 void EditableDataContainer::buildLine(std::vector<char>& out, int index, bool column,
-                                      GetRowColMaskType maskType, const std::vector<int>& mask) {
-    if (!lineWriter) {
-        // A line asked for on its own, not as part of a save.
-        const CellWriter writer(*this);
-        lineWriter = &writer;
-        buildLine(out, index, column, maskType, mask);
-        lineWriter = nullptr;
-        return;
-    }
-    const CellWriter& writer = *lineWriter;
+                                      GetRowColMaskType maskType, const std::vector<int>& mask,
+                                      LineState& state) const {
+    const CellWriter& writer = state.writer;
     const size_t startSize = out.size();
     const int logicalEnd = column ? numRowsLogical : numColsLogical;
 
@@ -52,8 +61,16 @@ void EditableDataContainer::buildLine(std::vector<char>& out, int index, bool co
         return column ? cellView(i, index) : rowCells.cellOrEmpty(i);
     };
     auto writeCell = [&](int i) {
-        writer.appendCell(out, cellAt(i), writingFileStart);
-        writingFileStart = false;
+        writer.appendCell(out, cellAt(i), state.fileStart);
+        state.fileStart = false;
+    };
+    // Cells 0 to count - 1 of a row in one go; the file's first cell on its own, for the check
+    // of a byte order mark.
+    auto writeRowCells = [&](int count) {
+        int from = 0;
+        if (state.fileStart && count > 0)
+            writeCell(from++);
+        writer.appendRowCells(out, rowCells, from, count, state.marks);
     };
     // A row nobody changed since the load goes out with the fields its line had, whatever the
     // table's width and the trailing delimiter rule: a ragged file stays ragged.
@@ -62,13 +79,12 @@ void EditableDataContainer::buildLine(std::vector<char>& out, int index, bool co
             ? rowCells.fieldsAsRead()
             : 0;
     if (fieldsAsRead > 0) {
-        for (int i = 0; i < count; ++i)
-            writeCell(i);
+        writeRowCells(count);
         // An empty line is one empty field: nothing to write.
         const int pads = count == 0 && fieldsAsRead == 1 ? 0 : fieldsAsRead - count;
         for (int i = 0; i < pads && writer.delimited(); ++i)
             writer.appendPad(out);
-        writingFileStart = false;
+        state.fileStart = false;
         writer.endCells(out, startSize);
         writer.appendLineEnding(out);
         return;
@@ -85,6 +101,12 @@ void EditableDataContainer::buildLine(std::vector<char>& out, int index, bool co
             if (i >= 0 && i < count)
                 writeCell(i);
             else if (pad && i >= 0 && i < logicalEnd)
+                writer.appendPad(out);
+        }
+    } else if (!column && (maskType == MASK_ALL || mask.empty())) {
+        writeRowCells(count);
+        if (pad) {
+            for (int i = count; i < logicalEnd; ++i)
                 writer.appendPad(out);
         }
     } else {
@@ -107,31 +129,35 @@ void EditableDataContainer::buildLine(std::vector<char>& out, int index, bool co
             }
         }
     }
-    writingFileStart = false; // a line without cells starts the file with its line ending
+    state.fileStart = false; // a line without cells starts the file with its line ending
     writer.endCells(out, startSize);
     writer.appendLineEnding(out);
 }
 
 void EditableDataContainer::getRowCSVString(std::vector<char>& out, int row, GetRowColMaskType maskType,
                                             const std::vector<int>& mask) {
-    buildLine(out, row, false, maskType, mask);
+    const CellWriter writer(*this);
+    LineState state(writer);
+    buildLine(out, row, false, maskType, mask, state);
 }
 
 void EditableDataContainer::getRowCSVStringMultiByte(std::vector<char>& out, int row,
                                                      GetRowColMaskType maskType,
                                                      const std::vector<int>& mask) {
-    buildLine(out, row, false, maskType, mask);
+    getRowCSVString(out, row, maskType, mask);
 }
 
 void EditableDataContainer::getColCSVString(std::vector<char>& out, int col, GetRowColMaskType maskType,
                                             const std::vector<int>& mask) {
-    buildLine(out, col, true, maskType, mask);
+    const CellWriter writer(*this);
+    LineState state(writer);
+    buildLine(out, col, true, maskType, mask, state);
 }
 
 void EditableDataContainer::getColCSVStringMultiByte(std::vector<char>& out, int col,
                                                      GetRowColMaskType maskType,
                                                      const std::vector<int>& mask) {
-    buildLine(out, col, true, maskType, mask);
+    getColCSVString(out, col, maskType, mask);
 }
 
 bool EditableDataContainer::saveCSV(bool, bool transposed, const std::vector<int>& rowsToSkip,
@@ -140,71 +166,75 @@ bool EditableDataContainer::saveCSV(bool, bool transposed, const std::vector<int
     QSaveFile file(filepath);
     if (!SaveFile::open(file, errorString))
         return false;
-    // One writer for all the lines; it goes with this call.
     const CellWriter writer(*this);
-    lineWriter = &writer;
-    const auto done = qScopeGuard([this] {
-        lineWriter = nullptr;
-        writingFileStart = false;
-    });
+    const bool withBom = hasBom && !bom.empty() && isBomConsistentWithEncoding(bom, encoding);
 
-    // Lines are gathered into blocks of about a megabyte: few system calls, and the table is
-    // never assembled in memory as a whole.
-    constexpr size_t kBlockSize = 1 << 20;
-    std::vector<char> block;
-    block.reserve(kBlockSize + 4096);
-    auto writeBlock = [&]() {
-        if (block.empty())
-            return true;
-        const qint64 size = static_cast<qint64>(block.size());
-        const bool whole = file.write(block.data(), size) == size;
-        block.clear();
-        if (!whole)
-            errorString = file.errorString();
-        return whole;
-    };
+    // A line of the file is a row, or a column of a transposed table; skipped ones give none.
+    const int lines = transposed ? numColsLogical : static_cast<int>(rows.size());
+    const std::vector<int>& linesToSkip = transposed ? colsToSkip : rowsToSkip;
+    int lastLine = lines - 1;
+    while (lastLine >= 0 && contains(linesToSkip, lastLine))
+        --lastLine;
 
-    if (hasBom && !bom.empty() && isBomConsistentWithEncoding(bom, encoding))
-        block.insert(block.end(), bom.begin(), bom.end());
-    writingFileStart = block.empty();
-
-    if (!transposed) {
-        int lastRow = static_cast<int>(rows.size()) - 1;
-        while (lastRow >= 0 && std::binary_search(rowsToSkip.begin(), rowsToSkip.end(), lastRow))
-            --lastRow;
-        auto skip = rowsToSkip.begin();
-        for (int row = 0; row < static_cast<int>(rows.size()); ++row) {
-            while (skip != rowsToSkip.end() && *skip < row)
-                ++skip;
-            if (skip != rowsToSkip.end() && *skip == row)
-                continue;
-            const size_t lineStart = block.size();
-            getRowCSVString(block, row, MASK_ALL_BUT_LISTED, colsToSkip);
-            if (row == lastRow && !finalLineEnding)
-                writer.dropFinalLineEnding(block, lineStart);
-            if (block.size() >= kBlockSize) {
-                if (!writeBlock())
-                    return false;
-                reportSaveProgress(row + 1, static_cast<qint64>(rows.size()));
-            }
-        }
-    } else {
-        // Hidden columns drop out as lines; hidden rows stay in a transposed save.
-        auto skip = colsToSkip.begin();
-        for (int col = 0; col < numColsLogical; ++col) {
-            while (skip != colsToSkip.end() && *skip < col)
-                ++skip;
-            if (skip != colsToSkip.end() && *skip == col)
-                continue;
-            getColCSVString(block, col, MASK_ALL, colsToSkip);
-            if (block.size() >= kBlockSize) {
-                if (!writeBlock())
-                    return false;
-                reportSaveProgress(col + 1, numColsLogical);
-            }
-        }
+    // Parts of a few megabytes by the table's size on a sample of its rows.
+    qint64 sampleBytes = 0;
+    const int sampleStep = std::max(1, static_cast<int>(rows.size()) / 1024);
+    int sampled = 0;
+    for (size_t r = 0; r < rows.size(); r += static_cast<size_t>(sampleStep), ++sampled)
+        sampleBytes += static_cast<qint64>(rows[r].blockSize()) + 2;
+    const qint64 tableBytes = sampled > 0 ? sampleBytes * static_cast<qint64>(rows.size()) / sampled : 0;
+    const qint64 bytesPerLine = std::max<qint64>(1, lines > 0 ? tableBytes / lines : 1);
+    constexpr qint64 kPartBytes = 2 << 20;
+    int linesPerPart = static_cast<int>(std::clamp<qint64>(kPartBytes / bytesPerLine, 1, 1 << 20));
+    int helpers = -1;
+    if (const int testLines = s_savePartLinesForTesting; testLines >= 0) {
+        linesPerPart = testLines > 0 ? testLines : std::max(1, lines);
+        helpers = testLines > 0 ? s_saveHelpersForTesting.load() : 0;
     }
-    if (!writeBlock() || !file.commit()) {
+    PartedWrite::Plan plan;
+    plan.parts = std::max(1, (lines + linesPerPart - 1) / linesPerPart);
+    plan.helpers = helpers >= 0 ? helpers : PartedWrite::helpersFor(tableBytes, plan.parts);
+
+    auto encode = [&](int part, std::vector<char>& out) {
+        const int first = part * linesPerPart;
+        const int end = std::min(lines, first + linesPerPart);
+        out.reserve(static_cast<size_t>(std::min<qint64>(bytesPerLine * (end - first), kPartBytes) * 5 / 4));
+        LineState state(writer);
+        if (part == 0) {
+            if (withBom)
+                out.insert(out.end(), bom.begin(), bom.end());
+            state.fileStart = !withBom;
+        }
+        auto skip = std::lower_bound(linesToSkip.begin(), linesToSkip.end(), first);
+        for (int line = first; line < end; ++line) {
+            while (skip != linesToSkip.end() && *skip < line)
+                ++skip;
+            if (skip != linesToSkip.end() && *skip == line)
+                continue;
+            if (transposed) {
+                // Hidden columns drop out as lines; hidden rows stay in a transposed save.
+                buildLine(out, line, true, MASK_ALL, colsToSkip, state);
+            } else {
+                const size_t lineStart = out.size();
+                buildLine(out, line, false, MASK_ALL_BUT_LISTED, colsToSkip, state);
+                if (line == lastLine && !finalLineEnding)
+                    writer.dropFinalLineEnding(out, lineStart);
+            }
+        }
+    };
+    auto write = [&](int part, const std::vector<char>& bytes) {
+        const qint64 size = static_cast<qint64>(bytes.size());
+        if (size > 0 && file.write(bytes.data(), size) != size) {
+            errorString = file.errorString();
+            return false;
+        }
+        if (plan.parts > 1)
+            reportSaveProgress(std::min<qint64>(lines, static_cast<qint64>(part + 1) * linesPerPart), lines);
+        return true;
+    };
+    if (!PartedWrite::run(plan, encode, write))
+        return false;
+    if (!file.commit()) {
         errorString = file.errorString();
         return false;
     }

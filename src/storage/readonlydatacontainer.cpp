@@ -176,6 +176,25 @@ std::vector<char> ReadOnlyDataContainer::applyQuoteRule(std::vector<char> raw) c
     // no closing quote at all, leaves the cell as it stands, quotes and all.
     std::vector<char> value;
     value.reserve(raw.size());
+    if (unit == 1) {
+        // The same walk a run of plain bytes at a time.
+        const char* p = raw.data() + 1;
+        const char* const end = raw.data() + raw.size();
+        while (p < end) {
+            const auto* q =
+                static_cast<const char*>(std::memchr(p, KeyChars::Quote, static_cast<size_t>(end - p)));
+            if (!q)
+                return raw;
+            value.insert(value.end(), p, q);
+            if (q + 1 == end)
+                return value;
+            if (q[1] != KeyChars::Quote)
+                return raw;
+            value.push_back(KeyChars::Quote);
+            p = q + 2;
+        }
+        return raw;
+    }
     for (size_t at = unit; at + unit <= raw.size(); at += unit) {
         if (isUnit(at, KeyChars::Quote, keys.quote)) {
             if (at + unit == raw.size())

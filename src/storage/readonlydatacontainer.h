@@ -143,6 +143,12 @@ private:
     void runCollector(std::vector<char>& buffer, int row, int col, CellCollector& sink, bool multiByte,
                       bool withDelimiter) const;
     void readWholeRow(int row, std::vector<std::vector<char>>& cells) const;
+    // Every cell of the file's rows from `first` to `last`, a list for each, in one read and one
+    // scan: what a save in the file's order reads.
+    void readRowRange(int first, int last, std::vector<std::vector<std::vector<char>>>& rows) const;
+    // Line `row` of the table from its cells as read (in the file's column order).
+    void writeRow(std::vector<char>& out, std::vector<std::vector<char>>& cells, GetRowColMaskType maskType,
+                  const std::vector<int>& mask);
     void readLineInOrder(int row, std::vector<std::vector<char>>& cells) const;
     void readRawCellsSorted(const std::vector<CellPosition>& sorted,
                             std::vector<std::vector<char>>& results) const;

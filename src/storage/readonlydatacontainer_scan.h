@@ -564,9 +564,9 @@ void collectCells(Traits traits, const std::vector<char>& buffer, qint64 units, 
     scanUnits(traits, units, 0, st, sink);
     if (!sink.capturing) {
         // A delimiter as the file's last character leaves an empty field behind it.
-        if (sink.rowCells && sink.row == sink.targetRow && st == ScanState::CellStart && units > 0 &&
-            traits.isDelim(traits.unit(units - 1)))
-            sink.rowCells->emplace_back();
+        if ((sink.rowCells || sink.rangeCells) && sink.row == sink.targetRow && st == ScanState::CellStart &&
+            units > 0 && traits.isDelim(traits.unit(units - 1)))
+            sink.lastRowCells().emplace_back();
         return;
     }
     // The text ran out inside the cell: only the file's last cell does that. An unclosed quoted
@@ -578,9 +578,11 @@ void collectCells(Traits traits, const std::vector<char>& buffer, qint64 units, 
             --end;
     }
     sink.capturing = false;
-    if (sink.rowCells) {
-        sink.rowCells->emplace_back();
-        sink.take(end, sink.rowCells->back());
+    if (sink.rowCells || sink.rangeCells) {
+        auto& cells = sink.rangeCells ? (*sink.rangeCells)[static_cast<size_t>(sink.row - sink.rangeFirst)]
+                                      : *sink.rowCells;
+        cells.emplace_back();
+        sink.take(end, cells.back());
     } else if (sink.next < sink.count) {
         sink.take(end, sink.results[sink.next]);
         for (size_t k = sink.next + 1; k < sink.count && sink.wanted[k] == sink.wanted[sink.next]; ++k)
@@ -600,6 +602,9 @@ struct ReadOnlyDataContainer::CellCollector {
     size_t next = 0;
     std::vector<char>* results = nullptr;
     std::vector<std::vector<char>>* rowCells = nullptr; // whole-row mode: every cell of targetRow
+    // Row-range mode: every cell of the rows from rangeFirst to targetRow, a list for each row.
+    std::vector<std::vector<std::vector<char>>>* rangeCells = nullptr;
+    int rangeFirst = 0;
     int targetRow = -1;
     const char* data = nullptr;
     int unitBytes = 1;
@@ -619,7 +624,7 @@ struct ReadOnlyDataContainer::CellCollector {
     bool rowStart(qint64) {
         ++row;
         col = -1;
-        if (rowCells)
+        if (rowCells || rangeCells)
             return row <= targetRow;
         while (next < count && wanted[next].row < row)
             ++next;
@@ -627,8 +632,8 @@ struct ReadOnlyDataContainer::CellCollector {
     }
     bool cellStart(qint64 pos) {
         ++col;
-        if (rowCells) {
-            if (row == targetRow) {
+        if (rowCells || rangeCells) {
+            if (row == targetRow || (rangeCells && row >= rangeFirst && row <= targetRow)) {
                 capturing = true;
                 start = pos;
             }
@@ -649,9 +654,10 @@ struct ReadOnlyDataContainer::CellCollector {
         if (!capturing)
             return true;
         capturing = false;
-        if (rowCells) {
-            rowCells->emplace_back();
-            take(pos, rowCells->back());
+        if (rowCells || rangeCells) {
+            auto& list = rangeCells ? (*rangeCells)[static_cast<size_t>(row - rangeFirst)] : *rowCells;
+            list.emplace_back();
+            take(pos, list.back());
             return true;
         }
         take(pos, results[next]);
@@ -663,4 +669,8 @@ struct ReadOnlyDataContainer::CellCollector {
         return next < count;
     }
     static bool rowEnd(qint64) { return true; }
+    // The cells of targetRow, in either whole-row mode.
+    std::vector<std::vector<char>>& lastRowCells() const {
+        return rangeCells ? (*rangeCells)[static_cast<size_t>(targetRow - rangeFirst)] : *rowCells;
+    }
 };

@@ -145,6 +145,43 @@ void ReadOnlyDataContainer::readWholeRow(int row, std::vector<std::vector<char>>
     runCollector(readBuffer, strips[first].row, strips[first].col, sink, bytesPerChar >= 2, delimiter != 0);
 }
 
+void ReadOnlyDataContainer::readRowRange(int first, int last,
+                                         std::vector<std::vector<std::vector<char>>>& rows) const {
+    rows.resize(static_cast<size_t>(std::max(0, last - first + 1)));
+    for (auto& cells : rows)
+        cells.clear();
+    if (first < 0 || last < first || last >= numRowsIndexed || strips.empty() || !file || !file->isOpen() ||
+        !fileUnchanged())
+        return;
+    // As readWholeRow reads one row: from the strip of the first row's first cell to the strip
+    // behind that of the next row's first cell, or to the end.
+    const qint64 unitBytes = bytesPerChar >= 2 ? bytesPerChar : 1;
+    const qint64 stripCount = static_cast<qint64>(strips.size());
+    const qint64 firstStrip =
+        std::min(static_cast<qint64>(first) * numColsIndexed / stripSize, stripCount - 1);
+    qint64 end = fileSize / unitBytes;
+    if (last + 1 < numRowsIndexed) {
+        const qint64 next = static_cast<qint64>(last + 1) * numColsIndexed / stripSize;
+        if (next + 1 < stripCount)
+            end = strips[next + 1].offset;
+    }
+    const qint64 begin = strips[firstStrip].offset;
+    if (end <= begin)
+        return;
+    readBuffer.resize(static_cast<size_t>((end - begin) * unitBytes));
+    const qint64 got = readAt(begin * unitBytes, readBuffer.data(), static_cast<qint64>(readBuffer.size()));
+    if (got < static_cast<qint64>(readBuffer.size())) {
+        noteFileChanged();
+        return;
+    }
+    CellCollector sink;
+    sink.rangeCells = &rows;
+    sink.rangeFirst = first;
+    sink.targetRow = last;
+    runCollector(readBuffer, strips[firstStrip].row, strips[firstStrip].col, sink, bytesPerChar >= 2,
+                 delimiter != 0);
+}
+
 // Row `row` of the table as the user sees it: the file's line behind it, its cells in the table's
 // column order, so that a sorted table saves as it shows.
 void ReadOnlyDataContainer::readLineInOrder(int row, std::vector<std::vector<char>>& cells) const {
@@ -158,6 +195,24 @@ void ReadOnlyDataContainer::readLineInOrder(int row, std::vector<std::vector<cha
             ordered[static_cast<size_t>(c)].swap(cells[static_cast<size_t>(from)]);
     }
     cells.swap(ordered);
+}
+
+void ReadOnlyDataContainer::writeRow(std::vector<char>& out, std::vector<std::vector<char>>& cells,
+                                     GetRowColMaskType maskType, const std::vector<int>& mask) {
+    if (colsReordered) {
+        std::vector<std::vector<char>> ordered(static_cast<size_t>(std::max<qint64>(numColsIndexed, 0)));
+        for (int c = 0; c < static_cast<int>(ordered.size()); ++c) {
+            const int from = fileColOf(c);
+            if (from >= 0 && from < static_cast<int>(cells.size()))
+                ordered[static_cast<size_t>(c)].swap(cells[static_cast<size_t>(from)]);
+        }
+        cells.swap(ordered);
+    }
+    // Lines keep the fields they have in the file, as an editable table's unchanged rows do.
+    if (keepFieldCountsAsRead && !colsReordered && mask.empty() && maskType == MASK_ALL_BUT_LISTED)
+        writeLineAsRead(out, cells);
+    else
+        writeLine(out, cells, static_cast<qint64>(cells.size()), numColsIndexed, maskType, mask);
 }
 
 void ReadOnlyDataContainer::getRowCSVString(std::vector<char>& out, int row, GetRowColMaskType maskType,
@@ -264,19 +319,41 @@ bool ReadOnlyDataContainer::saveCSV(bool, bool transposed, const std::vector<int
         int lastRow = numRowsIndexed - 1;
         while (lastRow >= 0 && std::binary_search(rowsToSkip.begin(), rowsToSkip.end(), lastRow))
             --lastRow;
+        // In the file's order the rows are read a batch at a time, in one read and one scan, and
+        // their lines go out a megabyte at a time; a sorted table reads line by line.
+        constexpr int kBatchRows = 4096;
+        constexpr size_t kBlockBytes = 1 << 20;
+        std::vector<std::vector<std::vector<char>>> batch;
+        int batchFirst = 0;
+        int batchEnd = 0;
         for (int row = 0; row < numRowsIndexed; ++row) {
             while (skip < rowsToSkip.size() && rowsToSkip[skip] < row)
                 ++skip;
             if (skip < rowsToSkip.size() && rowsToSkip[skip] == row)
                 continue;
-            buffer.clear();
-            getRowCSVString(buffer, row, MASK_ALL_BUT_LISTED, colsToSkip);
+            const size_t lineStart = buffer.size();
+            if (rowsReordered) {
+                getRowCSVString(buffer, row, MASK_ALL_BUT_LISTED, colsToSkip);
+            } else {
+                if (row >= batchEnd) {
+                    batchFirst = row;
+                    batchEnd = std::min(numRowsIndexed, row + kBatchRows);
+                    readRowRange(batchFirst, batchEnd - 1, batch);
+                }
+                writeRow(buffer, batch[static_cast<size_t>(row - batchFirst)], MASK_ALL_BUT_LISTED,
+                         colsToSkip);
+            }
             if (row == lastRow && !finalLineEnding)
-                writer.dropFinalLineEnding(buffer, 0);
-            if (!put(buffer))
-                return false;
-            written(row, numRowsIndexed);
+                writer.dropFinalLineEnding(buffer, lineStart);
+            if (buffer.size() >= kBlockBytes) {
+                if (!put(buffer))
+                    return false;
+                written(row, numRowsIndexed);
+                buffer.clear();
+            }
         }
+        if (!put(buffer))
+            return false;
     } else {
         for (int col = 0; col < numColsIndexed; ++col) {
             while (skip < colsToSkip.size() && colsToSkip[skip] < col)

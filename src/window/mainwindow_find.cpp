@@ -44,6 +44,8 @@ void MainWindow::ensureFindWidgets() {
         return;
     findReplaceWidget = new FindReplaceWidget(findArea);
     findResultsWidget = new FindResultsWidget(findArea);
+    findResultsWidget->setTheme(settings.getTheme());
+    connect(this, &MainWindow::setThemeSignal, findResultsWidget, &FindResultsWidget::setTheme);
     findResultsWidget->hide();
     findArea->layout()->addWidget(findReplaceWidget);
     findArea->layout()->addWidget(findResultsWidget);
@@ -195,7 +197,10 @@ bool MainWindow::commandFindAllMatches(const QString& path) {
     if (!view || !currentFindQuery(query, false))
         return false;
     findTableFor(path);
-    const std::vector<FindResult> results = view->findAll(query);
+    bool canceled = false;
+    const std::vector<FindResult> results = view->findAll(query, &canceled);
+    if (canceled)
+        return false;
     findResultsWidget->setResults(results);
     findResultsWidget->show();
     verticalSplitter->setStretchFactor(1, 1);

@@ -291,19 +291,20 @@ Range TableData::findInWalk(const FindReplaceQuery& query, const Range& start, b
     std::vector<int>* out = positions ? positions : &local;
 
     // A read-only table is read in blocks of rows in the walk's direction: one strip read then
-    // serves many cells. Blocks start small, so that a match nearby comes back at once, and grow.
+    // serves many cells. Blocks start at a few rows, so that a match nearby comes back at once
+    // (one small read), and grow fourfold up to the batch size.
     const auto* readOnly = walk.isList ? nullptr : qobject_cast<const ReadOnlyDataContainer*>(dataContainer);
     const int modelRowCount = modelCols > 0 ? static_cast<int>(n / modelCols) : 0;
     int blockFirst = 0;
     int blockLast = -1;
-    int blockSize = 16;
+    int blockSize = 4;
     std::vector<ReadOnlyDataContainer::CellPosition> wanted;
     std::vector<std::vector<char>> block;
     const auto readOnlyBytes = [&](int modelRow, qint64 colIndex) {
         if (modelRow < blockFirst || modelRow > blockLast) {
             blockFirst = forward ? modelRow : std::max(0, modelRow - blockSize + 1);
             blockLast = forward ? std::min(modelRowCount - 1, modelRow + blockSize - 1) : modelRow;
-            blockSize = std::min(blockSize * 2, kReadOnlyBatchRows);
+            blockSize = std::min(blockSize * 4, kReadOnlyBatchRows);
             wanted.clear();
             for (int m = blockFirst; m <= blockLast; ++m) {
                 const int raw = getRawFromModelRow(m);

@@ -188,7 +188,8 @@ bool TableView::selectAllMatches(const FindReplaceQuery& query) {
 
 void TableView::updateFindReplaceMatches() {
     TableModel* m = tableModel();
-    if (!m || !isVisible() || !m->getHasFindReplaceQuery())
+    // While a scan runs on the worker the cells are its to read; the highlight follows after.
+    if (!m || !isVisible() || !m->getHasFindReplaceQuery() || m->isWorkerBusy())
         return;
     const FindReplaceQuery query = m->getFindReplaceQuery();
     if ((!query.highlightMatches && !query.previewReplace) || query.findStr.isEmpty()) {

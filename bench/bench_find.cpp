@@ -175,7 +175,8 @@ int runFind(const QStringList& args) {
             if (!next.isValid())
                 return 1;
         }
-        figures.push_back({op, "find next, match near: median of 200", median(nexts), "ms", 16.7, "one frame"});
+        figures.push_back(
+            {op, "find next, match near: median of 200", median(nexts), "ms", 16.7, "one frame"});
         figures.push_back({op, "find next, match near: slowest of 200",
                            *std::max_element(nexts.begin(), nexts.end()), "ms", 16.7, "one frame"});
         // The thread clock of a shared virtual machine ticks too coarsely for one short call: the
@@ -214,11 +215,13 @@ int runFind(const QStringList& args) {
         const Timer undoTimer;
         stack.undo();
         figures.push_back({op, "undo of the replace all", undoTimer.seconds(), "s", 1, "1 s goal"});
-        figures.push_back({op, "undo of the replace all: CPU time", undoTimer.cpuSeconds(), "s", 1, "1 s goal"});
+        figures.push_back(
+            {op, "undo of the replace all: CPU time", undoTimer.cpuSeconds(), "s", 1, "1 s goal"});
         const Timer redoTimer;
         stack.redo();
         figures.push_back({op, "redo of the replace all", redoTimer.seconds(), "s", 1, "1 s goal"});
-        figures.push_back({op, "redo of the replace all: CPU time", redoTimer.cpuSeconds(), "s", 1, "1 s goal"});
+        figures.push_back(
+            {op, "redo of the replace all: CPU time", redoTimer.cpuSeconds(), "s", 1, "1 s goal"});
         stack.undo();
         if (data.findAll(replaceQuery).size() == 0)
             return 1; // the undo must bring the words back

@@ -183,7 +183,10 @@ public:
     std::vector<FindResult> findAll(const FindReplaceQuery& query, bool* canceled = nullptr);
     bool replaceNextMatch(const FindReplaceQuery& query, bool includeStart);
     bool replacePrevMatch(const FindReplaceQuery& query, bool includeStart);
-    bool replaceAll(const FindReplaceQuery& query);
+    // `replaced` receives the number of cells changed. Up to a limit the changed cells become the
+    // selection; past it only the first does, since selecting millions one by one would hold the
+    // window far longer than the replace itself.
+    bool replaceAll(const FindReplaceQuery& query, qsizetype* replaced = nullptr);
     bool addNextMatchToSelection(const FindReplaceQuery& query);
     bool selectAllMatches(const FindReplaceQuery& query);
     // The highlight (and replace preview) of the matches in the cells on screen.

@@ -61,6 +61,9 @@ std::vector<FindResult> TableView::findAll(const FindReplaceQuery& query, bool* 
 
 namespace {
 
+// More replaced cells than this are not selected one by one after a replace all.
+constexpr qsizetype kMaxSelectedReplacements = 100000;
+
 bool pushReplacement(TableView* view, TableModel* m, Range replaced, bool keepSelection) {
     RangeVector cells;
     Range cell(replaced.row, replaced.col, RangeIndexType::Model);
@@ -107,7 +110,9 @@ bool TableView::replacePrevMatch(const FindReplaceQuery& query, bool includeStar
     return true;
 }
 
-bool TableView::replaceAll(const FindReplaceQuery& query) {
+bool TableView::replaceAll(const FindReplaceQuery& query, qsizetype* replaced) {
+    if (replaced)
+        *replaced = 0;
     TableModel* m = tableModel();
     if (!m || isReadOnly())
         return false;
@@ -124,10 +129,16 @@ bool TableView::replaceAll(const FindReplaceQuery& query) {
         emit noMatchSignal(query.findStr);
         return false;
     }
-    const Range first = m->getModelRange(Range(cells.front().row, cells.front().col, RangeIndexType::Raw));
+    Range first = m->getModelRange(Range(cells.front().row, cells.front().col, RangeIndexType::Raw));
+    const qsizetype count = static_cast<qsizetype>(cells.size());
+    const bool selectAll = count <= kMaxSelectedReplacements;
     // One undo step for every cell; the replaced cells become the selection.
-    if (!pushCommand(new ReplaceCommand(m, std::move(cells), true)))
+    if (!pushCommand(new ReplaceCommand(m, std::move(cells), selectAll)))
         return false;
+    if (!selectAll)
+        m->setSelection(first);
+    if (replaced)
+        *replaced = count;
     scrollToCell(first.row, first.col, true, true);
     return true;
 }

@@ -235,13 +235,11 @@ bool MainWindow::commandReplaceAllMatches(const QString& path) {
     if (!view || view->isReadOnly() || !currentFindQuery(query, true))
         return false;
     findTableFor(path);
-    const int before = view->undoStack()->count();
-    if (!view->replaceAll(query))
+    qsizetype replaced = 0;
+    if (!view->replaceAll(query, &replaced))
         return false;
-    if (view->undoStack()->count() > before)
-        findReplaceWidget->showFeedback(
-            tr("Replaced %1 cells.")
-                .arg(QLocale().toString(static_cast<qsizetype>(view->tableModel()->getSelection().size()))));
+    if (replaced > 0)
+        findReplaceWidget->showFeedback(tr("Replaced %1 cells.").arg(QLocale().toString(replaced)));
     return true;
 }
 
@@ -343,9 +341,10 @@ void MainWindow::onReplaceInAllFiles(const FindReplaceQuery& query) {
             !passesFilter(tableName(view), query.filterStr))
             continue;
         view->stopEditing(true);
-        if (view->replaceAll(q)) {
+        qsizetype replaced = 0;
+        if (view->replaceAll(q, &replaced)) {
             ++files;
-            cells += static_cast<qsizetype>(view->tableModel()->getSelection().size());
+            cells += replaced;
         }
     }
     ensureFindWidgets();

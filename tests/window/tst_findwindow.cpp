@@ -199,7 +199,7 @@ private slots:
         MsgBoxAnswers answers;
         QByteArray big = "a,b,c,d,e,f,g,h\n";
         for (int r = 0; r < 26000; ++r)
-            big += "cat,dog,cat " + QByteArray::number(r) + ",x,y,z,w,v\n";
+            big += "cat,dog,cat " + QByteArray::number(r) + ",x,cat,z,cat,v\n";
         auto window = openWindow(writeFile(dir->filePath("big.csv"), big));
         findAndType(*window, "cat");
         action(*window, "Replace")->trigger();
@@ -221,6 +221,10 @@ private slots:
         QVERIFY(window->commandReplaceAllMatches());
         QCOMPARE(undo->count(), before + 1);
         QCOMPARE(cell(*window, 26000, 2), QString("dog 25999"));
+        QCOMPARE(cell(*window, 26000, 6), QString("dog"));
+        // 104,000 replaced cells are too many to select one by one: the first one is selected.
+        QCOMPARE(m->getSelectionIndexes().size(), std::size_t(1));
+        QCOMPARE(mainCell(*window), std::make_pair(1, 0));
         undo->undo();
         QCOMPARE(cell(*window, 26000, 2), QString("cat 25999"));
     }

@@ -27,3 +27,12 @@ struct FindResult {
     int userCol = -1;
     QString text;
 };
+
+// A cell a search over the whole table found, in raw indexes, with its text; a replace puts the
+// new text in `text` and the one before in `oldText`.
+struct FoundCell {
+    int row = -1;
+    int col = -1;
+    QString text;
+    QString oldText;
+};

@@ -15,7 +15,20 @@ void sortUnique(std::vector<int>& v) {
 
 ReplaceCommand::ReplaceCommand(TableModel* model, RangeVector rawCells, bool selectReplaced,
                                QUndoCommand* parent)
+    : TableUndoCommand(model, true, parent) {
+    cells.reserve(rawCells.size());
+    for (Range& cell : rawCells)
+        cells.push_back({cell.row, cell.col, cell.value.toString(), cell.oldValue.toString()});
+    setup(selectReplaced);
+}
+
+ReplaceCommand::ReplaceCommand(TableModel* model, std::vector<FoundCell> rawCells, bool selectReplaced,
+                               QUndoCommand* parent)
     : TableUndoCommand(model, true, parent), cells(std::move(rawCells)) {
+    setup(selectReplaced);
+}
+
+void ReplaceCommand::setup(bool selectReplaced) {
     setText(QStringLiteral("ReplaceCommand"));
     if (!model || cells.empty()) {
         isValid = false;
@@ -27,7 +40,7 @@ ReplaceCommand::ReplaceCommand(TableModel* model, RangeVector rawCells, bool sel
     RangeVector after;
     if (selectReplaced)
         after.reserve(cells.size());
-    for (const Range& cell : cells) {
+    for (const FoundCell& cell : cells) {
         const int row = data.getModelFromRawRow(cell.row);
         const int col = data.getModelFromRawCol(cell.col);
         rowsInvolved.push_back(row);
@@ -43,8 +56,8 @@ ReplaceCommand::ReplaceCommand(TableModel* model, RangeVector rawCells, bool sel
 
 void ReplaceCommand::write(bool old) {
     TableData& data = model->getTableData();
-    for (const Range& cell : cells)
-        data.setValueRaw(cell.row, cell.col, (old ? cell.oldValue : cell.value).toString());
+    for (const FoundCell& cell : cells)
+        data.setValueRaw(cell.row, cell.col, old ? cell.oldText : cell.text);
     const int rows = model->rowCount();
     const int cols = model->columnCount();
     if (rows > 0 && cols > 0)

@@ -205,6 +205,7 @@ public:
     void setWordDelimiters(const QString& chars);
     QString getWordDelimiters() const { return wordDelimiters; }
     bool isWordDelimiter(QChar c) const;
+    const std::array<bool, 256>& wordDelimiterLookupTable() const { return wordDelimiterLookup; }
     void rebuildWordDelimiterLookup();
 
     // --- Find and replace (tabledata_find.cpp) --------------------------------------------
@@ -217,6 +218,9 @@ public:
                         std::vector<int>& positions) const;
     bool determineMatchInternal(const FindReplaceQuery& query, const QString& text,
                                 std::vector<int>* positions) const;
+    // The same with a compiled pattern given, for a search that must not touch the shared cache.
+    bool determineMatchWith(const FindReplaceQuery& query, const QString& text, std::vector<int>* positions,
+                            const QRegularExpression* regex) const;
     // The compiled pattern of the query, made once per query; `valid` tells whether it compiled.
     const QRegularExpression& getOrCreateRegex(const FindReplaceQuery& query, bool& valid) const;
     // The next (previous) match after `start`, which is examined last unless `includeStart`; a
@@ -234,6 +238,10 @@ public:
                         std::vector<int>& positions, const RangeVector& cells) const;
     // Every match in row-major order; `worker` gets progress and may cancel (then the list is empty).
     RangeVector findAll(const FindReplaceQuery& query, Worker* worker = nullptr) const;
+    // The same as a lean list, or with `replaceIt` the cells a replace all changes. Runs on the
+    // calling thread; false when `worker` was canceled.
+    bool findAllCells(const FindReplaceQuery& query, std::vector<FoundCell>& out, bool replaceIt,
+                      Worker* worker = nullptr) const;
     RangeVector findAll(const FindReplaceQuery& query, const RangeVector& cells) const;
     // The cell with its text replaced in `value` and the old one in `oldValue`; nothing is
     // written. Invalid for an Invalid range or a pattern that doesn't compile.
@@ -311,9 +319,9 @@ private:
                      std::vector<int>* positions, const RangeVector* cells) const;
     Range findMatchFrom(const FindReplaceQuery& query, const Range& start, bool includeStart, bool forward,
                         bool replaceIt) const;
-    RangeVector findAllInternal(const FindReplaceQuery& query, Worker* worker, bool replaceIt) const;
     QString replacedText(const FindReplaceQuery& query, const QString& text,
-                         const std::vector<int>& positions, bool all, bool& valid) const;
+                         const std::vector<int>& positions, bool all, bool& valid,
+                         const QRegularExpression* regex = nullptr) const;
 
     bool readSortKeys(SortKeys& keys, Dimension moving, int index, Worker* worker) const;
     bool reorderLines(Dimension axis, const std::vector<int>& map);

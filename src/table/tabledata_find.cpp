@@ -4,6 +4,7 @@
 
 #include "storage/abstractdatacontainer.h"
 #include "storage/readonlydatacontainer.h"
+#include "table/findbytematcher.h"
 #include "table/range.h"
 #include "table/rangevector.h"
 #include "table/worker.h"
@@ -70,6 +71,20 @@ const QRegularExpression& TableData::getOrCreateRegex(const FindReplaceQuery& qu
 
 bool TableData::determineMatchInternal(const FindReplaceQuery& query, const QString& text,
                                        std::vector<int>* positions) const {
+    if (!query.regex || query.findStr.isEmpty())
+        return determineMatchWith(query, text, positions, nullptr);
+    bool valid = false;
+    const QRegularExpression& re = getOrCreateRegex(query, valid);
+    if (!valid) {
+        if (positions)
+            positions->clear();
+        return false;
+    }
+    return determineMatchWith(query, text, positions, &re);
+}
+
+bool TableData::determineMatchWith(const FindReplaceQuery& query, const QString& text,
+                                   std::vector<int>* positions, const QRegularExpression* regex) const {
     if (positions)
         positions->clear();
     const QString& find = query.findStr;
@@ -83,10 +98,9 @@ bool TableData::determineMatchInternal(const FindReplaceQuery& query, const QStr
     const Qt::CaseSensitivity cs = caseOf(query);
 
     if (query.regex) {
-        bool valid = false;
-        const QRegularExpression& re = getOrCreateRegex(query, valid);
-        if (!valid)
+        if (!regex || !regex->isValid())
             return false;
+        const QRegularExpression& re = *regex;
         if (!positions)
             return re.match(text).hasMatch();
         QRegularExpressionMatchIterator it = re.globalMatch(text);
@@ -277,19 +291,20 @@ Range TableData::findInWalk(const FindReplaceQuery& query, const Range& start, b
     std::vector<int>* out = positions ? positions : &local;
 
     // A read-only table is read in blocks of rows in the walk's direction: one strip read then
-    // serves many cells. Blocks start small, so that a match nearby comes back at once, and grow.
+    // serves many cells. Blocks start at a few rows, so that a match nearby comes back at once
+    // (one small read), and grow fourfold up to the batch size.
     const auto* readOnly = walk.isList ? nullptr : qobject_cast<const ReadOnlyDataContainer*>(dataContainer);
     const int modelRowCount = modelCols > 0 ? static_cast<int>(n / modelCols) : 0;
     int blockFirst = 0;
     int blockLast = -1;
-    int blockSize = 16;
+    int blockSize = 4;
     std::vector<ReadOnlyDataContainer::CellPosition> wanted;
     std::vector<std::vector<char>> block;
-    const auto readOnlyText = [&](int modelRow, qint64 colIndex) {
+    const auto readOnlyBytes = [&](int modelRow, qint64 colIndex) {
         if (modelRow < blockFirst || modelRow > blockLast) {
             blockFirst = forward ? modelRow : std::max(0, modelRow - blockSize + 1);
             blockLast = forward ? std::min(modelRowCount - 1, modelRow + blockSize - 1) : modelRow;
-            blockSize = std::min(blockSize * 2, kReadOnlyBatchRows);
+            blockSize = std::min(blockSize * 4, kReadOnlyBatchRows);
             wanted.clear();
             for (int m = blockFirst; m <= blockLast; ++m) {
                 const int raw = getRawFromModelRow(m);
@@ -305,7 +320,20 @@ Range TableData::findInWalk(const FindReplaceQuery& query, const Range& start, b
         }
         const std::vector<char>& bytes =
             block[static_cast<std::size_t>(qint64(modelRow - blockFirst) * modelCols + colIndex)];
-        return decodeCell(std::string_view(bytes.data(), bytes.size()), encoding, codec);
+        return std::string_view(bytes.data(), bytes.size());
+    };
+    bool valid = false;
+    const QRegularExpression* re = query.regex ? &getOrCreateRegex(query, valid) : nullptr;
+    const FindByteMatcher matcher(query, encoding, codec != nullptr, wordDelimiterLookup, re);
+    std::vector<char> scratch;
+    const auto cellBytes = [&](int row, int col) {
+        if (transposed)
+            std::swap(row, col);
+        std::string_view view;
+        if (dataContainer->getValueView(row, col, view))
+            return view;
+        scratch = dataContainer->getValue(row, col);
+        return std::string_view(scratch.data(), scratch.size());
     };
 
     for (qint64 step = 0; step < n; ++step, k += forward ? 1 : -1) {
@@ -325,9 +353,13 @@ Range TableData::findInWalk(const FindReplaceQuery& query, const Range& start, b
             row = rawRow;
             col = walk.shownCols[static_cast<std::size_t>(at % modelCols)];
         }
-        const QString text = readOnly ? readOnlyText(modelRow, at % modelCols) : findCellText(row, col);
-        if (text.isEmpty() && !mayMatchEmpty(query))
+        const std::string_view bytes =
+            readOnly ? readOnlyBytes(modelRow, at % modelCols) : cellBytes(row, col);
+        if (bytes.empty() && !mayMatchEmpty(query))
             continue;
+        if (matcher.classify(bytes) == FindByteMatcher::NoMatch)
+            continue;
+        const QString text = decodeCell(bytes, encoding, codec);
         if (determineMatchInternal(query, text, out)) {
             Range found(row, col, RangeIndexType::Raw);
             found.value = text;
@@ -368,14 +400,38 @@ Range TableData::findPrevMatch(const FindReplaceQuery& query, const Range& start
 // --- Every match -----------------------------------------------------------------------------
 
 RangeVector TableData::findAll(const FindReplaceQuery& query, Worker* worker) const {
-    return findAllInternal(query, worker, false);
+    std::vector<FoundCell> found;
+    RangeVector out;
+    if (!findAllCells(query, found, false, worker))
+        return out;
+    out.reserve(found.size());
+    for (FoundCell& cell : found) {
+        out.emplace_back(cell.row, cell.col, RangeIndexType::Raw);
+        out.back().value = std::move(cell.text);
+    }
+    return out;
 }
 
 // One pass in stored order; with `replaceIt` each match comes back replaced, and cells that a
 // replacement leaves as they were are left out.
-RangeVector TableData::findAllInternal(const FindReplaceQuery& query, Worker* worker, bool replaceIt) const {
+bool TableData::findAllCells(const FindReplaceQuery& query, std::vector<FoundCell>& out, bool replaceIt,
+                             Worker* worker) const {
+    out.clear();
+    if (worker && !worker->updateProgress(0.0f))
+        return false;
     if (query.findStr.isEmpty() || !dataContainer)
-        return RangeVector();
+        return true;
+    // A copy of the pattern: the search may run on the worker while the window's own searches
+    // use the shared cache.
+    QRegularExpression regex;
+    if (query.regex) {
+        bool valid = false;
+        regex = getOrCreateRegex(query, valid);
+        if (!valid)
+            return true;
+    }
+    const QRegularExpression* re = query.regex ? &regex : nullptr;
+    const FindByteMatcher matcher(query, encoding, codec != nullptr, wordDelimiterLookup, re);
     const int modelRows = numModelRows();
     const int modelCols = numModelCols();
     std::vector<int> shownCols;
@@ -383,40 +439,26 @@ RangeVector TableData::findAllInternal(const FindReplaceQuery& query, Worker* wo
     for (int c = 0; c < modelCols; ++c)
         shownCols.push_back(getRawFromModelCol(c));
     std::vector<int> positions;
-    // Matches are gathered lean and become ranges once their number is known: a growing list of
-    // ranges would move every one of them again and again.
-    struct Hit {
-        int row;
-        int col;
-        QString value;
-        QString oldValue;
-    };
-    std::vector<Hit> hits;
     const auto examine = [&](int row, int col, std::string_view bytes) {
         if (bytes.empty() && !mayMatchEmpty(query))
             return;
+        const FindByteMatcher::Verdict verdict = matcher.classify(bytes);
+        if (verdict == FindByteMatcher::NoMatch)
+            return;
         QString text = decodeCell(bytes, encoding, codec);
-        if (!determineMatchInternal(query, text, replaceIt ? &positions : nullptr))
+        if (verdict == FindByteMatcher::Undecided && !determineMatchWith(query, text, nullptr, re))
             return;
         if (!replaceIt) {
-            hits.push_back({row, col, std::move(text), QString()});
+            out.push_back({row, col, std::move(text), QString()});
             return;
         }
+        // A pattern replaces by itself; the plain forms need the places of the matches.
+        if (!query.regex)
+            determineMatchWith(query, text, &positions, re);
         bool valid = false;
-        QString replaced = replacedText(query, text, positions, true, valid);
+        QString replaced = replacedText(query, text, positions, true, valid, re);
         if (valid && replaced != text)
-            hits.push_back({row, col, std::move(replaced), std::move(text)});
-    };
-    const auto finish = [&hits, replaceIt]() {
-        RangeVector out;
-        out.reserve(hits.size());
-        for (Hit& hit : hits) {
-            out.emplace_back(hit.row, hit.col, RangeIndexType::Raw);
-            out.back().value = std::move(hit.value);
-            if (replaceIt)
-                out.back().oldValue = std::move(hit.oldValue);
-        }
-        return out;
+            out.push_back({row, col, std::move(replaced), std::move(text)});
     };
     const auto progress = [worker, modelRows](int modelRow) {
         if (!worker || !worker->readyForUpdate())
@@ -452,10 +494,12 @@ RangeVector TableData::findAllInternal(const FindReplaceQuery& query, Worker* wo
                     examine(raw, col, std::string_view(bytes.data(), bytes.size()));
                 }
             }
-            if (!progress(last))
-                return RangeVector();
+            if (!progress(last)) {
+                out.clear();
+                return false;
+            }
         }
-        return finish();
+        return true;
     }
 
     for (int m = 0; m < modelRows; ++m) {
@@ -473,10 +517,12 @@ RangeVector TableData::findAllInternal(const FindReplaceQuery& query, Worker* wo
                 examine(raw, col, std::string_view(bytes.data(), bytes.size()));
             }
         }
-        if ((m & 1023) == 0 && !progress(m))
-            return RangeVector();
+        if ((m & 1023) == 0 && !progress(m)) {
+            out.clear();
+            return false;
+        }
     }
-    return finish();
+    return true;
 }
 
 RangeVector TableData::findAll(const FindReplaceQuery& query, const RangeVector& cells) const {
@@ -500,7 +546,8 @@ RangeVector TableData::findAll(const FindReplaceQuery& query, const RangeVector&
 // --- Replacing -------------------------------------------------------------------------------
 
 QString TableData::replacedText(const FindReplaceQuery& query, const QString& text,
-                                const std::vector<int>& positions, bool all, bool& valid) const {
+                                const std::vector<int>& positions, bool all, bool& valid,
+                                const QRegularExpression* regex) const {
     valid = true;
     QString out = text;
     if (!query.regex) {
@@ -517,7 +564,8 @@ QString TableData::replacedText(const FindReplaceQuery& query, const QString& te
         }
         return out;
     }
-    const QRegularExpression& re = getOrCreateRegex(query, valid);
+    const QRegularExpression& re = regex ? *regex : getOrCreateRegex(query, valid);
+    valid = re.isValid();
     if (!valid)
         return out;
     // Every match in the cell; back-references in the replacement work.
@@ -559,7 +607,17 @@ Range TableData::replacePrevMatch(const FindReplaceQuery& query, const Range& st
 }
 
 RangeVector TableData::replaceAll(const FindReplaceQuery& query, Worker* worker) const {
-    return findAllInternal(query, worker, true);
+    std::vector<FoundCell> found;
+    RangeVector out;
+    if (!findAllCells(query, found, true, worker))
+        return out;
+    out.reserve(found.size());
+    for (FoundCell& cell : found) {
+        out.emplace_back(cell.row, cell.col, RangeIndexType::Raw);
+        out.back().value = std::move(cell.text);
+        out.back().oldValue = std::move(cell.oldText);
+    }
+    return out;
 }
 
 RangeVector TableData::replaceAll(const FindReplaceQuery& query, const RangeVector& cells) const {

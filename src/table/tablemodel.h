@@ -345,6 +345,13 @@ public:
     Range replacePrevMatch(const FindReplaceQuery& query, bool includeStart);
     // Raw cells, in the view's order, for a ReplaceCommand.
     RangeVector replaceAll(const FindReplaceQuery& query);
+    // Every match, or with `replaceIt` every replacement, as a lean list in raw indexes. A large
+    // table is searched on the worker (with `useThread`), which reports progress and may be
+    // canceled: then the result is false, `out` is empty and nothing has changed.
+    bool findAllCells(const FindReplaceQuery& query, std::vector<FoundCell>& out, bool replaceIt,
+                      bool useThread);
+    // The find-all list: every match with its user row and column, searched as above.
+    bool findAllResults(const FindReplaceQuery& query, std::vector<FindResult>& out, bool useThread);
     bool determineMatch(const FindReplaceQuery& query, int row, int col, std::vector<int>& positions) const;
     Range replace(const FindReplaceQuery& query, const Range& cell, const std::vector<int>& positions,
                   bool all) const;

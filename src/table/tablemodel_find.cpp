@@ -3,7 +3,12 @@
 
 #include "table/tablemodel.h"
 
+#include "table/tablemodelworker.h"
+
 namespace {
+
+// Tables at least this large are searched on the worker, behind a progress dialog.
+constexpr qint64 kThreadedFindCells = 200000;
 
 Range invalidRange() {
     return Range(RangeType::Invalid);
@@ -79,6 +84,46 @@ RangeVector TableModel::replaceAll(const FindReplaceQuery& query) {
         return RangeVector();
     return query.inSelectedCells ? tableData.replaceAll(query, rawSelectedCells(*this))
                                  : tableData.replaceAll(query);
+}
+
+bool TableModel::findAllCells(const FindReplaceQuery& query, std::vector<FoundCell>& out, bool replaceIt,
+                              bool useThread) {
+    out.clear();
+    if (replaceIt && readOnly)
+        return true;
+    if (query.inSelectedCells) {
+        const RangeVector cells = rawSelectedCells(*this);
+        const RangeVector found =
+            replaceIt ? tableData.replaceAll(query, cells) : tableData.findAll(query, cells);
+        out.reserve(found.size());
+        for (const Range& cell : found)
+            out.push_back({cell.row, cell.col, cell.value.toString(), cell.oldValue.toString()});
+        return true;
+    }
+    // The pattern is compiled here, on the window's thread: the worker then only reads the cache.
+    bool valid = false;
+    if (query.regex)
+        tableData.getOrCreateRegex(query, valid);
+    const qint64 cells = qint64(rowCountModel()) * columnCountModel();
+    const bool finished = runOnWorker(
+        [&](TableModelWorker& work) { return tableData.findAllCells(query, out, replaceIt, &work); },
+        useThread && cells >= kThreadedFindCells);
+    if (!finished)
+        out.clear();
+    return finished;
+}
+
+bool TableModel::findAllResults(const FindReplaceQuery& query, std::vector<FindResult>& out, bool useThread) {
+    out.clear();
+    std::vector<FoundCell> found;
+    if (!findAllCells(query, found, false, useThread))
+        return false;
+    out.reserve(found.size());
+    for (FoundCell& cell : found) {
+        const Range user = getUserRange(Range(cell.row, cell.col, RangeIndexType::Raw));
+        out.push_back({cell.row, cell.col, user.row, user.col, std::move(cell.text)});
+    }
+    return true;
 }
 
 bool TableModel::determineMatch(const FindReplaceQuery& query, int row, int col,

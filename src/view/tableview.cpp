@@ -432,6 +432,8 @@ void TableView::rowResized(int row, int, int newHeight) {
 void TableView::resizeEvent(QResizeEvent* event) {
     AbstractTableView::resizeEvent(event);
     updateFrozenGeometry();
+    // Cells that came into view light up too.
+    updateFindReplaceMatches();
 }
 
 void TableView::updateGeometries() {

@@ -175,13 +175,18 @@ public:
     bool previewFilter(const FilterData& filter, std::vector<int>& keptRaw, int limit) const;
     // --- Find and replace (tableview_find.cpp) ---------------------------------------------
     // Each moves to (or selects) what it found and says noMatchSignal when there is nothing;
-    // the replaces are one undo step each. All return whether they found something.
+    // the replaces are one undo step each. All return whether they found something. Searches of
+    // the whole table run on the worker with a progress dialog; Cancel leaves everything as it
+    // was (and sets `canceled`).
     bool findNextMatch(const FindReplaceQuery& query, bool includeStart = false);
     bool findPrevMatch(const FindReplaceQuery& query, bool includeStart = false);
-    std::vector<FindResult> findAll(const FindReplaceQuery& query);
+    std::vector<FindResult> findAll(const FindReplaceQuery& query, bool* canceled = nullptr);
     bool replaceNextMatch(const FindReplaceQuery& query, bool includeStart);
     bool replacePrevMatch(const FindReplaceQuery& query, bool includeStart);
-    bool replaceAll(const FindReplaceQuery& query);
+    // `replaced` receives the number of cells changed. Up to a limit the changed cells become the
+    // selection; past it only the first does, since selecting millions one by one would hold the
+    // window far longer than the replace itself.
+    bool replaceAll(const FindReplaceQuery& query, qsizetype* replaced = nullptr);
     bool addNextMatchToSelection(const FindReplaceQuery& query);
     bool selectAllMatches(const FindReplaceQuery& query);
     // The highlight (and replace preview) of the matches in the cells on screen.

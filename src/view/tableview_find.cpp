@@ -5,6 +5,7 @@
 #include "table/replacecommand.h"
 #include "table/setmodeldatacommand.h"
 #include "table/tablemodel.h"
+#include "view/workerprogress.h"
 
 #include <QHeaderView>
 #include <QScrollBar>
@@ -36,16 +37,22 @@ bool TableView::findPrevMatch(const FindReplaceQuery& query, bool includeStart) 
     return m && showFoundMatch(m->findPrevMatch(query, includeStart), query);
 }
 
-std::vector<FindResult> TableView::findAll(const FindReplaceQuery& query) {
+std::vector<FindResult> TableView::findAll(const FindReplaceQuery& query, bool* canceled) {
     std::vector<FindResult> results;
     TableModel* m = tableModel();
+    if (canceled)
+        *canceled = false;
     if (!m)
         return results;
-    const RangeVector found = m->findAll(query);
-    results.reserve(found.size());
-    for (const Range& raw : found) {
-        const Range user = m->getUserRange(raw);
-        results.push_back({raw.row, raw.col, user.row, user.col, raw.value.toString()});
+    bool finished = false;
+    {
+        WorkerProgress progress(this, m, QObject::tr("Finding..."), QObject::tr("Find All"));
+        finished = m->findAllResults(query, results, true);
+    }
+    if (!finished) {
+        if (canceled)
+            *canceled = true;
+        return results;
     }
     if (results.empty())
         emit noMatchSignal(query.findStr);
@@ -53,6 +60,9 @@ std::vector<FindResult> TableView::findAll(const FindReplaceQuery& query) {
 }
 
 namespace {
+
+// More replaced cells than this are not selected one by one after a replace all.
+constexpr qsizetype kMaxSelectedReplacements = 100000;
 
 bool pushReplacement(TableView* view, TableModel* m, Range replaced, bool keepSelection) {
     RangeVector cells;
@@ -100,19 +110,35 @@ bool TableView::replacePrevMatch(const FindReplaceQuery& query, bool includeStar
     return true;
 }
 
-bool TableView::replaceAll(const FindReplaceQuery& query) {
+bool TableView::replaceAll(const FindReplaceQuery& query, qsizetype* replaced) {
+    if (replaced)
+        *replaced = 0;
     TableModel* m = tableModel();
     if (!m || isReadOnly())
         return false;
-    RangeVector cells = m->replaceAll(query);
+    std::vector<FoundCell> cells;
+    bool finished = false;
+    {
+        WorkerProgress progress(this, m, QObject::tr("Replacing..."), QObject::tr("Replace All"));
+        finished = m->findAllCells(query, cells, true, true);
+    }
+    // Canceled: the search wrote nothing, so the table and the undo stack are as they were.
+    if (!finished)
+        return false;
     if (cells.empty()) {
         emit noMatchSignal(query.findStr);
         return false;
     }
-    const Range first = m->getModelRange(Range(cells.front().row, cells.front().col, RangeIndexType::Raw));
+    Range first = m->getModelRange(Range(cells.front().row, cells.front().col, RangeIndexType::Raw));
+    const qsizetype count = static_cast<qsizetype>(cells.size());
+    const bool selectAll = count <= kMaxSelectedReplacements;
     // One undo step for every cell; the replaced cells become the selection.
-    if (!pushCommand(new ReplaceCommand(m, std::move(cells), true)))
+    if (!pushCommand(new ReplaceCommand(m, std::move(cells), selectAll)))
         return false;
+    if (!selectAll)
+        m->setSelection(first);
+    if (replaced)
+        *replaced = count;
     scrollToCell(first.row, first.col, true, true);
     return true;
 }
@@ -150,18 +176,22 @@ bool TableView::selectAllMatches(const FindReplaceQuery& query) {
         return false;
     FindReplaceQuery q = query;
     q.inSelectedCells = false;
-    const RangeVector found = m->findAll(q);
+    std::vector<FoundCell> found;
+    bool finished = false;
+    {
+        WorkerProgress progress(this, m, QObject::tr("Finding..."), QObject::tr("Select All Matches"));
+        finished = m->findAllCells(q, found, false, true);
+    }
+    if (!finished)
+        return false;
     if (found.empty()) {
         emit noMatchSignal(query.findStr);
         return false;
     }
     RangeVector cells;
     cells.reserve(found.size());
-    for (const Range& raw : found) {
-        Range cell = m->getModelRange(raw);
-        cell.value = QVariant();
-        cells.push_back(cell);
-    }
+    for (const FoundCell& raw : found)
+        cells.push_back(m->getModelRange(Range(raw.row, raw.col, RangeIndexType::Raw)));
     m->setSelection(cells);
     scrollToMainCell(true, false);
     return true;
@@ -169,7 +199,8 @@ bool TableView::selectAllMatches(const FindReplaceQuery& query) {
 
 void TableView::updateFindReplaceMatches() {
     TableModel* m = tableModel();
-    if (!m || !isVisible() || !m->getHasFindReplaceQuery())
+    // While a scan runs on the worker the cells are its to read; the highlight follows after.
+    if (!m || !isVisible() || !m->getHasFindReplaceQuery() || m->isWorkerBusy())
         return;
     const FindReplaceQuery query = m->getFindReplaceQuery();
     if ((!query.highlightMatches && !query.previewReplace) || query.findStr.isEmpty()) {

@@ -1,5 +1,7 @@
 #include "window/findresultswidget.h"
 
+#include "preferences/theme.h"
+
 #include <QHeaderView>
 
 namespace {
@@ -55,7 +57,32 @@ void FindResultsWidget::setResults(const std::vector<FindResult>& found) {
         text.replace(QLatin1Char('\n'), QStringLiteral(" \u21b5 "));
         setItem(i + 1, 1, new QTableWidgetItem(text));
     }
+    colourPlaces();
     scrollToTop();
+}
+
+void FindResultsWidget::setTheme(const Theme& theme) {
+    QPalette p = palette();
+    p.setColor(QPalette::Base, theme.CellColor);
+    p.setColor(QPalette::AlternateBase, theme.CellShade1Color);
+    p.setColor(QPalette::Window, theme.Background1Color);
+    p.setColor(QPalette::Text, theme.TextColor);
+    p.setColor(QPalette::WindowText, theme.TextColor);
+    p.setColor(QPalette::Highlight, theme.SelectedCellColor);
+    p.setColor(QPalette::HighlightedText, theme.TextColor);
+    setPalette(p);
+    viewport()->setPalette(p);
+    placeColor = theme.StaticTextColor;
+    colourPlaces();
+}
+
+void FindResultsWidget::colourPlaces() {
+    if (!placeColor.isValid())
+        return;
+    for (int row = 1; row < rowCount(); ++row) {
+        if (QTableWidgetItem* place = item(row, 0))
+            place->setForeground(placeColor);
+    }
 }
 
 void FindResultsWidget::onCellClicked(int row, int) {

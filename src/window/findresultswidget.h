@@ -6,6 +6,8 @@
 
 #include <vector>
 
+class Theme;
+
 // The find-all list: a count, then one row per match with its place and its text. A click on a
 // match asks the window to go there.
 class FindResultsWidget : public QTableWidget {
@@ -20,11 +22,16 @@ public:
 
 public slots:
     void onCellClicked(int row, int col);
+    // The list takes the table's colours: cells, selection and the quieter text of places.
+    void setTheme(const Theme& theme);
 
 signals:
     // Raw row and column of the match.
     void resultSelectedSignal(int rawRow, int rawCol);
 
 private:
+    void colourPlaces();
+
     std::vector<FindResult> results;
+    QColor placeColor;
 };

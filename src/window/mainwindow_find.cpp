@@ -44,6 +44,8 @@ void MainWindow::ensureFindWidgets() {
         return;
     findReplaceWidget = new FindReplaceWidget(findArea);
     findResultsWidget = new FindResultsWidget(findArea);
+    findResultsWidget->setTheme(settings.getTheme());
+    connect(this, &MainWindow::setThemeSignal, findResultsWidget, &FindResultsWidget::setTheme);
     findResultsWidget->hide();
     findArea->layout()->addWidget(findReplaceWidget);
     findArea->layout()->addWidget(findResultsWidget);
@@ -195,7 +197,10 @@ bool MainWindow::commandFindAllMatches(const QString& path) {
     if (!view || !currentFindQuery(query, false))
         return false;
     findTableFor(path);
-    const std::vector<FindResult> results = view->findAll(query);
+    bool canceled = false;
+    const std::vector<FindResult> results = view->findAll(query, &canceled);
+    if (canceled)
+        return false;
     findResultsWidget->setResults(results);
     findResultsWidget->show();
     verticalSplitter->setStretchFactor(1, 1);
@@ -230,13 +235,11 @@ bool MainWindow::commandReplaceAllMatches(const QString& path) {
     if (!view || view->isReadOnly() || !currentFindQuery(query, true))
         return false;
     findTableFor(path);
-    const int before = view->undoStack()->count();
-    if (!view->replaceAll(query))
+    qsizetype replaced = 0;
+    if (!view->replaceAll(query, &replaced))
         return false;
-    if (view->undoStack()->count() > before)
-        findReplaceWidget->showFeedback(
-            tr("Replaced %1 cells.")
-                .arg(QLocale().toString(static_cast<qsizetype>(view->tableModel()->getSelection().size()))));
+    if (replaced > 0)
+        findReplaceWidget->showFeedback(tr("Replaced %1 cells.").arg(QLocale().toString(replaced)));
     return true;
 }
 
@@ -338,9 +341,10 @@ void MainWindow::onReplaceInAllFiles(const FindReplaceQuery& query) {
             !passesFilter(tableName(view), query.filterStr))
             continue;
         view->stopEditing(true);
-        if (view->replaceAll(q)) {
+        qsizetype replaced = 0;
+        if (view->replaceAll(q, &replaced)) {
             ++files;
-            cells += static_cast<qsizetype>(view->tableModel()->getSelection().size());
+            cells += replaced;
         }
     }
     ensureFindWidgets();

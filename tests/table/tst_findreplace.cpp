@@ -1,10 +1,13 @@
 #include "table/tabledata.h"
 
 #include "storage/readonlydatacontainer.h"
+#include "table/findbytematcher.h"
 #include "table/range.h"
 #include "table/rangevector.h"
+#include "table/worker.h"
 
 #include <QFile>
+#include <QMutex>
 #include <QRegularExpression>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -89,6 +92,10 @@ private slots:
     void regexCompiledOnce();
     void differentialAgainstBruteForce();
     void readOnlyFindsAsEditable();
+    void bytesDecideAsDecodedText();
+    void requiredLiterals_data();
+    void requiredLiterals();
+    void canceledSearchGivesNothing();
 };
 
 void TestFindReplace::matchText_data() {
@@ -350,8 +357,26 @@ void TestFindReplace::regexCompiledOnce() {
 }
 
 void TestFindReplace::differentialAgainstBruteForce() {
-    const QStringList words{"cat", "Cat", "concat", "cat dog", "", "a.b", "dog,cat", "CAT!", "x", "catcat"};
-    const QStringList finds{"cat", "CAT", "a.b", "dog", "c.t", "^c", "x"};
+    // Cells beyond ASCII go the decoded way and must agree with the ASCII ones read as bytes:
+    // the Kelvin sign folds to k and the long s to s.
+    const QStringList words{"cat",
+                            "Cat",
+                            "concat",
+                            "cat dog",
+                            "",
+                            "a.b",
+                            "dog,cat",
+                            "CAT!",
+                            "x",
+                            "catcat",
+                            "Kat",
+                            QStringLiteral(u"\u212Aat"),
+                            QStringLiteral(u"ca\u017F"),
+                            QStringLiteral(u"\u00E9 cat"),
+                            QStringLiteral(u"caf\u00E9")};
+    const QStringList finds{"cat",      "CAT", "a.b", "dog", "c.t",
+                            "^c",       "x",   "kat", "cas", QStringLiteral(u"caf\u00E9"),
+                            "c[a-z]t|k"};
     std::mt19937 rng(27);
     for (int round = 0; round < 60; ++round) {
         const int rows = 1 + int(rng() % 7);
@@ -496,6 +521,141 @@ void TestFindReplace::readOnlyFindsAsEditable() {
             }
         }
     }
+}
+
+// The byte verdicts against the decoded path, over random cells of ASCII, text beyond it and
+// broken UTF-8, for every flag combination; in UTF-8 and Latin-1.
+void TestFindReplace::bytesDecideAsDecodedText() {
+    const std::vector<QByteArray> pieces{"cat",
+                                         "CAT",
+                                         "Cat",
+                                         "k",
+                                         "K",
+                                         "s",
+                                         " ",
+                                         ",",
+                                         ".",
+                                         "-",
+                                         "t1",
+                                         "t42",
+                                         "a.b",
+                                         "dog",
+                                         "x",
+                                         "xx",
+                                         "\xE2\x84\xAA" /* Kelvin sign */,
+                                         "\xC5\xBF" /* long s */,
+                                         "\xC3\xA9",
+                                         "\xF0\x9F\x98\x80",
+                                         "\xC3" /* cut */,
+                                         "\x80",
+                                         "\xFF",
+                                         "ca\xC3",
+                                         QByteArray("\0", 1)};
+    const QStringList finds{"cat",
+                            "CAT",
+                            "k",
+                            "s",
+                            "ss",
+                            "t",
+                            "a.b",
+                            "c.t",
+                            "t\\d+",
+                            "^c",
+                            "[ck]at",
+                            "(ca)+t",
+                            "ca?t",
+                            "x{2}",
+                            "\\.",
+                            "c\\w",
+                            "a|b",
+                            "\\bcat",
+                            "cat$",
+                            QStringLiteral(u"\u00E9"),
+                            QStringLiteral(u"\u212A"),
+                            "(",
+                            "x y",
+                            "t\\b",
+                            "\\d"};
+    std::mt19937 rng(2727);
+    TableData table;
+    int decided = 0;
+    for (const EncodingType encoding : {UTF_8, ISO_8859_1}) {
+        for (const QString& find : finds) {
+            for (int flags = 0; flags < 16; ++flags) {
+                const FindReplaceQuery q = query(find, flags);
+                bool valid = false;
+                const QRegularExpression& re = table.getOrCreateRegex(q, valid);
+                const FindByteMatcher matcher(q, encoding, false, table.wordDelimiterLookupTable(),
+                                              q.regex && valid ? &re : nullptr);
+                for (int round = 0; round < 150; ++round) {
+                    QByteArray bytes;
+                    const int n = int(rng() % 5);
+                    for (int i = 0; i < n; ++i)
+                        bytes += pieces[rng() % pieces.size()];
+                    const FindByteMatcher::Verdict verdict =
+                        matcher.classify(std::string_view(bytes.constData(), std::size_t(bytes.size())));
+                    if (verdict == FindByteMatcher::Undecided)
+                        continue;
+                    ++decided;
+                    const QString text = TableData::decodeCell(
+                        std::string_view(bytes.constData(), std::size_t(bytes.size())), encoding, nullptr);
+                    QCOMPARE(verdict == FindByteMatcher::Match, table.determineMatch(q, text));
+                }
+            }
+        }
+    }
+    // Most random cells are ASCII, and those the bytes decide.
+    QVERIFY(decided > 50000);
+}
+
+void TestFindReplace::requiredLiterals_data() {
+    QTest::addColumn<QString>("pattern");
+    QTest::addColumn<QStringList>("literals");
+    QTest::newRow("plain") << "cat" << QStringList{"cat"};
+    QTest::newRow("class between") << "c[aeiou]t\\d" << QStringList{"c", "t"};
+    QTest::newRow("optional") << "ca?t" << QStringList{"c", "t"};
+    QTest::newRow("at least once") << "ab+c" << QStringList{"ab", "c"};
+    QTest::newRow("star, braces") << "xa*b{2}cd" << QStringList{"x", "cd"};
+    QTest::newRow("escaped punctuation") << "\\.txt" << QStringList{".txt"};
+    QTest::newRow("optional group") << "cat(s)?dog" << QStringList{"cat", "dog"};
+    QTest::newRow("group with a class") << "a([)]|b)c" << QStringList{};
+    QTest::newRow("nested group") << "a(b(c)d)e" << QStringList{"a", "e"};
+    QTest::newRow("class with bracket") << "[]a]bc" << QStringList{"bc"};
+    QTest::newRow("anchors, dot") << "^a.b$" << QStringList{"a", "b"};
+    QTest::newRow("alternatives") << "cat|dog" << QStringList{};
+    QTest::newRow("inline option") << "(?i)cat" << QStringList{};
+    QTest::newRow("code point") << "\\x41bc" << QStringList{};
+    QTest::newRow("back-reference") << "(a)\\1" << QStringList{};
+    QTest::newRow("posix class") << "[[:alpha:]]x" << QStringList{};
+    QTest::newRow("lazy quantifier") << "ab*?c" << QStringList{"a", "c"};
+    QTest::newRow("not a quantifier") << "a{x}" << QStringList{};
+    QTest::newRow("unclosed") << "a(b" << QStringList{};
+    QTest::newRow("beyond ASCII") << QStringLiteral(u"caf\u00E9s") << QStringList{"caf", "s"};
+}
+
+void TestFindReplace::requiredLiterals() {
+    QFETCH(QString, pattern);
+    QFETCH(QStringList, literals);
+    QStringList got;
+    for (const std::string& literal : FindByteMatcher::requiredLiterals(pattern))
+        got << QString::fromStdString(literal);
+    QCOMPARE(got, literals);
+}
+
+void TestFindReplace::canceledSearchGivesNothing() {
+    TableData table;
+    fill(table, Grid{{"cat", "dog"}, {"cat", "cat"}});
+    auto flag = std::make_shared<bool>(true);
+    Worker canceled(flag, std::make_shared<QMutex>());
+    std::vector<FoundCell> out{{0, 0, "stale", ""}};
+    QVERIFY(!table.findAllCells(query("cat", 0, "x"), out, true, &canceled));
+    QVERIFY(out.empty());
+    QVERIFY(table.findAll(query("cat", 0), &canceled).empty());
+    *flag = false;
+    QVERIFY(table.findAllCells(query("cat", 0, "x"), out, true, &canceled));
+    QCOMPARE(out.size(), std::size_t(3));
+    QCOMPARE(out[1].oldText, QString("cat"));
+    QCOMPARE(out[1].text, QString("x"));
 }
 
 QTEST_GUILESS_MAIN(TestFindReplace)

@@ -1,6 +1,8 @@
 #include "window/mainwindow.h"
 
+#include "preferences/theme.h"
 #include "table/tablemodel.h"
+#include "table/tablemodelworker.h"
 #include "util/msgboxanswers.h"
 #include "view/tableview.h"
 #include "window/commands.h"
@@ -181,6 +183,50 @@ private slots:
         QCOMPARE(list->item(4, 1)->text(), QString("Cat"));
         list->onCellClicked(4, 1);
         QCOMPARE(mainCell(*window), std::make_pair(3, 1));
+        // The list follows the window's theme.
+        for (const QString& name : Theme::getNamesList()) {
+            const Theme theme = Theme::convertStringToTheme(name);
+            window->setTheme(theme);
+            QCOMPARE(list->palette().color(QPalette::Base), theme.CellColor);
+            QCOMPARE(list->palette().color(QPalette::Highlight), theme.SelectedCellColor);
+            QCOMPARE(list->item(4, 0)->foreground().color(), theme.StaticTextColor);
+        }
+    }
+
+    // A large table is searched on the worker. Cancel (here at the search's first report) leaves
+    // the cells and the undo stack as they were and lists nothing; without it the work is done.
+    void canceledSearchChangesNothing() {
+        MsgBoxAnswers answers;
+        QByteArray big = "a,b,c,d,e,f,g,h\n";
+        for (int r = 0; r < 26000; ++r)
+            big += "cat,dog,cat " + QByteArray::number(r) + ",x,cat,z,cat,v\n";
+        auto window = openWindow(writeFile(dir->filePath("big.csv"), big));
+        findAndType(*window, "cat");
+        action(*window, "Replace")->trigger();
+        QTest::keyClicks(window->getFindReplaceWidget()->replaceBox()->lineEdit(), "dog");
+        TableModel* m = window->getActiveTable()->tableModel();
+        QUndoStack* undo = window->getActiveTable()->undoStack();
+        const int before = undo->count();
+        const auto cancel = connect(
+            m->getWorker(), &Worker::updateProgressSignal, m, [m](float) { m->cancelWorker(); },
+            Qt::DirectConnection);
+        QVERIFY(!window->commandReplaceAllMatches());
+        QVERIFY(!window->commandFindAllMatches());
+        QVERIFY(!window->getFindResultsWidget()->isVisible());
+        QVERIFY(!window->commandSelectAllMatches());
+        disconnect(cancel);
+        QCOMPARE(undo->count(), before);
+        QCOMPARE(cell(*window, 1, 0), QString("cat"));
+        QCOMPARE(cell(*window, 26000, 2), QString("cat 25999"));
+        QVERIFY(window->commandReplaceAllMatches());
+        QCOMPARE(undo->count(), before + 1);
+        QCOMPARE(cell(*window, 26000, 2), QString("dog 25999"));
+        QCOMPARE(cell(*window, 26000, 6), QString("dog"));
+        // 104,000 replaced cells are too many to select one by one: the first one is selected.
+        QCOMPARE(m->getSelectionIndexes().size(), std::size_t(1));
+        QCOMPARE(mainCell(*window), std::make_pair(1, 0));
+        undo->undo();
+        QCOMPARE(cell(*window, 26000, 2), QString("cat 25999"));
     }
 
     void matchCommandsOfSelection() {

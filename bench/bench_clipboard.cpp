@@ -80,18 +80,17 @@ void selectBlock(TableModel& model, int rows, int cols) {
 }
 
 // Parse plus the paste command on a one-cell table; false when the result is wrong.
-bool timePaste(const QString& tinyPath, const std::function<void(RangeVector&)>& parse, qint64 cells,
+bool timePaste(const QString& tinyPath, const std::function<void(Utilities::TextBlock&)>& parse, qint64 cells,
                double& parseSeconds, double& commandSeconds) {
     auto target = loadModel(tinyPath);
     selectBlock(*target, 1, 1);
     BenchUtil::Timer parseTimer;
-    RangeVector pasted;
+    Utilities::TextBlock pasted;
     parse(pasted);
     parseSeconds = parseTimer.seconds();
-    if (Utilities::parsedCellCount(pasted) != cells) {
+    if (pasted.numCells() != cells) {
         std::fprintf(stderr, "clipboard: parsed %lld cells, expected %lld\n",
-                     static_cast<long long>(Utilities::parsedCellCount(pasted)),
-                     static_cast<long long>(cells));
+                     static_cast<long long>(pasted.numCells()), static_cast<long long>(cells));
         return false;
     }
     QUndoStack stack;
@@ -141,7 +140,7 @@ bool measureRound(TableModel& model, int rows, int cols, qint64 cells, const QSt
 
     struct Format {
         const char* name;
-        std::function<void(RangeVector&)> parse;
+        std::function<void(Utilities::TextBlock&)> parse;
     };
     const QByteArray csvBytes = mime->data(QStringLiteral("text/csv"));
     const QByteArray plainBytes = mime->text().toUtf8();
@@ -149,18 +148,12 @@ bool measureRound(TableModel& model, int rows, int cols, qint64 cells, const QSt
     const QByteArray markdownBytes = markdown.toUtf8();
     const std::vector<Format> formats{
         {"paste: csv",
-         [&](RangeVector& out) {
-             QByteArray bytes = csvBytes;
-             Utilities::parseCsvByteArray(bytes, out, ',', true);
-         }},
+         [&](Utilities::TextBlock& out) { Utilities::parseCsvBlock(csvBytes, out, ',', true); }},
         {"paste: plain (tab)",
-         [&](RangeVector& out) {
-             QByteArray bytes = plainBytes;
-             Utilities::parseCsvByteArray(bytes, out, '\t', true);
-         }},
-        {"paste: html", [&](RangeVector& out) { Utilities::parseHtmlTableByteArray(htmlBytes, out); }},
+         [&](Utilities::TextBlock& out) { Utilities::parseCsvBlock(plainBytes, out, '\t', true); }},
+        {"paste: html", [&](Utilities::TextBlock& out) { Utilities::parseHtmlBlock(htmlBytes, out); }},
         {"paste: markdown",
-         [&](RangeVector& out) { Utilities::parseMarkdownTableByteArray(markdownBytes, out); }},
+         [&](Utilities::TextBlock& out) { Utilities::parseMarkdownBlock(markdownBytes, out); }},
     };
     mime.reset();
     for (const Format& format : formats) {

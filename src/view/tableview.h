@@ -397,6 +397,7 @@ public:
     bool parseSelectedCellContentsAsTable(const QString& format, const QString& delimiter, bool detect);
     // A reader's block at the main cell (or over the selection, for one cell).
     bool pasteBlock(Utilities::TextBlock pasted);
+    bool dropCells(const QMimeData* mime, const Range& target) override;
 
 public slots:
     void onLoadStarted();

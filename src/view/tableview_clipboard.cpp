@@ -123,6 +123,22 @@ bool TableView::pasteCells() {
     return pasteBlock(std::move(pasted));
 }
 
+bool TableView::dropCells(const QMimeData* mime, const Range& target) {
+    TableModel* m = tableModel();
+    if (!m || !mime || loading || isReadOnly() || target.row < 0 || target.col < 0)
+        return false;
+    Utilities::TextBlock pasted;
+    m->convertMimeToTextBlock(mime, pasted);
+    if (pasted.empty())
+        return false;
+    // The drop point is where the block lands, as the main cell is for a paste; a single text
+    // goes into that one cell.
+    Range cell(target.row, target.col, RangeIndexType::Model);
+    cell.isMainCell = true;
+    m->setSelection(cell);
+    return pasteBlock(std::move(pasted));
+}
+
 bool TableView::pasteCellsWithFormat(const QString& format, const QString& delimiter) {
     TableModel* m = tableModel();
     if (!m || loading || isReadOnly())

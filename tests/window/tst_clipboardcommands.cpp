@@ -12,6 +12,7 @@
 
 #include <QAction>
 #include <QClipboard>
+#include <QDropEvent>
 #include <QFile>
 #include <QGuiApplication>
 #include <QLabel>
@@ -150,6 +151,31 @@ private slots:
         QCOMPARE(view->undoStack()->count(), 1);
         trigger(*window, QStringLiteral("Undo"));
         QCOMPARE(rawCells(view), before);
+    }
+
+    // Cells dropped from another program land at the drop point as one step, read like a paste,
+    // and the program they came from keeps them.
+    void dropFromElsewherePastes() {
+        MsgBoxAnswers answers;
+        auto window = openWindow("a,b\nc,d\n");
+        window->show();
+        QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+        TableView* view = window->getActiveTable();
+        QMimeData mime;
+        mime.setData(QStringLiteral("text/csv"), "x,\"y\nz\"\n1,2\n");
+        mime.setText(QStringLiteral("not this"));
+        const QPoint pos = view->visualRect(view->model()->index(1, 1)).center();
+        QDragEnterEvent enter(pos, Qt::CopyAction | Qt::MoveAction, &mime, Qt::LeftButton, Qt::NoModifier);
+        QCoreApplication::sendEvent(view->viewport(), &enter);
+        QVERIFY(enter.isAccepted());
+        QDropEvent drop(pos, Qt::CopyAction | Qt::MoveAction, &mime, Qt::LeftButton, Qt::NoModifier);
+        QCoreApplication::sendEvent(view->viewport(), &drop);
+        QVERIFY(drop.isAccepted());
+        QCOMPARE(drop.dropAction(), Qt::CopyAction);
+        QCOMPARE(rawCells(view), (QStringList{"a;b;", "c;x;y\nz", ";1;2"}));
+        QCOMPARE(view->undoStack()->count(), 1);
+        trigger(*window, QStringLiteral("Undo"));
+        QCOMPARE(rawCells(view), (QStringList{"a;b", "c;d"}));
     }
 
     // A paste that is no table at all, or binary bytes, changes nothing or pastes text, in

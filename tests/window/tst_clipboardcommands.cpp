@@ -18,9 +18,11 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QMimeData>
+#include <QProgressDialog>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 #include <QUndoStack>
 
 namespace {
@@ -176,6 +178,38 @@ private slots:
         QCOMPARE(view->undoStack()->count(), 1);
         trigger(*window, QStringLiteral("Undo"));
         QCOMPARE(rawCells(view), (QStringList{"a;b", "c;d"}));
+    }
+
+    // A paste of a quarter of a million cells shows the busy page while it runs, is one undo
+    // step, and gives the keys back to the table.
+    void largePasteShowsPageOneStep() {
+        MsgBoxAnswers answers;
+        auto window = openWindow("a,b\n");
+        window->show();
+        QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+        TableView* view = window->getActiveTable();
+        selectBlock(view, 0, 0, 0, 0);
+        QByteArray csv;
+        for (int r = 0; r < 60000; ++r)
+            csv += "cell-" + QByteArray::number(r) + ",alpha,\"y,z\",,12345\n";
+        auto* mime = new QMimeData;
+        mime->setData(QStringLiteral("text/csv"), csv);
+        QGuiApplication::clipboard()->setMimeData(mime);
+        bool sawPage = false;
+        QTimer::singleShot(0, window.get(), [&] {
+            sawPage =
+                window->findChild<QProgressDialog*>(QStringLiteral("clipboardProgressDialog")) != nullptr;
+        });
+        trigger(*window, QStringLiteral("Paste Cell(s)"));
+        QVERIFY(sawPage);
+        QVERIFY(!window->findChild<QProgressDialog*>(QStringLiteral("clipboardProgressDialog")));
+        QCOMPARE(view->undoStack()->count(), 1);
+        const TableData& data = view->tableModel()->getTableData();
+        QCOMPARE(data.numRawRows(), 60000);
+        QCOMPARE(data.getValueRaw(59999, 0).toString(), QStringLiteral("cell-59999"));
+        QCOMPARE(data.getValueRaw(59999, 2).toString(), QStringLiteral("y,z"));
+        trigger(*window, QStringLiteral("Undo"));
+        QCOMPARE(rawCells(view), (QStringList{"a;b"}));
     }
 
     // A paste that is no table at all, or binary bytes, changes nothing or pastes text, in

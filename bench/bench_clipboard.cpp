@@ -81,7 +81,7 @@ void selectBlock(TableModel& model, int rows, int cols) {
 
 // Parse plus the paste command on a one-cell table; false when the result is wrong.
 bool timePaste(const QString& tinyPath, const std::function<void(Utilities::TextBlock&)>& parse, qint64 cells,
-               double& parseSeconds, double& commandSeconds) {
+               double& parseSeconds, double& commandSeconds, double& cpuSeconds, double& recordMiB) {
     auto target = loadModel(tinyPath);
     selectBlock(*target, 1, 1);
     BenchUtil::Timer parseTimer;
@@ -95,8 +95,11 @@ bool timePaste(const QString& tinyPath, const std::function<void(Utilities::Text
     }
     QUndoStack stack;
     BenchUtil::Timer commandTimer;
-    stack.push(new PasteCommand(target.get(), target->getSelection(), std::move(pasted), true));
+    auto* command = new PasteCommand(target.get(), target->getSelection(), std::move(pasted), true);
+    stack.push(command);
     commandSeconds = commandTimer.seconds();
+    cpuSeconds = parseTimer.cpuSeconds();
+    recordMiB = double(command->memoryBytes()) / (1 << 20);
     return stack.count() == 1;
 }
 
@@ -104,7 +107,9 @@ bool measureRound(TableModel& model, int rows, int cols, qint64 cells, const QSt
                   std::vector<Figure>& figures) {
     // Limit: one append per cell into one string.
     double limitSeconds = 0;
+    double limitCpuSeconds = 0;
     qint64 textChars = 0;
+    qint64 textUtf8Bytes = 0;
     {
         const TableData& data = model.getTableData();
         BenchUtil::Timer timer;
@@ -114,7 +119,9 @@ bool measureRound(TableModel& model, int rows, int cols, qint64 cells, const QSt
                 text += data.getValueModel(r, c).toString();
         }
         limitSeconds = timer.seconds();
+        limitCpuSeconds = timer.cpuSeconds();
         textChars = text.size();
+        textUtf8Bytes = text.toUtf8().size();
     }
 
     malloc_trim(0);
@@ -123,9 +130,12 @@ bool measureRound(TableModel& model, int rows, int cols, qint64 cells, const QSt
     BenchUtil::Timer copyTimer;
     std::unique_ptr<QMimeData> mime(model.convertCellDataToMime(false));
     const double copySeconds = copyTimer.seconds();
+    const double copyCpuSeconds = copyTimer.cpuSeconds();
     const double copyPeakMiB = double(BenchUtil::peakRssBytes() - rssBase) / (1 << 20);
     figures.push_back({"clipboard", "copy: plain + csv + html", copySeconds * 1000, "ms",
                        limitSeconds * 1000 * 3, "3 x one append per cell (one text per format)"});
+    figures.push_back({"clipboard", "copy: plain + csv + html (cpu)", copyCpuSeconds * 1000, "ms",
+                       limitCpuSeconds * 1000 * 3, "3 x one append per cell, thread CPU time"});
     figures.push_back({"clipboard", "copy peak memory", copyPeakMiB, "MiB", double(textChars * 2) / (1 << 20),
                        "UTF-16 text of the cells"});
 
@@ -133,10 +143,14 @@ bool measureRound(TableModel& model, int rows, int cols, qint64 cells, const QSt
     const QString markdown = Utilities::buildMarkdownTable(model.getSelectedTextRows(false));
     figures.push_back({"clipboard", "copy: markdown", mdTimer.seconds() * 1000, "ms", limitSeconds * 1000,
                        "one append per cell"});
+    figures.push_back({"clipboard", "copy: markdown (cpu)", mdTimer.cpuSeconds() * 1000, "ms",
+                       limitCpuSeconds * 1000, "one append per cell, thread CPU time"});
     BenchUtil::Timer htmlTimer;
     const QString html = Utilities::buildHtmlTable(model.getSelectedTextRows(false));
     figures.push_back({"clipboard", "copy: html table", htmlTimer.seconds() * 1000, "ms", limitSeconds * 1000,
                        "one append per cell"});
+    figures.push_back({"clipboard", "copy: html table (cpu)", htmlTimer.cpuSeconds() * 1000, "ms",
+                       limitCpuSeconds * 1000, "one append per cell, thread CPU time"});
 
     struct Format {
         const char* name;
@@ -159,7 +173,9 @@ bool measureRound(TableModel& model, int rows, int cols, qint64 cells, const QSt
     for (const Format& format : formats) {
         double parseSeconds = 0;
         double commandSeconds = 0;
-        if (!timePaste(tinyPath, format.parse, cells, parseSeconds, commandSeconds)) {
+        double cpuSeconds = 0;
+        double recordMiB = 0;
+        if (!timePaste(tinyPath, format.parse, cells, parseSeconds, commandSeconds, cpuSeconds, recordMiB)) {
             std::fprintf(stderr, "clipboard: %s went wrong\n", format.name);
             return false;
         }
@@ -167,6 +183,10 @@ bool measureRound(TableModel& model, int rows, int cols, qint64 cells, const QSt
                            limitSeconds * 1000, "one append per cell"});
         figures.push_back(
             {"clipboard", std::string(format.name) + " (parse only)", parseSeconds * 1000, "ms", 0, ""});
+        figures.push_back({"clipboard", std::string(format.name) + " (cpu)", cpuSeconds * 1000, "ms",
+                           limitCpuSeconds * 1000, "one append per cell, thread CPU time"});
+        figures.push_back({"clipboard", std::string(format.name) + " undo record", recordMiB, "MiB",
+                           double(textUtf8Bytes) / (1 << 20), "UTF-8 text of the cells"});
     }
     return true;
 }

@@ -112,14 +112,20 @@ void appendMarkdownRow(const char* p, qsizetype from, qsizetype to, Utilities::T
         while (b > a && isAsciiSpace(p[b - 1]))
             --b;
         const qsizetype start = out.bytes.size();
-        bool tag = false;
+        bool tag = findByte(p + a, p + b, '<') != nullptr;
+        if (!findByte(p + a, p + b, '\\')) {
+            out.bytes.append(p + a, b - a);
+            if (tag)
+                markdownBreaks(out.bytes, start);
+            out.endCell();
+            return;
+        }
         for (qsizetype i = a; i < b; ++i) {
             if (p[i] == '\\' && i + 1 < b && p[i + 1] == '|') {
                 out.bytes.append('|');
                 ++i;
                 continue;
             }
-            tag = tag || p[i] == '<';
             out.bytes.append(p[i]);
         }
         if (tag)
@@ -760,28 +766,44 @@ QString buildMarkdownTable(const std::vector<std::vector<QString>>& rows) {
     std::size_t numCols = 0;
     for (const auto& row : rows)
         numCols = std::max(numCols, row.size());
+    // Cells that need no escape, nearly all, are shared rather than copied.
+    auto needsEscape = [](const QString& text) {
+        for (const QChar ch : text) {
+            if (ch == u'|' || ch == u'\n' || ch == u'\r')
+                return true;
+        }
+        return false;
+    };
     std::vector<qsizetype> widths(numCols, 0);
-    std::vector<std::vector<QString>> escaped;
-    escaped.reserve(rows.size());
-    for (const auto& row : rows) {
-        std::vector<QString>& line = escaped.emplace_back();
+    std::vector<std::vector<QString>> escaped(rows.size());
+    for (std::size_t r = 0; r < rows.size(); ++r) {
+        std::vector<QString>& line = escaped[r];
         line.reserve(numCols);
         for (std::size_t c = 0; c < numCols; ++c) {
-            QString text = c < row.size() ? row[c] : QString();
-            text.replace(QStringLiteral("|"), QStringLiteral("\\|"));
-            // A line break would end the row; Markdown cells take "<br>" instead.
-            text.replace(QStringLiteral("\r\n"), QStringLiteral("<br>"));
-            text.replace(u'\n', QStringLiteral("<br>"));
+            QString text = c < rows[r].size() ? rows[r][c] : QString();
+            if (needsEscape(text)) {
+                text.replace(u'|', QStringLiteral("\\|"));
+                // A line break would end the row; Markdown cells take "<br>" instead.
+                text.replace(QStringLiteral("\r\n"), QStringLiteral("<br>"));
+                text.replace(u'\n', QStringLiteral("<br>"));
+            }
             widths[c] = std::max(widths[c], text.size());
             line.push_back(std::move(text));
         }
     }
+    // Every row has the same length: all of it is known before the first character.
+    qsizetype lineLength = 2;
+    for (const qsizetype width : widths)
+        lineLength += std::max<qsizetype>(width, 1) + 3;
     QString out;
+    out.reserve(lineLength * qsizetype(escaped.size() + 1));
     for (std::size_t r = 0; r < escaped.size(); ++r) {
         out += u'|';
         for (std::size_t c = 0; c < numCols; ++c) {
+            const QString& text = escaped[r][c];
             out += u' ';
-            out += escaped[r][c].leftJustified(widths[c], u' ');
+            out += text;
+            out.resize(out.size() + widths[c] - text.size(), u' ');
             out += QLatin1String(" |");
         }
         out += u'\n';
@@ -790,7 +812,7 @@ QString buildMarkdownTable(const std::vector<std::vector<QString>>& rows) {
             for (std::size_t c = 0; c < numCols; ++c) {
                 out += u' ';
                 // A separator needs a dash even over an empty column.
-                out += QString(std::max<qsizetype>(widths[c], 1), u'-');
+                out.resize(out.size() + std::max<qsizetype>(widths[c], 1), u'-');
                 out += QLatin1String(" |");
             }
             out += u'\n';
@@ -800,7 +822,15 @@ QString buildMarkdownTable(const std::vector<std::vector<QString>>& rows) {
 }
 
 QString buildHtmlTable(const std::vector<std::vector<QString>>& rows) {
-    QString out = QStringLiteral("<table>\n");
+    qsizetype size = 20;
+    for (const auto& row : rows) {
+        size += 10;
+        for (const QString& cell : row)
+            size += cell.size() + 9;
+    }
+    QString out;
+    out.reserve(size + size / 16);
+    out += QLatin1String("<table>\n");
     for (std::size_t r = 0; r < rows.size(); ++r) {
         const QLatin1String open = r == 0 ? QLatin1String("<th>") : QLatin1String("<td>");
         const QLatin1String close = r == 0 ? QLatin1String("</th>") : QLatin1String("</td>");

@@ -140,13 +140,19 @@ bool measureRound(TableModel& model, int rows, int cols, qint64 cells, const QSt
                        "UTF-16 text of the cells"});
 
     BenchUtil::Timer mdTimer;
-    const QString markdown = Utilities::buildMarkdownTable(model.getSelectedTextRows(false));
+    Utilities::MarkdownTableWriter mdWriter;
+    model.forEachSelectedRowText(false,
+                                 [&mdWriter](const std::vector<QString>& row) { mdWriter.addRow(row); });
+    const QString markdown = mdWriter.finish();
     figures.push_back({"clipboard", "copy: markdown", mdTimer.seconds() * 1000, "ms", limitSeconds * 1000,
                        "one append per cell"});
     figures.push_back({"clipboard", "copy: markdown (cpu)", mdTimer.cpuSeconds() * 1000, "ms",
                        limitCpuSeconds * 1000, "one append per cell, thread CPU time"});
     BenchUtil::Timer htmlTimer;
-    const QString html = Utilities::buildHtmlTable(model.getSelectedTextRows(false));
+    Utilities::HtmlTableWriter htmlWriter;
+    model.forEachSelectedRowText(false,
+                                 [&htmlWriter](const std::vector<QString>& row) { htmlWriter.addRow(row); });
+    const QString html = htmlWriter.finish();
     figures.push_back({"clipboard", "copy: html table", htmlTimer.seconds() * 1000, "ms", limitSeconds * 1000,
                        "one append per cell"});
     figures.push_back({"clipboard", "copy: html table (cpu)", htmlTimer.cpuSeconds() * 1000, "ms",

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstring>
 #include <map>
+#include <utility>
 
 namespace {
 
@@ -762,88 +763,100 @@ QString escapeHtmlCellText(const QString& value) {
     return out;
 }
 
-QString buildMarkdownTable(const std::vector<std::vector<QString>>& rows) {
-    std::size_t numCols = 0;
-    for (const auto& row : rows)
-        numCols = std::max(numCols, row.size());
-    // Cells that need no escape, nearly all, are shared rather than copied.
-    auto needsEscape = [](const QString& text) {
-        for (const QChar ch : text) {
-            if (ch == u'|' || ch == u'\n' || ch == u'\r')
-                return true;
+void MarkdownTableWriter::addRow(const std::vector<QString>& row) {
+    if (widths.size() < row.size())
+        widths.resize(row.size(), 0);
+    for (std::size_t c = 0; c < row.size(); ++c) {
+        const QString& text = row[c];
+        const qsizetype start = texts.size();
+        bool plain = true;
+        for (const QChar ch : text)
+            plain = plain && ch != u'|' && ch != u'\n' && ch != u'\r';
+        if (plain) {
+            texts += text;
+        } else {
+            QString escaped = text;
+            escaped.replace(u'|', QStringLiteral("\\|"));
+            // A line break would end the row; Markdown cells take "<br>" instead.
+            escaped.replace(QStringLiteral("\r\n"), QStringLiteral("<br>"));
+            escaped.replace(u'\n', QStringLiteral("<br>"));
+            texts += escaped;
         }
-        return false;
-    };
-    std::vector<qsizetype> widths(numCols, 0);
-    std::vector<std::vector<QString>> escaped(rows.size());
-    for (std::size_t r = 0; r < rows.size(); ++r) {
-        std::vector<QString>& line = escaped[r];
-        line.reserve(numCols);
-        for (std::size_t c = 0; c < numCols; ++c) {
-            QString text = c < rows[r].size() ? rows[r][c] : QString();
-            if (needsEscape(text)) {
-                text.replace(u'|', QStringLiteral("\\|"));
-                // A line break would end the row; Markdown cells take "<br>" instead.
-                text.replace(QStringLiteral("\r\n"), QStringLiteral("<br>"));
-                text.replace(u'\n', QStringLiteral("<br>"));
-            }
-            widths[c] = std::max(widths[c], text.size());
-            line.push_back(std::move(text));
-        }
+        cellEnds.push_back(texts.size());
+        widths[c] = std::max(widths[c], texts.size() - start);
     }
+    rowEnds.push_back(qsizetype(cellEnds.size()));
+}
+
+QString MarkdownTableWriter::finish() {
     // Every row has the same length: all of it is known before the first character.
     qsizetype lineLength = 2;
     for (const qsizetype width : widths)
         lineLength += std::max<qsizetype>(width, 1) + 3;
     QString out;
-    out.reserve(lineLength * qsizetype(escaped.size() + 1));
-    for (std::size_t r = 0; r < escaped.size(); ++r) {
+    out.reserve(lineLength * qsizetype(rowEnds.size() + 1));
+    qsizetype cell = 0;
+    for (std::size_t r = 0; r < rowEnds.size(); ++r) {
         out += u'|';
-        for (std::size_t c = 0; c < numCols; ++c) {
-            const QString& text = escaped[r][c];
+        for (std::size_t c = 0; c < widths.size(); ++c) {
+            qsizetype length = 0;
             out += u' ';
-            out += text;
-            out.resize(out.size() + widths[c] - text.size(), u' ');
+            // Rows shorter than the widest are filled with empty cells.
+            if (cell < rowEnds[r]) {
+                const qsizetype from = cell == 0 ? 0 : cellEnds[std::size_t(cell - 1)];
+                length = cellEnds[std::size_t(cell)] - from;
+                out += QStringView(texts).mid(from, length);
+                ++cell;
+            }
+            out.resize(out.size() + widths[c] - length, u' ');
             out += QLatin1String(" |");
         }
         out += u'\n';
         if (r == 0) {
             out += u'|';
-            for (std::size_t c = 0; c < numCols; ++c) {
+            for (const qsizetype width : widths) {
                 out += u' ';
                 // A separator needs a dash even over an empty column.
-                out.resize(out.size() + std::max<qsizetype>(widths[c], 1), u'-');
+                out.resize(out.size() + std::max<qsizetype>(width, 1), u'-');
                 out += QLatin1String(" |");
             }
             out += u'\n';
         }
     }
+    *this = MarkdownTableWriter();
     return out;
 }
 
-QString buildHtmlTable(const std::vector<std::vector<QString>>& rows) {
-    qsizetype size = 20;
-    for (const auto& row : rows) {
-        size += 10;
-        for (const QString& cell : row)
-            size += cell.size() + 9;
+void HtmlTableWriter::addRow(const std::vector<QString>& row) {
+    const QLatin1String open = header ? QLatin1String("<th>") : QLatin1String("<td>");
+    const QLatin1String close = header ? QLatin1String("</th>") : QLatin1String("</td>");
+    header = false;
+    out += QLatin1String("<tr>");
+    for (const QString& cell : row) {
+        out += open;
+        out += escapeHtmlCellText(cell);
+        out += close;
     }
-    QString out;
-    out.reserve(size + size / 16);
-    out += QLatin1String("<table>\n");
-    for (std::size_t r = 0; r < rows.size(); ++r) {
-        const QLatin1String open = r == 0 ? QLatin1String("<th>") : QLatin1String("<td>");
-        const QLatin1String close = r == 0 ? QLatin1String("</th>") : QLatin1String("</td>");
-        out += QLatin1String("<tr>");
-        for (const QString& cell : rows[r]) {
-            out += open;
-            out += escapeHtmlCellText(cell);
-            out += close;
-        }
-        out += QLatin1String("</tr>\n");
-    }
+    out += QLatin1String("</tr>\n");
+}
+
+QString HtmlTableWriter::finish() {
     out += QLatin1String("</table>\n");
-    return out;
+    return std::exchange(out, QString());
+}
+
+QString buildMarkdownTable(const std::vector<std::vector<QString>>& rows) {
+    MarkdownTableWriter writer;
+    for (const auto& row : rows)
+        writer.addRow(row);
+    return writer.finish();
+}
+
+QString buildHtmlTable(const std::vector<std::vector<QString>>& rows) {
+    HtmlTableWriter writer;
+    for (const auto& row : rows)
+        writer.addRow(row);
+    return writer.finish();
 }
 
 const QStringList& pasteFormats() {

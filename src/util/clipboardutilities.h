@@ -110,6 +110,29 @@ QString buildMarkdownTable(const std::vector<std::vector<QString>>& rows);
 // A bare HTML table: the first row as th cells, the rest as td cells.
 QString buildHtmlTable(const std::vector<std::vector<QString>>& rows);
 
+// The same two a row at a time, for selections too large to hold as rows of texts first: the
+// Markdown writer keeps the escaped texts in one string until the widths are known.
+class MarkdownTableWriter {
+public:
+    void addRow(const std::vector<QString>& row);
+    QString finish();
+
+private:
+    QString texts;
+    std::vector<qsizetype> cellEnds;
+    std::vector<qsizetype> rowEnds;
+    std::vector<qsizetype> widths;
+};
+class HtmlTableWriter {
+public:
+    void addRow(const std::vector<QString>& row);
+    QString finish();
+
+private:
+    QString out = QStringLiteral("<table>\n");
+    bool header = true;
+};
+
 // The formats of a special paste, in the order they are offered, and a line about each.
 const QStringList& pasteFormats();
 QString pasteFormatDescription(const QString& format);

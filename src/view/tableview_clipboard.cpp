@@ -71,6 +71,14 @@ void parseByFormat(const QByteArray& bytes, const QString& format, const QString
     }
 }
 
+// The selection as a Markdown or HTML table, written row by row.
+template <typename Writer> QString selectionAsTable(const TableModel& model, bool includeHeaders) {
+    Writer writer;
+    model.forEachSelectedRowText(includeHeaders,
+                                 [&writer](const std::vector<QString>& row) { writer.addRow(row); });
+    return writer.finish();
+}
+
 // The format the text itself shows: a Markdown or HTML table, else delimited text.
 void parseDetected(const QByteArray& bytes, Utilities::TextBlock& out) {
     if (Utilities::containsMarkdownTable(bytes))
@@ -167,7 +175,7 @@ bool TableView::copyCellsToMarkdown(bool includeHeaders) {
         return false;
     ClipboardBusy busy(this, m->numSelectedCells(), tr("Copying..."));
     QGuiApplication::clipboard()->setText(
-        Utilities::buildMarkdownTable(m->getSelectedTextRows(includeHeaders)));
+        selectionAsTable<Utilities::MarkdownTableWriter>(*m, includeHeaders));
     return true;
 }
 
@@ -176,7 +184,7 @@ bool TableView::copyCellsToHtml(bool includeHeaders) {
     if (!m || loading)
         return false;
     ClipboardBusy busy(this, m->numSelectedCells(), tr("Copying..."));
-    QGuiApplication::clipboard()->setText(Utilities::buildHtmlTable(m->getSelectedTextRows(includeHeaders)));
+    QGuiApplication::clipboard()->setText(selectionAsTable<Utilities::HtmlTableWriter>(*m, includeHeaders));
     return true;
 }
 

@@ -10,6 +10,7 @@
 #include <QKeyEvent>
 #include <QMimeData>
 #include <QMouseEvent>
+#include <QUrl>
 
 #include <algorithm>
 #include <cstdlib>
@@ -251,7 +252,12 @@ void AbstractTableView::dropEvent(QDropEvent* event) {
         // ends on another of its grids moves nothing.
         const auto* source = qobject_cast<const AbstractTableView*>(event->source());
         const bool ownCells = source && source->tableModel() == m;
-        if (!ownCells && target.isValid() && !readOnlyView && dropCells(event->mimeData(), target)) {
+        // Files go on to the window, which opens them.
+        const QList<QUrl> urls = event->mimeData()->urls();
+        const bool files =
+            std::any_of(urls.cbegin(), urls.cend(), [](const QUrl& url) { return url.isLocalFile(); });
+        if (!ownCells && !files && target.isValid() && !readOnlyView &&
+            dropCells(event->mimeData(), target)) {
             // A copy: the program the cells came from keeps them.
             if (event->possibleActions() & Qt::CopyAction)
                 event->setDropAction(Qt::CopyAction);

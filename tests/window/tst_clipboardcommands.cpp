@@ -24,6 +24,7 @@
 #include <QTest>
 #include <QTimer>
 #include <QUndoStack>
+#include <QUrl>
 
 namespace {
 
@@ -178,6 +179,15 @@ private slots:
         QCOMPARE(view->undoStack()->count(), 1);
         trigger(*window, QStringLiteral("Undo"));
         QCOMPARE(rawCells(view), (QStringList{"a;b", "c;d"}));
+
+        // A file dropped on the grid is left to the window, which opens it: its path is no cell.
+        QMimeData file;
+        file.setUrls({QUrl::fromLocalFile(dir->filePath(QStringLiteral("other.csv")))});
+        file.setText(dir->filePath(QStringLiteral("other.csv")));
+        QDropEvent fileDrop(pos, Qt::CopyAction, &file, Qt::LeftButton, Qt::NoModifier);
+        QCoreApplication::sendEvent(view->viewport(), &fileDrop);
+        QCOMPARE(rawCells(view), (QStringList{"a;b", "c;d"}));
+        QCOMPARE(view->undoStack()->index(), 0);
     }
 
     // A paste of a quarter of a million cells shows the busy page while it runs, is one undo

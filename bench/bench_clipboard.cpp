@@ -80,24 +80,26 @@ void selectBlock(TableModel& model, int rows, int cols) {
 }
 
 // Parse plus the paste command on a one-cell table; false when the result is wrong.
-bool timePaste(const QString& tinyPath, const std::function<void(RangeVector&)>& parse, qint64 cells,
-               double& parseSeconds, double& commandSeconds) {
+bool timePaste(const QString& tinyPath, const std::function<void(Utilities::TextBlock&)>& parse, qint64 cells,
+               double& parseSeconds, double& commandSeconds, double& cpuSeconds, double& recordMiB) {
     auto target = loadModel(tinyPath);
     selectBlock(*target, 1, 1);
     BenchUtil::Timer parseTimer;
-    RangeVector pasted;
+    Utilities::TextBlock pasted;
     parse(pasted);
     parseSeconds = parseTimer.seconds();
-    if (Utilities::parsedCellCount(pasted) != cells) {
+    if (pasted.numCells() != cells) {
         std::fprintf(stderr, "clipboard: parsed %lld cells, expected %lld\n",
-                     static_cast<long long>(Utilities::parsedCellCount(pasted)),
-                     static_cast<long long>(cells));
+                     static_cast<long long>(pasted.numCells()), static_cast<long long>(cells));
         return false;
     }
     QUndoStack stack;
     BenchUtil::Timer commandTimer;
-    stack.push(new PasteCommand(target.get(), target->getSelection(), std::move(pasted), true));
+    auto* command = new PasteCommand(target.get(), target->getSelection(), std::move(pasted), true);
+    stack.push(command);
     commandSeconds = commandTimer.seconds();
+    cpuSeconds = parseTimer.cpuSeconds();
+    recordMiB = double(command->memoryBytes()) / (1 << 20);
     return stack.count() == 1;
 }
 
@@ -105,7 +107,9 @@ bool measureRound(TableModel& model, int rows, int cols, qint64 cells, const QSt
                   std::vector<Figure>& figures) {
     // Limit: one append per cell into one string.
     double limitSeconds = 0;
+    double limitCpuSeconds = 0;
     qint64 textChars = 0;
+    qint64 textUtf8Bytes = 0;
     {
         const TableData& data = model.getTableData();
         BenchUtil::Timer timer;
@@ -115,7 +119,9 @@ bool measureRound(TableModel& model, int rows, int cols, qint64 cells, const QSt
                 text += data.getValueModel(r, c).toString();
         }
         limitSeconds = timer.seconds();
+        limitCpuSeconds = timer.cpuSeconds();
         textChars = text.size();
+        textUtf8Bytes = text.toUtf8().size();
     }
 
     malloc_trim(0);
@@ -124,24 +130,37 @@ bool measureRound(TableModel& model, int rows, int cols, qint64 cells, const QSt
     BenchUtil::Timer copyTimer;
     std::unique_ptr<QMimeData> mime(model.convertCellDataToMime(false));
     const double copySeconds = copyTimer.seconds();
+    const double copyCpuSeconds = copyTimer.cpuSeconds();
     const double copyPeakMiB = double(BenchUtil::peakRssBytes() - rssBase) / (1 << 20);
     figures.push_back({"clipboard", "copy: plain + csv + html", copySeconds * 1000, "ms",
                        limitSeconds * 1000 * 3, "3 x one append per cell (one text per format)"});
+    figures.push_back({"clipboard", "copy: plain + csv + html (cpu)", copyCpuSeconds * 1000, "ms",
+                       limitCpuSeconds * 1000 * 3, "3 x one append per cell, thread CPU time"});
     figures.push_back({"clipboard", "copy peak memory", copyPeakMiB, "MiB", double(textChars * 2) / (1 << 20),
                        "UTF-16 text of the cells"});
 
     BenchUtil::Timer mdTimer;
-    const QString markdown = Utilities::buildMarkdownTable(model.getSelectedTextRows(false));
+    Utilities::MarkdownTableWriter mdWriter;
+    model.forEachSelectedRowText(false,
+                                 [&mdWriter](const std::vector<QString>& row) { mdWriter.addRow(row); });
+    const QString markdown = mdWriter.finish();
     figures.push_back({"clipboard", "copy: markdown", mdTimer.seconds() * 1000, "ms", limitSeconds * 1000,
                        "one append per cell"});
+    figures.push_back({"clipboard", "copy: markdown (cpu)", mdTimer.cpuSeconds() * 1000, "ms",
+                       limitCpuSeconds * 1000, "one append per cell, thread CPU time"});
     BenchUtil::Timer htmlTimer;
-    const QString html = Utilities::buildHtmlTable(model.getSelectedTextRows(false));
+    Utilities::HtmlTableWriter htmlWriter;
+    model.forEachSelectedRowText(false,
+                                 [&htmlWriter](const std::vector<QString>& row) { htmlWriter.addRow(row); });
+    const QString html = htmlWriter.finish();
     figures.push_back({"clipboard", "copy: html table", htmlTimer.seconds() * 1000, "ms", limitSeconds * 1000,
                        "one append per cell"});
+    figures.push_back({"clipboard", "copy: html table (cpu)", htmlTimer.cpuSeconds() * 1000, "ms",
+                       limitCpuSeconds * 1000, "one append per cell, thread CPU time"});
 
     struct Format {
         const char* name;
-        std::function<void(RangeVector&)> parse;
+        std::function<void(Utilities::TextBlock&)> parse;
     };
     const QByteArray csvBytes = mime->data(QStringLiteral("text/csv"));
     const QByteArray plainBytes = mime->text().toUtf8();
@@ -149,24 +168,20 @@ bool measureRound(TableModel& model, int rows, int cols, qint64 cells, const QSt
     const QByteArray markdownBytes = markdown.toUtf8();
     const std::vector<Format> formats{
         {"paste: csv",
-         [&](RangeVector& out) {
-             QByteArray bytes = csvBytes;
-             Utilities::parseCsvByteArray(bytes, out, ',', true);
-         }},
+         [&](Utilities::TextBlock& out) { Utilities::parseCsvBlock(csvBytes, out, ',', true); }},
         {"paste: plain (tab)",
-         [&](RangeVector& out) {
-             QByteArray bytes = plainBytes;
-             Utilities::parseCsvByteArray(bytes, out, '\t', true);
-         }},
-        {"paste: html", [&](RangeVector& out) { Utilities::parseHtmlTableByteArray(htmlBytes, out); }},
+         [&](Utilities::TextBlock& out) { Utilities::parseCsvBlock(plainBytes, out, '\t', true); }},
+        {"paste: html", [&](Utilities::TextBlock& out) { Utilities::parseHtmlBlock(htmlBytes, out); }},
         {"paste: markdown",
-         [&](RangeVector& out) { Utilities::parseMarkdownTableByteArray(markdownBytes, out); }},
+         [&](Utilities::TextBlock& out) { Utilities::parseMarkdownBlock(markdownBytes, out); }},
     };
     mime.reset();
     for (const Format& format : formats) {
         double parseSeconds = 0;
         double commandSeconds = 0;
-        if (!timePaste(tinyPath, format.parse, cells, parseSeconds, commandSeconds)) {
+        double cpuSeconds = 0;
+        double recordMiB = 0;
+        if (!timePaste(tinyPath, format.parse, cells, parseSeconds, commandSeconds, cpuSeconds, recordMiB)) {
             std::fprintf(stderr, "clipboard: %s went wrong\n", format.name);
             return false;
         }
@@ -174,6 +189,10 @@ bool measureRound(TableModel& model, int rows, int cols, qint64 cells, const QSt
                            limitSeconds * 1000, "one append per cell"});
         figures.push_back(
             {"clipboard", std::string(format.name) + " (parse only)", parseSeconds * 1000, "ms", 0, ""});
+        figures.push_back({"clipboard", std::string(format.name) + " (cpu)", cpuSeconds * 1000, "ms",
+                           limitCpuSeconds * 1000, "one append per cell, thread CPU time"});
+        figures.push_back({"clipboard", std::string(format.name) + " undo record", recordMiB, "MiB",
+                           double(textUtf8Bytes) / (1 << 20), "UTF-8 text of the cells"});
     }
     return true;
 }

@@ -41,6 +41,11 @@ int AbstractDataContainer::numEmptyColsAtEnd() {
 bool AbstractDataContainer::setValue(const int&, const int&, const std::vector<char>&) {
     return false;
 }
+void AbstractDataContainer::setValuesInRow(int row,
+                                           const std::vector<std::pair<int, std::string_view>>& cells) {
+    for (const auto& [col, value] : cells)
+        setValue(row, col, std::vector<char>(value.begin(), value.end()));
+}
 bool AbstractDataContainer::resizeRows(int) {
     return false;
 }

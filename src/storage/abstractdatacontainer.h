@@ -59,6 +59,9 @@ public:
     virtual int numEmptyRowsAtEnd();
     virtual int numEmptyColsAtEnd();
     virtual bool setValue(const int& row, const int& col, const std::vector<char>& value);
+    // Several cells of one row at once, (column, bytes) in ascending columns, as setValue would
+    // write them one by one; a container that packs its rows rebuilds the row once.
+    virtual void setValuesInRow(int row, const std::vector<std::pair<int, std::string_view>>& cells);
     virtual bool resizeRows(int n);
     virtual bool resizeCols(int n);
     virtual bool clear();

@@ -76,6 +76,41 @@ bool EditableDataContainer::setValue(const int& row, const int& col, const std::
     return true;
 }
 
+void EditableDataContainer::setValuesInRow(int row,
+                                           const std::vector<std::pair<int, std::string_view>>& cells) {
+    if (row < 0 || cells.empty() || cells.front().first < 0)
+        return;
+    if (row >= static_cast<int>(rows.size())) {
+        rows.resize(static_cast<size_t>(row) + 1);
+        numRowsLogical = row + 1; // as setValue does
+    }
+    if (cells.back().first >= numColsLogical)
+        resizeCols(cells.back().first + 1);
+    auto& r = rows[static_cast<size_t>(row)];
+    int width = r.size();
+    if (cells.back().first < width) {
+        // Every cell is stored already: replaced where it lies.
+        for (const auto& [col, value] : cells)
+            setStoredCell(r, col, value);
+        return;
+    }
+    // The row grows: built once from the old cells and the new ones, instead of once a cell.
+    r.views(scratchViews);
+    bool changed = false;
+    for (const auto& [col, value] : cells) {
+        if (col >= width && value.empty())
+            continue;
+        if (col >= width) {
+            width = col + 1;
+            scratchViews.resize(static_cast<size_t>(width));
+        }
+        scratchViews[static_cast<size_t>(col)] = value;
+        changed = true;
+    }
+    if (changed)
+        r = PackedRow::fromCells(scratchViews);
+}
+
 bool EditableDataContainer::resizeRows(int n) {
     if (n < 0)
         return false;

@@ -30,6 +30,7 @@ public:
     int numEmptyRowsAtEnd() override;
     int numEmptyColsAtEnd() override;
     bool setValue(const int& row, const int& col, const std::vector<char>& value) override;
+    void setValuesInRow(int row, const std::vector<std::pair<int, std::string_view>>& cells) override;
     bool resizeRows(int n) override;
     bool resizeCols(int n) override;
     bool clear() override;

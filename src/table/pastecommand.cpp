@@ -1,7 +1,6 @@
 #include "table/pastecommand.h"
 
 #include "table/tablemodel.h"
-#include "util/clipboardutilities.h"
 
 #include <algorithm>
 #include <numeric>
@@ -19,24 +18,33 @@ std::vector<int> lineSpan(int first, int count) {
 PasteCommand::PasteCommand(TableModel* model, const RangeVector& selection, RangeVector pasted,
                            bool restoreSelection, QUndoCommand* parent)
     : TableUndoCommand(model, selection, restoreSelection, parent) {
+    Utilities::TextBlock block;
+    Utilities::rangesToBlock(pasted, block);
+    pasted.clear();
+    start(std::move(block));
+}
+
+PasteCommand::PasteCommand(TableModel* model, const RangeVector& selection, Utilities::TextBlock pasted,
+                           bool restoreSelection, QUndoCommand* parent)
+    : TableUndoCommand(model, selection, restoreSelection, parent) {
+    start(std::move(pasted));
+}
+
+void PasteCommand::start(Utilities::TextBlock&& pasted) {
     setText(QStringLiteral("PasteCommand"));
-    const qint64 count = Utilities::parsedCellCount(pasted);
+    const qint64 count = pasted.numCells();
     if (count == 0 || model->getMainCell().row < 0 || model->getMainCell().col < 0) {
         isValid = false;
         return;
     }
     if (count == 1) {
-        for (const auto& row : Utilities::parsedRows(pasted)) {
-            if (!row.empty())
-                fillSelection(row.front());
-        }
+        fillSelection(pasted.text(0));
+        // Overwritten cells keep what they held, for undo.
+        model->populateCellDataValues(target, false, true);
+        isValid = !target.empty();
     } else {
-        placeBlock(pasted);
+        placeBlock(std::move(pasted));
     }
-    if (target.empty())
-        isValid = false;
-    // Overwritten cells keep what they held, for undo.
-    model->populateCellDataValues(target, false, true);
 }
 
 void PasteCommand::fillSelection(const QVariant& value) {
@@ -62,36 +70,57 @@ void PasteCommand::fillSelection(const QVariant& value) {
     model->getOrderedSetOfCols(colsInvolved, cells);
 }
 
-void PasteCommand::placeBlock(RangeVector& pasted) {
+void PasteCommand::placeBlock(Utilities::TextBlock&& pasted) {
     const Range& main = model->getMainCell();
-    Range& source = pasted.front();
-    const int numRows = source.endRow + 1;
-    const int numCols = source.endCol + 1;
-    Range block(RangeType::Table, RangeIndexType::Model);
-    block.row = main.row;
-    block.col = main.col;
-    block.endRow = main.row + numRows - 1;
-    block.endCol = main.col + numCols - 1;
-    block.tableValues = std::move(source.tableValues);
-    target.push_back(std::move(block));
+    top = main.row;
+    left = main.col;
+    newTexts = std::move(pasted);
+    const int numRows = int(newTexts.numRows());
+    const int numCols = int(newTexts.numCols);
+
+    // What the block covers within the data, row by row, for undo.
+    const TableData& data = model->getTableData();
+    const int oldRows = std::clamp(data.numModelRows() - top, 0, numRows);
+    const int oldCols = std::clamp(data.numModelCols() - left, 0, numCols);
+    if (oldCols > 0) {
+        for (int r = 0; r < oldRows; ++r) {
+            for (int c = 0; c < oldCols; ++c) {
+                data.appendValueModelUtf8(top + r, left + c, oldTexts.bytes);
+                oldTexts.endCell();
+            }
+            oldTexts.endRow();
+        }
+    }
+    oldTexts.bytes.squeeze();
 
     Range after(RangeType::Table, RangeIndexType::Model);
-    after.row = main.row;
-    after.col = main.col;
-    after.endRow = main.row + numRows - 1;
-    after.endCol = main.col + numCols - 1;
+    after.row = top;
+    after.col = left;
+    after.endRow = top + numRows - 1;
+    after.endCol = left + numCols - 1;
     after.isMainCell = true;
-    after.mainCellRow = main.row;
-    after.mainCellCol = main.col;
+    after.mainCellRow = top;
+    after.mainCellCol = left;
     selectionBefore = selectionCells;
     selectionAfter = RangeVector{after};
-    rowsInvolved = lineSpan(main.row, numRows);
-    colsInvolved = lineSpan(main.col, numCols);
+    rowsInvolved = lineSpan(top, numRows);
+    colsInvolved = lineSpan(left, numCols);
+}
+
+void PasteCommand::writeBlock(const Utilities::TextBlock& block, int numCols) const {
+    model->populateModelUtf8(top, left, int(block.numRows()), numCols,
+                             [&block](int r, std::vector<std::string_view>& texts) {
+                                 for (qsizetype i = block.rowBegin(r); i < block.rowEnd(r); ++i)
+                                     texts.push_back(block.cell(i));
+                             });
 }
 
 void PasteCommand::redo() {
     const RawSize before = rawSize();
-    model->populateModel(target, false);
+    if (newTexts.empty())
+        model->populateModel(target, false);
+    else
+        writeBlock(newTexts, int(newTexts.numCols));
     recordAdded(before);
     TableUndoCommand::redo();
     finishDataChange(false, before, rowsInvolved, colsInvolved);
@@ -99,8 +128,19 @@ void PasteCommand::redo() {
 
 void PasteCommand::undo() {
     const RawSize before = rawSize();
-    model->populateModel(target, true);
+    if (newTexts.empty())
+        model->populateModel(target, true);
+    else
+        writeBlock(oldTexts, int(oldTexts.numCols));
     removeAdded();
     TableUndoCommand::undo();
     finishDataChange(true, before, rowsInvolved, colsInvolved);
+}
+
+qint64 PasteCommand::memoryBytes() const {
+    auto size = [](const Utilities::TextBlock& block) {
+        return qint64(block.bytes.capacity()) +
+               qint64((block.cellEnds.capacity() + block.rowEnds.capacity()) * sizeof(qsizetype));
+    };
+    return size(newTexts) + size(oldTexts);
 }

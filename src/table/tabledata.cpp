@@ -227,6 +227,71 @@ void TableData::keepContainerSize() {
         dataContainer->resizeCols(rawCols);
 }
 
+void TableData::appendValueModelUtf8(int row, int col, QByteArray& out) const {
+    int r = getRawFromModelRow(row);
+    int c = getRawFromModelCol(col);
+    if (transposed)
+        std::swap(r, c);
+    std::string_view view;
+    if (encoding == UTF_8 && dataContainer && r >= 0 && c >= 0 && r < rawRows && c < rawCols &&
+        dataContainer->getValueView(r, c, view)) {
+        out.append(view.data(), qsizetype(view.size()));
+        return;
+    }
+    out += getValueModel(row, col).toString().toUtf8();
+}
+
+void TableData::setBlockModelUtf8(int top, int left, int numRows,
+                                  const std::function<void(int, std::vector<std::string_view>&)>& rowTexts) {
+    if (!editable() || !dataContainer)
+        return;
+    const int rowsBefore = rawRows;
+    const int colsBefore = rawCols;
+    // The rules of setValueRaw: an empty text outside the data writes nothing, anything else
+    // grows the table to hold it.
+    auto accept = [this](int r, int c, std::string_view text) {
+        if (r < 0 || c < 0)
+            return false;
+        const bool outside = r >= rawRows || c >= rawCols;
+        if (outside && text.empty())
+            return false;
+        rawRows = std::max(rawRows, r + 1);
+        rawCols = std::max(rawCols, c + 1);
+        return true;
+    };
+    const bool direct = encoding == UTF_8 && !transposed;
+    std::vector<std::string_view> texts;
+    std::vector<std::pair<int, std::string_view>> cells;
+    for (int i = 0; i < numRows; ++i) {
+        texts.clear();
+        rowTexts(i, texts);
+        const int rawRow = getRawFromModelRow(top + i);
+        if (rawRow < 0)
+            continue;
+        cells.clear();
+        for (std::size_t k = 0; k < texts.size(); ++k) {
+            const int rawCol = getRawFromModelCol(left + int(k));
+            int r = rawRow;
+            int c = rawCol;
+            if (transposed)
+                std::swap(r, c);
+            if (!accept(r, c, texts[k]))
+                continue;
+            if (direct) {
+                cells.emplace_back(c, texts[k]);
+            } else {
+                const QString text = QString::fromUtf8(texts[k].data(), qsizetype(texts[k].size()));
+                dataContainer->setValue(r, c, encodeCell(text, encoding, codec));
+            }
+        }
+        if (!cells.empty())
+            dataContainer->setValuesInRow(rawRow, cells);
+    }
+    keepContainerSize();
+    if (rawRows != rowsBefore || rawCols != colsBefore)
+        emitTableSizeChanged();
+}
+
 bool TableData::isCellPopulated(int row, int col) const {
     return !getValueRawCharVec(row, col).empty();
 }

@@ -13,6 +13,7 @@
 #include <QVariant>
 
 #include <array>
+#include <functional>
 #include <vector>
 
 class AbstractDataContainer;
@@ -79,6 +80,16 @@ public:
     bool setValueModel(int row, int col, const QString& text);
     bool setValueRaw(int row, int col, const QString& text, bool ignoreTranspose = false);
     bool isCellPopulated(int row, int col) const; // raw, user orientation
+
+    // --- Block writes in UTF-8 (clipboard) --------------------------------------------------
+    // The cell's text as UTF-8, appended to `out`: in a UTF-8 table the stored bytes as they
+    // are, so that writing them back restores the cell exactly.
+    void appendValueModelUtf8(int row, int col, QByteArray& out) const;
+    // Writes `numRows` rows of UTF-8 texts from model cell (top, left) on, cell by cell as
+    // setValueModel would; `rowTexts(r, texts)` gives row r. A UTF-8 table takes the bytes as
+    // they are and each row in one pass, and a change of size is announced once.
+    void setBlockModelUtf8(int top, int left, int numRows,
+                           const std::function<void(int, std::vector<std::string_view>&)>& rowTexts);
     // Target of a ctrl-arrow jump from the range's active cell, in the range's index space.
     Range getNextBlockLocation(const Range& range, Direction direction) const;
     bool areColumnsInRowBlank(int row, const std::vector<int>& cols, bool ignoreTranspose = false) const;

@@ -29,6 +29,9 @@ class QThread;
 class QWaitCondition;
 class Settings;
 class TableModelWorker;
+namespace Utilities {
+struct TextBlock;
+}
 
 // Membership of model cells in a list of ranges, in a form that data() can ask per painted
 // cell: single cells, rows and columns by binary search, the few blocks by a scan.
@@ -400,6 +403,12 @@ public:
     // The richest table the mime data holds, as a reader's block (util/clipboardutilities.h):
     // the item list form, then comma-separated text, then an HTML table, then plain text.
     void convertMimeToCellData(const QMimeData* mime, RangeVector& out) const;
+    // The same as a compact block of UTF-8 texts, the form a paste keeps.
+    void convertMimeToTextBlock(const QMimeData* mime, Utilities::TextBlock& out) const;
+    // Writes rows of UTF-8 texts from model cell (top, left) on, as populateModel writes a Table
+    // range, without a value object per cell; `rowTexts(r, texts)` gives row r.
+    void populateModelUtf8(int top, int left, int numRows, int numCols,
+                           const std::function<void(int, std::vector<std::string_view>&)>& rowTexts);
     // The selected texts row by row over the rows and columns that hold a selected cell; a
     // column that a row does not select gives an empty text. Headers as above.
     void forEachSelectedRowText(bool includeHeaders,

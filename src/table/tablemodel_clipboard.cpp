@@ -23,6 +23,41 @@ const QLatin1String kHtmlHead("<!DOCTYPE html>\n<html>\n<style>\ntable {\nborder
                               "</style>\n<body>\n<table>\n");
 const QLatin1String kHtmlFoot("</table>\n</body>\n</html>\n");
 
+// Rows read before the texts' final sizes are estimated.
+constexpr int kSizeSampleRows = 256;
+
+// UTF-16 text appended as UTF-8, without a temporary array a cell.
+void appendUtf8(QByteArray& out, QStringView text) {
+    const qsizetype at = out.size();
+    out.resize(at + text.size() * 3);
+    char* d = out.data() + at;
+    const char16_t* p = text.utf16();
+    const char16_t* end = p + text.size();
+    while (p < end) {
+        char32_t code = *p++;
+        if (code < 0x80) {
+            *d++ = char(code);
+            continue;
+        }
+        if (QChar::isHighSurrogate(code) && p < end && QChar::isLowSurrogate(*p))
+            code = QChar::surrogateToUcs4(char16_t(code), *p++);
+        else if (QChar::isSurrogate(code))
+            code = QChar::ReplacementCharacter;
+        if (code < 0x800) {
+            *d++ = char(0xC0 | (code >> 6));
+        } else if (code < 0x10000) {
+            *d++ = char(0xE0 | (code >> 12));
+            *d++ = char(0x80 | ((code >> 6) & 0x3F));
+        } else {
+            *d++ = char(0xF0 | (code >> 18));
+            *d++ = char(0x80 | ((code >> 12) & 0x3F));
+            *d++ = char(0x80 | ((code >> 6) & 0x3F));
+        }
+        *d++ = char(0x80 | (code & 0x3F));
+    }
+    out.truncate(d - out.constData());
+}
+
 // Records of the item list form: row, column and the roles of the cell. The gaps of the copied
 // selection close up: rows and columns take their place among those present.
 void readDataList(const QByteArray& bytes, RangeVector& out) {
@@ -103,18 +138,32 @@ std::vector<std::vector<QString>> TableModel::getSelectedTextRows(bool includeHe
 
 QMimeData* TableModel::convertCellDataToMime(bool includeHeaders) const {
     auto* mime = new QMimeData;
+    // Plain text as a string, the others as UTF-8 bytes: the HTML document alone carries about
+    // ten characters of tags a cell, which would double in UTF-16.
     QString plain;
-    QString csv;
-    QString html;
+    QByteArray csv;
+    QByteArray html(kHtmlHead.data(), kHtmlHead.size());
     int numRows = 0;
     std::size_t numCols = 0;
     QString single;
+    std::vector<int> selectedRows;
+    getOrderedSetOfSelectedRows(selectedRows);
+    const auto totalRows = qsizetype(selectedRows.size());
+    selectedRows = {};
     forEachSelectedRowText(includeHeaders, [&](const std::vector<QString>& row) {
         ++numRows;
         numCols = row.size();
         if (numRows == 1 && numCols == 1)
             single = row.front();
-        html += QLatin1String("<tr>");
+        // Room for all of it once a sample of rows shows the size: growing a large text step
+        // by step holds the old and the new buffer at once, again and again.
+        if (numRows == kSizeSampleRows && totalRows > 4 * kSizeSampleRows) {
+            const double scale = double(totalRows) / kSizeSampleRows * 1.08;
+            plain.reserve(qsizetype(double(plain.size()) * scale));
+            csv.reserve(qsizetype(double(csv.size()) * scale));
+            html.reserve(qsizetype(double(html.size()) * scale));
+        }
+        html += "<tr>";
         for (std::size_t i = 0; i < row.size(); ++i) {
             QString tabField = row[i];
             Utilities::convertCellValueToTabField(tabField);
@@ -122,17 +171,17 @@ QMimeData* TableModel::convertCellDataToMime(bool includeHeaders) const {
             Utilities::convertCellValueRawToQuotes(csvField);
             if (i > 0) {
                 plain += u'\t';
-                csv += u',';
+                csv += ',';
             }
             plain += tabField;
-            csv += csvField;
-            html += QLatin1String("<td>");
-            html += Utilities::escapeHtmlCellText(row[i]);
-            html += QLatin1String("</td>\n");
+            appendUtf8(csv, csvField);
+            html += "<td>";
+            appendUtf8(html, Utilities::escapeHtmlCellText(row[i]));
+            html += "</td>\n";
         }
         plain += u'\n';
-        csv += u'\n';
-        html += QLatin1String("</tr>\n");
+        csv += '\n';
+        html += "</tr>\n";
     });
     if (plain.endsWith(u'\n'))
         plain.chop(1);
@@ -150,29 +199,43 @@ QMimeData* TableModel::convertCellDataToMime(bool includeHeaders) const {
         }
         return mime;
     }
+    for (auto* text : {&csv, &html}) {
+        if (text->capacity() > text->size() + text->size() / 4)
+            text->squeeze();
+    }
+    if (plain.capacity() > plain.size() + plain.size() / 4)
+        plain.squeeze();
     mime->setText(plain);
+    plain = QString();
     if (numRows == 0)
         return mime;
-    mime->setData(QStringLiteral("text/csv"), csv.toUtf8());
-    csv.clear();
-    html.prepend(kHtmlHead);
-    html += kHtmlFoot;
-    mime->setHtml(html);
+    mime->setData(QStringLiteral("text/csv"), csv);
+    csv = QByteArray();
+    html += kHtmlFoot.data();
+    // Read back by html() as UTF-8, the encoding an HTML text without a charset is taken in.
+    mime->setData(QStringLiteral("text/html"), html);
     return mime;
 }
 
 void TableModel::convertMimeToCellData(const QMimeData* mime, RangeVector& out) const {
+    Utilities::TextBlock block;
+    convertMimeToTextBlock(mime, block);
+    Utilities::blockToRanges(block, out);
+}
+
+void TableModel::convertMimeToTextBlock(const QMimeData* mime, Utilities::TextBlock& out) const {
     out.clear();
     if (!mime)
         return;
     if (mime->hasFormat(kDataListType)) {
-        readDataList(mime->data(kDataListType), out);
+        RangeVector cells;
+        readDataList(mime->data(kDataListType), cells);
+        Utilities::rangesToBlock(cells, out);
         return;
     }
     for (const QString& type : {QStringLiteral("text/csv"), QStringLiteral("Csv")}) {
         if (mime->hasFormat(type)) {
-            QByteArray bytes = mime->data(type);
-            Utilities::parseCsvByteArray(bytes, out, ',', true);
+            Utilities::parseCsvBlock(mime->data(type), out, ',', true);
             return;
         }
     }
@@ -181,7 +244,7 @@ void TableModel::convertMimeToCellData(const QMimeData* mime, RangeVector& out) 
     if (mime->hasHtml()) {
         const QByteArray bytes = mime->html().toUtf8();
         if (Utilities::containsHtmlTable(bytes)) {
-            Utilities::parseHtmlTableByteArray(bytes, out);
+            Utilities::parseHtmlBlock(bytes, out);
             if (!out.empty())
                 return;
         }
@@ -195,5 +258,22 @@ void TableModel::convertMimeToCellData(const QMimeData* mime, RangeVector& out) 
     while (bytes.endsWith('\n') || bytes.endsWith('\r'))
         bytes.chop(1);
     if (!bytes.isEmpty())
-        Utilities::parseCsvByteArray(bytes, out, '\t', true);
+        Utilities::parseCsvBlock(bytes, out, '\t', true);
+}
+
+void TableModel::populateModelUtf8(int top, int left, int numRows, int numCols,
+                                   const std::function<void(int, std::vector<std::string_view>&)>& rowTexts) {
+    if (readOnly || top < 0 || left < 0 || numRows <= 0 || numCols <= 0)
+        return;
+    // The grid first grows to hold what is written, so the view knows every cell it is told of.
+    growViewTo(top + numRows, left + numCols);
+    ++sizeRuleHold;
+    tableData.setBlockModelUtf8(top, left, numRows, rowTexts);
+    --sizeRuleHold;
+    const int bottom = std::min(top + numRows - 1, rowCountView - 1);
+    const int right = std::min(left + numCols - 1, colCountView - 1);
+    if (top <= bottom && left <= right)
+        emit dataChanged(index(top, left), index(bottom, right));
+    enforceTableSize();
+    emit newDataCommittedSignal();
 }

@@ -1,10 +1,12 @@
 #include "util/clipboardutilities.h"
 
+#include <QChar>
 #include <QList>
-#include <QRegularExpression>
 
 #include <algorithm>
+#include <cstring>
 #include <map>
+#include <utility>
 
 namespace {
 
@@ -14,18 +16,52 @@ bool isRowEnd(char ch) {
     return ch == '\n' || ch == '\r' || ch == kRecordSeparator;
 }
 
-// Lines split on LF, without their CR, trimmed.
-QList<QByteArray> trimmedLines(const QByteArray& bytes) {
-    QList<QByteArray> lines = bytes.split('\n');
-    for (QByteArray& line : lines)
-        line = line.trimmed();
+// The blanks QByteArray::trimmed takes off.
+bool isAsciiSpace(char ch) {
+    return ch == ' ' || ch == '\t' || ch == '\n' || ch == '\v' || ch == '\f' || ch == '\r';
+}
+
+const char* findByte(const char* from, const char* end, char ch) {
+    return from < end ? static_cast<const char*>(std::memchr(from, ch, std::size_t(end - from))) : nullptr;
+}
+
+// A line of the input, without its LF and its blanks at both ends.
+struct Span {
+    qsizetype from = 0;
+    qsizetype to = 0;
+};
+
+std::vector<Span> trimmedLineSpans(const QByteArray& bytes) {
+    std::vector<Span> lines;
+    const char* p = bytes.constData();
+    const qsizetype n = bytes.size();
+    qsizetype start = 0;
+    for (;;) {
+        const char* lf = findByte(p + start, p + n, '\n');
+        const qsizetype end = lf ? lf - p : n;
+        qsizetype a = start;
+        qsizetype b = end;
+        while (a < b && isAsciiSpace(p[a]))
+            ++a;
+        while (b > a && isAsciiSpace(p[b - 1]))
+            --b;
+        lines.push_back({a, b});
+        if (!lf)
+            break;
+        start = end + 1;
+    }
     return lines;
 }
 
-bool isMarkdownSeparator(const QByteArray& line) {
+bool spanHasPipe(const char* p, const Span& line) {
+    return findByte(p + line.from, p + line.to, '|') != nullptr;
+}
+
+bool isMarkdownSeparator(const char* p, const Span& line) {
     bool dash = false;
     bool pipe = false;
-    for (const char ch : line) {
+    for (qsizetype i = line.from; i < line.to; ++i) {
+        const char ch = p[i];
         if (ch == '-')
             dash = true;
         else if (ch == '|')
@@ -37,141 +73,315 @@ bool isMarkdownSeparator(const QByteArray& line) {
 }
 
 // Index of the first separator line that has a pipe line above it; -1 without one.
-qsizetype markdownSeparatorIndex(const QList<QByteArray>& lines) {
-    for (qsizetype i = 1; i < lines.size(); ++i) {
-        if (lines[i].isEmpty())
+qsizetype markdownSeparatorIndex(const char* p, const std::vector<Span>& lines) {
+    for (std::size_t i = 1; i < lines.size(); ++i) {
+        if (lines[i].from == lines[i].to)
             continue;
-        if (isMarkdownSeparator(lines[i]) && lines[i - 1].contains('|'))
-            return i;
+        if (isMarkdownSeparator(p, lines[i]) && spanHasPipe(p, lines[i - 1]))
+            return qsizetype(i);
     }
     return -1;
 }
 
-// The fields of one Markdown row: outer pipes off, split on pipes that no backslash escapes.
-std::vector<QVariant> markdownFields(const QByteArray& line) {
-    QByteArray text = line;
-    if (text.startsWith('|'))
-        text.remove(0, 1);
-    if (text.endsWith('|') && !text.endsWith("\\|"))
-        text.chop(1);
-    std::vector<QVariant> fields;
-    QByteArray field;
-    // The writer puts a line break in a cell as "<br>", which Markdown renders as one.
-    auto store = [&fields, &field] {
-        QString value = QString::fromUtf8(field.trimmed());
-        if (value.contains(u'<'))
-            value.replace(QLatin1String("<br>"), QLatin1String("\n"));
-        fields.emplace_back(std::move(value));
-        field.clear();
-    };
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const char ch = text[i];
-        if (ch == '\\' && i + 1 < text.size() && text[i + 1] == '|') {
-            field.append('|');
-            ++i;
-        } else if (ch == '|') {
-            store();
+// Replaces every "<br>" from `from` on with a line break, in place: the writer puts a line
+// break in a Markdown cell that way, and Markdown renders it as one.
+void markdownBreaks(QByteArray& bytes, qsizetype from) {
+    char* p = bytes.data();
+    const qsizetype n = bytes.size();
+    qsizetype out = from;
+    for (qsizetype i = from; i < n;) {
+        if (p[i] == '<' && i + 4 <= n && std::memcmp(p + i, "<br>", 4) == 0) {
+            p[out++] = '\n';
+            i += 4;
         } else {
-            field.append(ch);
+            p[out++] = p[i++];
         }
     }
-    store();
-    return fields;
+    bytes.truncate(out);
 }
 
-// Case-insensitive search for an opening tag `name` (as "<td") that a name character doesn't
-// continue: "<th" is not "<thead".
-// Searches stop at `to`, so that a tag missing from a row doesn't send every cell's search
-// to the end of a long text.
-qsizetype findTag(const QString& text, QLatin1String name, qsizetype from, qsizetype to) {
-    const QStringView within = QStringView(text).first(std::min(to, text.size()));
-    while (from < to) {
-        const qsizetype at = within.indexOf(name, from, Qt::CaseInsensitive);
-        if (at < 0 || at >= to)
-            return -1;
-        const qsizetype next = at + name.size();
-        if (next >= text.size())
-            return -1;
-        const QChar ch = text[next];
-        if (ch == u'>' || ch == u'/' || ch.isSpace())
-            return at;
-        from = next;
-    }
-    return -1;
-}
-
-// Stands for "<br>" while tags are removed and source whitespace collapses.
-constexpr char16_t kLineBreakMark = 0xE000;
-
-QString decodeEntities(const QString& text) {
-    if (!text.contains(u'&'))
-        return text;
-    static const std::map<QString, QString> named{
-        {QStringLiteral("amp"), QStringLiteral("&")},  {QStringLiteral("lt"), QStringLiteral("<")},
-        {QStringLiteral("gt"), QStringLiteral(">")},   {QStringLiteral("quot"), QStringLiteral("\"")},
-        {QStringLiteral("apos"), QStringLiteral("'")}, {QStringLiteral("nbsp"), QString(QChar(0xA0))},
-        {QStringLiteral("tab"), QStringLiteral("\t")}, {QStringLiteral("newline"), QStringLiteral("\n")},
+// One Markdown row into the block: outer pipes off, split on pipes that no backslash escapes,
+// fields trimmed.
+void appendMarkdownRow(const char* p, qsizetype from, qsizetype to, Utilities::TextBlock& out) {
+    if (from < to && p[from] == '|')
+        ++from;
+    if (to > from && p[to - 1] == '|' && !(to - from >= 2 && p[to - 2] == '\\'))
+        --to;
+    auto store = [&](qsizetype a, qsizetype b) {
+        while (a < b && isAsciiSpace(p[a]))
+            ++a;
+        while (b > a && isAsciiSpace(p[b - 1]))
+            --b;
+        const qsizetype start = out.bytes.size();
+        bool tag = findByte(p + a, p + b, '<') != nullptr;
+        if (!findByte(p + a, p + b, '\\')) {
+            out.bytes.append(p + a, b - a);
+            if (tag)
+                markdownBreaks(out.bytes, start);
+            out.endCell();
+            return;
+        }
+        for (qsizetype i = a; i < b; ++i) {
+            if (p[i] == '\\' && i + 1 < b && p[i + 1] == '|') {
+                out.bytes.append('|');
+                ++i;
+                continue;
+            }
+            out.bytes.append(p[i]);
+        }
+        if (tag)
+            markdownBreaks(out.bytes, start);
+        out.endCell();
     };
-    QString out;
-    out.reserve(text.size());
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        if (text[i] != u'&') {
-            out.append(text[i]);
-            continue;
+    qsizetype fieldStart = from;
+    for (qsizetype i = from; i < to; ++i) {
+        if (p[i] == '\\' && i + 1 < to && p[i + 1] == '|') {
+            ++i;
+        } else if (p[i] == '|') {
+            store(fieldStart, i);
+            fieldStart = i + 1;
         }
-        const qsizetype semi = text.indexOf(u';', i + 1);
-        if (semi < 0 || semi - i > 12) {
-            out.append(text[i]);
-            continue;
-        }
-        const QString name = text.mid(i + 1, semi - i - 1);
-        bool ok = false;
-        char32_t code = 0;
-        if (name.startsWith(u'#')) {
-            const bool hex = name.size() > 1 && (name[1] == u'x' || name[1] == u'X');
-            code = name.mid(hex ? 2 : 1).toUInt(&ok, hex ? 16 : 10);
-            ok = ok && code > 0 && code <= 0x10FFFF && (code < 0xD800 || code > 0xDFFF);
-            if (ok)
-                out.append(QString::fromUcs4(&code, 1));
-        } else if (auto it = named.find(name); it != named.end()) {
-            ok = true;
-            out.append(it->second);
-        }
-        if (ok)
-            i = semi;
-        else
-            out.append(text[i]);
     }
-    return out;
+    store(fieldStart, to);
+    out.endRow();
 }
 
-QString htmlCellText(const QString& inner) {
-    static const QRegularExpression lineBreak(QStringLiteral("<br\\s*/?>"),
-                                              QRegularExpression::CaseInsensitiveOption);
-    static const QRegularExpression tag(QStringLiteral("<[^>]*>"));
-    static const QRegularExpression sourceBreaks(QStringLiteral("[\\t\\r\\n]+"));
-    static const QRegularExpression blanks(QStringLiteral(" {2,}"));
-    QString text = inner;
-    // Most cells are plain words; the expressions run only where they can change something.
-    if (text.contains(u'<')) {
-        text.replace(lineBreak, QString(QChar(kLineBreakMark)));
-        text.remove(tag);
+// --- HTML ------------------------------------------------------------------------------------
+
+bool equalsLower(const char* p, qsizetype len, const char* lower) {
+    const auto n = qsizetype(std::strlen(lower));
+    if (len != n)
+        return false;
+    for (qsizetype i = 0; i < n; ++i) {
+        if (char(p[i] | 0x20) != lower[i])
+            return false;
     }
-    if (text.contains(u'\n') || text.contains(u'\t') || text.contains(u'\r'))
-        text.replace(sourceBreaks, QStringLiteral(" "));
-    if (text.contains(QLatin1String("  ")))
-        text.replace(blanks, QStringLiteral(" "));
-    text = text.trimmed();
-    if (!text.contains(QChar(kLineBreakMark)))
-        return decodeEntities(text);
-    // Blanks around a break are the source's layout, not the cell's.
-    text.replace(QStringLiteral(" ") + QChar(kLineBreakMark), QString(QChar(kLineBreakMark)));
-    text.replace(QString(QChar(kLineBreakMark)) + QStringLiteral(" "), QString(QChar(kLineBreakMark)));
-    if (!text.isEmpty() &&
-        std::all_of(text.cbegin(), text.cend(), [](QChar ch) { return ch == kLineBreakMark; }))
-        return QString();
-    text.replace(QChar(kLineBreakMark), u'\n');
-    return decodeEntities(text);
+    return true;
+}
+
+// Tag names: ASCII letters and digits, and any byte of a non-ASCII character.
+bool isNameByte(char ch) {
+    const auto u = uchar(ch);
+    return (u >= '0' && u <= '9') || (char(u | 0x20) >= 'a' && char(u | 0x20) <= 'z') || u >= 0x80;
+}
+
+// The first "<table" that a name character doesn't continue ("<tables" is no table).
+qsizetype findTableTag(const char* p, qsizetype n) {
+    for (qsizetype i = 0;;) {
+        const char* lt = findByte(p + i, p + n, '<');
+        if (!lt)
+            return -1;
+        const qsizetype at = lt - p;
+        if (at + 6 >= n)
+            return -1;
+        if (equalsLower(lt + 1, 5, "table")) {
+            const char ch = p[at + 6];
+            if (ch == '>' || ch == '/' || isAsciiSpace(ch))
+                return at;
+        }
+        i = at + 1;
+    }
+}
+
+// A "<br>", "<br/>" or "<br />" (any case) at `s`: its length, else 0.
+qsizetype brTagLength(const char* s, const char* end) {
+    if (end - s < 4 || s[0] != '<' || char(s[1] | 0x20) != 'b' || char(s[2] | 0x20) != 'r')
+        return 0;
+    const char* q = s + 3;
+    while (q < end && isAsciiSpace(*q))
+        ++q;
+    if (q < end && *q == '/')
+        ++q;
+    return q < end && *q == '>' ? q + 1 - s : 0;
+}
+
+// The code point at `p` in valid UTF-8, and its length.
+char32_t codePointAt(const char* p, const char* end, int& length) {
+    const auto b = uchar(p[0]);
+    length = b < 0x80 ? 1 : b < 0xE0 ? 2 : b < 0xF0 ? 3 : b < 0xF8 ? 4 : 1;
+    if (end - p < length) {
+        length = 1;
+        return b;
+    }
+    if (length == 1)
+        return b;
+    char32_t code = b & (length == 2 ? 0x1F : length == 3 ? 0x0F : 0x07);
+    for (int i = 1; i < length; ++i)
+        code = (code << 6) | (uchar(p[i]) & 0x3F);
+    return code;
+}
+
+void appendUtf8(QByteArray& out, char32_t code) {
+    if (code < 0x80) {
+        out.append(char(code));
+    } else if (code < 0x800) {
+        out.append(char(0xC0 | (code >> 6)));
+        out.append(char(0x80 | (code & 0x3F)));
+    } else if (code < 0x10000) {
+        out.append(char(0xE0 | (code >> 12)));
+        out.append(char(0x80 | ((code >> 6) & 0x3F)));
+        out.append(char(0x80 | (code & 0x3F)));
+    } else {
+        out.append(char(0xF0 | (code >> 18)));
+        out.append(char(0x80 | ((code >> 12) & 0x3F)));
+        out.append(char(0x80 | ((code >> 6) & 0x3F)));
+        out.append(char(0x80 | (code & 0x3F)));
+    }
+}
+
+// Trims the characters QString::trimmed takes off, Unicode blanks included.
+void trimUnicodeSpace(std::string& text) {
+    std::size_t from = 0;
+    while (from < text.size()) {
+        int length = 1;
+        const char32_t code = codePointAt(text.data() + from, text.data() + text.size(), length);
+        if (!QChar::isSpace(code))
+            break;
+        from += std::size_t(length);
+    }
+    std::size_t to = text.size();
+    while (to > from) {
+        std::size_t start = to - 1;
+        while (start > from && (uchar(text[start]) & 0xC0) == 0x80 && to - start < 4)
+            --start;
+        int length = 1;
+        const char32_t code = codePointAt(text.data() + start, text.data() + to, length);
+        if (!QChar::isSpace(code))
+            break;
+        to = start;
+    }
+    text = text.substr(from, to - from);
+}
+
+// Appends `text` with its entities decoded: the named ones of tables and numeric references.
+void appendDecodedEntities(const char* s, std::size_t n, QByteArray& out) {
+    static const std::map<std::string_view, std::string_view> named{
+        {"amp", "&"},  {"lt", "<"},          {"gt", ">"},   {"quot", "\""},
+        {"apos", "'"}, {"nbsp", "\xC2\xA0"}, {"tab", "\t"}, {"newline", "\n"},
+    };
+    const char* end = s + n;
+    for (const char* p = s; p < end;) {
+        const char* amp = findByte(p, end, '&');
+        if (!amp) {
+            out.append(p, end - p);
+            return;
+        }
+        out.append(p, amp - p);
+        p = amp + 1;
+        const char* semi = findByte(p, end, ';');
+        if (!semi || semi - amp > 12) {
+            out.append('&');
+            continue;
+        }
+        const std::string_view name(p, std::size_t(semi - p));
+        if (!name.empty() && name.front() == '#') {
+            const bool hex = name.size() > 1 && (name[1] == 'x' || name[1] == 'X');
+            const std::string_view digits = name.substr(hex ? 2 : 1);
+            bool ok = false;
+            const uint code = QByteArray(digits.data(), qsizetype(digits.size())).toUInt(&ok, hex ? 16 : 10);
+            if (ok && code > 0 && code <= 0x10FFFF && (code < 0xD800 || code > 0xDFFF)) {
+                appendUtf8(out, code);
+                p = semi + 1;
+                continue;
+            }
+        } else if (const auto it = named.find(name); it != named.end()) {
+            out.append(it->second.data(), qsizetype(it->second.size()));
+            p = semi + 1;
+            continue;
+        }
+        out.append('&');
+    }
+}
+
+// Stands for "<br>" while tags go and blanks collapse; no valid UTF-8 text holds this byte.
+constexpr char kBreakMark = '\xFF';
+
+// One HTML cell's text into the block: tags removed, runs of blanks and source line breaks as
+// one blank, trimmed, "<br>" as a line break (a cell of nothing but breaks is empty, as
+// spreadsheets write empty cells), entities decoded.
+void appendHtmlCell(const char* s, qsizetype len, Utilities::TextBlock& out, std::string& a, std::string& b) {
+    const char* end = s + len;
+    // Most cells are plain words: nothing to remove, collapse, trim or decode.
+    bool plain = len == 0 || (uchar(s[0]) < 0x80 && !isAsciiSpace(s[0]) && uchar(end[-1]) < 0x80 &&
+                              !isAsciiSpace(end[-1]));
+    for (const char* p = s; plain && p < end; ++p) {
+        const char ch = *p;
+        plain = ch != '<' && ch != '&' && ch != '\t' && ch != '\r' && ch != '\n' &&
+                !(ch == ' ' && p + 1 < end && p[1] == ' ');
+    }
+    if (plain) {
+        out.bytes.append(s, len);
+        out.endCell();
+        return;
+    }
+    // "<br>" to the mark first, then every other tag out; a "<" without a ">" is text.
+    a.clear();
+    for (const char* p = s; p < end;) {
+        if (const qsizetype br = brTagLength(p, end)) {
+            a += kBreakMark;
+            p += br;
+        } else {
+            a += *p++;
+        }
+    }
+    b.clear();
+    for (std::size_t i = 0; i < a.size();) {
+        const char ch = a[i];
+        if (ch == '<') {
+            const std::size_t gt = a.find('>', i);
+            if (gt != std::string::npos) {
+                i = gt + 1;
+                continue;
+            }
+        }
+        if (ch == ' ' || ch == '\t' || ch == '\r' || ch == '\n') {
+            if (b.empty() || b.back() != ' ')
+                b += ' ';
+        } else {
+            b += ch;
+        }
+        ++i;
+    }
+    trimUnicodeSpace(b);
+    if (b.find(kBreakMark) != std::string::npos) {
+        // Blanks around a break are the source's layout, not the cell's.
+        a.clear();
+        bool onlyBreaks = true;
+        for (std::size_t i = 0; i < b.size(); ++i) {
+            if (b[i] == ' ' &&
+                ((i > 0 && b[i - 1] == kBreakMark) || (i + 1 < b.size() && b[i + 1] == kBreakMark)))
+                continue;
+            onlyBreaks = onlyBreaks && b[i] == kBreakMark;
+            a += b[i] == kBreakMark ? '\n' : b[i];
+        }
+        b = onlyBreaks ? std::string() : a;
+    }
+    appendDecodedEntities(b.data(), b.size(), out.bytes);
+    out.endCell();
+}
+
+// Texts that hold invalid UTF-8 are read as QString would: a replacement character for each
+// bad sequence. Valid input, the usual case, is left alone.
+void makeValidUtf8(Utilities::TextBlock& block) {
+    if (QByteArrayView(block.bytes).isValidUtf8())
+        return;
+    QByteArray bytes;
+    qsizetype from = 0;
+    for (qsizetype& end : block.cellEnds) {
+        bytes += QString::fromUtf8(block.bytes.constData() + from, end - from).toUtf8();
+        from = end;
+        end = bytes.size();
+    }
+    block.bytes = std::move(bytes);
+}
+
+void finishBlock(Utilities::TextBlock& block) {
+    makeValidUtf8(block);
+    // The block may be kept for undo: no more room than a quarter over its text.
+    if (block.bytes.capacity() > block.bytes.size() + block.bytes.size() / 4)
+        block.bytes.squeeze();
+    block.cellEnds.shrink_to_fit();
+    block.rowEnds.shrink_to_fit();
 }
 
 void quoteField(QString& value) {
@@ -183,6 +393,28 @@ void quoteField(QString& value) {
 } // namespace
 
 namespace Utilities {
+
+void blockToRanges(const TextBlock& block, RangeVector& out) {
+    std::vector<std::vector<QVariant>> rows(std::size_t(block.numRows()));
+    for (qsizetype r = 0; r < block.numRows(); ++r) {
+        auto& row = rows[std::size_t(r)];
+        row.reserve(std::size_t(block.rowEnd(r) - block.rowBegin(r)));
+        for (qsizetype i = block.rowBegin(r); i < block.rowEnd(r); ++i)
+            row.emplace_back(block.text(i));
+    }
+    makeParsedBlock(out, std::move(rows));
+}
+
+void rangesToBlock(const RangeVector& parsed, TextBlock& out) {
+    out.clear();
+    for (const auto& row : parsedRows(parsed)) {
+        for (const QVariant& value : row) {
+            out.bytes += value.toString().toUtf8();
+            out.endCell();
+        }
+        out.endRow();
+    }
+}
 
 void makeParsedBlock(RangeVector& out, std::vector<std::vector<QVariant>>&& rows) {
     out.clear();
@@ -212,86 +444,65 @@ qint64 parsedCellCount(const RangeVector& parsed) {
     return count;
 }
 
-void parseCsvByteArray(QByteArray& bytes, RangeVector& out, char delimiter, bool useQuotes) {
+void parseCsvBlock(const QByteArray& input, TextBlock& out, char delimiter, bool useQuotes) {
     out.clear();
-    std::vector<std::vector<QVariant>> rows;
-    const qsizetype n = bytes.size();
-    const char* p = bytes.constData();
-    QByteArray field;
-    int state = 0;
-    qsizetype i = 0;
-    auto store = [&] { rows.back().emplace_back(QString::fromUtf8(field)); };
-    while (i < n) {
-        const char ch = p[i];
-        switch (state) {
-        case 0: // start of a row
-            rows.emplace_back();
-            state = 1;
-            break;
-        case 1: // start of a field
-            field.clear();
-            if (ch == delimiter || isRowEnd(ch)) {
-                state = 5;
-            } else if (useQuotes && ch == '"') {
-                state = 3;
-                ++i;
-            } else {
-                state = 2;
-            }
-            break;
-        case 2: { // unquoted field: take the run up to the next delimiter or row end at once
-            qsizetype end = i;
-            while (end < n && p[end] != delimiter && !isRowEnd(p[end]))
-                ++end;
-            field.append(p + i, end - i);
-            i = end;
-            state = 5;
-            break;
-        }
-        case 3: { // quoted field
-            const char* quote = static_cast<const char*>(memchr(p + i, '"', static_cast<size_t>(n - i)));
-            const qsizetype end = quote ? quote - p : n;
-            field.append(p + i, end - i);
-            i = end;
-            if (quote) {
-                state = 4;
-                ++i;
-            }
-            break;
-        }
-        case 4: // after a quote inside a quoted field
-            if (ch == '"') {
-                field.append('"');
-                state = 3;
-                ++i;
-            } else if (ch == delimiter || isRowEnd(ch)) {
-                state = 5;
-            } else {
-                state = 2; // lax: the quote ended nothing, the rest is plain text
-            }
-            break;
-        case 5: // end of a field
-            store();
+    const char* p = input.constData();
+    const qsizetype n = input.size();
+    // The texts are never longer than the input.
+    out.bytes.reserve(n);
+    auto runEnd = [&](qsizetype i) {
+        while (i < n && p[i] != delimiter && !isRowEnd(p[i]))
             ++i;
-            if (ch == delimiter)
-                state = 1;
-            else
-                state = ch == '\r' ? 6 : 0;
-            break;
-        case 6: // the LF of a CR LF pair
-            if (ch == '\n')
+        return i;
+    };
+    qsizetype i = 0;
+    while (i < n) {
+        // One row: fields up to a row end or the end of the input.
+        for (;;) {
+            if (useQuotes && i < n && p[i] == '"') {
                 ++i;
-            state = 0;
+                for (;;) {
+                    const char* quote = findByte(p + i, p + n, '"');
+                    const qsizetype end = quote ? quote - p : n;
+                    out.bytes.append(p + i, end - i);
+                    i = quote ? end + 1 : n;
+                    if (!quote || i >= n || p[i] == delimiter || isRowEnd(p[i]))
+                        break;
+                    if (p[i] == '"') {
+                        out.bytes.append('"');
+                        ++i;
+                        continue;
+                    }
+                    // Lax: the quote ended nothing, the rest of the field is plain text.
+                    const qsizetype rest = runEnd(i);
+                    out.bytes.append(p + i, rest - i);
+                    i = rest;
+                    break;
+                }
+            } else {
+                const qsizetype end = runEnd(i);
+                out.bytes.append(p + i, end - i);
+                i = end;
+            }
+            out.endCell();
+            if (i >= n)
+                break;
+            const char ch = p[i++];
+            if (ch == delimiter)
+                continue; // a delimiter at the very end leaves an empty last field
+            if (ch == '\r' && i < n && p[i] == '\n')
+                ++i;
             break;
         }
+        out.endRow();
     }
-    if (state >= 1 && state <= 5) {
-        // The last field: a delimiter at the very end leaves an empty one.
-        if (state == 1)
-            field.clear();
-        store();
-    }
-    makeParsedBlock(out, std::move(rows));
+    finishBlock(out);
+}
+
+void parseCsvByteArray(QByteArray& bytes, RangeVector& out, char delimiter, bool useQuotes) {
+    TextBlock block;
+    parseCsvBlock(bytes, block, delimiter, useQuotes);
+    blockToRanges(block, out);
 }
 
 char detectDelimiterInByteArray(const QByteArray& bytes) {
@@ -327,89 +538,106 @@ char detectDelimiterInByteArray(const QByteArray& bytes) {
 }
 
 bool containsMarkdownTable(const QByteArray& bytes) {
-    const QList<QByteArray> lines = trimmedLines(bytes);
-    return lines.size() >= 2 && markdownSeparatorIndex(lines) >= 0;
+    const std::vector<Span> lines = trimmedLineSpans(bytes);
+    return lines.size() >= 2 && markdownSeparatorIndex(bytes.constData(), lines) >= 0;
+}
+
+void parseMarkdownBlock(const QByteArray& bytes, TextBlock& out) {
+    out.clear();
+    const char* p = bytes.constData();
+    const std::vector<Span> lines = trimmedLineSpans(bytes);
+    const qsizetype separator = markdownSeparatorIndex(p, lines);
+    if (separator < 0)
+        return;
+    out.bytes.reserve(bytes.size());
+    for (auto i = std::size_t(separator - 1); i < lines.size(); ++i) {
+        if (qsizetype(i) == separator)
+            continue;
+        if (!spanHasPipe(p, lines[i]))
+            break;
+        appendMarkdownRow(p, lines[i].from, lines[i].to, out);
+    }
+    finishBlock(out);
 }
 
 void parseMarkdownTableByteArray(const QByteArray& bytes, RangeVector& out) {
-    out.clear();
-    const QList<QByteArray> lines = trimmedLines(bytes);
-    const qsizetype separator = markdownSeparatorIndex(lines);
-    if (separator < 0)
-        return;
-    std::vector<std::vector<QVariant>> rows;
-    for (qsizetype i = separator - 1; i < lines.size(); ++i) {
-        if (i == separator)
-            continue;
-        if (!lines[i].contains('|'))
-            break;
-        rows.push_back(markdownFields(lines[i]));
-    }
-    makeParsedBlock(out, std::move(rows));
+    TextBlock block;
+    parseMarkdownBlock(bytes, block);
+    blockToRanges(block, out);
 }
 
 bool containsHtmlTable(const QByteArray& bytes) {
-    return bytes.contains("<table") || bytes.contains("<TABLE") ||
-           QString::fromUtf8(bytes).contains(QLatin1String("<table"), Qt::CaseInsensitive);
+    const char* p = bytes.constData();
+    const char* end = p + bytes.size();
+    for (const char* lt = findByte(p, end, '<'); lt; lt = findByte(lt + 1, end, '<')) {
+        if (end - lt >= 6 && equalsLower(lt + 1, 5, "table"))
+            return true;
+    }
+    return false;
 }
 
-void parseHtmlTableByteArray(const QByteArray& bytes, RangeVector& out) {
+void parseHtmlBlock(const QByteArray& input, TextBlock& out) {
     out.clear();
-    const QString text = QString::fromUtf8(bytes);
-    const qsizetype table = findTag(text, QLatin1String("<table"), 0, text.size());
+    // Valid UTF-8 from here on, so that a byte no valid text holds can mark a line break.
+    QByteArray valid;
+    if (!QByteArrayView(input).isValidUtf8())
+        valid = QString::fromUtf8(input).toUtf8();
+    const QByteArray& text = valid.isNull() ? input : valid;
+    const char* p = text.constData();
+    const qsizetype n = text.size();
+    const qsizetype table = findTableTag(p, n);
     if (table < 0)
         return;
     // One pass over the tags: rows and cells open and close by their tags, and a cell or row
     // also ends where the next one starts, as HTML lets the closing tags out.
-    std::vector<std::vector<QVariant>> rows;
+    std::string scratchA;
+    std::string scratchB;
     bool rowOpen = false;
+    qsizetype rowCells = 0;
     qsizetype cellStart = -1;
     auto closeCell = [&](qsizetype at) {
         if (cellStart < 0)
             return;
-        rows.back().emplace_back(htmlCellText(text.mid(cellStart, at - cellStart)));
+        appendHtmlCell(p + cellStart, at - cellStart, out, scratchA, scratchB);
+        ++rowCells;
         cellStart = -1;
     };
     auto closeRow = [&](qsizetype at) {
         closeCell(at);
-        if (rowOpen && rows.back().empty())
-            rows.pop_back();
+        if (rowOpen && rowCells > 0)
+            out.endRow();
         rowOpen = false;
+        rowCells = 0;
     };
-    const qsizetype n = text.size();
-    qsizetype pos = text.indexOf(u'>', table);
+    const char* gtOfTable = findByte(p + table, p + n, '>');
+    qsizetype pos = gtOfTable ? gtOfTable - p : -1;
     while (pos >= 0 && pos < n) {
-        const qsizetype lt = text.indexOf(u'<', pos);
-        if (lt < 0)
+        const char* ltp = findByte(p + pos, p + n, '<');
+        if (!ltp)
             break;
+        const qsizetype lt = ltp - p;
         qsizetype i = lt + 1;
-        const bool closing = i < n && text[i] == u'/';
+        const bool closing = i < n && p[i] == '/';
         if (closing)
             ++i;
         const qsizetype nameStart = i;
-        while (i < n && text[i].isLetterOrNumber())
+        while (i < n && isNameByte(p[i]))
             ++i;
-        const QStringView name = QStringView(text).mid(nameStart, i - nameStart);
-        auto is = [&name](QLatin1String tag) { return name.compare(tag, Qt::CaseInsensitive) == 0; };
-        const qsizetype gt = text.indexOf(u'>', i);
-        const qsizetype after = gt < 0 ? n : gt + 1;
-        if (closing && is(QLatin1String("table"))) {
+        const char* name = p + nameStart;
+        const qsizetype nameLength = i - nameStart;
+        const char* gt = findByte(p + i, p + n, '>');
+        const qsizetype after = gt ? gt - p + 1 : n;
+        if (closing && equalsLower(name, nameLength, "table")) {
             closeRow(lt);
             break;
         }
-        if (is(QLatin1String("tr"))) {
+        if (equalsLower(name, nameLength, "tr")) {
             closeRow(lt);
-            if (!closing) {
-                rows.emplace_back();
-                rowOpen = true;
-            }
-        } else if (is(QLatin1String("td")) || is(QLatin1String("th"))) {
+            rowOpen = !closing;
+        } else if (equalsLower(name, nameLength, "td") || equalsLower(name, nameLength, "th")) {
             closeCell(lt);
             if (!closing) {
-                if (!rowOpen) {
-                    rows.emplace_back();
-                    rowOpen = true;
-                }
+                rowOpen = true;
                 cellStart = after;
             }
         }
@@ -417,24 +645,45 @@ void parseHtmlTableByteArray(const QByteArray& bytes, RangeVector& out) {
     }
     if (rowOpen)
         closeRow(n);
-    makeParsedBlock(out, std::move(rows));
+    finishBlock(out);
 }
 
-void parseStraightTextByteArray(const QByteArray& bytes, RangeVector& out) {
+void parseHtmlTableByteArray(const QByteArray& bytes, RangeVector& out) {
+    TextBlock block;
+    parseHtmlBlock(bytes, block);
+    blockToRanges(block, out);
+}
+
+void parseStraightTextBlock(const QByteArray& bytes, TextBlock& out) {
     out.clear();
     if (bytes.isEmpty())
         return;
-    std::vector<std::vector<QVariant>> rows;
-    QList<QByteArray> lines = bytes.split('\n');
-    if (lines.size() > 1 && lines.back().isEmpty())
-        lines.removeLast();
-    rows.reserve(static_cast<std::size_t>(lines.size()));
-    for (QByteArray& line : lines) {
-        if (line.endsWith('\r'))
-            line.chop(1);
-        rows.push_back({QVariant(QString::fromUtf8(line))});
+    const char* p = bytes.constData();
+    const qsizetype n = bytes.size();
+    out.bytes.reserve(n);
+    for (qsizetype start = 0;;) {
+        const char* lf = findByte(p + start, p + n, '\n');
+        qsizetype end = lf ? lf - p : n;
+        // A final line break makes no extra empty line.
+        if (!lf && start == n && start > 0)
+            break;
+        const qsizetype next = end + 1;
+        if (end > start && p[end - 1] == '\r')
+            --end;
+        out.bytes.append(p + start, end - start);
+        out.endCell();
+        out.endRow();
+        if (!lf)
+            break;
+        start = next;
     }
-    makeParsedBlock(out, std::move(rows));
+    finishBlock(out);
+}
+
+void parseStraightTextByteArray(const QByteArray& bytes, RangeVector& out) {
+    TextBlock block;
+    parseStraightTextBlock(bytes, block);
+    blockToRanges(block, out);
 }
 
 void convertCellValueRawToQuotes(QString& value) {
@@ -514,64 +763,100 @@ QString escapeHtmlCellText(const QString& value) {
     return out;
 }
 
-QString buildMarkdownTable(const std::vector<std::vector<QString>>& rows) {
-    std::size_t numCols = 0;
-    for (const auto& row : rows)
-        numCols = std::max(numCols, row.size());
-    std::vector<qsizetype> widths(numCols, 0);
-    std::vector<std::vector<QString>> escaped;
-    escaped.reserve(rows.size());
-    for (const auto& row : rows) {
-        std::vector<QString>& line = escaped.emplace_back();
-        line.reserve(numCols);
-        for (std::size_t c = 0; c < numCols; ++c) {
-            QString text = c < row.size() ? row[c] : QString();
-            text.replace(QStringLiteral("|"), QStringLiteral("\\|"));
+void MarkdownTableWriter::addRow(const std::vector<QString>& row) {
+    if (widths.size() < row.size())
+        widths.resize(row.size(), 0);
+    for (std::size_t c = 0; c < row.size(); ++c) {
+        const QString& text = row[c];
+        const qsizetype start = texts.size();
+        bool plain = true;
+        for (const QChar ch : text)
+            plain = plain && ch != u'|' && ch != u'\n' && ch != u'\r';
+        if (plain) {
+            texts += text;
+        } else {
+            QString escaped = text;
+            escaped.replace(u'|', QStringLiteral("\\|"));
             // A line break would end the row; Markdown cells take "<br>" instead.
-            text.replace(QStringLiteral("\r\n"), QStringLiteral("<br>"));
-            text.replace(u'\n', QStringLiteral("<br>"));
-            widths[c] = std::max(widths[c], text.size());
-            line.push_back(std::move(text));
+            escaped.replace(QStringLiteral("\r\n"), QStringLiteral("<br>"));
+            escaped.replace(u'\n', QStringLiteral("<br>"));
+            texts += escaped;
         }
+        cellEnds.push_back(texts.size());
+        widths[c] = std::max(widths[c], texts.size() - start);
     }
+    rowEnds.push_back(qsizetype(cellEnds.size()));
+}
+
+QString MarkdownTableWriter::finish() {
+    // Every row has the same length: all of it is known before the first character.
+    qsizetype lineLength = 2;
+    for (const qsizetype width : widths)
+        lineLength += std::max<qsizetype>(width, 1) + 3;
     QString out;
-    for (std::size_t r = 0; r < escaped.size(); ++r) {
+    out.reserve(lineLength * qsizetype(rowEnds.size() + 1));
+    qsizetype cell = 0;
+    for (std::size_t r = 0; r < rowEnds.size(); ++r) {
         out += u'|';
-        for (std::size_t c = 0; c < numCols; ++c) {
+        for (std::size_t c = 0; c < widths.size(); ++c) {
+            qsizetype length = 0;
             out += u' ';
-            out += escaped[r][c].leftJustified(widths[c], u' ');
+            // Rows shorter than the widest are filled with empty cells.
+            if (cell < rowEnds[r]) {
+                const qsizetype from = cell == 0 ? 0 : cellEnds[std::size_t(cell - 1)];
+                length = cellEnds[std::size_t(cell)] - from;
+                out += QStringView(texts).mid(from, length);
+                ++cell;
+            }
+            out.resize(out.size() + widths[c] - length, u' ');
             out += QLatin1String(" |");
         }
         out += u'\n';
         if (r == 0) {
             out += u'|';
-            for (std::size_t c = 0; c < numCols; ++c) {
+            for (const qsizetype width : widths) {
                 out += u' ';
                 // A separator needs a dash even over an empty column.
-                out += QString(std::max<qsizetype>(widths[c], 1), u'-');
+                out.resize(out.size() + std::max<qsizetype>(width, 1), u'-');
                 out += QLatin1String(" |");
             }
             out += u'\n';
         }
     }
+    *this = MarkdownTableWriter();
     return out;
 }
 
-QString buildHtmlTable(const std::vector<std::vector<QString>>& rows) {
-    QString out = QStringLiteral("<table>\n");
-    for (std::size_t r = 0; r < rows.size(); ++r) {
-        const QLatin1String open = r == 0 ? QLatin1String("<th>") : QLatin1String("<td>");
-        const QLatin1String close = r == 0 ? QLatin1String("</th>") : QLatin1String("</td>");
-        out += QLatin1String("<tr>");
-        for (const QString& cell : rows[r]) {
-            out += open;
-            out += escapeHtmlCellText(cell);
-            out += close;
-        }
-        out += QLatin1String("</tr>\n");
+void HtmlTableWriter::addRow(const std::vector<QString>& row) {
+    const QLatin1String open = header ? QLatin1String("<th>") : QLatin1String("<td>");
+    const QLatin1String close = header ? QLatin1String("</th>") : QLatin1String("</td>");
+    header = false;
+    out += QLatin1String("<tr>");
+    for (const QString& cell : row) {
+        out += open;
+        out += escapeHtmlCellText(cell);
+        out += close;
     }
+    out += QLatin1String("</tr>\n");
+}
+
+QString HtmlTableWriter::finish() {
     out += QLatin1String("</table>\n");
-    return out;
+    return std::exchange(out, QString());
+}
+
+QString buildMarkdownTable(const std::vector<std::vector<QString>>& rows) {
+    MarkdownTableWriter writer;
+    for (const auto& row : rows)
+        writer.addRow(row);
+    return writer.finish();
+}
+
+QString buildHtmlTable(const std::vector<std::vector<QString>>& rows) {
+    HtmlTableWriter writer;
+    for (const auto& row : rows)
+        writer.addRow(row);
+    return writer.finish();
 }
 
 const QStringList& pasteFormats() {

@@ -6,6 +6,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <algorithm>
+#include <string_view>
 #include <vector>
 
 // Readers and writers of the table texts that travel through the clipboard: delimited text,
@@ -16,6 +18,46 @@
 // One range per block rather than one per cell keeps a paste of a million cells to one QVariant
 // a cell. An input without a table leaves `out` empty.
 namespace Utilities {
+
+// A pasted block held compactly: the cells' UTF-8 texts back to back in one byte string, and
+// where each cell and each row ends. A million cells cost their text and two numbers a cell
+// rather than a value object each. Rows keep their own lengths.
+struct TextBlock {
+    QByteArray bytes;
+    std::vector<qsizetype> cellEnds; // end of cell i in `bytes`
+    std::vector<qsizetype> rowEnds;  // end of row r in `cellEnds`
+    qsizetype numCols = 0;           // the longest row
+
+    qsizetype numRows() const { return qsizetype(rowEnds.size()); }
+    qsizetype numCells() const { return qsizetype(cellEnds.size()); }
+    bool empty() const { return cellEnds.empty(); }
+    qsizetype rowBegin(qsizetype r) const { return r == 0 ? 0 : rowEnds[std::size_t(r - 1)]; }
+    qsizetype rowEnd(qsizetype r) const { return rowEnds[std::size_t(r)]; }
+    std::string_view cell(qsizetype i) const {
+        const qsizetype from = i == 0 ? 0 : cellEnds[std::size_t(i - 1)];
+        return std::string_view(bytes.constData() + from, std::size_t(cellEnds[std::size_t(i)] - from));
+    }
+    QString text(qsizetype i) const {
+        const std::string_view view = cell(i);
+        return QString::fromUtf8(view.data(), qsizetype(view.size()));
+    }
+    void endCell() { cellEnds.push_back(bytes.size()); }
+    void endRow() {
+        numCols = std::max(numCols, numCells() - (rowEnds.empty() ? 0 : rowEnds.back()));
+        rowEnds.push_back(numCells());
+    }
+    void clear() { *this = TextBlock(); }
+};
+
+// The block readers. Each clears `out` and leaves it empty for an input without a table; the
+// texts are valid UTF-8 (invalid input bytes read as replacement characters).
+void parseCsvBlock(const QByteArray& bytes, TextBlock& out, char delimiter, bool useQuotes);
+void parseMarkdownBlock(const QByteArray& bytes, TextBlock& out);
+void parseHtmlBlock(const QByteArray& bytes, TextBlock& out);
+void parseStraightTextBlock(const QByteArray& bytes, TextBlock& out);
+// Between a block and the ranges form below.
+void blockToRanges(const TextBlock& block, RangeVector& out);
+void rangesToBlock(const RangeVector& parsed, TextBlock& out);
 
 // Delimited text, read byte by byte. Quotes enclose a field when `useQuotes` is on and the
 // field starts with one; a doubled quote inside is one quote, and a quote followed by anything
@@ -67,6 +109,29 @@ QString escapeHtmlCellText(const QString& value);
 QString buildMarkdownTable(const std::vector<std::vector<QString>>& rows);
 // A bare HTML table: the first row as th cells, the rest as td cells.
 QString buildHtmlTable(const std::vector<std::vector<QString>>& rows);
+
+// The same two a row at a time, for selections too large to hold as rows of texts first: the
+// Markdown writer keeps the escaped texts in one string until the widths are known.
+class MarkdownTableWriter {
+public:
+    void addRow(const std::vector<QString>& row);
+    QString finish();
+
+private:
+    QString texts;
+    std::vector<qsizetype> cellEnds;
+    std::vector<qsizetype> rowEnds;
+    std::vector<qsizetype> widths;
+};
+class HtmlTableWriter {
+public:
+    void addRow(const std::vector<QString>& row);
+    QString finish();
+
+private:
+    QString out = QStringLiteral("<table>\n");
+    bool header = true;
+};
 
 // The formats of a special paste, in the order they are offered, and a line about each.
 const QStringList& pasteFormats();

@@ -17,6 +17,7 @@ class TableModel;
 class TableDelegate;
 class HeaderView;
 class QInputMethodEvent;
+class QMimeData;
 
 // What the main grid and its frozen parts share: keys, mouse selection, the cell drag, the
 // middle-button drag and the overlays painted over the cells. The selection itself lives in
@@ -86,6 +87,13 @@ public:
     // Called for every cell written by the middle-button drag when it ends: one place where the
     // final write becomes a single undoable edit.
     virtual void commitMiddleButtonDrag(const RangeVector& cells);
+    // Cells dropped from another program or window: pasted with their top left cell on
+    // `target` (model indexes) as one step. False when nothing was pasted.
+    virtual bool dropCells(const QMimeData* mime, const Range& target) {
+        (void)mime;
+        (void)target;
+        return false;
+    }
 
 signals:
     void startEditingSignal(bool clear);

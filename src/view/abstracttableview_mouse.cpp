@@ -10,6 +10,7 @@
 #include <QKeyEvent>
 #include <QMimeData>
 #include <QMouseEvent>
+#include <QUrl>
 
 #include <algorithm>
 #include <cstdlib>
@@ -177,31 +178,16 @@ void AbstractTableView::startCellDrag(const Range& grabCell) {
     TableModel* m = tableModel();
     if (!m || readOnlyView)
         return;
-    RangeVector cells;
-    m->getCellOnlyRangeVector(cells, m->getSelection());
-    m->populateCellDataValues(cells, true, false);
-    QStringList lines;
-    int lastRow = -1;
-    QStringList row;
-    for (const Range& cell : cells) {
-        if (cell.row != lastRow && lastRow >= 0) {
-            lines << row.join(QLatin1Char('\t'));
-            row.clear();
-        }
-        lastRow = cell.row;
-        row << cell.value.toString();
-    }
-    if (!row.isEmpty())
-        lines << row.join(QLatin1Char('\t'));
-    auto* mime = new QMimeData;
-    mime->setText(lines.join(QLatin1Char('\n')));
+    // The formats of a copy, so that a drop on another program carries what a paste would.
+    QMimeData* mime = m->convertCellDataToMime(false);
     mime->setData(kInternalDragFormat, QByteArray::number(reinterpret_cast<quintptr>(this)));
     internalDrag = true;
     dragPreview.clear();
     dragGrab = Range(grabCell.row, grabCell.col, RangeIndexType::Model);
     auto* drag = new QDrag(this);
     drag->setMimeData(mime);
-    drag->exec(Qt::MoveAction);
+    // Moves within the table; other programs may take a copy.
+    drag->exec(Qt::MoveAction | Qt::CopyAction, Qt::MoveAction);
     internalDrag = false;
     dragPreview.clear();
     viewport()->update();
@@ -259,12 +245,28 @@ void AbstractTableView::dropEvent(QDropEvent* event) {
         m->clearHighlightedRange();
     dragPreview.clear();
     viewport()->update();
-    if (!internalDrag || !dragGrab.isValid()) {
-        event->ignore();
-        return;
-    }
     const QPoint pos = event->position().toPoint();
     const Range target = cellAtPos(pos.x(), pos.y());
+    if (!internalDrag || !dragGrab.isValid()) {
+        // Cells from elsewhere paste at the drop point; a drag of this table's own cells that
+        // ends on another of its grids moves nothing.
+        const auto* source = qobject_cast<const AbstractTableView*>(event->source());
+        const bool ownCells = source && source->tableModel() == m;
+        // Files go on to the window, which opens them.
+        const QList<QUrl> urls = event->mimeData()->urls();
+        const bool files =
+            std::any_of(urls.cbegin(), urls.cend(), [](const QUrl& url) { return url.isLocalFile(); });
+        if (!ownCells && !files && target.isValid() && !readOnlyView &&
+            dropCells(event->mimeData(), target)) {
+            // A copy: the program the cells came from keeps them.
+            if (event->possibleActions() & Qt::CopyAction)
+                event->setDropAction(Qt::CopyAction);
+            event->accept();
+        } else {
+            event->ignore();
+        }
+        return;
+    }
     if (!target.isValid()) {
         event->ignore();
         return;

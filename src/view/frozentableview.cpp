@@ -56,6 +56,10 @@ void FrozenTableView::moveSelectionRelative(int rows, int cols) {
 void FrozenTableView::moveSelectionAbsolute(int row, int col) {
     owner->moveSelectionAbsolute(row, col);
 }
+bool FrozenTableView::dropCells(const QMimeData* mime, const Range& target) {
+    return owner->dropCells(mime, target);
+}
+
 void FrozenTableView::commitMiddleButtonDrag(const RangeVector& cells) {
     owner->commitMiddleButtonDrag(cells);
 }

@@ -35,6 +35,7 @@ public:
     void moveSelectionAbsolute(int row, int col) override;
     void refreshView() override;
     void commitMiddleButtonDrag(const RangeVector& cells) override;
+    bool dropCells(const QMimeData* mime, const Range& target) override;
 
 protected:
     void wheelEvent(QWheelEvent* event) override;

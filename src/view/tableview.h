@@ -15,6 +15,9 @@
 #include <functional>
 #include <vector>
 
+namespace Utilities {
+struct TextBlock;
+}
 class FrozenTableView;
 class QuickEdit;
 class QProgressDialog;
@@ -403,7 +406,8 @@ public:
     // downwards; with `detect` the format is found from the text itself.
     bool parseSelectedCellContentsAsTable(const QString& format, const QString& delimiter, bool detect);
     // A reader's block at the main cell (or over the selection, for one cell).
-    bool pasteBlock(RangeVector pasted);
+    bool pasteBlock(Utilities::TextBlock pasted);
+    bool dropCells(const QMimeData* mime, const Range& target) override;
 
 public slots:
     void onLoadStarted();

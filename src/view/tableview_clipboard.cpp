@@ -52,17 +52,18 @@ private:
     std::unique_ptr<QProgressDialog> dialog;
 };
 
-void parseByFormat(QByteArray& bytes, const QString& format, const QString& delimiter, RangeVector& out) {
+void parseByFormat(const QByteArray& bytes, const QString& format, const QString& delimiter,
+                   Utilities::TextBlock& out) {
     if (format == QLatin1String("Markdown")) {
-        Utilities::parseMarkdownTableByteArray(bytes, out);
+        Utilities::parseMarkdownBlock(bytes, out);
     } else if (format == QLatin1String("HTML")) {
-        Utilities::parseHtmlTableByteArray(bytes, out);
+        Utilities::parseHtmlBlock(bytes, out);
     } else if (format == QLatin1String("Straight Text")) {
-        Utilities::parseStraightTextByteArray(bytes, out);
+        Utilities::parseStraightTextBlock(bytes, out);
     } else if (format == QLatin1String("Delimiter")) {
         const QByteArray d = delimiter.toUtf8();
         if (d.size() == 1)
-            Utilities::parseCsvByteArray(bytes, out, d.front(), true);
+            Utilities::parseCsvBlock(bytes, out, d.front(), true);
         else
             out.clear();
     } else {
@@ -70,14 +71,22 @@ void parseByFormat(QByteArray& bytes, const QString& format, const QString& deli
     }
 }
 
+// The selection as a Markdown or HTML table, written row by row.
+template <typename Writer> QString selectionAsTable(const TableModel& model, bool includeHeaders) {
+    Writer writer;
+    model.forEachSelectedRowText(includeHeaders,
+                                 [&writer](const std::vector<QString>& row) { writer.addRow(row); });
+    return writer.finish();
+}
+
 // The format the text itself shows: a Markdown or HTML table, else delimited text.
-void parseDetected(QByteArray& bytes, RangeVector& out) {
+void parseDetected(const QByteArray& bytes, Utilities::TextBlock& out) {
     if (Utilities::containsMarkdownTable(bytes))
-        Utilities::parseMarkdownTableByteArray(bytes, out);
+        Utilities::parseMarkdownBlock(bytes, out);
     else if (Utilities::containsHtmlTable(bytes))
-        Utilities::parseHtmlTableByteArray(bytes, out);
+        Utilities::parseHtmlBlock(bytes, out);
     else
-        Utilities::parseCsvByteArray(bytes, out, Utilities::detectDelimiterInByteArray(bytes), true);
+        Utilities::parseCsvBlock(bytes, out, Utilities::detectDelimiterInByteArray(bytes), true);
 }
 
 } // namespace
@@ -100,7 +109,7 @@ bool TableView::cutCells() {
     return undoStack()->count() != steps;
 }
 
-bool TableView::pasteBlock(RangeVector pasted) {
+bool TableView::pasteBlock(Utilities::TextBlock pasted) {
     TableModel* m = tableModel();
     if (!m || loading || isReadOnly() || pasted.empty())
         return false;
@@ -117,8 +126,24 @@ bool TableView::pasteCells() {
     // The size of what comes is known only after reading; the text's length stands for it.
     const qint64 estimate = std::max(mime->data(QStringLiteral("text/csv")).size(), mime->text().size()) / 8;
     ClipboardBusy busy(this, estimate, tr("Pasting..."));
-    RangeVector pasted;
-    m->convertMimeToCellData(mime, pasted);
+    Utilities::TextBlock pasted;
+    m->convertMimeToTextBlock(mime, pasted);
+    return pasteBlock(std::move(pasted));
+}
+
+bool TableView::dropCells(const QMimeData* mime, const Range& target) {
+    TableModel* m = tableModel();
+    if (!m || !mime || loading || isReadOnly() || target.row < 0 || target.col < 0)
+        return false;
+    Utilities::TextBlock pasted;
+    m->convertMimeToTextBlock(mime, pasted);
+    if (pasted.empty())
+        return false;
+    // The drop point is where the block lands, as the main cell is for a paste; a single text
+    // goes into that one cell.
+    Range cell(target.row, target.col, RangeIndexType::Model);
+    cell.isMainCell = true;
+    m->setSelection(cell);
     return pasteBlock(std::move(pasted));
 }
 
@@ -139,7 +164,7 @@ bool TableView::pasteCellsWithFormat(const QString& format, const QString& delim
     else
         bytes = mime->text().toUtf8();
     ClipboardBusy busy(this, bytes.size() / 8, tr("Pasting..."));
-    RangeVector pasted;
+    Utilities::TextBlock pasted;
     parseByFormat(bytes, format, delimiter, pasted);
     return pasteBlock(std::move(pasted));
 }
@@ -150,7 +175,7 @@ bool TableView::copyCellsToMarkdown(bool includeHeaders) {
         return false;
     ClipboardBusy busy(this, m->numSelectedCells(), tr("Copying..."));
     QGuiApplication::clipboard()->setText(
-        Utilities::buildMarkdownTable(m->getSelectedTextRows(includeHeaders)));
+        selectionAsTable<Utilities::MarkdownTableWriter>(*m, includeHeaders));
     return true;
 }
 
@@ -159,7 +184,7 @@ bool TableView::copyCellsToHtml(bool includeHeaders) {
     if (!m || loading)
         return false;
     ClipboardBusy busy(this, m->numSelectedCells(), tr("Copying..."));
-    QGuiApplication::clipboard()->setText(Utilities::buildHtmlTable(m->getSelectedTextRows(includeHeaders)));
+    QGuiApplication::clipboard()->setText(selectionAsTable<Utilities::HtmlTableWriter>(*m, includeHeaders));
     return true;
 }
 
@@ -175,15 +200,14 @@ bool TableView::parseSelectedCellContentsAsTable(const QString& format, const QS
         QByteArray bytes = data.getValueModel(row, col).toString().toUtf8();
         if (bytes.isEmpty())
             continue;
-        RangeVector parsed;
+        Utilities::TextBlock parsed;
         if (detect)
             parseDetected(bytes, parsed);
         else
             parseByFormat(bytes, format, delimiter, parsed);
-        const auto& rows = Utilities::parsedRows(parsed);
-        for (std::size_t r = 0; r < rows.size(); ++r) {
-            for (std::size_t c = 0; c < rows[r].size(); ++c)
-                writes[{row + static_cast<int>(r), col + static_cast<int>(c)}] = rows[r][c].toString();
+        for (qsizetype r = 0; r < parsed.numRows(); ++r) {
+            for (qsizetype i = parsed.rowBegin(r); i < parsed.rowEnd(r); ++i)
+                writes[{row + int(r), col + int(i - parsed.rowBegin(r))}] = parsed.text(i);
         }
     }
     RangeVector cells;

@@ -214,6 +214,69 @@ private slots:
         QCOMPARE(m->getTableData().getValueRaw(4, 2).toString(), QStringLiteral("6"));
     }
 
+    // The block lands where the cell-by-cell writes would put it, in whatever the table's
+    // orientation, concealment and encoding, and undo and redo give back every cell.
+    void pasteBlockLandsAndUndoes_data() {
+        QTest::addColumn<QString>("setup");
+        QTest::addColumn<int>("row");
+        QTest::addColumn<int>("col");
+        QTest::addColumn<QByteArray>("clip");
+        QTest::addColumn<QStringList>("expected");
+        QTest::newRow("ragged; empty cells outside write nothing")
+            << "" << 3 << 2 << QByteArray("1\t2\n\t\n3")
+            << QStringList{"h0,h1,h2,", "a,x,y,c,", "d,1\n2,f,", "g,h,1,2", ",,,", ",,3,"};
+        QTest::newRow("over a hidden column") << "hidden" << 1 << 1 << QByteArray("p\tq")
+                                              << QStringList{"h0,h1,h2,", "a,x,y,p,q", "d,1\n2,f,", "g,h,i,"};
+        QTest::newRow("transposed") << "transposed" << 0 << 3 << QByteArray("p\tq")
+                                    << QStringList{"h0,a,d,p,q", "h1,x,y,1\n2,h,", "h2,c,f,i,"};
+        QTest::newRow("latin-1 table") << "latin1" << 0 << 0 << QByteArray("\xc3\xa9\t\xc3\xbc")
+                                       << QStringList{"é,ü,h2", "a,x,y,c", "d,1\n2,f", "g,h,i"};
+    }
+    void pasteBlockLandsAndUndoes() {
+        QFETCH(QString, setup);
+        QFETCH(int, row);
+        QFETCH(int, col);
+        QFETCH(QByteArray, clip);
+        QFETCH(QStringList, expected);
+        auto m = load(kLines);
+        TableData& data = m->getTableData();
+        if (setup == "hidden")
+            data.concealRawCols({1});
+        else if (setup == "transposed")
+            data.toggleTranspose();
+        else if (setup == "latin1")
+            data.setEncoding(ISO_8859_1, true);
+        select(*m, row, col, row, col);
+        const QStringList before = tableRows(*m);
+        Utilities::TextBlock block;
+        Utilities::parseCsvBlock(clip, block, '\t', true);
+        QUndoStack stack;
+        stack.push(new PasteCommand(m.model.get(), m->getSelection(), std::move(block), true));
+        QCOMPARE(stack.count(), 1);
+        QCOMPARE(tableRows(*m), expected);
+        if (setup == "latin1")
+            QCOMPARE(data.getValueRawCharVec(0, 1), std::vector<char>{char(0xFC)});
+        stack.undo();
+        QCOMPARE(tableRows(*m), before);
+        stack.redo();
+        QCOMPARE(tableRows(*m), expected);
+    }
+
+    // Texts beyond ASCII survive the UTF-8 forms of a copy, and a paste of each reads them back.
+    void copyKeepsNonAscii() {
+        auto m = load({"é,\xF0\x9F\x98\x80", "ß,\"<ü> &\""});
+        select(*m, 0, 0, 1, 1);
+        std::unique_ptr<QMimeData> mime(m->convertCellDataToMime(false));
+        QCOMPARE(mime->data("text/csv"), QByteArray("é,\xF0\x9F\x98\x80\nß,<ü> &\n"));
+        QVERIFY(mime->html().contains(QString::fromUtf8("<td>\xF0\x9F\x98\x80</td>")));
+        QVERIFY(mime->html().contains(QString::fromUtf8("<td>&lt;ü&gt; &amp;</td>")));
+        for (const QString type : {"text/csv", "text/html"}) {
+            QMimeData only;
+            only.setData(type, mime->data(type));
+            QCOMPARE(pastedRows(*m, only), QStringList({"é|\xF0\x9F\x98\x80", "ß|<ü> &"}));
+        }
+    }
+
     void emptyPasteIsNoCommand() {
         auto m = load(kLines);
         select(*m, 1, 1, 1, 1);

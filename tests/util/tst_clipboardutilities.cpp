@@ -83,6 +83,11 @@ private slots:
         QTest::newRow("ragged rows stay ragged")
             << QByteArray("a\tb\tc\nd\ne\tf") << '\t' << QStringList{"a|b|c", "d", "e|f"};
         QTest::newRow("utf-8") << QByteArray("Zürich;日本") << ';' << QStringList{"Zürich|日本"};
+        // Each bad byte reads as a replacement character in its own cell, and the cells
+        // after it keep their places.
+        QTest::newRow("invalid utf-8") << QByteArray("a\xff,b\n\xfe\xfd"
+                                                     "c,\"\xc3\"")
+                                       << ',' << QStringList{"a\ufffd|b", "\ufffd\ufffdc|\ufffd"};
     }
     void parseCsv() {
         QFETCH(QByteArray, bytes);
@@ -172,6 +177,13 @@ private slots:
             << QStringList{"1"};
         QTest::newRow("no table") << QByteArray("<p>hello <b>you</b></p>") << false << QStringList();
         QTest::newRow("table without rows") << QByteArray("<table></table>") << true << QStringList();
+        QTest::newRow("blanks: unicode ones trimmed, around breaks dropped, tags join runs")
+            << QByteArray("<table><tr><td>\xc2\xa0 a <i> </i> b \xe2\x80\x83</td><td> x <br/> y </td>"
+                          "<td> <BR> \n <br /> </td><td>&nbsp;k&#32;</td></tr></table>")
+            << true << QStringList{"a b|x\ny||\u00a0k "};
+        QTest::newRow("invalid utf-8 and a br mark lookalike")
+            << QByteArray("<table><tr><td>\xff<br>\xfe</td><td>\xef\xbf\xbd</td></tr></table>") << true
+            << QStringList{"\ufffd\n\ufffd|\ufffd"};
         QTest::newRow("unknown entity kept") << QByteArray("<table><tr><td>&bogus; & x</td></tr></table>")
                                              << true << QStringList{"&bogus; & x"};
     }

@@ -12,15 +12,19 @@
 
 #include <QAction>
 #include <QClipboard>
+#include <QDropEvent>
 #include <QFile>
 #include <QGuiApplication>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMimeData>
+#include <QProgressDialog>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 #include <QUndoStack>
+#include <QUrl>
 
 namespace {
 
@@ -150,6 +154,72 @@ private slots:
         QCOMPARE(view->undoStack()->count(), 1);
         trigger(*window, QStringLiteral("Undo"));
         QCOMPARE(rawCells(view), before);
+    }
+
+    // Cells dropped from another program land at the drop point as one step, read like a paste,
+    // and the program they came from keeps them.
+    void dropFromElsewherePastes() {
+        MsgBoxAnswers answers;
+        auto window = openWindow("a,b\nc,d\n");
+        window->show();
+        QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+        TableView* view = window->getActiveTable();
+        QMimeData mime;
+        mime.setData(QStringLiteral("text/csv"), "x,\"y\nz\"\n1,2\n");
+        mime.setText(QStringLiteral("not this"));
+        const QPoint pos = view->visualRect(view->model()->index(1, 1)).center();
+        QDragEnterEvent enter(pos, Qt::CopyAction | Qt::MoveAction, &mime, Qt::LeftButton, Qt::NoModifier);
+        QCoreApplication::sendEvent(view->viewport(), &enter);
+        QVERIFY(enter.isAccepted());
+        QDropEvent drop(pos, Qt::CopyAction | Qt::MoveAction, &mime, Qt::LeftButton, Qt::NoModifier);
+        QCoreApplication::sendEvent(view->viewport(), &drop);
+        QVERIFY(drop.isAccepted());
+        QCOMPARE(drop.dropAction(), Qt::CopyAction);
+        QCOMPARE(rawCells(view), (QStringList{"a;b;", "c;x;y\nz", ";1;2"}));
+        QCOMPARE(view->undoStack()->count(), 1);
+        trigger(*window, QStringLiteral("Undo"));
+        QCOMPARE(rawCells(view), (QStringList{"a;b", "c;d"}));
+
+        // A file dropped on the grid is left to the window, which opens it: its path is no cell.
+        QMimeData file;
+        file.setUrls({QUrl::fromLocalFile(dir->filePath(QStringLiteral("other.csv")))});
+        file.setText(dir->filePath(QStringLiteral("other.csv")));
+        QDropEvent fileDrop(pos, Qt::CopyAction, &file, Qt::LeftButton, Qt::NoModifier);
+        QCoreApplication::sendEvent(view->viewport(), &fileDrop);
+        QCOMPARE(rawCells(view), (QStringList{"a;b", "c;d"}));
+        QCOMPARE(view->undoStack()->index(), 0);
+    }
+
+    // A paste of a quarter of a million cells shows the busy page while it runs, is one undo
+    // step, and gives the keys back to the table.
+    void largePasteShowsPageOneStep() {
+        MsgBoxAnswers answers;
+        auto window = openWindow("a,b\n");
+        window->show();
+        QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+        TableView* view = window->getActiveTable();
+        selectBlock(view, 0, 0, 0, 0);
+        QByteArray csv;
+        for (int r = 0; r < 60000; ++r)
+            csv += "cell-" + QByteArray::number(r) + ",alpha,\"y,z\",,12345\n";
+        auto* mime = new QMimeData;
+        mime->setData(QStringLiteral("text/csv"), csv);
+        QGuiApplication::clipboard()->setMimeData(mime);
+        bool sawPage = false;
+        QTimer::singleShot(0, window.get(), [&] {
+            sawPage =
+                window->findChild<QProgressDialog*>(QStringLiteral("clipboardProgressDialog")) != nullptr;
+        });
+        trigger(*window, QStringLiteral("Paste Cell(s)"));
+        QVERIFY(sawPage);
+        QVERIFY(!window->findChild<QProgressDialog*>(QStringLiteral("clipboardProgressDialog")));
+        QCOMPARE(view->undoStack()->count(), 1);
+        const TableData& data = view->tableModel()->getTableData();
+        QCOMPARE(data.numRawRows(), 60000);
+        QCOMPARE(data.getValueRaw(59999, 0).toString(), QStringLiteral("cell-59999"));
+        QCOMPARE(data.getValueRaw(59999, 2).toString(), QStringLiteral("y,z"));
+        trigger(*window, QStringLiteral("Undo"));
+        QCOMPARE(rawCells(view), (QStringList{"a;b"}));
     }
 
     // A paste that is no table at all, or binary bytes, changes nothing or pastes text, in

@@ -1,5 +1,6 @@
 #include "table/tablemodel.h"
 
+#include "table/filterscanner.h"
 #include "table/tablemodelworker.h"
 #include "util/numberutilities.h"
 
@@ -194,14 +195,11 @@ bool TableModel::computeConcealment(ConcealmentState& state, bool useThread) {
                 std::vector<int> exceptions = filter.exceptions;
                 sortUnique(exceptions);
                 const bool onCol = filter.range.type == RangeType::Col;
-                const int line = onCol ? filter.range.col : filter.range.row;
                 const int count = onCol ? rawRows : rawCols;
                 std::vector<int>& out = onCol ? rows : cols;
+                FilterScanner scanner(*this, filter);
                 for (int raw = std::max(onCol ? numHeaderRows : numHeaderCols, 0); raw < count; ++raw) {
-                    const QString cell =
-                        (onCol ? tableData.getValueRaw(raw, line) : tableData.getValueRaw(line, raw))
-                            .toString();
-                    if (!filterMatch(filter, cell) &&
+                    if (!scanner.matchesAt(raw) &&
                         !std::binary_search(exceptions.begin(), exceptions.end(), raw))
                         out.push_back(raw);
                     if ((raw & 0x3FFF) == 0 && !work.reportProgress(done + raw, total))

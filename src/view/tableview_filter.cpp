@@ -1,6 +1,7 @@
 #include "view/tableview.h"
 
 #include "table/filtercommands.h"
+#include "table/filterscanner.h"
 #include "table/tablemodel.h"
 #include "table/tablemodelworker.h"
 #include "view/workerprogress.h"
@@ -320,12 +321,11 @@ bool TableView::previewFilter(const FilterData& filter, std::vector<int>& keptRa
     const bool onCol = filter.range.type == RangeType::Col;
     const int count = onCol ? data.numRawRows() : data.numRawCols();
     const int headers = std::max(onCol ? m->getNumHeaderRows() : m->getNumHeaderCols(), 0);
-    const int line = onCol ? filter.range.col : filter.range.row;
+    FilterScanner scanner(*m, filter);
     for (int raw = headers; raw < count; ++raw) {
         if (raw - headers >= limit)
             return false;
-        const QString cell = (onCol ? data.getValueRaw(raw, line) : data.getValueRaw(line, raw)).toString();
-        if (m->filterMatch(filter, cell))
+        if (scanner.matchesAt(raw))
             keptRaw.push_back(raw);
     }
     return true;

@@ -311,6 +311,9 @@ public:
     // Shown rows (columns) that break a column (row) filter join its exceptions; returns them as
     // raw Row (Col) ranges. Lines the user is working on don't vanish when filters apply again.
     RangeVector updateFilterViolationList();
+    // The same scan over a copy of the filter list, on the worker with `useThread`: false when
+    // canceled, with `filters` and `out` untouched.
+    bool findFilterViolations(std::vector<FilterData>& filters, RangeVector& out, bool useThread);
     // Rebuilds the concealed sets from filters and the hand-hidden lists; the one place they are
     // rebuilt from scratch. Header rows and columns are never filtered out.
     void setAndApplyFilterAndHiddenArraysList(const std::vector<FilterData>& filters,

@@ -461,6 +461,10 @@ private slots:
 private:
     // Pushes a concealment command, or on a read-only table runs it without undo.
     bool runConcealmentCommand(TableUndoCommand* command);
+    // Keeps shown lines that break a filter (with `keepViolations`), then runs what `build` makes;
+    // a cancel at either step changes nothing.
+    bool applyConcealmentChange(bool keepViolations,
+                                const std::function<TableUndoCommand*(TableModel*)>& build);
     void connectSignalsWithModel();
     bool pushCellValues(RangeVector& cells);
     // Moves the selected cells' rows (columns) on by the selection's width: `insert` opens

@@ -7,6 +7,7 @@
 #include "view/workerprogress.h"
 
 #include <algorithm>
+#include <functional>
 
 namespace {
 
@@ -59,63 +60,83 @@ bool TableView::runConcealmentCommand(TableUndoCommand* command) {
     return pushed;
 }
 
+bool TableView::applyConcealmentChange(bool keepViolations,
+                                       const std::function<TableUndoCommand*(TableModel*)>& build) {
+    TableModel* m = tableModel();
+    if (!m)
+        return false;
+    stopEditing(true);
+    // One dialog for both scans; long ones run on the worker, and Cancel stops either.
+    WorkerProgress progress(this, m, QObject::tr("Filtering..."), QObject::tr("Filter"));
+    const std::vector<FilterData> before = m->getFilterList();
+    if (keepViolations) {
+        std::vector<FilterData> list = before;
+        RangeVector violations;
+        if (!m->findFilterViolations(list, violations, m->isForTableView()))
+            return false;
+        m->setFilterListDontApply(list);
+    }
+    TableUndoCommand* command = build(m);
+    if (!command || !command->isValid) {
+        // Canceled or nothing to do: the exceptions found above go too.
+        m->setFilterListDontApply(before);
+        delete command;
+        return false;
+    }
+    return runConcealmentCommand(command);
+}
+
 bool TableView::includeFilterInList(const FilterData& filter) {
     return includeFiltersInList({filter});
 }
 
 bool TableView::includeFiltersInList(const std::vector<FilterData>& filters) {
-    TableModel* m = tableModel();
-    if (!m || filters.empty())
+    if (filters.empty())
         return false;
-    stopEditing(true);
-    WorkerProgress progress(this, m, QObject::tr("Filtering..."), QObject::tr("Filter"));
-    m->updateFilterViolationList();
-    std::vector<FilterData> list = m->getFilterList();
-    for (FilterData filter : filters) {
-        if (filter.parsedList.empty() && !filter.isRegex)
-            filter.convertFilterStrToRegexList();
-        filter.exceptions.clear();
-        const auto same = std::find_if(list.begin(), list.end(),
-                                       [&filter](const FilterData& f) { return f.range == filter.range; });
-        if (same != list.end()) {
-            filter.order = same->order;
-            *same = std::move(filter);
-        } else {
-            filter.order = static_cast<int>(list.size());
-            list.push_back(std::move(filter));
+    return applyConcealmentChange(true, [&filters](TableModel* m) {
+        std::vector<FilterData> list = m->getFilterList();
+        for (FilterData filter : filters) {
+            if (filter.parsedList.empty() && !filter.isRegex)
+                filter.convertFilterStrToRegexList();
+            filter.exceptions.clear();
+            const auto same = std::find_if(
+                list.begin(), list.end(), [&filter](const FilterData& f) { return f.range == filter.range; });
+            if (same != list.end()) {
+                filter.order = same->order;
+                *same = std::move(filter);
+            } else {
+                filter.order = static_cast<int>(list.size());
+                list.push_back(std::move(filter));
+            }
         }
-    }
-    return runConcealmentCommand(new ApplyFiltersCommand(m, list, m->isForTableView()));
+        return new ApplyFiltersCommand(m, list, m->isForTableView());
+    });
 }
 
 bool TableView::setFilterList(const std::vector<FilterData>& filters) {
-    TableModel* m = tableModel();
-    if (!m)
-        return false;
-    stopEditing(true);
-    WorkerProgress progress(this, m, QObject::tr("Filtering..."), QObject::tr("Filter"));
-    m->updateFilterViolationList();
-    // Filters that stay keep the exceptions just found.
-    std::vector<FilterData> list = filters;
-    for (FilterData& filter : list) {
-        for (const FilterData& current : m->getFilterList()) {
-            if (current == filter)
-                filter.exceptions = current.exceptions;
+    return applyConcealmentChange(true, [&filters](TableModel* m) {
+        // Filters that stay keep the exceptions just found.
+        std::vector<FilterData> list = filters;
+        for (FilterData& filter : list) {
+            for (const FilterData& current : m->getFilterList()) {
+                if (current == filter)
+                    filter.exceptions = current.exceptions;
+            }
         }
-    }
-    return runConcealmentCommand(new ApplyFiltersCommand(m, list, m->isForTableView()));
+        return new ApplyFiltersCommand(m, list, m->isForTableView());
+    });
 }
 
 bool TableView::refreshFilters() {
-    TableModel* m = tableModel();
+    const TableModel* m = tableModel();
     if (!m || m->getFilterList().empty())
         return false;
-    stopEditing(true);
-    WorkerProgress progress(this, m, QObject::tr("Filtering..."), QObject::tr("Filter"));
-    std::vector<FilterData> list = m->getFilterList();
-    for (FilterData& filter : list)
-        filter.exceptions.clear();
-    return runConcealmentCommand(new ApplyFiltersCommand(m, list, m->isForTableView()));
+    return applyConcealmentChange(false, [](TableModel* model) {
+        std::vector<FilterData> list = model->getFilterList();
+        for (FilterData& filter : list)
+            filter.exceptions.clear();
+        return new ApplyFiltersCommand(model, list, model->isForTableView());
+    });
 }
 
 FilterData TableView::getFilterData(const Range& range) const {
@@ -184,16 +205,15 @@ static bool changeHiddenLines(TableView* view, bool rows, HideAction action) {
     }
     if (list == current)
         return false;
-    m->updateFilterViolationList();
     return view->includeHiddenLines(rows, list);
 }
 
 bool TableView::includeHiddenLines(bool rows, const std::vector<int>& list) {
-    TableModel* m = tableModel();
-    WorkerProgress progress(this, m, QObject::tr("Filtering..."), QObject::tr("Filter"));
-    if (rows)
-        return runConcealmentCommand(new ApplyHiddenRowsCommand(m, list, m->isForTableView()));
-    return runConcealmentCommand(new ApplyHiddenColsCommand(m, list, m->isForTableView()));
+    return applyConcealmentChange(true, [rows, &list](TableModel* m) -> TableUndoCommand* {
+        if (rows)
+            return new ApplyHiddenRowsCommand(m, list, m->isForTableView());
+        return new ApplyHiddenColsCommand(m, list, m->isForTableView());
+    });
 }
 
 bool TableView::hideSelectedRows() {
@@ -225,7 +245,6 @@ bool TableView::showAllHiddenRows() {
     if (!m || m->getHiddenRows().empty())
         return false;
     stopEditing(true);
-    m->updateFilterViolationList();
     return includeHiddenLines(true, {});
 }
 
@@ -234,7 +253,6 @@ bool TableView::showAllHiddenColumns() {
     if (!m || m->getHiddenCols().empty())
         return false;
     stopEditing(true);
-    m->updateFilterViolationList();
     return includeHiddenLines(false, {});
 }
 
@@ -247,7 +265,6 @@ bool TableView::hideEmptyRows() {
     const std::vector<int> list = joined(m->getHiddenRows(), empty);
     if (list == m->getHiddenRows())
         return false;
-    m->updateFilterViolationList();
     return includeHiddenLines(true, list);
 }
 
@@ -260,7 +277,6 @@ bool TableView::hideEmptyColumns() {
     const std::vector<int> list = joined(m->getHiddenCols(), empty);
     if (list == m->getHiddenCols())
         return false;
-    m->updateFilterViolationList();
     return includeHiddenLines(false, list);
 }
 
@@ -280,7 +296,6 @@ bool TableView::showEmptyRows() {
     }
     if (empty.empty())
         return false;
-    m->updateFilterViolationList();
     return includeHiddenLines(true, without(m->getHiddenRows(), empty));
 }
 
@@ -300,7 +315,6 @@ bool TableView::showEmptyColumns() {
     }
     if (empty.empty())
         return false;
-    m->updateFilterViolationList();
     return includeHiddenLines(false, without(m->getHiddenCols(), empty));
 }
 

@@ -332,6 +332,10 @@ public:
     const std::vector<int>& getHiddenCols() const { return hiddenColsList; }
     // Replaces the hand-hidden lists without applying them, as setFilterListDontApply does.
     void setHiddenListsDontApply(const std::vector<int>& rows, const std::vector<int>& cols);
+    // After the table is transposed: a filter on a column becomes one on the same-numbered row
+    // and the hand-hidden rows become hidden columns, so each still names the same data. The
+    // concealment itself is stored by storage axis and follows by itself.
+    void transposeConcealmentLists();
     // Whether filters or hand-hidden lists name lines that commands shifting lines must follow.
     bool hasConcealmentLists() const {
         return !filterList.empty() || !hiddenRowsList.empty() || !hiddenColsList.empty();

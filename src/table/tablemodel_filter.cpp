@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <utility>
 
 namespace {
 
@@ -276,6 +277,21 @@ void TableModel::setAndApplyHiddenRowsList(const std::vector<int>& rows) {
 
 void TableModel::setAndApplyHiddenColsList(const std::vector<int>& cols) {
     setAndApplyFilterAndHiddenArraysList(filterList, hiddenRowsList, cols);
+}
+
+void TableModel::transposeConcealmentLists() {
+    for (FilterData& filter : filterList) {
+        const bool onCol = filter.range.type == RangeType::Col;
+        if (!onCol && filter.range.type != RangeType::Row)
+            continue;
+        // Exceptions keep their numbers: they name lines across the filter's line either way.
+        filter.range = Range(onCol ? filter.range.col : filter.range.row,
+                             onCol ? RangeType::Row : RangeType::Col, RangeIndexType::Raw);
+    }
+    std::swap(hiddenRowsList, hiddenColsList);
+    // The filters label names lines: "C2" is now "R2".
+    emit refreshHeadersSignal();
+    emit updateStatusBarSignal();
 }
 
 void TableModel::setHiddenListsDontApply(const std::vector<int>& rows, const std::vector<int>& cols) {

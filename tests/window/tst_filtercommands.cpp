@@ -265,6 +265,28 @@ private slots:
         QCOMPARE(m->getTableData().getValueModel(3, 0).toString(), QStringLiteral("zzz"));
     }
 
+    void transposeTurnsFiltersAndHiding() {
+        select(1, 2);
+        run(QStringLiteral("Filter Selected Column"));
+        answer(QStringLiteral("fruit"));
+        select(1, 1);
+        run(QStringLiteral("Hide Selected Column(s)"));
+        const QStringList before = cells(view);
+        QCOMPARE(before, (QStringList{"name,kind", "apple,fruit", "pear,fruit", "fig,fruit"}));
+        const QString label = window->getFiltersLabelText();
+        run(QStringLiteral("Transpose Table"));
+        QCOMPARE(cells(view), (QStringList{"name,apple,pear,fig", "kind,fruit,fruit,fruit"}));
+        QCOMPARE(window->getFiltersLabelText(), QString(label).replace(u'C', u'R'));
+        QVERIFY(window->getContext().contains(ContextHiddenArrays));
+        // Shown again, the hidden line comes back as the row it now is.
+        run(QStringLiteral("Show All Hidden Row(s)"));
+        QCOMPARE(cells(view), (QStringList{"name,apple,pear,fig", "qty,5,12,30", "kind,fruit,fruit,fruit"}));
+        run(QStringLiteral("Undo"));
+        run(QStringLiteral("Undo"));
+        QCOMPARE(cells(view), before);
+        QCOMPARE(window->getFiltersLabelText(), label);
+    }
+
     void readOnlyTableFilters() {
         run(QStringLiteral("Toggle Read-Only"));
         QVERIFY(view->isReadOnly());

@@ -684,6 +684,15 @@ void TestFilter::sortsKeepTheSameDataConcealed() {
     };
     const bool rows = Axis(axis) == Axis::Row;
     QCOMPARE(sorted(after, rows), sorted(before, rows));
+    // The exception names r5's row wherever it went.
+    int r5 = -1;
+    for (int r = 0; r < m->rowCountRaw(); ++r) {
+        for (int c = 0; c < m->columnCountRaw(); ++c) {
+            if (m->getTableData().getValueRaw(r, c).toString() == QLatin1String("r5"))
+                r5 = r;
+        }
+    }
+    QCOMPARE(m->getFilterList().front().exceptions, std::vector<int>{r5});
     m->setAndApplyFilterAndHiddenArraysList(m->getFilterList(), m->getHiddenRows(), m->getHiddenCols());
     QCOMPARE(visibleGrid(*m), after);
     stack.undo();

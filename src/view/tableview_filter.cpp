@@ -116,7 +116,14 @@ bool TableView::includeFiltersInList(const std::vector<FilterData>& filters) {
 }
 
 bool TableView::setFilterList(const std::vector<FilterData>& filters) {
-    return applyConcealmentChange(true, [&filters](TableModel* m) {
+    // Exceptions only matter to filters that stay: removing them all needs no scan.
+    const TableModel* current = tableModel();
+    const bool anyStays =
+        current && std::any_of(filters.begin(), filters.end(), [current](const FilterData& f) {
+            const std::vector<FilterData>& list = current->getFilterList();
+            return std::find(list.begin(), list.end(), f) != list.end();
+        });
+    return applyConcealmentChange(anyStays, [&filters](TableModel* m) {
         // Filters that stay keep the exceptions just found.
         std::vector<FilterData> list = filters;
         for (FilterData& filter : list) {

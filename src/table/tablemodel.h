@@ -314,6 +314,9 @@ public:
     // Shown rows (columns) that break a column (row) filter join its exceptions; returns them as
     // raw Row (Col) ranges. Lines the user is working on don't vanish when filters apply again.
     RangeVector updateFilterViolationList();
+    // The same scan over a copy of the filter list, on the worker with `useThread`: false when
+    // canceled, with `filters` and `out` untouched.
+    bool findFilterViolations(std::vector<FilterData>& filters, RangeVector& out, bool useThread);
     // Rebuilds the concealed sets from filters and the hand-hidden lists; the one place they are
     // rebuilt from scratch. Header rows and columns are never filtered out.
     void setAndApplyFilterAndHiddenArraysList(const std::vector<FilterData>& filters,
@@ -332,6 +335,10 @@ public:
     const std::vector<int>& getHiddenCols() const { return hiddenColsList; }
     // Replaces the hand-hidden lists without applying them, as setFilterListDontApply does.
     void setHiddenListsDontApply(const std::vector<int>& rows, const std::vector<int>& cols);
+    // After the table is transposed: a filter on a column becomes one on the same-numbered row
+    // and the hand-hidden rows become hidden columns, so each still names the same data. The
+    // concealment itself is stored by storage axis and follows by itself.
+    void transposeConcealmentLists();
     // Whether filters or hand-hidden lists name lines that commands shifting lines must follow.
     bool hasConcealmentLists() const {
         return !filterList.empty() || !hiddenRowsList.empty() || !hiddenColsList.empty();

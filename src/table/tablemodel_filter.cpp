@@ -1,11 +1,13 @@
 #include "table/tablemodel.h"
 
+#include "table/filterscanner.h"
 #include "table/tablemodelworker.h"
 #include "util/numberutilities.h"
 
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <utility>
 
 namespace {
 
@@ -194,14 +196,11 @@ bool TableModel::computeConcealment(ConcealmentState& state, bool useThread) {
                 std::vector<int> exceptions = filter.exceptions;
                 sortUnique(exceptions);
                 const bool onCol = filter.range.type == RangeType::Col;
-                const int line = onCol ? filter.range.col : filter.range.row;
                 const int count = onCol ? rawRows : rawCols;
                 std::vector<int>& out = onCol ? rows : cols;
+                FilterScanner scanner(*this, filter);
                 for (int raw = std::max(onCol ? numHeaderRows : numHeaderCols, 0); raw < count; ++raw) {
-                    const QString cell =
-                        (onCol ? tableData.getValueRaw(raw, line) : tableData.getValueRaw(line, raw))
-                            .toString();
-                    if (!filterMatch(filter, cell) &&
+                    if (!scanner.matchesAt(raw) &&
                         !std::binary_search(exceptions.begin(), exceptions.end(), raw))
                         out.push_back(raw);
                     if ((raw & 0x3FFF) == 0 && !work.reportProgress(done + raw, total))
@@ -280,6 +279,21 @@ void TableModel::setAndApplyHiddenColsList(const std::vector<int>& cols) {
     setAndApplyFilterAndHiddenArraysList(filterList, hiddenRowsList, cols);
 }
 
+void TableModel::transposeConcealmentLists() {
+    for (FilterData& filter : filterList) {
+        const bool onCol = filter.range.type == RangeType::Col;
+        if (!onCol && filter.range.type != RangeType::Row)
+            continue;
+        // Exceptions keep their numbers: they name lines across the filter's line either way.
+        filter.range = Range(onCol ? filter.range.col : filter.range.row,
+                             onCol ? RangeType::Row : RangeType::Col, RangeIndexType::Raw);
+    }
+    std::swap(hiddenRowsList, hiddenColsList);
+    // The filters label names lines: "C2" is now "R2".
+    emit refreshHeadersSignal();
+    emit updateStatusBarSignal();
+}
+
 void TableModel::setHiddenListsDontApply(const std::vector<int>& rows, const std::vector<int>& cols) {
     hiddenRowsList = rows;
     hiddenColsList = cols;
@@ -287,26 +301,60 @@ void TableModel::setHiddenListsDontApply(const std::vector<int>& rows, const std
 
 RangeVector TableModel::updateFilterViolationList() {
     RangeVector out;
-    for (FilterData& filter : filterList) {
-        const bool onCol = filter.range.type == RangeType::Col;
-        const int line = onCol ? filter.range.col : filter.range.row;
-        const int models = onCol ? tableData.numModelRows() : tableData.numModelCols();
-        std::vector<int> added;
-        for (int model = 0; model < models; ++model) {
-            const int raw = onCol ? tableData.getRawFromModelRow(model) : tableData.getRawFromModelCol(model);
-            if (raw < (onCol ? numHeaderRows : numHeaderCols))
-                continue;
-            const QString cell =
-                (onCol ? tableData.getValueRaw(raw, line) : tableData.getValueRaw(line, raw)).toString();
-            if (filterMatch(filter, cell))
-                continue;
-            if (std::find(filter.exceptions.begin(), filter.exceptions.end(), raw) != filter.exceptions.end())
-                continue;
-            added.push_back(raw);
-            out.push_back(Range(raw, onCol ? RangeType::Row : RangeType::Col, RangeIndexType::Raw));
-        }
-        filter.exceptions.insert(filter.exceptions.end(), added.begin(), added.end());
+    findFilterViolations(filterList, out, false);
+    return out;
+}
+
+bool TableModel::findFilterViolations(std::vector<FilterData>& filters, RangeVector& out, bool useThread) {
+    // Only shown lines count: walk the raw lines beside the ascending concealed lists.
+    std::vector<int> concealedRows;
+    std::vector<int> concealedCols;
+    tableData.getConcealedRowsRaw(concealedRows);
+    tableData.getConcealedColsRaw(concealedCols);
+    const int rawRows = tableData.numRawRows();
+    const int rawCols = tableData.numRawCols();
+    qint64 total = 0;
+    for (const FilterData& filter : filters)
+        total += filter.range.type == RangeType::Col ? rawRows : rawCols;
+    std::vector<std::vector<int>> added(filters.size());
+    const bool finished = runOnWorker(
+        [&](TableModelWorker& work) {
+            qint64 done = 0;
+            for (std::size_t i = 0; i < filters.size(); ++i) {
+                const FilterData& filter = filters[i];
+                const bool onCol = filter.range.type == RangeType::Col;
+                const int count = onCol ? rawRows : rawCols;
+                const std::vector<int>& concealed = onCol ? concealedRows : concealedCols;
+                std::vector<int> exceptions = filter.exceptions;
+                sortUnique(exceptions);
+                const int first = std::max(onCol ? numHeaderRows : numHeaderCols, 0);
+                auto hidden = std::lower_bound(concealed.begin(), concealed.end(), first);
+                FilterScanner scanner(*this, filter);
+                for (int raw = first; raw < count; ++raw) {
+                    if ((raw & 0x3FFF) == 0 && !work.reportProgress(done + raw, total))
+                        return false;
+                    if (hidden != concealed.end() && *hidden == raw) {
+                        ++hidden;
+                        continue;
+                    }
+                    if (!scanner.matchesAt(raw) &&
+                        !std::binary_search(exceptions.begin(), exceptions.end(), raw))
+                        added[i].push_back(raw);
+                }
+                done += count;
+            }
+            return true;
+        },
+        useThread && total >= kThreadedFilterCells);
+    if (!finished)
+        return false;
+    for (std::size_t i = 0; i < filters.size(); ++i) {
+        FilterData& filter = filters[i];
+        const RangeType type = filter.range.type == RangeType::Col ? RangeType::Row : RangeType::Col;
+        for (int raw : added[i])
+            out.push_back(Range(raw, type, RangeIndexType::Raw));
+        filter.exceptions.insert(filter.exceptions.end(), added[i].begin(), added[i].end());
         sortUnique(filter.exceptions);
     }
-    return out;
+    return true;
 }

@@ -36,6 +36,7 @@ TransposeTableCommand::TransposeTableCommand(TableModel* model, QUndoCommand* pa
 
 void TransposeTableCommand::toggle() {
     model->getTableData().toggleTranspose();
+    model->transposeConcealmentLists();
     emit model->toggleTransposeSignal();
 }
 

@@ -174,8 +174,10 @@ public:
     // Makes `list` the hand-hidden rows (columns): one undo step.
     bool includeHiddenLines(bool rows, const std::vector<int>& list);
     // Which raw lines of `axis` a filter text would keep, for a preview while the user types;
-    // header lines are always kept. Stops after `limit` lines with false.
-    bool previewFilter(const FilterData& filter, std::vector<int>& keptRaw, int limit) const;
+    // header lines are always kept. Stops with false after `limit` lines, or once `budgetMs`
+    // have passed (when not negative); `looked` tells how many lines past the headers it read.
+    bool previewFilter(const FilterData& filter, std::vector<int>& keptRaw, int limit, int& looked,
+                       qint64 budgetMs = -1) const;
     // --- Find and replace (tableview_find.cpp) ---------------------------------------------
     // Each moves to (or selects) what it found and says noMatchSignal when there is nothing;
     // the replaces are one undo step each. All return whether they found something. Searches of
@@ -475,6 +477,10 @@ private slots:
 private:
     // Pushes a concealment command, or on a read-only table runs it without undo.
     bool runConcealmentCommand(TableUndoCommand* command);
+    // Keeps shown lines that break a filter (with `keepViolations`), then runs what `build` makes;
+    // a cancel at either step changes nothing.
+    bool applyConcealmentChange(bool keepViolations,
+                                const std::function<TableUndoCommand*(TableModel*)>& build);
     void connectSignalsWithModel();
     bool pushCellValues(RangeVector& cells);
     // Moves the selected cells' rows (columns) on by the selection's width: `insert` opens

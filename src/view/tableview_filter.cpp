@@ -1,11 +1,15 @@
 #include "view/tableview.h"
 
 #include "table/filtercommands.h"
+#include "table/filterscanner.h"
 #include "table/tablemodel.h"
 #include "table/tablemodelworker.h"
 #include "view/workerprogress.h"
 
+#include <QElapsedTimer>
+
 #include <algorithm>
+#include <functional>
 
 namespace {
 
@@ -58,63 +62,90 @@ bool TableView::runConcealmentCommand(TableUndoCommand* command) {
     return pushed;
 }
 
+bool TableView::applyConcealmentChange(bool keepViolations,
+                                       const std::function<TableUndoCommand*(TableModel*)>& build) {
+    TableModel* m = tableModel();
+    if (!m)
+        return false;
+    stopEditing(true);
+    // One dialog for both scans; long ones run on the worker, and Cancel stops either.
+    WorkerProgress progress(this, m, QObject::tr("Filtering..."), QObject::tr("Filter"));
+    const std::vector<FilterData> before = m->getFilterList();
+    if (keepViolations) {
+        std::vector<FilterData> list = before;
+        RangeVector violations;
+        if (!m->findFilterViolations(list, violations, m->isForTableView()))
+            return false;
+        m->setFilterListDontApply(list);
+    }
+    TableUndoCommand* command = build(m);
+    if (!command || !command->isValid) {
+        // Canceled or nothing to do: the exceptions found above go too.
+        m->setFilterListDontApply(before);
+        delete command;
+        return false;
+    }
+    return runConcealmentCommand(command);
+}
+
 bool TableView::includeFilterInList(const FilterData& filter) {
     return includeFiltersInList({filter});
 }
 
 bool TableView::includeFiltersInList(const std::vector<FilterData>& filters) {
-    TableModel* m = tableModel();
-    if (!m || filters.empty())
+    if (filters.empty())
         return false;
-    stopEditing(true);
-    WorkerProgress progress(this, m, QObject::tr("Filtering..."), QObject::tr("Filter"));
-    m->updateFilterViolationList();
-    std::vector<FilterData> list = m->getFilterList();
-    for (FilterData filter : filters) {
-        if (filter.parsedList.empty() && !filter.isRegex)
-            filter.convertFilterStrToRegexList();
-        filter.exceptions.clear();
-        const auto same = std::find_if(list.begin(), list.end(),
-                                       [&filter](const FilterData& f) { return f.range == filter.range; });
-        if (same != list.end()) {
-            filter.order = same->order;
-            *same = std::move(filter);
-        } else {
-            filter.order = static_cast<int>(list.size());
-            list.push_back(std::move(filter));
+    return applyConcealmentChange(true, [&filters](TableModel* m) {
+        std::vector<FilterData> list = m->getFilterList();
+        for (FilterData filter : filters) {
+            if (filter.parsedList.empty() && !filter.isRegex)
+                filter.convertFilterStrToRegexList();
+            filter.exceptions.clear();
+            const auto same = std::find_if(
+                list.begin(), list.end(), [&filter](const FilterData& f) { return f.range == filter.range; });
+            if (same != list.end()) {
+                filter.order = same->order;
+                *same = std::move(filter);
+            } else {
+                filter.order = static_cast<int>(list.size());
+                list.push_back(std::move(filter));
+            }
         }
-    }
-    return runConcealmentCommand(new ApplyFiltersCommand(m, list, m->isForTableView()));
+        return new ApplyFiltersCommand(m, list, m->isForTableView());
+    });
 }
 
 bool TableView::setFilterList(const std::vector<FilterData>& filters) {
-    TableModel* m = tableModel();
-    if (!m)
-        return false;
-    stopEditing(true);
-    WorkerProgress progress(this, m, QObject::tr("Filtering..."), QObject::tr("Filter"));
-    m->updateFilterViolationList();
-    // Filters that stay keep the exceptions just found.
-    std::vector<FilterData> list = filters;
-    for (FilterData& filter : list) {
-        for (const FilterData& current : m->getFilterList()) {
-            if (current == filter)
-                filter.exceptions = current.exceptions;
+    // Exceptions only matter to filters that stay: removing them all needs no scan.
+    const TableModel* current = tableModel();
+    const bool anyStays =
+        current && std::any_of(filters.begin(), filters.end(), [current](const FilterData& f) {
+            const std::vector<FilterData>& list = current->getFilterList();
+            return std::find(list.begin(), list.end(), f) != list.end();
+        });
+    return applyConcealmentChange(anyStays, [&filters](TableModel* m) {
+        // Filters that stay keep the exceptions just found.
+        std::vector<FilterData> list = filters;
+        for (FilterData& filter : list) {
+            for (const FilterData& current : m->getFilterList()) {
+                if (current == filter)
+                    filter.exceptions = current.exceptions;
+            }
         }
-    }
-    return runConcealmentCommand(new ApplyFiltersCommand(m, list, m->isForTableView()));
+        return new ApplyFiltersCommand(m, list, m->isForTableView());
+    });
 }
 
 bool TableView::refreshFilters() {
-    TableModel* m = tableModel();
+    const TableModel* m = tableModel();
     if (!m || m->getFilterList().empty())
         return false;
-    stopEditing(true);
-    WorkerProgress progress(this, m, QObject::tr("Filtering..."), QObject::tr("Filter"));
-    std::vector<FilterData> list = m->getFilterList();
-    for (FilterData& filter : list)
-        filter.exceptions.clear();
-    return runConcealmentCommand(new ApplyFiltersCommand(m, list, m->isForTableView()));
+    return applyConcealmentChange(false, [](TableModel* model) {
+        std::vector<FilterData> list = model->getFilterList();
+        for (FilterData& filter : list)
+            filter.exceptions.clear();
+        return new ApplyFiltersCommand(model, list, model->isForTableView());
+    });
 }
 
 FilterData TableView::getFilterData(const Range& range) const {
@@ -183,16 +214,15 @@ static bool changeHiddenLines(TableView* view, bool rows, HideAction action) {
     }
     if (list == current)
         return false;
-    m->updateFilterViolationList();
     return view->includeHiddenLines(rows, list);
 }
 
 bool TableView::includeHiddenLines(bool rows, const std::vector<int>& list) {
-    TableModel* m = tableModel();
-    WorkerProgress progress(this, m, QObject::tr("Filtering..."), QObject::tr("Filter"));
-    if (rows)
-        return runConcealmentCommand(new ApplyHiddenRowsCommand(m, list, m->isForTableView()));
-    return runConcealmentCommand(new ApplyHiddenColsCommand(m, list, m->isForTableView()));
+    return applyConcealmentChange(true, [rows, &list](TableModel* m) -> TableUndoCommand* {
+        if (rows)
+            return new ApplyHiddenRowsCommand(m, list, m->isForTableView());
+        return new ApplyHiddenColsCommand(m, list, m->isForTableView());
+    });
 }
 
 bool TableView::hideSelectedRows() {
@@ -224,7 +254,6 @@ bool TableView::showAllHiddenRows() {
     if (!m || m->getHiddenRows().empty())
         return false;
     stopEditing(true);
-    m->updateFilterViolationList();
     return includeHiddenLines(true, {});
 }
 
@@ -233,7 +262,6 @@ bool TableView::showAllHiddenColumns() {
     if (!m || m->getHiddenCols().empty())
         return false;
     stopEditing(true);
-    m->updateFilterViolationList();
     return includeHiddenLines(false, {});
 }
 
@@ -246,7 +274,6 @@ bool TableView::hideEmptyRows() {
     const std::vector<int> list = joined(m->getHiddenRows(), empty);
     if (list == m->getHiddenRows())
         return false;
-    m->updateFilterViolationList();
     return includeHiddenLines(true, list);
 }
 
@@ -259,7 +286,6 @@ bool TableView::hideEmptyColumns() {
     const std::vector<int> list = joined(m->getHiddenCols(), empty);
     if (list == m->getHiddenCols())
         return false;
-    m->updateFilterViolationList();
     return includeHiddenLines(false, list);
 }
 
@@ -279,7 +305,6 @@ bool TableView::showEmptyRows() {
     }
     if (empty.empty())
         return false;
-    m->updateFilterViolationList();
     return includeHiddenLines(true, without(m->getHiddenRows(), empty));
 }
 
@@ -299,7 +324,6 @@ bool TableView::showEmptyColumns() {
     }
     if (empty.empty())
         return false;
-    m->updateFilterViolationList();
     return includeHiddenLines(false, without(m->getHiddenCols(), empty));
 }
 
@@ -311,8 +335,10 @@ bool TableView::removeAllFilteredOutAndHiddenData() {
     return pushCommand(new RemoveAllFilteredOutAndHiddenDataCommand(m));
 }
 
-bool TableView::previewFilter(const FilterData& filter, std::vector<int>& keptRaw, int limit) const {
+bool TableView::previewFilter(const FilterData& filter, std::vector<int>& keptRaw, int limit, int& looked,
+                              qint64 budgetMs) const {
     keptRaw.clear();
+    looked = 0;
     const TableModel* m = tableModel();
     if (!m)
         return true;
@@ -320,13 +346,18 @@ bool TableView::previewFilter(const FilterData& filter, std::vector<int>& keptRa
     const bool onCol = filter.range.type == RangeType::Col;
     const int count = onCol ? data.numRawRows() : data.numRawCols();
     const int headers = std::max(onCol ? m->getNumHeaderRows() : m->getNumHeaderCols(), 0);
-    const int line = onCol ? filter.range.col : filter.range.row;
+    FilterScanner scanner(*m, filter);
+    QElapsedTimer timer;
+    timer.start();
     for (int raw = headers; raw < count; ++raw) {
-        if (raw - headers >= limit)
+        looked = raw - headers;
+        // A file read from disk costs far more per cell: the clock, not the count, keeps typing quick.
+        if (looked >= limit ||
+            (budgetMs >= 0 && (looked & 0xFF) == 0 && looked > 0 && timer.elapsed() >= budgetMs))
             return false;
-        const QString cell = (onCol ? data.getValueRaw(raw, line) : data.getValueRaw(line, raw)).toString();
-        if (m->filterMatch(filter, cell))
+        if (scanner.matchesAt(raw))
             keptRaw.push_back(raw);
     }
+    looked = std::max(count - headers, 0);
     return true;
 }

@@ -16,8 +16,10 @@
 
 namespace {
 
-// The preview reads at most this many cells per keystroke, so typing stays quick on any size.
+// The preview reads at most this many cells per keystroke, and for no longer than the budget,
+// so typing stays quick on any size, also on a file read from disk.
 constexpr int kPreviewLimit = 200000;
+constexpr qint64 kPreviewBudgetMs = 60;
 
 bool columnsAsLetters(TableView* view) {
     return view && view->getSettings(false).getValueBool(RepresentColumnsAsLetters);
@@ -127,7 +129,8 @@ void MainWindow::onFilterPromptEdited(const QString& text) {
         return;
     }
     std::vector<int> kept;
-    const bool complete = activeTable->previewFilter(filter, kept, kPreviewLimit);
+    int looked = 0;
+    const bool complete = activeTable->previewFilter(filter, kept, kPreviewLimit, looked, kPreviewBudgetMs);
     const int headers =
         std::max(onCol ? activeModel->getNumHeaderRows() : activeModel->getNumHeaderCols(), 0);
     const int total =
@@ -136,7 +139,7 @@ void MainWindow::onFilterPromptEdited(const QString& text) {
         launcher->setEntryFeedbackText(tr("%L1 of %L2 %3 stay").arg(kept.size()).arg(total).arg(lines));
     else
         launcher->setEntryFeedbackText(
-            tr("%L1 of the first %L2 %3 stay").arg(kept.size()).arg(kPreviewLimit).arg(lines));
+            tr("%L1 of the first %L2 %3 stay").arg(kept.size()).arg(looked).arg(lines));
     // Light up the lines on screen that stay.
     RangeVector highlight;
     const int first = onCol ? activeTable->rowAt(0) : activeTable->columnAt(0);
@@ -153,7 +156,7 @@ void MainWindow::onFilterPromptEdited(const QString& text) {
             continue;
         }
         // Beyond the part the preview read, a line is tested on its own.
-        if (!complete && raw - headers >= kPreviewLimit) {
+        if (!complete && raw - headers >= looked) {
             const QString cell = (onCol ? activeModel->getTableData().getValueRaw(raw, filter.range.col)
                                         : activeModel->getTableData().getValueRaw(filter.range.row, raw))
                                      .toString();

@@ -6,6 +6,7 @@
 #include "table/rowcolcommands.h"
 #include "table/sortcommand.h"
 #include "table/tablemodel.h"
+#include "table/transposetablecommand.h"
 #include "tablemodelfixture.h"
 #include "util/filterutilities.h"
 #include "util/numberutilities.h"
@@ -90,6 +91,32 @@ bool referenceMatch(const QString& filter, const QString& cell, bool caseSensiti
     return false;
 }
 
+// What the model shows, row by row.
+QStringList visibleGrid(const TableModel& model) {
+    QStringList out;
+    for (int r = 0; r < model.rowCountModel(); ++r) {
+        QStringList cells;
+        for (int c = 0; c < model.columnCountModel(); ++c)
+            cells << model.getTableData().getValueModel(r, c).toString();
+        out << cells.join(u',');
+    }
+    return out;
+}
+
+QStringList transposedGrid(const QStringList& grid) {
+    QList<QStringList> cells;
+    for (const QString& line : grid)
+        cells << line.split(u',');
+    QStringList out;
+    for (qsizetype c = 0; !cells.isEmpty() && c < cells.front().size(); ++c) {
+        QStringList line;
+        for (const QStringList& row : cells)
+            line << row[c];
+        out << line.join(u',');
+    }
+    return out;
+}
+
 } // namespace
 
 class TestFilter : public QObject {
@@ -116,6 +143,9 @@ private slots:
     void removeAllFilteredOutAndHiddenData();
     void saveVisibleDataOnly();
     void readOnlyTableFilters();
+    void transposeTurnsFiltersAndHiddenLists();
+    void sortsKeepTheSameDataConcealed_data();
+    void sortsKeepTheSameDataConcealed();
 };
 
 void TestFilter::language_data() {
@@ -564,6 +594,117 @@ void TestFilter::readOnlyTableFilters() {
     apply->undo();
     QCOMPARE(column(*m, 0), (QStringList{"h", "a", "b", "c"}));
     delete apply;
+}
+
+void TestFilter::transposeTurnsFiltersAndHiddenLists() {
+    auto m = load({"h,a,b,c", "1,x,p,k", "2,y,q,l", "3,x,r,m", "4,z,s,n"});
+    QUndoStack stack;
+    stack.push(new ApplyFiltersCommand(m.model.get(), {makeFilter(QStringLiteral("x|z"), 1)}));
+    stack.push(new ApplyHiddenColsCommand(m.model.get(), {2}));
+    stack.push(new ApplyHiddenRowsCommand(m.model.get(), {4}));
+    const QStringList before = visibleGrid(*m);
+    QCOMPARE(before, (QStringList{"h,a,c", "1,x,k", "3,x,m"}));
+    stack.push(new TransposeTableCommand(m.model.get()));
+    QCOMPARE(visibleGrid(*m), transposedGrid(before));
+    // The filter tests the same data, now a row, and conceals columns; the hidden lists swap.
+    QCOMPARE(m->getFilterList().size(), std::size_t(1));
+    QCOMPARE(m->getFilterList().front().range, Range(1, RangeType::Row, RangeIndexType::Raw));
+    QCOMPARE(m->getHiddenRows(), std::vector<int>{2});
+    QCOMPARE(m->getHiddenCols(), std::vector<int>{4});
+    // Applying the lists afresh tests the same data. Only the old header row, now the first
+    // column, is no header any more (the top row is), so the filter on row 1 conceals it.
+    TableModel::ConcealmentState fresh;
+    fresh.filters = m->getFilterList();
+    fresh.hiddenRows = m->getHiddenRows();
+    fresh.hiddenCols = m->getHiddenCols();
+    QVERIFY(m->computeConcealment(fresh, false));
+    QCOMPARE(fresh.concealedRows, std::vector<int>{2});
+    QCOMPARE(fresh.concealedCols, (std::vector<int>{0, 2, 4}));
+    // A filter added now works in the new orientation: on row 0, the header row.
+    stack.push(new ApplyFiltersCommand(m.model.get(), {m->getFilterList().front(), [] {
+                                                           FilterData f = makeFilter(QStringLiteral("!3"));
+                                                           f.range =
+                                                               Range(0, RangeType::Row, RangeIndexType::Raw);
+                                                           return f;
+                                                       }()}));
+    // (The command applies afresh; through the view the shown old header would stay as an exception.)
+    QCOMPARE(visibleGrid(*m), (QStringList{"1", "x", "k"}));
+    stack.undo();
+    stack.undo();
+    QCOMPARE(visibleGrid(*m), before);
+    QCOMPARE(m->getFilterList().front().range, Range(1, RangeType::Col, RangeIndexType::Raw));
+    QCOMPARE(m->getHiddenRows(), std::vector<int>{4});
+    QCOMPARE(m->getHiddenCols(), std::vector<int>{2});
+    stack.redo();
+    QCOMPARE(visibleGrid(*m), transposedGrid(before));
+    // Undo of everything, through the transposition, gives the plain table back.
+    while (stack.canUndo())
+        stack.undo();
+    QCOMPARE(visibleGrid(*m), (QStringList{"h,a,b,c", "1,x,p,k", "2,y,q,l", "3,x,r,m", "4,z,s,n"}));
+    QVERIFY(m->getFilterList().empty());
+}
+
+// Rows and columns sorted with filters, exceptions and hidden lines in place: the same data
+// stays concealed, applying the moved lists afresh agrees, and undo gives back every list.
+void TestFilter::sortsKeepTheSameDataConcealed_data() {
+    QTest::addColumn<int>("axis");
+    QTest::addColumn<int>("type");
+    QTest::addColumn<int>("index");
+    QTest::newRow("rows ascending by the filtered column") << int(Axis::Row) << int(SortType::Ascending) << 1;
+    QTest::newRow("rows descending by another column") << int(Axis::Row) << int(SortType::Descending) << 2;
+    QTest::newRow("columns by the header row") << int(Axis::Col) << int(SortType::Descending) << 0;
+}
+
+void TestFilter::sortsKeepTheSameDataConcealed() {
+    QFETCH(int, axis);
+    QFETCH(int, type);
+    QFETCH(int, index);
+    // Each row has an id in column 0 and each column a header, so every line can be told apart.
+    auto m = load({"id,kind,weight,note", "r1,fruit,5,p", "r2,veg,7,q", "r3,fruit,1,r", "r4,nut,9,s",
+                   "r5,fruit,3,t", "r6,veg,2,u"});
+    QUndoStack stack;
+    stack.push(new ApplyFiltersCommand(m.model.get(), {makeFilter(QStringLiteral("fruit|nut"), 1)}));
+    stack.push(new ApplyHiddenRowsCommand(m.model.get(), {3}));
+    stack.push(new ApplyHiddenColsCommand(m.model.get(), {3}));
+    // An edit makes r5 break the filter; as an exception it stays in sight.
+    m->getTableData().setValueRaw(5, 1, QStringLiteral("veg"));
+    m->updateFilterViolationList();
+    const QStringList before = visibleGrid(*m);
+    QCOMPARE(before, (QStringList{"id,kind,weight", "r1,fruit,5", "r4,nut,9", "r5,veg,3"}));
+    const TableModel::ConcealmentState state = m->getConcealmentState();
+    stack.push(new SortCommand(m.model.get(), SortData{SortType(type), Axis(axis), index}));
+    const QStringList after = visibleGrid(*m);
+    // The same rows and columns show, in their new order.
+    auto sorted = [](QStringList lines, bool rows) {
+        if (!rows)
+            lines = transposedGrid(lines);
+        // Below the header row when rows move; every column moves.
+        std::sort(lines.begin() + (rows ? 1 : 0), lines.end());
+        return lines;
+    };
+    const bool rows = Axis(axis) == Axis::Row;
+    QCOMPARE(sorted(after, rows), sorted(before, rows));
+    // The exception names r5's row wherever it went.
+    int r5 = -1;
+    for (int r = 0; r < m->rowCountRaw(); ++r) {
+        for (int c = 0; c < m->columnCountRaw(); ++c) {
+            if (m->getTableData().getValueRaw(r, c).toString() == QLatin1String("r5"))
+                r5 = r;
+        }
+    }
+    QCOMPARE(m->getFilterList().front().exceptions, std::vector<int>{r5});
+    m->setAndApplyFilterAndHiddenArraysList(m->getFilterList(), m->getHiddenRows(), m->getHiddenCols());
+    QCOMPARE(visibleGrid(*m), after);
+    stack.undo();
+    QCOMPARE(visibleGrid(*m), before);
+    const TableModel::ConcealmentState back = m->getConcealmentState();
+    QCOMPARE(back.hiddenRows, state.hiddenRows);
+    QCOMPARE(back.hiddenCols, state.hiddenCols);
+    QCOMPARE(back.concealedRows, state.concealedRows);
+    QCOMPARE(back.concealedCols, state.concealedCols);
+    QCOMPARE(back.filters.size(), state.filters.size());
+    QCOMPARE(back.filters.front().range, state.filters.front().range);
+    QCOMPARE(back.filters.front().exceptions, state.filters.front().exceptions);
 }
 
 QTEST_GUILESS_MAIN(TestFilter)

@@ -12,12 +12,16 @@
 #include "window/windowtesthelpers.h"
 
 #include <QAction>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QLabel>
 #include <QLineEdit>
+#include <QProgressDialog>
+#include <QPushButton>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 #include <QUndoStack>
 
 namespace {
@@ -205,6 +209,82 @@ private slots:
         QCOMPARE(cells(view).size(), 6);
         QCOMPARE(window->getFiltersLabelText(), QStringLiteral("Filters: none"));
         run(QStringLiteral("Toggle Retain Sort and Filters Upon File Refresh"));
+    }
+
+    // The scans before a change of filters run on the worker under a progress dialog; its
+    // Cancel leaves the table, the filters and the history as they were.
+    void cancelOfALongScanChangesNothing() {
+        const QString path = dir->filePath(QStringLiteral("long.csv"));
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QByteArray text = "h,n\n";
+        // Each cell costs the pattern below a long backtrack, so the scan lasts for seconds.
+        for (int i = 0; i < 200000; ++i)
+            text += "aaaaaaaaaaaa," + QByteArray::number(i) + '\n';
+        file.write(text);
+        file.close();
+        window->openFile(path);
+        view = window->getActiveTable();
+        TableModel* m = view->tableModel();
+        QCOMPARE(m->rowCountRaw(), 200001);
+        FilterData slow;
+        slow.range = Range(0, RangeType::Col, RangeIndexType::Raw);
+        slow.filterStr = QStringLiteral("#^(?:a+)+b|a");
+        slow.convertFilterStrToRegexList();
+        // Every row passes it, so it goes in place concealing nothing, without a scan.
+        TableModel::ConcealmentState state;
+        state.filters = {slow};
+        m->setConcealmentState(state);
+        // An edit breaks it in one shown row: a finished scan would keep that row as an exception.
+        m->setData(m->index(3, 0), QStringLiteral("zzz"));
+        const int undoCount = view->undoStack()->count();
+        const int rows = m->rowCountModel();
+        bool dialogSeen = false;
+        qint64 firedAt = -1;
+        QElapsedTimer timer;
+        QTimer::singleShot(600, view, [&] {
+            // The window answers while the scan runs: the timer fires on time.
+            firedAt = timer.elapsed();
+            auto* dialog = view->findChild<QProgressDialog*>(QStringLiteral("workerProgressDialog"));
+            dialogSeen = dialog && dialog->isVisible();
+            if (QPushButton* cancel = dialog ? dialog->findChild<QPushButton*>() : nullptr)
+                cancel->click();
+        });
+        FilterData numbers;
+        numbers.range = Range(1, RangeType::Col, RangeIndexType::Raw);
+        numbers.filterStr = QStringLiteral(">=10");
+        timer.start();
+        QVERIFY(!view->includeFilterInList(numbers));
+        QVERIFY(dialogSeen);
+        QVERIFY2(firedAt < 2000 && timer.elapsed() < 3000,
+                 qPrintable(QStringLiteral("%1 %2").arg(firedAt).arg(timer.elapsed())));
+        QCOMPARE(m->getFilterList().size(), std::size_t(1));
+        QVERIFY(m->getFilterList().front().exceptions.empty());
+        QCOMPARE(view->undoStack()->count(), undoCount);
+        QCOMPARE(m->rowCountModel(), rows);
+        QCOMPARE(m->getTableData().getValueModel(3, 0).toString(), QStringLiteral("zzz"));
+    }
+
+    void transposeTurnsFiltersAndHiding() {
+        select(1, 2);
+        run(QStringLiteral("Filter Selected Column"));
+        answer(QStringLiteral("fruit"));
+        select(1, 1);
+        run(QStringLiteral("Hide Selected Column(s)"));
+        const QStringList before = cells(view);
+        QCOMPARE(before, (QStringList{"name,kind", "apple,fruit", "pear,fruit", "fig,fruit"}));
+        const QString label = window->getFiltersLabelText();
+        run(QStringLiteral("Transpose Table"));
+        QCOMPARE(cells(view), (QStringList{"name,apple,pear,fig", "kind,fruit,fruit,fruit"}));
+        QCOMPARE(window->getFiltersLabelText(), QString(label).replace(u'C', u'R'));
+        QVERIFY(window->getContext().contains(ContextHiddenArrays));
+        // Shown again, the hidden line comes back as the row it now is.
+        run(QStringLiteral("Show All Hidden Row(s)"));
+        QCOMPARE(cells(view), (QStringList{"name,apple,pear,fig", "qty,5,12,30", "kind,fruit,fruit,fruit"}));
+        run(QStringLiteral("Undo"));
+        run(QStringLiteral("Undo"));
+        QCOMPARE(cells(view), before);
+        QCOMPARE(window->getFiltersLabelText(), label);
     }
 
     void readOnlyTableFilters() {

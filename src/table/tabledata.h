@@ -315,7 +315,8 @@ private:
     QString replacedText(const FindReplaceQuery& query, const QString& text,
                          const std::vector<int>& positions, bool all, bool& valid) const;
 
-    bool readSortKeys(SortKeys& keys, Dimension moving, int index, Worker* worker) const;
+    // False when the read stops; `refused` then says whether a numbers-only set met another key.
+    bool readSortKeys(SortKeys& keys, Dimension moving, int index, Worker* worker, bool& refused) const;
     bool reorderLines(Dimension axis, const std::vector<int>& map);
 
     void emitTableSizeChanged();

@@ -288,6 +288,13 @@ bool SortKeys::add(QStringView key) {
     return addUnits(s, n, true);
 }
 
+void SortKeys::addPlaceholder() {
+    if (numbersOnly)
+        numbers.push_back(std::numeric_limits<double>::quiet_NaN());
+    else
+        addUnits(nullptr, 0, false);
+}
+
 bool SortKeys::addLatin1(std::string_view key) {
     return addUnits(key.data(), key.size(), false);
 }

@@ -36,6 +36,8 @@ public:
     bool add(QStringView key);
     // A key whose code units are these bytes (below 256 each, as in ASCII or Latin-1 text).
     bool addLatin1(std::string_view key);
+    // A key that never takes part in a comparison (a header line's), taken by any set.
+    void addPlaceholder();
     std::size_t size() const { return numbersOnly ? numbers.size() : flags.size(); }
     bool isNumbersOnly() const { return numbersOnly; }
     bool less(int a, int b, bool descending) const;

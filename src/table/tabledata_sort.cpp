@@ -34,11 +34,18 @@ bool report(Worker* worker, float fraction) {
 
 // Keys go in by line of the container: a read-only file's in file order (its order lists say
 // which file line each raw line reads), an editable table's by raw line.
-bool TableData::readSortKeys(SortKeys& keys, Dimension moving, int index, Worker* worker,
+bool TableData::readSortKeys(SortKeys& keys, Dimension moving, int index, int numHeaders, Worker* worker,
                              bool& refused) const {
     refused = false;
     const int count = rawCountOf(moving);
     const bool rowsMove = moving == Dimension::Rows;
+    const auto* readOnly = qobject_cast<const ReadOnlyDataContainer*>(dataContainer);
+    // Where the header lines' keys come, in the order the keys are read.
+    std::vector<int> headers;
+    for (int raw = 0; raw < numHeaders; ++raw)
+        headers.push_back(!readOnly ? raw : (rowsMove ? readOnly->fileRowOf(raw) : readOnly->fileColOf(raw)));
+    std::sort(headers.begin(), headers.end());
+    std::size_t nextHeader = 0;
     QString key;
     std::string folded;
     const bool utf8 = encoding == UTF_8;
@@ -46,6 +53,12 @@ bool TableData::readSortKeys(SortKeys& keys, Dimension moving, int index, Worker
     // False to stop: a refused key, or a cancel (looked at every few thousand keys).
     const auto add = [&](std::string_view bytes) {
         bool taken = false;
+        if (nextHeader < headers.size() && headers[nextHeader] == added) {
+            ++nextHeader;
+            keys.addPlaceholder();
+            ++added;
+            return true;
+        }
         // Most cells are ASCII: in UTF-8 those bytes are the characters, and need no QString.
         if (utf8 && std::all_of(bytes.begin(), bytes.end(),
                                 [](char c) { return static_cast<signed char>(c) >= 0; })) {
@@ -74,7 +87,7 @@ bool TableData::readSortKeys(SortKeys& keys, Dimension moving, int index, Worker
     };
     keys.reserve(static_cast<std::size_t>(count));
 
-    if (const auto* readOnly = qobject_cast<const ReadOnlyDataContainer*>(dataContainer)) {
+    if (readOnly) {
         if (rowsMove)
             return readOnly->readColumn(readOnly->fileColOf(index), add);
         return readOnly->readLineInPieces(false, readOnly->fileRowOf(index), kReadPiece,
@@ -119,9 +132,9 @@ bool TableData::getSortIndexes(std::vector<int>& out, int index, Axis axis, Sort
     SortKeys texts(false);
     bool refused = false;
     SortKeys* keys = &numbers;
-    if (!readSortKeys(numbers, moving, index, worker, refused)) {
+    if (!readSortKeys(numbers, moving, index, numHeaders, worker, refused)) {
         numbers.clear();
-        if (!refused || !readSortKeys(texts, moving, index, worker, refused))
+        if (!refused || !readSortKeys(texts, moving, index, numHeaders, worker, refused))
             return false;
         keys = &texts;
     }

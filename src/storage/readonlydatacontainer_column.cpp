@@ -16,9 +16,10 @@ struct ReadOnlyDataContainer::ColumnSink {
     bool haveKey = false; // the current row's cell went out
     bool capturing = false;
     qint64 start = 0;
-    bool carried = false;      // the captured cell began in an earlier piece, kept in `carry`
-    std::vector<char> carry;   // shared with the copies fastScan makes: a pointer would do too,
-    std::vector<char> decoded; // but these stay small and are only touched at piece edges
+    bool carried = false; // the captured cell began in an earlier piece, kept in `carry`
+    // Buffers of the read, behind pointers: the scanner copies its sink back and forth.
+    std::vector<char>* carry = nullptr;
+    std::vector<char>* decoded = nullptr;
     bool stopped = false;
 
     // The cell's value as the strip reader gives it: a quoted cell loses its quotes where the
@@ -29,16 +30,16 @@ struct ReadOnlyDataContainer::ColumnSink {
             return {};
         if (!quoting || raw.empty() || raw[0] != '"')
             return raw;
-        decoded.clear();
+        decoded->clear();
         for (std::size_t at = 1; at < raw.size(); ++at) {
             if (raw[at] == '"') {
                 if (at + 1 == raw.size())
-                    return std::string_view(decoded.data(), decoded.size());
+                    return std::string_view(decoded->data(), decoded->size());
                 if (raw[at + 1] != '"')
                     return raw;
                 ++at;
             }
-            decoded.push_back(raw[at]);
+            decoded->push_back(raw[at]);
         }
         return raw;
     }
@@ -50,15 +51,15 @@ struct ReadOnlyDataContainer::ColumnSink {
         std::string_view raw;
         if (carried) {
             const auto* from = reinterpret_cast<const char*>(data);
-            carry.insert(carry.end(), from, from + std::max<qint64>(0, end - pieceBase));
+            carry->insert(carry->end(), from, from + std::max<qint64>(0, end - pieceBase));
             carried = false;
-            raw = std::string_view(carry.data(), carry.size());
+            raw = std::string_view(carry->data(), carry->size());
         } else if (end > start) {
             raw = std::string_view(reinterpret_cast<const char*>(data) + (start - pieceBase),
                                    static_cast<std::size_t>(end - start));
         }
         stopped = !(*out)(value(raw));
-        carry.clear();
+        carry->clear();
     }
     void handOnEmpty() {
         haveKey = true;
@@ -151,7 +152,11 @@ bool ReadOnlyDataContainer::readColumn(int fileCol, const std::function<bool(std
     const bool quoting = parsingStandard != DELIMITER_ONLY;
     ByteUnits traits(static_cast<unsigned char>(delimiter), quoting);
     const bool withQuotes = traits.classes[static_cast<unsigned char>('"')] == ByteUnits::kQuote;
+    std::vector<char> carry;
+    std::vector<char> decoded;
     ColumnSink columns;
+    columns.carry = &carry;
+    columns.decoded = &decoded;
     columns.out = &sink;
     columns.target = fileCol;
     columns.quoting = withQuotes;
@@ -210,7 +215,7 @@ bool ReadOnlyDataContainer::readColumn(int fileCol, const std::function<bool(std
             // The cell goes on in the next piece: keep what of it is here.
             const qint64 from = std::max(columns.start, base);
             if (from < endUnit)
-                columns.carry.insert(columns.carry.end(), data + skip + (from - base), data + skip + units);
+                columns.carry->insert(columns.carry->end(), data + skip + (from - base), data + skip + units);
             columns.carried = true;
         }
     }

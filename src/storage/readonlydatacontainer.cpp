@@ -252,12 +252,12 @@ void ReadOnlyDataContainer::getCol(std::vector<std::vector<char>>& out, int col)
 
 // --- Order -----------------------------------------------------------------------------------
 
-void ReadOnlyDataContainer::setRowOrder(const std::vector<int>& order) {
-    rowOrder = order;
+void ReadOnlyDataContainer::setRowOrder(std::vector<int> order) {
+    rowOrder = std::move(order);
     rowsReordered = true;
 }
-void ReadOnlyDataContainer::setColOrder(const std::vector<int>& order) {
-    colOrder = order;
+void ReadOnlyDataContainer::setColOrder(std::vector<int> order) {
+    colOrder = std::move(order);
     colsReordered = true;
 }
 void ReadOnlyDataContainer::clearRowOrder() {

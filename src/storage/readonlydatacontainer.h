@@ -3,6 +3,7 @@
 #include "storage/abstractdatacontainer.h"
 
 #include <functional>
+#include <string_view>
 
 class CellWriter;
 class QFile;
@@ -70,8 +71,8 @@ public:
 
     // --- Order set by sorting ------------------------------------------------------------
     // getValue(row, col, true) reads raw row rowOrder[row] (and column colOrder[col]).
-    void setRowOrder(const std::vector<int>& order);
-    void setColOrder(const std::vector<int>& order);
+    void setRowOrder(std::vector<int> order);
+    void setColOrder(std::vector<int> order);
     void clearRowOrder();
     void clearColOrder();
     const std::vector<int>& getRowOrder() const { return rowOrder; }
@@ -86,6 +87,10 @@ public:
     // piece; false from it stops the read, and the result is then false.
     bool readLineInPieces(bool column, int fileIndex, int pieceSize,
                           const std::function<bool(int, std::vector<std::vector<char>>&)>& sink) const;
+    // The cells of file column `fileCol`, in file order, as getValue(row, col, false) gives them,
+    // by one front-to-back pass over the file in big reads. `sink` gets each cell; its bytes last
+    // until it returns. False from it stops the read, and the result is then false.
+    bool readColumn(int fileCol, const std::function<bool(std::string_view)>& sink) const;
 
     // --- Writing --------------------------------------------------------------------------
     using AbstractDataContainer::saveCSV;
@@ -133,6 +138,7 @@ private:
     void noteFileChanged() const;
 
     struct CellCollector; // the strip scanner's sink
+    struct ColumnSink;    // readColumn's
     bool runIndex(bool multiByte, bool withDelimiter);
     template <class Traits> bool indexPasses(Traits traitsTemplate, int unitBytes, std::vector<char>& buffer);
     void resetIndex();

@@ -4,7 +4,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
+#include <cstring>
 #include <limits>
+#include <new>
+#include <type_traits>
 
 namespace {
 
@@ -19,16 +23,15 @@ template <class Less> class MergeSort {
 public:
     MergeSort(const Less& less, const Sorter::Progress& progress) : less(less), progress(progress) {}
 
-    void run(std::vector<int>& order) {
-        if (order.size() < 2)
+    void run(int* first, int* last) {
+        const auto count = static_cast<std::size_t>(last - first);
+        if (count < 2)
             return;
-        int* first = order.data();
-        int* last = first + order.size();
-        if (order.size() < kBufferFrom) {
+        if (count < kBufferFrom) {
             insertion(first, last);
             return;
         }
-        std::vector<int> buffer(order.size() / 2 + 1);
+        std::vector<int> buffer(count / 2 + 1);
         sort(first, last, buffer.data());
     }
 
@@ -81,168 +84,350 @@ private:
     qint64 done = 0;
 };
 
-bool isAsciiDigit(char16_t c) {
+// The code units of one key's text, one byte or two each.
+template <bool WideUnits> struct Units {
+    const unsigned char* p;
+    std::uint32_t n;
+    char16_t operator[](std::uint32_t i) const {
+        if constexpr (WideUnits) {
+            char16_t u;
+            std::memcpy(&u, p + 2 * static_cast<std::size_t>(i), 2);
+            return u;
+        } else {
+            return p[i];
+        }
+    }
+};
+
+bool isDigit(char16_t c) {
     return c >= u'0' && c <= u'9';
 }
 
-// QStringView::compare, with the first code units looked at in place: most texts of a column
-// differ there, and the call costs more than the comparison.
-int compareText(QStringView a, QStringView b) {
-    constexpr qsizetype kInline = 16;
-    const qsizetype common = std::min(a.size(), b.size());
-    const qsizetype inlined = std::min(common, kInline);
-    const char16_t* pa = a.utf16();
-    const char16_t* pb = b.utf16();
-    for (qsizetype i = 0; i < inlined; ++i) {
-        if (pa[i] != pb[i])
-            return pa[i] < pb[i] ? -1 : 1;
+// Plain code-unit comparison of a[ia, ia + na) with b[ib, ib + nb), as QStringView::compare.
+template <class A, class B>
+int compareRuns(const A& a, std::uint32_t ia, std::uint32_t na, const B& b, std::uint32_t ib,
+                std::uint32_t nb) {
+    const std::uint32_t common = std::min(na, nb);
+    if constexpr (std::is_same_v<A, Units<false>> && std::is_same_v<B, Units<false>>) {
+        if (common > 0) {
+            if (const int order = std::memcmp(a.p + ia, b.p + ib, common))
+                return order;
+        }
+    } else {
+        for (std::uint32_t k = 0; k < common; ++k) {
+            const char16_t x = a[ia + k];
+            const char16_t y = b[ib + k];
+            if (x != y)
+                return x < y ? -1 : 1;
+        }
     }
-    if (common > kInline)
-        return a.sliced(kInline).compare(b.sliced(kInline));
-    return a.size() == b.size() ? 0 : (a.size() < b.size() ? -1 : 1);
+    return na == nb ? 0 : (na < nb ? -1 : 1);
+}
+
+// A run of digits as QString::toLongLong reads it: an overflowing run counts 0.
+template <class A> qint64 runValue(const A& a, std::uint32_t from, std::uint32_t to) {
+    qint64 value = 0;
+    for (std::uint32_t i = from; i < to; ++i) {
+        const int d = a[i] - u'0';
+        if (value > (std::numeric_limits<qint64>::max() - d) / 10)
+            return 0;
+        value = value * 10 + d;
+    }
+    return value;
+}
+
+// The comparator's steps from the leading spaces on, for two keys that are not empty, not
+// zero-led and not both numbers.
+template <class A, class B> bool lessTexts(const A& a, const B& b, bool descending) {
+    std::uint32_t i = 0;
+    while (i < a.n && a[i] == u' ')
+        ++i;
+    std::uint32_t j = 0;
+    while (j < b.n && b[j] == u' ')
+        ++j;
+    if (i != j)
+        return (i < j) != descending;
+    if (i == a.n)
+        return j != b.n && descending;
+    if (j == b.n)
+        return !descending;
+    bool numeric = isDigit(a[i]);
+    if (numeric != isDigit(b[j]))
+        return (compareRuns(a, i, a.n - i, b, j, b.n - j) < 0) != descending;
+    // Alternate runs of digits and of other text; the first that differs decides, and where all
+    // of the shorter list agree, the shorter list comes first.
+    for (;;) {
+        const bool aDone = i >= a.n;
+        const bool bDone = j >= b.n;
+        if (aDone || bDone)
+            return aDone == bDone ? false : aDone != descending;
+        std::uint32_t ie = i + 1;
+        while (ie < a.n && isDigit(a[ie]) == numeric)
+            ++ie;
+        std::uint32_t je = j + 1;
+        while (je < b.n && isDigit(b[je]) == numeric)
+            ++je;
+        if (numeric) {
+            const qint64 x = runValue(a, i, ie);
+            const qint64 y = runValue(b, j, je);
+            if (x != y)
+                return (x < y) != descending;
+        } else if (const int order = compareRuns(a, i, ie - i, b, j, je - j)) {
+            return (order < 0) != descending;
+        }
+        i = ie;
+        j = je;
+        numeric = !numeric;
+    }
+}
+
+template <class A, class B> bool lessZeroLed(const A& a, const B& b, bool descending) {
+    const int order = compareRuns(a, 0, a.n, b, 0, b.n);
+    return order != 0 && (order < 0) != descending;
 }
 
 } // namespace
 
 // --- Keys ------------------------------------------------------------------------------------
 
-void SortKeys::reserve(std::size_t count, std::size_t textUnits) {
-    keys.reserve(count);
-    parts.reserve(count);
-    text.reserve(textUnits);
+SortKeys::SortKeys(bool numbersOnly) : numbersOnly(numbersOnly) {}
+
+SortKeys::~SortKeys() {
+    std::free(arena);
+}
+
+void SortKeys::reserve(std::size_t count) {
+    if (numbersOnly) {
+        numbers.reserve(count);
+    } else {
+        flags.reserve(count);
+        begins.reserve(count + 1);
+    }
 }
 
 void SortKeys::clear() {
-    keys.clear();
-    parts.clear();
-    text.clear();
+    std::vector<double>().swap(numbers);
+    std::vector<std::uint8_t>().swap(flags);
+    std::vector<std::uint32_t>().swap(begins);
+    std::vector<std::uint64_t>().swap(wideBegins);
+    std::vector<char>().swap(scratch);
+    std::free(arena);
+    arena = nullptr;
+    arenaSize = arenaCapacity = 0;
 }
 
-void SortKeys::add(QStringView key) {
-    Key k;
-    k.textBegin = text.size();
-    k.textLength = static_cast<std::uint32_t>(key.size());
-    k.partsBegin = parts.size();
-    const char16_t* s = key.utf16();
-    const std::uint32_t n = k.textLength;
-    text.insert(text.end(), s, s + n);
-    if (n == 0) {
-        k.flags = Empty;
-        keys.push_back(k);
+std::size_t SortKeys::memoryBytes() const {
+    return numbers.capacity() * sizeof(double) + flags.capacity() +
+           begins.capacity() * sizeof(std::uint32_t) + wideBegins.capacity() * sizeof(std::uint64_t) +
+           arenaCapacity;
+}
+
+void SortKeys::append(const void* bytes, std::size_t length) {
+    if (arenaSize + length > arenaCapacity) {
+        const std::size_t capacity =
+            std::max({arenaSize + length, arenaCapacity + arenaCapacity / 2, std::size_t(4096)});
+        auto* grown = static_cast<unsigned char*>(std::realloc(arena, capacity));
+        if (!grown)
+            throw std::bad_alloc();
+        arena = grown;
+        arenaCapacity = capacity;
+    }
+    if (length > 0)
+        std::memcpy(arena + arenaSize, bytes, length);
+    arenaSize += length;
+}
+
+void SortKeys::permute(const std::vector<int>& source) {
+    if (numbersOnly) {
+        std::vector<double> moved(source.size());
+        for (std::size_t i = 0; i < source.size(); ++i)
+            moved[i] = numbers[static_cast<std::size_t>(source[i])];
+        numbers.swap(moved);
         return;
     }
-    std::uint32_t spaces = 0;
-    while (spaces < n && s[spaces] == u' ')
-        ++spaces;
-    k.spaces = spaces;
-    if (spaces < n && s[spaces] == u'0' && !(spaces + 1 < n && s[spaces + 1] == u'.'))
-        k.flags |= ZeroLed;
+    SortKeys moved(false);
+    moved.reserve(source.size());
+    if (arenaSize > 0) {
+        moved.arena = static_cast<unsigned char*>(std::malloc(arenaSize));
+        if (!moved.arena)
+            throw std::bad_alloc();
+        moved.arenaCapacity = arenaSize;
+    }
+    if (wideBegins.empty())
+        moved.begins.push_back(0);
+    else
+        moved.wideBegins.assign(1, 0);
+    for (const int from : source) {
+        const auto key = static_cast<std::size_t>(from);
+        const std::uint64_t begin = beginOf(key);
+        const std::uint64_t end = beginOf(key + 1);
+        moved.append(arena + begin, static_cast<std::size_t>(end - begin));
+        if (wideBegins.empty())
+            moved.begins.push_back(static_cast<std::uint32_t>(moved.arenaSize));
+        else
+            moved.wideBegins.push_back(moved.arenaSize);
+        moved.flags.push_back(flags[key]);
+    }
+    std::swap(flags, moved.flags);
+    std::swap(begins, moved.begins);
+    std::swap(wideBegins, moved.wideBegins);
+    std::swap(arena, moved.arena);
+    std::swap(arenaSize, moved.arenaSize);
+    std::swap(arenaCapacity, moved.arenaCapacity);
+}
 
-    // A zero-led key compares as text against anything, so its value is never asked.
-    if (!(k.flags & ZeroLed) && std::find(s, s + n, u'_') == s + n) {
+bool SortKeys::add(QStringView key) {
+    const char16_t* s = key.utf16();
+    const auto n = static_cast<std::size_t>(key.size());
+    if (std::all_of(s, s + n, [](char16_t c) { return c < 256; })) {
+        scratch.resize(n);
+        for (std::size_t i = 0; i < n; ++i)
+            scratch[i] = static_cast<char>(s[i]);
+        return addUnits(scratch.data(), n, false);
+    }
+    return addUnits(s, n, true);
+}
+
+void SortKeys::addPlaceholder() {
+    if (numbersOnly)
+        numbers.push_back(std::numeric_limits<double>::quiet_NaN());
+    else
+        addUnits(nullptr, 0, false);
+}
+
+bool SortKeys::addLatin1(std::string_view key) {
+    return addUnits(key.data(), key.size(), false);
+}
+
+bool SortKeys::addUnits(const void* units, std::size_t count, bool wide) {
+    const auto* bytes = static_cast<const unsigned char*>(units);
+    const auto unit = [bytes, wide](std::size_t i) -> char16_t {
+        if (!wide)
+            return bytes[i];
+        char16_t u;
+        std::memcpy(&u, bytes + 2 * i, 2);
+        return u;
+    };
+    std::uint8_t keyFlags = count == 0 ? Empty : 0;
+    if (wide)
+        keyFlags |= Wide;
+    std::size_t spaces = 0;
+    while (spaces < count && unit(spaces) == u' ')
+        ++spaces;
+    if (spaces < count && unit(spaces) == u'0' && !(spaces + 1 < count && unit(spaces + 1) == u'.'))
+        keyFlags |= ZeroLed;
+
+    // A zero-led key compares as text against anything, so its value is never asked; nor is that
+    // of a key with an underscore.
+    double value = std::numeric_limits<double>::quiet_NaN();
+    if (count > 0 && !(keyFlags & ZeroLed)) {
         // The number reader sees the text as UTF-8 up to a first NUL; it refuses every byte
         // outside ASCII, so a text with one there before the NUL is no number.
-        narrow.clear();
-        bool ascii = true;
-        for (std::uint32_t i = 0; i < n && s[i] != 0; ++i) {
-            if (s[i] >= 128) {
-                ascii = false;
+        std::string narrow;
+        bool candidate = true;
+        for (std::size_t i = 0; i < count && candidate; ++i) {
+            const char16_t c = unit(i);
+            if (c == u'_')
+                candidate = false;
+            else if (c == 0)
                 break;
-            }
-            narrow.push_back(static_cast<char>(s[i]));
+            else if (c >= 128)
+                candidate = false;
+            else
+                narrow.push_back(static_cast<char>(c));
         }
-        if (ascii) {
-            narrow.push_back(0);
-            const double value = Utilities::convertStringToDouble(narrow.data(), false);
-            if (!std::isnan(value)) {
-                k.flags |= Number;
-                k.number = value;
-            }
+        if (candidate) {
+            for (std::size_t i = narrow.size(); i < count && candidate; ++i)
+                candidate = unit(i) != u'_';
+        }
+        if (candidate) {
+            value = Utilities::convertStringToDouble(narrow.c_str(), false);
+            if (!std::isnan(value))
+                keyFlags |= Number;
         }
     }
 
-    if (spaces < n) {
-        if (isAsciiDigit(s[spaces]))
-            k.flags |= StartsWithNumber;
-        std::uint32_t start = spaces;
-        while (start < n) {
-            const bool digits = isAsciiDigit(s[start]);
-            std::uint32_t end = start + 1;
-            while (end < n && isAsciiDigit(s[end]) == digits)
-                ++end;
-            Part part{};
-            if (digits) {
-                // As QString::toLongLong reads the run: an overflowing run counts 0.
-                qint64 value = 0;
-                for (std::uint32_t i = start; i < end; ++i) {
-                    const int d = s[i] - u'0';
-                    if (value > (std::numeric_limits<qint64>::max() - d) / 10) {
-                        value = 0;
-                        break;
-                    }
-                    value = value * 10 + d;
-                }
-                part.value = value;
-            } else {
-                part.text.begin = start;
-                part.text.length = end - start;
-            }
-            parts.push_back(part);
-            ++k.partCount;
-            start = end;
-        }
+    if (numbersOnly) {
+        if (!(keyFlags & (Empty | Number)))
+            return false;
+        numbers.push_back(value);
+        return true;
     }
-    keys.push_back(k);
+
+    if (keyFlags & Number)
+        append(&value, sizeof(double));
+    append(bytes, count * (wide ? 2 : 1));
+    if (begins.empty())
+        begins.push_back(0);
+    // Offsets take four bytes a key until the arena passes 4 GiB, then eight.
+    if (wideBegins.empty() && arenaSize > std::numeric_limits<std::uint32_t>::max()) {
+        wideBegins.assign(begins.begin(), begins.end());
+        std::vector<std::uint32_t>().swap(begins);
+    }
+    if (wideBegins.empty())
+        begins.push_back(static_cast<std::uint32_t>(arenaSize));
+    else
+        wideBegins.push_back(arenaSize);
+    flags.push_back(keyFlags);
+    return true;
 }
 
 bool SortKeys::less(int ia, int ib, bool descending) const {
-    const Key& a = keys[static_cast<std::size_t>(ia)];
-    const Key& b = keys[static_cast<std::size_t>(ib)];
+    if (numbersOnly) {
+        const double a = numbers[static_cast<std::size_t>(ia)];
+        const double b = numbers[static_cast<std::size_t>(ib)];
+        // NaN is an empty key: last in ascending order, first in descending.
+        if (std::isnan(a))
+            return !std::isnan(b) && descending;
+        if (std::isnan(b))
+            return !descending;
+        return a != b && (a < b) != descending;
+    }
+    return lessGeneral(static_cast<std::size_t>(ia), static_cast<std::size_t>(ib), descending);
+}
+
+bool SortKeys::lessGeneral(std::size_t ia, std::size_t ib, bool descending) const {
+    const std::uint8_t fa = flags[ia];
+    const std::uint8_t fb = flags[ib];
     // Two identical texts are never before one another. Only the branches where identical texts
     // could answer true look for that; the others give false for them by themselves.
-    if (a.flags & Empty)
-        return !(b.flags & Empty) && descending;
-    if (b.flags & Empty)
+    if (fa & Empty)
+        return !(fb & Empty) && descending;
+    if (fb & Empty)
         return !descending;
-    const QStringView va = view(a);
-    const QStringView vb = view(b);
-    if ((a.flags | b.flags) & ZeroLed) {
-        const int order = compareText(va, vb);
-        return order != 0 && (order < 0) != descending;
+    const std::uint64_t beginA = beginOf(ia);
+    const std::uint64_t beginB = beginOf(ib);
+    const unsigned char* pa = arena + beginA;
+    const unsigned char* pb = arena + beginB;
+    if (fa & fb & Number) { // a zero-led key is never a number
+        double a, b;
+        std::memcpy(&a, pa, sizeof a);
+        std::memcpy(&b, pb, sizeof b);
+        return a != b && (a < b) != descending;
     }
-    if (a.flags & b.flags & Number) {
-        if (a.number == b.number)
-            return false;
-        return (a.number < b.number) != descending;
+    std::uint64_t lengthA = beginOf(ia + 1) - beginA;
+    std::uint64_t lengthB = beginOf(ib + 1) - beginB;
+    if (fa & Number) {
+        pa += sizeof(double);
+        lengthA -= sizeof(double);
     }
-    if (a.spaces != b.spaces)
-        return (a.spaces < b.spaces) != descending;
-    const QStringView sa = va.mid(a.spaces);
-    const QStringView sb = vb.mid(b.spaces);
-    if (sa.isEmpty())
-        return !sb.isEmpty() && descending;
-    if (sb.isEmpty())
-        return !descending;
-    const bool startsWithNumber = a.flags & StartsWithNumber;
-    if (startsWithNumber != static_cast<bool>(b.flags & StartsWithNumber))
-        return (compareText(sa, sb) < 0) != descending;
-    const std::uint32_t n = std::min(a.partCount, b.partCount);
-    const Part* pa = parts.data() + a.partsBegin;
-    const Part* pb = parts.data() + b.partsBegin;
-    for (std::uint32_t i = 0; i < n; ++i) {
-        const bool numeric = startsWithNumber == (i % 2 == 0);
-        if (numeric) {
-            if (pa[i].value != pb[i].value)
-                return (pa[i].value < pb[i].value) != descending;
-        } else {
-            const int order = compareText(partView(a, pa[i]), partView(b, pb[i]));
-            if (order != 0)
-                return (order < 0) != descending;
-        }
+    if (fb & Number) {
+        pb += sizeof(double);
+        lengthB -= sizeof(double);
     }
-    if (a.partCount == b.partCount)
-        return false;
-    return (a.partCount < b.partCount) != descending;
+    const bool zeroLed = (fa | fb) & ZeroLed;
+    const auto run = [&](auto a, auto b) {
+        return zeroLed ? lessZeroLed(a, b, descending) : lessTexts(a, b, descending);
+    };
+    const auto na = static_cast<std::uint32_t>(fa & Wide ? lengthA / 2 : lengthA);
+    const auto nb = static_cast<std::uint32_t>(fb & Wide ? lengthB / 2 : lengthB);
+    if (!((fa | fb) & Wide))
+        return run(Units<false>{pa, na}, Units<false>{pb, nb});
+    if ((fa & fb) & Wide)
+        return run(Units<true>{pa, na}, Units<true>{pb, nb});
+    if (fa & Wide)
+        return run(Units<true>{pa, na}, Units<false>{pb, nb});
+    return run(Units<false>{pa, na}, Units<true>{pb, nb});
 }
 
 // --- Sorting ---------------------------------------------------------------------------------
@@ -251,13 +436,17 @@ namespace Sorter {
 
 void stableMergeSort(std::vector<int>& order, const std::function<bool(int, int)>& less,
                      const Progress& progress) {
-    MergeSort<std::function<bool(int, int)>>(less, progress).run(order);
+    MergeSort<std::function<bool(int, int)>>(less, progress).run(order.data(), order.data() + order.size());
 }
 
 void stableMergeSort(std::vector<int>& order, const SortKeys& keys, bool descending,
                      const Progress& progress) {
+    stableMergeSort(order.data(), order.data() + order.size(), keys, descending, progress);
+}
+
+void stableMergeSort(int* first, int* last, const SortKeys& keys, bool descending, const Progress& progress) {
     const auto less = [&keys, descending](int a, int b) { return keys.less(a, b, descending); };
-    MergeSort<decltype(less)>(less, progress).run(order);
+    MergeSort<decltype(less)>(less, progress).run(first, last);
 }
 
 qint64 expectedComparisons(std::size_t count) {

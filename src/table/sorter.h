@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <exception>
 #include <functional>
+#include <string_view>
 #include <vector>
 
 // Ends a sort from inside its comparison when the user cancels.
@@ -14,56 +15,64 @@ public:
     const char* what() const noexcept override { return "Sort operation cancelled by user"; }
 };
 
-// The keys of one sort, each analysed once: empty, zero-led, numeric value, leading spaces and
-// the runs of digits and of text. less() gives for every pair exactly what
+// The keys of one sort, each analysed once (empty, zero-led, numeric value), held compactly: one
+// byte of flags and four of offset a key, and one arena of text, one byte a code unit where every
+// unit of the key is below 256 and two otherwise, behind the key's value if it is a number. A
+// column of numbers alone keeps nothing but the values. less() gives for every pair exactly what
 // Utilities::qStringCompare gives for the same two texts, at a fraction of the cost, so a sort
 // over these keys yields the same permutation as one over the texts.
 class SortKeys {
 public:
-    void reserve(std::size_t count, std::size_t textUnits);
-    // Keys are compared as given: fold case before adding for a case-insensitive sort.
-    void add(QStringView key);
-    std::size_t size() const { return keys.size(); }
+    // With `numbersOnly`, the keys must all be numbers that compare by value, or empty: add()
+    // refuses the first other one, and the caller starts over without.
+    explicit SortKeys(bool numbersOnly = false);
+    ~SortKeys();
+    SortKeys(const SortKeys&) = delete;
+    SortKeys& operator=(const SortKeys&) = delete;
+
+    void reserve(std::size_t count);
+    // Keys are compared as given: fold case before adding for a case-insensitive sort. False
+    // only when a numbers-only set refuses the key.
+    bool add(QStringView key);
+    // A key whose code units are these bytes (below 256 each, as in ASCII or Latin-1 text).
+    bool addLatin1(std::string_view key);
+    // A key that never takes part in a comparison (a header line's), taken by any set.
+    void addPlaceholder();
+    std::size_t size() const { return numbersOnly ? numbers.size() : flags.size(); }
+    bool isNumbersOnly() const { return numbersOnly; }
     bool less(int a, int b, bool descending) const;
+    // Puts key source[i] at place i (a permutation of the keys), so that a sort over lines in
+    // another order than the keys were read in walks them front to back. Holds both sets for
+    // the while.
+    void permute(const std::vector<int>& source);
+    // Gives all memory back; the set is empty and may be filled again.
     void clear();
+    // Bytes held, for measuring.
+    std::size_t memoryBytes() const;
 
 private:
     enum Flag : std::uint8_t {
         Empty = 1,
         ZeroLed = 2,
         Number = 4,
-        StartsWithNumber = 8,
+        Wide = 8,
     };
-    struct Key {
-        std::uint64_t textBegin = 0;
-        std::uint32_t textLength = 0;
-        std::uint32_t spaces = 0;
-        std::uint64_t partsBegin = 0;
-        std::uint32_t partCount = 0;
-        std::uint8_t flags = 0;
-        double number = 0.0;
-    };
-    // A run of digits keeps its value, a run of text where it stands in its key's text. Which of
-    // the two a run is follows from its place and the key's StartsWithNumber.
-    union Part {
-        qint64 value;
-        struct {
-            std::uint32_t begin;
-            std::uint32_t length;
-        } text;
-    };
-    QStringView view(const Key& key) const {
-        return QStringView(text.data() + key.textBegin, static_cast<qsizetype>(key.textLength));
+    bool addUnits(const void* units, std::size_t count, bool wide);
+    void append(const void* bytes, std::size_t length);
+    std::uint64_t beginOf(std::size_t key) const {
+        return wideBegins.empty() ? begins[key] : wideBegins[key];
     }
-    QStringView partView(const Key& key, const Part& part) const {
-        return QStringView(text.data() + key.textBegin + part.text.begin,
-                           static_cast<qsizetype>(part.text.length));
-    }
+    bool lessGeneral(std::size_t a, std::size_t b, bool descending) const;
 
-    std::vector<Key> keys;
-    std::vector<Part> parts;
-    std::vector<char16_t> text;
-    std::vector<char> narrow; // scratch of add()
+    bool numbersOnly;
+    std::vector<double> numbers;           // numbers-only: the values; NaN for an empty key
+    std::vector<std::uint8_t> flags;       // the rest: one set of flags a key,
+    std::vector<std::uint32_t> begins;     // where each key starts in the arena, and where it ends
+    std::vector<std::uint64_t> wideBegins; // the same once the arena outgrows 32-bit offsets
+    unsigned char* arena = nullptr;        // grown by realloc: large blocks move without a copy
+    std::size_t arenaSize = 0;
+    std::size_t arenaCapacity = 0;
+    std::vector<char> scratch; // of add()
 };
 
 namespace Sorter {
@@ -80,6 +89,9 @@ void stableMergeSort(std::vector<int>& order, const std::function<bool(int, int)
 
 // The same with the analysed keys, without a call through std::function per comparison.
 void stableMergeSort(std::vector<int>& order, const SortKeys& keys, bool descending,
+                     const Progress& progress = {});
+// Only the indexes in [first, last).
+void stableMergeSort(int* first, int* last, const SortKeys& keys, bool descending,
                      const Progress& progress = {});
 
 // The estimate of comparisons that progress fractions are taken of: n log2 n.

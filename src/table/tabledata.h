@@ -334,7 +334,10 @@ private:
                          const std::vector<int>& positions, bool all, bool& valid,
                          const QRegularExpression* regex = nullptr) const;
 
-    bool readSortKeys(SortKeys& keys, Dimension moving, int index, Worker* worker) const;
+    // False when the read stops; `refused` then says whether a numbers-only set met another key.
+    // The keys of the first `numHeaders` raw lines are placeholders.
+    bool readSortKeys(SortKeys& keys, Dimension moving, int index, int numHeaders, Worker* worker,
+                      bool& refused) const;
     bool reorderLines(Dimension axis, const std::vector<int>& map);
 
     void emitTableSizeChanged();

@@ -32,93 +32,84 @@ bool report(Worker* worker, float fraction) {
 
 } // namespace
 
-// Keys go in by raw line, so that key i is that of raw line i.
-bool TableData::readSortKeys(SortKeys& keys, Dimension moving, int index, Worker* worker) const {
+// Keys go in by line of the container: a read-only file's in file order (its order lists say
+// which file line each raw line reads), an editable table's by raw line.
+bool TableData::readSortKeys(SortKeys& keys, Dimension moving, int index, int numHeaders, Worker* worker,
+                             bool& refused) const {
+    refused = false;
     const int count = rawCountOf(moving);
     const bool rowsMove = moving == Dimension::Rows;
+    const auto* readOnly = qobject_cast<const ReadOnlyDataContainer*>(dataContainer);
+    // Where the header lines' keys come, in the order the keys are read.
+    std::vector<int> headers;
+    for (int raw = 0; raw < numHeaders; ++raw)
+        headers.push_back(!readOnly ? raw : (rowsMove ? readOnly->fileRowOf(raw) : readOnly->fileColOf(raw)));
+    std::sort(headers.begin(), headers.end());
+    std::size_t nextHeader = 0;
     QString key;
-    std::u16string ascii;
+    std::string folded;
     const bool utf8 = encoding == UTF_8;
+    int added = 0;
+    // False to stop: a refused key, or a cancel (looked at every few thousand keys).
     const auto add = [&](std::string_view bytes) {
+        bool taken = false;
+        if (nextHeader < headers.size() && headers[nextHeader] == added) {
+            ++nextHeader;
+            keys.addPlaceholder();
+            ++added;
+            return true;
+        }
         // Most cells are ASCII: in UTF-8 those bytes are the characters, and need no QString.
-        if (utf8) {
-            ascii.resize(bytes.size());
-            bool plain = true;
-            for (std::size_t i = 0; i < bytes.size(); ++i) {
-                const auto c = static_cast<unsigned char>(bytes[i]);
-                if (c >= 0x80) {
-                    plain = false;
-                    break;
+        if (utf8 && std::all_of(bytes.begin(), bytes.end(),
+                                [](char c) { return static_cast<signed char>(c) >= 0; })) {
+            if (caseSensitiveSort) {
+                taken = keys.addLatin1(bytes);
+            } else {
+                folded.assign(bytes);
+                for (char& c : folded) {
+                    if (c >= 'A' && c <= 'Z')
+                        c = static_cast<char>(c + ('a' - 'A'));
                 }
-                ascii[i] =
-                    static_cast<char16_t>(!caseSensitiveSort && c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
+                taken = keys.addLatin1(folded);
             }
-            if (plain) {
-                keys.add(QStringView(ascii.data(), static_cast<qsizetype>(ascii.size())));
-                return;
-            }
+        } else {
+            key = decodeCell(bytes, encoding, codec);
+            if (!caseSensitiveSort)
+                key = std::move(key).toLower();
+            taken = keys.add(key);
         }
-        key = decodeCell(bytes, encoding, codec);
-        if (!caseSensitiveSort)
-            key = std::move(key).toLower();
-        keys.add(key);
-    };
-
-    if (const auto* readOnly = qobject_cast<const ReadOnlyDataContainer*>(dataContainer)) {
-        const int fileIndex = rowsMove ? readOnly->fileColOf(index) : readOnly->fileRowOf(index);
-        const bool reordered = rowsMove ? readOnly->getRowsReordered() : readOnly->getColsReordered();
-        keys.reserve(static_cast<std::size_t>(count), 0);
-        if (!reordered) {
-            return readOnly->readLineInPieces(
-                rowsMove, fileIndex, kReadPiece, [&](int first, std::vector<std::vector<char>>& cells) {
-                    for (const std::vector<char>& cell : cells)
-                        add(std::string_view(cell.data(), cell.size()));
-                    return report(worker, kReadShare * static_cast<float>(first) / static_cast<float>(count));
-                });
-        }
-        // The file is read front to back, but the keys go in by raw line, so that the sort walks
-        // them in memory order. The column's bytes wait in one buffer meanwhile: smaller than the
-        // analysed keys, which are made once.
-        std::vector<char> bytes;
-        std::vector<std::size_t> ends;
-        ends.reserve(static_cast<std::size_t>(count));
-        const bool read = readOnly->readLineInPieces(
-            rowsMove, fileIndex, kReadPiece, [&](int first, std::vector<std::vector<char>>& cells) {
-                for (const std::vector<char>& cell : cells) {
-                    bytes.insert(bytes.end(), cell.begin(), cell.end());
-                    ends.push_back(bytes.size());
-                }
-                return report(worker, kReadShare / 2 * static_cast<float>(first) / static_cast<float>(count));
-            });
-        if (!read || ends.size() != static_cast<std::size_t>(count))
+        if (!taken) {
+            refused = true;
             return false;
-        for (int raw = 0; raw < count; ++raw) {
-            const auto file =
-                static_cast<std::size_t>(rowsMove ? readOnly->fileRowOf(raw) : readOnly->fileColOf(raw));
-            const std::size_t begin = file == 0 ? 0 : ends[file - 1];
-            add(std::string_view(bytes.data() + begin, ends[file] - begin));
-            if ((raw & 0xFFF) == 0 &&
-                !report(worker,
-                        kReadShare / 2 * (1.0f + static_cast<float>(raw) / static_cast<float>(count))))
-                return false;
         }
-        return true;
+        return (++added & 0xFFF) != 0 ||
+               report(worker, kReadShare * static_cast<float>(added) / static_cast<float>(count));
+    };
+    keys.reserve(static_cast<std::size_t>(count));
+
+    if (readOnly) {
+        if (rowsMove)
+            return readOnly->readColumn(readOnly->fileColOf(index), add);
+        return readOnly->readLineInPieces(false, readOnly->fileRowOf(index), kReadPiece,
+                                          [&](int, std::vector<std::vector<char>>& cells) {
+                                              for (const std::vector<char>& cell : cells) {
+                                                  if (!add(std::string_view(cell.data(), cell.size())))
+                                                      return false;
+                                              }
+                                              return true;
+                                          });
     }
 
-    keys.reserve(static_cast<std::size_t>(count), static_cast<std::size_t>(count) * 8);
     std::string_view view;
     std::vector<char> bytes;
     for (int i = 0; i < count; ++i) {
         const int row = rowsMove ? i : index;
         const int col = rowsMove ? index : i;
-        if (dataContainer->getValueView(row, col, view)) {
-            add(view);
-        } else {
+        if (!dataContainer->getValueView(row, col, view)) {
             bytes = dataContainer->getValue(row, col, false);
-            add(std::string_view(bytes.data(), bytes.size()));
+            view = std::string_view(bytes.data(), bytes.size());
         }
-        if ((i & 0xFFF) == 0 &&
-            !report(worker, kReadShare * static_cast<float>(i) / static_cast<float>(count)))
+        if (!add(view))
             return false;
     }
     return true;
@@ -135,30 +126,52 @@ bool TableData::getSortIndexes(std::vector<int>& out, int index, Axis axis, Sort
         return false;
     numHeaders = std::clamp(numHeaders, 0, count);
 
-    SortKeys keys;
-    if (!readSortKeys(keys, moving, index, worker) || keys.size() != static_cast<std::size_t>(count))
+    // A column of numbers (and empty cells) keeps only their values; the first other key sends
+    // the read back to the start, keeping texts too.
+    SortKeys numbers(true);
+    SortKeys texts(false);
+    bool refused = false;
+    SortKeys* keys = &numbers;
+    if (!readSortKeys(numbers, moving, index, numHeaders, worker, refused)) {
+        numbers.clear();
+        if (!refused || !readSortKeys(texts, moving, index, numHeaders, worker, refused))
+            return false;
+        keys = &texts;
+    }
+    if (keys->size() != static_cast<std::size_t>(count))
         return false;
 
-    // Old raw indexes in their new order; the headers first, where they stood.
-    std::vector<int> oldInNewOrder(static_cast<std::size_t>(count));
-    std::iota(oldInNewOrder.begin(), oldInNewOrder.end(), 0);
-    std::vector<int> order(oldInNewOrder.begin() + numHeaders, oldInNewOrder.end());
-    const qint64 total = Sorter::expectedComparisons(order.size());
+    // A read-only file's keys come in file order; where its lines are in another order, the keys
+    // are put in raw order, so that the sort walks them front to back.
+    const auto* readOnly = qobject_cast<const ReadOnlyDataContainer*>(dataContainer);
+    const bool rowsMove = moving == Dimension::Rows;
+    std::vector<int> order(static_cast<std::size_t>(count));
+    if (readOnly && (rowsMove ? readOnly->getRowsReordered() : readOnly->getColsReordered())) {
+        for (int raw = 0; raw < count; ++raw)
+            order[static_cast<std::size_t>(raw)] =
+                rowsMove ? readOnly->fileRowOf(raw) : readOnly->fileColOf(raw);
+        keys->permute(order);
+    }
+    std::iota(order.begin(), order.end(), 0);
+
+    // The headers stay in front, where they stood.
+    const qint64 total = Sorter::expectedComparisons(static_cast<std::size_t>(count - numHeaders));
     const Sorter::Progress progress = [worker, total](qint64 done) {
         const float fraction =
             static_cast<float>(std::min(1.0, static_cast<double>(done) / static_cast<double>(total)));
         return report(worker, kReadShare + (1.0f - kReadShare) * fraction);
     };
     try {
-        Sorter::stableMergeSort(order, keys, type == SortType::Descending, progress);
+        Sorter::stableMergeSort(order.data() + numHeaders, order.data() + count, *keys,
+                                type == SortType::Descending, progress);
     } catch (const SortCanceledException&) {
         return false;
     }
+    keys->clear();
     if (worker && worker->isCanceled())
         return false;
-    keys.clear();
-    std::copy(order.begin(), order.end(), oldInNewOrder.begin() + numHeaders);
-    out = Utilities::invertSortIndexesVector(oldInNewOrder);
+    // `order` holds the old raw indexes in their new order; the caller wants the inverse.
+    out = Utilities::invertSortIndexesVector(order);
     return true;
 }
 
@@ -187,12 +200,12 @@ bool TableData::reorderLines(Dimension axis, const std::vector<int>& map) {
             if (identity)
                 readOnly->clearRowOrder();
             else
-                readOnly->setRowOrder(order);
+                readOnly->setRowOrder(std::move(order));
         } else {
             if (identity)
                 readOnly->clearColOrder();
             else
-                readOnly->setColOrder(order);
+                readOnly->setColOrder(std::move(order));
         }
     } else if (auto* editable = qobject_cast<EditableDataContainer*>(dataContainer)) {
         const bool done = axis == Dimension::Rows ? editable->reorderRows(map) : editable->reorderCols(map);

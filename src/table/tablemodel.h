@@ -538,6 +538,8 @@ signals:
     // Requests of undo commands to the view that shows this model.
     void enforceAutoFitRowHeightsSignal(std::vector<int> rows);
     void enforceAutoFitColWidthsSignal(std::vector<int> cols);
+    // The lines of `axis` moved: rows (Row) or columns (Col) now hold other contents.
+    void sortedLinesMovedSignal(Axis axis);
     void scrollToRowSignal(int row);
     void scrollToColSignal(int col);
     void refreshViewSignal();

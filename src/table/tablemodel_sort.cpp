@@ -64,6 +64,8 @@ void TableModel::applySortMap(Axis axis, const std::vector<int>& map, bool unsor
     previewLookupValid = false;
     emit layoutChanged();
     emit refreshHeadersSignal();
+    if (moved)
+        emit sortedLinesMovedSignal(axis);
 }
 
 void TableModel::sortRows(const std::vector<int>& indexes, SortType type, int index, bool) {

@@ -146,6 +146,9 @@ public:
     // select makes them the selection.
     bool removeDuplicateRowsOrCols(Axis axis, bool basedOnSelection);
     bool selectDuplicateRowsOrCols(Axis axis, bool basedOnSelection);
+    // After the lines of `axis` moved (a sort, its undo): with auto-fit on, the rows (Row) or
+    // columns (Col) in view fit their new contents; the whole table where it is small.
+    void fitAfterSort(Axis axis);
 
     // --- Filters and hidden rows and columns (tableview_filter.cpp) -----------------------
     // Adds filters, or replaces the one on the same row or column; shown lines that break a

@@ -8,6 +8,7 @@
 #include "util/sortutilities.h"
 #include "view/workerprogress.h"
 
+#include <algorithm>
 #include <numeric>
 
 bool TableView::sortRowsOrCols(const SortData& sortData) {
@@ -123,6 +124,33 @@ bool TableView::selectDuplicateRowsOrCols(Axis axis, bool basedOnSelection) {
     m->setSelection(mainCell, ranges);
     refreshView();
     return true;
+}
+
+void TableView::fitAfterSort(Axis axis) {
+    TableModel* m = tableModel();
+    if (!m)
+        return;
+    const bool rows = axis == Axis::Row;
+    if (rows ? !autoFitRowHeight : !autoFitColWidth)
+        return;
+    // Only the heights of rows (widths of columns) changed hands; fitting a million of them would
+    // cost more than the sort, so a large table fits what is in view, and a band around it.
+    const int count = rows ? m->rowCountModel() : m->columnCountModel();
+    int first = 0;
+    int last = count - 1;
+    if (count > autoFitWarningThreshold) {
+        const int extent = rows ? viewport()->height() : viewport()->width();
+        first = rows ? rowAt(0) : columnAt(0);
+        last = rows ? rowAt(extent - 1) : columnAt(extent - 1);
+        first = std::max(0, first < 0 ? 0 : first - 50);
+        last = std::min(count - 1, (last < 0 ? count - 1 : last) + 50);
+    }
+    for (int line = first; line <= last; ++line) {
+        if (rows)
+            enforceAutoFitRowHeight(line);
+        else
+            enforceAutoFitColWidth(line);
+    }
 }
 
 void TableView::onHorizontalSectionDoubleClicked(int col) {

@@ -33,6 +33,7 @@ void TableView::connectUndoSignals(TableModel* m) {
             qOverload<const std::vector<int>&>(&TableView::enforceAutoFitRowHeights), Qt::UniqueConnection);
     connect(m, &TableModel::enforceAutoFitColWidthsSignal, this,
             qOverload<const std::vector<int>&>(&TableView::enforceAutoFitColWidths), Qt::UniqueConnection);
+    connect(m, &TableModel::sortedLinesMovedSignal, this, &TableView::fitAfterSort, Qt::UniqueConnection);
     connect(m, &TableModel::scrollToRowSignal, this, [this](int row) { scrollToRow(row, true, true); });
     connect(m, &TableModel::scrollToColSignal, this, [this](int col) { scrollToCol(col, true, true); });
     connect(m, &TableModel::refreshViewSignal, this, &TableView::refreshView, Qt::UniqueConnection);

@@ -7,6 +7,7 @@
 #include "table/findreplacequery.h"
 #include "table/range.h"
 #include "table/rangetypes.h"
+#include "table/sortdata.h"
 #include "window/commands.h"
 #include "window/configdata.h"
 #include "window/context.h"
@@ -646,9 +647,13 @@ public slots:
     void onFiltersOptionsPrompt();
     void updateFiltersLabel();
     QString getFiltersLabelText() const;
-    // With "Retain Sort and Filters Upon File Refresh" on, a reload keeps the table's filters.
+    // With "Retain Sort and Filters Upon File Refresh" on, a reload keeps the table's filters
+    // (and, through the two below, its sorts).
     void retainFiltersForReload(TableView* view);
     void restoreRetainedFilters(TableView* view);
+    // --- Sorts kept over a reload (mainwindow_sortretain.cpp) ------------------------------
+    void retainSortForReload(TableView* view);
+    void restoreRetainedSort(TableView* view);
     // --- Find and replace (mainwindow_find.cpp) ------------------------------------------
     bool commandFind(const QString& path = QString());
     bool commandFindNextMatch(const QString& path = QString());
@@ -856,6 +861,8 @@ private:
     FilterData pendingFilter;
     bool pendingFilterRegex = false;
     std::map<TableView*, std::vector<FilterData>> retainedFilters;
+    // The last row sort and column sort of a table being reloaded with the retain setting on.
+    std::map<TableView*, std::pair<SortData, SortData>> retainedSorts;
 
     QString defaultOpenFolderpath;
     QStringList sidebarFolderpathList;

@@ -767,6 +767,7 @@ bool MainWindow::closeFileNoSave(TableView* view) {
     if (!view || paneView->getTableIndex(view) < 0)
         return false;
     retainedFilters.erase(view);
+    retainedSorts.erase(view);
     const QString path = filepathOf(view);
     if (!path.isEmpty()) {
         unwatchFile(path);

@@ -229,6 +229,7 @@ bool MainWindow::commandRemoveAllFilteredOutAndHiddenData(const QString& path) {
 
 void MainWindow::retainFiltersForReload(TableView* view) {
     retainedFilters.erase(view);
+    retainSortForReload(view);
     if (!view || !settings.getValueBool(RetainSortAndFilters) || view->tableModel()->getFilterList().empty())
         return;
     std::vector<FilterData> filters = view->tableModel()->getFilterList();
@@ -239,6 +240,7 @@ void MainWindow::retainFiltersForReload(TableView* view) {
 }
 
 void MainWindow::restoreRetainedFilters(TableView* view) {
+    restoreRetainedSort(view); // first: the filters then conceal the rows where they stand now
     const auto it = retainedFilters.find(view);
     if (it == retainedFilters.end())
         return;

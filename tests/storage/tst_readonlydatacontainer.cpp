@@ -201,6 +201,8 @@ private slots:
     void piecesOfEverySize();
     void blockScanMatchesPlainMachine_data();
     void blockScanMatchesPlainMachine();
+    void columnReadMatchesCells_data() { blockScanMatchesPlainMachine_data(); }
+    void columnReadMatchesCells();
     void rowsColsAndOrder();
     void editingCallsChangeNothing();
     void saveOverTheFileBeingRead_data();
@@ -498,6 +500,50 @@ void TestReadOnlyDataContainer::blockScanMatchesPlainMachine() {
             }
             QFile::remove(path);
         }
+    }
+}
+
+// A whole column in one pass, as the sort reads its keys, against the cells read one by one: the
+// same tricky and regular texts, from odd offsets, behind a byte order mark, in pieces small
+// enough that cells straddle them, and once large enough for the read-ahead thread.
+void TestReadOnlyDataContainer::columnReadMatchesCells() {
+    QFETCH(char, delimiter);
+    QFETCH(int, standard);
+    QFETCH(int, instructions);
+    ReadOnlyDataContainer::setInstructionSetForTesting(instructions);
+    Fixture fx;
+    QRandomGenerator rng(quint32(uchar(delimiter)) * 17 + quint32(standard));
+    for (int file = 0; file < 6; ++file) {
+        const bool large = file == 5;
+        const int size = large ? 100000 : rng.bounded(100, 1500);
+        QByteArray text = file % 2 ? trickyText(rng, delimiter, size) : regularText(rng, delimiter, size);
+        text.prepend(QByteArray(rng.bounded(64), 'p'));
+        if (file == 2)
+            text.prepend("\xEF\xBB\xBF");
+        const QString path = fx.write(text);
+        for (qint64 piece : {qint64(0), large ? qint64(65536) : 4 * qint64(rng.bounded(1, 40))}) {
+            ReadOnlyDataContainer::setPieceSizeForTesting(piece);
+            auto c = fx.open(path, delimiter, static_cast<ParsingStandard>(standard));
+            QVERIFY(c);
+            for (int col = 0; col < c->numCols(); col += large ? std::max(1, c->numCols() - 1) : 1) {
+                std::vector<QByteArray> cells;
+                QVERIFY(c->readColumn(col, [&cells](std::string_view cell) {
+                    cells.emplace_back(cell.data(), qsizetype(cell.size()));
+                    return true;
+                }));
+                const QByteArray where = "file " + QByteArray::number(file) + ", piece " +
+                                         QByteArray::number(piece) + ", column " + QByteArray::number(col);
+                QVERIFY2(int(cells.size()) == c->numRows(), where.constData());
+                for (int r = 0; r < c->numRows(); ++r)
+                    QVERIFY2(cells[size_t(r)] == show(c->getValue(r, col, false)),
+                             (where + ", row " + QByteArray::number(r)).constData());
+            }
+            // A sink that says stop ends the read there.
+            int taken = 0;
+            QVERIFY(!c->readColumn(0, [&taken](std::string_view) { return ++taken < 2; }) ||
+                    c->numRows() < 2);
+        }
+        QFile::remove(path);
     }
 }
 

@@ -43,15 +43,21 @@ int MsgBox::showQuestion(QWidget* parent, const Question& question) {
     if (!question.informativeText.isEmpty())
         box.setInformativeText(question.informativeText);
     std::vector<QAbstractButton*> made;
+    box.ensurePolished();
     for (const Button& entry : question.buttons) {
         QPushButton* button = box.addButton(entry.text, entry.role);
+        // Polished first, so that the font and the padding are the theme's: a set width never
+        // clips the label, it only widens a button past what the text needs.
+        button->ensurePolished();
+        const int needed = button->sizeHint().width();
         if (entry.fitWidthToText) {
             const QFontMetrics metrics(button->font());
             QString plain = entry.text;
             plain.remove(QLatin1Char('&'));
-            button->setFixedWidth(metrics.horizontalAdvance(plain) + 2 * metrics.averageCharWidth() + 16);
+            const int width = metrics.horizontalAdvance(plain) + 2 * metrics.averageCharWidth() + 16;
+            button->setFixedWidth(std::max(width, needed));
         } else if (entry.fixedWidth > 0) {
-            button->setFixedWidth(entry.fixedWidth);
+            button->setFixedWidth(std::max(entry.fixedWidth, needed));
         }
         if (entry.fixedHeight > 0)
             button->setFixedHeight(entry.fixedHeight);

@@ -1,32 +1,32 @@
 #pragma once
 
-#include "table/tablemodel.h"
-#include "table/tablemodelworker.h"
-
+#include <QObject>
+#include <QPointer>
 #include <QProgressDialog>
+
+class TableModel;
 
 // A progress dialog with Cancel over the model's worker for as long as it lives: create one on
 // the stack around a call that runs on the worker. It appears only when the work is still far
 // from done after a moment, so quick jobs show nothing; Cancel asks the worker to stop.
-class WorkerProgress {
+//
+// Until the dialog shows, nothing else keeps the user from editing cells that the worker is
+// reading, so the window takes no keys or clicks while this lives (the dialog, a window of its
+// own, still takes its Cancel). When the dialog was shown, the keys go back afterwards to the
+// widget that had them, also where no window manager hands the focus back from a closed modal.
+class WorkerProgress : public QObject {
 public:
     WorkerProgress(QWidget* parent, TableModel* model, const QString& label, const QString& title,
-                   const QString& objectName = QStringLiteral("workerProgressDialog"))
-        : dialog(label, QObject::tr("Cancel"), 0, 100, parent) {
-        dialog.setObjectName(objectName);
-        dialog.setWindowTitle(title);
-        dialog.setWindowModality(Qt::WindowModal);
-        dialog.setMinimumDuration(300);
-        dialog.setAutoReset(false);
-        dialog.setAutoClose(false);
-        dialog.setValue(0);
-        QObject::connect(model->getWorker(), &Worker::updateProgressSignal, &dialog,
-                         [this](float fraction) { dialog.setValue(static_cast<int>(fraction * 100.0f)); });
-        QObject::connect(&dialog, &QProgressDialog::canceled, model, &TableModel::cancelWorker);
-    }
+                   const QString& objectName = QStringLiteral("workerProgressDialog"));
+    ~WorkerProgress() override;
     WorkerProgress(const WorkerProgress&) = delete;
     WorkerProgress& operator=(const WorkerProgress&) = delete;
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
     QProgressDialog dialog;
+    QPointer<QWidget> blocked;
+    QPointer<QWidget> focused;
 };

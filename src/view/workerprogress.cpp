@@ -1,0 +1,58 @@
+#include "view/workerprogress.h"
+
+#include "table/tablemodel.h"
+#include "table/tablemodelworker.h"
+
+#include <QApplication>
+#include <QWindow>
+
+WorkerProgress::WorkerProgress(QWidget* parent, TableModel* model, const QString& label, const QString& title,
+                               const QString& objectName)
+    : dialog(label, QObject::tr("Cancel"), 0, 100, parent), blocked(parent ? parent->window() : nullptr),
+      focused(QApplication::focusWidget()) {
+    dialog.setObjectName(objectName);
+    dialog.setWindowTitle(title);
+    dialog.setWindowModality(Qt::WindowModal);
+    dialog.setMinimumDuration(300);
+    dialog.setAutoReset(false);
+    dialog.setAutoClose(false);
+    dialog.setValue(0);
+    QObject::connect(model->getWorker(), &Worker::updateProgressSignal, &dialog,
+                     [this](float fraction) { dialog.setValue(static_cast<int>(fraction * 100.0f)); });
+    QObject::connect(&dialog, &QProgressDialog::canceled, model, &TableModel::cancelWorker);
+    if (blocked)
+        qApp->installEventFilter(this);
+}
+
+WorkerProgress::~WorkerProgress() {
+    if (blocked)
+        qApp->removeEventFilter(this);
+    const bool shown = dialog.isVisible();
+    dialog.hide();
+    if (shown && focused) {
+        focused->activateWindow();
+        focused->setFocus(Qt::OtherFocusReason);
+    }
+}
+
+bool WorkerProgress::eventFilter(QObject* watched, QEvent* event) {
+    switch (event->type()) {
+    case QEvent::KeyPress:
+    case QEvent::KeyRelease:
+    case QEvent::ShortcutOverride:
+    case QEvent::MouseButtonPress:
+    case QEvent::MouseButtonRelease:
+    case QEvent::MouseButtonDblClick:
+    case QEvent::Wheel:
+    case QEvent::Drop: {
+        const auto* widget = qobject_cast<const QWidget*>(watched);
+        const auto* window = qobject_cast<const QWindow*>(watched);
+        if ((widget && widget->window() == blocked) || (window && blocked->windowHandle() == window))
+            return true;
+        break;
+    }
+    default:
+        break;
+    }
+    return QObject::eventFilter(watched, event);
+}

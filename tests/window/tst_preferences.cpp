@@ -1,8 +1,10 @@
 #include "window/mainwindow.h"
 
 #include "preferences/preferencefiles.h"
+#include "preferences/theme.h"
 #include "table/tablemodel.h"
 #include "util/appdatautilities.h"
+#include "util/msgbox.h"
 #include "util/msgboxanswers.h"
 #include "view/tableview.h"
 #include "window/fileextensionswidget.h"
@@ -12,17 +14,21 @@
 #include "window/shortcutpreferences.h"
 #include "window/shortcutswidget.h"
 
+#include <QAbstractButton>
 #include <QAction>
+#include <QApplication>
 #include <QComboBox>
 #include <QDir>
 #include <QFile>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMessageBox>
 #include <QSpinBox>
 #include <QStandardPaths>
 #include <QTableWidget>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 
 namespace {
 
@@ -396,6 +402,44 @@ private slots:
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         QVERIFY(!prefs);
         QCOMPARE(readFile(Utilities::getSettingsFilepath()), before);
+    }
+    // Under every theme's padding and font, a button given a fixed width still shows its whole
+    // label (the large-file question's buttons were cut at both ends).
+    void themedButtonsShowWholeLabels_data() {
+        QTest::addColumn<QString>("theme");
+        QTest::newRow("dark") << "dark";
+        QTest::newRow("solarized light") << "solarized light";
+    }
+    void themedButtonsShowWholeLabels() {
+        QFETCH(QString, theme);
+        const Theme chosen = theme == "dark" ? Theme::darkTheme() : Theme::solarizedLight();
+        const QString sheetBefore = qApp->styleSheet();
+        qApp->setStyleSheet(chosen.getStyleSheet());
+        QStringList clipped;
+        int seen = 0;
+        QTimer::singleShot(0, [&] {
+            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+            if (!box)
+                return;
+            for (QAbstractButton* button : box->buttons()) {
+                ++seen;
+                QString label = button->text();
+                label.remove('&');
+                const int text = button->fontMetrics().horizontalAdvance(label);
+                if (button->width() < text + 20)
+                    clipped
+                        << QString("%1: %2 px for %3 px of text").arg(label).arg(button->width()).arg(text);
+            }
+            box->reject();
+        });
+        MsgBox::ask(nullptr, "This file is large (100 MB).",
+                    {{"Open as &Read-Only", QMessageBox::AcceptRole, 130},
+                     {"Open in &Edit Mode", QMessageBox::AcceptRole, 130},
+                     {"&Cancel", QMessageBox::DestructiveRole}},
+                    0);
+        qApp->setStyleSheet(sheetBefore);
+        QCOMPARE(seen, 3);
+        QVERIFY2(clipped.isEmpty(), qPrintable(clipped.join("; ")));
     }
 };
 

@@ -538,12 +538,13 @@ public slots:
     bool commandSetOnlineMap(const QString& path = QString());
     bool commandSetFont(const QString& path = QString());
     bool commandSetTextSize(const QString& path = QString());
+    // Both act on the table they were raised for, even if another one is active by the answer.
     // `text` stands in the editor in place of the file's name (an answer brought back).
-    void onRenameFilePrompt(const QString& text = QString());
-    void onRenameFilePromptReceived(const QString& response);
-    void onDuplicateFilePrompt();
-    void onDuplicateFilePromptReceived(const QString& response, int selectionStart, int selectionLength,
-                                       int cursorPosition);
+    void onRenameFilePrompt(TableView* view, const QString& text = QString());
+    void onRenameFilePromptReceived(TableView* view, const QString& response);
+    void onDuplicateFilePrompt(TableView* view);
+    void onDuplicateFilePromptReceived(TableView* view, const QString& response, int selectionStart,
+                                       int selectionLength, int cursorPosition);
     // Reads the table's file again with `parameters`, after the question about unsaved changes.
     bool reloadFileWithParameters(TableView* view, const ExtensionData& parameters);
     // The status bar's labels: the commands of the file mode, encoding, delimiter and table size.

@@ -153,12 +153,12 @@ bool MainWindow::commandRenameFile(const QString& path) {
         MsgBox::inform(this, kFileMissing);
         return false;
     }
-    onRenameFilePrompt();
+    onRenameFilePrompt(view);
     return true;
 }
 
-void MainWindow::onRenameFilePrompt(const QString& text) {
-    const QString file = filepathOf(activeTable);
+void MainWindow::onRenameFilePrompt(TableView* view, const QString& text) {
+    const QString file = filepathOf(view);
     if (file.isEmpty())
         return;
     const QFileInfo info(file);
@@ -173,14 +173,17 @@ void MainWindow::onRenameFilePrompt(const QString& text) {
     } else {
         launcher->setEditorText(text);
     }
-    connect(launcher, &Launcher::launcherResponseSignal, this, &MainWindow::onRenameFilePromptReceived);
+    connect(launcher, &Launcher::launcherResponseSignal, this,
+            [this, target = QPointer<TableView>(view)](const QString& response) {
+                onRenameFilePromptReceived(target, response);
+            });
     paneView->setLauncher(launcher);
 }
 
-void MainWindow::onRenameFilePromptReceived(const QString& response) {
+void MainWindow::onRenameFilePromptReceived(TableView* view, const QString& response) {
     paneView->clearPrevOptionList();
-    const QString source = normalizedPath(filepathOf(activeTable));
-    if (!activeTable || filepathOf(activeTable).isEmpty() || !QFileInfo::exists(source)) {
+    const QString source = normalizedPath(filepathOf(view));
+    if (!view || filepathOf(view).isEmpty() || !QFileInfo::exists(source)) {
         MsgBox::inform(this, kFileMissing);
         return;
     }
@@ -188,7 +191,7 @@ void MainWindow::onRenameFilePromptReceived(const QString& response) {
     if (name == QFileInfo(source).fileName())
         return;
     if (!Utilities::fileNameValid(name)) {
-        onRenameFilePrompt(response);
+        onRenameFilePrompt(view, response);
         return;
     }
     const QString target = normalizedPath(QFileInfo(source).dir().filePath(name));
@@ -199,7 +202,7 @@ void MainWindow::onRenameFilePromptReceived(const QString& response) {
     }
     if (getTableView(target)) {
         MsgBox::inform(this, kTargetOpen);
-        onRenameFilePrompt(response);
+        onRenameFilePrompt(view, response);
         return;
     }
     switch (askOverwrite()) {
@@ -210,7 +213,7 @@ void MainWindow::onRenameFilePromptReceived(const QString& response) {
             MsgBox::inform(this, tr("The file could not be renamed."));
         return;
     case OverwriteAnswer::DontOverwrite:
-        onRenameFilePrompt(response);
+        onRenameFilePrompt(view, response);
         return;
     case OverwriteAnswer::Cancel:
         return;
@@ -270,12 +273,12 @@ bool MainWindow::commandDuplicateFile(const QString& path) {
         MsgBox::inform(this, kFileMissing);
         return false;
     }
-    onDuplicateFilePrompt();
+    onDuplicateFilePrompt(view);
     return true;
 }
 
-void MainWindow::onDuplicateFilePrompt() {
-    const QString file = filepathOf(activeTable);
+void MainWindow::onDuplicateFilePrompt(TableView* view) {
+    const QString file = filepathOf(view);
     if (file.isEmpty())
         return;
     const QFileInfo info(file);
@@ -289,16 +292,20 @@ void MainWindow::onDuplicateFilePrompt() {
     launcher->setEditorText(proposed);
     launcher->setEditorSelection(0, static_cast<int>(QFileInfo(proposed).completeBaseName().size()));
     connect(launcher, &Launcher::launcherResponseWithStateSignal, this,
-            &MainWindow::onDuplicateFilePromptReceived);
+            [this, target = QPointer<TableView>(view)](const QString& response, int selectionStart,
+                                                       int selectionLength, int cursorPosition) {
+                onDuplicateFilePromptReceived(target, response, selectionStart, selectionLength,
+                                              cursorPosition);
+            });
     paneView->setLauncher(launcher);
 }
 
-void MainWindow::onDuplicateFilePromptReceived(const QString& response, int selectionStart,
+void MainWindow::onDuplicateFilePromptReceived(TableView* view, const QString& response, int selectionStart,
                                                int selectionLength, int cursorPosition) {
     QPointer<Launcher> launcher = qobject_cast<Launcher*>(sender());
     paneView->clearPrevOptionList();
     const DuplicateResult result =
-        activeTable ? tryDuplicateFile(filepathOf(activeTable), response.trimmed()) : DuplicateResult::Stop;
+        view ? tryDuplicateFile(filepathOf(view), response.trimmed()) : DuplicateResult::Stop;
     if (!launcher)
         return;
     if (result != DuplicateResult::Retry) {

@@ -150,6 +150,37 @@ private slots:
         QVERIFY(window->windowTitle().startsWith(QLatin1String("c.csv")));
     }
 
+    // A prompt answered after the user went to another tab still acts on the file it named.
+    void promptsKeepTheirTable_data() {
+        QTest::addColumn<QString>("command");
+        QTest::addColumn<QString>("made");
+        QTest::addColumn<bool>("sourceStays");
+        QTest::newRow("rename") << "Rename File"
+                                << "c.csv" << false;
+        QTest::newRow("duplicate") << "Duplicate File"
+                                   << "c.csv" << true;
+    }
+    void promptsKeepTheirTable() {
+        QFETCH(QString, command);
+        QFETCH(QString, made);
+        QFETCH(bool, sourceStays);
+        const QString a = writeFile(path("a.csv"), "a\n");
+        const QString b = writeFile(path("b.csv"), "b\n");
+        auto window = openWindow(a);
+        window->openFile(b);
+        QCOMPARE(window->getActiveFilepath(), b);
+        MsgBoxAnswers answers;
+        runCommand(*window, command);
+        window->setActiveTable(window->getTableView(a));
+        QCOMPARE(window->getActiveFilepath(), a);
+        if (!window->getLauncher())
+            QSKIP("the prompt closes with a change of table");
+        answer(*window, made);
+        QCOMPARE(readFile(path(made)), QByteArray("b\n"));
+        QCOMPARE(readFile(a), QByteArray("a\n"));
+        QCOMPARE(QFile::exists(b), sourceStays);
+    }
+
     // --- Duplicate --------------------------------------------------------------------------
 
     void duplicateStaysUpOnFailure() {

@@ -442,7 +442,7 @@ bool planSplit(const TableData& data, const std::vector<std::pair<int, int>>& in
                const std::function<QStringList(const QString&)>& split, SplitPlan& plan,
                TableModelWorker& worker) {
     for (std::size_t i = 0; i < indexes.size(); ++i) {
-        if ((i & 0xFFF) == 0 && !worker.reportProgress(qint64(i), qint64(indexes.size())))
+        if (!tick(&worker, 0, i, indexes.size()))
             return false;
         const auto& [row, col] = indexes[i];
         QString text = data.getValueModel(row, col).toString();
@@ -457,10 +457,10 @@ bool planSplit(const TableData& data, const std::vector<std::pair<int, int>>& in
     return true;
 }
 
-// The writes of a split along rows once its columns are in, row by row: part 0 over its cell,
-// the others into the new (empty) columns right of it.
-TextChange splitAlongRows(const SplitPlan& plan) {
-    std::map<int, int> shiftOf; // source column -> new columns before it
+// The writes of a split once its new lines are in, row by row: part 0 over its cell, the
+// others into the new (empty) lines right of (below) it.
+TextChange splitWrites(const SplitPlan& plan, Axis axis) {
+    std::map<int, int> shiftOf; // source line -> new lines before it
     int shift = 0;
     for (const auto& [line, count] : plan.extra) {
         shiftOf[line] = shift;
@@ -475,13 +475,31 @@ TextChange splitAlongRows(const SplitPlan& plan) {
     std::vector<Write> writes;
     int top = INT_MAX, bottom = -1, left = INT_MAX, right = -1;
     for (const auto& [cell, parts] : plan.cells) {
-        const int first = cell.col + shiftOf[cell.col];
-        for (qsizetype i = 0; i < parts.size(); ++i)
-            writes.push_back({cell.row, first + int(i), i == 0 ? &cell.text : &empty, &parts[i]});
-        top = std::min(top, cell.row);
-        bottom = std::max(bottom, cell.row);
-        left = std::min(left, first);
-        right = std::max(right, first + int(parts.size()) - 1);
+        const int last = int(parts.size()) - 1;
+        if (axis == Axis::Row) {
+            const int first = cell.col + shiftOf[cell.col];
+            for (qsizetype i = 0; i < parts.size(); ++i)
+                writes.push_back({cell.row, first + int(i), i == 0 ? &cell.text : &empty, &parts[i]});
+            top = std::min(top, cell.row);
+            bottom = std::max(bottom, cell.row);
+            left = std::min(left, first);
+            right = std::max(right, first + last);
+        } else {
+            // A cell's row moves down by the new rows of the split rows above it.
+            auto above = plan.extra.lower_bound(cell.row);
+            const int first = cell.row + (above == plan.extra.end() ? shift : shiftOf[above->first]);
+            for (qsizetype i = 0; i < parts.size(); ++i)
+                writes.push_back({first + int(i), cell.col, i == 0 ? &cell.text : &empty, &parts[i]});
+            top = std::min(top, first);
+            bottom = std::max(bottom, first + last);
+            left = std::min(left, cell.col);
+            right = std::max(right, cell.col);
+        }
+    }
+    if (axis == Axis::Col) {
+        std::sort(writes.begin(), writes.end(), [](const Write& a, const Write& b) {
+            return a.row != b.row ? a.row < b.row : a.col < b.col;
+        });
     }
     TextChange change;
     change.changed = !writes.empty();
@@ -500,81 +518,77 @@ TextChange splitAlongRows(const SplitPlan& plan) {
     return change;
 }
 
+// The writes of a split along rows where the rest of each row moves right by the extra parts.
+std::vector<CellText> restOfRowsMoved(const TableData& data, Extent extent, SplitPlan& plan) {
+    std::map<int, std::vector<std::pair<int, QStringList>>> rows;
+    for (auto& [cell, parts] : plan.cells)
+        rows[cell.row].emplace_back(cell.col, std::move(parts));
+    std::vector<CellText> out;
+    for (auto& [row, splits] : rows) {
+        std::sort(splits.begin(), splits.end(),
+                  [](const auto& a, const auto& b) { return a.first < b.first; });
+        int to = splits.front().first;
+        std::size_t next = 0;
+        for (int from = splits.front().first; from < extent.cols; ++from) {
+            if (next < splits.size() && splits[next].first == from) {
+                for (const QString& part : splits[next].second)
+                    out.push_back({row, to++, part});
+                ++next;
+                continue;
+            }
+            out.push_back({row, to++, data.getValueModel(row, from).toString()});
+        }
+    }
+    return out;
+}
+
 } // namespace
 
 TableUndoCommand* splitCommand(TableModel& model, Axis axis, bool cellsOnly,
                                const std::function<QStringList(const QString&)>& split, bool useThread) {
-    TableModel* m = &model;
     const std::vector<std::pair<int, int>> indexes = selectionIndexes(model);
     const TableData& data = model.getTableData();
+    const Extent extent{model.rowCountModel(), model.columnCountModel()};
+    const bool moveRest = cellsOnly;
+    // The cells are read and the writes worked out on the worker; lines are inserted here.
     SplitPlan plan;
+    TextChange change;
     const bool finished = model.readCellsOnWorker(
-        [&](TableModelWorker& worker) { return planSplit(data, indexes, axis, split, plan, worker); },
+        [&](TableModelWorker& worker) {
+            if (!planSplit(data, indexes, axis, split, plan, worker))
+                return false;
+            if (plan.cells.empty())
+                return true;
+            if (moveRest)
+                return changeOf(data, extent, restOfRowsMoved(data, extent, plan), change, &worker);
+            change = splitWrites(plan, axis);
+            return true;
+        },
         useThread);
     if (!finished || plan.cells.empty())
         return nullptr;
-    if (cellsOnly) {
-        // Within each row the cells after a split one move right by its extra parts.
-        std::map<int, std::vector<std::pair<int, QStringList>>> rows;
-        for (auto& [cell, parts] : plan.cells)
-            rows[cell.row].emplace_back(cell.col, std::move(parts));
-        std::vector<CellText> out;
-        const int extent = m->columnCountModel();
-        for (auto& [row, splits] : rows) {
-            std::sort(splits.begin(), splits.end(),
-                      [](const auto& a, const auto& b) { return a.first < b.first; });
-            int to = splits.front().first;
-            std::size_t next = 0;
-            for (int from = splits.front().first; from < extent; ++from) {
-                if (next < splits.size() && splits[next].first == from) {
-                    for (const QString& part : splits[next].second)
-                        out.push_back({row, to++, part});
-                    ++next;
-                    continue;
-                }
-                out.push_back({row, to++, m->getTableData().getValueModel(row, from).toString()});
-            }
-        }
-        return makeCommand(*m, std::move(out));
-    }
+    if (moveRest)
+        return commandOf(model, std::move(change));
     // Whole new lines after each split line, the last line first so that the earlier ones keep
     // their places; then the parts, at the places they have once the lines are in.
     std::vector<SequenceCommand::Step> steps;
     for (auto it = plan.extra.rbegin(); it != plan.extra.rend(); ++it) {
         const int line = it->first;
         const int count = it->second;
-        steps.push_back([axis, line, count](TableModel* model) -> TableUndoCommand* {
+        steps.push_back([axis, line, count](TableModel* m) -> TableUndoCommand* {
             if (axis == Axis::Row)
-                return new InsertColsCommand(model, {line}, count, true);
-            return new InsertRowsCommand(model, {line}, count, true);
+                return new InsertColsCommand(m, {line}, count, true);
+            return new InsertRowsCommand(m, {line}, count, true);
         });
     }
-    const RangeVector selection = m->getSelection();
-    if (axis == Axis::Row) {
-        // The texts before and after are known here: the new columns are empty.
-        steps.push_back(
-            [change = splitAlongRows(plan), selection](TableModel* model) mutable -> TableUndoCommand* {
-                RangeVector restored = selection;
-                model->setSelection(restored);
-                return commandOf(*model, std::move(change));
-            });
-        return new SequenceCommand(m, std::move(steps));
-    }
-    std::vector<CellText> out;
-    for (const auto& [cell, parts] : plan.cells) {
-        int shift = 0;
-        for (auto it = plan.extra.begin(); it != plan.extra.end() && it->first < cell.row; ++it)
-            shift += it->second;
-        for (qsizetype i = 0; i < parts.size(); ++i)
-            out.push_back(CellText{cell.row + shift + int(i), cell.col, parts[i]});
-    }
-    steps.push_back([out = std::move(out), selection](TableModel* model) mutable -> TableUndoCommand* {
-        // The selection as it was, so that undo of the whole step shows it again.
+    // The selection as it was, so that undo of the whole step shows it again.
+    steps.push_back([change = std::move(change),
+                     selection = model.getSelection()](TableModel* m) mutable -> TableUndoCommand* {
         RangeVector restored = selection;
-        model->setSelection(restored);
-        return makeCommand(*model, std::move(out));
+        m->setSelection(restored);
+        return commandOf(*m, std::move(change));
     });
-    return new SequenceCommand(m, std::move(steps));
+    return new SequenceCommand(&model, std::move(steps));
 }
 
 namespace {

@@ -240,6 +240,8 @@ private slots:
         QTest::newRow("reshape column-wise") << 4;
         QTest::newRow("add ID column") << 5;
         QTest::newRow("update ID column") << 6;
+        QTest::newRow("split, rest of row moves") << 7;
+        QTest::newRow("split down") << 8;
     }
     void layoutsOnWorker() {
         QFETCH(int, op);
@@ -263,8 +265,16 @@ private slots:
                 return CellTransform::reshapeCommand(m, op == 3 ? 4 : 25000, op == 3, useThread);
             case 5:
                 return CellTransform::addIdColumnCommand(m, 3, useThread);
-            default:
+            case 6:
                 return CellTransform::idColumnCommand(m, -2, useThread);
+            default:
+                // Rows 10, 20, ... split into two or three parts, the rest stay whole.
+                return CellTransform::splitCommand(
+                    m, op == 7 ? Axis::Row : Axis::Col, op == 7,
+                    [](const QString& t) {
+                        return t.contains("0c") ? t.split(QRegularExpression("[c5]")) : QStringList{t};
+                    },
+                    useThread);
             }
         };
         auto threaded = load(lines);
@@ -294,7 +304,10 @@ private slots:
         QCOMPARE(done, snapshot(*plain));
         if (op == 0)
             QCOMPARE(done[1].section('|', 0, 2), QStringLiteral("r1c0|r1c1+r1c2+r1c3++r1c5|"));
-        if (op >= 5)
+        // Row 0 splits too, so row 10 comes one down.
+        if (op == 8)
+            QCOMPARE(done.mid(11, 3), QStringList({"|r10|r10|r10|r10|", "|1|2|3|4|", original[11]}));
+        if (op == 5 || op == 6)
             QCOMPARE(done[0].section('|', 0, 0), QStringLiteral("ID"));
         stack.undo();
         QCOMPARE(snapshot(*threaded).mid(0, rows), original);

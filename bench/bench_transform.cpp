@@ -114,8 +114,28 @@ std::vector<Operation> operations() {
                  return Utilities::splitByDelimiter(t, QStringLiteral(";"));
              });
          }},
+        {"split by ;, rest of row moves on worker",
+         [](QByteArray& out, DataRandom& r) {
+             appendWords(out, r);
+             out += ';';
+             appendWords(out, r);
+         },
+         [](TableModel& m) {
+             return CellTransform::splitCommand(
+                 m, Axis::Row, true,
+                 [](const QString& t) { return Utilities::splitByDelimiter(t, QStringLiteral(";")); }, true);
+         }},
         {"join rows", words,
          [](TableModel& m) { return laidOut(m, CellTransform::join(m, QStringLiteral(", "), true, false)); }},
+        // What a large selection runs: the same join read and worked out on the model's worker.
+        {"join rows on worker", words,
+         [](TableModel& m) {
+             return CellTransform::joinCommand(m, QStringLiteral(", "), true, false, true);
+         }},
+        {"reshape on worker", words,
+         [](TableModel& m) { return CellTransform::reshapeCommand(m, 2, true, true); }},
+        {"ID numbers on worker", words,
+         [](TableModel& m) { return CellTransform::idColumnCommand(m, 1, true); }},
         {"fill series", words,
          [](TableModel& m) {
              const QStringList items =

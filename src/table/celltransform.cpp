@@ -15,6 +15,11 @@ namespace CellTransform {
 
 namespace {
 
+struct Extent {
+    int rows = 0;
+    int cols = 0;
+};
+
 QString textAt(const TableModel& model, int row, int col) {
     if (row < 0 || col < 0 || row >= model.rowCountModel() || col >= model.columnCountModel())
         return QString();
@@ -133,48 +138,99 @@ void orderCells(std::vector<CellText>& cells) {
     cells = std::move(unique);
 }
 
-TableUndoCommand* commandOf(TableModel& model, std::vector<CellText>& cells, std::vector<QString>& oldTexts) {
+// Work split in two passes reports the first as the lower half of the bar, the second as the
+// upper half; false when the work was canceled.
+bool tick(TableModelWorker* worker, int pass, std::size_t i, std::size_t n) {
+    if ((i & 0xFFF) != 0 || !worker)
+        return true;
+    return worker->reportProgress(qint64(pass) * qint64(n) + qint64(i), 2 * qint64(n));
+}
+
+QString textIn(const TableData& data, Extent extent, int row, int col) {
+    if (row < 0 || col < 0 || row >= extent.rows || col >= extent.cols)
+        return QString();
+    return data.getValueModel(row, col).toString();
+}
+
+// The cells at `indexes` with their texts: row by row, or column by column with `byCols`.
+bool readCells(const TableData& data, std::vector<std::pair<int, int>> indexes, bool byCols,
+               std::vector<CellText>& out, TableModelWorker* worker) {
+    if (byCols) {
+        std::stable_sort(indexes.begin(), indexes.end(), [](const auto& a, const auto& b) {
+            return a.second != b.second ? a.second < b.second : a.first < b.first;
+        });
+    }
+    out.reserve(indexes.size());
+    for (std::size_t i = 0; i < indexes.size(); ++i) {
+        if (!tick(worker, 0, i, indexes.size()))
+            return false;
+        const auto& [row, col] = indexes[i];
+        out.push_back({row, col, data.getValueModel(row, col).toString()});
+    }
+    return true;
+}
+
+// The change that writes `cells` (the last of repeated positions wins): a block when they fill
+// a rectangle, else the cells whose text changes, with the texts they replace.
+bool changeOf(const TableData& data, Extent extent, std::vector<CellText> cells, TextChange& out,
+              TableModelWorker* worker) {
+    out = TextChange();
+    orderCells(cells);
     if (cells.empty())
-        return nullptr;
+        return true;
     int top = cells.front().row, bottom = top, left = cells.front().col, right = left;
-    bool changed = false;
-    for (std::size_t i = 0; i < cells.size(); ++i) {
-        top = std::min(top, cells[i].row);
-        bottom = std::max(bottom, cells[i].row);
-        left = std::min(left, cells[i].col);
-        right = std::max(right, cells[i].col);
-        changed = changed || oldTexts[i] != cells[i].text;
+    for (const CellText& cell : cells) {
+        top = std::min(top, cell.row);
+        bottom = std::max(bottom, cell.row);
+        left = std::min(left, cell.col);
+        right = std::max(right, cell.col);
     }
-    if (!changed)
-        return nullptr;
-    std::vector<QString> newTexts;
-    newTexts.reserve(cells.size());
-    if (qint64(bottom - top + 1) * (right - left + 1) == qint64(cells.size())) {
-        for (CellText& cell : cells)
-            newTexts.push_back(std::move(cell.text));
-        return new SetCellTextsCommand(&model, top, left, right - left + 1, oldTexts, newTexts);
+    out.block = qint64(bottom - top + 1) * (right - left + 1) == qint64(cells.size());
+    out.top = top;
+    out.left = left;
+    out.width = right - left + 1;
+    const std::size_t n = cells.size();
+    for (std::size_t i = 0; i < n; ++i) {
+        if (!tick(worker, 1, i, n))
+            return false;
+        const CellText& cell = cells[i];
+        const QString old = textIn(data, extent, cell.row, cell.col);
+        const bool differs = old != cell.text;
+        out.changed = out.changed || differs;
+        if (out.block || differs) {
+            out.oldTexts.append(old);
+            out.newTexts.append(cell.text);
+            if (!out.block)
+                out.positions.emplace_back(cell.row, cell.col);
+        }
     }
-    std::vector<std::pair<int, int>> positions;
-    std::vector<QString> olds;
-    for (std::size_t i = 0; i < cells.size(); ++i) {
-        if (oldTexts[i] == cells[i].text)
-            continue;
-        positions.emplace_back(cells[i].row, cells[i].col);
-        olds.push_back(std::move(oldTexts[i]));
-        newTexts.push_back(std::move(cells[i].text));
-    }
-    return new SetCellTextsCommand(&model, std::move(positions), olds, newTexts);
+    return true;
+}
+
+// The cells that `layout` decides to write, with the texts they replace, worked out from
+// nothing but the table's cells: on the model's worker with `useThread`, the command made here.
+// Null when nothing changes or the work was canceled.
+using Layout = std::function<bool(const TableData&, std::vector<CellText>&, TableModelWorker*)>;
+TableUndoCommand* layoutCommand(TableModel& model, const Layout& layout, bool useThread) {
+    const TableData& data = model.getTableData();
+    const Extent extent{model.rowCountModel(), model.columnCountModel()};
+    TextChange change;
+    const bool finished = model.readCellsOnWorker(
+        [&](TableModelWorker& worker) {
+            std::vector<CellText> cells;
+            return layout(data, cells, &worker) && changeOf(data, extent, std::move(cells), change, &worker);
+        },
+        useThread);
+    return finished ? commandOf(model, std::move(change)) : nullptr;
 }
 
 } // namespace
 
 TableUndoCommand* makeCommand(TableModel& model, std::vector<CellText> cells) {
-    orderCells(cells);
-    std::vector<QString> oldTexts;
-    oldTexts.reserve(cells.size());
-    for (const CellText& cell : cells)
-        oldTexts.push_back(textAt(model, cell.row, cell.col));
-    return commandOf(model, cells, oldTexts);
+    TextChange change;
+    changeOf(model.getTableData(), {model.rowCountModel(), model.columnCountModel()}, std::move(cells),
+             change, nullptr);
+    return commandOf(model, std::move(change));
 }
 
 TableUndoCommand* mapCommand(TableModel& model, const std::function<QString(const QString&)>& fn) {
@@ -267,63 +323,110 @@ std::vector<CellText> fillSeries(const TableModel& model, const QStringList& ite
     return cells;
 }
 
-std::vector<CellText> reshape(const TableModel& model, int lineLength, bool rowWise) {
-    std::vector<CellText> cells = selectedCells(model, !rowWise);
+namespace {
+
+// The rest of reshape and join reads nothing but `data` (and `extent`, the table's size), so
+// that a large selection runs on the model's worker; `cells` come as readCells gives them.
+void reshapeCells(std::vector<CellText> cells, int lineLength, bool rowWise, std::vector<CellText>& out) {
     if (cells.empty() || lineLength < 1)
-        return {};
+        return;
     int top = cells.front().row, left = cells.front().col;
     for (const CellText& cell : cells) {
         top = std::min(top, cell.row);
         left = std::min(left, cell.col);
     }
-    std::vector<CellText> out;
     out.reserve(cells.size() * 2);
     for (const CellText& cell : cells)
         out.push_back({cell.row, cell.col, QString()});
     for (std::size_t i = 0; i < cells.size(); ++i) {
         const int along = int(i / std::size_t(lineLength));
         const int across = int(i % std::size_t(lineLength));
-        out.push_back(rowWise ? CellText{top + along, left + across, cells[i].text}
-                              : CellText{top + across, left + along, cells[i].text});
+        out.push_back(rowWise ? CellText{top + along, left + across, std::move(cells[i].text)}
+                              : CellText{top + across, left + along, std::move(cells[i].text)});
     }
+}
+
+void joinCells(const TableData& data, Extent extent, std::vector<CellText> cells, const QString& separator,
+               bool horizontally, bool closeGap, std::vector<CellText>& out) {
+    std::map<int, std::vector<CellText>> lines;
+    for (CellText& cell : cells)
+        lines[horizontally ? cell.row : cell.col].push_back(std::move(cell));
+    for (auto& [line, inLine] : lines) {
+        QStringList parts;
+        for (const CellText& cell : inLine)
+            parts.append(cell.text);
+        const CellText& first = inLine.front();
+        out.push_back({first.row, first.col, parts.join(separator)});
+        if (!closeGap) {
+            for (std::size_t i = 1; i < inLine.size(); ++i)
+                out.push_back({inLine[i].row, inLine[i].col, QString()});
+            continue;
+        }
+        // The rest of the line closes up over the joined cells.
+        std::vector<int> gone;
+        for (std::size_t i = 1; i < inLine.size(); ++i)
+            gone.push_back(horizontally ? inLine[i].col : inLine[i].row);
+        const int start = horizontally ? first.col : first.row;
+        const int end = horizontally ? extent.cols : extent.rows;
+        int to = start + 1;
+        for (int from = start + 1; from < end; ++from) {
+            if (std::binary_search(gone.begin(), gone.end(), from))
+                continue;
+            const QString text =
+                horizontally ? textIn(data, extent, line, from) : textIn(data, extent, from, line);
+            out.push_back(horizontally ? CellText{line, to, text} : CellText{to, line, text});
+            ++to;
+        }
+        for (; to < end; ++to)
+            out.push_back(horizontally ? CellText{line, to, QString()} : CellText{to, line, QString()});
+    }
+}
+
+} // namespace
+
+std::vector<CellText> reshape(const TableModel& model, int lineLength, bool rowWise) {
+    std::vector<CellText> out;
+    reshapeCells(selectedCells(model, !rowWise), lineLength, rowWise, out);
     return out;
 }
 
 std::vector<CellText> join(const TableModel& model, const QString& separator, bool horizontally,
                            bool closeGap) {
-    std::map<int, std::vector<CellText>> lines;
-    for (CellText& cell : selectedCells(model, !horizontally))
-        lines[horizontally ? cell.row : cell.col].push_back(std::move(cell));
     std::vector<CellText> out;
-    for (auto& [line, cells] : lines) {
-        QStringList parts;
-        for (const CellText& cell : cells)
-            parts.append(cell.text);
-        const CellText& first = cells.front();
-        out.push_back({first.row, first.col, parts.join(separator)});
-        if (!closeGap) {
-            for (std::size_t i = 1; i < cells.size(); ++i)
-                out.push_back({cells[i].row, cells[i].col, QString()});
-            continue;
-        }
-        // The rest of the line closes up over the joined cells.
-        std::vector<int> gone;
-        for (std::size_t i = 1; i < cells.size(); ++i)
-            gone.push_back(horizontally ? cells[i].col : cells[i].row);
-        const int start = horizontally ? first.col : first.row;
-        const int extent = horizontally ? model.columnCountModel() : model.rowCountModel();
-        int to = start + 1;
-        for (int from = start + 1; from < extent; ++from) {
-            if (std::binary_search(gone.begin(), gone.end(), from))
-                continue;
-            const QString text = horizontally ? textAt(model, line, from) : textAt(model, from, line);
-            out.push_back(horizontally ? CellText{line, to, text} : CellText{to, line, text});
-            ++to;
-        }
-        for (; to < extent; ++to)
-            out.push_back(horizontally ? CellText{line, to, QString()} : CellText{to, line, QString()});
-    }
+    joinCells(model.getTableData(), {model.rowCountModel(), model.columnCountModel()},
+              selectedCells(model, !horizontally), separator, horizontally, closeGap, out);
     return out;
+}
+
+TableUndoCommand* reshapeCommand(TableModel& model, int lineLength, bool rowWise, bool useThread) {
+    // The selection is read here: the worker touches nothing but the table's cells.
+    auto indexes = selectionIndexes(model);
+    return layoutCommand(
+        model,
+        [&](const TableData& data, std::vector<CellText>& out, TableModelWorker* worker) {
+            std::vector<CellText> cells;
+            if (!readCells(data, std::move(indexes), !rowWise, cells, worker))
+                return false;
+            reshapeCells(std::move(cells), lineLength, rowWise, out);
+            return true;
+        },
+        useThread);
+}
+
+TableUndoCommand* joinCommand(TableModel& model, const QString& separator, bool horizontally, bool closeGap,
+                              bool useThread) {
+    auto indexes = selectionIndexes(model);
+    const Extent extent{model.rowCountModel(), model.columnCountModel()};
+    return layoutCommand(
+        model,
+        [&](const TableData& data, std::vector<CellText>& out, TableModelWorker* worker) {
+            std::vector<CellText> cells;
+            if (!readCells(data, std::move(indexes), !horizontally, cells, worker))
+                return false;
+            joinCells(data, extent, std::move(cells), separator, horizontally, closeGap, out);
+            return true;
+        },
+        useThread);
 }
 
 namespace {
@@ -339,7 +442,7 @@ bool planSplit(const TableData& data, const std::vector<std::pair<int, int>>& in
                const std::function<QStringList(const QString&)>& split, SplitPlan& plan,
                TableModelWorker& worker) {
     for (std::size_t i = 0; i < indexes.size(); ++i) {
-        if ((i & 0xFFF) == 0 && !worker.reportProgress(qint64(i), qint64(indexes.size())))
+        if (!tick(&worker, 0, i, indexes.size()))
             return false;
         const auto& [row, col] = indexes[i];
         QString text = data.getValueModel(row, col).toString();
@@ -354,10 +457,10 @@ bool planSplit(const TableData& data, const std::vector<std::pair<int, int>>& in
     return true;
 }
 
-// The writes of a split along rows once its columns are in, row by row: part 0 over its cell,
-// the others into the new (empty) columns right of it.
-TextChange splitAlongRows(const SplitPlan& plan) {
-    std::map<int, int> shiftOf; // source column -> new columns before it
+// The writes of a split once its new lines are in, row by row: part 0 over its cell, the
+// others into the new (empty) lines right of (below) it.
+TextChange splitWrites(const SplitPlan& plan, Axis axis) {
+    std::map<int, int> shiftOf; // source line -> new lines before it
     int shift = 0;
     for (const auto& [line, count] : plan.extra) {
         shiftOf[line] = shift;
@@ -372,13 +475,31 @@ TextChange splitAlongRows(const SplitPlan& plan) {
     std::vector<Write> writes;
     int top = INT_MAX, bottom = -1, left = INT_MAX, right = -1;
     for (const auto& [cell, parts] : plan.cells) {
-        const int first = cell.col + shiftOf[cell.col];
-        for (qsizetype i = 0; i < parts.size(); ++i)
-            writes.push_back({cell.row, first + int(i), i == 0 ? &cell.text : &empty, &parts[i]});
-        top = std::min(top, cell.row);
-        bottom = std::max(bottom, cell.row);
-        left = std::min(left, first);
-        right = std::max(right, first + int(parts.size()) - 1);
+        const int last = int(parts.size()) - 1;
+        if (axis == Axis::Row) {
+            const int first = cell.col + shiftOf[cell.col];
+            for (qsizetype i = 0; i < parts.size(); ++i)
+                writes.push_back({cell.row, first + int(i), i == 0 ? &cell.text : &empty, &parts[i]});
+            top = std::min(top, cell.row);
+            bottom = std::max(bottom, cell.row);
+            left = std::min(left, first);
+            right = std::max(right, first + last);
+        } else {
+            // A cell's row moves down by the new rows of the split rows above it.
+            auto above = plan.extra.lower_bound(cell.row);
+            const int first = cell.row + (above == plan.extra.end() ? shift : shiftOf[above->first]);
+            for (qsizetype i = 0; i < parts.size(); ++i)
+                writes.push_back({first + int(i), cell.col, i == 0 ? &cell.text : &empty, &parts[i]});
+            top = std::min(top, first);
+            bottom = std::max(bottom, first + last);
+            left = std::min(left, cell.col);
+            right = std::max(right, cell.col);
+        }
+    }
+    if (axis == Axis::Col) {
+        std::sort(writes.begin(), writes.end(), [](const Write& a, const Write& b) {
+            return a.row != b.row ? a.row < b.row : a.col < b.col;
+        });
     }
     TextChange change;
     change.changed = !writes.empty();
@@ -397,102 +518,143 @@ TextChange splitAlongRows(const SplitPlan& plan) {
     return change;
 }
 
+// The writes of a split along rows where the rest of each row moves right by the extra parts.
+std::vector<CellText> restOfRowsMoved(const TableData& data, Extent extent, SplitPlan& plan) {
+    std::map<int, std::vector<std::pair<int, QStringList>>> rows;
+    for (auto& [cell, parts] : plan.cells)
+        rows[cell.row].emplace_back(cell.col, std::move(parts));
+    std::vector<CellText> out;
+    for (auto& [row, splits] : rows) {
+        std::sort(splits.begin(), splits.end(),
+                  [](const auto& a, const auto& b) { return a.first < b.first; });
+        int to = splits.front().first;
+        std::size_t next = 0;
+        for (int from = splits.front().first; from < extent.cols; ++from) {
+            if (next < splits.size() && splits[next].first == from) {
+                for (const QString& part : splits[next].second)
+                    out.push_back({row, to++, part});
+                ++next;
+                continue;
+            }
+            out.push_back({row, to++, data.getValueModel(row, from).toString()});
+        }
+    }
+    return out;
+}
+
 } // namespace
 
 TableUndoCommand* splitCommand(TableModel& model, Axis axis, bool cellsOnly,
                                const std::function<QStringList(const QString&)>& split, bool useThread) {
-    TableModel* m = &model;
     const std::vector<std::pair<int, int>> indexes = selectionIndexes(model);
     const TableData& data = model.getTableData();
+    const Extent extent{model.rowCountModel(), model.columnCountModel()};
+    const bool moveRest = cellsOnly;
+    // The cells are read and the writes worked out on the worker; lines are inserted here.
     SplitPlan plan;
+    TextChange change;
     const bool finished = model.readCellsOnWorker(
-        [&](TableModelWorker& worker) { return planSplit(data, indexes, axis, split, plan, worker); },
+        [&](TableModelWorker& worker) {
+            if (!planSplit(data, indexes, axis, split, plan, worker))
+                return false;
+            if (plan.cells.empty())
+                return true;
+            if (moveRest)
+                return changeOf(data, extent, restOfRowsMoved(data, extent, plan), change, &worker);
+            change = splitWrites(plan, axis);
+            return true;
+        },
         useThread);
     if (!finished || plan.cells.empty())
         return nullptr;
-    if (cellsOnly) {
-        // Within each row the cells after a split one move right by its extra parts.
-        std::map<int, std::vector<std::pair<int, QStringList>>> rows;
-        for (auto& [cell, parts] : plan.cells)
-            rows[cell.row].emplace_back(cell.col, std::move(parts));
-        std::vector<CellText> out;
-        const int extent = m->columnCountModel();
-        for (auto& [row, splits] : rows) {
-            std::sort(splits.begin(), splits.end(),
-                      [](const auto& a, const auto& b) { return a.first < b.first; });
-            int to = splits.front().first;
-            std::size_t next = 0;
-            for (int from = splits.front().first; from < extent; ++from) {
-                if (next < splits.size() && splits[next].first == from) {
-                    for (const QString& part : splits[next].second)
-                        out.push_back({row, to++, part});
-                    ++next;
-                    continue;
-                }
-                out.push_back({row, to++, m->getTableData().getValueModel(row, from).toString()});
-            }
-        }
-        return makeCommand(*m, std::move(out));
-    }
+    if (moveRest)
+        return commandOf(model, std::move(change));
     // Whole new lines after each split line, the last line first so that the earlier ones keep
     // their places; then the parts, at the places they have once the lines are in.
     std::vector<SequenceCommand::Step> steps;
     for (auto it = plan.extra.rbegin(); it != plan.extra.rend(); ++it) {
         const int line = it->first;
         const int count = it->second;
-        steps.push_back([axis, line, count](TableModel* model) -> TableUndoCommand* {
+        steps.push_back([axis, line, count](TableModel* m) -> TableUndoCommand* {
             if (axis == Axis::Row)
-                return new InsertColsCommand(model, {line}, count, true);
-            return new InsertRowsCommand(model, {line}, count, true);
+                return new InsertColsCommand(m, {line}, count, true);
+            return new InsertRowsCommand(m, {line}, count, true);
         });
     }
-    const RangeVector selection = m->getSelection();
-    if (axis == Axis::Row) {
-        // The texts before and after are known here: the new columns are empty.
-        steps.push_back(
-            [change = splitAlongRows(plan), selection](TableModel* model) mutable -> TableUndoCommand* {
-                RangeVector restored = selection;
-                model->setSelection(restored);
-                return commandOf(*model, std::move(change));
-            });
-        return new SequenceCommand(m, std::move(steps));
-    }
-    std::vector<CellText> out;
-    for (const auto& [cell, parts] : plan.cells) {
-        int shift = 0;
-        for (auto it = plan.extra.begin(); it != plan.extra.end() && it->first < cell.row; ++it)
-            shift += it->second;
-        for (qsizetype i = 0; i < parts.size(); ++i)
-            out.push_back(CellText{cell.row + shift + int(i), cell.col, parts[i]});
-    }
-    steps.push_back([out = std::move(out), selection](TableModel* model) mutable -> TableUndoCommand* {
-        // The selection as it was, so that undo of the whole step shows it again.
+    // The selection as it was, so that undo of the whole step shows it again.
+    steps.push_back([change = std::move(change),
+                     selection = model.getSelection()](TableModel* m) mutable -> TableUndoCommand* {
         RangeVector restored = selection;
-        model->setSelection(restored);
-        return makeCommand(*model, std::move(out));
+        m->setSelection(restored);
+        return commandOf(*m, std::move(change));
     });
-    return new SequenceCommand(m, std::move(steps));
+    return new SequenceCommand(&model, std::move(steps));
 }
 
-// "ID" in the header and numbers from `first` down the rows that hold data.
-std::vector<CellText> idColumnCells(const TableModel& m, int first, int lastRow) {
-    std::vector<CellText> out;
-    const int headers = m.getNumHeaderRows();
+namespace {
+
+void idCells(int headers, int first, int lastRow, std::vector<CellText>& out) {
     if (headers > 0)
         out.push_back({headers - 1, 0, QStringLiteral("ID")});
     qint64 value = first;
     for (int row = headers; row <= lastRow; ++row)
         out.push_back({row, 0, QString::number(value++)});
+}
+
+} // namespace
+
+// "ID" in the header and numbers from `first` down the rows that hold data.
+std::vector<CellText> idColumnCells(const TableModel& m, int first, int lastRow) {
+    std::vector<CellText> out;
+    idCells(m.getNumHeaderRows(), first, lastRow, out);
     return out;
 }
 
-TableUndoCommand* addIdColumnCommand(TableModel& model, int firstValue) {
+TableUndoCommand* idColumnCommand(TableModel& model, int first, bool useThread) {
+    const int headers = model.getNumHeaderRows();
     const int lastRow = model.findBottomOccupiedRow();
+    return layoutCommand(
+        model,
+        [&](const TableData&, std::vector<CellText>& out, TableModelWorker*) {
+            idCells(headers, first, lastRow, out);
+            return true;
+        },
+        useThread);
+}
+
+TableUndoCommand* addIdColumnCommand(TableModel& model, int firstValue, bool useThread) {
+    const int headers = model.getNumHeaderRows();
+    const int lastRow = model.findBottomOccupiedRow();
+    // The new column is empty, so the change is known before it goes in: worked out here (on
+    // the worker for a long column), only written when the step runs.
+    TextChange change;
+    const bool finished = model.readCellsOnWorker(
+        [&](TableModelWorker& worker) {
+            std::vector<CellText> cells;
+            idCells(headers, firstValue, lastRow, cells);
+            const std::size_t n = cells.size();
+            change.changed = n > 0;
+            change.block = true;
+            change.top = n > 0 ? cells.front().row : 0;
+            change.width = 1;
+            change.oldTexts.reserve(n, 0);
+            change.newTexts.reserve(n, qsizetype(n) * 8);
+            for (std::size_t i = 0; i < n; ++i) {
+                if (!tick(&worker, 1, i, n))
+                    return false;
+                change.oldTexts.append(QStringView());
+                change.newTexts.append(cells[i].text);
+            }
+            return true;
+        },
+        useThread);
+    if (!finished)
+        return nullptr;
     std::vector<SequenceCommand::Step> steps;
     steps.push_back(
         [](TableModel* m) -> TableUndoCommand* { return new InsertColsCommand(m, {0}, 1, false); });
-    steps.push_back([firstValue, lastRow](TableModel* m) -> TableUndoCommand* {
-        return makeCommand(*m, idColumnCells(*m, firstValue, lastRow));
+    steps.push_back([change = std::move(change)](TableModel* m) mutable -> TableUndoCommand* {
+        return commandOf(*m, std::move(change));
     });
     return new SequenceCommand(&model, std::move(steps));
 }

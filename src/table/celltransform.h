@@ -83,6 +83,12 @@ std::vector<CellText> reshape(const TableModel& model, int lineLength, bool rowW
 // emptied, or with `closeGap` the rest of the row moves left over them.
 std::vector<CellText> join(const TableModel& model, const QString& separator, bool horizontally,
                            bool closeGap);
+// The commands of reshape and join: the cells are read and the change worked out on the
+// model's worker with `useThread`, the command made here. Null when nothing changes or the
+// work was canceled.
+TableUndoCommand* reshapeCommand(TableModel& model, int lineLength, bool rowWise, bool useThread);
+TableUndoCommand* joinCommand(TableModel& model, const QString& separator, bool horizontally, bool closeGap,
+                              bool useThread);
 
 // The command of a split of the selected cells into parts, placed right of (below) each cell:
 // whole new lines are inserted for them first, or with `cellsOnly` (along rows only) the rest
@@ -94,7 +100,9 @@ TableUndoCommand* splitCommand(TableModel& model, Axis axis, bool cellsOnly,
 
 // "ID" in the last header row and numbers from `first` down to `lastRow`, in column 0.
 std::vector<CellText> idColumnCells(const TableModel& model, int first, int lastRow);
+// The IDs from `first` written over column 0, as far down as the data goes.
+TableUndoCommand* idColumnCommand(TableModel& model, int first, bool useThread = false);
 // A new first column of IDs.
-TableUndoCommand* addIdColumnCommand(TableModel& model, int firstValue);
+TableUndoCommand* addIdColumnCommand(TableModel& model, int firstValue, bool useThread = false);
 
 } // namespace CellTransform

@@ -73,8 +73,26 @@ void takeFocusBack(TableView* view) {
     view->setFocus(Qt::OtherFocusReason);
 }
 
-bool pushChanges(TableView* view, TableModel* m, std::vector<CellText> cells) {
-    return view->pushCommand(CellTransform::makeCommand(*m, std::move(cells)));
+// The command `make` builds over `cells` cells, pushed. Past kWorkerCells, `make` is told to
+// do its reading on the model's worker while a progress dialog offers Cancel (then nothing is
+// pushed) and the window takes no input.
+bool pushBuilt(TableView* view, qint64 cells, const QString& label, const QString& title,
+               const std::function<TableUndoCommand*(bool useThread)>& make) {
+    TableModel* m = view->tableModel();
+    const bool useThread = cells > kWorkerCells;
+    TableUndoCommand* command = nullptr;
+    {
+        std::optional<InputBlock> block;
+        std::optional<WorkerProgress> progress;
+        if (useThread) {
+            block.emplace(view->window());
+            progress.emplace(view, m, label, title);
+        }
+        command = make(useThread);
+    }
+    if (useThread)
+        takeFocusBack(view);
+    return view->pushCommand(command);
 }
 
 } // namespace
@@ -88,20 +106,9 @@ bool TableView::transformSelectedCells(const std::function<QString(const QString
     TableModel* m = tableModel();
     if (!m || isReadOnly())
         return false;
-    const bool useThread = m->numSelectedCells() > kWorkerCells;
-    TableUndoCommand* command = nullptr;
-    {
-        std::optional<InputBlock> block;
-        std::optional<WorkerProgress> progress;
-        if (useThread) {
-            block.emplace(window());
-            progress.emplace(this, m, QObject::tr("Transforming cells..."), QObject::tr("Transform"));
-        }
-        command = CellTransform::mapCommand(*m, fn, skipEmpty, useThread);
-    }
-    if (useThread)
-        takeFocusBack(this);
-    return pushCommand(command);
+    return pushBuilt(this, m->numSelectedCells(), QObject::tr("Transforming cells..."),
+                     QObject::tr("Transform"),
+                     [&](bool useThread) { return CellTransform::mapCommand(*m, fn, skipEmpty, useThread); });
 }
 
 // --- Case ---------------------------------------------------------------------------------------
@@ -234,26 +241,45 @@ bool TableView::fillSelectedCellsWithSeries(const QString& text, bool prepend, b
         false);
 }
 
+namespace {
+
+bool reshapeSelected(TableView* view, int lineLength, bool rowWise) {
+    TableModel* m = view->tableModel();
+    if (!m || view->isReadOnly())
+        return false;
+    return pushBuilt(
+        view, m->numSelectedCells(), QObject::tr("Reshaping cells..."), QObject::tr("Reshape"),
+        [&](bool useThread) { return CellTransform::reshapeCommand(*m, lineLength, rowWise, useThread); });
+}
+
+bool joinSelected(TableView* view, const QString& separator, bool horizontally, bool closeGap) {
+    TableModel* m = view->tableModel();
+    if (!m || view->isReadOnly())
+        return false;
+    return pushBuilt(view, m->numSelectedCells(), QObject::tr("Joining cells..."), QObject::tr("Join"),
+                     [&](bool useThread) {
+                         return CellTransform::joinCommand(*m, separator, horizontally, closeGap, useThread);
+                     });
+}
+
+} // namespace
+
 bool TableView::reshapeSelectionRowWise(int width) {
-    TableModel* m = tableModel();
-    return m && !isReadOnly() && pushChanges(this, m, CellTransform::reshape(*m, width, true));
+    return reshapeSelected(this, width, true);
 }
 
 bool TableView::reshapeSelectionColWise(int height) {
-    TableModel* m = tableModel();
-    return m && !isReadOnly() && pushChanges(this, m, CellTransform::reshape(*m, height, false));
+    return reshapeSelected(this, height, false);
 }
 
 // --- Join and split -----------------------------------------------------------------------------
 
 bool TableView::joinSelectedCellsHorizontally(const QString& separator, bool closeGap) {
-    TableModel* m = tableModel();
-    return m && !isReadOnly() && pushChanges(this, m, CellTransform::join(*m, separator, true, closeGap));
+    return joinSelected(this, separator, true, closeGap);
 }
 
 bool TableView::joinSelectedCellsVertically(const QString& separator) {
-    TableModel* m = tableModel();
-    return m && !isReadOnly() && pushChanges(this, m, CellTransform::join(*m, separator, false, false));
+    return joinSelected(this, separator, false, false);
 }
 
 bool TableView::joinSelectedCellsHorizontallyMoveRowLeft(const QString& separator) {
@@ -267,20 +293,9 @@ bool splitSelected(TableView* view, Axis axis, bool cellsOnly,
     TableModel* m = view->tableModel();
     if (!m || view->isReadOnly())
         return false;
-    const bool useThread = m->numSelectedCells() > kWorkerCells;
-    TableUndoCommand* command = nullptr;
-    {
-        std::optional<InputBlock> block;
-        std::optional<WorkerProgress> progress;
-        if (useThread) {
-            block.emplace(view->window());
-            progress.emplace(view, m, QObject::tr("Splitting cells..."), QObject::tr("Split"));
-        }
-        command = CellTransform::splitCommand(*m, axis, cellsOnly, split, useThread);
-    }
-    if (useThread)
-        takeFocusBack(view);
-    return view->pushCommand(command);
+    return pushBuilt(
+        view, m->numSelectedCells(), QObject::tr("Splitting cells..."), QObject::tr("Split"),
+        [&](bool useThread) { return CellTransform::splitCommand(*m, axis, cellsOnly, split, useThread); });
 }
 
 } // namespace
@@ -358,7 +373,11 @@ bool TableView::hasIdColumn() const {
 
 bool TableView::addIdColumn(int firstValue) {
     TableModel* m = tableModel();
-    return m && !isReadOnly() && pushCommand(CellTransform::addIdColumnCommand(*m, firstValue));
+    if (!m || isReadOnly())
+        return false;
+    return pushBuilt(
+        this, m->rowCountModel(), QObject::tr("Numbering rows..."), QObject::tr("ID Column"),
+        [&](bool useThread) { return CellTransform::addIdColumnCommand(*m, firstValue, useThread); });
 }
 
 bool TableView::updateIdColumn() {
@@ -371,5 +390,6 @@ bool TableView::updateIdColumn() {
     int first = m->getTableData().getValueModel(headers, 0).toString().toInt(&ok);
     if (!ok)
         first = 1;
-    return pushChanges(this, m, CellTransform::idColumnCells(*m, first, m->findBottomOccupiedRow()));
+    return pushBuilt(this, m->rowCountModel(), QObject::tr("Numbering rows..."), QObject::tr("ID Column"),
+                     [&](bool useThread) { return CellTransform::idColumnCommand(*m, first, useThread); });
 }

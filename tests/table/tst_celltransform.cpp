@@ -5,6 +5,7 @@
 #include "tablemodelfixture.h"
 
 #include <QRandomGenerator>
+#include <QTimer>
 #include <QUndoStack>
 
 using namespace Fixture;
@@ -225,6 +226,93 @@ private slots:
         QCOMPARE(threaded->getSelection(), selection);
         QCOMPARE(stack.count(), steps);
         QCOMPARE(stack.index(), at);
+    }
+
+    // Join, reshape and the ID column worked on the model's worker give what the walk here gives,
+    // and undo takes the table back; a cancel midway leaves table, selection and undo stack as
+    // they were.
+    void layoutsOnWorker_data() {
+        QTest::addColumn<int>("op");
+        QTest::newRow("join rows") << 0;
+        QTest::newRow("join rows, close gap") << 1;
+        QTest::newRow("join columns") << 2;
+        QTest::newRow("reshape row-wise") << 3;
+        QTest::newRow("reshape column-wise") << 4;
+        QTest::newRow("add ID column") << 5;
+        QTest::newRow("update ID column") << 6;
+        QTest::newRow("split, rest of row moves") << 7;
+        QTest::newRow("split down") << 8;
+    }
+    void layoutsOnWorker() {
+        QFETCH(int, op);
+        constexpr int rows = 21000, cols = 6;
+        QStringList lines;
+        for (int r = 0; r < rows; ++r) {
+            QStringList cells;
+            for (int c = 0; c < cols; ++c)
+                cells << ((r + c) % 5 == 0 ? QString() : QStringLiteral("r%1c%2").arg(r).arg(c));
+            lines << cells.join(',');
+        }
+        const auto build = [op](TableModel& m, bool useThread) -> TableUndoCommand* {
+            switch (op) {
+            case 0:
+            case 1:
+                return CellTransform::joinCommand(m, "+", true, op == 1, useThread);
+            case 2:
+                return CellTransform::joinCommand(m, "+", false, false, useThread);
+            case 3:
+            case 4:
+                return CellTransform::reshapeCommand(m, op == 3 ? 4 : 25000, op == 3, useThread);
+            case 5:
+                return CellTransform::addIdColumnCommand(m, 3, useThread);
+            case 6:
+                return CellTransform::idColumnCommand(m, -2, useThread);
+            default:
+                // Rows 10, 20, ... split into two or three parts, the rest stay whole.
+                return CellTransform::splitCommand(
+                    m, op == 7 ? Axis::Row : Axis::Col, op == 7,
+                    [](const QString& t) {
+                        return t.contains("0c") ? t.split(QRegularExpression("[c5]")) : QStringList{t};
+                    },
+                    useThread);
+            }
+        };
+        auto threaded = load(lines);
+        auto plain = load(lines);
+        for (TableModel* m : {threaded.model.get(), plain.model.get()}) {
+            m->setNumberOfHeaderRows(1);
+            select(*m, {table(0, 1, rows - 1, cols - 1)});
+            QVERIFY(m->numSelectedCells() > 100000);
+        }
+        const QStringList original = snapshot(*threaded);
+        const RangeVector selection = threaded->getSelection();
+        QUndoStack stack;
+        QUndoStack plainStack;
+
+        // Canceled as soon as the window's loop runs, while the worker is still reading.
+        QTimer::singleShot(0, threaded.model.get(), &TableModel::cancelWorker);
+        QVERIFY(!build(*threaded, true));
+        QCOMPARE(snapshot(*threaded), original);
+        QCOMPARE(threaded->getSelection(), selection);
+        QCOMPARE(stack.count(), 0);
+
+        stack.push(build(*threaded, true));
+        plainStack.push(build(*plain, false));
+        QCOMPARE(stack.count(), 1);
+        const QStringList done = snapshot(*threaded);
+        QVERIFY(done != original);
+        QCOMPARE(done, snapshot(*plain));
+        if (op == 0)
+            QCOMPARE(done[1].section('|', 0, 2), QStringLiteral("r1c0|r1c1+r1c2+r1c3++r1c5|"));
+        // Row 0 splits too, so row 10 comes one down.
+        if (op == 8)
+            QCOMPARE(done.mid(11, 3), QStringList({"|r10|r10|r10|r10|", "|1|2|3|4|", original[11]}));
+        if (op == 5 || op == 6)
+            QCOMPARE(done[0].section('|', 0, 0), QStringLiteral("ID"));
+        stack.undo();
+        QCOMPARE(snapshot(*threaded).mid(0, rows), original);
+        stack.redo();
+        QCOMPARE(snapshot(*threaded), done);
     }
 
     // The walk of a series stops when the items run out.

@@ -12,9 +12,7 @@
 #include "util/uuidutilities.h"
 #include "view/workerprogress.h"
 
-#include <QApplication>
 #include <QDateTime>
-#include <QWindow>
 
 #include <algorithm>
 #include <map>
@@ -29,50 +27,6 @@ namespace {
 // runs on the model's worker behind a progress dialog.
 constexpr qint64 kWorkerCells = 100000;
 
-// While the worker reads the table, the window takes no keys or clicks: the progress dialog
-// that blocks it shows only after a moment, and an edit meanwhile would change cells under the
-// worker. The dialog, a window of its own, still takes its Cancel.
-class InputBlock : public QObject {
-public:
-    explicit InputBlock(QWidget* window) : blocked(window) { qApp->installEventFilter(this); }
-    ~InputBlock() override { qApp->removeEventFilter(this); }
-    InputBlock(const InputBlock&) = delete;
-    InputBlock& operator=(const InputBlock&) = delete;
-
-protected:
-    bool eventFilter(QObject* watched, QEvent* event) override {
-        switch (event->type()) {
-        case QEvent::KeyPress:
-        case QEvent::KeyRelease:
-        case QEvent::ShortcutOverride:
-        case QEvent::MouseButtonPress:
-        case QEvent::MouseButtonRelease:
-        case QEvent::MouseButtonDblClick:
-        case QEvent::Wheel:
-        case QEvent::Drop: {
-            const auto* widget = qobject_cast<const QWidget*>(watched);
-            const QWindow* window = qobject_cast<const QWindow*>(watched);
-            if ((widget && widget->window() == blocked) || (window && blocked->windowHandle() == window))
-                return true;
-            break;
-        }
-        default:
-            break;
-        }
-        return false;
-    }
-
-private:
-    QWidget* blocked;
-};
-
-// Keys go to the table again once the progress dialog is gone, also where no window manager
-// hands the focus back from a closed modal dialog.
-void takeFocusBack(TableView* view) {
-    view->activateWindow();
-    view->setFocus(Qt::OtherFocusReason);
-}
-
 // The command `make` builds over `cells` cells, pushed. Past kWorkerCells, `make` is told to
 // do its reading on the model's worker while a progress dialog offers Cancel (then nothing is
 // pushed) and the window takes no input.
@@ -82,16 +36,11 @@ bool pushBuilt(TableView* view, qint64 cells, const QString& label, const QStrin
     const bool useThread = cells > kWorkerCells;
     TableUndoCommand* command = nullptr;
     {
-        std::optional<InputBlock> block;
         std::optional<WorkerProgress> progress;
-        if (useThread) {
-            block.emplace(view->window());
+        if (useThread)
             progress.emplace(view, m, label, title);
-        }
         command = make(useThread);
     }
-    if (useThread)
-        takeFocusBack(view);
     return view->pushCommand(command);
 }
 

@@ -8,8 +8,8 @@
 
 WorkerProgress::WorkerProgress(QWidget* parent, TableModel* model, const QString& label, const QString& title,
                                const QString& objectName)
-    : dialog(label, QObject::tr("Cancel"), 0, 100, parent), blocked(parent ? parent->window() : nullptr),
-      focused(QApplication::focusWidget()) {
+    : dialog(label, QObject::tr("Cancel"), 0, 100, parent), owner(parent),
+      blocked(parent ? parent->window() : nullptr), focused(QApplication::focusWidget()) {
     dialog.setObjectName(objectName);
     dialog.setWindowTitle(title);
     dialog.setWindowModality(Qt::WindowModal);
@@ -29,9 +29,12 @@ WorkerProgress::~WorkerProgress() {
         qApp->removeEventFilter(this);
     const bool shown = dialog.isVisible();
     dialog.hide();
-    if (shown && focused) {
-        focused->activateWindow();
-        focused->setFocus(Qt::OtherFocusReason);
+    // The widget that had the keys may be gone or hidden by now (an answered launcher): then
+    // the table takes them.
+    QWidget* target = focused && focused->isVisible() ? focused.data() : owner.data();
+    if (shown && target) {
+        target->activateWindow();
+        target->setFocus(Qt::OtherFocusReason);
     }
 }
 

@@ -13,7 +13,8 @@ class TableModel;
 // Until the dialog shows, nothing else keeps the user from editing cells that the worker is
 // reading, so the window takes no keys or clicks while this lives (the dialog, a window of its
 // own, still takes its Cancel). When the dialog was shown, the keys go back afterwards to the
-// widget that had them, also where no window manager hands the focus back from a closed modal.
+// widget that had them (or to the table), also where no window manager hands the focus back from
+// a closed modal dialog.
 class WorkerProgress : public QObject {
 public:
     WorkerProgress(QWidget* parent, TableModel* model, const QString& label, const QString& title,
@@ -27,6 +28,7 @@ protected:
 
 private:
     QProgressDialog dialog;
+    QPointer<QWidget> owner;
     QPointer<QWidget> blocked;
     QPointer<QWidget> focused;
 };

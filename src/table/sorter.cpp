@@ -522,6 +522,23 @@ bool SortKeys::lessGeneral(std::size_t ia, std::size_t ib, bool descending) cons
         pb += sizeof(double);
         lengthB -= sizeof(double);
     }
+    const bool zeroLed = (fa | fb) & ZeroLed;
+    // Two packed keys that open with different words, neither led by a space, are ordered by
+    // those words alone, as the comparison's first step would order them.
+    if ((fa & fb & Packed) && !zeroLed && lengthA > 0 && lengthB > 0 && *pa != *pb && *pa < kDigitToken &&
+        *pb < kDigitToken) {
+        const std::string& wordA = runs[*pa];
+        const std::string& wordB = runs[*pb];
+        if (wordA[0] != ' ' && wordB[0] != ' ') {
+            const auto* a = reinterpret_cast<const unsigned char*>(wordA.data());
+            const auto* b = reinterpret_cast<const unsigned char*>(wordB.data());
+            const int order = compareRuns(Units<false>{a, static_cast<std::uint32_t>(wordA.size())}, 0,
+                                          static_cast<std::uint32_t>(wordA.size()),
+                                          Units<false>{b, static_cast<std::uint32_t>(wordB.size())}, 0,
+                                          static_cast<std::uint32_t>(wordB.size()));
+            return (order < 0) != descending;
+        }
+    }
     // Packed keys are never wide, and unpack to at most kMaxPackedKey bytes.
     unsigned char textA[kMaxPackedKey];
     unsigned char textB[kMaxPackedKey];
@@ -533,7 +550,6 @@ bool SortKeys::lessGeneral(std::size_t ia, std::size_t ib, bool descending) cons
         lengthB = unpack(pb, static_cast<std::size_t>(lengthB), textB);
         pb = textB;
     }
-    const bool zeroLed = (fa | fb) & ZeroLed;
     const auto run = [&](auto a, auto b) {
         return zeroLed ? lessZeroLed(a, b, descending) : lessTexts(a, b, descending);
     };

@@ -19,6 +19,14 @@ constexpr qint64 kProgressMask = (qint64(1) << 14) - 1;
 constexpr std::ptrdiff_t kInsertionRun = 32;
 constexpr std::size_t kBufferFrom = 129;
 
+// Packed keys: a byte below kDigitToken names a run of text; kDigitToken + n (n = 1..15) starts n
+// digits, two to a byte. Longer keys, runs and digit runs stay plain, which also bounds what a
+// comparison unpacks on the stack.
+constexpr std::uint8_t kDigitToken = 240;
+constexpr std::size_t kMaxPackedDigits = 15;
+constexpr std::size_t kMaxRun = 32;
+constexpr std::size_t kMaxPackedKey = 255;
+
 template <class Less> class MergeSort {
 public:
     MergeSort(const Less& less, const Sorter::Progress& progress) : less(less), progress(progress) {}
@@ -31,7 +39,9 @@ public:
             insertion(first, last);
             return;
         }
-        std::vector<int> buffer(count / 2 + 1);
+        // A quarter of the list: a merge whose left run is longer splits it first (below).
+        std::vector<int> buffer(count / 4 + 1);
+        bufferSize = static_cast<std::ptrdiff_t>(buffer.size());
         sort(first, last, buffer.data());
     }
 
@@ -65,6 +75,34 @@ private:
         sort(mid, last, buffer);
         if (!compare(*mid, *(mid - 1)))
             return; // the halves are in order already
+        merge(first, mid, last, buffer);
+    }
+
+    // Merges the ordered runs [first, mid) and [mid, last).
+    void merge(int* first, int* mid, int* last, int* buffer) {
+        if (first == mid || mid == last)
+            return;
+        if (mid - first > bufferSize) {
+            // Too long for the buffer: the left run's middle element goes before the right run's
+            // first one that is not less than it (the left one first among equals); moving the
+            // right run's lesser part in front of it leaves two shorter merges.
+            int* cut = first + (mid - first) / 2;
+            int* low = mid;
+            std::ptrdiff_t span = last - mid;
+            while (span > 0) {
+                const std::ptrdiff_t half = span / 2;
+                if (compare(low[half], *cut)) {
+                    low += half + 1;
+                    span -= half + 1;
+                } else {
+                    span = half;
+                }
+            }
+            int* const newMid = std::rotate(cut, mid, low);
+            merge(first, cut, newMid, buffer);
+            merge(newMid, low, last, buffer);
+            return;
+        }
         int* const leftEnd = std::copy(first, mid, buffer);
         int* left = buffer;
         int* right = mid;
@@ -82,6 +120,7 @@ private:
     const Less& less;
     const Sorter::Progress& progress;
     qint64 done = 0;
+    std::ptrdiff_t bufferSize = 0;
 };
 
 // The code units of one key's text, one byte or two each.
@@ -211,6 +250,9 @@ void SortKeys::clear() {
     std::vector<std::uint32_t>().swap(begins);
     std::vector<std::uint64_t>().swap(wideBegins);
     std::vector<char>().swap(scratch);
+    std::vector<std::string>().swap(runs);
+    runIds.clear();
+    std::string().swap(packedScratch);
     std::free(arena);
     arena = nullptr;
     arenaSize = arenaCapacity = 0;
@@ -219,7 +261,67 @@ void SortKeys::clear() {
 std::size_t SortKeys::memoryBytes() const {
     return numbers.capacity() * sizeof(double) + flags.capacity() +
            begins.capacity() * sizeof(std::uint32_t) + wideBegins.capacity() * sizeof(std::uint64_t) +
-           arenaCapacity;
+           arenaCapacity + runs.size() * (sizeof(std::string) + kMaxRun) * 2;
+}
+
+bool SortKeys::pack(const unsigned char* bytes, std::size_t count) {
+    if (count > kMaxPackedKey)
+        return false;
+    packedScratch.clear();
+    std::size_t i = 0;
+    while (i < count) {
+        const bool digits = isDigit(bytes[i]);
+        std::size_t end = i + 1;
+        while (end < count && isDigit(bytes[end]) == digits)
+            ++end;
+        const std::size_t length = end - i;
+        if (digits) {
+            if (length > kMaxPackedDigits)
+                return false;
+            packedScratch.push_back(static_cast<char>(kDigitToken + length));
+            for (std::size_t k = i; k < end; k += 2) {
+                const int high = bytes[k] - '0';
+                const int low = k + 1 < end ? bytes[k + 1] - '0' : 0;
+                packedScratch.push_back(static_cast<char>(high << 4 | low));
+            }
+        } else {
+            if (length > kMaxRun)
+                return false;
+            const std::string_view run(reinterpret_cast<const char*>(bytes + i), length);
+            auto found = runIds.find(run);
+            if (found == runIds.end()) {
+                if (runs.size() >= kDigitToken)
+                    return false;
+                runs.emplace_back(run);
+                found = runIds.emplace(runs.back(), static_cast<std::uint8_t>(runs.size() - 1)).first;
+            }
+            packedScratch.push_back(static_cast<char>(found->second));
+        }
+        i = end;
+    }
+    return packedScratch.size() < count;
+}
+
+std::size_t SortKeys::unpack(const unsigned char* packed, std::size_t length, unsigned char* out) const {
+    unsigned char* const start = out;
+    const unsigned char* const end = packed + length;
+    while (packed < end) {
+        const std::uint8_t token = *packed++;
+        if (token < kDigitToken) {
+            const std::string& run = runs[token];
+            std::memcpy(out, run.data(), run.size());
+            out += run.size();
+            continue;
+        }
+        const std::size_t digits = token - kDigitToken;
+        for (std::size_t k = 0; k < digits; k += 2) {
+            const std::uint8_t pair = *packed++;
+            *out++ = static_cast<unsigned char>('0' + (pair >> 4));
+            if (k + 1 < digits)
+                *out++ = static_cast<unsigned char>('0' + (pair & 15));
+        }
+    }
+    return static_cast<std::size_t>(out - start);
 }
 
 void SortKeys::append(const void* bytes, std::size_t length) {
@@ -356,7 +458,12 @@ bool SortKeys::addUnits(const void* units, std::size_t count, bool wide) {
 
     if (keyFlags & Number)
         append(&value, sizeof(double));
-    append(bytes, count * (wide ? 2 : 1));
+    if (!wide && count > 0 && pack(bytes, count)) {
+        keyFlags |= Packed;
+        append(packedScratch.data(), packedScratch.size());
+    } else {
+        append(bytes, count * (wide ? 2 : 1));
+    }
     if (begins.empty())
         begins.push_back(0);
     // Offsets take four bytes a key until the arena passes 4 GiB, then eight.
@@ -416,6 +523,33 @@ bool SortKeys::lessGeneral(std::size_t ia, std::size_t ib, bool descending) cons
         lengthB -= sizeof(double);
     }
     const bool zeroLed = (fa | fb) & ZeroLed;
+    // Two packed keys that open with different words, neither led by a space, are ordered by
+    // those words alone, as the comparison's first step would order them.
+    if ((fa & fb & Packed) && !zeroLed && lengthA > 0 && lengthB > 0 && *pa != *pb && *pa < kDigitToken &&
+        *pb < kDigitToken) {
+        const std::string& wordA = runs[*pa];
+        const std::string& wordB = runs[*pb];
+        if (wordA[0] != ' ' && wordB[0] != ' ') {
+            const auto* a = reinterpret_cast<const unsigned char*>(wordA.data());
+            const auto* b = reinterpret_cast<const unsigned char*>(wordB.data());
+            const int order = compareRuns(Units<false>{a, static_cast<std::uint32_t>(wordA.size())}, 0,
+                                          static_cast<std::uint32_t>(wordA.size()),
+                                          Units<false>{b, static_cast<std::uint32_t>(wordB.size())}, 0,
+                                          static_cast<std::uint32_t>(wordB.size()));
+            return (order < 0) != descending;
+        }
+    }
+    // Packed keys are never wide, and unpack to at most kMaxPackedKey bytes.
+    unsigned char textA[kMaxPackedKey];
+    unsigned char textB[kMaxPackedKey];
+    if (fa & Packed) {
+        lengthA = unpack(pa, static_cast<std::size_t>(lengthA), textA);
+        pa = textA;
+    }
+    if (fb & Packed) {
+        lengthB = unpack(pb, static_cast<std::size_t>(lengthB), textB);
+        pb = textB;
+    }
     const auto run = [&](auto a, auto b) {
         return zeroLed ? lessZeroLed(a, b, descending) : lessTexts(a, b, descending);
     };

@@ -5,6 +5,7 @@
 #include <QRandomGenerator>
 #include <QTest>
 
+#include <algorithm>
 #include <numeric>
 
 // The analysed keys against the literal comparator, on the same merge sort.
@@ -16,7 +17,10 @@ private slots:
     void differential_data();
     void differential();
     void pairsAgree();
+    void packedKeysAgree();
     void stableForEquals();
+    void matchesStableSort_data();
+    void matchesStableSort();
     void cancel();
 
 private:
@@ -182,6 +186,68 @@ void TestSorter::pairsAgree() {
     }
 }
 
+void TestSorter::packedKeysAgree() {
+    // Names with numbers in them are held packed; around the limits of packing (digit runs of 15
+    // and 16, runs of text of 32 and 33, keys of 255 and 256, a full table of words, then keys
+    // with new words that must stay plain) every pair must still compare as the texts do, and
+    // permute() must keep the packed keys readable.
+    QRandomGenerator rng(11);
+    QStringList texts;
+    SortKeys keys;
+    const auto digits = [&rng](int n) {
+        QString run;
+        for (int i = 0; i < n; ++i)
+            run += QChar(u'0' + rng.bounded(10));
+        return run;
+    };
+    static const char* const stems[] = {"IMG_", "img", "file", " x", "a.b", ""};
+    for (int i = 0; i < 300; ++i) {
+        QString key;
+        switch (i % 6) {
+        case 0:
+            key = QString::fromLatin1(stems[rng.bounded(6)]) + digits(rng.bounded(1, 6)) +
+                  (rng.bounded(2) ? QStringLiteral(".png") : QStringLiteral(".txt"));
+            break;
+        case 1:
+            key = QStringLiteral("v") + digits(rng.bounded(14, 18)) + QStringLiteral("-") +
+                  digits(rng.bounded(0, 3));
+            break;
+        case 2:
+            key = QString(rng.bounded(32, 34), u'q') + digits(2);
+            break;
+        case 3:
+            key = QStringLiteral("w%1_").arg(i) + digits(3); // a new word each time
+            break;
+        case 4:
+            key = QString(rng.bounded(2), u'0') + digits(rng.bounded(1, 4));
+            break;
+        default:
+            key =
+                (QStringLiteral("ab") + digits(1)).repeated(rng.bounded(60, 66)).left(rng.bounded(250, 260));
+        }
+        texts.append(key);
+        keys.add(key);
+    }
+    std::vector<int> reversed(static_cast<std::size_t>(texts.size()));
+    std::iota(reversed.rbegin(), reversed.rend(), 0);
+    keys.permute(reversed);
+    std::reverse(texts.begin(), texts.end());
+    for (int a = 0; a < texts.size(); ++a) {
+        for (int b = 0; b < texts.size(); ++b) {
+            for (const bool descending : {false, true}) {
+                if (keys.less(a, b, descending) !=
+                    Utilities::qStringCompare(texts.at(a), texts.at(b), descending))
+                    QFAIL(qPrintable(QStringLiteral("'%1' against '%2'").arg(texts.at(a), texts.at(b))));
+            }
+        }
+    }
+    // Held plain, 2,000 such names would take at least 18 bytes each.
+    SortKeys names;
+    for (int i = 0; i < 2000; ++i)
+        names.add(QStringLiteral("IMG_%1.png").arg(10000 + i * 37));
+    QVERIFY(names.memoryBytes() < 2000 * 18);
+}
+
 void TestSorter::stableForEquals() {
     // Lower-cased keys "a" and "A" are equal and keep their order in both directions; so do
     // equal values.
@@ -197,6 +263,36 @@ void TestSorter::stableForEquals() {
         QCOMPARE(order,
                  descending ? (std::vector<int>{1, 5, 0, 2, 3, 4}) : (std::vector<int>{3, 4, 0, 2, 1, 5}));
     }
+}
+
+void TestSorter::matchesStableSort_data() {
+    QTest::addColumn<int>("count");
+    QTest::addColumn<int>("distinct");
+    QTest::newRow("insertion only") << 100 << 10;
+    QTest::newRow("first with a buffer") << 129 << 5;
+    QTest::newRow("many equal") << 5000 << 3;
+    QTest::newRow("all different") << 100000 << 1000000;
+    QTest::newRow("ordered runs") << 70000 << 0;
+}
+
+void TestSorter::matchesStableSort() {
+    // The merge's buffer is shorter than the runs it merges: the order must still be that of
+    // std::stable_sort, equal keys in their first order.
+    QFETCH(int, count);
+    QFETCH(int, distinct);
+    QRandomGenerator rng(static_cast<quint32>(count));
+    std::vector<int> values(static_cast<std::size_t>(count));
+    for (int i = 0; i < count; ++i)
+        values[static_cast<std::size_t>(i)] = distinct > 0 ? rng.bounded(distinct) : (i % 1000) + i / 20000;
+    const auto less = [&values](int a, int b) {
+        return values[static_cast<std::size_t>(a)] < values[static_cast<std::size_t>(b)];
+    };
+    std::vector<int> expected(values.size());
+    std::iota(expected.begin(), expected.end(), 0);
+    std::vector<int> actual = expected;
+    std::stable_sort(expected.begin(), expected.end(), less);
+    Sorter::stableMergeSort(actual, less);
+    QVERIFY(actual == expected);
 }
 
 void TestSorter::cancel() {

@@ -353,80 +353,6 @@ bool MainWindow::reloadFileWithParameters(TableView* view, const ExtensionData& 
     return true;
 }
 
-bool MainWindow::commandReloadFileWithDelimiter(const QString& path) {
-    TableView* view = tableForEdit(path);
-    if (!view)
-        return false;
-    if (view != activeTable)
-        setActiveTable(view);
-    const ExtensionData now = parametersOf(view);
-    raiseChoicePrompt(tr("Reload File with Delimiter:"), kDelimiterHelp,
-                      choiceOptions(Utilities::getDelimiterChoices(), now.delimiter), QString(),
-                      [this, view = QPointer<TableView>(view)](const QString& response) {
-                          paneView->clearPrevOptionList();
-                          QString delimiter;
-                          if (!view)
-                              return true;
-                          if (!Utilities::parseDelimiterAnswer(response, delimiter))
-                              return false;
-                          ExtensionData data = parametersOf(view);
-                          setReadDelimiter(data, delimiter);
-                          reloadFileWithParameters(view, data);
-                          return true;
-                      });
-    return true;
-}
-
-bool MainWindow::commandReloadFileWithEncoding(const QString& path) {
-    TableView* view = tableForEdit(path);
-    if (!view)
-        return false;
-    if (view != activeTable)
-        setActiveTable(view);
-    const ExtensionData now = parametersOf(view);
-    raiseChoicePrompt(
-        tr("Reload File with Encoding:"), kEncodingHelp,
-        choiceOptions(Utilities::getEncodingChoices(), Utilities::convertEncodingTypeToString(now.encoding)),
-        QString(), [this, view = QPointer<TableView>(view)](const QString& response) {
-            paneView->clearPrevOptionList();
-            EncodingType encoding = UTF_8;
-            if (!view)
-                return true;
-            if (!Utilities::parseEncodingAnswer(response, encoding))
-                return false;
-            ExtensionData data = parametersOf(view);
-            data.encoding = encoding;
-            reloadFileWithParameters(view, data);
-            return true;
-        });
-    return true;
-}
-
-bool MainWindow::commandReloadFileWithParsingStandard(const QString& path) {
-    TableView* view = tableForEdit(path);
-    if (!view)
-        return false;
-    if (view != activeTable)
-        setActiveTable(view);
-    const ExtensionData now = parametersOf(view);
-    raiseChoicePrompt(tr("Reload File with Parsing Standard:"), kStandardHelp,
-                      choiceOptions(Utilities::getParsingStandardChoices(),
-                                    Utilities::convertParsingStandardToString(now.parsingStandard)),
-                      QString(), [this, view = QPointer<TableView>(view)](const QString& response) {
-                          paneView->clearPrevOptionList();
-                          ParsingStandard standard = RFC_4180;
-                          if (!view)
-                              return true;
-                          if (!Utilities::parseParsingStandardAnswer(response, standard))
-                              return false;
-                          ExtensionData data = parametersOf(view);
-                          data.parsingStandard = standard;
-                          reloadFileWithParameters(view, data);
-                          return true;
-                      });
-    return true;
-}
-
 namespace {
 
 // The chains ask one parameter a step; each step knows its question, its list and how to put
@@ -559,6 +485,52 @@ bool MainWindow::commandReloadFileWithDifferentParameters(const QString& path) {
     raiseParameterStep(
         this, steps, 0, view, parametersOf(view),
         [this](TableView* table, const ExtensionData& data) { reloadFileWithParameters(table, data); });
+    return true;
+}
+
+namespace {
+
+// One step of the reload chain, asked on its own under the command's title.
+void raiseReloadStep(MainWindow* window, TableView* view, ParameterStep step, const QString& title) {
+    step.title = title;
+    window->getPaneView()->clearPrevOptionList();
+    const auto steps =
+        std::make_shared<const std::vector<ParameterStep>>(std::vector<ParameterStep>{std::move(step)});
+    raiseParameterStep(window, steps, 0, view, parametersOf(view),
+                       [window](TableView* table, const ExtensionData& data) {
+                           window->reloadFileWithParameters(table, data);
+                       });
+}
+
+} // namespace
+
+bool MainWindow::commandReloadFileWithDelimiter(const QString& path) {
+    TableView* view = tableForEdit(path);
+    if (!view)
+        return false;
+    if (view != activeTable)
+        setActiveTable(view);
+    raiseReloadStep(this, view, delimiterStep(false), tr("Reload File with Delimiter:"));
+    return true;
+}
+
+bool MainWindow::commandReloadFileWithEncoding(const QString& path) {
+    TableView* view = tableForEdit(path);
+    if (!view)
+        return false;
+    if (view != activeTable)
+        setActiveTable(view);
+    raiseReloadStep(this, view, encodingStep(false), tr("Reload File with Encoding:"));
+    return true;
+}
+
+bool MainWindow::commandReloadFileWithParsingStandard(const QString& path) {
+    TableView* view = tableForEdit(path);
+    if (!view)
+        return false;
+    if (view != activeTable)
+        setActiveTable(view);
+    raiseReloadStep(this, view, standardStep(false), tr("Reload File with Parsing Standard:"));
     return true;
 }
 

@@ -325,6 +325,12 @@ private slots:
         QCOMPARE(cells(view, QLatin1Char('|')).first(), QStringLiteral("a;b|c"));
         MsgBoxAnswers answers;
         runCommand(*window, QStringLiteral("Reload File with Delimiter"));
+        QCOMPARE(title(*window), QStringLiteral("Reload File with Delimiter:"));
+        // An answer that names no delimiter comes back to be put right; nothing is read again.
+        answer(*window, QStringLiteral("zzz"));
+        QCOMPARE(title(*window), QStringLiteral("Reload File with Delimiter:"));
+        QCOMPARE(window->getLauncher()->getPromptEditor()->text(), QStringLiteral("zzz"));
+        QCOMPARE(cells(view, QLatin1Char('|')).first(), QStringLiteral("a;b|c"));
         answer(*window, QStringLiteral(";"));
         QCOMPARE(cells(view, QLatin1Char('|')).first(), QStringLiteral("a|b,c"));
         QCOMPARE(window->getDelimiterLabelText(), QStringLiteral("Delimiter: ;"));

@@ -711,6 +711,8 @@ private:
     // The command's table (the active one for an empty path) when it is ready, its edit (if
     // any) over.
     TableView* tableForEdit(const QString& path);
+    // The same, made the active table: for commands that go on in a prompt over it.
+    TableView* activeTableForEdit(const QString& path);
     bool toggleSetting(SettingType type);
     bool switchToTab(int index);
     bool toggleShading(SettingType type);

@@ -36,11 +36,9 @@ bool MainWindow::commandPasteCells(const QString& path) {
 }
 
 bool MainWindow::commandPasteCellsSpecial(const QString& path) {
-    TableView* view = tableForEdit(path);
+    TableView* view = activeTableForEdit(path);
     if (!view)
         return false;
-    if (view != activeTable)
-        setActiveTable(view);
     onPasteCellsSpecialPrompt();
     return true;
 }

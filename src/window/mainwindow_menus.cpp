@@ -223,6 +223,13 @@ TableView* MainWindow::tableForEdit(const QString& path) {
     return view;
 }
 
+TableView* MainWindow::activeTableForEdit(const QString& path) {
+    TableView* view = tableForEdit(path);
+    if (view && view != activeTable)
+        setActiveTable(view);
+    return view;
+}
+
 bool MainWindow::toggleSetting(SettingType type) {
     settings.toggleBoolValue(type);
     return true;

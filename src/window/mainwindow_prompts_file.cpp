@@ -143,11 +143,9 @@ void MainWindow::raiseChoicePrompt(const QString& title, const QString& descript
 // --- Rename --------------------------------------------------------------------------------------
 
 bool MainWindow::commandRenameFile(const QString& path) {
-    TableView* view = tableForEdit(path);
+    TableView* view = activeTableForEdit(path);
     if (!view)
         return false;
-    if (view != activeTable)
-        setActiveTable(view);
     const QString file = filepathOf(view);
     if (file.isEmpty() || !QFileInfo::exists(file)) {
         MsgBox::inform(this, kFileMissing);
@@ -263,11 +261,9 @@ MainWindow::DuplicateResult MainWindow::tryDuplicateFile(const QString& path, co
 }
 
 bool MainWindow::commandDuplicateFile(const QString& path) {
-    TableView* view = tableForEdit(path);
+    TableView* view = activeTableForEdit(path);
     if (!view)
         return false;
-    if (view != activeTable)
-        setActiveTable(view);
     const QString file = filepathOf(view);
     if (file.isEmpty() || !QFileInfo::exists(file)) {
         MsgBox::inform(this, kFileMissing);
@@ -474,11 +470,9 @@ void raiseParameterStep(MainWindow* window, const Steps& steps, size_t index, QP
 } // namespace
 
 bool MainWindow::commandReloadFileWithDifferentParameters(const QString& path) {
-    TableView* view = tableForEdit(path);
+    TableView* view = activeTableForEdit(path);
     if (!view)
         return false;
-    if (view != activeTable)
-        setActiveTable(view);
     paneView->clearPrevOptionList();
     const auto steps = std::make_shared<const std::vector<ParameterStep>>(
         std::vector<ParameterStep>{delimiterStep(false), encodingStep(false), standardStep(false)});
@@ -505,31 +499,25 @@ void raiseReloadStep(MainWindow* window, TableView* view, ParameterStep step, co
 } // namespace
 
 bool MainWindow::commandReloadFileWithDelimiter(const QString& path) {
-    TableView* view = tableForEdit(path);
+    TableView* view = activeTableForEdit(path);
     if (!view)
         return false;
-    if (view != activeTable)
-        setActiveTable(view);
     raiseReloadStep(this, view, delimiterStep(false), tr("Reload File with Delimiter:"));
     return true;
 }
 
 bool MainWindow::commandReloadFileWithEncoding(const QString& path) {
-    TableView* view = tableForEdit(path);
+    TableView* view = activeTableForEdit(path);
     if (!view)
         return false;
-    if (view != activeTable)
-        setActiveTable(view);
     raiseReloadStep(this, view, encodingStep(false), tr("Reload File with Encoding:"));
     return true;
 }
 
 bool MainWindow::commandReloadFileWithParsingStandard(const QString& path) {
-    TableView* view = tableForEdit(path);
+    TableView* view = activeTableForEdit(path);
     if (!view)
         return false;
-    if (view != activeTable)
-        setActiveTable(view);
     raiseReloadStep(this, view, standardStep(false), tr("Reload File with Parsing Standard:"));
     return true;
 }
@@ -576,11 +564,9 @@ void applySaveParameters(TableView* view, const ExtensionData& data) {
 } // namespace
 
 bool MainWindow::commandSetParametersForFileSave(const QString& path) {
-    TableView* view = tableForEdit(path);
+    TableView* view = activeTableForEdit(path);
     if (!view)
         return false;
-    if (view != activeTable)
-        setActiveTable(view);
     paneView->clearPrevOptionList();
     const auto steps = std::make_shared<const std::vector<ParameterStep>>(std::vector<ParameterStep>{
         delimiterStep(true), lineEndingStep(), encodingStep(true), standardStep(true)});

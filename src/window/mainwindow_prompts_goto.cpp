@@ -12,21 +12,17 @@
 #include <algorithm>
 
 bool MainWindow::commandGoToCell(const QString& path) {
-    TableView* view = tableForEdit(path);
+    TableView* view = activeTableForEdit(path);
     if (!view)
         return false;
-    if (view != activeTable)
-        setActiveTable(view);
     onGoToCellPrompt();
     return true;
 }
 
 bool MainWindow::commandSelectFromMainCellTo(const QString& path) {
-    TableView* view = tableForEdit(path);
+    TableView* view = activeTableForEdit(path);
     if (!view)
         return false;
-    if (view != activeTable)
-        setActiveTable(view);
     onSelectFromMainCellToPrompt();
     return true;
 }

@@ -9,21 +9,17 @@
 #include "window/paneview.h"
 
 bool MainWindow::commandSetNumberOfHeaderRows(const QString& path) {
-    TableView* view = tableForEdit(path);
+    TableView* view = activeTableForEdit(path);
     if (!view)
         return false;
-    if (view != activeTable)
-        setActiveTable(view);
     onSetNumberOfHeaderRowsPrompt();
     return true;
 }
 
 bool MainWindow::commandSetNumberOfHeaderColumns(const QString& path) {
-    TableView* view = tableForEdit(path);
+    TableView* view = activeTableForEdit(path);
     if (!view)
         return false;
-    if (view != activeTable)
-        setActiveTable(view);
     onSetNumberOfHeaderColumnsPrompt();
     return true;
 }

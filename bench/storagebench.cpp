@@ -5,6 +5,7 @@
 
 #include "storage/cellwriter.h"
 #include "storage/editabledatacontainer.h"
+#include "storage/largepageallocator.h"
 #include "storage/readonlydatacontainer.h"
 #include "storage/rowarena.h"
 #include "util/fileparameterutilities.h"
@@ -19,7 +20,11 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
+#include <fcntl.h>
 #include <malloc.h>
+#include <thread>
+#include <unistd.h>
 
 using namespace BenchUtil;
 
@@ -73,6 +78,45 @@ bool prepareInput(const QStringList& args, const DataGenOptions& options, Scratc
     return generateDelimitedFile(path, options);
 }
 
+// The least a load that keeps its own copy of the bytes can take: the file read in pieces of
+// the loader's size, a share on every core, and each piece copied into fresh memory in large
+// pages, as the rows' arena is. Parsing and the rows' offsets come on top of this.
+double copyFloorSeconds(const QString& path) {
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY);
+    if (fd < 0)
+        return 0;
+    const qint64 size = ::lseek(fd, 0, SEEK_END);
+    const qint64 cores = std::max(1u, std::thread::hardware_concurrency());
+    constexpr qint64 kPiece = AbstractDataContainer::kReadPieceSize;
+    std::vector<std::unique_ptr<char[]>> buffers;
+    for (qint64 k = 0; k < cores; ++k) {
+        buffers.emplace_back(new char[kPiece]);
+        std::memset(buffers.back().get(), 0, kPiece); // as the memchr pass's buffer
+    }
+    char* table = static_cast<char*>(LargePages::allocate(static_cast<size_t>(std::max<qint64>(size, 1))));
+    const Timer timer;
+    std::vector<std::thread> threads;
+    for (qint64 k = 0; k < cores; ++k) {
+        threads.emplace_back([&, k] {
+            const qint64 end = size * (k + 1) / cores;
+            for (qint64 at = size * k / cores; at < end;) {
+                const ssize_t got =
+                    ::pread(fd, buffers[size_t(k)].get(), size_t(std::min(kPiece, end - at)), at);
+                if (got <= 0)
+                    break;
+                std::memcpy(table + at, buffers[size_t(k)].get(), size_t(got));
+                at += got;
+            }
+        });
+    }
+    for (std::thread& t : threads)
+        t.join();
+    const double seconds = timer.seconds();
+    LargePages::release(table);
+    ::close(fd);
+    return seconds;
+}
+
 int runLoad(const QStringList& args) {
     const DataGenOptions options = generatorOptions(args);
     ScratchFile scratch(QStringLiteral("load"));
@@ -86,10 +130,7 @@ int runLoad(const QStringList& args) {
     const int repeats = static_cast<int>(std::max<qint64>(1, optionInt(args, QStringLiteral("--repeat"), 1)));
     std::vector<double> loadSeconds, loadCpuSeconds, memchrSeconds, memchrCpuSeconds, pairRatios;
     std::vector<double> loadCycles, cycleRatios;
-    // The load used to start with a half-second pause for the progress page; it no longer
-    // pauses, so nothing is taken off (the figure stays for comparison with older runs).
-    std::vector<double> workSeconds, workRatios;
-    const double pause = 0.0;
+    std::vector<double> wallRatios, copyFloors;
     MemchrPass limit;
     qint64 peak = 0;
     qint64 baseline = 0;
@@ -134,8 +175,8 @@ int runLoad(const QStringList& args) {
         memchrCpuSeconds.push_back(limit.cpuSeconds);
         pairRatios.push_back(limit.cpuSeconds / std::max(loadCpuSeconds.back(), 1e-9));
         cycleRatios.push_back(limit.cycles / std::max(loadCycles.back(), 1.0));
-        workSeconds.push_back(std::max(loadSeconds.back() - pause, 1e-9));
-        workRatios.push_back(limit.seconds / workSeconds.back());
+        wallRatios.push_back(limit.seconds / std::max(loadSeconds.back(), 1e-9));
+        copyFloors.push_back(copyFloorSeconds(path));
     }
     const CycleCounter probe;
     const double seconds = median(loadSeconds);
@@ -185,11 +226,7 @@ int runLoad(const QStringList& args) {
          megabytesPerSecond(size, limit.seconds), "memchr newline count"},
         {op, "loadCSV CPU throughput, all threads", megabytesPerSecond(size, cpuSeconds), "MB/s",
          megabytesPerSecond(size, limit.cpuSeconds), "memchr newline count, CPU"},
-        {op, "loadCSV throughput less pause", megabytesPerSecond(size, median(workSeconds)), "MB/s",
-         megabytesPerSecond(size, limit.seconds), "memchr newline count"},
         {op, "loadCSV time", seconds, "s", 0, ""},
-        {op, "loadCSV time less start pause", median(workSeconds), "s", 0, ""},
-        {op, "start pause taken off", pause, "s", 0, ""},
         {op, "loadCSV CPU time, all threads", cpuSeconds, "s", 0, ""},
         {op, "memchr time", limit.seconds, "s", 0, ""},
         {op, "file size", static_cast<double>(size) / 1e6, "MB", 0, ""},
@@ -198,12 +235,17 @@ int runLoad(const QStringList& args) {
         {op, "storage floor time", floorSeconds, "s", 0, ""},
         {op, "rows", double(numRows), "", 0, ""},
         {op, "columns", double(numCols), "", 0, ""},
-        {op, "loadCSV vs memchr, wall less pause, each run", median(workRatios) * 100, "%", 25, "goal"},
-        {op, "loadCSV CPU vs memchr CPU, all threads, each run", median(pairRatios) * 100, "%", 25, "goal"},
+        // The goal: wall time within 1.5 times the memchr pass, nothing taken off.
+        {op, "loadCSV vs memchr, wall, each run", median(wallRatios) * 100, "%", 100.0 / 1.5,
+         "goal (within 1.5x)"},
+        {op, "loadCSV wall / memchr wall", 1.0 / std::max(median(wallRatios), 1e-9), "x", 0, ""},
+        {op, "copy floor time, all cores", median(copyFloors), "s", 0, ""},
+        {op, "copy floor vs memchr, wall", median(copyFloors) / std::max(limit.seconds, 1e-9), "x", 0, ""},
+        {op, "loadCSV CPU vs memchr CPU, all threads, each run", median(pairRatios) * 100, "%", 0, ""},
         {op,
          probe.countsKernel() ? "loadCSV cycles vs memchr cycles, each run"
                               : "loadCSV vs memchr, user cycles",
-         median(cycleRatios) * 100, "%", 25, "goal"},
+         median(cycleRatios) * 100, "%", 0, ""},
         {op, "loadCSV cycles", median(loadCycles) / 1e6, "M", 0, ""},
         {op, "loadCSV CPU time, fastest run", *std::min_element(loadCpuSeconds.begin(), loadCpuSeconds.end()),
          "s", 0, ""},

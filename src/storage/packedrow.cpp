@@ -1,7 +1,10 @@
 #include "storage/packedrow.h"
 
+#include "storage/bytescan.h"
 #include "storage/rowarena.h"
 
+#include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -32,10 +35,6 @@ PackedRow& PackedRow::operator=(PackedRow&& other) noexcept {
     return *this;
 }
 
-PackedRow::~PackedRow() {
-    release(block);
-}
-
 void PackedRow::release(char* block) {
     if (!block)
         return;
@@ -53,7 +52,77 @@ template <class Offset> void writeEnds(char* offsets, const std::uint64_t* ends,
         e[i] = static_cast<Offset>(ends[i]);
 }
 
+template <class Offset>
+void fillShortPlain(char* offsets, const char* bytes, const std::uint64_t* ends, std::size_t count,
+                    std::size_t total) {
+    writeEnds<Offset>(offsets, ends, count);
+    std::memcpy(offsets + count * sizeof(Offset), bytes, total);
+}
+
+#if defined(ORVANE_BYTESCAN_X86)
+// A load's row is short (ten cells of ninety bytes is typical), so the plain loop's narrowing of
+// each end and the copy's call cost more than the bytes themselves; masked moves do both in a
+// few instructions and never touch a byte beyond either buffer.
+template <class Offset>
+__attribute__((target("avx512f,avx512bw"))) void fillShortAvx512(char* offsets, const char* bytes,
+                                                                 const std::uint64_t* ends, std::size_t count,
+                                                                 std::size_t total) {
+    for (std::size_t i = 0; i < count; i += 8) {
+        const std::size_t n = std::min<std::size_t>(count - i, 8);
+        const __mmask8 m = static_cast<__mmask8>((1u << n) - 1);
+        const __m512i v = _mm512_maskz_loadu_epi64(m, ends + i);
+        if constexpr (sizeof(Offset) == 1)
+            _mm512_mask_cvtepi64_storeu_epi8(offsets + i, m, v);
+        else
+            _mm512_mask_cvtepi64_storeu_epi16(offsets + 2 * i, m, v);
+    }
+    char* out = offsets + count * sizeof(Offset);
+    if (total > 256) {
+        std::memcpy(out, bytes, total);
+        return;
+    }
+    for (std::size_t i = 0; i < total; i += 64) {
+        const std::size_t n = std::min<std::size_t>(total - i, 64);
+        const __mmask64 m = n == 64 ? ~__mmask64(0) : (__mmask64(1) << n) - 1;
+        _mm512_mask_storeu_epi8(out + i, m, _mm512_maskz_loadu_epi8(m, bytes + i));
+    }
+}
+#endif
+
+std::atomic<bool> s_vectorPacking {
+#if defined(ORVANE_BYTESCAN_X86)
+    ByteScan::hasAvx512()
+#else
+    false
+#endif
+};
+
 } // namespace
+
+void PackedRow::setVectorPackingForTesting(bool on) {
+#if defined(ORVANE_BYTESCAN_X86)
+    s_vectorPacking = on && ByteScan::hasAvx512();
+#else
+    s_vectorPacking = on && false;
+#endif
+}
+
+void PackedRow::fillShort(char* offsets, const char* bytes, const std::uint64_t* ends, std::size_t count,
+                          std::size_t total, std::size_t offsetSize) {
+#if defined(ORVANE_BYTESCAN_X86)
+    if (s_vectorPacking.load(std::memory_order_relaxed)) {
+        if (offsetSize == 1)
+            fillShortAvx512<std::uint8_t>(offsets, bytes, ends, count, total);
+        else
+            fillShortAvx512<std::uint16_t>(offsets, bytes, ends, count, total);
+        return;
+    }
+#endif
+    if (offsetSize == 1)
+        fillShortPlain<std::uint8_t>(offsets, bytes, ends, count, total);
+    else
+        fillShortPlain<std::uint16_t>(offsets, bytes, ends, count, total);
+}
 
 char* PackedRow::allocate(std::size_t count, std::uint64_t total, RowArena* arena) {
     const std::uint32_t width = widthCode(total);

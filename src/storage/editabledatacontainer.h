@@ -85,7 +85,7 @@ public:
     // 0 restores the default. Multi-byte loads round it up to a multiple of 4.
     static void setPieceSizeForTesting(qint64 size);
     // The instructions of the single-byte loader's scan: 1 the plain ones every processor has,
-    // 0 the best this one runs. For tests that hold the variants to each other.
+    // 2 AVX2 at most, 0 the best this one runs. For tests that hold the variants to each other.
     static void setInstructionSetForTesting(int level);
     // Large files are read in parts at once; tests make parts of `partSize`
     // bytes (up to 64 of them) in files of any size, or none with a negative size, and may

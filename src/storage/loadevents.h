@@ -15,8 +15,8 @@
 // A CR and an LF right behind it end one row: the LF is no event. A delimiter wins over every
 // other meaning of its byte.
 //
-// x86-64 builds compute the masks with SSE2, or with AVX2 where the processor has it; other
-// builds take the plain loop. All give the same masks.
+// x86-64 builds compute the masks with SSE2, or with AVX2 or AVX-512 where the processor has
+// them; other builds take the plain loop. All give the same masks.
 
 #include "storage/bytescan.h"
 
@@ -145,11 +145,23 @@ fillAvx2(const unsigned char* base, std::size_t b, std::size_t blocks, std::size
             __attribute__((target("avx2"))) { return classify(p); },
         ClmulParity(), base, b, blocks, lastBlock, keys, w);
 }
+
+// The five masks of a block come straight out of the comparisons, without gathering sign bits.
+__attribute__((target("avx512f,avx512bw,avx2,bmi,bmi2,popcnt,lzcnt,pclmul"))) inline void
+fillAvx512(const unsigned char* base, std::size_t b, std::size_t blocks, std::size_t lastBlock,
+           const Keys& keys, Window& w) {
+    fillWith(
+        [](const unsigned char* p, unsigned char delimiter)
+            __attribute__((target("avx512f,avx512bw"))) { return ByteScan::blockMasksAvx512(p, delimiter); },
+        ClmulParity(), base, b, blocks, lastBlock, keys, w);
+}
 #endif
 
-// The fillers this processor runs, the plain one first; `level` 1 asks for the plain one only.
+// The fillers this processor runs; `level` 1 asks for the plain one only, 2 for AVX2 at most.
 inline FillFunction bestFillFunction(int level = 0) {
 #if defined(ORVANE_BYTESCAN_X86)
+    if (level != 1 && level != 2 && ByteScan::hasAvx512())
+        return &fillAvx512;
     if (level != 1 && ByteScan::hasAvx2())
         return &fillAvx2;
 #endif

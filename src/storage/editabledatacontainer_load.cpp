@@ -141,17 +141,17 @@ struct EditableDataContainer::LoadPart {
     bool finished = false; // a helper has read it, or given up on it
     bool usable = false;   // read whole and ended between rows
 
-    // Reads the part with a machine of the loader's kind; true when it is usable.
+    // Reads the part with a machine of the loader's kind into `buffer` (of pieceSize and the
+    // padding); true when it is usable.
     template <class Machine>
     bool read(int fd, qint64 fileSize, qint64 pieceSize, bool withDelimiter, bool honourQuotes,
-              RowArena& arena) {
+              RowArena& arena, ReadBuffer& buffer) {
         try {
             Machine machine(table, withDelimiter, honourQuotes);
             machine.sink.arena = &arena;
             machine.sink.useArena = end - start >= static_cast<qint64>(RowArena::kChunkSize);
             table.rows.reserve(static_cast<size_t>((end - start) / 64));
             const int unit = table.bytesPerChar;
-            ReadBuffer buffer(static_cast<size_t>(pieceSize + kPiecePadding));
             for (qint64 position = start; position < end;) {
                 const qint64 wanted = std::min(pieceSize, end - position);
                 const qint64 got = PieceReader::readFully(fd, buffer.get(), position, wanted);
@@ -202,7 +202,8 @@ struct EditableDataContainer::SplitLoad {
 
     template <class Machine>
     void help(int fd, qint64 fileSize, qint64 pieceSize, bool withDelimiter, bool honourQuotes) {
-        RowArena arena; // one for all the parts this helper reads
+        RowArena arena; // one for all the parts this helper reads, and one read buffer
+        std::unique_ptr<ReadBuffer> buffer;
         for (;;) {
             LoadPart* part = nullptr;
             {
@@ -219,8 +220,15 @@ struct EditableDataContainer::SplitLoad {
                 if (!part)
                     return;
             }
-            const bool usable =
-                part->template read<Machine>(fd, fileSize, pieceSize, withDelimiter, honourQuotes, arena);
+            bool usable = false;
+            try {
+                if (!buffer)
+                    buffer = std::make_unique<ReadBuffer>(static_cast<size_t>(pieceSize + kPiecePadding));
+                usable = part->template read<Machine>(fd, fileSize, pieceSize, withDelimiter, honourQuotes,
+                                                      arena, *buffer);
+            } catch (const std::bad_alloc&) {
+                // No memory for the buffer: the loader reads the part itself and meets the same.
+            }
             {
                 std::lock_guard<std::mutex> lock(mutex);
                 part->usable = usable;

@@ -2,6 +2,7 @@
 // standard and line ending, the four loader variants, encodings, pieces, progress, cancel.
 #include "storage/editabledatacontainer.h"
 #include "storage/loadscan.h"
+#include "storage/packedrow.h"
 #include "util/fileparameterutilities.h"
 
 #include <QFile>
@@ -293,6 +294,7 @@ private slots:
         EditableDataContainer::setPieceSizeForTesting(0);
         EditableDataContainer::setInstructionSetForTesting(0);
         EditableDataContainer::setSplitLoadForTesting(0);
+        PackedRow::setVectorPackingForTesting(true);
     }
 
     // --- The machine, case by case -----------------------------------------------------------
@@ -625,6 +627,44 @@ private slots:
                                     .arg(standard)
                                     .arg(part)
                                     .arg(why)));
+        }
+    }
+
+    // A file large enough that its rows are packed into the load's arena, of short and long rows
+    // with quoted cells, doubled quotes, line breaks in quotes, CR LF and empty cells: against
+    // the reference, with the short rows packed by vector moves and by the plain loop, in one
+    // thread and in parts of several sizes (whose starts fall wherever the text puts them).
+    void largeRandomAgainstReference() {
+        QRandomGenerator rng(2411);
+        QByteArray text;
+        const char* words[] = {"a",          "bc",
+                               "def",        "\"q,\"",
+                               "\"x\"\"y\"", "\"line\nbreak\"",
+                               "",           "1234.5",
+                               "\"\"",       "longer cell text of some length"};
+        while (text.size() < (5 << 20)) {
+            const int cells = rng.bounded(1, 40);
+            for (int k = 0; k < cells; ++k) {
+                if (k > 0)
+                    text += ',';
+                text += words[rng.bounded(10)];
+                if (rng.bounded(50) == 0)
+                    text += QByteArray(rng.bounded(200, 70000), 'w'); // offsets of two and four bytes
+            }
+            text += rng.bounded(4) == 0 ? "\r\n" : "\n";
+        }
+        EditableDataContainer reference;
+        referenceLoad(text, ',', RFC_4180, reference);
+        for (const bool vector : {true, false}) {
+            PackedRow::setVectorPackingForTesting(vector);
+            for (const qint64 part : {qint64(-1), qint64(1) << 20, qint64(3) << 20}) {
+                EditableDataContainer::setSplitLoadForTesting(part);
+                auto c = load(text, ',', RFC_4180, UTF_8);
+                QString why;
+                QVERIFY2(
+                    sameContainer(*c, reference, UTF_8, &why),
+                    qPrintable(QStringLiteral("vector %1, parts of %2: %3").arg(vector).arg(part).arg(why)));
+            }
         }
     }
 

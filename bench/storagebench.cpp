@@ -155,6 +155,9 @@ int runLoad(const QStringList& args) {
             limit = second;
         c.clear();
         malloc_trim(0);
+        // With the table of the run before gone, as the load has it.
+        copyFloors.push_back(copyFloorSeconds(path));
+        malloc_trim(0);
         resetPeakRss();
         baseline = currentRssBytes();
         bool ok = false;
@@ -176,7 +179,6 @@ int runLoad(const QStringList& args) {
         pairRatios.push_back(limit.cpuSeconds / std::max(loadCpuSeconds.back(), 1e-9));
         cycleRatios.push_back(limit.cycles / std::max(loadCycles.back(), 1.0));
         wallRatios.push_back(limit.seconds / std::max(loadSeconds.back(), 1e-9));
-        copyFloors.push_back(copyFloorSeconds(path));
     }
     const CycleCounter probe;
     const double seconds = median(loadSeconds);

@@ -1,5 +1,6 @@
 #include "app/application.h"
 
+#include "app/paintclock.h"
 #include "app/terminationsignalwatcher.h"
 #include "table/tutorialtable.h"
 #include "util/appdatautilities.h"
@@ -118,6 +119,7 @@ Application::Application(int& argc, char** argv, bool allowSecondary, Options mo
     : SingleApplication(argc, argv, allowSecondary, mode, timeout),
       // Opened before the application name is set, on the path that name-less start-up gives.
       configFile(Utilities::getAppDataLocation() + QStringLiteral("/Orvane.ini"), QSettings::IniFormat) {
+    PaintClock::mark("application and single instance");
     QCoreApplication::setAttribute(Qt::AA_UseStyleSheetPropagationInWidgetStyles, true);
     workingDirectory = QDir::currentPath();
     if (isSecondary())
@@ -144,13 +146,18 @@ Application::Application(int& argc, char** argv, bool allowSecondary, Options mo
 
     // A first run is a start that finds no tutorial file: it writes the file and shows it.
     firstRun = !prepareTutorialFile(Utilities::getTutorialFilepath());
+    PaintClock::mark("preference files set up");
 
     QDir::setCurrent(QDir(QDir::homePath()).absolutePath());
 
     // The style sheet goes on before any widget exists, so that widgets are styled once as they
     // are made instead of made and styled again: a shorter start.
     onThemeChanged(PreferenceFiles::readThemeSetting());
-    addMainWindow(false);
+    PaintClock::mark("theme");
+    const bool filesGiven =
+        !parseCommandLineArguments(QCoreApplication::arguments(), workingDirectory).files.isEmpty();
+    addMainWindow(false, filesGiven);
+    PaintClock::mark("main window");
     bool geometryLoaded = false;
     bool showSideBar = true;
     bool showMetadata = false;
@@ -162,11 +169,16 @@ Application::Application(int& argc, char** argv, bool allowSecondary, Options mo
     onThemeChanged(mainWindow->getSettings().getTheme());
 
     makeMainWindowConnections(mainWindow);
+    PaintClock::mark("window state");
     mainWindow->show();
+    PaintClock::mark("show");
     mainWindow->showSideBar(showSideBar);
     mainWindow->showMetadata(showMetadata);
 
     handleCommandLineArguments(QCoreApplication::arguments());
+    if (mainWindow)
+        mainWindow->ensureTable();
+    PaintClock::mark("command line");
     if (firstRun && mainWindow)
         mainWindow->showTutorial();
 
@@ -237,8 +249,8 @@ void Application::applyDefaultGeometry(MainWindow* window) {
     window->move(geometry.topLeft());
 }
 
-void Application::addMainWindow(bool positionAndShow) {
-    auto* window = new MainWindow();
+void Application::addMainWindow(bool positionAndShow, bool filesToFollow) {
+    auto* window = filesToFollow ? new MainWindow(MainWindow::FilesToFollow{}) : new MainWindow();
     mainWindow = window;
     mainWindows.push_back(window);
     if (positionAndShow) {

@@ -75,7 +75,8 @@ public:
     const PrintSettings& getPrintData() const { return printData; }
     QSettings& getConfigFile() { return configFile; }
 
-    void addMainWindow(bool positionAndShow);
+    // With files to follow, the window waits for them for its first table (see MainWindow).
+    void addMainWindow(bool positionAndShow, bool filesToFollow = false);
     void loadConfig(bool& geometryLoaded, bool& showSideBar, bool& showMetadata);
     void makeMainWindowConnections(MainWindow* window);
     void handleCommandLineArguments(const QList<QString>& arguments);

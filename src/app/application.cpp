@@ -9,6 +9,7 @@
 #include "window/shortcutpreferences.h"
 
 #include <QDesktopServices>
+#include <QDialog>
 #include <QDir>
 #include <QFileInfo>
 #include <QFileOpenEvent>
@@ -18,6 +19,7 @@
 #include <QProcessEnvironment>
 #include <QScreen>
 #include <QStandardPaths>
+#include <QTimer>
 
 #include <algorithm>
 #include <cmath>
@@ -193,6 +195,9 @@ Application::Application(int& argc, char** argv, bool allowSecondary, Options mo
         if (firstRun)
             mainWindow->propagateSettings();
     }
+    starting = false;
+    if (terminationPending)
+        QMetaObject::invokeMethod(this, &Application::onTerminationRequested, Qt::QueuedConnection);
 }
 
 Application::~Application() {
@@ -350,6 +355,22 @@ void Application::onTerminationRequested() {
     // inside that question.
     if (closingOnRequest)
         return;
+    if (starting) {
+        // A question open now, or opened later in the start, closes unanswered, which cancels
+        // what it asked about; its event loop runs this timer.
+        if (!terminationPending) {
+            terminationPending = true;
+            auto* closer = new QTimer(this);
+            connect(closer, &QTimer::timeout, this, [this, closer] {
+                if (!starting)
+                    closer->deleteLater();
+                else if (auto* question = qobject_cast<QDialog*>(QApplication::activeModalWidget()))
+                    question->reject();
+            });
+            closer->start(20);
+        }
+        return;
+    }
     closingOnRequest = true;
     closeProgram();
     closingOnRequest = false;

@@ -113,6 +113,10 @@ private:
     QString updateIgnoreVersion;
     bool showEditorPane = false;
     bool closingOnRequest = false;
+    // A termination request during the constructor (a question asked there runs events) waits
+    // for the constructor's end: closing then would delete the window under the question.
+    bool starting = true;
+    bool terminationPending = false;
     bool firstRun = false;
     ImportDefaults importDefaults;
     PrintSettings printData;

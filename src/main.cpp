@@ -24,7 +24,6 @@ int main(int argc, char* argv[]) {
         }
         return 0;
     }
-    PaintClock::installIfAsked();
     PaintClock::mark("application built");
     return app.exec();
 }

@@ -126,6 +126,8 @@ Application::Application(int& argc, char** argv, bool allowSecondary, Options mo
     workingDirectory = QDir::currentPath();
     if (isSecondary())
         return;
+    // Here rather than after the start: a question asked during it paints the window.
+    PaintClock::installIfAsked();
     connect(this, &SingleApplication::receivedMessage, this, &Application::onMessageReceived);
 
     // Before anything else can take long: a termination request that arrives during start-up

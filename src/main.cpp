@@ -6,6 +6,7 @@
 #include <cstdio>
 
 int main(int argc, char* argv[]) {
+    PaintClock::mark("main");
     qputenv("QT_AUTO_SCREEN_SCALE_FACTOR", "1");
     QGuiApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
 
@@ -23,6 +24,6 @@ int main(int argc, char* argv[]) {
         }
         return 0;
     }
-    PaintClock::installIfAsked();
+    PaintClock::mark("application built");
     return app.exec();
 }

@@ -1,5 +1,6 @@
 #include "app/application.h"
 
+#include "app/paintclock.h"
 #include "app/terminationsignalwatcher.h"
 #include "table/tutorialtable.h"
 #include "util/appdatautilities.h"
@@ -8,6 +9,7 @@
 #include "window/shortcutpreferences.h"
 
 #include <QDesktopServices>
+#include <QDialog>
 #include <QDir>
 #include <QFileInfo>
 #include <QFileOpenEvent>
@@ -17,6 +19,7 @@
 #include <QProcessEnvironment>
 #include <QScreen>
 #include <QStandardPaths>
+#include <QTimer>
 
 #include <algorithm>
 #include <cmath>
@@ -118,10 +121,13 @@ Application::Application(int& argc, char** argv, bool allowSecondary, Options mo
     : SingleApplication(argc, argv, allowSecondary, mode, timeout),
       // Opened before the application name is set, on the path that name-less start-up gives.
       configFile(Utilities::getAppDataLocation() + QStringLiteral("/Orvane.ini"), QSettings::IniFormat) {
+    PaintClock::mark("application and single instance");
     QCoreApplication::setAttribute(Qt::AA_UseStyleSheetPropagationInWidgetStyles, true);
     workingDirectory = QDir::currentPath();
     if (isSecondary())
         return;
+    // Here rather than after the start: a question asked during it paints the window.
+    PaintClock::installIfAsked();
     connect(this, &SingleApplication::receivedMessage, this, &Application::onMessageReceived);
 
     // Before anything else can take long: a termination request that arrives during start-up
@@ -144,13 +150,18 @@ Application::Application(int& argc, char** argv, bool allowSecondary, Options mo
 
     // A first run is a start that finds no tutorial file: it writes the file and shows it.
     firstRun = !prepareTutorialFile(Utilities::getTutorialFilepath());
+    PaintClock::mark("preference files set up");
 
     QDir::setCurrent(QDir(QDir::homePath()).absolutePath());
 
     // The style sheet goes on before any widget exists, so that widgets are styled once as they
     // are made instead of made and styled again: a shorter start.
     onThemeChanged(PreferenceFiles::readThemeSetting());
-    addMainWindow(false);
+    PaintClock::mark("theme");
+    const bool filesGiven =
+        !parseCommandLineArguments(QCoreApplication::arguments(), workingDirectory).files.isEmpty();
+    addMainWindow(false, filesGiven);
+    PaintClock::mark("main window");
     bool geometryLoaded = false;
     bool showSideBar = true;
     bool showMetadata = false;
@@ -162,11 +173,16 @@ Application::Application(int& argc, char** argv, bool allowSecondary, Options mo
     onThemeChanged(mainWindow->getSettings().getTheme());
 
     makeMainWindowConnections(mainWindow);
+    PaintClock::mark("window state");
     mainWindow->show();
+    PaintClock::mark("show");
     mainWindow->showSideBar(showSideBar);
     mainWindow->showMetadata(showMetadata);
 
     handleCommandLineArguments(QCoreApplication::arguments());
+    if (mainWindow)
+        mainWindow->ensureTable();
+    PaintClock::mark("command line");
     if (firstRun && mainWindow)
         mainWindow->showTutorial();
 
@@ -181,6 +197,9 @@ Application::Application(int& argc, char** argv, bool allowSecondary, Options mo
         if (firstRun)
             mainWindow->propagateSettings();
     }
+    starting = false;
+    if (terminationPending)
+        QMetaObject::invokeMethod(this, &Application::onTerminationRequested, Qt::QueuedConnection);
 }
 
 Application::~Application() {
@@ -237,8 +256,8 @@ void Application::applyDefaultGeometry(MainWindow* window) {
     window->move(geometry.topLeft());
 }
 
-void Application::addMainWindow(bool positionAndShow) {
-    auto* window = new MainWindow();
+void Application::addMainWindow(bool positionAndShow, bool filesToFollow) {
+    auto* window = filesToFollow ? new MainWindow(MainWindow::FilesToFollow{}) : new MainWindow();
     mainWindow = window;
     mainWindows.push_back(window);
     if (positionAndShow) {
@@ -338,6 +357,22 @@ void Application::onTerminationRequested() {
     // inside that question.
     if (closingOnRequest)
         return;
+    if (starting) {
+        // A question open now, or opened later in the start, closes unanswered, which cancels
+        // what it asked about; its event loop runs this timer.
+        if (!terminationPending) {
+            terminationPending = true;
+            auto* closer = new QTimer(this);
+            connect(closer, &QTimer::timeout, this, [this, closer] {
+                if (!starting)
+                    closer->deleteLater();
+                else if (auto* question = qobject_cast<QDialog*>(QApplication::activeModalWidget()))
+                    question->reject();
+            });
+            closer->start(20);
+        }
+        return;
+    }
     closingOnRequest = true;
     closeProgram();
     closingOnRequest = false;

@@ -75,7 +75,8 @@ public:
     const PrintSettings& getPrintData() const { return printData; }
     QSettings& getConfigFile() { return configFile; }
 
-    void addMainWindow(bool positionAndShow);
+    // With files to follow, the window waits for them for its first table (see MainWindow).
+    void addMainWindow(bool positionAndShow, bool filesToFollow = false);
     void loadConfig(bool& geometryLoaded, bool& showSideBar, bool& showMetadata);
     void makeMainWindowConnections(MainWindow* window);
     void handleCommandLineArguments(const QList<QString>& arguments);
@@ -112,6 +113,10 @@ private:
     QString updateIgnoreVersion;
     bool showEditorPane = false;
     bool closingOnRequest = false;
+    // A termination request during the constructor (a question asked there runs events) waits
+    // for the constructor's end: closing then would delete the window under the question.
+    bool starting = true;
+    bool terminationPending = false;
     bool firstRun = false;
     ImportDefaults importDefaults;
     PrintSettings printData;

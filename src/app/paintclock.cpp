@@ -16,6 +16,29 @@
 
 namespace {
 
+// -1 not asked yet, 0 off, 1 first paints, 2 first paints and phases.
+int clockLevel = -1;
+
+int level() {
+    if (clockLevel < 0) {
+        const QByteArray asked = qgetenv("ORVANE_PAINT_CLOCK");
+        clockLevel = asked.isEmpty() ? 0 : (asked == "phases" ? 2 : 1);
+    }
+    return clockLevel;
+}
+
+double cpuMsNow() {
+    timespec cpu{};
+    ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &cpu);
+    return static_cast<double>(cpu.tv_sec) * 1000.0 + static_cast<double>(cpu.tv_nsec) / 1e6;
+}
+
+double monotonicMsNow() {
+    timespec now{};
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<double>(now.tv_sec) * 1000.0 + static_cast<double>(now.tv_nsec) / 1e6;
+}
+
 // Milliseconds since the process started: the system keeps its start in clock ticks since boot,
 // which the boot clock gives now to compare with.
 double msSinceProcessStart() {
@@ -67,14 +90,12 @@ private:
         const double now = static_cast<double>(QDateTime::currentMSecsSinceEpoch());
         // The processor time too: on a busy machine it says what the start costs, when the wall
         // time also says what other programs took.
-        timespec cpu{};
-        ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &cpu);
-        const double cpuMs =
-            static_cast<double>(cpu.tv_sec) * 1000.0 + static_cast<double>(cpu.tv_nsec) / 1e6;
+        const double cpuMs = cpuMsNow();
         std::fprintf(stderr,
                      "orvane: first paint of %s: %.0f ms after start, %.0f ms of processor time, at %.3f\n",
                      what.constData(), msSinceProcessStart(), cpuMs, now / 1000.0);
         std::fflush(stderr);
+        PaintClock::mark("first paint");
     }
 
     bool windowDone = false;
@@ -84,7 +105,26 @@ private:
 } // namespace
 
 void PaintClock::installIfAsked() {
-    if (qEnvironmentVariableIsEmpty("ORVANE_PAINT_CLOCK") || !qApp)
+    if (level() == 0 || !qApp)
         return;
     qApp->installEventFilter(new PaintWatch(qApp));
+}
+
+void PaintClock::mark(const char* phase) {
+    if (level() < 2)
+        return;
+    // The process's start is known only to the clock tick; the phases count from the first mark
+    // on a fine clock, and that first mark tells where it stands after the start.
+    static bool marked = false;
+    static double firstMark = 0;
+    const double now = monotonicMsNow();
+    if (!marked) {
+        marked = true;
+        firstMark = now;
+        std::fprintf(stderr, "orvane: phase %s: %.0f ms after start, %.1f ms of processor time\n", phase,
+                     msSinceProcessStart(), cpuMsNow());
+    } else {
+        std::fprintf(stderr, "orvane: phase %s: +%.1f ms, %.1f ms of processor time\n", phase,
+                     now - firstMark, cpuMsNow());
+    }
 }

@@ -1,5 +1,6 @@
 #include "app/singleapplication.h"
 
+#include "app/paintclock.h"
 #include "app/singleapplicationprivate.h"
 
 #include <QDebug>
@@ -14,11 +15,13 @@ constexpr qint64 kInconsistentBlockLimitMs = 5000;
 SingleApplication::SingleApplication(int& argc, char** argv, bool allowSecondary, Options mode, int timeout,
                                      const QString& userData)
     : QApplication(argc, argv), d(new SingleApplicationPrivate(this)) {
+    PaintClock::mark("qt application");
     d->options = mode;
     if (!userData.isEmpty())
         d->addAppData(userData);
     d->genBlockServerName();
-    SingleApplicationPrivate::randomSleep();
+    // No wait before the first try: the block's lock orders processes that start together, and
+    // one that finds the block half written waits a random while below before it looks again.
 
     // Attaching and letting go clears a block that a crashed process left behind, on systems
     // that keep one until its last user detaches.

@@ -255,6 +255,19 @@ void TableView::setFrozenRowHeights(bool all) {
     }
 }
 
+void TableView::syncFrozenPartsAfterLoad() {
+    setFrozenColWidths(true);
+    // Copying every row height costs milliseconds per hundred thousand rows, just before the
+    // first paint of a new file; hidden frozen columns take them when they are shown.
+    if (frozenCols->isVisibleTo(this)) {
+        setFrozenRowHeights(true);
+        frozenColsSynced = true;
+    } else {
+        setFrozenRowHeights(false);
+        frozenColsSynced = false;
+    }
+}
+
 void TableView::setFreezeHeaderRows(bool on, bool notify) {
     freezeHeaderRows = on;
     if (on && numHeaderRows > 0 && model()) {

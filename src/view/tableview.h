@@ -118,6 +118,9 @@ public:
     void setupFrozenHeaders();
     void setFrozenColWidths(bool all);
     void setFrozenRowHeights(bool all);
+    // After a load: every column width and row height to the frozen parts, the rows of the
+    // frozen columns only while they are shown (else when they next show).
+    void syncFrozenPartsAfterLoad();
     void setFreezeHeaderRows(bool on, bool notify);
     void setFreezeHeaderColumns(bool on, bool notify);
     void applyVisibleHeaderRows(int count, bool autoFit, bool notify);

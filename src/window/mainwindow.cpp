@@ -1,5 +1,6 @@
 #include "window/mainwindow.h"
 
+#include "app/paintclock.h"
 #include "panes/tabbar.h"
 #include "preferences/preferencefiles.h"
 #include "storage/editabledatacontainer.h"
@@ -39,7 +40,12 @@ QString plural(qint64 count) {
 
 } // namespace
 
-MainWindow::MainWindow(QWidget* parent, Qt::WindowFlags flags) : QMainWindow(parent, flags) {
+MainWindow::MainWindow(QWidget* parent, Qt::WindowFlags flags) : MainWindow(true, parent, flags) {}
+
+MainWindow::MainWindow(FilesToFollow, QWidget* parent) : MainWindow(false, parent, {}) {}
+
+MainWindow::MainWindow(bool withEmptyTable, QWidget* parent, Qt::WindowFlags flags)
+    : QMainWindow(parent, flags) {
     lastUsedDirectory = QDir::homePath();
     setAttribute(Qt::WA_DeleteOnClose);
 #ifdef Q_OS_MACOS
@@ -52,6 +58,7 @@ MainWindow::MainWindow(QWidget* parent, Qt::WindowFlags flags) : QMainWindow(par
     setAcceptDrops(true);
 
     commands.populate(this);
+    PaintClock::mark("command table");
     fileWatcher = new QFileSystemWatcher(this);
     preferenceWatcher = new QFileSystemWatcher(this);
     preferenceFilepaths = {Utilities::getSettingsFilepath(), Utilities::getShortcutsFilepath(),
@@ -67,20 +74,31 @@ MainWindow::MainWindow(QWidget* parent, Qt::WindowFlags flags) : QMainWindow(par
     connect(themesWatcher, &QFileSystemWatcher::fileChanged, this, &MainWindow::onThemesDirectoryChanged,
             Qt::UniqueConnection);
     loadThemesDirectory();
+    PaintClock::mark("watchers and themes");
 
     loadCommandsFromFile();
     loadSettingsFromFile();
+    PaintClock::mark("preference files read");
     setupMenus();
+    PaintClock::mark("menus");
     setupLayout();
     setupStatusBar();
+    PaintClock::mark("layout and status bar");
 
     setupExtensions();
-    setActiveTable(addEmptyTableEditor());
+    if (withEmptyTable)
+        setActiveTable(addEmptyTableEditor());
+    PaintClock::mark("empty table");
 
     setupAnimations();
     setMinimumWidth(200);
 
     constructing = false;
+}
+
+void MainWindow::ensureTable() {
+    if (!activeTable && paneView->getNumTables() == 0)
+        setActiveTable(addEmptyTableEditor());
 }
 
 MainWindow::~MainWindow() {

@@ -63,6 +63,15 @@ public:
     explicit MainWindow(QWidget* parent = nullptr, Qt::WindowFlags flags = {});
     ~MainWindow() override;
 
+    // --- Start-up (mainwindow.cpp) --------------------------------------------------------
+    // A window started with files to open: its first table is the first file that opens, and
+    // the empty table is made only when none does (openFiles or ensureTable), which saves
+    // making and dropping one on the way to the file's first paint.
+    struct FilesToFollow {};
+    explicit MainWindow(FilesToFollow, QWidget* parent = nullptr);
+    // The empty table, when the window has no table yet.
+    void ensureTable();
+
     // --- Tables (mainwindow_file.cpp) -----------------------------------------------------
     TableView* makeEmptyTableObject(const Settings& tableSettings);
     TableView* addEmptyTableEditor();
@@ -780,6 +789,7 @@ private:
     OverwriteAnswer askOverwrite();
     bool openPaths(QList<QString> paths, const ExtensionData* parameters);
     void afterFirstActivation(bool activated);
+    MainWindow(bool withEmptyTable, QWidget* parent, Qt::WindowFlags flags);
     void showPane(Pane pane, bool show, bool animate);
     void setPaneSize(Pane pane, int size);
     int paneSize(Pane pane) const;

@@ -2,6 +2,7 @@
 
 #include "window/mainwindow.h"
 
+#include "app/paintclock.h"
 #include "window/findreplacewidget.h"
 
 #include "panes/tabbar.h"
@@ -285,8 +286,7 @@ TableView* MainWindow::addTableEditorFromFile(const QString& path, bool readOnly
         addTableEditorFromView(view, readOnly);
     }
     model->setUserSetDelimiter(false);
-    view->setFrozenColWidths(true);
-    view->setFrozenRowHeights(true);
+    view->syncFrozenPartsAfterLoad();
     view->scrollToTopLeft();
     view->setPaintSkipCount(-1);
     return view;
@@ -300,8 +300,7 @@ TableView* MainWindow::addTableEditorFromFile(const QString& path, bool readOnly
     applyExtensionData(view, findFileParameters(parameters, path, true));
     view->loadCSV(path, QFileInfo(path).size() > AbstractDataContainer::kProgressThreshold);
     addTableEditorFromView(view, readOnly);
-    view->setFrozenColWidths(true);
-    view->setFrozenRowHeights(true);
+    view->syncFrozenPartsAfterLoad();
     view->scrollToTopLeft();
     view->setPaintSkipCount(-1);
     return view;
@@ -428,6 +427,8 @@ bool MainWindow::openPaths(QList<QString> paths, const ExtensionData* parameters
             const qint64 sizeMiB = info.size() >> 20;
             if (!readOnlySetting && writable && !isPreference &&
                 settings.getValueInt(MinFileSizeReadOnlyQuery) <= sizeMiB) {
+                // The question stands over a window with a table, as at any other time.
+                ensureTable();
                 const LargeFileAnswer answer = askLargeFileQuestion(sizeMiB);
                 if (answer == LargeFileAnswer::Cancel)
                     continue;
@@ -448,6 +449,7 @@ bool MainWindow::openPaths(QList<QString> paths, const ExtensionData* parameters
         }
     }
     afterFirstActivation(activated);
+    ensureTable();
     if (!missing.isEmpty())
         MsgBox::inform(this, QStringLiteral("These files could not be opened because they don't exist:\n") +
                                  missing.join(QLatin1Char('\n')));
@@ -478,11 +480,11 @@ void MainWindow::openFolder(const QString& path) {
 }
 
 void MainWindow::onLoadFinished(TableView* view) {
+    PaintClock::mark("file loaded");
     if (!view)
         return;
     // A load on the load thread ends after the table was set up: its frozen parts follow now.
-    view->setFrozenColWidths(true);
-    view->setFrozenRowHeights(true);
+    view->syncFrozenPartsAfterLoad();
     restoreRetainedFilters(view);
     if (view != activeTable)
         return;

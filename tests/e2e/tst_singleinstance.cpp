@@ -26,6 +26,7 @@ private slots:
     void garbageOnTheSocketIsIgnored();
     void killedPrimaryIsReplaced();
     void blockLeftHalfWrittenIsResetAfterFiveSeconds();
+    void terminationDuringTheStartQuestionEndsCleanly();
 
 private:
     std::unique_ptr<QProcess> start(const QStringList& arguments, const QString& workingDirectory);
@@ -251,6 +252,21 @@ void TestSingleInstance::blockLeftHalfWrittenIsResetAfterFiveSeconds() {
     QVERIFY(!info->primary);
     QCOMPARE(info->primaryPid, qint64(-1));
     block.unlock();
+}
+
+// A file large enough for the read-only question holds the start inside its question; a
+// termination request then cancels the question and ends the process normally.
+void TestSingleInstance::terminationDuringTheStartQuestionEndsCleanly() {
+    const QString big = dir->filePath("big.csv");
+    {
+        QFile file(big);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QVERIFY(file.resize(qint64(200) << 20)); // sparse: no disk space taken
+    }
+    auto primary = start({big}, dir->path());
+    waitForPrimary(*primary);
+    QTest::qWait(300);
+    terminate(*primary);
 }
 
 QTEST_GUILESS_MAIN(TestSingleInstance)

@@ -1,5 +1,7 @@
 #include "storage/partedwrite.h"
 
+#include "storage/partbuffer.h"
+
 #include <algorithm>
 #include <condition_variable>
 #include <mutex>
@@ -13,17 +15,19 @@ int PartedWrite::helpersFor(long long bytes, int parts) {
     return std::min(cores - 1, parts - 1);
 }
 
-bool PartedWrite::run(const Plan& plan, const std::function<void(int, std::vector<char>&)>& encode,
-                      const std::function<bool(int, const std::vector<char>&)>& write) {
+namespace {
+
+template <class Buffer, class Encode, class Write>
+bool runParts(const PartedWrite::Plan& plan, const Encode& encode, const Write& write) {
     if (plan.parts <= 0)
         return true;
     // Parts made ahead of the one written next, at most: memory stays a few parts whatever the size.
     const int window = 2 * (plan.helpers + 1);
     std::mutex mutex;
     std::condition_variable changed;
-    std::vector<std::vector<char>> made(static_cast<size_t>(window));
+    std::vector<Buffer> made(static_cast<size_t>(window));
     std::vector<char> ready(static_cast<size_t>(window), 0);
-    std::vector<std::vector<char>> spare; // buffers written out, kept for their capacity
+    std::vector<Buffer> spare; // buffers written out, kept for their capacity
     int nextToTake = 0;
     int nextToWrite = 0;
     bool stop = false;
@@ -32,7 +36,7 @@ bool PartedWrite::run(const Plan& plan, const std::function<void(int, std::vecto
     // Takes the next part under the lock, makes it without, and files it.
     auto encodeNext = [&](std::unique_lock<std::mutex>& lock) {
         const int part = nextToTake++;
-        std::vector<char> buffer;
+        Buffer buffer;
         if (!spare.empty()) {
             buffer = std::move(spare.back());
             spare.pop_back();
@@ -67,7 +71,7 @@ bool PartedWrite::run(const Plan& plan, const std::function<void(int, std::vecto
         while (nextToWrite < plan.parts) {
             const size_t slot = static_cast<size_t>(nextToWrite % window);
             if (ready[slot]) {
-                std::vector<char> bytes = std::move(made[slot]);
+                Buffer bytes = std::move(made[slot]);
                 ready[slot] = 0;
                 lock.unlock();
                 ok = write(nextToWrite, bytes);
@@ -90,4 +94,18 @@ bool PartedWrite::run(const Plan& plan, const std::function<void(int, std::vecto
     for (std::thread& helper : helpers)
         helper.join();
     return ok;
+}
+
+} // namespace
+
+bool PartedWrite::run(const Plan& plan, const std::function<void(int, std::vector<char>&)>& encode,
+                      const std::function<bool(int, const std::vector<char>&)>& write) {
+    return runParts<std::vector<char>>(plan, encode, write);
+}
+
+bool PartedWrite::run(const Plan& plan, const std::function<void(int, PartBuffer&)>& encode,
+                      const std::function<bool(int, const char*, std::size_t)>& write) {
+    return runParts<PartBuffer>(plan, encode, [&](int part, const PartBuffer& bytes) {
+        return write(part, bytes.data(), bytes.size());
+    });
 }

@@ -316,69 +316,54 @@ markRowAvx512(const char* p, std::size_t n, const ScanKeys& keys, std::uint64_t*
 
 #endif
 
-// Copies `size` bytes from `from` to `w` and returns the end. A short stretch goes in one move
-// of 32 bytes where the bytes before `limit` reach that far; the room behind `w` has that
-// much to spare, and what lands past the stretch is overwritten next. The pointers go in and out
-// by value: a char pointer kept behind a reference would be reloaded after every store.
-inline char* copyCell(char* w, const char* from, std::size_t size, const char* limit) {
-    if (size <= 32 && static_cast<std::size_t>(limit - from) >= 32)
-        std::memcpy(w, from, 32);
-    else
-        std::memcpy(w, from, size);
-    return w + size;
-}
+struct ShortCellMarks {
+    std::uint32_t special; // the delimiter and the bytes that end a row
+    std::uint32_t quotes;
+};
 
-// Bit k for a quote at p[k], of 32 bytes.
-inline std::uint32_t quotesIn32(const char* p) {
+// The marks of 32 bytes of single-byte text, bit k for byte k.
+inline ShortCellMarks shortCellMarks(const char* p, char delimiter) {
 #if defined(__SSE2__)
     const __m128i quote = _mm_set1_epi8(KeyChars::Quote);
-    const auto low = static_cast<std::uint32_t>(
-        _mm_movemask_epi8(_mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)), quote)));
-    const auto high = static_cast<std::uint32_t>(
-        _mm_movemask_epi8(_mm_cmpeq_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16)), quote)));
-    return low | high << 16;
+    const __m128i d = _mm_set1_epi8(delimiter);
+    const __m128i lf = _mm_set1_epi8(KeyChars::LF);
+    const __m128i cr = _mm_set1_epi8(KeyChars::CR);
+    const __m128i rs = _mm_set1_epi8(KeyChars::RecordSeparator);
+    ShortCellMarks m{0, 0};
+    for (int half = 0; half < 2; ++half) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * half));
+        const __m128i special = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, d), _mm_cmpeq_epi8(v, lf)),
+                                             _mm_or_si128(_mm_cmpeq_epi8(v, cr), _mm_cmpeq_epi8(v, rs)));
+        m.special |= static_cast<std::uint32_t>(_mm_movemask_epi8(special)) << (16 * half);
+        m.quotes |= static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, quote))) << (16 * half);
+    }
+    return m;
 #else
-    std::uint32_t bits = 0;
-    for (int k = 0; k < 32; ++k)
-        bits |= std::uint32_t(p[k] == KeyChars::Quote) << k;
-    return bits;
+    ShortCellMarks m{0, 0};
+    for (int k = 0; k < 32; ++k) {
+        const char c = p[k];
+        m.special |= std::uint32_t(c == delimiter || c == KeyChars::LF || c == KeyChars::CR ||
+                                   c == KeyChars::RecordSeparator)
+                     << k;
+        m.quotes |= std::uint32_t(c == KeyChars::Quote) << k;
+    }
+    return m;
 #endif
 }
 
 // The cell between quotes, each quote in it doubled.
-template <int Width> char* copyQuoted(char* w, std::string_view cell, const char* quote, const char* limit) {
+template <int Width> char* copyQuoted(char* w, std::string_view cell, const char* quote) {
     std::memcpy(w, quote, Width);
     w += Width;
     if constexpr (Width == 1) {
         const char* p = cell.data();
         const char* const end = p + cell.size();
-        if (cell.size() <= 32 && static_cast<std::size_t>(limit - p) >= 32) {
-            // A short cell in one move, then its quotes doubled by their positions.
-            std::uint32_t quotes =
-                quotesIn32(p) & static_cast<std::uint32_t>((std::uint64_t(1) << cell.size()) - 1);
-            std::memcpy(w, p, 32);
-            if (!quotes) {
-                w += cell.size();
-            } else {
-                std::size_t from = 0;
-                while (quotes) {
-                    const std::size_t at = static_cast<std::size_t>(std::countr_zero(quotes)) + 1;
-                    std::memcpy(w, p + from, at - from);
-                    w += at - from;
-                    *w++ = KeyChars::Quote;
-                    from = at;
-                    quotes &= quotes - 1;
-                }
-                std::memcpy(w, p + from, cell.size() - from);
-                w += cell.size() - from;
-            }
-            p = end;
-        }
         while (p < end) {
             // Up to the next quote and the quote itself, which goes out twice.
             const void* q = std::memchr(p, KeyChars::Quote, static_cast<std::size_t>(end - p));
             const char* const stop = q ? static_cast<const char*>(q) + 1 : end;
-            w = copyCell(w, p, static_cast<std::size_t>(stop - p), limit);
+            std::memcpy(w, p, static_cast<std::size_t>(stop - p));
+            w += stop - p;
             if (q)
                 *w++ = KeyChars::Quote;
             p = stop;
@@ -469,6 +454,15 @@ CellWriter::CellWriter(const AbstractDataContainer& c) {
             addKey(*unit);
         if (quoteAnywhere)
             addKey(keys.quote);
+    }
+
+    // The row scan marks every quote as well; the cells it marks are then looked at closely.
+    rowScanKeys = scanKeys;
+    if (!quoteAnywhere && rowScanKeys.count < 5) {
+        if (width == 1)
+            rowScanKeys.units[rowScanKeys.count++] = static_cast<unsigned char>(KeyChars::Quote);
+        else if (keys.quote.size() == width)
+            std::memcpy(&rowScanKeys.units[rowScanKeys.count++], keys.quote.data(), width);
     }
 
     switch (c.getLineEnding()) {
@@ -711,22 +705,17 @@ bool CellWriter::appendRowLineAs(PartBuffer& out, const PackedRow& row, int coun
     }
     if (!never && span % Width != 0)
         return false;
-    const char* const spanEnd = base + span;
-    // A short cell goes in one move of 32 bytes where the row's bytes reach that far, and a
-    // line ending as 8 bytes: what lands past the end is overwritten next, and the room has that
-    // much to spare.
-    constexpr std::size_t kSpare = 32;
+    // A short cell goes in one move of 32 bytes, and a line ending as 8 bytes: what lands past
+    // the end is overwritten next, and the room has that much to spare.
+    constexpr std::size_t kMove = 32;
     const std::size_t padSize = (always ? 3 : 1) * std::size_t(Width);
     char* const start = out.room(2 * span + static_cast<std::size_t>(count) * 3 * Width +
-                                 static_cast<std::size_t>(pads) * padSize + kSpare);
+                                 static_cast<std::size_t>(pads) * padSize + kMove);
     char* w = start;
 
-    const char* const quote = keys.quote.data();
-    // The delimiter by value: read through a pointer it would be read again after every store.
-    std::uint32_t delimiterUnit = 0;
-    std::memcpy(&delimiterUnit, keys.saveDelimiter.data(), Width);
-    // Where the next unit that calls for quotes stands; the cell it falls in is quoted. Cells
-    // lie back to back, so each mark belongs to the first cell that ends behind it.
+    // The units that may call for quotes: those that always do and every quote, for a quote
+    // counts at a cell's start under every standard that quotes. A cell with one is looked at
+    // closely; the others are copied as they are.
     constexpr std::size_t kNone = ~std::size_t(0);
     std::size_t nextMark = kNone;
     std::uint64_t local[6];
@@ -734,12 +723,12 @@ bool CellWriter::appendRowLineAs(PartBuffer& out, const PackedRow& row, int coun
     std::size_t wordCount = 0;
     if (!never && !always && span > 0) {
         wordCount = (span + 63) / 64;
-        if (wordCount + 1 > std::size(local)) {
-            if (marks.size() < wordCount + 1)
-                marks.resize(wordCount + 1);
+        if (wordCount > std::size(local)) {
+            if (marks.size() < wordCount)
+                marks.resize(wordCount);
             words = marks.data();
         }
-        if (scanRow(base, span, scanKeys, words)) {
+        if (scanRow(base, span, rowScanKeys, words)) {
             std::size_t k = 0;
             while (!words[k])
                 ++k;
@@ -747,7 +736,7 @@ bool CellWriter::appendRowLineAs(PartBuffer& out, const PackedRow& row, int coun
         }
     }
     // The first mark at or behind `from`.
-    auto markFrom = [&](std::size_t from) {
+    auto markFrom = [words, wordCount](std::size_t from) {
         std::size_t k = from / 64;
         if (k >= wordCount)
             return kNone;
@@ -759,30 +748,21 @@ bool CellWriter::appendRowLineAs(PartBuffer& out, const PackedRow& row, int coun
         }
         return 64 * k + static_cast<std::size_t>(std::countr_zero(bits));
     };
-    // A quote at a cell's start calls for quotes too; "RFC 4180" has marked every quote already.
-    const bool checkLeadingQuote = !never && !always && !quoteAnywhere;
-    std::size_t misfit = 0; // bytes of units cut short, which the scan's step doesn't fit
-    // Every short cell goes in one move of 32 bytes. The row's last 32 bytes are copied here
-    // first, with room behind them, and a cell that ends less than 32 bytes before the row's end
-    // is read from the copy: no move reads past the row, and none takes a branch on the cell's
-    // size or place.
-    alignas(16) char tail[64] = {};
-    if (span >= 32)
-        std::memcpy(tail, spanEnd - 32, 32);
+    // The row's last 32 bytes, with room behind them: a cell that starts less than 32 bytes
+    // before the row's end is moved from here, so that no move reads past the row.
+    alignas(16) char tail[2 * kMove] = {};
+    if (span >= kMove)
+        std::memcpy(tail, base + span - kMove, kMove);
     else if (span > 0)
-        std::memcpy(tail + 32 - span, base, span);
-    const char* const tailEnd = tail + 32;
-    // A row of at most two words of marks takes them out of the words cell by cell without a
-    // branch; a longer one goes from mark to mark.
-    const bool twoWords = span <= 128;
-    std::uint64_t rest0 = wordCount > 0 ? words[0] : 0;
-    std::uint64_t rest1 = wordCount > 1 ? words[1] : 0;
-    auto below = [](std::size_t n) { return n >= 64 ? ~std::uint64_t(0) : (std::uint64_t(1) << n) - 1; };
-    std::uint32_t quoteUnit = 0;
-    std::memcpy(&quoteUnit, quote, Width);
+        std::memcpy(tail + kMove - span, base, span);
+    std::uint32_t delimiterUnit = 0; // by value: behind a pointer it is read after every store
+    std::memcpy(&delimiterUnit, keys.saveDelimiter.data(), Width);
+    // Cells shorter than this may take the common path: none where every cell is quoted.
+    const std::size_t copyBelow = always ? 0 : kMove + 1;
+
     // The cells' ends are fetched a batch at a time and the cells written in a plain loop: a
     // large lambda in the row's walk keeps the walk from being inlined, and then every pointer
-    // and count the lambda holds by reference lives in memory.
+    // the lambda holds by reference lives in memory.
     constexpr int kBatch = 64;
     std::size_t ends[kBatch];
     std::size_t begin = 0;
@@ -794,56 +774,65 @@ bool CellWriter::appendRowLineAs(PartBuffer& out, const PackedRow& row, int coun
         for (int i = 0; i < to - from; ++i) {
             const std::size_t end = ends[i];
             const std::size_t size = end - begin;
-            const char* const p = base + begin;
-            const std::size_t reach = span - begin;
-            const char* const window = reach >= 32 ? p : tailEnd - reach; // 32 readable bytes
-            begin = end;
-            if constexpr (Width > 1)
-                misfit |= size % Width;
-            bool marked;
-            if (twoWords) {
-                const std::uint64_t low0 = below(end);
-                const std::uint64_t low1 = below(end > 64 ? end - 64 : 0);
-                marked = ((rest0 & low0) | (rest1 & low1)) != 0;
-                rest0 &= ~low0;
-                rest1 &= ~low1;
-            } else {
-                marked = nextMark < end;
-                if (marked)
-                    nextMark = markFrom(end);
-            }
-            std::uint32_t first = 0;
-            std::memcpy(&first, window, Width);
-            const bool quoted =
-                marked | always | (checkLeadingQuote & (size >= Width) & (first == quoteUnit));
-            const bool isShort = size <= 32;
-            std::uint32_t quotesInside = 0;
-            if constexpr (Width == 1)
-                quotesInside =
-                    quotesIn32(window) & static_cast<std::uint32_t>((std::uint64_t(1) << (size & 63)) - 1);
-            if (quoted & (Width > 1 || !isShort || quotesInside != 0)) {
-                w = copyQuoted<Width>(w, std::string_view(p, size), quote, spanEnd);
-            } else {
-                std::memcpy(w, &quoteUnit, Width);
-                w += quoted ? Width : 0;
-                if (isShort)
-                    std::memcpy(w, window, 32);
-                else
-                    std::memcpy(w, p, size);
+            // The common cell: nothing that may call for quotes, whole units, at most 32 bytes.
+            if (end <= nextMark && size < copyBelow && (Width == 1 || size % Width == 0)) [[likely]] {
+                const std::size_t reach = span - begin;
+                std::memcpy(w, reach >= kMove ? base + begin : tail + kMove - reach, kMove);
                 w += size;
-                std::memcpy(w, &quoteUnit, Width);
-                w += quoted ? Width : 0;
+            } else if (Width == 1 && size < copyBelow) {
+                // A short marked cell: its quotes and the bytes that call for quotes, from one
+                // look at its 32 bytes.
+                const std::size_t reach = span - begin;
+                const char* const window = reach >= kMove ? base + begin : tail + kMove - reach;
+                const std::uint32_t inCell = static_cast<std::uint32_t>((std::uint64_t(1) << size) - 1);
+                const ShortCellMarks found = shortCellMarks(window, static_cast<char>(delimiterUnit));
+                const std::uint32_t quotes = found.quotes & inCell;
+                const bool quoted =
+                    ((found.special | (quoteAnywhere ? quotes : 0)) & inCell) != 0 || (quotes & 1);
+                if (quoted)
+                    *w++ = KeyChars::Quote;
+                if (!quoted || !quotes) {
+                    std::memcpy(w, window, kMove);
+                    w += size;
+                } else {
+                    // Each quote goes out twice.
+                    std::size_t from = 0;
+                    for (std::uint32_t left = quotes; left; left &= left - 1) {
+                        const std::size_t at = static_cast<std::size_t>(std::countr_zero(left)) + 1;
+                        std::memcpy(w, window + from, at - from);
+                        w += at - from;
+                        *w++ = KeyChars::Quote;
+                        from = at;
+                    }
+                    std::memcpy(w, window + from, size - from);
+                    w += size - from;
+                }
+                if (quoted)
+                    *w++ = KeyChars::Quote;
+                if (end > nextMark)
+                    nextMark = markFrom(end);
+            } else {
+                const std::string_view cell(base + begin, size);
+                if (!never && size % Width != 0)
+                    return false; // units out of step with the scan: the caller goes cell by cell
+                if (end > nextMark)
+                    nextMark = markFrom(end);
+                if (needsQuotes(cell, false)) {
+                    w = copyQuoted<Width>(w, cell, keys.quote.data());
+                } else {
+                    std::memcpy(w, cell.data(), size);
+                    w += size;
+                }
             }
             std::memcpy(w, &delimiterUnit, Width);
             w += Width;
+            begin = end;
         }
     }
-    if (misfit && !never)
-        return false;
     for (int i = 0; i < pads; ++i) {
         if (always) {
-            std::memcpy(w, quote, Width);
-            std::memcpy(w + Width, quote, Width);
+            std::memcpy(w, keys.quote.data(), Width);
+            std::memcpy(w + Width, keys.quote.data(), Width);
             w += 2 * Width;
         }
         std::memcpy(w, &delimiterUnit, Width);

@@ -94,6 +94,7 @@ private:
     bool table[256] = {};       // single-byte text: the bytes that call for quotes
     bool plain = false;         // the byte loop of old, for tests
     ScanKeys scanKeys;
+    ScanKeys rowScanKeys;
     ScanFunction scanBlocks = nullptr;
     RowScanFunction scanRow = nullptr;
 };

@@ -34,10 +34,11 @@ public:
     // The line of a stored row that doesn't start the file, as appendCell, appendPad, endCells
     // and appendLineEnding write it: cells [0, count) joined by the delimiter and quoted as
     // needed, `pads` absent cells, then the line ending. One vector scan over the row's bytes
-    // settles the quotes of all its cells; a row that needs none is copied cell after cell with
-    // the delimiters put between. False, with nothing written, for a row this way doesn't take
-    // (no delimiter, a unit cut short in a wide encoding, the plain writer); the caller then
-    // writes it cell by cell. `marks` is scratch space.
+    // marks the units that may call for quotes; a cell without a mark goes out in one move with
+    // its delimiter behind it, and only a marked one is looked at closely. False, with nothing
+    // written, for a row this way doesn't take (no delimiter, a unit cut short in a wide
+    // encoding, the plain writer); the caller then writes it cell by cell. `marks` is scratch
+    // space.
     bool appendRowLine(PartBuffer& out, const PackedRow& row, int count, int pads,
                        std::vector<std::uint64_t>& marks) const;
     // An absent cell padded up to the table's width: a delimiter, under "All Quotes" two quotes.

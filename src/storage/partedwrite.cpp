@@ -2,7 +2,10 @@
 
 #include "storage/partbuffer.h"
 
+#include <QtGlobal>
+
 #include <algorithm>
+#include <cstdlib>
 #include <condition_variable>
 #include <mutex>
 #include <thread>
@@ -12,6 +15,13 @@ int PartedWrite::helpersFor(long long bytes, int parts) {
     if (bytes < kWorthAThread || parts < 2)
         return 0;
     const int cores = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
+#if defined(Q_OS_UNIX)
+    // On a machine with twice as many threads running as it has cores, a helper mostly waits
+    // for its turn and the writer for the helper: one thread that keeps its turn does better.
+    double load = 0;
+    if (::getloadavg(&load, 1) == 1 && load >= 2.0 * cores)
+        return 0;
+#endif
     return std::min(cores - 1, parts - 1);
 }
 

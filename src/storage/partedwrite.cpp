@@ -5,8 +5,8 @@
 #include <QtGlobal>
 
 #include <algorithm>
-#include <cstdlib>
 #include <condition_variable>
+#include <cstdlib>
 #include <mutex>
 #include <thread>
 

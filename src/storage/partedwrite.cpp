@@ -18,8 +18,11 @@ int PartedWrite::helpersFor(long long bytes, int parts) {
 #if defined(Q_OS_UNIX)
     // On a machine with twice as many threads running as it has cores, a helper mostly waits
     // for its turn and the writer for the helper: one thread that keeps its turn does better.
+    // Not for a long save, whose writes now and then wait for the disk to catch up: a helper
+    // fills those waits.
+    constexpr long long kLongSave = 256LL << 20;
     double load = 0;
-    if (::getloadavg(&load, 1) == 1 && load >= 2.0 * cores)
+    if (bytes < kLongSave && ::getloadavg(&load, 1) == 1 && load >= 2.0 * cores)
         return 0;
 #endif
     return std::min(cores - 1, parts - 1);

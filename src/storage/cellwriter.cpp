@@ -2,9 +2,13 @@
 
 #include "storage/bytescan.h"
 #include "storage/packedrow.h"
+#include "storage/partbuffer.h"
 
+#include <algorithm>
 #include <atomic>
+#include <bit>
 #include <cstring>
+#include <iterator>
 
 namespace {
 
@@ -178,6 +182,216 @@ bool anyMarked(const std::uint64_t* marks, std::size_t begin, std::size_t end) {
     return bits != 0;
 }
 
+// The units of 16 bytes that call for quotes, as a mask with the bit of each unit's first byte.
+template <int Width> class ChunkScan {
+public:
+    explicit ChunkScan(const ScanKeys& keys) {
+        // A key given twice costs nothing and keeps the loop below of fixed length.
+        for (int k = 0; k < 5; ++k) {
+            const std::uint32_t unit = keys.units[k < keys.count ? k : 0];
+#if defined(__SSE2__)
+            key[k] = Width == 1   ? _mm_set1_epi8(static_cast<char>(unit))
+                     : Width == 2 ? _mm_set1_epi16(static_cast<short>(unit))
+                                  : _mm_set1_epi32(static_cast<int>(unit));
+#else
+            units[k] = unit;
+#endif
+        }
+    }
+    std::uint64_t operator()(const char* p) const {
+#if defined(__SSE2__)
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        __m128i hit = _mm_setzero_si128();
+        for (int k = 0; k < 5; ++k)
+            hit = _mm_or_si128(hit, Width == 1   ? _mm_cmpeq_epi8(v, key[k])
+                                    : Width == 2 ? _mm_cmpeq_epi16(v, key[k])
+                                                 : _mm_cmpeq_epi32(v, key[k]));
+        const std::uint64_t bits = static_cast<std::uint16_t>(_mm_movemask_epi8(hit));
+        return Width == 1 ? bits : bits & (Width == 2 ? 0x5555 : 0x1111);
+#else
+        std::uint64_t bits = 0;
+        for (int i = 0; i < 16; i += Width) {
+            std::uint32_t unit = 0;
+            std::memcpy(&unit, p + i, Width);
+            for (const std::uint32_t key : units)
+                bits |= std::uint64_t(unit == key) << i;
+        }
+        return bits;
+#endif
+    }
+
+private:
+#if defined(__SSE2__)
+    __m128i key[5];
+#else
+    std::uint32_t units[5];
+#endif
+};
+
+// Marks the units of [p, p + n) that call for quotes in words[0 .. (n + 63) / 64), bit k of
+// word w for byte 64 w + k; n is a whole number of units. Returns whether any is marked.
+// Nothing is read outside the stretch: a short one goes unit by unit, a longer one in steps of
+// 16 bytes, the last step ending at the stretch's end.
+template <int Width>
+bool markRowSse2(const char* p, std::size_t n, const ScanKeys& keys, std::uint64_t* words) {
+    if (n < 16) {
+        std::uint64_t bits = 0;
+        for (std::size_t i = 0; i < n; i += Width) {
+            std::uint32_t unit = 0;
+            std::memcpy(&unit, p + i, Width);
+            for (int k = 0; k < keys.count; ++k)
+                bits |= std::uint64_t(unit == keys.units[k]) << i;
+        }
+        words[0] = bits;
+        return bits != 0;
+    }
+    const ChunkScan<Width> chunk(keys);
+    const std::size_t wordCount = (n + 63) / 64;
+    std::uint64_t any = 0;
+    std::size_t at = 0;
+    for (std::size_t k = 0; k < wordCount; ++k) {
+        std::uint64_t word = 0;
+        for (unsigned j = 0; j < 64 && at + 16 <= n; j += 16, at += 16)
+            word |= chunk(p + at) << j;
+        words[k] = word;
+        any |= word;
+    }
+    if (at < n) {
+        const std::size_t last = n - 16;
+        const std::uint64_t bits = chunk(p + last);
+        const unsigned shift = static_cast<unsigned>(last % 64);
+        words[last / 64] |= bits << shift;
+        if (shift > 48)
+            words[last / 64 + 1] |= bits >> (64 - shift);
+        any |= bits;
+    }
+    return any != 0;
+}
+
+#if defined(ORVANE_BYTESCAN_X86)
+
+// The same by AVX-512 in steps of 64 bytes; the last step loads only the stretch's bytes.
+template <int Width>
+__attribute__((target("avx512f,avx512bw,bmi2"))) std::uint64_t markBlockAvx512(__m512i v, const __m512i* key,
+                                                                               int count) {
+    std::uint64_t hit = 0;
+    for (int k = 0; k < count; ++k) {
+        if constexpr (Width == 1)
+            hit |= _mm512_cmpeq_epi8_mask(v, key[k]);
+        else if constexpr (Width == 2)
+            hit |= _mm512_cmpeq_epi16_mask(v, key[k]);
+        else
+            hit |= _mm512_cmpeq_epi32_mask(v, key[k]);
+    }
+    // A unit's bit goes to its first byte.
+    if constexpr (Width == 2)
+        return _pdep_u64(hit, 0x5555555555555555ULL);
+    else if constexpr (Width == 4)
+        return _pdep_u64(hit, 0x1111111111111111ULL);
+    else
+        return hit;
+}
+
+template <int Width>
+__attribute__((target("avx512f,avx512bw,bmi2"))) bool
+markRowAvx512(const char* p, std::size_t n, const ScanKeys& keys, std::uint64_t* words) {
+    __m512i key[5];
+    for (int k = 0; k < keys.count; ++k)
+        key[k] = Width == 1   ? _mm512_set1_epi8(static_cast<char>(keys.units[k]))
+                 : Width == 2 ? _mm512_set1_epi16(static_cast<short>(keys.units[k]))
+                              : _mm512_set1_epi32(static_cast<int>(keys.units[k]));
+    std::uint64_t any = 0;
+    const std::size_t whole = n / 64;
+    for (std::size_t k = 0; k < whole; ++k) {
+        words[k] = markBlockAvx512<Width>(_mm512_loadu_si512(p + 64 * k), key, keys.count);
+        any |= words[k];
+    }
+    if (const std::size_t rest = n % 64) {
+        const __mmask64 load = ~std::uint64_t(0) >> (64 - rest);
+        words[whole] = markBlockAvx512<Width>(_mm512_maskz_loadu_epi8(load, p + 64 * whole), key, keys.count);
+        any |= words[whole];
+    }
+    return any != 0;
+}
+
+#endif
+
+struct ShortCellMarks {
+    std::uint32_t special; // the delimiter and the bytes that end a row
+    std::uint32_t quotes;
+};
+
+// The marks of 32 bytes of single-byte text, bit k for byte k.
+inline ShortCellMarks shortCellMarks(const char* p, char delimiter) {
+#if defined(__SSE2__)
+    const __m128i quote = _mm_set1_epi8(KeyChars::Quote);
+    const __m128i d = _mm_set1_epi8(delimiter);
+    const __m128i lf = _mm_set1_epi8(KeyChars::LF);
+    const __m128i cr = _mm_set1_epi8(KeyChars::CR);
+    const __m128i rs = _mm_set1_epi8(KeyChars::RecordSeparator);
+    ShortCellMarks m{0, 0};
+    for (int half = 0; half < 2; ++half) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * half));
+        const __m128i special = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, d), _mm_cmpeq_epi8(v, lf)),
+                                             _mm_or_si128(_mm_cmpeq_epi8(v, cr), _mm_cmpeq_epi8(v, rs)));
+        m.special |= static_cast<std::uint32_t>(_mm_movemask_epi8(special)) << (16 * half);
+        m.quotes |= static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, quote))) << (16 * half);
+    }
+    return m;
+#else
+    ShortCellMarks m{0, 0};
+    for (int k = 0; k < 32; ++k) {
+        const char c = p[k];
+        m.special |= std::uint32_t(c == delimiter || c == KeyChars::LF || c == KeyChars::CR ||
+                                   c == KeyChars::RecordSeparator)
+                     << k;
+        m.quotes |= std::uint32_t(c == KeyChars::Quote) << k;
+    }
+    return m;
+#endif
+}
+
+// The cell between quotes, each quote in it doubled.
+template <int Width> char* copyQuoted(char* w, std::string_view cell, const char* quote) {
+    std::memcpy(w, quote, Width);
+    w += Width;
+    if constexpr (Width == 1) {
+        const char* p = cell.data();
+        const char* const end = p + cell.size();
+        while (p < end) {
+            // Up to the next quote and the quote itself, which goes out twice.
+            const void* q = std::memchr(p, KeyChars::Quote, static_cast<std::size_t>(end - p));
+            const char* const stop = q ? static_cast<const char*>(q) + 1 : end;
+            std::memcpy(w, p, static_cast<std::size_t>(stop - p));
+            w += stop - p;
+            if (q)
+                *w++ = KeyChars::Quote;
+            p = stop;
+        }
+    } else {
+        for (std::size_t at = 0; at + Width <= cell.size(); at += Width) {
+            std::memcpy(w, cell.data() + at, Width);
+            w += Width;
+            if (std::memcmp(cell.data() + at, quote, Width) == 0) {
+                std::memcpy(w, quote, Width);
+                w += Width;
+            }
+        }
+    }
+    std::memcpy(w, quote, Width);
+    return w + Width;
+}
+
+CellWriter::RowScanFunction chooseRowScan(std::size_t width, int level) {
+#if defined(ORVANE_BYTESCAN_X86)
+    if (level == 0 && ByteScan::hasAvx512())
+        return width == 1 ? &markRowAvx512<1> : width == 2 ? &markRowAvx512<2> : &markRowAvx512<4>;
+#else
+    (void)level;
+#endif
+    return width == 1 ? &markRowSse2<1> : width == 2 ? &markRowSse2<2> : &markRowSse2<4>;
+}
+
 } // namespace
 
 void CellWriter::setInstructionSetForTesting(int level) {
@@ -213,6 +427,7 @@ CellWriter::CellWriter(const AbstractDataContainer& c) {
     const int level = s_instructionSetForTesting;
     plain = level >= 2;
     scanBlocks = chooseScan(width, level);
+    scanRow = chooseRowScan(width, level);
     auto addKey = [&](const std::vector<char>& unit) {
         if (unit.size() != width)
             return; // never matches a unit, as hasUnit says
@@ -241,6 +456,15 @@ CellWriter::CellWriter(const AbstractDataContainer& c) {
             addKey(keys.quote);
     }
 
+    // The row scan marks every quote as well; the cells it marks are then looked at closely.
+    rowScanKeys = scanKeys;
+    if (!quoteAnywhere && rowScanKeys.count < 5) {
+        if (width == 1)
+            rowScanKeys.units[rowScanKeys.count++] = static_cast<unsigned char>(KeyChars::Quote);
+        else if (keys.quote.size() == width)
+            std::memcpy(&rowScanKeys.units[rowScanKeys.count++], keys.quote.data(), width);
+    }
+
     switch (c.getLineEnding()) {
     case LINE_ENDING_WINDOWS:
         lineEnding = keys.cr;
@@ -253,6 +477,8 @@ CellWriter::CellWriter(const AbstractDataContainer& c) {
         lineEnding = keys.lf;
         break;
     }
+
+    std::memcpy(lineEndingBytes, lineEnding.data(), std::min(lineEnding.size(), sizeof lineEndingBytes));
 
     const EncodingType encoding = c.getEncoding();
     if (encoding == UTF_16) {
@@ -453,4 +679,169 @@ void CellWriter::appendLineEnding(std::vector<char>& out) const {
 void CellWriter::dropFinalLineEnding(std::vector<char>& out, size_t lineStart) const {
     if (out.size() > lineStart + lineEnding.size())
         out.resize(out.size() - lineEnding.size());
+}
+
+bool CellWriter::appendRowLine(PartBuffer& out, const PackedRow& row, int count, int pads,
+                               std::vector<std::uint64_t>& marks) const {
+    if (plain || !hasDelimiter || keys.saveDelimiter.size() != width || keys.quote.size() != width ||
+        lineEnding.size() > sizeof lineEndingBytes)
+        return false;
+    if (width == 1)
+        return appendRowLineAs<1>(out, row, count, pads, marks);
+    if (width == 2)
+        return appendRowLineAs<2>(out, row, count, pads, marks);
+    return width == 4 && appendRowLineAs<4>(out, row, count, pads, marks);
+}
+
+template <int Width>
+bool CellWriter::appendRowLineAs(PartBuffer& out, const PackedRow& row, int count, int pads,
+                                 std::vector<std::uint64_t>& marks) const {
+    const char* base = nullptr;
+    std::size_t span = 0;
+    if (count > 0) {
+        const std::string_view last = row.cell(count - 1);
+        base = row.cell(0).data();
+        span = static_cast<std::size_t>(last.data() + last.size() - base);
+    }
+    if (!never && span % Width != 0)
+        return false;
+    // A short cell goes in one move of 32 bytes, and a line ending as 8 bytes: what lands past
+    // the end is overwritten next, and the room has that much to spare.
+    constexpr std::size_t kMove = 32;
+    const std::size_t padSize = (always ? 3 : 1) * std::size_t(Width);
+    char* const start = out.room(2 * span + static_cast<std::size_t>(count) * 3 * Width +
+                                 static_cast<std::size_t>(pads) * padSize + kMove);
+    char* w = start;
+
+    // The units that may call for quotes: those that always do and every quote, for a quote
+    // counts at a cell's start under every standard that quotes. A cell with one is looked at
+    // closely; the others are copied as they are.
+    constexpr std::size_t kNone = ~std::size_t(0);
+    std::size_t nextMark = kNone;
+    std::uint64_t local[6];
+    std::uint64_t* words = local;
+    std::size_t wordCount = 0;
+    if (!never && !always && span > 0) {
+        wordCount = (span + 63) / 64;
+        if (wordCount > std::size(local)) {
+            if (marks.size() < wordCount)
+                marks.resize(wordCount);
+            words = marks.data();
+        }
+        if (scanRow(base, span, rowScanKeys, words)) {
+            std::size_t k = 0;
+            while (!words[k])
+                ++k;
+            nextMark = 64 * k + static_cast<std::size_t>(std::countr_zero(words[k]));
+        }
+    }
+    // The first mark at or behind `from`.
+    auto markFrom = [words, wordCount](std::size_t from) {
+        std::size_t k = from / 64;
+        if (k >= wordCount)
+            return kNone;
+        std::uint64_t bits = words[k] & (~std::uint64_t(0) << (from % 64));
+        while (!bits) {
+            if (++k >= wordCount)
+                return kNone;
+            bits = words[k];
+        }
+        return 64 * k + static_cast<std::size_t>(std::countr_zero(bits));
+    };
+    // The row's last 32 bytes, with room behind them: a cell that starts less than 32 bytes
+    // before the row's end is moved from here, so that no move reads past the row.
+    alignas(16) char tail[2 * kMove] = {};
+    if (span >= kMove)
+        std::memcpy(tail, base + span - kMove, kMove);
+    else if (span > 0)
+        std::memcpy(tail + kMove - span, base, span);
+    std::uint32_t delimiterUnit = 0; // by value: behind a pointer it is read after every store
+    std::memcpy(&delimiterUnit, keys.saveDelimiter.data(), Width);
+    // Cells shorter than this may take the common path: none where every cell is quoted.
+    const std::size_t copyBelow = always ? 0 : kMove + 1;
+
+    // The cells' ends are fetched a batch at a time and the cells written in a plain loop: a
+    // large lambda in the row's walk keeps the walk from being inlined, and then every pointer
+    // the lambda holds by reference lives in memory.
+    constexpr int kBatch = 64;
+    std::size_t ends[kBatch];
+    std::size_t begin = 0;
+    for (int from = 0; from < count; from += kBatch) {
+        const int to = std::min(count, from + kBatch);
+        row.forEachCell(from, to, [&](int i, std::string_view cell) {
+            ends[i - from] = static_cast<std::size_t>(cell.data() + cell.size() - base);
+        });
+        for (int i = 0; i < to - from; ++i) {
+            const std::size_t end = ends[i];
+            const std::size_t size = end - begin;
+            // The common cell: nothing that may call for quotes, whole units, at most 32 bytes.
+            if (end <= nextMark && size < copyBelow && (Width == 1 || size % Width == 0)) [[likely]] {
+                const std::size_t reach = span - begin;
+                std::memcpy(w, reach >= kMove ? base + begin : tail + kMove - reach, kMove);
+                w += size;
+            } else if (Width == 1 && size < copyBelow) {
+                // A short marked cell: its quotes and the bytes that call for quotes, from one
+                // look at its 32 bytes.
+                const std::size_t reach = span - begin;
+                const char* const window = reach >= kMove ? base + begin : tail + kMove - reach;
+                const std::uint32_t inCell = static_cast<std::uint32_t>((std::uint64_t(1) << size) - 1);
+                const ShortCellMarks found = shortCellMarks(window, static_cast<char>(delimiterUnit));
+                const std::uint32_t quotes = found.quotes & inCell;
+                const bool quoted =
+                    ((found.special | (quoteAnywhere ? quotes : 0)) & inCell) != 0 || (quotes & 1);
+                if (quoted)
+                    *w++ = KeyChars::Quote;
+                if (!quoted || !quotes) {
+                    std::memcpy(w, window, kMove);
+                    w += size;
+                } else {
+                    // Each quote goes out twice.
+                    std::size_t from = 0;
+                    for (std::uint32_t left = quotes; left; left &= left - 1) {
+                        const std::size_t at = static_cast<std::size_t>(std::countr_zero(left)) + 1;
+                        std::memcpy(w, window + from, at - from);
+                        w += at - from;
+                        *w++ = KeyChars::Quote;
+                        from = at;
+                    }
+                    std::memcpy(w, window + from, size - from);
+                    w += size - from;
+                }
+                if (quoted)
+                    *w++ = KeyChars::Quote;
+                if (end > nextMark)
+                    nextMark = markFrom(end);
+            } else {
+                const std::string_view cell(base + begin, size);
+                if (!never && size % Width != 0)
+                    return false; // units out of step with the scan: the caller goes cell by cell
+                if (end > nextMark)
+                    nextMark = markFrom(end);
+                if (needsQuotes(cell, false)) {
+                    w = copyQuoted<Width>(w, cell, keys.quote.data());
+                } else {
+                    std::memcpy(w, cell.data(), size);
+                    w += size;
+                }
+            }
+            std::memcpy(w, &delimiterUnit, Width);
+            w += Width;
+            begin = end;
+        }
+    }
+    for (int i = 0; i < pads; ++i) {
+        if (always) {
+            std::memcpy(w, keys.quote.data(), Width);
+            std::memcpy(w + Width, keys.quote.data(), Width);
+            w += 2 * Width;
+        }
+        std::memcpy(w, &delimiterUnit, Width);
+        w += Width;
+    }
+    if (w - start >= Width)
+        w -= Width; // the delimiter behind the last cell
+    std::memcpy(w, lineEndingBytes, sizeof lineEndingBytes);
+    w += lineEnding.size();
+    out.setEnd(w);
+    return true;
 }

@@ -7,6 +7,7 @@
 #include <vector>
 
 class PackedRow;
+class PartBuffer;
 
 // How both containers put cells into a line of a saved file: the quoting rule of the standard,
 // the save delimiter, the pad of an absent cell and the line ending, in units of the encoding.
@@ -30,11 +31,22 @@ public:
     // vector scan over the row finds the bytes that call for quotes; `marks` is scratch space.
     void appendRowCells(std::vector<char>& out, const PackedRow& row, int from, int to,
                         std::vector<std::uint64_t>& marks) const;
+    // The line of a stored row that doesn't start the file, as appendCell, appendPad, endCells
+    // and appendLineEnding write it: cells [0, count) joined by the delimiter and quoted as
+    // needed, `pads` absent cells, then the line ending. One vector scan over the row's bytes
+    // marks the units that may call for quotes; a cell without a mark goes out in one move with
+    // its delimiter behind it, and only a marked one is looked at closely. False, with nothing
+    // written, for a row this way doesn't take (no delimiter, a unit cut short in a wide
+    // encoding, the plain writer); the caller then writes it cell by cell. `marks` is scratch
+    // space.
+    bool appendRowLine(PartBuffer& out, const PackedRow& row, int count, int pads,
+                       std::vector<std::uint64_t>& marks) const;
     // An absent cell padded up to the table's width: a delimiter, under "All Quotes" two quotes.
     void appendPad(std::vector<char>& out) const;
     // Drops the delimiter behind the line's last cell, if `out` grew since `lineStart`.
     void endCells(std::vector<char>& out, size_t lineStart) const;
     void appendLineEnding(std::vector<char>& out) const;
+    std::size_t lineEndingSize() const { return lineEnding.size(); }
     // Takes the line ending off the end of `out` when the line before it has text: a file whose
     // last row had no line ending gets none again. An empty last line keeps it, or the row would
     // be gone.
@@ -56,7 +68,15 @@ public:
     using ScanFunction = bool (*)(const unsigned char* p, std::size_t blocks, const ScanKeys& keys,
                                   std::uint64_t* marks);
 
+    // Marks the units of a row's bytes that call for quotes, as ScanFunction does, for a stretch
+    // of any length that is a whole number of units; reads nothing outside it.
+    using RowScanFunction = bool (*)(const char* p, std::size_t size, const ScanKeys& keys,
+                                     std::uint64_t* marks);
+
 private:
+    template <int Width>
+    bool appendRowLineAs(PartBuffer& out, const PackedRow& row, int count, int pads,
+                         std::vector<std::uint64_t>& marks) const;
     bool scan(const char* p, std::size_t size, std::uint64_t* marks) const;
     void appendQuoted(std::vector<char>& out, std::string_view cell) const;
     bool hasUnit(std::string_view cell, const std::vector<char>& unit) const;
@@ -65,6 +85,7 @@ private:
 
     AbstractDataContainer::KeyCharVecs keys;
     std::vector<char> lineEnding;
+    char lineEndingBytes[8] = {};        // the same, for a move of fixed size
     std::vector<std::vector<char>> boms; // what a load would take for a byte order mark
     size_t width = 1;
     bool hasDelimiter = true;
@@ -74,5 +95,7 @@ private:
     bool table[256] = {};       // single-byte text: the bytes that call for quotes
     bool plain = false;         // the byte loop of old, for tests
     ScanKeys scanKeys;
+    ScanKeys rowScanKeys;
     ScanFunction scanBlocks = nullptr;
+    RowScanFunction scanRow = nullptr;
 };

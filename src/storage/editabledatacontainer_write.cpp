@@ -1,6 +1,7 @@
 #include "storage/editabledatacontainer.h"
 
 #include "storage/cellwriter.h"
+#include "storage/partbuffer.h"
 #include "storage/partedwrite.h"
 #include "storage/savefile.h"
 
@@ -195,36 +196,69 @@ bool EditableDataContainer::saveCSV(bool, bool transposed, const std::vector<int
     plan.parts = std::max(1, (lines + linesPerPart - 1) / linesPerPart);
     plan.helpers = helpers >= 0 ? helpers : PartedWrite::helpersFor(tableBytes, plan.parts);
 
-    auto encode = [&](int part, std::vector<char>& out) {
+    // A row line with all its cells and no hidden columns goes straight into the part; other
+    // lines are built on their own and copied in.
+    const bool rowLines = !transposed && colsToSkip.empty();
+    const bool delimited = writer.delimited();
+    const bool padToWidth = delimited && saveWithTrailingDelimiters;
+    auto encode = [&](int part, PartBuffer& out) {
         const int first = part * linesPerPart;
         const int end = std::min(lines, first + linesPerPart);
         out.reserve(static_cast<size_t>(std::min<qint64>(bytesPerLine * (end - first), kPartBytes) * 5 / 4));
         LineState state(writer);
         if (part == 0) {
             if (withBom)
-                out.insert(out.end(), bom.begin(), bom.end());
+                out.append(bom.data(), bom.size());
             state.fileStart = !withBom;
         }
+        std::vector<char> line;
         auto skip = std::lower_bound(linesToSkip.begin(), linesToSkip.end(), first);
-        for (int line = first; line < end; ++line) {
-            while (skip != linesToSkip.end() && *skip < line)
+        for (int index = first; index < end; ++index) {
+            while (skip != linesToSkip.end() && *skip < index)
                 ++skip;
-            if (skip != linesToSkip.end() && *skip == line)
+            if (skip != linesToSkip.end() && *skip == index)
                 continue;
+            const bool last = index == lastLine && !transposed && !finalLineEnding;
+            if (rowLines && !state.fileStart) {
+                // The cells and pads as buildLine picks them.
+                const PackedRow& row = rows[static_cast<size_t>(index)];
+                int count = row.size();
+                int pads = 0;
+                if (const int fields = keepFieldCountsAsRead ? row.fieldsAsRead() : 0; fields > 0) {
+                    if (delimited)
+                        pads = count == 0 && fields == 1 ? 0 : std::max(0, fields - count);
+                } else {
+                    if (!saveWithTrailingDelimiters) {
+                        while (count > 0 && row.cellEmpty(count - 1))
+                            --count;
+                    }
+                    if (padToWidth)
+                        pads = std::max(0, numColsLogical - count);
+                }
+                const size_t lineStart = out.size();
+                if (writer.appendRowLine(out, row, count, pads, state.marks)) {
+                    if (last) {
+                        const size_t ending = writer.lineEndingSize();
+                        if (out.size() > lineStart + ending)
+                            out.setEnd(out.data() + out.size() - ending);
+                    }
+                    continue;
+                }
+            }
+            line.clear();
             if (transposed) {
                 // Hidden columns drop out as lines; hidden rows stay in a transposed save.
-                buildLine(out, line, true, MASK_ALL, colsToSkip, state);
+                buildLine(line, index, true, MASK_ALL, colsToSkip, state);
             } else {
-                const size_t lineStart = out.size();
-                buildLine(out, line, false, MASK_ALL_BUT_LISTED, colsToSkip, state);
-                if (line == lastLine && !finalLineEnding)
-                    writer.dropFinalLineEnding(out, lineStart);
+                buildLine(line, index, false, MASK_ALL_BUT_LISTED, colsToSkip, state);
+                if (last)
+                    writer.dropFinalLineEnding(line, 0);
             }
+            out.append(line.data(), line.size());
         }
     };
-    auto write = [&](int part, const std::vector<char>& bytes) {
-        const qint64 size = static_cast<qint64>(bytes.size());
-        if (size > 0 && file.write(bytes.data(), size) != size) {
+    auto write = [&](int part, const char* bytes, size_t size) {
+        if (size > 0 && file.write(bytes, static_cast<qint64>(size)) != static_cast<qint64>(size)) {
             errorString = file.errorString();
             return false;
         }

@@ -1,7 +1,12 @@
 #include "storage/partedwrite.h"
 
+#include "storage/partbuffer.h"
+
+#include <QtGlobal>
+
 #include <algorithm>
 #include <condition_variable>
+#include <cstdlib>
 #include <mutex>
 #include <thread>
 
@@ -10,20 +15,32 @@ int PartedWrite::helpersFor(long long bytes, int parts) {
     if (bytes < kWorthAThread || parts < 2)
         return 0;
     const int cores = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
+#if defined(Q_OS_UNIX)
+    // On a machine with twice as many threads running as it has cores, a helper mostly waits
+    // for its turn and the writer for the helper: one thread that keeps its turn does better.
+    // Not for a long save, whose writes now and then wait for the disk to catch up: a helper
+    // fills those waits.
+    constexpr long long kLongSave = 256LL << 20;
+    double load = 0;
+    if (bytes < kLongSave && ::getloadavg(&load, 1) == 1 && load >= 2.0 * cores)
+        return 0;
+#endif
     return std::min(cores - 1, parts - 1);
 }
 
-bool PartedWrite::run(const Plan& plan, const std::function<void(int, std::vector<char>&)>& encode,
-                      const std::function<bool(int, const std::vector<char>&)>& write) {
+namespace {
+
+template <class Buffer, class Encode, class Write>
+bool runParts(const PartedWrite::Plan& plan, const Encode& encode, const Write& write) {
     if (plan.parts <= 0)
         return true;
     // Parts made ahead of the one written next, at most: memory stays a few parts whatever the size.
     const int window = 2 * (plan.helpers + 1);
     std::mutex mutex;
     std::condition_variable changed;
-    std::vector<std::vector<char>> made(static_cast<size_t>(window));
+    std::vector<Buffer> made(static_cast<size_t>(window));
     std::vector<char> ready(static_cast<size_t>(window), 0);
-    std::vector<std::vector<char>> spare; // buffers written out, kept for their capacity
+    std::vector<Buffer> spare; // buffers written out, kept for their capacity
     int nextToTake = 0;
     int nextToWrite = 0;
     bool stop = false;
@@ -32,7 +49,7 @@ bool PartedWrite::run(const Plan& plan, const std::function<void(int, std::vecto
     // Takes the next part under the lock, makes it without, and files it.
     auto encodeNext = [&](std::unique_lock<std::mutex>& lock) {
         const int part = nextToTake++;
-        std::vector<char> buffer;
+        Buffer buffer;
         if (!spare.empty()) {
             buffer = std::move(spare.back());
             spare.pop_back();
@@ -67,7 +84,7 @@ bool PartedWrite::run(const Plan& plan, const std::function<void(int, std::vecto
         while (nextToWrite < plan.parts) {
             const size_t slot = static_cast<size_t>(nextToWrite % window);
             if (ready[slot]) {
-                std::vector<char> bytes = std::move(made[slot]);
+                Buffer bytes = std::move(made[slot]);
                 ready[slot] = 0;
                 lock.unlock();
                 ok = write(nextToWrite, bytes);
@@ -90,4 +107,18 @@ bool PartedWrite::run(const Plan& plan, const std::function<void(int, std::vecto
     for (std::thread& helper : helpers)
         helper.join();
     return ok;
+}
+
+} // namespace
+
+bool PartedWrite::run(const Plan& plan, const std::function<void(int, std::vector<char>&)>& encode,
+                      const std::function<bool(int, const std::vector<char>&)>& write) {
+    return runParts<std::vector<char>>(plan, encode, write);
+}
+
+bool PartedWrite::run(const Plan& plan, const std::function<void(int, PartBuffer&)>& encode,
+                      const std::function<bool(int, const char*, std::size_t)>& write) {
+    return runParts<PartBuffer>(plan, encode, [&](int part, const PartBuffer& bytes) {
+        return write(part, bytes.data(), bytes.size());
+    });
 }

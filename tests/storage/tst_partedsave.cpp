@@ -240,6 +240,100 @@ private slots:
         }
     }
 
+    void rowLinesAtEveryEdge_data() {
+        QTest::addColumn<int>("encoding");
+        QTest::addColumn<int>("standard");
+        for (const EncodingType e : {UTF_8, UTF_16LE, UTF_16BE, UTF_32LE}) {
+            for (int s = RFC_4180; s <= ASCII_SEPARATED_VALUES; ++s)
+                QTest::addRow("%s, standard %d", qPrintable(Utilities::convertEncodingTypeToString(e)), s)
+                    << int(e) << s;
+        }
+    }
+    // Rows written as whole lines: a cell with each byte that calls for quotes, or a quote in
+    // front, inside or doubled, of every length around the one move of 32 bytes, standing at
+    // every distance from the row's end (where cells are moved from a copy of the row's last
+    // bytes) and across the 64-byte words of the scan; behind plain cells of their own lengths,
+    // with trailing empty fields. Built cell by cell and loaded from a file, each against the
+    // plain writer.
+    void rowLinesAtEveryEdge() {
+        QFETCH(int, encoding);
+        QFETCH(int, standard);
+        const EncodingType enc = EncodingType(encoding);
+        const char delimiter = ';';
+        EditableDataContainer c;
+        c.setDelimiter(delimiter, delimiter);
+        c.setParsingStandard(ParsingStandard(standard));
+        c.setEncoding(enc);
+        c.setSaveWithTrailingDelimiters(false);
+        auto wideBytes = [enc](const QByteArray& text) {
+            const QByteArray wide = widen(text, enc);
+            return Bytes(wide.begin(), wide.end());
+        };
+        const QByteArray specials[] = {"", ";", "\"", "\r", "\n", "\x1e", "\"\""};
+        int r = 0;
+        for (const int length : {1, 2, 15, 16, 31, 32, 33, 47, 64, 65}) {
+            for (const QByteArray& special : specials) {
+                for (const int place : {0, 1, 2}) { // the special byte first, inside, last
+                    for (const int before : {0, 4, 29, 61}) {
+                        QByteArray cell(length, 'a' + char(r % 26));
+                        if (!special.isEmpty())
+                            cell.replace(place == 0 ? 0 : place == 1 ? length / 2 : length - 1, 1, special);
+                        int col = 0;
+                        if (before > 0)
+                            c.setValue(r, col++, wideBytes(QByteArray(before, 'b')));
+                        c.setValue(r, col++, wideBytes(cell));
+                        // Then 0 to 3 short cells, now and then an empty one.
+                        for (int k = 0; k < r % 4; ++k)
+                            c.setValue(r, col++, k == 1 ? Bytes() : wideBytes(QByteArray(3 * k + 1, 'c')));
+                        ++r;
+                    }
+                }
+            }
+        }
+        c.setValue(r, 0, wideBytes("x"));
+        c.resizeCols(c.numCols() + 2); // trailing empty fields in the file read back
+        for (const bool loaded : {false, true}) {
+            EditableDataContainer fromFile;
+            EditableDataContainer* table = &c;
+            if (loaded) {
+                const QString path = newPath();
+                c.setSaveWithTrailingDelimiters(true);
+                writeFile(path, plainSave(c, false, {}, {}));
+                c.setSaveWithTrailingDelimiters(false);
+                fromFile.setFilepath(path);
+                fromFile.setDelimiter(delimiter, delimiter);
+                fromFile.setParsingStandard(ParsingStandard(standard));
+                fromFile.setEncoding(enc);
+                // Where quotes aren't read the lines fall apart differently; any table will do.
+                QVERIFY(fromFile.loadCSV());
+                table = &fromFile;
+            }
+            const QByteArray expected = plainSave(*table, false, {}, {});
+            QVERIFY(expected != "<failed>");
+            for (const int lines : {1, 7, 0}) {
+                for (int level = 0; level <= 1; ++level) {
+                    const QByteArray got = partedSave(*table, false, {}, {}, lines, lines ? 1 : 0, level);
+                    if (got != expected) {
+                        qsizetype at = 0;
+                        while (at < got.size() && at < expected.size() && got[at] == expected[at])
+                            ++at;
+                        QFAIL(qPrintable(
+                            QStringLiteral(
+                                "%1, parts of %2 lines, scan %3, first difference at byte %4: %5 / %6")
+                                .arg(QString(loaded ? "loaded" : "built"))
+                                .arg(lines)
+                                .arg(level)
+                                .arg(at)
+                                .arg(QString::fromLatin1(expected.mid(std::max<qsizetype>(0, at - 40), 80)
+                                                             .toPercentEncoding()),
+                                     QString::fromLatin1(
+                                         got.mid(std::max<qsizetype>(0, at - 40), 80).toPercentEncoding()))));
+                    }
+                }
+            }
+        }
+    }
+
     // A table big enough for the writer to choose its own parts and helpers, against the plain one.
     void largeTableOnItsOwnParts() {
         EditableDataContainer c;

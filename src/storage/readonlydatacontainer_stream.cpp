@@ -1,0 +1,469 @@
+// The save of a read-only table without reading it cell by cell: the file's lines stream through
+// in big reads, and every line the writer would make the same bytes of is copied as it stands;
+// only the others are read into cells and written as the cell-by-cell save writes them.
+#include "storage/readonlydatacontainer_scan.h"
+
+#include "storage/cellwriter.h"
+#include "storage/readonlysavelines.h"
+
+#include <QFile>
+
+#include <atomic>
+#include <future>
+
+using namespace ReadOnlySaveLines;
+
+namespace {
+
+std::atomic<bool> s_streamedSave{true};
+
+constexpr qint64 kPieceBytes = qint64(4) << 20;  // one read of the file in order
+constexpr qint64 kCarryRoom = qint64(1) << 20;   // room in front of a piece for a line begun before it
+constexpr qint64 kSlackBytes = 512;              // behind the text: whole blocks of 64 units of 4 bytes
+constexpr size_t kFlushBytes = size_t(1) << 20;  // the lines made go out about a megabyte at a time
+constexpr size_t kDirectRun = size_t(256) << 10; // lines copied unchanged go out straight from the read
+// A reordered table gathers its lines into a store of this size at most, a pass over the file per store.
+constexpr qint64 kGatherBytes = qint64(256) << 20;
+constexpr qint64 kGatherReadBytes = qint64(8) << 20;
+constexpr qint64 kGatherGapBytes = 65536;
+
+constexpr char kChangedText[] = "The file was changed by another program since it was opened.";
+
+// Where the reader's machine ends the line that starts at the data's start: the number of units
+// up to the next line's start, or -1 when the line runs past the data.
+struct LineEndSink {
+    qint64 end = -1;
+    bool rowStart(qint64 pos) {
+        end = pos;
+        return false;
+    }
+    static bool cellStart(qint64) { return true; }
+    static bool cellEnd(qint64) { return true; }
+    static bool rowEnd(qint64) { return true; }
+};
+
+template <class Traits> qint64 machineLineEnd(Traits traits, const char* data, qint64 units) {
+    traits.attach(data, units);
+    ScanState state = ScanState::CellStart;
+    LineEndSink sink;
+    scanUnits(traits, units, 0, state, sink);
+    return sink.end;
+}
+
+} // namespace
+
+void ReadOnlyDataContainer::setStreamedSaveForTesting(bool on) {
+    s_streamedSave = on;
+}
+
+struct ReadOnlyDataContainer::StreamSave {
+    ReadOnlyDataContainer& c;
+    const CellWriter& writer;
+    const std::function<bool(const char*, qint64)>& put;
+    const std::vector<int>& rowsToSkip;
+    const std::vector<int>& colsToSkip;
+    int lastRow;
+
+    StreamSave(ReadOnlyDataContainer& container, const CellWriter& w,
+               const std::function<bool(const char*, qint64)>& putBytes, const std::vector<int>& skipRows,
+               const std::vector<int>& skipCols, int last)
+        : c(container), writer(w), put(putBytes), rowsToSkip(skipRows), colsToSkip(skipCols), lastRow(last) {}
+
+    Rules rules;
+    int unitBytes = 1;
+    qint64 pieceBytes = kPieceBytes;
+    qint64 carryRoom = kCarryRoom;
+    std::vector<char> out;
+    const char* runBegin = nullptr; // lines copied unchanged, not yet in `out`
+    size_t runBytes = 0;
+    bool firstLine = true;
+    qint64 sinceReport = 0;
+    std::vector<char> lineBytes;
+    std::vector<std::vector<char>> cells;
+
+    bool usable() {
+        if (!s_streamedSave || c.numRowsIndexed <= 0 || c.strips.empty() || !c.file || !c.file->isOpen() ||
+            c.file->handle() < 0)
+            return false;
+        unitBytes = c.bytesPerChar >= 2 ? c.bytesPerChar : 1;
+        if (unitBytes != 1 && unitBytes != 2 && unitBytes != 4)
+            return false;
+        const char delimiter = c.delimiter;
+        // A line ending as delimiter: the lines are no longer what ends them.
+        if (delimiter == KeyChars::LF || delimiter == KeyChars::CR || delimiter == KeyChars::RecordSeparator)
+            return false;
+        rules.hasDelimiter = delimiter != 0;
+        if (unitBytes > 1) {
+            const KeyCharVecs keys = c.setKeyCharVecs();
+            if (keys.lf.size() != static_cast<size_t>(unitBytes))
+                return false;
+            auto unit = [&](const std::vector<char>& seq) {
+                std::uint32_t u = 0;
+                std::memcpy(&u, seq.data(), std::min<size_t>(seq.size(), sizeof(u)));
+                return u;
+            };
+            rules.lf = unit(keys.lf);
+            rules.cr = unit(keys.cr);
+            rules.rs = unit(keys.recordSeparator);
+            rules.quote = unit(keys.quote);
+            rules.delimiter = unit(keys.delimiter);
+        } else {
+            rules.delimiter = static_cast<unsigned char>(delimiter);
+        }
+        // As the reader's machine and the writer decide.
+        rules.quoting =
+            rules.hasDelimiter && c.parsingStandard != DELIMITER_ONLY && delimiter != KeyChars::Quote;
+        // Read with other rules than the index's, lines may end elsewhere than its rows.
+        const IndexedAs now{rules.hasDelimiter && c.parsingStandard != DELIMITER_ONLY, delimiter, unitBytes};
+        if (now.quoting != c.indexedAs.quoting || now.delimiter != c.indexedAs.delimiter ||
+            now.unitBytes != c.indexedAs.unitBytes)
+            return false;
+        const ParsingStandard standard = c.parsingStandard;
+        const bool quotesRead = standard == RFC_4180 || standard == ALL_QUOTES || standard == SPARSE_QUOTES ||
+                                standard == ASCII_SEPARATED_VALUES;
+        rules.writerNever = c.saveDelimiter == 0 || !quotesRead || c.saveDelimiter == KeyChars::Quote;
+        rules.quoteAnywhere = standard == RFC_4180;
+        rules.copy = !c.colsReordered && colsToSkip.empty() && c.saveDelimiter == delimiter &&
+                     !(standard == ALL_QUOTES && !rules.writerNever);
+        rules.padded = !c.keepFieldCountsAsRead;
+        rules.trailing = c.saveWithTrailingDelimiters;
+        rules.width = c.numColsIndexed;
+        // Tests read in small pieces, so that lines straddle them and outgrow the room in front.
+        if (const qint64 testing = s_pieceSizeForTesting.load(); testing > 0) {
+            pieceBytes = (testing + 3) / 4 * 4;
+            carryRoom = pieceBytes;
+        }
+        switch (c.lineEnding) {
+        case LINE_ENDING_WINDOWS:
+            rules.saveTerm = TermCrLf;
+            break;
+        case LINE_ENDING_RECORD_SEPARATOR:
+            rules.saveTerm = TermRs;
+            break;
+        default:
+            rules.saveTerm = TermLf;
+            break;
+        }
+        return true;
+    }
+
+    // The line's end as the reader's machine finds it, for the lines the splitter leaves to it.
+    qint64 machineEnd(const char* data, qint64 units) const {
+        const bool withDelimiter = rules.hasDelimiter;
+        if (unitBytes == 1)
+            return machineLineEnd(
+                ByteUnits(withDelimiter ? static_cast<unsigned char>(c.delimiter) : -1, rules.quoting), data,
+                units);
+        const KeyCharVecs keys = c.setKeyCharVecs();
+        if (unitBytes == 2)
+            return machineLineEnd(WideUnits<quint16>(keys, withDelimiter, rules.quoting), data, units);
+        return machineLineEnd(WideUnits<quint32>(keys, withDelimiter, rules.quoting), data, units);
+    }
+
+    bool fail(const QString& why) {
+        if (c.errorString.isEmpty())
+            c.errorString = why;
+        return false;
+    }
+
+    bool flushOut(int row) {
+        if (out.empty())
+            return true;
+        if (!put(out.data(), static_cast<qint64>(out.size())))
+            return false;
+        sinceReport += static_cast<qint64>(out.size());
+        out.clear();
+        report(row);
+        return true;
+    }
+
+    void report(int row) {
+        if (sinceReport >= (1 << 20)) {
+            sinceReport = 0;
+            c.reportSaveProgress(row + 1, c.numRowsIndexed);
+        }
+    }
+
+    bool flushRun(int row) {
+        if (runBytes == 0)
+            return true;
+        if (runBytes >= kDirectRun) {
+            if (!flushOut(row) || !put(runBegin, static_cast<qint64>(runBytes)))
+                return false;
+            sinceReport += static_cast<qint64>(runBytes);
+            report(row);
+        } else {
+            out.insert(out.end(), runBegin, runBegin + runBytes);
+        }
+        runBytes = 0;
+        return true;
+    }
+
+    // Line `row` of the table, whose text in the file is `bytes`.
+    bool emitLine(int row, const char* bytes, size_t size, bool copyable) {
+        if (copyable && !firstLine && !(row == lastRow && !c.finalLineEnding)) {
+            if (runBytes > 0 && runBegin + runBytes == bytes) {
+                runBytes += size;
+            } else {
+                if (!flushRun(row))
+                    return false;
+                runBegin = bytes;
+                runBytes = size;
+            }
+        } else {
+            if (!flushRun(row))
+                return false;
+            // Read into cells and written as the cell-by-cell save does, from the same bytes.
+            lineBytes.assign(bytes, bytes + size);
+            CellCollector sink;
+            sink.rowCells = &cells;
+            sink.targetRow = 0;
+            cells.clear();
+            c.runCollector(lineBytes, 0, 0, sink, unitBytes >= 2, c.delimiter != 0);
+            const size_t lineStart = out.size();
+            c.writeRow(out, cells, MASK_ALL_BUT_LISTED, colsToSkip);
+            if (row == lastRow && !c.finalLineEnding)
+                writer.dropFinalLineEnding(out, lineStart);
+        }
+        firstLine = false;
+        return out.size() < kFlushBytes || flushOut(row);
+    }
+
+    // Every line of the file from row 0 on, in order, to onLine(data, dataPosition, line), which
+    // returns 1 to go on, 2 to stop, 0 on failure; onPieceEnd() runs before a piece's bytes are
+    // reused. The file is read a piece ahead on a thread of its own.
+    template <int W, class OnLine, class OnPieceEnd>
+    bool forEachLine(OnLine&& onLine, OnPieceEnd&& onPieceEnd) {
+        struct Slot {
+            std::vector<char> buffer;
+            qint64 at = 0;
+            qint64 length = 0;
+            qint64 got = 0;
+            std::future<void> done; // after the buffer: destroyed, and so waited for, first
+        };
+        const int fd = c.file->handle();
+        const qint64 fileEnd = c.fileSize;
+        Slot pieces[2];
+        auto launch = [&](Slot& slot, qint64 at) {
+            slot.at = at;
+            slot.length = std::min(pieceBytes, fileEnd - at);
+            if (slot.buffer.empty())
+                slot.buffer.resize(static_cast<size_t>(carryRoom + pieceBytes + kSlackBytes));
+            char* into = slot.buffer.data() + carryRoom;
+            slot.done = std::async(std::launch::async, [&slot, fd, into] {
+                slot.got = PieceReader::readFully(fd, into, slot.at, slot.length);
+            });
+        };
+        qint64 next = c.strips.front().offset * W;
+        if (next >= fileEnd)
+            return true;
+        launch(pieces[0], next);
+        next += pieces[0].length;
+        std::vector<char> carry;
+        std::vector<char> joined;
+        Splitter<W> split(rules);
+        for (int k = 0;; k ^= 1) {
+            Slot& slot = pieces[k];
+            slot.done.get();
+            if (slot.got < slot.length) {
+                c.noteFileChanged();
+                return fail(QLatin1String(kChangedText));
+            }
+            const bool final = next >= fileEnd;
+            if (!final) {
+                launch(pieces[k ^ 1], next);
+                next += pieces[k ^ 1].length;
+            }
+            const qint64 carried = static_cast<qint64>(carry.size());
+            const qint64 bytes = carried + slot.got;
+            char* data = nullptr;
+            if (carried <= carryRoom) {
+                data = slot.buffer.data() + carryRoom - carried;
+                if (carried > 0)
+                    std::memcpy(data, carry.data(), carry.size());
+            } else {
+                joined.resize(static_cast<size_t>(bytes + kSlackBytes));
+                std::memcpy(joined.data(), carry.data(), carry.size());
+                std::memcpy(joined.data() + carried, slot.buffer.data() + carryRoom,
+                            static_cast<size_t>(slot.got));
+                data = joined.data();
+            }
+            std::memset(data + bytes, 0, static_cast<size_t>(kSlackBytes));
+            const qint64 units = bytes / W;
+            split.attach(data, units, final);
+            qint64 at = 0;
+            bool stop = false;
+            while (at < units) {
+                Line line;
+                const auto found = split.line(at, line);
+                if (found == Splitter<W>::NeedMore)
+                    break;
+                if (found == Splitter<W>::Odd) {
+                    qint64 end = machineEnd(data + W * at, units - at);
+                    if (end < 0) {
+                        if (!final)
+                            break;
+                        end = units - at;
+                    }
+                    line = Line{at, at + end, false};
+                }
+                const int result = onLine(data, slot.at - carried, line);
+                if (result == 0)
+                    return false;
+                at = line.end;
+                if (result == 2) {
+                    stop = true;
+                    break;
+                }
+            }
+            if (!onPieceEnd())
+                return false;
+            if (final || stop)
+                return true;
+            carry.assign(data + W * at, data + bytes);
+        }
+    }
+
+    // Rows in the file's order, a filter's rows left out.
+    template <int W> bool inFileOrder() {
+        int row = 0;
+        size_t skip = 0;
+        const bool ok = forEachLine<W>(
+            [&](const char* data, qint64, const Line& line) -> int {
+                while (skip < rowsToSkip.size() && rowsToSkip[skip] < row)
+                    ++skip;
+                if (!(skip < rowsToSkip.size() && rowsToSkip[skip] == row) &&
+                    !emitLine(row, data + W * line.start, static_cast<size_t>(W * (line.end - line.start)),
+                              line.copyable))
+                    return 0;
+                ++row;
+                return row < c.numRowsIndexed ? 1 : 2;
+            },
+            [&] { return flushRun(row); });
+        if (!ok)
+            return false;
+        if (row != c.numRowsIndexed) {
+            c.noteFileChanged();
+            return fail(QLatin1String(kChangedText));
+        }
+        return flushOut(row);
+    }
+
+    // Rows in the table's order: the start of every line first, in one pass, then the lines of as
+    // many rows as a store holds gathered from the file in position order, a pass per store.
+    template <int W> bool gathered() {
+        const int rows = c.numRowsIndexed;
+        std::vector<qint64> starts(static_cast<size_t>(rows) + 1);
+        std::vector<char> copyable(static_cast<size_t>(rows));
+        int found = 0;
+        const bool ok = forEachLine<W>(
+            [&](const char*, qint64 dataPosition, const Line& line) -> int {
+                starts[static_cast<size_t>(found)] = dataPosition + W * line.start;
+                starts[static_cast<size_t>(found) + 1] = dataPosition + W * line.end;
+                copyable[static_cast<size_t>(found)] = line.copyable;
+                ++found;
+                return found < rows ? 1 : 2;
+            },
+            [] { return true; });
+        if (!ok)
+            return false;
+        if (found != rows) {
+            c.noteFileChanged();
+            return fail(QLatin1String(kChangedText));
+        }
+        const int fd = c.file->handle();
+        std::vector<int> order;                         // the table's rows of this store
+        std::vector<std::pair<int, qint64>> byPosition; // (file row, place in the store)
+        std::vector<char> store;
+        std::vector<char> readBuffer;
+        std::vector<qint64> placeOf;
+        size_t skip = 0;
+        int row = 0;
+        while (row < rows) {
+            // The next rows up to the store's size (at least one).
+            order.clear();
+            qint64 storeBytes = 0;
+            for (; row < rows; ++row) {
+                while (skip < rowsToSkip.size() && rowsToSkip[skip] < row)
+                    ++skip;
+                if (skip < rowsToSkip.size() && rowsToSkip[skip] == row)
+                    continue;
+                const int f = c.fileRowOf(row);
+                if (f < 0 || f >= rows)
+                    continue;
+                const qint64 size = starts[static_cast<size_t>(f) + 1] - starts[static_cast<size_t>(f)];
+                if (!order.empty() && storeBytes + size > kGatherBytes)
+                    break;
+                order.push_back(row);
+                storeBytes += size;
+            }
+            store.resize(static_cast<size_t>(storeBytes + kSlackBytes));
+            byPosition.clear();
+            placeOf.resize(order.size() + 1);
+            qint64 place = 0;
+            for (size_t i = 0; i < order.size(); ++i) {
+                const int f = c.fileRowOf(order[i]);
+                placeOf[i] = place;
+                byPosition.emplace_back(f, place);
+                place += starts[static_cast<size_t>(f) + 1] - starts[static_cast<size_t>(f)];
+            }
+            placeOf[order.size()] = place;
+            std::sort(byPosition.begin(), byPosition.end());
+            // Neighbouring lines in one read, over small gaps.
+            for (size_t i = 0; i < byPosition.size();) {
+                const qint64 begin = starts[static_cast<size_t>(byPosition[i].first)];
+                size_t j = i + 1;
+                qint64 end = starts[static_cast<size_t>(byPosition[i].first) + 1];
+                while (j < byPosition.size()) {
+                    const qint64 s = starts[static_cast<size_t>(byPosition[j].first)];
+                    const qint64 e = starts[static_cast<size_t>(byPosition[j].first) + 1];
+                    if (s - end > kGatherGapBytes || e - begin > kGatherReadBytes)
+                        break;
+                    end = std::max(end, e);
+                    ++j;
+                }
+                readBuffer.resize(static_cast<size_t>(end - begin));
+                if (PieceReader::readFully(fd, readBuffer.data(), begin, end - begin) < end - begin) {
+                    c.noteFileChanged();
+                    return fail(QLatin1String(kChangedText));
+                }
+                for (; i < j; ++i) {
+                    const qint64 s = starts[static_cast<size_t>(byPosition[i].first)];
+                    const qint64 e = starts[static_cast<size_t>(byPosition[i].first) + 1];
+                    std::memcpy(store.data() + byPosition[i].second, readBuffer.data() + (s - begin),
+                                static_cast<size_t>(e - s));
+                }
+            }
+            for (size_t i = 0; i < order.size(); ++i) {
+                const int f = c.fileRowOf(order[i]);
+                if (!emitLine(order[i], store.data() + placeOf[i],
+                              static_cast<size_t>(placeOf[i + 1] - placeOf[i]),
+                              copyable[static_cast<size_t>(f)] != 0))
+                    return false;
+            }
+            if (!flushRun(row) || !flushOut(row))
+                return false;
+        }
+        return true;
+    }
+
+    template <int W> bool run() { return c.rowsReordered ? gathered<W>() : inFileOrder<W>(); }
+};
+
+bool ReadOnlyDataContainer::streamSave(const CellWriter& writer,
+                                       const std::function<bool(const char*, qint64)>& put,
+                                       const std::vector<int>& rowsToSkip, const std::vector<int>& colsToSkip,
+                                       int lastRow, bool& handled) {
+    StreamSave save{*this, writer, put, rowsToSkip, colsToSkip, lastRow};
+    handled = save.usable();
+    if (!handled)
+        return true;
+    switch (save.unitBytes) {
+    case 2:
+        return save.run<2>();
+    case 4:
+        return save.run<4>();
+    default:
+        return save.run<1>();
+    }
+}

@@ -25,7 +25,7 @@ constexpr size_t kDirectRun = size_t(256) << 10; // lines copied unchanged go ou
 // A reordered table gathers its lines into a store of this size at most, a pass over the file per store.
 constexpr qint64 kGatherBytes = qint64(256) << 20;
 constexpr qint64 kGatherReadBytes = qint64(8) << 20;
-constexpr qint64 kGatherGapBytes = 65536;
+constexpr qint64 kGatherGapBytes = 65536; // smaller gaps are read over
 
 constexpr char kChangedText[] = "The file was changed by another program since it was opened.";
 
@@ -80,6 +80,20 @@ struct ReadOnlyDataContainer::StreamSave {
     qint64 sinceReport = 0;
     std::vector<char> lineBytes;
     std::vector<std::vector<char>> cells;
+    // The cells of a line made anew: in the file's text, or quotes taken off in `scratch`.
+    struct Span {
+        bool decoded;
+        size_t offset;
+        size_t size;
+        bool check; // the writer decides on quotes; else it surely puts none
+    };
+    // One-byte text: what a byte of an unquoted cell means to the line's rewrite.
+    static constexpr quint8 kCellEnd = 1, kMayQuote = 2;
+    quint8 plainKinds[256] = {};
+    bool plainFast = false;
+    std::vector<Span> spans;
+    std::vector<char> scratch;
+    bool rewritable = false;
 
     bool usable() {
         if (!s_streamedSave || c.numRowsIndexed <= 0 || c.strips.empty() || !c.file || !c.file->isOpen() ||
@@ -125,6 +139,19 @@ struct ReadOnlyDataContainer::StreamSave {
         rules.quoteAnywhere = standard == RFC_4180;
         rules.copy = !c.colsReordered && colsToSkip.empty() && c.saveDelimiter == delimiter &&
                      !(standard == ALL_QUOTES && !rules.writerNever);
+        rewritable = !c.colsReordered && colsToSkip.empty();
+        // An unquoted cell of a line (never a line ending in it, nor a quote at its start where
+        // quotes are read) is quoted only for the save delimiter, or a quote anywhere where
+        // "RFC 4180" says so, unless the writer quotes everything or nothing.
+        const bool writerAlways = standard == ALL_QUOTES && !rules.writerNever;
+        plainFast = unitBytes == 1 && !writerAlways && (rules.quoting || rules.writerNever);
+        if (rules.hasDelimiter)
+            plainKinds[static_cast<unsigned char>(delimiter)] = kCellEnd;
+        if (!rules.writerNever) {
+            plainKinds[static_cast<unsigned char>(c.saveDelimiter)] |= kMayQuote;
+            if (rules.quoteAnywhere)
+                plainKinds[static_cast<unsigned char>(KeyChars::Quote)] |= kMayQuote;
+        }
         rules.padded = !c.keepFieldCountsAsRead;
         rules.trailing = c.saveWithTrailingDelimiters;
         rules.width = c.numColsIndexed;
@@ -199,9 +226,14 @@ struct ReadOnlyDataContainer::StreamSave {
         return true;
     }
 
-    // Line `row` of the table, whose text in the file is `bytes`.
-    bool emitLine(int row, const char* bytes, size_t size, bool copyable) {
-        if (copyable && !firstLine && !(row == lastRow && !c.finalLineEnding)) {
+    // Line `row` of the table from `line` of `data`: copied as it stands, made anew from its
+    // cells found here, or, for the few lines that need it, read into cells and written as the
+    // cell-by-cell save does.
+    template <int W> bool emitLine(int row, const char* data, const Line& line) {
+        const char* const bytes = data + W * line.start;
+        const size_t size = static_cast<size_t>(W * (line.end - line.start));
+        const bool lastLineCut = row == lastRow && !c.finalLineEnding;
+        if (line.copyable && !firstLine && !lastLineCut) {
             if (runBytes > 0 && runBegin + runBytes == bytes) {
                 runBytes += size;
             } else {
@@ -213,20 +245,145 @@ struct ReadOnlyDataContainer::StreamSave {
         } else {
             if (!flushRun(row))
                 return false;
-            // Read into cells and written as the cell-by-cell save does, from the same bytes.
-            lineBytes.assign(bytes, bytes + size);
-            CellCollector sink;
-            sink.rowCells = &cells;
-            sink.targetRow = 0;
-            cells.clear();
-            c.runCollector(lineBytes, 0, 0, sink, unitBytes >= 2, c.delimiter != 0);
             const size_t lineStart = out.size();
-            c.writeRow(out, cells, MASK_ALL_BUT_LISTED, colsToSkip);
-            if (row == lastRow && !c.finalLineEnding)
+            if (firstLine || line.contentEnd < 0 || !rewritable || !rewrite<W>(data, line)) {
+                // Read into cells and written as the cell-by-cell save does, from the same bytes.
+                lineBytes.assign(bytes, bytes + size);
+                CellCollector sink;
+                sink.rowCells = &cells;
+                sink.targetRow = 0;
+                cells.clear();
+                c.runCollector(lineBytes, 0, 0, sink, unitBytes >= 2, c.delimiter != 0);
+                c.writeRow(out, cells, MASK_ALL_BUT_LISTED, colsToSkip);
+            }
+            if (lastLineCut)
                 writer.dropFinalLineEnding(out, lineStart);
         }
         firstLine = false;
         return out.size() < kFlushBytes || flushOut(row);
+    }
+
+    // A well-formed line's cells, quotes taken off as a load takes them, written as the writer
+    // writes a line read from the file: false, with nothing written, where it finds otherwise.
+    template <int W> bool rewrite(const char* data, const Line& line) {
+        const qint64 end = line.contentEnd;
+        auto at = [&](qint64 i) { return unitAt<W>(data + W * i); };
+        auto find = [&](qint64 from, std::uint32_t unit) {
+            if constexpr (W == 1) {
+                const void* hit =
+                    std::memchr(data + from, static_cast<int>(unit), static_cast<size_t>(end - from));
+                return hit ? static_cast<qint64>(static_cast<const char*>(hit) - data) : end;
+            } else {
+                for (; from < end; ++from) {
+                    if (at(from) == unit)
+                        return from;
+                }
+                return end;
+            }
+        };
+        if constexpr (W == 1) {
+            if (plainFast && !line.quotes && rules.hasDelimiter && writer.delimited() &&
+                c.keepFieldCountsAsRead) {
+                // No quotes: the line's text with the delimiter changed, unless a cell then needs
+                // quotes. An empty line stays empty.
+                const size_t at0 = out.size();
+                const size_t n = static_cast<size_t>(end - line.start);
+                out.resize(at0 + n);
+                const char* const from = data + line.start;
+                char* const to = out.data() + at0;
+                const char delimiter = c.delimiter;
+                const char save = c.saveDelimiter;
+                bool clash = false;
+                for (size_t k = 0; k < n; ++k) {
+                    const char ch = from[k];
+                    clash |= ch == save;
+                    to[k] = ch == delimiter ? save : ch;
+                }
+                if (!clash || rules.writerNever) {
+                    writer.appendLineEnding(out);
+                    return true;
+                }
+                out.resize(at0);
+            }
+        }
+        spans.clear();
+        scratch.clear();
+        for (qint64 i = line.start;;) {
+            if (rules.quoting && i < end && at(i) == rules.quote) {
+                const size_t from = scratch.size();
+                for (qint64 j = i + 1;;) {
+                    const qint64 q = find(j, rules.quote);
+                    if (q >= end)
+                        return false;
+                    scratch.insert(scratch.end(), data + W * j, data + W * q);
+                    if (q + 1 < end && at(q + 1) == rules.quote) {
+                        scratch.insert(scratch.end(), data + W * q, data + W * (q + 1));
+                        j = q + 2;
+                        continue;
+                    }
+                    i = q + 1;
+                    break;
+                }
+                if (i < end && !(rules.hasDelimiter && at(i) == rules.delimiter))
+                    return false;
+                spans.push_back(Span{true, from, scratch.size() - from, true});
+            } else if constexpr (W == 1) {
+                // One pass over the cell finds its end and whether the writer may quote it.
+                qint64 d = i;
+                quint8 seen = 0;
+                for (; d < end; ++d) {
+                    const quint8 kind = plainKinds[static_cast<unsigned char>(data[d])];
+                    if (kind & kCellEnd)
+                        break;
+                    seen |= kind;
+                }
+                spans.push_back(
+                    Span{false, static_cast<size_t>(i), static_cast<size_t>(d - i), !plainFast || seen != 0});
+                i = d;
+            } else {
+                const qint64 d = rules.hasDelimiter ? find(i, rules.delimiter) : end;
+                spans.push_back(
+                    Span{false, static_cast<size_t>(W * i), static_cast<size_t>(W * (d - i)), true});
+                i = d;
+            }
+            if (i >= end)
+                break;
+            ++i; // the delimiter
+        }
+        auto put = [&](const Span& span) {
+            const char* const from = (span.decoded ? scratch.data() : data) + span.offset;
+            if (span.check) {
+                writer.appendCell(out, std::string_view(from, span.size), false);
+                return;
+            }
+            // Needs no quotes: its bytes and the delimiter.
+            out.insert(out.end(), from, from + span.size);
+            if (writer.delimited())
+                out.push_back(c.saveDelimiter);
+        };
+        const size_t before = out.size();
+        size_t count = spans.size();
+        if (c.keepFieldCountsAsRead) {
+            // An empty line is one empty field: nothing to write (two quotes are a field).
+            if (end > line.start) {
+                for (const Span& span : spans)
+                    put(span);
+            }
+        } else {
+            if (!c.saveWithTrailingDelimiters) {
+                while (count > 0 && spans[count - 1].size == 0)
+                    --count;
+            }
+            for (size_t k = 0; k < count; ++k)
+                put(spans[k]);
+            if (writer.delimited() && c.saveWithTrailingDelimiters) {
+                for (qint64 k = static_cast<qint64>(count); k < c.numColsIndexed; ++k)
+                    writer.appendPad(out);
+            }
+        }
+        writer.endCells(out, before);
+        writer.appendLineEnding(out);
+        return true;
     }
 
     // Every line of the file from row 0 on, in order, to onLine(data, dataPosition, line), which
@@ -305,7 +462,7 @@ struct ReadOnlyDataContainer::StreamSave {
                             break;
                         end = units - at;
                     }
-                    line = Line{at, at + end, false};
+                    line = Line{at, at + end, false, -1, true};
                 }
                 const int result = onLine(data, slot.at - carried, line);
                 if (result == 0)
@@ -332,9 +489,7 @@ struct ReadOnlyDataContainer::StreamSave {
             [&](const char* data, qint64, const Line& line) -> int {
                 while (skip < rowsToSkip.size() && rowsToSkip[skip] < row)
                     ++skip;
-                if (!(skip < rowsToSkip.size() && rowsToSkip[skip] == row) &&
-                    !emitLine(row, data + W * line.start, static_cast<size_t>(W * (line.end - line.start)),
-                              line.copyable))
+                if (!(skip < rowsToSkip.size() && rowsToSkip[skip] == row) && !emitLine<W>(row, data, line))
                     return 0;
                 ++row;
                 return row < c.numRowsIndexed ? 1 : 2;
@@ -353,14 +508,20 @@ struct ReadOnlyDataContainer::StreamSave {
     // many rows as a store holds gathered from the file in position order, a pass per store.
     template <int W> bool gathered() {
         const int rows = c.numRowsIndexed;
+        // Per file row: where its line starts, whether it goes out as it stands (bit 0), where
+        // its line ending starts if it is well formed (bit 1, and the ending's units in bits 2
+        // and 3), whether it has quotes (bit 4).
         std::vector<qint64> starts(static_cast<size_t>(rows) + 1);
-        std::vector<char> copyable(static_cast<size_t>(rows));
+        std::vector<quint8> kinds(static_cast<size_t>(rows));
         int found = 0;
         const bool ok = forEachLine<W>(
             [&](const char*, qint64 dataPosition, const Line& line) -> int {
-                starts[static_cast<size_t>(found)] = dataPosition + W * line.start;
-                starts[static_cast<size_t>(found) + 1] = dataPosition + W * line.end;
-                copyable[static_cast<size_t>(found)] = line.copyable;
+                const size_t f = static_cast<size_t>(found);
+                starts[f] = dataPosition + W * line.start;
+                starts[f + 1] = dataPosition + W * line.end;
+                kinds[f] = static_cast<quint8>(
+                    (line.copyable ? 1 : 0) | (line.quotes ? 16 : 0) |
+                    (line.contentEnd >= 0 ? 2 | static_cast<int>(line.end - line.contentEnd) << 2 : 0));
                 ++found;
                 return found < rows ? 1 : 2;
             },
@@ -371,78 +532,85 @@ struct ReadOnlyDataContainer::StreamSave {
             c.noteFileChanged();
             return fail(QLatin1String(kChangedText));
         }
+        auto sizeOf = [&](int f) {
+            return starts[static_cast<size_t>(f) + 1] - starts[static_cast<size_t>(f)];
+        };
+        std::vector<int> shown; // the table's rows that go out, in order
+        shown.reserve(static_cast<size_t>(rows));
+        size_t skip = 0;
+        for (int row = 0; row < rows; ++row) {
+            while (skip < rowsToSkip.size() && rowsToSkip[skip] < row)
+                ++skip;
+            const int f = c.fileRowOf(row);
+            if (!(skip < rowsToSkip.size() && rowsToSkip[skip] == row) && f >= 0 && f < rows)
+                shown.push_back(row);
+        }
         const int fd = c.file->handle();
-        std::vector<int> order;                         // the table's rows of this store
-        std::vector<std::pair<int, qint64>> byPosition; // (file row, place in the store)
+        std::vector<qint64> placeOfFileRow(static_cast<size_t>(rows), -1);
+        std::vector<qint64> places;
         std::vector<char> store;
         std::vector<char> readBuffer;
-        std::vector<qint64> placeOf;
-        size_t skip = 0;
-        int row = 0;
-        while (row < rows) {
-            // The next rows up to the store's size (at least one).
-            order.clear();
+        for (size_t first = 0; first < shown.size();) {
+            // The next rows up to the store's size (at least one), and their places in it.
+            size_t last = first;
             qint64 storeBytes = 0;
-            for (; row < rows; ++row) {
-                while (skip < rowsToSkip.size() && rowsToSkip[skip] < row)
-                    ++skip;
-                if (skip < rowsToSkip.size() && rowsToSkip[skip] == row)
-                    continue;
-                const int f = c.fileRowOf(row);
-                if (f < 0 || f >= rows)
-                    continue;
-                const qint64 size = starts[static_cast<size_t>(f) + 1] - starts[static_cast<size_t>(f)];
-                if (!order.empty() && storeBytes + size > kGatherBytes)
+            places.clear();
+            for (; last < shown.size(); ++last) {
+                const qint64 size = sizeOf(c.fileRowOf(shown[last]));
+                if (last > first && storeBytes + size > kGatherBytes)
                     break;
-                order.push_back(row);
+                places.push_back(storeBytes);
                 storeBytes += size;
             }
+            places.push_back(storeBytes);
+            std::fill(placeOfFileRow.begin(), placeOfFileRow.end(), -1);
+            for (size_t k = first; k < last; ++k)
+                placeOfFileRow[static_cast<size_t>(c.fileRowOf(shown[k]))] = places[k - first];
             store.resize(static_cast<size_t>(storeBytes + kSlackBytes));
-            byPosition.clear();
-            placeOf.resize(order.size() + 1);
-            qint64 place = 0;
-            for (size_t i = 0; i < order.size(); ++i) {
-                const int f = c.fileRowOf(order[i]);
-                placeOf[i] = place;
-                byPosition.emplace_back(f, place);
-                place += starts[static_cast<size_t>(f) + 1] - starts[static_cast<size_t>(f)];
-            }
-            placeOf[order.size()] = place;
-            std::sort(byPosition.begin(), byPosition.end());
-            // Neighbouring lines in one read, over small gaps.
-            for (size_t i = 0; i < byPosition.size();) {
-                const qint64 begin = starts[static_cast<size_t>(byPosition[i].first)];
-                size_t j = i + 1;
-                qint64 end = starts[static_cast<size_t>(byPosition[i].first) + 1];
-                while (j < byPosition.size()) {
-                    const qint64 s = starts[static_cast<size_t>(byPosition[j].first)];
-                    const qint64 e = starts[static_cast<size_t>(byPosition[j].first) + 1];
-                    if (s - end > kGatherGapBytes || e - begin > kGatherReadBytes)
+            // The file front to back, neighbouring lines in one read over small gaps.
+            for (int f = 0; f < rows;) {
+                if (placeOfFileRow[static_cast<size_t>(f)] < 0) {
+                    ++f;
+                    continue;
+                }
+                const qint64 begin = starts[static_cast<size_t>(f)];
+                qint64 end = starts[static_cast<size_t>(f) + 1];
+                int g = f + 1;
+                for (int next = g; next < rows; ++next) {
+                    if (placeOfFileRow[static_cast<size_t>(next)] < 0)
+                        continue;
+                    const qint64 e = starts[static_cast<size_t>(next) + 1];
+                    if (starts[static_cast<size_t>(next)] - end > kGatherGapBytes ||
+                        e - begin > kGatherReadBytes)
                         break;
-                    end = std::max(end, e);
-                    ++j;
+                    end = e;
+                    g = next + 1;
                 }
                 readBuffer.resize(static_cast<size_t>(end - begin));
                 if (PieceReader::readFully(fd, readBuffer.data(), begin, end - begin) < end - begin) {
                     c.noteFileChanged();
                     return fail(QLatin1String(kChangedText));
                 }
-                for (; i < j; ++i) {
-                    const qint64 s = starts[static_cast<size_t>(byPosition[i].first)];
-                    const qint64 e = starts[static_cast<size_t>(byPosition[i].first) + 1];
-                    std::memcpy(store.data() + byPosition[i].second, readBuffer.data() + (s - begin),
-                                static_cast<size_t>(e - s));
+                for (; f < g; ++f) {
+                    const qint64 place = placeOfFileRow[static_cast<size_t>(f)];
+                    if (place >= 0)
+                        std::memcpy(store.data() + place,
+                                    readBuffer.data() + (starts[static_cast<size_t>(f)] - begin),
+                                    static_cast<size_t>(sizeOf(f)));
                 }
             }
-            for (size_t i = 0; i < order.size(); ++i) {
-                const int f = c.fileRowOf(order[i]);
-                if (!emitLine(order[i], store.data() + placeOf[i],
-                              static_cast<size_t>(placeOf[i + 1] - placeOf[i]),
-                              copyable[static_cast<size_t>(f)] != 0))
+            for (size_t k = first; k < last; ++k) {
+                const quint8 kind = kinds[static_cast<size_t>(c.fileRowOf(shown[k]))];
+                const qint64 start = places[k - first] / W;
+                const qint64 end = places[k - first + 1] / W;
+                const Line line{start, end, (kind & 1) != 0, (kind & 2) ? end - ((kind >> 2) & 3) : -1,
+                                (kind & 16) != 0};
+                if (!emitLine<W>(shown[k], store.data(), line))
                     return false;
             }
-            if (!flushRun(row) || !flushOut(row))
+            if (!flushRun(shown[last - 1]) || !flushOut(shown[last - 1]))
                 return false;
+            first = last;
         }
         return true;
     }

@@ -36,7 +36,10 @@ struct Rules {
 struct Line {
     qint64 start = 0;
     qint64 end = 0;
-    bool copyable = false; // the writer makes the same bytes of it
+    bool copyable = false;  // the writer makes the same bytes of it
+    qint64 contentEnd = -1; // where its line ending starts; -1 for a line without one, or one
+                            // with a quoted cell that isn't closed right before a delimiter
+    bool quotes = true;     // it may have quotes that are read as such
 };
 
 template <int W> inline std::uint32_t unitAt(const char* p) {
@@ -118,6 +121,7 @@ public:
     // finds such a line's end.
     Result line(qint64 s, Line& out) {
         bool copyable = r.copy;
+        bool quotes = false;
         qint64 quotedDelimiters = 0;
         qint64 i = s;
         for (;;) {
@@ -125,7 +129,7 @@ public:
             if (p >= n) {
                 if (!last)
                     return NeedMore;
-                out = Line{s, n, false}; // the file's last line, without a line ending
+                out = Line{s, n, false, -1}; // the file's last line, without a line ending
                 return Found;
             }
             const std::uint32_t u = at(p);
@@ -145,9 +149,10 @@ public:
                 }
                 if (copyable)
                     copyable = t == r.saveTerm && fieldsKept(s, p, quotedDelimiters);
-                out = Line{s, end, copyable};
+                out = Line{s, end, copyable, p, quotes};
                 return Found;
             }
+            quotes = true;
             if (p != s && at(p - 1) != r.delimiter) {
                 // A quote inside an unquoted cell is an ordinary character.
                 if (r.quoteAnywhere && !r.writerNever)

@@ -9,7 +9,12 @@
 #include <QFile>
 
 #include <atomic>
+#include <condition_variable>
+#include <deque>
 #include <future>
+#include <mutex>
+#include <optional>
+#include <thread>
 
 using namespace ReadOnlySaveLines;
 
@@ -22,6 +27,9 @@ constexpr qint64 kCarryRoom = qint64(1) << 20;   // room in front of a piece for
 constexpr qint64 kSlackBytes = 512;              // behind the text: whole blocks of 64 units of 4 bytes
 constexpr size_t kFlushBytes = size_t(1) << 20;  // the lines made go out about a megabyte at a time
 constexpr size_t kDirectRun = size_t(256) << 10; // lines copied unchanged go out straight from the read
+// From this size on, a thread of its own writes, in buffers of the second size.
+constexpr qint64 kAheadWriteBytes = qint64(8) << 20;
+constexpr size_t kAheadFlushBytes = size_t(4) << 20;
 // A reordered table gathers its lines into a store of this size at most, a pass over the file per store.
 constexpr qint64 kGatherBytes = qint64(256) << 20;
 constexpr qint64 kGatherReadBytes = qint64(8) << 20;
@@ -49,6 +57,79 @@ template <class Traits> qint64 machineLineEnd(Traits traits, const char* data, q
     scanUnits(traits, units, 0, state, sink);
     return sink.end;
 }
+
+// Sends filled buffers to the file in order on a thread of its own, so that writing overlaps
+// finding and making the next lines; a few buffers are in flight at most.
+class AheadWriter {
+public:
+    explicit AheadWriter(const std::function<bool(const char*, qint64)>& put)
+        : thread([this, &put] { run(put); }) {}
+    ~AheadWriter() { finish(); }
+    AheadWriter(const AheadWriter&) = delete;
+    AheadWriter& operator=(const AheadWriter&) = delete;
+
+    // Hands `buffer` over and gives back an empty one; false once a write has failed.
+    bool send(std::vector<char>& buffer) {
+        std::unique_lock<std::mutex> lock(mutex);
+        changed.wait(lock, [&] { return queue.size() < kInFlight || failed; });
+        if (failed)
+            return false;
+        queue.push_back(std::move(buffer));
+        buffer = std::vector<char>();
+        if (!spare.empty()) {
+            buffer = std::move(spare.back());
+            spare.pop_back();
+        }
+        buffer.clear();
+        changed.notify_all();
+        return true;
+    }
+
+    // Waits for every buffer to be written; false if one failed.
+    bool finish() {
+        {
+            const std::lock_guard<std::mutex> lock(mutex);
+            done = true;
+            changed.notify_all();
+        }
+        if (thread.joinable())
+            thread.join();
+        return !failed;
+    }
+
+private:
+    static constexpr size_t kInFlight = 3;
+
+    void run(const std::function<bool(const char*, qint64)>& put) {
+        std::unique_lock<std::mutex> lock(mutex);
+        for (;;) {
+            changed.wait(lock, [&] { return !queue.empty() || done; });
+            if (queue.empty())
+                return;
+            std::vector<char> buffer = std::move(queue.front());
+            queue.pop_front();
+            lock.unlock();
+            const bool ok = put(buffer.data(), static_cast<qint64>(buffer.size()));
+            lock.lock();
+            spare.push_back(std::move(buffer));
+            if (!ok) {
+                failed = true;
+                queue.clear();
+                changed.notify_all();
+                return;
+            }
+            changed.notify_all();
+        }
+    }
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::deque<std::vector<char>> queue;
+    std::vector<std::vector<char>> spare;
+    bool done = false;
+    bool failed = false;
+    std::thread thread; // last: starts when the rest is ready
+};
 
 } // namespace
 
@@ -94,6 +175,8 @@ struct ReadOnlyDataContainer::StreamSave {
     std::vector<Span> spans;
     std::vector<char> scratch;
     bool rewritable = false;
+    AheadWriter* ahead = nullptr; // while lines are copied into buffers for a writing thread
+    size_t flushBytes = kFlushBytes;
 
     bool usable() {
         if (!s_streamedSave || c.numRowsIndexed <= 0 || c.strips.empty() || !c.file || !c.file->isOpen() ||
@@ -187,19 +270,26 @@ struct ReadOnlyDataContainer::StreamSave {
         return machineLineEnd(WideUnits<quint32>(keys, withDelimiter, rules.quoting), data, units);
     }
 
+    // Why the save stopped, other than a failed write; the container hears of it once the
+    // writing thread, which may set its error too, has ended.
+    QString failure;
     bool fail(const QString& why) {
-        if (c.errorString.isEmpty())
-            c.errorString = why;
+        failure = why;
         return false;
     }
 
     bool flushOut(int row) {
         if (out.empty())
             return true;
-        if (!put(out.data(), static_cast<qint64>(out.size())))
-            return false;
         sinceReport += static_cast<qint64>(out.size());
-        out.clear();
+        if (ahead) {
+            if (!ahead->send(out))
+                return false;
+        } else {
+            if (!put(out.data(), static_cast<qint64>(out.size())))
+                return false;
+            out.clear();
+        }
         report(row);
         return true;
     }
@@ -214,7 +304,7 @@ struct ReadOnlyDataContainer::StreamSave {
     bool flushRun(int row) {
         if (runBytes == 0)
             return true;
-        if (runBytes >= kDirectRun) {
+        if (runBytes >= kDirectRun && !ahead) {
             if (!flushOut(row) || !put(runBegin, static_cast<qint64>(runBytes)))
                 return false;
             sinceReport += static_cast<qint64>(runBytes);
@@ -260,7 +350,7 @@ struct ReadOnlyDataContainer::StreamSave {
                 writer.dropFinalLineEnding(out, lineStart);
         }
         firstLine = false;
-        return out.size() < kFlushBytes || flushOut(row);
+        return out.size() < flushBytes || flushOut(row);
     }
 
     // A well-formed line's cells, quotes taken off as a load takes them, written as the writer
@@ -626,12 +716,29 @@ bool ReadOnlyDataContainer::streamSave(const CellWriter& writer,
     handled = save.usable();
     if (!handled)
         return true;
+    std::optional<AheadWriter> ahead;
+    // Tests that read in small pieces write in small buffers on the writing thread too.
+    const qint64 testing = s_pieceSizeForTesting.load();
+    if (fileSize >= kAheadWriteBytes || testing > 0) {
+        ahead.emplace(put);
+        save.ahead = &*ahead;
+        save.flushBytes = testing > 0 ? static_cast<size_t>(testing) : kAheadFlushBytes;
+    }
+    bool ok = false;
     switch (save.unitBytes) {
     case 2:
-        return save.run<2>();
+        ok = save.run<2>();
+        break;
     case 4:
-        return save.run<4>();
+        ok = save.run<4>();
+        break;
     default:
-        return save.run<1>();
+        ok = save.run<1>();
+        break;
     }
+    if (ahead && !ahead->finish())
+        ok = false;
+    if (!ok && errorString.isEmpty())
+        errorString = save.failure;
+    return ok;
 }

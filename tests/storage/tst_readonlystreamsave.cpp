@@ -400,7 +400,11 @@ private slots:
         writeFile(source, text);
         const QString target = disk.path(QStringLiteral("table.csv"));
         writeFile(target, QByteArray("old,content\n"));
-        for (const bool sorted : {false, true}) {
+        // Written on the calling thread, and on a writing thread of its own (which small pieces
+        // ask for).
+        for (const int mode : {0, 1, 2, 3}) {
+            const bool sorted = mode & 1;
+            ReadOnlyDataContainer::setPieceSizeForTesting(mode & 2 ? 65536 : 0);
             auto c = openAs<ReadOnlyDataContainer>(source);
             QVERIFY(c);
             if (sorted) {

@@ -33,6 +33,7 @@ constexpr size_t kAheadFlushBytes = size_t(4) << 20;
 // A reordered table gathers its lines into a store of this size at most, a pass over the file per store.
 constexpr qint64 kGatherBytes = qint64(256) << 20;
 constexpr qint64 kGatherReadBytes = qint64(8) << 20;
+constexpr int kGatherRowsAtMost = 50000000;
 constexpr qint64 kGatherGapBytes = 65536; // smaller gaps are read over
 
 constexpr char kChangedText[] = "The file was changed by another program since it was opened.";
@@ -182,6 +183,10 @@ struct ReadOnlyDataContainer::StreamSave {
         if (!s_streamedSave || c.numRowsIndexed <= 0 || c.strips.empty() || !c.file || !c.file->isOpen() ||
             c.file->handle() < 0)
             return false;
+        // A reordered table keeps about 21 bytes a row while it gathers; past this many rows
+        // that would outgrow memory, and it is read cell by cell instead.
+        if (c.rowsReordered && c.numRowsIndexed > kGatherRowsAtMost)
+            return false;
         unitBytes = c.bytesPerChar >= 2 ? c.bytesPerChar : 1;
         if (unitBytes != 1 && unitBytes != 2 && unitBytes != 4)
             return false;
@@ -324,7 +329,8 @@ struct ReadOnlyDataContainer::StreamSave {
         const size_t size = static_cast<size_t>(W * (line.end - line.start));
         const bool lastLineCut = row == lastRow && !c.finalLineEnding;
         if (line.copyable && !firstLine && !lastLineCut) {
-            if (runBytes > 0 && runBegin + runBytes == bytes) {
+            // Runs end about a megabyte long, so that progress goes out as often as the lines.
+            if (runBytes > 0 && runBegin + runBytes == bytes && runBytes < kFlushBytes) {
                 runBytes += size;
             } else {
                 if (!flushRun(row))

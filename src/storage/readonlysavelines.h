@@ -196,11 +196,14 @@ public:
                     return Odd;
             }
             if (copyable) {
-                // The writer quotes the cell again, in the same way, only if it has to.
-                const qint64 inner = r.hasDelimiter ? countDelimiters(p + 1, close) : 0;
+                // The writer quotes the cell again, in the same way, only if it has to. Delimiters
+                // in it are counted where fields are, else one is enough.
+                const bool needs = lineBreak || (r.quoteAnywhere ? doubled : leadingQuote);
+                qint64 inner = 0;
+                if (r.hasDelimiter && (r.padded || !needs))
+                    inner = r.padded ? countDelimiters(p + 1, close) : (findDelimiter(p + 1, close) ? 1 : 0);
                 quotedDelimiters += inner;
-                copyable =
-                    !r.writerNever && (lineBreak || inner > 0 || (r.quoteAnywhere ? doubled : leadingQuote));
+                copyable = !r.writerNever && (needs || inner > 0);
             }
             i = behind;
         }
@@ -227,6 +230,17 @@ private:
                 count += at(i) == r.delimiter ? 1 : 0;
         }
         return count;
+    }
+
+    bool findDelimiter(qint64 from, qint64 to) const {
+        if constexpr (W == 1)
+            return std::memchr(d + from, static_cast<int>(r.delimiter), static_cast<size_t>(to - from)) !=
+                   nullptr;
+        for (qint64 i = from; i < to; ++i) {
+            if (at(i) == r.delimiter)
+                return true;
+        }
+        return false;
     }
 
     // Whether a line's fields go out as they stand when the writer counts them against the

@@ -180,6 +180,9 @@ struct ReadOnlyDataContainer::StreamSave {
     size_t flushBytes = kFlushBytes;
 
     bool usable() {
+#if !defined(Q_OS_UNIX)
+        return false; // the reads are positioned ones, which only Unix systems give here
+#endif
         if (!s_streamedSave || c.numRowsIndexed <= 0 || c.strips.empty() || !c.file || !c.file->isOpen() ||
             c.file->handle() < 0)
             return false;

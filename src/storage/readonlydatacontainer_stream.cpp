@@ -714,7 +714,9 @@ struct ReadOnlyDataContainer::StreamSave {
         return true;
     }
 
-    template <int W> bool run() { return c.rowsReordered ? gathered<W>() : inFileOrder<W>(); }
+    template <int W> bool run() {
+        return c.rowsReordered ? gathered<W>() : inFileOrder<W>();
+    }
 };
 
 bool ReadOnlyDataContainer::streamSave(const CellWriter& writer,

@@ -167,11 +167,12 @@ private:
     void writeLine(std::vector<char>& out, std::vector<std::vector<char>>& cells, qint64 realCount,
                    qint64 logicalCount, GetRowColMaskType maskType, const std::vector<int>& mask);
     // The lines of a save in rows, streamed from the file (readonlydatacontainer_stream.cpp);
-    // `handled` false when the file's parameters don't allow it and nothing was written.
+    // `rowsDone` the table's rows it wrote, from the first: the cell-by-cell save writes the rest
+    // (all of them where the file's parameters don't allow streaming).
     struct StreamSave;
     bool streamSave(const CellWriter& writer, const std::function<bool(const char*, qint64)>& put,
                     const std::vector<int>& rowsToSkip, const std::vector<int>& colsToSkip, int lastRow,
-                    bool& handled);
+                    int& rowsDone);
 
     QFile* file = nullptr;
     qint64 fileSize = 0;

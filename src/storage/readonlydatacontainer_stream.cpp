@@ -1,6 +1,7 @@
 // The save of a read-only table without reading it cell by cell: the file's lines stream through
-// in big reads, and every line the writer would make the same bytes of is copied as it stands;
-// only the others are read into cells and written as the cell-by-cell save writes them.
+// in big reads; every line the writer would make the same bytes of is copied as it stands, the
+// others are made anew from their text, and only the few the line walker can't vouch for are read
+// into cells and written as the cell-by-cell save writes them.
 #include "storage/readonlydatacontainer_scan.h"
 
 #include "storage/cellwriter.h"
@@ -22,11 +23,12 @@ namespace {
 
 std::atomic<bool> s_streamedSave{true};
 
-constexpr qint64 kPieceBytes = qint64(4) << 20;  // one read of the file in order
-constexpr qint64 kCarryRoom = qint64(1) << 20;   // room in front of a piece for a line begun before it
-constexpr qint64 kSlackBytes = 512;              // behind the text: whole blocks of 64 units of 4 bytes
-constexpr size_t kFlushBytes = size_t(1) << 20;  // the lines made go out about a megabyte at a time
-constexpr size_t kDirectRun = size_t(256) << 10; // lines copied unchanged go out straight from the read
+constexpr qint64 kPieceBytes = qint64(4) << 20;   // one read of the file in order
+constexpr qint64 kCarryRoom = qint64(1) << 20;    // room in front of a piece for a line begun before it
+constexpr qint64 kCarryAtMost = qint64(64) << 20; // a longer line ends the streaming
+constexpr qint64 kSlackBytes = 512;               // behind the text: whole blocks of 64 units of 4 bytes
+constexpr size_t kFlushBytes = size_t(1) << 20;   // the lines made go out about a megabyte at a time
+constexpr size_t kDirectRun = size_t(256) << 10;  // lines copied unchanged go out straight from the read
 // From this size on, a thread of its own writes, in buffers of the second size.
 constexpr qint64 kAheadWriteBytes = qint64(8) << 20;
 constexpr size_t kAheadFlushBytes = size_t(4) << 20;
@@ -177,6 +179,9 @@ struct ReadOnlyDataContainer::StreamSave {
     std::vector<char> scratch;
     bool rewritable = false;
     AheadWriter* ahead = nullptr; // while lines are copied into buffers for a writing thread
+    qint64 carryAtMost = kCarryAtMost;
+    bool gaveUp = false;
+    int rowsDone = 0; // the table's rows written, from the first
     size_t flushBytes = kFlushBytes;
 
     bool usable() {
@@ -250,6 +255,7 @@ struct ReadOnlyDataContainer::StreamSave {
         if (const qint64 testing = s_pieceSizeForTesting.load(); testing > 0) {
             pieceBytes = (testing + 3) / 4 * 4;
             carryRoom = pieceBytes;
+            carryAtMost = 16 * pieceBytes;
         }
         switch (c.lineEnding) {
         case LINE_ENDING_WINDOWS:
@@ -577,6 +583,12 @@ struct ReadOnlyDataContainer::StreamSave {
             if (final || stop)
                 return true;
             carry.assign(data + W * at, data + bytes);
+            if (static_cast<qint64>(carry.size()) > carryAtMost) {
+                // One line this long (a quote never closed, say) would be walked again for every
+                // piece read behind it: the cell-by-cell save takes over from its row on.
+                gaveUp = true;
+                return true;
+            }
         }
     }
 
@@ -596,10 +608,11 @@ struct ReadOnlyDataContainer::StreamSave {
             [&] { return flushRun(row); });
         if (!ok)
             return false;
-        if (row != c.numRowsIndexed) {
+        if (!gaveUp && row != c.numRowsIndexed) {
             c.noteFileChanged();
             return fail(QLatin1String(kChangedText));
         }
+        rowsDone = row;
         return flushOut(row);
     }
 
@@ -627,10 +640,13 @@ struct ReadOnlyDataContainer::StreamSave {
             [] { return true; });
         if (!ok)
             return false;
+        if (gaveUp)
+            return true; // nothing written yet: the cell-by-cell save does it all
         if (found != rows) {
             c.noteFileChanged();
             return fail(QLatin1String(kChangedText));
         }
+        rowsDone = rows;
         auto sizeOf = [&](int f) {
             return starts[static_cast<size_t>(f) + 1] - starts[static_cast<size_t>(f)];
         };
@@ -722,10 +738,10 @@ struct ReadOnlyDataContainer::StreamSave {
 bool ReadOnlyDataContainer::streamSave(const CellWriter& writer,
                                        const std::function<bool(const char*, qint64)>& put,
                                        const std::vector<int>& rowsToSkip, const std::vector<int>& colsToSkip,
-                                       int lastRow, bool& handled) {
+                                       int lastRow, int& rowsDone) {
     StreamSave save{*this, writer, put, rowsToSkip, colsToSkip, lastRow};
-    handled = save.usable();
-    if (!handled)
+    rowsDone = 0;
+    if (!save.usable())
         return true;
     std::optional<AheadWriter> ahead;
     // Tests that read in small pieces write in small buffers on the writing thread too.
@@ -751,5 +767,6 @@ bool ReadOnlyDataContainer::streamSave(const CellWriter& writer,
         ok = false;
     if (!ok && errorString.isEmpty())
         errorString = save.failure;
+    rowsDone = save.rowsDone;
     return ok;
 }

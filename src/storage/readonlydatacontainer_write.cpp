@@ -325,8 +325,8 @@ bool ReadOnlyDataContainer::saveCSV(bool, bool transposed, const std::vector<int
             errorString = out.errorString();
             return false;
         };
-        bool streamed = false;
-        if (!streamSave(writer, putBytes, rowsToSkip, colsToSkip, lastRow, streamed))
+        int streamedRows = 0;
+        if (!streamSave(writer, putBytes, rowsToSkip, colsToSkip, lastRow, streamedRows))
             return false;
         // In the file's order the rows are read a batch at a time, in one read and one scan, and
         // their lines go out a megabyte at a time; a sorted table reads line by line.
@@ -335,7 +335,7 @@ bool ReadOnlyDataContainer::saveCSV(bool, bool transposed, const std::vector<int
         std::vector<std::vector<std::vector<char>>> batch;
         int batchFirst = 0;
         int batchEnd = 0;
-        for (int row = streamed ? numRowsIndexed : 0; row < numRowsIndexed; ++row) {
+        for (int row = streamedRows; row < numRowsIndexed; ++row) {
             while (skip < rowsToSkip.size() && rowsToSkip[skip] < row)
                 ++skip;
             if (skip < rowsToSkip.size() && rowsToSkip[skip] == row)

@@ -665,6 +665,14 @@ struct ReadOnlyDataContainer::StreamSave {
         std::vector<qint64> places;
         std::vector<char> store;
         std::vector<char> readBuffer;
+        std::vector<char> nextReadBuffer;
+        struct Read {
+            qint64 begin;
+            qint64 end;
+            int from; // file rows [from, to)
+            int to;
+        };
+        std::vector<Read> reads;
         for (size_t first = 0; first < shown.size();) {
             // The next rows up to the store's size (at least one), and their places in it.
             size_t last = first;
@@ -682,7 +690,9 @@ struct ReadOnlyDataContainer::StreamSave {
             for (size_t k = first; k < last; ++k)
                 placeOfFileRow[static_cast<size_t>(c.fileRowOf(shown[k]))] = places[k - first];
             store.resize(static_cast<size_t>(storeBytes + kSlackBytes));
-            // The file front to back, neighbouring lines in one read over small gaps.
+            // The file front to back, neighbouring lines in one read over small gaps; the next
+            // read runs on a thread of its own while the lines of the last one are put in place.
+            reads.clear();
             for (int f = 0; f < rows;) {
                 if (placeOfFileRow[static_cast<size_t>(f)] < 0) {
                     ++f;
@@ -701,16 +711,35 @@ struct ReadOnlyDataContainer::StreamSave {
                     end = e;
                     g = next + 1;
                 }
-                readBuffer.resize(static_cast<size_t>(end - begin));
-                if (PieceReader::readFully(fd, readBuffer.data(), begin, end - begin) < end - begin) {
+                reads.push_back(Read{begin, end, f, g});
+                f = g;
+            }
+            std::vector<char>* buffers[2] = {&readBuffer, &nextReadBuffer};
+            std::future<qint64> pending;
+            auto launch = [&](size_t i) {
+                std::vector<char>& into = *buffers[i % 2];
+                const Read r = reads[i];
+                into.resize(static_cast<size_t>(r.end - r.begin));
+                pending = std::async(std::launch::async, [fd, r, &into] {
+                    return PieceReader::readFully(fd, into.data(), r.begin, r.end - r.begin);
+                });
+            };
+            if (!reads.empty())
+                launch(0);
+            for (size_t i = 0; i < reads.size(); ++i) {
+                const Read r = reads[i];
+                if (pending.get() < r.end - r.begin) {
                     c.noteFileChanged();
                     return fail(QLatin1String(kChangedText));
                 }
-                for (; f < g; ++f) {
+                if (i + 1 < reads.size())
+                    launch(i + 1);
+                const std::vector<char>& got = *buffers[i % 2];
+                for (int f = r.from; f < r.to; ++f) {
                     const qint64 place = placeOfFileRow[static_cast<size_t>(f)];
                     if (place >= 0)
                         std::memcpy(store.data() + place,
-                                    readBuffer.data() + (starts[static_cast<size_t>(f)] - begin),
+                                    got.data() + (starts[static_cast<size_t>(f)] - r.begin),
                                     static_cast<size_t>(sizeOf(f)));
                 }
             }

@@ -39,10 +39,10 @@ double median(std::vector<double> values) {
 }
 
 const QStringList kValueOptions = {
-    QStringLiteral("--size-mb"),    QStringLiteral("--size-bytes"),   QStringLiteral("--seed"),
-    QStringLiteral("--delimiter"),  QStringLiteral("--encoding"),     QStringLiteral("--file"),
-    QStringLiteral("--repeat"),     QStringLiteral("--helpers"),      QStringLiteral("--keep-output"),
-    QStringLiteral("--keep-plain"), QStringLiteral("--save-standard")};
+    QStringLiteral("--size-mb"),    QStringLiteral("--size-bytes"),    QStringLiteral("--seed"),
+    QStringLiteral("--delimiter"),  QStringLiteral("--encoding"),      QStringLiteral("--file"),
+    QStringLiteral("--repeat"),     QStringLiteral("--helpers"),       QStringLiteral("--keep-output"),
+    QStringLiteral("--keep-plain"), QStringLiteral("--save-standard"), QStringLiteral("--only")};
 
 DataGenOptions generatorOptions(const QStringList& args) {
     DataGenOptions options;
@@ -283,45 +283,81 @@ bool saveFileSeconds(const QByteArray& bytes, const QString& path, double& secon
     return true;
 }
 
-// A read-only table's save: its file's lines through the writer, all of them and with every
-// third row left out as a filter leaves it, against writing the result from memory.
+// A read-only table's save: its file's lines streamed from the file, whole, with every third row
+// left out as a filter leaves it, in a shuffled order as a sort leaves it, with another
+// delimiter, and of a UTF-16 file; each against writing its result from memory, in turns. Unless
+// --no-check, each result is held byte for byte to the cell-by-cell save once.
 int runSaveReadOnly(const QStringList& args) {
     const DataGenOptions options = generatorOptions(args);
     ScratchFile scratch(QStringLiteral("save-ro-in"));
+    ScratchFile wideScratch(QStringLiteral("save-ro-in16"));
     ScratchFile output(QStringLiteral("save-ro-out"));
+    ScratchFile checkOutput(QStringLiteral("save-ro-check"));
     ScratchFile limitOutput(QStringLiteral("save-ro-limit"));
     QString path;
     if (!prepareInput(args, options, scratch, path)) {
         std::fprintf(stderr, "save: cannot prepare the input file\n");
         return 1;
     }
-    ReadOnlyDataContainer c;
-    c.setFilepath(path);
-    c.setDelimiter(options.delimiter, options.delimiter);
-    c.setEncoding(options.encoding);
-    c.setParsingStandard(RFC_4180);
-    c.setLineEnding(LINE_ENDING_UNIX);
-    if (!c.loadCSV()) {
-        std::fprintf(stderr, "save: indexing failed\n");
-        return 1;
-    }
-    std::vector<int> everyThird;
-    for (int r = 1; r < c.numRows(); r += 3)
-        everyThird.push_back(r);
+    const bool check = !hasFlag(args, QStringLiteral("--no-check"));
     const int repeats = static_cast<int>(std::max<qint64>(1, optionInt(args, QStringLiteral("--repeat"), 3)));
     std::vector<Figure> figures;
-    for (const bool filtered : {false, true}) {
-        std::vector<double> seconds, cpu, limits, ratios;
+    bool allSame = true;
+    enum Case { Whole, Filtered, Sorted, OtherDelimiter, Utf16 };
+    // --only N: just one of the cases, in the order they are listed.
+    const qint64 only = optionInt(args, QStringLiteral("--only"), -1);
+    for (const Case which : {Whole, Filtered, Sorted, OtherDelimiter, Utf16}) {
+        if (only >= 0 && only != which)
+            continue;
+        DataGenOptions o = options;
+        QString input = path;
+        if (which == Utf16) {
+            o.encoding = UTF_16LE;
+            input = wideScratch.path();
+            std::fprintf(stderr, "generating the UTF-16 file\n");
+            if (!generateDelimitedFile(input, o)) {
+                std::fprintf(stderr, "save: cannot generate the UTF-16 file\n");
+                return 1;
+            }
+        }
+        ReadOnlyDataContainer c;
+        c.setFilepath(input);
+        c.setDelimiter(o.delimiter, which == OtherDelimiter ? (o.delimiter == ';' ? ',' : ';') : o.delimiter);
+        c.setEncoding(o.encoding);
+        c.setParsingStandard(RFC_4180);
+        c.setLineEnding(LINE_ENDING_UNIX);
+        if (!c.loadCSV()) {
+            std::fprintf(stderr, "save: indexing failed\n");
+            return 1;
+        }
+        std::vector<int> skip;
+        if (which == Filtered) {
+            for (int r = 1; r < c.numRows(); r += 3)
+                skip.push_back(r);
+        }
+        if (which == Sorted) {
+            std::vector<int> order(static_cast<size_t>(c.numRows()));
+            for (int r = 0; r < c.numRows(); ++r)
+                order[static_cast<size_t>(r)] = r;
+            quint64 state = o.seed * 0x9E3779B97F4A7C15ULL + 1;
+            for (size_t i = order.size(); i > 1; --i) {
+                state = state * 6364136223846793005ULL + 1442695040888963407ULL;
+                std::swap(order[i - 1], order[static_cast<size_t>((state >> 33) % i)]);
+            }
+            c.setRowOrder(std::move(order));
+        }
+        std::vector<double> seconds, cpu, limits, limitCpus, ratios, cpuRatios;
         qint64 written = 0;
+        QByteArray first;
         for (int run = 0; run < repeats; ++run) {
             const Timer timer;
-            if (!c.saveCSV(output.path(), false, false, filtered ? everyThird : std::vector<int>(), {})) {
+            if (!c.saveCSV(output.path(), false, false, skip, {})) {
                 std::fprintf(stderr, "save: the read-only save failed\n");
                 return 1;
             }
             seconds.push_back(timer.seconds());
             cpu.push_back(timer.processCpuSeconds());
-            c.setFilepath(path);
+            c.setFilepath(input);
             const QByteArray bytes = readAll(output.path());
             written = bytes.size();
             double limit = 0;
@@ -330,17 +366,48 @@ int runSaveReadOnly(const QStringList& args) {
                 return 1;
             QFile::remove(limitOutput.path());
             limits.push_back(limit);
+            limitCpus.push_back(limitCpu);
             ratios.push_back(seconds.back() / limit);
+            cpuRatios.push_back(cpu.back() / std::max(limitCpu, 1e-9));
+            if (run == 0 && check)
+                first = bytes;
         }
-        const std::string op = filtered ? "save read-only, every third row filtered" : "save read-only";
-        figures.push_back({op, "saveCSV time / limit time, each run", median(ratios), "x", 2, "goal"});
+        QFile::remove(output.path());
+        double checkSeconds = 0;
+        bool same = true;
+        if (check) {
+            ReadOnlyDataContainer::setStreamedSaveForTesting(false);
+            const Timer timer;
+            same =
+                c.saveCSV(checkOutput.path(), false, false, skip, {}) && readAll(checkOutput.path()) == first;
+            checkSeconds = timer.seconds();
+            ReadOnlyDataContainer::setStreamedSaveForTesting(true);
+            c.setFilepath(input);
+            QFile::remove(checkOutput.path());
+            first.clear();
+        }
+        allSame = allSame && same;
+        const char* const names[] = {"save read-only", "save read-only, every third row filtered",
+                                     "save read-only, rows shuffled", "save read-only, other delimiter",
+                                     "save read-only, UTF-16"};
+        const std::string op = names[which];
+        const double goal = which == Utf16 ? 4 : 2;
+        figures.push_back({op, "saveCSV time / limit time, each run", median(ratios), "x", goal, "goal"});
+        figures.push_back(
+            {op, "saveCSV CPU time / limit CPU time, each run", median(cpuRatios), "x", goal, "goal"});
         figures.push_back({op, "saveCSV time", median(seconds), "s", 0, ""});
         figures.push_back({op, "saveCSV CPU time", median(cpu), "s", 0, ""});
         figures.push_back({op, "limit time", median(limits), "s", 0, ""});
         figures.push_back({op, "bytes written", static_cast<double>(written) / 1e6, "MB", 0, ""});
+        if (check) {
+            figures.push_back({op, "cell-by-cell save time", checkSeconds, "s", 0, ""});
+            figures.push_back({op, "same bytes as the cell-by-cell save", same ? 1.0 : 0.0, "bool", 0, ""});
+        }
+        if (which == Utf16)
+            QFile::remove(input);
     }
     printFigures(figures);
-    return 0;
+    return allSame ? 0 : 1;
 }
 
 int runSave(const QStringList& args) {
@@ -606,8 +673,10 @@ BenchRegistration saveReg(
         "EditableDataContainer::saveCSV "
         "against writing "
         "its bytes from memory through a QSaveFile (medians of R runs, default 3), checked "
-        "byte for byte against the plain one-thread writer; with --read-only the read-only container's save, "
-        "whole and with every third row left out",
+        "byte for byte against the plain one-thread writer; with --read-only [--no-check] [--only N] the "
+        "read-only "
+        "container's save, whole, filtered, shuffled, with another delimiter and of a UTF-16 file, each held "
+        "to the cell-by-cell save",
     &runSave);
 BenchRegistration
     roundtripReg("roundtrip",

@@ -114,12 +114,16 @@ public:
     const std::vector<Strip>& getStrips() const { return strips; }
     int getStripSize() const { return stripSize; }
 
-    // Size of the piece buffer of the index passes; tests set it small to check that the
-    // machine's state carries across pieces. 0 restores the default. Rounded up to 4.
+    // Size of the piece buffer of the index passes and of a save's reads; tests set it small to
+    // check that the machine's state, and lines, carry across pieces. 0 restores the default.
+    // Rounded up to 4.
     static void setPieceSizeForTesting(qint64 size);
     // The widest instructions the index passes may use, so that tests reach every path: 0 the
     // best the processor has, 1 the baseline (SSE2, or plain C++), 2 AVX2, 3 AVX-512.
     static void setInstructionSetForTesting(int level);
+    // Off, a save reads every line into cells and writes them again, as it once did; for tests
+    // that hold the streamed save to that.
+    static void setStreamedSaveForTesting(bool on);
 
 signals:
     // The file changed under the index; sent once, at the read that found it.
@@ -162,6 +166,13 @@ private:
     void writeLineAsRead(std::vector<char>& out, std::vector<std::vector<char>>& cells);
     void writeLine(std::vector<char>& out, std::vector<std::vector<char>>& cells, qint64 realCount,
                    qint64 logicalCount, GetRowColMaskType maskType, const std::vector<int>& mask);
+    // The lines of a save in rows, streamed from the file (readonlydatacontainer_stream.cpp);
+    // `rowsDone` the table's rows it wrote, from the first: the cell-by-cell save writes the rest
+    // (all of them where the file's parameters don't allow streaming).
+    struct StreamSave;
+    bool streamSave(const CellWriter& writer, const std::function<bool(const char*, qint64)>& put,
+                    const std::vector<int>& rowsToSkip, const std::vector<int>& colsToSkip, int lastRow,
+                    int& rowsDone);
 
     QFile* file = nullptr;
     qint64 fileSize = 0;
@@ -176,5 +187,11 @@ private:
     mutable std::vector<char> readBuffer;   // one strip's bytes; reads are never concurrent
     const CellWriter* lineWriter = nullptr; // the save's, while one runs
     FileStamp indexedStamp;
+    // How the index found the lines; a save streams them only while they still read the same.
+    struct IndexedAs {
+        bool quoting = false;
+        char delimiter = 0;
+        int unitBytes = 0;
+    } indexedAs;
     mutable bool fileChanged = false;
 };

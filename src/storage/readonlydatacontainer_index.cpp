@@ -154,6 +154,7 @@ bool ReadOnlyDataContainer::runIndex(bool multiByte, bool withDelimiter) {
     const int unitBytes = multiByte ? bytesPerChar : 1;
     if (unitBytes != 1 && unitBytes != 2 && unitBytes != 4)
         return false;
+    indexedAs = IndexedAs{quoting, withDelimiter ? delimiter : '\0', unitBytes};
 
     qint64 pieceSize = s_pieceSizeForTesting.load();
     if (pieceSize <= 0)

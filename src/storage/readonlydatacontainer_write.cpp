@@ -319,6 +319,15 @@ bool ReadOnlyDataContainer::saveCSV(bool, bool transposed, const std::vector<int
         int lastRow = numRowsIndexed - 1;
         while (lastRow >= 0 && std::binary_search(rowsToSkip.begin(), rowsToSkip.end(), lastRow))
             --lastRow;
+        const std::function<bool(const char*, qint64)> putBytes = [&](const char* bytes, qint64 size) {
+            if (size <= 0 || out.write(bytes, size) == size)
+                return true;
+            errorString = out.errorString();
+            return false;
+        };
+        int streamedRows = 0;
+        if (!streamSave(writer, putBytes, rowsToSkip, colsToSkip, lastRow, streamedRows))
+            return false;
         // In the file's order the rows are read a batch at a time, in one read and one scan, and
         // their lines go out a megabyte at a time; a sorted table reads line by line.
         constexpr int kBatchRows = 4096;
@@ -326,7 +335,7 @@ bool ReadOnlyDataContainer::saveCSV(bool, bool transposed, const std::vector<int
         std::vector<std::vector<std::vector<char>>> batch;
         int batchFirst = 0;
         int batchEnd = 0;
-        for (int row = 0; row < numRowsIndexed; ++row) {
+        for (int row = streamedRows; row < numRowsIndexed; ++row) {
             while (skip < rowsToSkip.size() && rowsToSkip[skip] < row)
                 ++skip;
             if (skip < rowsToSkip.size() && rowsToSkip[skip] == row)

@@ -1,0 +1,801 @@
+// The save of a read-only table without reading it cell by cell: the file's lines stream through
+// in big reads; every line the writer would make the same bytes of is copied as it stands, the
+// others are made anew from their text, and only the few the line walker can't vouch for are read
+// into cells and written as the cell-by-cell save writes them.
+#include "storage/readonlydatacontainer_scan.h"
+
+#include "storage/cellwriter.h"
+#include "storage/readonlysavelines.h"
+
+#include <QFile>
+
+#include <atomic>
+#include <condition_variable>
+#include <deque>
+#include <future>
+#include <mutex>
+#include <optional>
+#include <thread>
+
+using namespace ReadOnlySaveLines;
+
+namespace {
+
+std::atomic<bool> s_streamedSave{true};
+
+constexpr qint64 kPieceBytes = qint64(4) << 20;   // one read of the file in order
+constexpr qint64 kCarryRoom = qint64(1) << 20;    // room in front of a piece for a line begun before it
+constexpr qint64 kCarryAtMost = qint64(64) << 20; // a longer line ends the streaming
+constexpr qint64 kSlackBytes = 512;               // behind the text: whole blocks of 64 units of 4 bytes
+constexpr size_t kFlushBytes = size_t(1) << 20;   // the lines made go out about a megabyte at a time
+constexpr size_t kDirectRun = size_t(256) << 10;  // lines copied unchanged go out straight from the read
+// From this size on, a thread of its own writes, in buffers of the second size.
+constexpr qint64 kAheadWriteBytes = qint64(8) << 20;
+constexpr size_t kAheadFlushBytes = size_t(4) << 20;
+// A reordered table gathers its lines into a store of this size at most, a pass over the file per store.
+constexpr qint64 kGatherBytes = qint64(256) << 20;
+constexpr qint64 kGatherReadBytes = qint64(8) << 20;
+constexpr int kGatherRowsAtMost = 50000000;
+constexpr qint64 kGatherGapBytes = 65536; // smaller gaps are read over
+
+constexpr char kChangedText[] = "The file was changed by another program since it was opened.";
+
+// Where the reader's machine ends the line that starts at the data's start: the number of units
+// up to the next line's start, or -1 when the line runs past the data.
+struct LineEndSink {
+    qint64 end = -1;
+    bool rowStart(qint64 pos) {
+        end = pos;
+        return false;
+    }
+    static bool cellStart(qint64) { return true; }
+    static bool cellEnd(qint64) { return true; }
+    static bool rowEnd(qint64) { return true; }
+};
+
+template <class Traits> qint64 machineLineEnd(Traits traits, const char* data, qint64 units) {
+    traits.attach(data, units);
+    ScanState state = ScanState::CellStart;
+    LineEndSink sink;
+    scanUnits(traits, units, 0, state, sink);
+    return sink.end;
+}
+
+// Sends filled buffers to the file in order on a thread of its own, so that writing overlaps
+// finding and making the next lines; a few buffers are in flight at most.
+class AheadWriter {
+public:
+    explicit AheadWriter(const std::function<bool(const char*, qint64)>& put)
+        : thread([this, &put] { run(put); }) {}
+    ~AheadWriter() { finish(); }
+    AheadWriter(const AheadWriter&) = delete;
+    AheadWriter& operator=(const AheadWriter&) = delete;
+
+    // Hands `buffer` over and gives back an empty one; false once a write has failed.
+    bool send(std::vector<char>& buffer) {
+        std::unique_lock<std::mutex> lock(mutex);
+        changed.wait(lock, [&] { return queue.size() < kInFlight || failed; });
+        if (failed)
+            return false;
+        queue.push_back(std::move(buffer));
+        buffer = std::vector<char>();
+        if (!spare.empty()) {
+            buffer = std::move(spare.back());
+            spare.pop_back();
+        }
+        buffer.clear();
+        changed.notify_all();
+        return true;
+    }
+
+    // Waits for every buffer to be written; false if one failed.
+    bool finish() {
+        {
+            const std::lock_guard<std::mutex> lock(mutex);
+            done = true;
+            changed.notify_all();
+        }
+        if (thread.joinable())
+            thread.join();
+        return !failed;
+    }
+
+private:
+    static constexpr size_t kInFlight = 3;
+
+    void run(const std::function<bool(const char*, qint64)>& put) {
+        std::unique_lock<std::mutex> lock(mutex);
+        for (;;) {
+            changed.wait(lock, [&] { return !queue.empty() || done; });
+            if (queue.empty())
+                return;
+            std::vector<char> buffer = std::move(queue.front());
+            queue.pop_front();
+            lock.unlock();
+            const bool ok = put(buffer.data(), static_cast<qint64>(buffer.size()));
+            lock.lock();
+            spare.push_back(std::move(buffer));
+            if (!ok) {
+                failed = true;
+                queue.clear();
+                changed.notify_all();
+                return;
+            }
+            changed.notify_all();
+        }
+    }
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::deque<std::vector<char>> queue;
+    std::vector<std::vector<char>> spare;
+    bool done = false;
+    bool failed = false;
+    std::thread thread; // last: starts when the rest is ready
+};
+
+} // namespace
+
+void ReadOnlyDataContainer::setStreamedSaveForTesting(bool on) {
+    s_streamedSave = on;
+}
+
+struct ReadOnlyDataContainer::StreamSave {
+    ReadOnlyDataContainer& c;
+    const CellWriter& writer;
+    const std::function<bool(const char*, qint64)>& put;
+    const std::vector<int>& rowsToSkip;
+    const std::vector<int>& colsToSkip;
+    int lastRow;
+
+    StreamSave(ReadOnlyDataContainer& container, const CellWriter& w,
+               const std::function<bool(const char*, qint64)>& putBytes, const std::vector<int>& skipRows,
+               const std::vector<int>& skipCols, int last)
+        : c(container), writer(w), put(putBytes), rowsToSkip(skipRows), colsToSkip(skipCols), lastRow(last) {}
+
+    Rules rules;
+    int unitBytes = 1;
+    qint64 pieceBytes = kPieceBytes;
+    qint64 carryRoom = kCarryRoom;
+    std::vector<char> out;
+    const char* runBegin = nullptr; // lines copied unchanged, not yet in `out`
+    size_t runBytes = 0;
+    bool firstLine = true;
+    qint64 sinceReport = 0;
+    std::vector<char> lineBytes;
+    std::vector<std::vector<char>> cells;
+    // The cells of a line made anew: in the file's text, or quotes taken off in `scratch`.
+    struct Span {
+        bool decoded;
+        size_t offset;
+        size_t size;
+        bool check; // the writer decides on quotes; else it surely puts none
+    };
+    // One-byte text: what a byte of an unquoted cell means to the line's rewrite.
+    static constexpr quint8 kCellEnd = 1, kMayQuote = 2;
+    quint8 plainKinds[256] = {};
+    bool plainFast = false;
+    std::vector<Span> spans;
+    std::vector<char> scratch;
+    bool rewritable = false;
+    AheadWriter* ahead = nullptr; // while lines are copied into buffers for a writing thread
+    qint64 carryAtMost = kCarryAtMost;
+    bool gaveUp = false;
+    int rowsDone = 0; // the table's rows written, from the first
+    size_t flushBytes = kFlushBytes;
+
+    bool usable() {
+#if !defined(Q_OS_UNIX)
+        return false; // the reads are positioned ones, which only Unix systems give here
+#endif
+        if (!s_streamedSave || c.numRowsIndexed <= 0 || c.strips.empty() || !c.file || !c.file->isOpen() ||
+            c.file->handle() < 0)
+            return false;
+        // A reordered table keeps about 21 bytes a row while it gathers; past this many rows
+        // that would outgrow memory, and it is read cell by cell instead.
+        if (c.rowsReordered && c.numRowsIndexed > kGatherRowsAtMost)
+            return false;
+        unitBytes = c.bytesPerChar >= 2 ? c.bytesPerChar : 1;
+        if (unitBytes != 1 && unitBytes != 2 && unitBytes != 4)
+            return false;
+        const char delimiter = c.delimiter;
+        // A line ending as delimiter: the lines are no longer what ends them.
+        if (delimiter == KeyChars::LF || delimiter == KeyChars::CR || delimiter == KeyChars::RecordSeparator)
+            return false;
+        rules.hasDelimiter = delimiter != 0;
+        if (unitBytes > 1) {
+            const KeyCharVecs keys = c.setKeyCharVecs();
+            if (keys.lf.size() != static_cast<size_t>(unitBytes))
+                return false;
+            auto unit = [&](const std::vector<char>& seq) {
+                std::uint32_t u = 0;
+                std::memcpy(&u, seq.data(), std::min<size_t>(seq.size(), sizeof(u)));
+                return u;
+            };
+            rules.lf = unit(keys.lf);
+            rules.cr = unit(keys.cr);
+            rules.rs = unit(keys.recordSeparator);
+            rules.quote = unit(keys.quote);
+            rules.delimiter = unit(keys.delimiter);
+        } else {
+            rules.delimiter = static_cast<unsigned char>(delimiter);
+        }
+        // As the reader's machine and the writer decide.
+        rules.quoting =
+            rules.hasDelimiter && c.parsingStandard != DELIMITER_ONLY && delimiter != KeyChars::Quote;
+        // Read with other rules than the index's, lines may end elsewhere than its rows.
+        const IndexedAs now{rules.hasDelimiter && c.parsingStandard != DELIMITER_ONLY, delimiter, unitBytes};
+        if (now.quoting != c.indexedAs.quoting || now.delimiter != c.indexedAs.delimiter ||
+            now.unitBytes != c.indexedAs.unitBytes)
+            return false;
+        const ParsingStandard standard = c.parsingStandard;
+        const bool quotesRead = standard == RFC_4180 || standard == ALL_QUOTES || standard == SPARSE_QUOTES ||
+                                standard == ASCII_SEPARATED_VALUES;
+        rules.writerNever = c.saveDelimiter == 0 || !quotesRead || c.saveDelimiter == KeyChars::Quote;
+        rules.quoteAnywhere = standard == RFC_4180;
+        rules.copy = !c.colsReordered && colsToSkip.empty() && c.saveDelimiter == delimiter &&
+                     !(standard == ALL_QUOTES && !rules.writerNever);
+        rewritable = !c.colsReordered && colsToSkip.empty();
+        // An unquoted cell of a line (never a line ending in it, nor a quote at its start where
+        // quotes are read) is quoted only for the save delimiter, or a quote anywhere where
+        // "RFC 4180" says so, unless the writer quotes everything or nothing.
+        const bool writerAlways = standard == ALL_QUOTES && !rules.writerNever;
+        plainFast = unitBytes == 1 && !writerAlways && (rules.quoting || rules.writerNever);
+        if (rules.hasDelimiter)
+            plainKinds[static_cast<unsigned char>(delimiter)] = kCellEnd;
+        if (!rules.writerNever) {
+            plainKinds[static_cast<unsigned char>(c.saveDelimiter)] |= kMayQuote;
+            if (rules.quoteAnywhere)
+                plainKinds[static_cast<unsigned char>(KeyChars::Quote)] |= kMayQuote;
+        }
+        rules.padded = !c.keepFieldCountsAsRead;
+        rules.trailing = c.saveWithTrailingDelimiters;
+        rules.width = c.numColsIndexed;
+        // Tests read in small pieces, so that lines straddle them and outgrow the room in front.
+        if (const qint64 testing = s_pieceSizeForTesting.load(); testing > 0) {
+            pieceBytes = (testing + 3) / 4 * 4;
+            carryRoom = pieceBytes;
+            carryAtMost = 16 * pieceBytes;
+        }
+        switch (c.lineEnding) {
+        case LINE_ENDING_WINDOWS:
+            rules.saveTerm = TermCrLf;
+            break;
+        case LINE_ENDING_RECORD_SEPARATOR:
+            rules.saveTerm = TermRs;
+            break;
+        default:
+            rules.saveTerm = TermLf;
+            break;
+        }
+        return true;
+    }
+
+    // The line's end as the reader's machine finds it, for the lines the splitter leaves to it.
+    qint64 machineEnd(const char* data, qint64 units) const {
+        const bool withDelimiter = rules.hasDelimiter;
+        if (unitBytes == 1)
+            return machineLineEnd(
+                ByteUnits(withDelimiter ? static_cast<unsigned char>(c.delimiter) : -1, rules.quoting), data,
+                units);
+        const KeyCharVecs keys = c.setKeyCharVecs();
+        if (unitBytes == 2)
+            return machineLineEnd(WideUnits<quint16>(keys, withDelimiter, rules.quoting), data, units);
+        return machineLineEnd(WideUnits<quint32>(keys, withDelimiter, rules.quoting), data, units);
+    }
+
+    // Why the save stopped, other than a failed write; the container hears of it once the
+    // writing thread, which may set its error too, has ended.
+    QString failure;
+    bool fail(const QString& why) {
+        failure = why;
+        return false;
+    }
+
+    bool flushOut(int row) {
+        if (out.empty())
+            return true;
+        sinceReport += static_cast<qint64>(out.size());
+        if (ahead) {
+            if (!ahead->send(out))
+                return false;
+        } else {
+            if (!put(out.data(), static_cast<qint64>(out.size())))
+                return false;
+            out.clear();
+        }
+        report(row);
+        return true;
+    }
+
+    void report(int row) {
+        if (sinceReport >= (1 << 20)) {
+            sinceReport = 0;
+            c.reportSaveProgress(row + 1, c.numRowsIndexed);
+        }
+    }
+
+    bool flushRun(int row) {
+        if (runBytes == 0)
+            return true;
+        if (runBytes >= kDirectRun && !ahead) {
+            if (!flushOut(row) || !put(runBegin, static_cast<qint64>(runBytes)))
+                return false;
+            sinceReport += static_cast<qint64>(runBytes);
+            report(row);
+        } else {
+            out.insert(out.end(), runBegin, runBegin + runBytes);
+        }
+        runBytes = 0;
+        return true;
+    }
+
+    // Line `row` of the table from `line` of `data`: copied as it stands, made anew from its
+    // cells found here, or, for the few lines that need it, read into cells and written as the
+    // cell-by-cell save does.
+    template <int W> bool emitLine(int row, const char* data, const Line& line) {
+        const char* const bytes = data + W * line.start;
+        const size_t size = static_cast<size_t>(W * (line.end - line.start));
+        const bool lastLineCut = row == lastRow && !c.finalLineEnding;
+        if (line.copyable && !firstLine && !lastLineCut) {
+            // Runs end about a megabyte long, so that progress goes out as often as the lines.
+            if (runBytes > 0 && runBegin + runBytes == bytes && runBytes < kFlushBytes) {
+                runBytes += size;
+            } else {
+                if (!flushRun(row))
+                    return false;
+                runBegin = bytes;
+                runBytes = size;
+            }
+        } else {
+            if (!flushRun(row))
+                return false;
+            const size_t lineStart = out.size();
+            if (firstLine || line.contentEnd < 0 || !rewritable || !rewrite<W>(data, line)) {
+                // Read into cells and written as the cell-by-cell save does, from the same bytes.
+                lineBytes.assign(bytes, bytes + size);
+                CellCollector sink;
+                sink.rowCells = &cells;
+                sink.targetRow = 0;
+                cells.clear();
+                c.runCollector(lineBytes, 0, 0, sink, unitBytes >= 2, c.delimiter != 0);
+                c.writeRow(out, cells, MASK_ALL_BUT_LISTED, colsToSkip);
+            }
+            if (lastLineCut)
+                writer.dropFinalLineEnding(out, lineStart);
+        }
+        firstLine = false;
+        return out.size() < flushBytes || flushOut(row);
+    }
+
+    // A well-formed line's cells, quotes taken off as a load takes them, written as the writer
+    // writes a line read from the file: false, with nothing written, where it finds otherwise.
+    template <int W> bool rewrite(const char* data, const Line& line) {
+        const qint64 end = line.contentEnd;
+        auto at = [&](qint64 i) { return unitAt<W>(data + W * i); };
+        auto find = [&](qint64 from, std::uint32_t unit) {
+            if constexpr (W == 1) {
+                const void* hit =
+                    std::memchr(data + from, static_cast<int>(unit), static_cast<size_t>(end - from));
+                return hit ? static_cast<qint64>(static_cast<const char*>(hit) - data) : end;
+            } else {
+                for (; from < end; ++from) {
+                    if (at(from) == unit)
+                        return from;
+                }
+                return end;
+            }
+        };
+        if constexpr (W == 1) {
+            if (plainFast && !line.quotes && rules.hasDelimiter && writer.delimited() &&
+                c.keepFieldCountsAsRead) {
+                // No quotes: the line's text with the delimiter changed, unless a cell then needs
+                // quotes. An empty line stays empty.
+                const size_t at0 = out.size();
+                const size_t n = static_cast<size_t>(end - line.start);
+                out.resize(at0 + n);
+                const char* const from = data + line.start;
+                char* const to = out.data() + at0;
+                const char delimiter = c.delimiter;
+                const char save = c.saveDelimiter;
+                bool clash = false;
+                for (size_t k = 0; k < n; ++k) {
+                    const char ch = from[k];
+                    clash |= ch == save;
+                    to[k] = ch == delimiter ? save : ch;
+                }
+                if (!clash || rules.writerNever) {
+                    writer.appendLineEnding(out);
+                    return true;
+                }
+                out.resize(at0);
+            }
+        }
+        spans.clear();
+        scratch.clear();
+        for (qint64 i = line.start;;) {
+            if (rules.quoting && i < end && at(i) == rules.quote) {
+                const size_t from = scratch.size();
+                for (qint64 j = i + 1;;) {
+                    const qint64 q = find(j, rules.quote);
+                    if (q >= end)
+                        return false;
+                    scratch.insert(scratch.end(), data + W * j, data + W * q);
+                    if (q + 1 < end && at(q + 1) == rules.quote) {
+                        scratch.insert(scratch.end(), data + W * q, data + W * (q + 1));
+                        j = q + 2;
+                        continue;
+                    }
+                    i = q + 1;
+                    break;
+                }
+                if (i < end && !(rules.hasDelimiter && at(i) == rules.delimiter))
+                    return false;
+                spans.push_back(Span{true, from, scratch.size() - from, true});
+            } else if constexpr (W == 1) {
+                // One pass over the cell finds its end and whether the writer may quote it.
+                qint64 d = i;
+                quint8 seen = 0;
+                for (; d < end; ++d) {
+                    const quint8 kind = plainKinds[static_cast<unsigned char>(data[d])];
+                    if (kind & kCellEnd)
+                        break;
+                    seen |= kind;
+                }
+                spans.push_back(
+                    Span{false, static_cast<size_t>(i), static_cast<size_t>(d - i), !plainFast || seen != 0});
+                i = d;
+            } else {
+                const qint64 d = rules.hasDelimiter ? find(i, rules.delimiter) : end;
+                spans.push_back(
+                    Span{false, static_cast<size_t>(W * i), static_cast<size_t>(W * (d - i)), true});
+                i = d;
+            }
+            if (i >= end)
+                break;
+            ++i; // the delimiter
+        }
+        auto put = [&](const Span& span) {
+            const char* const from = (span.decoded ? scratch.data() : data) + span.offset;
+            if (span.check) {
+                writer.appendCell(out, std::string_view(from, span.size), false);
+                return;
+            }
+            // Needs no quotes: its bytes and the delimiter.
+            out.insert(out.end(), from, from + span.size);
+            if (writer.delimited())
+                out.push_back(c.saveDelimiter);
+        };
+        const size_t before = out.size();
+        size_t count = spans.size();
+        if (c.keepFieldCountsAsRead) {
+            // An empty line is one empty field: nothing to write (two quotes are a field).
+            if (end > line.start) {
+                for (const Span& span : spans)
+                    put(span);
+            }
+        } else {
+            if (!c.saveWithTrailingDelimiters) {
+                while (count > 0 && spans[count - 1].size == 0)
+                    --count;
+            }
+            for (size_t k = 0; k < count; ++k)
+                put(spans[k]);
+            if (writer.delimited() && c.saveWithTrailingDelimiters) {
+                for (qint64 k = static_cast<qint64>(count); k < c.numColsIndexed; ++k)
+                    writer.appendPad(out);
+            }
+        }
+        writer.endCells(out, before);
+        writer.appendLineEnding(out);
+        return true;
+    }
+
+    // Every line of the file from row 0 on, in order, to onLine(data, dataPosition, line), which
+    // returns 1 to go on, 2 to stop, 0 on failure; onPieceEnd() runs before a piece's bytes are
+    // reused. The file is read a piece ahead on a thread of its own.
+    template <int W, class OnLine, class OnPieceEnd>
+    bool forEachLine(OnLine&& onLine, OnPieceEnd&& onPieceEnd) {
+        struct Slot {
+            std::vector<char> buffer;
+            qint64 at = 0;
+            qint64 length = 0;
+            qint64 got = 0;
+            std::future<void> done; // after the buffer: destroyed, and so waited for, first
+        };
+        const int fd = c.file->handle();
+        const qint64 fileEnd = c.fileSize;
+        Slot pieces[2];
+        auto launch = [&](Slot& slot, qint64 at) {
+            slot.at = at;
+            slot.length = std::min(pieceBytes, fileEnd - at);
+            if (slot.buffer.empty())
+                slot.buffer.resize(static_cast<size_t>(carryRoom + pieceBytes + kSlackBytes));
+            char* into = slot.buffer.data() + carryRoom;
+            slot.done = std::async(std::launch::async, [&slot, fd, into] {
+                slot.got = PieceReader::readFully(fd, into, slot.at, slot.length);
+            });
+        };
+        qint64 next = c.strips.front().offset * W;
+        if (next >= fileEnd)
+            return true;
+        launch(pieces[0], next);
+        next += pieces[0].length;
+        std::vector<char> carry;
+        std::vector<char> joined;
+        Splitter<W> split(rules);
+        for (int k = 0;; k ^= 1) {
+            Slot& slot = pieces[k];
+            slot.done.get();
+            if (slot.got < slot.length) {
+                c.noteFileChanged();
+                return fail(QLatin1String(kChangedText));
+            }
+            const bool final = next >= fileEnd;
+            if (!final) {
+                launch(pieces[k ^ 1], next);
+                next += pieces[k ^ 1].length;
+            }
+            const qint64 carried = static_cast<qint64>(carry.size());
+            const qint64 bytes = carried + slot.got;
+            char* data = nullptr;
+            if (carried <= carryRoom) {
+                data = slot.buffer.data() + carryRoom - carried;
+                if (carried > 0)
+                    std::memcpy(data, carry.data(), carry.size());
+            } else {
+                joined.resize(static_cast<size_t>(bytes + kSlackBytes));
+                std::memcpy(joined.data(), carry.data(), carry.size());
+                std::memcpy(joined.data() + carried, slot.buffer.data() + carryRoom,
+                            static_cast<size_t>(slot.got));
+                data = joined.data();
+            }
+            std::memset(data + bytes, 0, static_cast<size_t>(kSlackBytes));
+            const qint64 units = bytes / W;
+            split.attach(data, units, final);
+            qint64 at = 0;
+            bool stop = false;
+            while (at < units) {
+                Line line;
+                const auto found = split.line(at, line);
+                if (found == Splitter<W>::NeedMore)
+                    break;
+                if (found == Splitter<W>::Odd) {
+                    qint64 end = machineEnd(data + W * at, units - at);
+                    if (end < 0) {
+                        if (!final)
+                            break;
+                        end = units - at;
+                    }
+                    line = Line{at, at + end, false, -1, true};
+                }
+                const int result = onLine(data, slot.at - carried, line);
+                if (result == 0)
+                    return false;
+                at = line.end;
+                if (result == 2) {
+                    stop = true;
+                    break;
+                }
+            }
+            if (!onPieceEnd())
+                return false;
+            if (final || stop)
+                return true;
+            carry.assign(data + W * at, data + bytes);
+            if (static_cast<qint64>(carry.size()) > carryAtMost) {
+                // One line this long (a quote never closed, say) would be walked again for every
+                // piece read behind it: the cell-by-cell save takes over from its row on.
+                gaveUp = true;
+                return true;
+            }
+        }
+    }
+
+    // Rows in the file's order, a filter's rows left out.
+    template <int W> bool inFileOrder() {
+        int row = 0;
+        size_t skip = 0;
+        const bool ok = forEachLine<W>(
+            [&](const char* data, qint64, const Line& line) -> int {
+                while (skip < rowsToSkip.size() && rowsToSkip[skip] < row)
+                    ++skip;
+                if (!(skip < rowsToSkip.size() && rowsToSkip[skip] == row) && !emitLine<W>(row, data, line))
+                    return 0;
+                ++row;
+                return row < c.numRowsIndexed ? 1 : 2;
+            },
+            [&] { return flushRun(row); });
+        if (!ok)
+            return false;
+        if (!gaveUp && row != c.numRowsIndexed) {
+            c.noteFileChanged();
+            return fail(QLatin1String(kChangedText));
+        }
+        rowsDone = row;
+        return flushOut(row);
+    }
+
+    // Rows in the table's order: the start of every line first, in one pass, then the lines of as
+    // many rows as a store holds gathered from the file in position order, a pass per store.
+    template <int W> bool gathered() {
+        const int rows = c.numRowsIndexed;
+        // Per file row: where its line starts, whether it goes out as it stands (bit 0), where
+        // its line ending starts if it is well formed (bit 1, and the ending's units in bits 2
+        // and 3), whether it has quotes (bit 4).
+        std::vector<qint64> starts(static_cast<size_t>(rows) + 1);
+        std::vector<quint8> kinds(static_cast<size_t>(rows));
+        int found = 0;
+        const bool ok = forEachLine<W>(
+            [&](const char*, qint64 dataPosition, const Line& line) -> int {
+                const size_t f = static_cast<size_t>(found);
+                starts[f] = dataPosition + W * line.start;
+                starts[f + 1] = dataPosition + W * line.end;
+                kinds[f] = static_cast<quint8>(
+                    (line.copyable ? 1 : 0) | (line.quotes ? 16 : 0) |
+                    (line.contentEnd >= 0 ? 2 | static_cast<int>(line.end - line.contentEnd) << 2 : 0));
+                ++found;
+                return found < rows ? 1 : 2;
+            },
+            [] { return true; });
+        if (!ok)
+            return false;
+        if (gaveUp)
+            return true; // nothing written yet: the cell-by-cell save does it all
+        if (found != rows) {
+            c.noteFileChanged();
+            return fail(QLatin1String(kChangedText));
+        }
+        rowsDone = rows;
+        auto sizeOf = [&](int f) {
+            return starts[static_cast<size_t>(f) + 1] - starts[static_cast<size_t>(f)];
+        };
+        std::vector<int> shown; // the table's rows that go out, in order
+        shown.reserve(static_cast<size_t>(rows));
+        size_t skip = 0;
+        for (int row = 0; row < rows; ++row) {
+            while (skip < rowsToSkip.size() && rowsToSkip[skip] < row)
+                ++skip;
+            const int f = c.fileRowOf(row);
+            if (!(skip < rowsToSkip.size() && rowsToSkip[skip] == row) && f >= 0 && f < rows)
+                shown.push_back(row);
+        }
+        const int fd = c.file->handle();
+        std::vector<qint64> placeOfFileRow(static_cast<size_t>(rows), -1);
+        std::vector<qint64> places;
+        std::vector<char> store;
+        std::vector<char> readBuffer;
+        std::vector<char> nextReadBuffer;
+        struct Read {
+            qint64 begin;
+            qint64 end;
+            int from; // file rows [from, to)
+            int to;
+        };
+        std::vector<Read> reads;
+        for (size_t first = 0; first < shown.size();) {
+            // The next rows up to the store's size (at least one), and their places in it.
+            size_t last = first;
+            qint64 storeBytes = 0;
+            places.clear();
+            for (; last < shown.size(); ++last) {
+                const qint64 size = sizeOf(c.fileRowOf(shown[last]));
+                if (last > first && storeBytes + size > kGatherBytes)
+                    break;
+                places.push_back(storeBytes);
+                storeBytes += size;
+            }
+            places.push_back(storeBytes);
+            std::fill(placeOfFileRow.begin(), placeOfFileRow.end(), -1);
+            for (size_t k = first; k < last; ++k)
+                placeOfFileRow[static_cast<size_t>(c.fileRowOf(shown[k]))] = places[k - first];
+            store.resize(static_cast<size_t>(storeBytes + kSlackBytes));
+            // The file front to back, neighbouring lines in one read over small gaps; the next
+            // read runs on a thread of its own while the lines of the last one are put in place.
+            reads.clear();
+            for (int f = 0; f < rows;) {
+                if (placeOfFileRow[static_cast<size_t>(f)] < 0) {
+                    ++f;
+                    continue;
+                }
+                const qint64 begin = starts[static_cast<size_t>(f)];
+                qint64 end = starts[static_cast<size_t>(f) + 1];
+                int g = f + 1;
+                for (int next = g; next < rows; ++next) {
+                    if (placeOfFileRow[static_cast<size_t>(next)] < 0)
+                        continue;
+                    const qint64 e = starts[static_cast<size_t>(next) + 1];
+                    if (starts[static_cast<size_t>(next)] - end > kGatherGapBytes ||
+                        e - begin > kGatherReadBytes)
+                        break;
+                    end = e;
+                    g = next + 1;
+                }
+                reads.push_back(Read{begin, end, f, g});
+                f = g;
+            }
+            std::vector<char>* buffers[2] = {&readBuffer, &nextReadBuffer};
+            std::future<qint64> pending;
+            auto launch = [&](size_t i) {
+                std::vector<char>& into = *buffers[i % 2];
+                const Read r = reads[i];
+                into.resize(static_cast<size_t>(r.end - r.begin));
+                pending = std::async(std::launch::async, [fd, r, &into] {
+                    return PieceReader::readFully(fd, into.data(), r.begin, r.end - r.begin);
+                });
+            };
+            if (!reads.empty())
+                launch(0);
+            for (size_t i = 0; i < reads.size(); ++i) {
+                const Read r = reads[i];
+                if (pending.get() < r.end - r.begin) {
+                    c.noteFileChanged();
+                    return fail(QLatin1String(kChangedText));
+                }
+                if (i + 1 < reads.size())
+                    launch(i + 1);
+                const std::vector<char>& got = *buffers[i % 2];
+                for (int f = r.from; f < r.to; ++f) {
+                    const qint64 place = placeOfFileRow[static_cast<size_t>(f)];
+                    if (place >= 0)
+                        std::memcpy(store.data() + place,
+                                    got.data() + (starts[static_cast<size_t>(f)] - r.begin),
+                                    static_cast<size_t>(sizeOf(f)));
+                }
+            }
+            for (size_t k = first; k < last; ++k) {
+                const quint8 kind = kinds[static_cast<size_t>(c.fileRowOf(shown[k]))];
+                const qint64 start = places[k - first] / W;
+                const qint64 end = places[k - first + 1] / W;
+                const Line line{start, end, (kind & 1) != 0, (kind & 2) ? end - ((kind >> 2) & 3) : -1,
+                                (kind & 16) != 0};
+                if (!emitLine<W>(shown[k], store.data(), line))
+                    return false;
+            }
+            if (!flushRun(shown[last - 1]) || !flushOut(shown[last - 1]))
+                return false;
+            first = last;
+        }
+        return true;
+    }
+
+    template <int W> bool run() {
+        return c.rowsReordered ? gathered<W>() : inFileOrder<W>();
+    }
+};
+
+bool ReadOnlyDataContainer::streamSave(const CellWriter& writer,
+                                       const std::function<bool(const char*, qint64)>& put,
+                                       const std::vector<int>& rowsToSkip, const std::vector<int>& colsToSkip,
+                                       int lastRow, int& rowsDone) {
+    StreamSave save{*this, writer, put, rowsToSkip, colsToSkip, lastRow};
+    rowsDone = 0;
+    if (!save.usable())
+        return true;
+    std::optional<AheadWriter> ahead;
+    // Tests that read in small pieces write in small buffers on the writing thread too.
+    const qint64 testing = s_pieceSizeForTesting.load();
+    if (fileSize >= kAheadWriteBytes || testing > 0) {
+        ahead.emplace(put);
+        save.ahead = &*ahead;
+        save.flushBytes = testing > 0 ? static_cast<size_t>(testing) : kAheadFlushBytes;
+    }
+    bool ok = false;
+    switch (save.unitBytes) {
+    case 2:
+        ok = save.run<2>();
+        break;
+    case 4:
+        ok = save.run<4>();
+        break;
+    default:
+        ok = save.run<1>();
+        break;
+    }
+    if (ahead && !ahead->finish())
+        ok = false;
+    if (!ok && errorString.isEmpty())
+        errorString = save.failure;
+    rowsDone = save.rowsDone;
+    return ok;
+}

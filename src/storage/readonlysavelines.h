@@ -1,0 +1,282 @@
+#pragma once
+
+// How a read-only table's save finds the lines of its file and tells which of them a save
+// writes back unchanged. Private to the container's save.
+
+#include <QtGlobal>
+
+#include <bit>
+#include <cstdint>
+#include <cstring>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+namespace ReadOnlySaveLines {
+
+enum Term : quint8 { TermNone, TermLf, TermCr, TermCrLf, TermRs };
+
+// What decides whether a line of the file is also the line the writer makes of its cells. Units
+// are compared whole, in the encoding's width.
+struct Rules {
+    std::uint32_t lf = 10, cr = 13, rs = 30, quote = '"', delimiter = ',';
+    bool hasDelimiter = true;
+    bool quoting = true;       // the reader honours quotes at a cell's start
+    bool copy = true;          // any line may go out as it stands
+    bool writerNever = false;  // the writer quotes no cell
+    bool quoteAnywhere = true; // the writer quotes a cell with a quote anywhere in it
+    bool padded = false;       // fields are counted against the table's width
+    bool trailing = true;      // ... and padded up to it, else trailing empty ones dropped
+    qint64 width = 0;
+    Term saveTerm = TermLf;
+};
+
+// Units [start, end) of the data: one line with its terminator, if it has one.
+struct Line {
+    qint64 start = 0;
+    qint64 end = 0;
+    bool copyable = false;  // the writer makes the same bytes of it
+    qint64 contentEnd = -1; // where its line ending starts; -1 for a line without one, or one
+                            // with a quoted cell that isn't closed right before a delimiter
+    bool quotes = true;     // it may have quotes that are read as such
+};
+
+template <int W> inline std::uint32_t unitAt(const char* p) {
+    if constexpr (W == 1) {
+        return static_cast<unsigned char>(*p);
+    } else if constexpr (W == 2) {
+        std::uint16_t u;
+        std::memcpy(&u, p, 2);
+        return u;
+    } else {
+        std::uint32_t u;
+        std::memcpy(&u, p, 4);
+        return u;
+    }
+}
+
+// Bit k set where unit k of the 64 at p ends a line or, with quoting on, is a quote.
+template <int W> inline std::uint64_t eventMask(const char* p, const Rules& r) {
+#if defined(__SSE2__)
+    if constexpr (W == 1) {
+        const __m128i lf = _mm_set1_epi8(static_cast<char>(r.lf));
+        const __m128i cr = _mm_set1_epi8(static_cast<char>(r.cr));
+        const __m128i rs = _mm_set1_epi8(static_cast<char>(r.rs));
+        const __m128i q = _mm_set1_epi8(r.quoting ? static_cast<char>(r.quote) : static_cast<char>(r.lf));
+        std::uint64_t bits = 0;
+        for (int k = 0; k < 4; ++k) {
+            const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * k));
+            const __m128i hit = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, lf), _mm_cmpeq_epi8(v, cr)),
+                                             _mm_or_si128(_mm_cmpeq_epi8(v, rs), _mm_cmpeq_epi8(v, q)));
+            bits |= std::uint64_t(static_cast<std::uint16_t>(_mm_movemask_epi8(hit))) << (16 * k);
+        }
+        return bits;
+    } else if constexpr (W == 2) {
+        const __m128i lf = _mm_set1_epi16(static_cast<short>(r.lf));
+        const __m128i cr = _mm_set1_epi16(static_cast<short>(r.cr));
+        const __m128i rs = _mm_set1_epi16(static_cast<short>(r.rs));
+        const __m128i q = _mm_set1_epi16(r.quoting ? static_cast<short>(r.quote) : static_cast<short>(r.lf));
+        auto hits = [&](int k) {
+            const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * k));
+            return _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi16(v, lf), _mm_cmpeq_epi16(v, cr)),
+                                _mm_or_si128(_mm_cmpeq_epi16(v, rs), _mm_cmpeq_epi16(v, q)));
+        };
+        std::uint64_t bits = 0;
+        for (int k = 0; k < 4; ++k) {
+            const __m128i packed = _mm_packs_epi16(hits(2 * k), hits(2 * k + 1));
+            bits |= std::uint64_t(static_cast<std::uint16_t>(_mm_movemask_epi8(packed))) << (16 * k);
+        }
+        return bits;
+    }
+#endif
+    std::uint64_t bits = 0;
+    for (int k = 0; k < 64; ++k) {
+        const std::uint32_t u = unitAt<W>(p + W * k);
+        if (u == r.lf || u == r.cr || u == r.rs || (r.quoting && u == r.quote))
+            bits |= std::uint64_t(1) << k;
+    }
+    return bits;
+}
+
+// Walks the lines of a piece of text that starts at a line's start. Only line ends and quotes
+// are looked at one by one; everything between goes 64 units at a time.
+template <int W> class Splitter {
+public:
+    enum Result { Found, NeedMore, Odd };
+
+    explicit Splitter(const Rules& rules) : r(rules) {}
+
+    // `data` holds `units` units and at least 64 more readable behind them. `final`: the text
+    // ends there; otherwise more follows.
+    void attach(const char* data, qint64 units, bool final) {
+        d = data;
+        n = units;
+        last = final;
+        block = -1;
+    }
+
+    // The line from `s`. NeedMore: it runs past the data, which isn't the last. Odd: a quoted
+    // cell with text behind its closing quote, or one never closed; the reader's own machine
+    // finds such a line's end.
+    Result line(qint64 s, Line& out) {
+        bool copyable = r.copy;
+        bool quotes = false;
+        qint64 quotedDelimiters = 0;
+        qint64 i = s;
+        for (;;) {
+            const qint64 p = nextEvent(i);
+            if (p >= n) {
+                if (!last)
+                    return NeedMore;
+                out = Line{s, n, false, -1}; // the file's last line, without a line ending
+                return Found;
+            }
+            const std::uint32_t u = at(p);
+            if (!r.quoting || u != r.quote) {
+                Term t = TermLf;
+                qint64 end = p + 1;
+                if (u == r.rs) {
+                    t = TermRs;
+                } else if (u == r.cr) {
+                    if (p + 1 >= n && !last)
+                        return NeedMore;
+                    t = TermCr;
+                    if (p + 1 < n && at(p + 1) == r.lf) {
+                        t = TermCrLf;
+                        ++end;
+                    }
+                }
+                if (copyable)
+                    copyable = t == r.saveTerm && fieldsKept(s, p, quotedDelimiters);
+                out = Line{s, end, copyable, p, quotes};
+                return Found;
+            }
+            quotes = true;
+            if (p != s && at(p - 1) != r.delimiter) {
+                // A quote inside an unquoted cell is an ordinary character.
+                if (r.quoteAnywhere && !r.writerNever)
+                    copyable = false;
+                i = p + 1;
+                continue;
+            }
+            // A quoted cell from p on.
+            bool lineBreak = false;
+            bool doubled = false;
+            bool leadingQuote = false;
+            qint64 close = -1;
+            for (qint64 j = p + 1;;) {
+                const qint64 q = nextEvent(j);
+                if (q >= n)
+                    return last ? Odd : NeedMore;
+                if (at(q) != r.quote) {
+                    lineBreak = true;
+                    j = q + 1;
+                    continue;
+                }
+                if (q + 1 >= n) {
+                    if (!last)
+                        return NeedMore;
+                    close = q;
+                    break;
+                }
+                if (at(q + 1) == r.quote) {
+                    doubled = true;
+                    leadingQuote = leadingQuote || q == p + 1;
+                    j = q + 2;
+                    continue;
+                }
+                close = q;
+                break;
+            }
+            const qint64 behind = close + 1;
+            if (behind < n) {
+                const std::uint32_t b = at(behind);
+                if (!(r.hasDelimiter && b == r.delimiter) && b != r.lf && b != r.cr && b != r.rs)
+                    return Odd;
+            }
+            if (copyable) {
+                // The writer quotes the cell again, in the same way, only if it has to. Delimiters
+                // in it are counted where fields are, else one is enough.
+                const bool needs = lineBreak || (r.quoteAnywhere ? doubled : leadingQuote);
+                qint64 inner = 0;
+                if (r.hasDelimiter && (r.padded || !needs))
+                    inner = r.padded ? countDelimiters(p + 1, close) : (findDelimiter(p + 1, close) ? 1 : 0);
+                quotedDelimiters += inner;
+                copyable = !r.writerNever && (needs || inner > 0);
+            }
+            i = behind;
+        }
+    }
+
+private:
+    std::uint32_t at(qint64 i) const { return unitAt<W>(d + W * i); }
+
+    qint64 countDelimiters(qint64 from, qint64 to) const {
+        qint64 count = 0;
+        if constexpr (W == 1) {
+            const char* p = d + from;
+            const char* const end = d + to;
+            const char delimiter = static_cast<char>(r.delimiter);
+            while (p < end) {
+                const void* hit = std::memchr(p, delimiter, static_cast<size_t>(end - p));
+                if (!hit)
+                    break;
+                ++count;
+                p = static_cast<const char*>(hit) + 1;
+            }
+        } else {
+            for (qint64 i = from; i < to; ++i)
+                count += at(i) == r.delimiter ? 1 : 0;
+        }
+        return count;
+    }
+
+    bool findDelimiter(qint64 from, qint64 to) const {
+        if constexpr (W == 1)
+            return std::memchr(d + from, static_cast<int>(r.delimiter), static_cast<size_t>(to - from)) !=
+                   nullptr;
+        for (qint64 i = from; i < to; ++i) {
+            if (at(i) == r.delimiter)
+                return true;
+        }
+        return false;
+    }
+
+    // Whether a line's fields go out as they stand when the writer counts them against the
+    // table's width.
+    bool fieldsKept(qint64 s, qint64 contentEnd, qint64 quotedDelimiters) const {
+        if (!r.padded || !r.hasDelimiter)
+            return true;
+        if (!r.trailing)
+            return contentEnd == s || at(contentEnd - 1) != r.delimiter;
+        return 1 + countDelimiters(s, contentEnd) - quotedDelimiters >= r.width;
+    }
+
+    qint64 nextEvent(qint64 i) {
+        for (;;) {
+            if (i >= n)
+                return n;
+            const qint64 b = i & ~qint64(63);
+            if (b != block) {
+                block = b;
+                mask = eventMask<W>(d + W * b, r);
+                if (n - b < 64)
+                    mask &= (std::uint64_t(1) << (n - b)) - 1;
+            }
+            const std::uint64_t m = mask & (~std::uint64_t(0) << (i - b));
+            if (m)
+                return b + std::countr_zero(m);
+            i = b + 64;
+        }
+    }
+
+    const Rules& r;
+    const char* d = nullptr;
+    qint64 n = 0;
+    bool last = false;
+    qint64 block = -1;
+    std::uint64_t mask = 0;
+};
+
+} // namespace ReadOnlySaveLines

@@ -1,0 +1,434 @@
+// The streamed save of a read-only table held byte for byte to the cell-by-cell save it replaces,
+// on random files of every encoding family and standard, with awkward lines (quoted line breaks,
+// doubled quotes, needless quotes, text behind a closing quote, mixed line endings, ragged and
+// empty lines, lines far longer than a read), in the file's order, filtered, sorted and both,
+// with columns moved or hidden, and saved with other parameters; read in pieces of several
+// sizes. And saves that fail: a full or read-only disk, a file cut short while it is saved.
+#include "containertesthelpers.h"
+
+#include "storage/piecereader.h"
+#include "storage/readonlydatacontainer.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QProcess>
+#include <QRandomGenerator>
+#include <QStandardPaths>
+#include <QTest>
+
+#include <algorithm>
+#include <numeric>
+
+#include <unistd.h>
+
+namespace {
+
+Bytes encode(const std::u32string& text, EncodingType encoding) {
+    Bytes out;
+    auto unit = [&](quint32 v, int width, bool big) {
+        for (int k = 0; k < width; ++k)
+            out.push_back(static_cast<char>((v >> (big ? 8 * (width - 1 - k) : 8 * k)) & 0xFF));
+    };
+    for (const char32_t cp : text) {
+        if (encoding == UTF_16LE || encoding == UTF_16BE) {
+            unit(cp, 2, encoding == UTF_16BE);
+        } else if (encoding != UTF_8) {
+            out.push_back(static_cast<char>(cp)); // a single-byte code page: code points below 256
+        } else if (cp < 0x80) {
+            out.push_back(static_cast<char>(cp));
+        } else if (cp < 0x800) {
+            out.push_back(static_cast<char>(0xC0 | (cp >> 6)));
+            out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
+        } else {
+            out.push_back(static_cast<char>(0xE0 | (cp >> 12)));
+            out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
+            out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
+        }
+    }
+    return out;
+}
+
+// A random file's text: mostly one line ending, some of the others; cells of every kind.
+std::u32string randomText(QRandomGenerator& rng, char32_t delimiter, bool wideAlphabet, bool finalEnding) {
+    const char32_t narrow[] = {U'a', U'b', U'Z', U'0', U'7', U' ', U'.', 0xE9, 0xFC};
+    const char32_t wide[] = {U'a', U'q', U'5', U' ', 0xE9, 0x3A9, 0x4E2D, 0xFEFF};
+    auto word = [&](int maxLength) {
+        std::u32string s;
+        const int n = 1 + rng.bounded(maxLength);
+        for (int i = 0; i < n; ++i)
+            s += wideAlphabet ? wide[rng.bounded(int(std::size(wide)))]
+                              : narrow[rng.bounded(int(std::size(narrow)))];
+        return s;
+    };
+    const std::u32string endings[] = {U"\n", U"\r\n", U"\x1e", U"\r"};
+    const int usual = rng.bounded(3);
+    std::u32string text;
+    const int lines = 1 + rng.bounded(60);
+    for (int l = 0; l < lines; ++l) {
+        const int fields = rng.bounded(8) == 0 ? 0 : 1 + rng.bounded(6);
+        for (int f = 0; f < fields; ++f) {
+            if (f > 0)
+                text += delimiter;
+            // Appended piece by piece: concatenated temporaries trip a false warning of the compiler.
+            auto add = [&](std::initializer_list<std::u32string> parts) {
+                for (const std::u32string& part : parts)
+                    text.append(part);
+            };
+            const std::u32string q(1, U'"');
+            switch (rng.bounded(13)) {
+            case 0:
+                break;
+            case 1:
+                add({word(3), q, word(3)}); // a quote inside an unquoted cell
+                break;
+            case 2:
+                add({q, word(3), std::u32string(1, delimiter), word(3), q});
+                break;
+            case 3:
+                add({q, word(3), rng.bounded(2) ? U"\n" : U"\r\n", word(3), q});
+                break;
+            case 4:
+                if (rng.bounded(2))
+                    add({q, word(3), q, q, word(2), q});
+                else
+                    add({q, q, q, word(3), q});
+                break;
+            case 5:
+                if (rng.bounded(3))
+                    add({q, word(4), q}); // quotes not needed
+                else
+                    add({q, q});
+                break;
+            case 6:
+                add({q, word(3), q, word(2)}); // text behind the closing quote
+                break;
+            case 7:
+                add({word(rng.bounded(2) ? 300 : 3000)}); // longer than a read
+                break;
+            default:
+                add({word(8)});
+                break;
+            }
+        }
+        const bool last = l + 1 == lines;
+        if (last && rng.bounded(6) == 0) {
+            text += U'"'; // a quote never closed
+            text.append(word(3));
+        }
+        if (!last || finalEnding)
+            text.append(endings[rng.bounded(10) == 0 ? rng.bounded(4) : usual]);
+    }
+    return text;
+}
+
+QString scratchTemplate() {
+    if (QFileInfo(QStringLiteral("/dev/shm")).isWritable())
+        return QStringLiteral("/dev/shm/orvane-tst_readonlystreamsave-XXXXXX");
+    return QDir::tempPath() + QStringLiteral("/orvane-tst_readonlystreamsave-XXXXXX");
+}
+
+// A small memory file system of its own, as root only; unmounted with the object.
+struct SmallDisk {
+    QTemporaryDir mountPoint{scratchTemplate()};
+    bool mounted = false;
+    explicit SmallDisk(const QString& size) {
+#if defined(__SANITIZE_THREAD__)
+        return; // ThreadSanitizer stops a process that starts threads after a fork, as mount's does
+#endif
+        if (::geteuid() != 0 || !mountPoint.isValid())
+            return;
+        mounted =
+            QProcess::execute(QStringLiteral("mount"), {QStringLiteral("-t"), QStringLiteral("tmpfs"),
+                                                        QStringLiteral("-o"), QStringLiteral("size=") + size,
+                                                        QStringLiteral("tmpfs"), mountPoint.path()}) == 0;
+    }
+    ~SmallDisk() {
+        if (mounted)
+            QProcess::execute(QStringLiteral("umount"), {mountPoint.path()});
+    }
+    bool remountReadOnly() const {
+        return QProcess::execute(QStringLiteral("mount"), {QStringLiteral("-o"), QStringLiteral("remount,ro"),
+                                                           mountPoint.path()}) == 0;
+    }
+    QString path(const QString& name) const {
+        return mountPoint.filePath(name);
+    }
+};
+
+// How a variation changes the table and its save parameters before the two saves.
+enum Variation {
+    AsRead,
+    Filtered,
+    Sorted,
+    SortedFiltered,
+    ColumnsMoved,
+    ColumnsHidden,
+    WindowsEndings,
+    SeparatorEndings,
+    OtherDelimiter,
+    OtherStandard,
+    PaddedLines,
+    TrimmedLines,
+    FinalEndingFlipped,
+    VariationCount
+};
+
+} // namespace
+
+class TestReadOnlyStreamSave : public QObject {
+    Q_OBJECT
+
+private:
+    QTemporaryDir dir{scratchTemplate()};
+    int counter = 0;
+
+    QString newPath() { return dir.filePath(QStringLiteral("s%1.csv").arg(++counter)); }
+
+    QByteArray save(ReadOnlyDataContainer& c, bool streamed, const std::vector<int>& rows,
+                    const std::vector<int>& cols) {
+        ReadOnlyDataContainer::setStreamedSaveForTesting(streamed);
+        const QString source = c.getFilepath();
+        const QString path = newPath();
+        const bool ok = c.saveCSV(path, false, false, rows, cols);
+        ReadOnlyDataContainer::setStreamedSaveForTesting(true);
+        c.setFilepath(source);
+        const QByteArray bytes = ok ? readAll(path) : QByteArray("<failed: ") + c.getErrorString().toUtf8();
+        QFile::remove(path);
+        return bytes;
+    }
+
+    static std::vector<int> randomSubset(QRandomGenerator& rng, int n) {
+        std::vector<int> out;
+        for (int i = 0; i < n; ++i) {
+            if (rng.bounded(3) == 0)
+                out.push_back(i);
+        }
+        return out;
+    }
+
+    static std::vector<int> randomOrder(QRandomGenerator& rng, int n) {
+        std::vector<int> order(static_cast<size_t>(n));
+        std::iota(order.begin(), order.end(), 0);
+        for (int i = n - 1; i > 0; --i)
+            std::swap(order[static_cast<size_t>(i)], order[static_cast<size_t>(rng.bounded(i + 1))]);
+        return order;
+    }
+
+private slots:
+    void initTestCase() { QStandardPaths::setTestModeEnabled(true); }
+    void cleanup() {
+        ReadOnlyDataContainer::setPieceSizeForTesting(0);
+        ReadOnlyDataContainer::setStreamedSaveForTesting(true);
+        PieceReader::setReadFaultForTesting(-1, 0);
+    }
+
+    void sameBytesAsCellByCellSave_data() {
+        QTest::addColumn<int>("encoding");
+        QTest::addColumn<bool>("bom");
+        QTest::addColumn<int>("standard");
+        QTest::addColumn<char>("delimiter");
+        const struct {
+            const char* name;
+            EncodingType encoding;
+            bool bom;
+        } encodings[] = {{"UTF-8", UTF_8, false},
+                         {"UTF-8 BOM", UTF_8, true},
+                         {"UTF-16LE BOM", UTF_16LE, true},
+                         {"UTF-16BE", UTF_16BE, false},
+                         {"Windows-1252", WINDOWS_1252, false}};
+        const struct {
+            const char* name;
+            ParsingStandard standard;
+        } standards[] = {{"RFC 4180", RFC_4180},
+                         {"Delimiter Only", DELIMITER_ONLY},
+                         {"All Quotes", ALL_QUOTES},
+                         {"Sparse Quotes", SPARSE_QUOTES},
+                         {"ASCII Separated", ASCII_SEPARATED_VALUES}};
+        for (const auto& e : encodings) {
+            for (const auto& s : standards) {
+                QTest::addRow("%s, %s", e.name, s.name)
+                    << int(e.encoding) << e.bom << int(s.standard) << (s.standard == RFC_4180 ? ';' : ',');
+            }
+        }
+        QTest::addRow("UTF-8, RFC 4180, tab") << int(UTF_8) << false << int(RFC_4180) << '\t';
+        QTest::addRow("UTF-8, no delimiter") << int(UTF_8) << false << int(RFC_4180) << '\0';
+    }
+
+    void sameBytesAsCellByCellSave() {
+        QFETCH(int, encoding);
+        QFETCH(bool, bom);
+        QFETCH(int, standard);
+        QFETCH(char, delimiter);
+        const auto type = static_cast<EncodingType>(encoding);
+        const qint64 pieces[] = {0, 100, 4000};
+        for (quint32 seed = 1; seed <= 4; ++seed) {
+            QRandomGenerator rng(seed * 7919 + quint32(encoding * 31 + standard * 5 + delimiter));
+            const bool finalEnding = rng.bounded(4) != 0;
+            Bytes text = encode(randomText(rng, char32_t(uchar(delimiter ? delimiter : ',')),
+                                           type != WINDOWS_1252, finalEnding),
+                                type);
+            if (bom) {
+                const Bytes mark = AbstractDataContainer::getEncodingBom(type);
+                text.insert(text.begin(), mark.begin(), mark.end());
+            }
+            const QString path = newPath();
+            writeFile(path, text);
+            for (int v = 0; v < VariationCount; ++v) {
+                ReadOnlyDataContainer::setPieceSizeForTesting(pieces[(seed + quint32(v)) % 3]);
+                auto c = openAs<ReadOnlyDataContainer>(path, delimiter,
+                                                       static_cast<ParsingStandard>(standard), type);
+                QVERIFY(c);
+                QVERIFY(c->numRows() > 0);
+                std::vector<int> rows;
+                std::vector<int> cols;
+                switch (v) {
+                case Filtered:
+                    rows = randomSubset(rng, c->numRows());
+                    break;
+                case Sorted:
+                    c->setRowOrder(randomOrder(rng, c->numRows()));
+                    break;
+                case SortedFiltered:
+                    c->setRowOrder(randomOrder(rng, c->numRows()));
+                    rows = randomSubset(rng, c->numRows());
+                    break;
+                case ColumnsMoved:
+                    c->setColOrder(randomOrder(rng, c->numCols()));
+                    break;
+                case ColumnsHidden:
+                    cols = randomSubset(rng, c->numCols());
+                    break;
+                case WindowsEndings:
+                    c->setLineEnding(LINE_ENDING_WINDOWS);
+                    break;
+                case SeparatorEndings:
+                    c->setLineEnding(LINE_ENDING_RECORD_SEPARATOR);
+                    break;
+                case OtherDelimiter:
+                    c->setDelimiter(delimiter, delimiter == '|' ? ',' : '|');
+                    break;
+                case OtherStandard:
+                    c->setParsingStandard(static_cast<ParsingStandard>((standard + 1 + rng.bounded(4)) % 5));
+                    break;
+                case PaddedLines:
+                case TrimmedLines:
+                    c->setKeepFieldCountsAsRead(false);
+                    c->setSaveWithTrailingDelimiters(v == PaddedLines);
+                    break;
+                case FinalEndingFlipped:
+                    c->setFinalLineEnding(!c->getFinalLineEnding());
+                    break;
+                default:
+                    break;
+                }
+                const QByteArray expected = save(*c, false, rows, cols);
+                const QByteArray streamed = save(*c, true, rows, cols);
+                QVERIFY2(!expected.startsWith("<failed"), expected.constData());
+                if (streamed != expected) {
+                    qsizetype at = 0;
+                    while (at < streamed.size() && at < expected.size() && streamed[at] == expected[at])
+                        ++at;
+                    const qsizetype from = std::max<qsizetype>(0, at - 40);
+                    QFAIL(qPrintable(
+                        QStringLiteral("seed %1, variation %2, first difference at %3:\n%4\n---\n%5")
+                            .arg(seed)
+                            .arg(v)
+                            .arg(at)
+                            .arg(QString::fromLatin1(streamed.mid(from, 80).toHex(' ')),
+                                 QString::fromLatin1(expected.mid(from, 80).toHex(' ')))));
+                }
+            }
+        }
+    }
+
+    // Saved over the file its index reads, sorted and filtered: the new file is what a save
+    // elsewhere writes, and the cells still read from the file as it was.
+    void savesOverItsOwnFile() {
+        QRandomGenerator rng(42);
+        const QString path = newPath();
+        writeFile(path, encode(randomText(rng, U',', true, true), UTF_8));
+        ReadOnlyDataContainer::setPieceSizeForTesting(64);
+        auto c = openAs<ReadOnlyDataContainer>(path);
+        QVERIFY(c);
+        c->setRowOrder(randomOrder(rng, c->numRows()));
+        const std::vector<int> rows = randomSubset(rng, c->numRows());
+        const QByteArray expected = save(*c, false, rows, {});
+        const Bytes firstCell = c->getValue(0, 0);
+        QVERIFY(c->saveCSV(false, false, rows, {}));
+        QCOMPARE(readAll(path), expected);
+        QCOMPARE(c->getValue(0, 0), firstCell);
+        QVERIFY(!c->getFileChanged());
+        // And again, now that the path holds another file than the one open.
+        QVERIFY(c->saveCSV(false, false, rows, {}));
+        QCOMPARE(readAll(path), expected);
+    }
+
+    // A file cut short while it is saved: the save says the file changed, and the target keeps
+    // its old text.
+    void fileCutShortFailsTheSave() {
+        QByteArray text;
+        for (int r = 0; r < 20000; ++r)
+            text += "cell" + QByteArray::number(r) + ",\"quoted, " + QByteArray::number(r) + "\",x\n";
+        const QString path = newPath();
+        writeFile(path, text);
+        for (const bool sorted : {false, true}) {
+            auto c = openAs<ReadOnlyDataContainer>(path);
+            QVERIFY(c);
+            if (sorted) {
+                QRandomGenerator rng(7);
+                c->setRowOrder(randomOrder(rng, c->numRows()));
+            }
+            const QString target = newPath();
+            writeFile(target, QByteArray("old\n"));
+            PieceReader::setReadFaultForTesting(text.size() / 2, 0);
+            QVERIFY(!c->saveCSV(target, false, false, {}, {}));
+            PieceReader::setReadFaultForTesting(-1, 0);
+            QVERIFY(!c->getErrorString().isEmpty());
+            QCOMPARE(readAll(target), QByteArray("old\n"));
+            QCOMPARE(c->getFilepath(), path);
+        }
+    }
+
+    void failedWriteLeavesOldFileWhole() {
+        SmallDisk disk(QStringLiteral("1m"));
+        if (!disk.mounted)
+            QSKIP("mounting a small file system needs root (and no ThreadSanitizer)");
+        QByteArray text;
+        for (int r = 0; r < 200000; ++r)
+            text += "row" + QByteArray::number(r) + ",a,b,c\n";
+        const QString source = newPath();
+        writeFile(source, text);
+        const QString target = disk.path(QStringLiteral("table.csv"));
+        writeFile(target, QByteArray("old,content\n"));
+        // Written on the calling thread, and on a writing thread of its own (which small pieces
+        // ask for).
+        for (const int mode : {0, 1, 2, 3}) {
+            const bool sorted = mode & 1;
+            ReadOnlyDataContainer::setPieceSizeForTesting(mode & 2 ? 65536 : 0);
+            auto c = openAs<ReadOnlyDataContainer>(source);
+            QVERIFY(c);
+            if (sorted) {
+                QRandomGenerator rng(3);
+                c->setRowOrder(randomOrder(rng, c->numRows()));
+            }
+            QVERIFY(!c->saveCSV(target, false, false, {}, {})); // the disk fills up half way
+            QVERIFY(!c->getErrorString().isEmpty());
+            QCOMPARE(readAll(target), QByteArray("old,content\n"));
+            QCOMPARE(QDir(disk.mountPoint.path()).entryList(QDir::Files),
+                     QStringList{QStringLiteral("table.csv")});
+        }
+        // A read-only disk: the table's own file there can't be replaced.
+        const QString own = disk.path(QStringLiteral("own.csv"));
+        writeFile(own, QByteArray("b,1\na,2\n"));
+        QVERIFY(disk.remountReadOnly());
+        auto c = openAs<ReadOnlyDataContainer>(own);
+        QVERIFY(c);
+        c->setRowOrder({1, 0});
+        QVERIFY(!c->saveCSV(false, false, {}, {}));
+        QVERIFY(!c->getErrorString().isEmpty());
+        QCOMPARE(readAll(own), QByteArray("b,1\na,2\n"));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestReadOnlyStreamSave)
+#include "tst_readonlystreamsave.moc"

@@ -2,11 +2,8 @@
 
 #include "storage/partbuffer.h"
 
-#include <QtGlobal>
-
 #include <algorithm>
 #include <condition_variable>
-#include <cstdlib>
 #include <mutex>
 #include <thread>
 
@@ -15,16 +12,6 @@ int PartedWrite::helpersFor(long long bytes, int parts) {
     if (bytes < kWorthAThread || parts < 2)
         return 0;
     const int cores = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
-#if defined(Q_OS_UNIX)
-    // On a machine with twice as many threads running as it has cores, a helper mostly waits
-    // for its turn and the writer for the helper: one thread that keeps its turn does better.
-    // Not for a long save, whose writes now and then wait for the disk to catch up: a helper
-    // fills those waits.
-    constexpr long long kLongSave = 256LL << 20;
-    double load = 0;
-    if (bytes < kLongSave && ::getloadavg(&load, 1) == 1 && load >= 2.0 * cores)
-        return 0;
-#endif
     return std::min(cores - 1, parts - 1);
 }
 

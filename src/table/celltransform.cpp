@@ -518,28 +518,99 @@ TextChange splitWrites(const SplitPlan& plan, Axis axis) {
     return change;
 }
 
-// The writes of a split along rows where the rest of each row moves right by the extra parts.
-std::vector<CellText> restOfRowsMoved(const TableData& data, Extent extent, SplitPlan& plan) {
-    std::map<int, std::vector<std::pair<int, QStringList>>> rows;
-    for (auto& [cell, parts] : plan.cells)
-        rows[cell.row].emplace_back(cell.col, std::move(parts));
-    std::vector<CellText> out;
-    for (auto& [row, splits] : rows) {
-        std::sort(splits.begin(), splits.end(),
-                  [](const auto& a, const auto& b) { return a.first < b.first; });
-        int to = splits.front().first;
-        std::size_t next = 0;
-        for (int from = splits.front().first; from < extent.cols; ++from) {
-            if (next < splits.size() && splits[next].first == from) {
-                for (const QString& part : splits[next].second)
-                    out.push_back({row, to++, part});
-                ++next;
-                continue;
+// The change of a split along rows where the rest of each row moves right by the extra parts:
+// every cell from a row's first split on takes the text that lands there. Each cell is read
+// once (the split cells' texts are the plan's), and the texts they replace are the same reads.
+bool restOfRowsMoved(const TableData& data, Extent extent, SplitPlan& plan, TextChange& out,
+                     TableModelWorker* worker) {
+    out = TextChange();
+    // The split cells row by row, in their columns' order.
+    std::vector<std::size_t> order(plan.cells.size());
+    for (std::size_t i = 0; i < order.size(); ++i)
+        order[i] = i;
+    std::stable_sort(order.begin(), order.end(), [&plan](std::size_t a, std::size_t b) {
+        const CellText& x = plan.cells[a].first;
+        const CellText& y = plan.cells[b].first;
+        return x.row != y.row ? x.row < y.row : x.col < y.col;
+    });
+    // A row's run of split cells, and the columns it writes: from its first split to the end of
+    // the table moved right by its extra parts.
+    struct Row {
+        std::size_t begin, end; // in `order`
+        int first, last;
+    };
+    std::vector<Row> rows;
+    for (std::size_t i = 0; i < order.size();) {
+        const int row = plan.cells[order[i]].first.row;
+        Row run{i, i, plan.cells[order[i]].first.col, extent.cols - 1};
+        for (; run.end < order.size() && plan.cells[order[run.end]].first.row == row; ++run.end)
+            run.last += int(plan.cells[order[run.end]].second.size()) - 1;
+        rows.push_back(run);
+        i = run.end;
+    }
+    if (rows.empty())
+        return true;
+    // The writes fill a rectangle when the rows are adjacent and all alike: then every cell is
+    // kept, else only those that change, with their positions.
+    out.block = true;
+    for (std::size_t r = 1; r < rows.size() && out.block; ++r) {
+        out.block =
+            rows[r].first == rows[0].first && rows[r].last == rows[0].last &&
+            plan.cells[order[rows[r].begin]].first.row == plan.cells[order[rows[r - 1].begin]].first.row + 1;
+    }
+    out.top = plan.cells[order[rows.front().begin]].first.row;
+    out.left = rows[0].first;
+    out.width = rows[0].last - rows[0].first + 1;
+    if (!out.block) {
+        out.left = INT_MAX;
+        int right = -1;
+        for (const Row& run : rows) {
+            out.left = std::min(out.left, run.first);
+            right = std::max(right, run.last);
+        }
+        out.width = right - out.left + 1;
+    }
+    static const QString empty;
+    std::vector<QString> olds;
+    for (std::size_t r = 0; r < rows.size(); ++r) {
+        if (!tick(worker, 1, r, rows.size()))
+            return false;
+        const Row& run = rows[r];
+        const int row = plan.cells[order[run.begin]].first.row;
+        // The row's texts from its first split on, as they are now.
+        olds.clear();
+        std::size_t next = run.begin;
+        for (int col = run.first; col < extent.cols; ++col) {
+            if (next < run.end && plan.cells[order[next]].first.col == col)
+                olds.push_back(plan.cells[order[next++]].first.text);
+            else
+                olds.push_back(textIn(data, extent, row, col));
+        }
+        int to = run.first;
+        const auto write = [&](const QString& text) {
+            const std::size_t at = std::size_t(to - run.first);
+            const QString& old = at < olds.size() ? olds[at] : empty;
+            const bool differs = old != text;
+            out.changed = out.changed || differs;
+            if (out.block || differs) {
+                out.oldTexts.append(old);
+                out.newTexts.append(text);
+                if (!out.block)
+                    out.positions.emplace_back(row, to);
             }
-            out.push_back({row, to++, data.getValueModel(row, from).toString()});
+            ++to;
+        };
+        next = run.begin;
+        for (int from = run.first; from < extent.cols; ++from) {
+            if (next < run.end && plan.cells[order[next]].first.col == from) {
+                for (const QString& part : plan.cells[order[next++]].second)
+                    write(part);
+            } else {
+                write(olds[std::size_t(from - run.first)]);
+            }
         }
     }
-    return out;
+    return true;
 }
 
 } // namespace
@@ -560,7 +631,7 @@ TableUndoCommand* splitCommand(TableModel& model, Axis axis, bool cellsOnly,
             if (plan.cells.empty())
                 return true;
             if (moveRest)
-                return changeOf(data, extent, restOfRowsMoved(data, extent, plan), change, &worker);
+                return restOfRowsMoved(data, extent, plan, change, &worker);
             change = splitWrites(plan, axis);
             return true;
         },

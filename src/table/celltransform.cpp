@@ -146,6 +146,18 @@ bool tick(TableModelWorker* worker, int pass, std::size_t i, std::size_t n) {
     return worker->reportProgress(qint64(pass) * qint64(n) + qint64(i), 2 * qint64(n));
 }
 
+// Keeps one write of a change: every cell of a block, else only a cell whose text changes.
+void keepWrite(TextChange& out, const QString& old, const QString& text, int row, int col) {
+    const bool differs = old != text;
+    out.changed = out.changed || differs;
+    if (out.block || differs) {
+        out.oldTexts.append(old);
+        out.newTexts.append(text);
+        if (!out.block)
+            out.positions.emplace_back(row, col);
+    }
+}
+
 QString textIn(const TableData& data, Extent extent, int row, int col) {
     if (row < 0 || col < 0 || row >= extent.rows || col >= extent.cols)
         return QString();
@@ -194,15 +206,7 @@ bool changeOf(const TableData& data, Extent extent, std::vector<CellText> cells,
         if (!tick(worker, 1, i, n))
             return false;
         const CellText& cell = cells[i];
-        const QString old = textIn(data, extent, cell.row, cell.col);
-        const bool differs = old != cell.text;
-        out.changed = out.changed || differs;
-        if (out.block || differs) {
-            out.oldTexts.append(old);
-            out.newTexts.append(cell.text);
-            if (!out.block)
-                out.positions.emplace_back(cell.row, cell.col);
-        }
+        keepWrite(out, textIn(data, extent, cell.row, cell.col), cell.text, cell.row, cell.col);
     }
     return true;
 }
@@ -266,15 +270,7 @@ bool computeTextChange(const TableData& data, const std::vector<std::pair<int, i
             return false;
         const auto& [row, col] = indexes[i];
         const QString text = data.getValueModel(row, col).toString();
-        const QString changed = skipEmpty && text.isEmpty() ? text : fn(text, i);
-        const bool differs = changed != text;
-        out.changed = out.changed || differs;
-        if (out.block || differs) {
-            out.oldTexts.append(text);
-            out.newTexts.append(changed);
-            if (!out.block)
-                out.positions.emplace_back(row, col);
-        }
+        keepWrite(out, text, skipEmpty && text.isEmpty() ? text : fn(text, i), row, col);
     }
     return true;
 }
@@ -589,15 +585,7 @@ bool restOfRowsMoved(const TableData& data, Extent extent, SplitPlan& plan, Text
         int to = run.first;
         const auto write = [&](const QString& text) {
             const std::size_t at = std::size_t(to - run.first);
-            const QString& old = at < olds.size() ? olds[at] : empty;
-            const bool differs = old != text;
-            out.changed = out.changed || differs;
-            if (out.block || differs) {
-                out.oldTexts.append(old);
-                out.newTexts.append(text);
-                if (!out.block)
-                    out.positions.emplace_back(row, to);
-            }
+            keepWrite(out, at < olds.size() ? olds[at] : empty, text, row, to);
             ++to;
         };
         next = run.begin;

@@ -1,5 +1,6 @@
 #include "table/celltransform.h"
 
+#include "table/insertlinegroupscommand.h"
 #include "table/rowcolcommands.h"
 #include "table/sequencecommand.h"
 #include "table/setcelltextscommand.h"
@@ -628,18 +629,13 @@ TableUndoCommand* splitCommand(TableModel& model, Axis axis, bool cellsOnly,
         return nullptr;
     if (moveRest)
         return commandOf(model, std::move(change));
-    // Whole new lines after each split line, the last line first so that the earlier ones keep
-    // their places; then the parts, at the places they have once the lines are in.
+    // Whole new lines after each split line, all in one move of the table's lines; then the
+    // parts, at the places they have once the lines are in.
     std::vector<SequenceCommand::Step> steps;
-    for (auto it = plan.extra.rbegin(); it != plan.extra.rend(); ++it) {
-        const int line = it->first;
-        const int count = it->second;
-        steps.push_back([axis, line, count](TableModel* m) -> TableUndoCommand* {
-            if (axis == Axis::Row)
-                return new InsertColsCommand(m, {line}, count, true);
-            return new InsertRowsCommand(m, {line}, count, true);
-        });
-    }
+    steps.push_back([axis, groups = std::vector<std::pair<int, int>>(plan.extra.begin(), plan.extra.end())](
+                        TableModel* m) -> TableUndoCommand* {
+        return new InsertLineGroupsCommand(m, axis == Axis::Row ? Axis::Col : Axis::Row, groups);
+    });
     // The selection as it was, so that undo of the whole step shows it again.
     steps.push_back([change = std::move(change),
                      selection = model.getSelection()](TableModel* m) mutable -> TableUndoCommand* {

@@ -502,6 +502,12 @@ public:
     // with them while it runs. Dropped when the scan ends.
     void holdCells(int top, int left, int bottom, int right);
 
+    // --- Lines inserted in groups (InsertLineGroupsCommand) ------------------------------
+    // Adds `count` empty lines after the last raw line and moves every line to map[line] (raw);
+    // removeLineGroups takes the same back.
+    void insertLineGroups(Axis axis, const std::vector<int>& map, int count);
+    void removeLineGroups(Axis axis, const std::vector<int>& map, int count);
+
     // --- Cell transformations
     // Runs a job that only reads the table's cells: on the worker with `useThread`, while a
     // local event loop keeps the window alive, else here. False when it failed or was canceled.

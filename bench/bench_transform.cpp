@@ -125,6 +125,18 @@ std::vector<Operation> operations() {
                  m, Axis::Row, true,
                  [](const QString& t) { return Utilities::splitByDelimiter(t, QStringLiteral(";")); }, true);
          }},
+        // Every row gets one new row below it: 100,000 groups of new rows in one move.
+        {"split down by ; on worker",
+         [](QByteArray& out, DataRandom& r) {
+             appendWords(out, r);
+             out += ';';
+             appendWords(out, r);
+         },
+         [](TableModel& m) {
+             return CellTransform::splitCommand(
+                 m, Axis::Col, false,
+                 [](const QString& t) { return Utilities::splitByDelimiter(t, QStringLiteral(";")); }, true);
+         }},
         {"join rows", words,
          [](TableModel& m) { return laidOut(m, CellTransform::join(m, QStringLiteral(", "), true, false)); }},
         // What a large selection runs: the same join read and worked out on the model's worker.

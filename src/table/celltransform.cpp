@@ -1,5 +1,6 @@
 #include "table/celltransform.h"
 
+#include "table/insertlinegroupscommand.h"
 #include "table/rowcolcommands.h"
 #include "table/sequencecommand.h"
 #include "table/setcelltextscommand.h"
@@ -146,6 +147,18 @@ bool tick(TableModelWorker* worker, int pass, std::size_t i, std::size_t n) {
     return worker->reportProgress(qint64(pass) * qint64(n) + qint64(i), 2 * qint64(n));
 }
 
+// Keeps one write of a change: every cell of a block, else only a cell whose text changes.
+void keepWrite(TextChange& out, const QString& old, const QString& text, int row, int col) {
+    const bool differs = old != text;
+    out.changed = out.changed || differs;
+    if (out.block || differs) {
+        out.oldTexts.append(old);
+        out.newTexts.append(text);
+        if (!out.block)
+            out.positions.emplace_back(row, col);
+    }
+}
+
 QString textIn(const TableData& data, Extent extent, int row, int col) {
     if (row < 0 || col < 0 || row >= extent.rows || col >= extent.cols)
         return QString();
@@ -194,15 +207,7 @@ bool changeOf(const TableData& data, Extent extent, std::vector<CellText> cells,
         if (!tick(worker, 1, i, n))
             return false;
         const CellText& cell = cells[i];
-        const QString old = textIn(data, extent, cell.row, cell.col);
-        const bool differs = old != cell.text;
-        out.changed = out.changed || differs;
-        if (out.block || differs) {
-            out.oldTexts.append(old);
-            out.newTexts.append(cell.text);
-            if (!out.block)
-                out.positions.emplace_back(cell.row, cell.col);
-        }
+        keepWrite(out, textIn(data, extent, cell.row, cell.col), cell.text, cell.row, cell.col);
     }
     return true;
 }
@@ -266,15 +271,7 @@ bool computeTextChange(const TableData& data, const std::vector<std::pair<int, i
             return false;
         const auto& [row, col] = indexes[i];
         const QString text = data.getValueModel(row, col).toString();
-        const QString changed = skipEmpty && text.isEmpty() ? text : fn(text, i);
-        const bool differs = changed != text;
-        out.changed = out.changed || differs;
-        if (out.block || differs) {
-            out.oldTexts.append(text);
-            out.newTexts.append(changed);
-            if (!out.block)
-                out.positions.emplace_back(row, col);
-        }
+        keepWrite(out, text, skipEmpty && text.isEmpty() ? text : fn(text, i), row, col);
     }
     return true;
 }
@@ -518,28 +515,91 @@ TextChange splitWrites(const SplitPlan& plan, Axis axis) {
     return change;
 }
 
-// The writes of a split along rows where the rest of each row moves right by the extra parts.
-std::vector<CellText> restOfRowsMoved(const TableData& data, Extent extent, SplitPlan& plan) {
-    std::map<int, std::vector<std::pair<int, QStringList>>> rows;
-    for (auto& [cell, parts] : plan.cells)
-        rows[cell.row].emplace_back(cell.col, std::move(parts));
-    std::vector<CellText> out;
-    for (auto& [row, splits] : rows) {
-        std::sort(splits.begin(), splits.end(),
-                  [](const auto& a, const auto& b) { return a.first < b.first; });
-        int to = splits.front().first;
-        std::size_t next = 0;
-        for (int from = splits.front().first; from < extent.cols; ++from) {
-            if (next < splits.size() && splits[next].first == from) {
-                for (const QString& part : splits[next].second)
-                    out.push_back({row, to++, part});
-                ++next;
-                continue;
+// The change of a split along rows where the rest of each row moves right by the extra parts:
+// every cell from a row's first split on takes the text that lands there. Each cell is read
+// once (the split cells' texts are the plan's), and the texts they replace are the same reads.
+bool restOfRowsMoved(const TableData& data, Extent extent, SplitPlan& plan, TextChange& out,
+                     TableModelWorker* worker) {
+    out = TextChange();
+    // The split cells row by row, in their columns' order.
+    std::vector<std::size_t> order(plan.cells.size());
+    for (std::size_t i = 0; i < order.size(); ++i)
+        order[i] = i;
+    std::stable_sort(order.begin(), order.end(), [&plan](std::size_t a, std::size_t b) {
+        const CellText& x = plan.cells[a].first;
+        const CellText& y = plan.cells[b].first;
+        return x.row != y.row ? x.row < y.row : x.col < y.col;
+    });
+    // A row's run of split cells, and the columns it writes: from its first split to the end of
+    // the table moved right by its extra parts.
+    struct Row {
+        std::size_t begin, end; // in `order`
+        int first, last;
+    };
+    std::vector<Row> rows;
+    for (std::size_t i = 0; i < order.size();) {
+        const int row = plan.cells[order[i]].first.row;
+        Row run{i, i, plan.cells[order[i]].first.col, extent.cols - 1};
+        for (; run.end < order.size() && plan.cells[order[run.end]].first.row == row; ++run.end)
+            run.last += int(plan.cells[order[run.end]].second.size()) - 1;
+        rows.push_back(run);
+        i = run.end;
+    }
+    if (rows.empty())
+        return true;
+    // The writes fill a rectangle when the rows are adjacent and all alike: then every cell is
+    // kept, else only those that change, with their positions.
+    out.block = true;
+    for (std::size_t r = 1; r < rows.size() && out.block; ++r) {
+        out.block =
+            rows[r].first == rows[0].first && rows[r].last == rows[0].last &&
+            plan.cells[order[rows[r].begin]].first.row == plan.cells[order[rows[r - 1].begin]].first.row + 1;
+    }
+    out.top = plan.cells[order[rows.front().begin]].first.row;
+    out.left = rows[0].first;
+    out.width = rows[0].last - rows[0].first + 1;
+    if (!out.block) {
+        out.left = INT_MAX;
+        int right = -1;
+        for (const Row& run : rows) {
+            out.left = std::min(out.left, run.first);
+            right = std::max(right, run.last);
+        }
+        out.width = right - out.left + 1;
+    }
+    static const QString empty;
+    std::vector<QString> olds;
+    for (std::size_t r = 0; r < rows.size(); ++r) {
+        if (!tick(worker, 1, r, rows.size()))
+            return false;
+        const Row& run = rows[r];
+        const int row = plan.cells[order[run.begin]].first.row;
+        // The row's texts from its first split on, as they are now.
+        olds.clear();
+        std::size_t next = run.begin;
+        for (int col = run.first; col < extent.cols; ++col) {
+            if (next < run.end && plan.cells[order[next]].first.col == col)
+                olds.push_back(plan.cells[order[next++]].first.text);
+            else
+                olds.push_back(textIn(data, extent, row, col));
+        }
+        int to = run.first;
+        const auto write = [&](const QString& text) {
+            const std::size_t at = std::size_t(to - run.first);
+            keepWrite(out, at < olds.size() ? olds[at] : empty, text, row, to);
+            ++to;
+        };
+        next = run.begin;
+        for (int from = run.first; from < extent.cols; ++from) {
+            if (next < run.end && plan.cells[order[next]].first.col == from) {
+                for (const QString& part : plan.cells[order[next++]].second)
+                    write(part);
+            } else {
+                write(olds[std::size_t(from - run.first)]);
             }
-            out.push_back({row, to++, data.getValueModel(row, from).toString()});
         }
     }
-    return out;
+    return true;
 }
 
 } // namespace
@@ -560,7 +620,7 @@ TableUndoCommand* splitCommand(TableModel& model, Axis axis, bool cellsOnly,
             if (plan.cells.empty())
                 return true;
             if (moveRest)
-                return changeOf(data, extent, restOfRowsMoved(data, extent, plan), change, &worker);
+                return restOfRowsMoved(data, extent, plan, change, &worker);
             change = splitWrites(plan, axis);
             return true;
         },
@@ -569,18 +629,13 @@ TableUndoCommand* splitCommand(TableModel& model, Axis axis, bool cellsOnly,
         return nullptr;
     if (moveRest)
         return commandOf(model, std::move(change));
-    // Whole new lines after each split line, the last line first so that the earlier ones keep
-    // their places; then the parts, at the places they have once the lines are in.
+    // Whole new lines after each split line, all in one move of the table's lines; then the
+    // parts, at the places they have once the lines are in.
     std::vector<SequenceCommand::Step> steps;
-    for (auto it = plan.extra.rbegin(); it != plan.extra.rend(); ++it) {
-        const int line = it->first;
-        const int count = it->second;
-        steps.push_back([axis, line, count](TableModel* m) -> TableUndoCommand* {
-            if (axis == Axis::Row)
-                return new InsertColsCommand(m, {line}, count, true);
-            return new InsertRowsCommand(m, {line}, count, true);
-        });
-    }
+    steps.push_back([axis, groups = std::vector<std::pair<int, int>>(plan.extra.begin(), plan.extra.end())](
+                        TableModel* m) -> TableUndoCommand* {
+        return new InsertLineGroupsCommand(m, axis == Axis::Row ? Axis::Col : Axis::Row, groups);
+    });
     // The selection as it was, so that undo of the whole step shows it again.
     steps.push_back([change = std::move(change),
                      selection = model.getSelection()](TableModel* m) mutable -> TableUndoCommand* {

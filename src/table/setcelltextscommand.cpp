@@ -48,6 +48,11 @@ QString CellTexts::at(std::size_t i) const {
     return QString::fromUtf8(bytes.constData() + from, qsizetype(ends[i] - from));
 }
 
+std::string_view CellTexts::view(std::size_t i) const {
+    const quint32 from = i == 0 ? 0 : ends[i - 1];
+    return {bytes.constData() + from, std::size_t(ends[i] - from)};
+}
+
 void CellTexts::squeeze() {
     bytes.squeeze();
     ends.shrink_to_fit();
@@ -119,6 +124,18 @@ std::pair<int, int> SetCellTextsCommand::positionOf(std::size_t i) const {
 
 void SetCellTextsCommand::write(bool old) {
     const CellTexts& texts = old ? oldTexts : newTexts;
+    if (positions.empty()) {
+        // A block goes in row by row as the bytes it keeps: no text object per cell, and each
+        // row of the container rebuilt once.
+        const std::size_t columns = std::size_t(width);
+        const int rows = int((count + columns - 1) / columns);
+        model->populateModelUtf8(top, left, rows, width, [&](int r, std::vector<std::string_view>& out) {
+            const std::size_t from = std::size_t(r) * columns;
+            for (std::size_t i = from; i < std::min(count, from + columns); ++i)
+                out.push_back(texts.view(i));
+        });
+        return;
+    }
     model->writeCellTexts(
         count, [this](std::size_t i) { return positionOf(i); },
         [&texts](std::size_t i) { return texts.at(i); });

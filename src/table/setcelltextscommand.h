@@ -5,6 +5,8 @@
 #include <QByteArray>
 #include <QStringView>
 
+#include <string_view>
+
 #include <utility>
 #include <vector>
 
@@ -15,6 +17,8 @@ public:
     void reserve(std::size_t count, qsizetype bytesHint);
     void append(QStringView text);
     QString at(std::size_t i) const;
+    // Text i as its UTF-8 bytes, good while this lives unchanged.
+    std::string_view view(std::size_t i) const;
     std::size_t size() const { return ends.size(); }
     void squeeze();
     qint64 memoryBytes() const;

@@ -234,19 +234,14 @@ public:
                             const QRegularExpression* regex) const;
     // The compiled pattern of the query, made once per query; `valid` tells whether it compiled.
     const QRegularExpression& getOrCreateRegex(const FindReplaceQuery& query, bool& valid) const;
-    // The next (previous) match after `start`, which is examined last unless `includeStart`; a
-    // search wraps once. A Raw Cell with the cell's text as value, or Invalid. The `cells` forms
-    // walk only the given raw ranges.
+    // The next (previous, unless `forward`) match after `start`, which is examined last unless
+    // `includeStart`; a search wraps once. A Raw Cell with the cell's text as value, or Invalid.
+    // `positions`, when given, gets where the query matches in that text; with `cells` the walk
+    // goes only through the given raw ranges.
+    Range findMatch(const FindReplaceQuery& query, const Range& start, bool includeStart, bool forward,
+                    std::vector<int>* positions = nullptr, const RangeVector* cells = nullptr) const;
     Range findNextMatch(const FindReplaceQuery& query, const Range& start, bool includeStart) const;
-    Range findNextMatch(const FindReplaceQuery& query, const Range& start, bool includeStart,
-                        std::vector<int>& positions) const;
-    Range findNextMatch(const FindReplaceQuery& query, const Range& start, bool includeStart,
-                        std::vector<int>& positions, const RangeVector& cells) const;
     Range findPrevMatch(const FindReplaceQuery& query, const Range& start, bool includeStart) const;
-    Range findPrevMatch(const FindReplaceQuery& query, const Range& start, bool includeStart,
-                        std::vector<int>& positions) const;
-    Range findPrevMatch(const FindReplaceQuery& query, const Range& start, bool includeStart,
-                        std::vector<int>& positions, const RangeVector& cells) const;
     // Every match in row-major order; `worker` gets progress and may cancel (then the list is empty).
     RangeVector findAll(const FindReplaceQuery& query, Worker* worker = nullptr) const;
     // The same as a lean list, or with `replaceIt` the cells a replace all changes. Runs on the
@@ -326,8 +321,6 @@ private:
     QString findCellText(int row, int col) const;
     struct FindWalk;
     FindWalk makeFindWalk(const Range& start, const RangeVector* cells) const;
-    Range findInWalk(const FindReplaceQuery& query, const Range& start, bool includeStart, bool forward,
-                     std::vector<int>* positions, const RangeVector* cells) const;
     Range findMatchFrom(const FindReplaceQuery& query, const Range& start, bool includeStart, bool forward,
                         bool replaceIt) const;
     QString replacedText(const FindReplaceQuery& query, const QString& text,

@@ -268,8 +268,8 @@ TableData::FindWalk TableData::makeFindWalk(const Range& start, const RangeVecto
     return walk;
 }
 
-Range TableData::findInWalk(const FindReplaceQuery& query, const Range& start, bool includeStart,
-                            bool forward, std::vector<int>* positions, const RangeVector* cells) const {
+Range TableData::findMatch(const FindReplaceQuery& query, const Range& start, bool includeStart, bool forward,
+                           std::vector<int>* positions, const RangeVector* cells) const {
     if (query.findStr.isEmpty() || numRawRows() <= 0)
         return Range(RangeType::Invalid);
     const FindWalk walk = makeFindWalk(start, cells);
@@ -370,46 +370,31 @@ Range TableData::findInWalk(const FindReplaceQuery& query, const Range& start, b
 }
 
 Range TableData::findNextMatch(const FindReplaceQuery& query, const Range& start, bool includeStart) const {
-    return findInWalk(query, start, includeStart, true, nullptr, nullptr);
-}
-
-Range TableData::findNextMatch(const FindReplaceQuery& query, const Range& start, bool includeStart,
-                               std::vector<int>& positions) const {
-    return findInWalk(query, start, includeStart, true, &positions, nullptr);
-}
-
-Range TableData::findNextMatch(const FindReplaceQuery& query, const Range& start, bool includeStart,
-                               std::vector<int>& positions, const RangeVector& cells) const {
-    return findInWalk(query, start, includeStart, true, &positions, &cells);
+    return findMatch(query, start, includeStart, true);
 }
 
 Range TableData::findPrevMatch(const FindReplaceQuery& query, const Range& start, bool includeStart) const {
-    return findInWalk(query, start, includeStart, false, nullptr, nullptr);
-}
-
-Range TableData::findPrevMatch(const FindReplaceQuery& query, const Range& start, bool includeStart,
-                               std::vector<int>& positions) const {
-    return findInWalk(query, start, includeStart, false, &positions, nullptr);
-}
-
-Range TableData::findPrevMatch(const FindReplaceQuery& query, const Range& start, bool includeStart,
-                               std::vector<int>& positions, const RangeVector& cells) const {
-    return findInWalk(query, start, includeStart, false, &positions, &cells);
+    return findMatch(query, start, includeStart, false);
 }
 
 // --- Every match -----------------------------------------------------------------------------
 
-RangeVector TableData::findAll(const FindReplaceQuery& query, Worker* worker) const {
-    std::vector<FoundCell> found;
+// The cells of a pass as raw cells with their texts, and with `replaced` the texts they replace.
+static RangeVector foundRanges(std::vector<FoundCell>& found, bool replaced) {
     RangeVector out;
-    if (!findAllCells(query, found, false, worker))
-        return out;
     out.reserve(found.size());
     for (FoundCell& cell : found) {
         out.emplace_back(cell.row, cell.col, RangeIndexType::Raw);
         out.back().value = std::move(cell.text);
+        if (replaced)
+            out.back().oldValue = std::move(cell.oldText);
     }
     return out;
+}
+
+RangeVector TableData::findAll(const FindReplaceQuery& query, Worker* worker) const {
+    std::vector<FoundCell> found;
+    return findAllCells(query, found, false, worker) ? foundRanges(found, false) : RangeVector();
 }
 
 // One pass in stored order; with `replaceIt` each match comes back replaced, and cells that a
@@ -590,7 +575,7 @@ Range TableData::replace(const FindReplaceQuery& query, const Range& range, cons
 Range TableData::findMatchFrom(const FindReplaceQuery& query, const Range& start, bool includeStart,
                                bool forward, bool replaceIt) const {
     std::vector<int> positions;
-    const Range found = findInWalk(query, start, includeStart, forward, &positions, nullptr);
+    const Range found = findMatch(query, start, includeStart, forward, &positions);
     if (!replaceIt || found.type == RangeType::Invalid)
         return found;
     return replace(query, found, positions, true);
@@ -608,16 +593,7 @@ Range TableData::replacePrevMatch(const FindReplaceQuery& query, const Range& st
 
 RangeVector TableData::replaceAll(const FindReplaceQuery& query, Worker* worker) const {
     std::vector<FoundCell> found;
-    RangeVector out;
-    if (!findAllCells(query, found, true, worker))
-        return out;
-    out.reserve(found.size());
-    for (FoundCell& cell : found) {
-        out.emplace_back(cell.row, cell.col, RangeIndexType::Raw);
-        out.back().value = std::move(cell.text);
-        out.back().oldValue = std::move(cell.oldText);
-    }
-    return out;
+    return findAllCells(query, found, true, worker) ? foundRanges(found, true) : RangeVector();
 }
 
 RangeVector TableData::replaceAll(const FindReplaceQuery& query, const RangeVector& cells) const {

@@ -74,10 +74,11 @@ QVariant TableModel::data(const QModelIndex& index, int role) const {
     const int col = index.column();
     if (row < 0 || col < 0)
         return QVariant();
-    // A read-only table reads its file through one buffer, which a scan on the worker is using.
+    // A read-only table reads its file through one buffer, which a scan on the worker is using:
+    // painting goes on with the cells held when the scan began.
     if (workerBusy && tableData.getDataContainerType() == TableData::ReadOnly &&
         (role == Qt::DisplayRole || role == Qt::EditRole))
-        return QVariant();
+        return role == Qt::DisplayRole ? heldDisplayValue(row, col) : QVariant();
     switch (role) {
     case Qt::DisplayRole:
         return displayValue(row, col, false);
@@ -998,10 +999,43 @@ bool TableModel::runOnWorker(const std::function<bool(TableModelWorker&)>& job, 
             loop.quit();
         },
         Qt::QueuedConnection);
+    if (tableData.getDataContainerType() == TableData::ReadOnly)
+        emit holdShownCellsSignal();
     worker->setJob(job);
     workerBusy = true;
     QMetaObject::invokeMethod(worker, "run", Qt::QueuedConnection);
     loop.exec();
     workerBusy = false;
+    heldCells.clear();
     return result;
+}
+
+void TableModel::holdCells(int top, int left, int bottom, int right) {
+    top = std::max(top, 0);
+    left = std::max(left, 0);
+    bottom = std::min(bottom, rowCountView - 1);
+    right = std::min(right, colCountView - 1);
+    // A screenful; a block larger than any screen shows is not a view's.
+    constexpr qint64 mostCells = 100000;
+    if (workerBusy || top > bottom || left > right ||
+        qint64(bottom - top + 1) * (right - left + 1) > mostCells)
+        return;
+    HeldCells held{top, left, bottom, right, {}};
+    held.display.reserve(static_cast<std::size_t>(bottom - top + 1) *
+                         static_cast<std::size_t>(right - left + 1));
+    for (int row = top; row <= bottom; ++row) {
+        for (int col = left; col <= right; ++col)
+            held.display.push_back(displayValue(row, col, false));
+    }
+    heldCells.push_back(std::move(held));
+}
+
+QVariant TableModel::heldDisplayValue(int row, int col) const {
+    for (const HeldCells& held : heldCells) {
+        if (row >= held.top && row <= held.bottom && col >= held.left && col <= held.right)
+            return held.display[static_cast<std::size_t>(row - held.top) *
+                                    static_cast<std::size_t>(held.right - held.left + 1) +
+                                static_cast<std::size_t>(col - held.left)];
+    }
+    return QVariant();
 }

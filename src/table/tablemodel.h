@@ -497,6 +497,16 @@ public:
     TableModelWorker* getWorker() const { return worker; }
     // Asks a running scan to stop; it then reports failure.
     void cancelWorker();
+    // A file read in place has one reader, which a scan on the worker takes; before such a scan
+    // the views hold the shown cells' texts here (on holdShownCellsSignal), so painting goes on
+    // with them while it runs. Dropped when the scan ends.
+    void holdCells(int top, int left, int bottom, int right);
+
+    // --- Lines inserted in groups (InsertLineGroupsCommand) ------------------------------
+    // Adds `count` empty lines after the last raw line and moves every line to map[line] (raw);
+    // removeLineGroups takes the same back.
+    void insertLineGroups(Axis axis, const std::vector<int>& map, int count);
+    void removeLineGroups(Axis axis, const std::vector<int>& map, int count);
 
     // --- Cell transformations
     // Runs a job that only reads the table's cells: on the worker with `useThread`, while a
@@ -545,6 +555,8 @@ signals:
     void refreshViewSignal();
     // Filters or hand-hidden lists went from empty to not or back.
     void concealmentChangedSignal(bool filtersActive, bool hiddenActive);
+    // A scan is about to take the table's only reader: hold what you show (holdCells).
+    void holdShownCellsSignal();
 
 private:
     bool changeViewSize(Qt::Orientation orientation, bool insert, int at, int count);
@@ -677,4 +689,11 @@ private:
     std::shared_ptr<bool> workerCancel;
     std::shared_ptr<QMutex> workerCancelMutex;
     bool workerBusy = false;
+    // What data() shows of a file read in place while a scan runs; see holdCells.
+    struct HeldCells {
+        int top, left, bottom, right;
+        std::vector<QVariant> display; // row by row
+    };
+    std::vector<HeldCells> heldCells;
+    QVariant heldDisplayValue(int row, int col) const;
 };

@@ -29,21 +29,26 @@ static RangeVector rawSelectedCells(const TableModel& model) {
     return cells;
 }
 
+// The match after (before) the main cell, within the selected cells where the query says so;
+// `positions` gets where it matches in the cell's text. Raw.
+static Range matchFromMainCell(const TableModel& model, const FindReplaceQuery& query, bool includeStart,
+                               bool forward, std::vector<int>* positions) {
+    const Range start = model.getRawRange(model.getMainCell());
+    if (!query.inSelectedCells)
+        return model.getTableData().findMatch(query, start, includeStart, forward, positions);
+    std::vector<int> unused;
+    const RangeVector cells = rawSelectedCells(model);
+    return model.getTableData().findMatch(query, start, includeStart, forward,
+                                          positions ? positions : &unused, &cells);
+}
+
 Range TableModel::findNextMatch(const FindReplaceQuery& query, bool includeStart) {
-    const Range start = getRawRange(mainCell);
-    std::vector<int> positions;
-    const Range found = query.inSelectedCells ? tableData.findNextMatch(query, start, includeStart, positions,
-                                                                        rawSelectedCells(*this))
-                                              : tableData.findNextMatch(query, start, includeStart);
+    const Range found = matchFromMainCell(*this, query, includeStart, true, nullptr);
     return found.isValid() ? getModelRange(found) : invalidRange();
 }
 
 Range TableModel::findPrevMatch(const FindReplaceQuery& query, bool includeStart) {
-    const Range start = getRawRange(mainCell);
-    std::vector<int> positions;
-    const Range found = query.inSelectedCells ? tableData.findPrevMatch(query, start, includeStart, positions,
-                                                                        rawSelectedCells(*this))
-                                              : tableData.findPrevMatch(query, start, includeStart);
+    const Range found = matchFromMainCell(*this, query, includeStart, false, nullptr);
     return found.isValid() ? getModelRange(found) : invalidRange();
 }
 
@@ -53,30 +58,23 @@ RangeVector TableModel::findAll(const FindReplaceQuery& query) {
     return tableData.findAll(query);
 }
 
-Range TableModel::replaceNextMatch(const FindReplaceQuery& query, bool includeStart) {
-    if (readOnly)
+// The next (previous) match with its text replaced in `value`; nothing is written. Model.
+static Range replacedFromMainCell(const TableModel& model, const FindReplaceQuery& query, bool includeStart,
+                                  bool forward) {
+    if (model.isReadOnly())
         return invalidRange();
-    const Range start = getRawRange(mainCell);
     std::vector<int> positions;
-    const Range found =
-        query.inSelectedCells
-            ? tableData.findNextMatch(query, start, includeStart, positions, rawSelectedCells(*this))
-            : tableData.findNextMatch(query, start, includeStart, positions);
-    const Range replaced = tableData.replace(query, found, positions, true);
-    return replaced.isValid() ? getModelRange(replaced) : invalidRange();
+    const Range found = matchFromMainCell(model, query, includeStart, forward, &positions);
+    const Range replaced = model.getTableData().replace(query, found, positions, true);
+    return replaced.isValid() ? model.getModelRange(replaced) : invalidRange();
+}
+
+Range TableModel::replaceNextMatch(const FindReplaceQuery& query, bool includeStart) {
+    return replacedFromMainCell(*this, query, includeStart, true);
 }
 
 Range TableModel::replacePrevMatch(const FindReplaceQuery& query, bool includeStart) {
-    if (readOnly)
-        return invalidRange();
-    const Range start = getRawRange(mainCell);
-    std::vector<int> positions;
-    const Range found =
-        query.inSelectedCells
-            ? tableData.findPrevMatch(query, start, includeStart, positions, rawSelectedCells(*this))
-            : tableData.findPrevMatch(query, start, includeStart, positions);
-    const Range replaced = tableData.replace(query, found, positions, true);
-    return replaced.isValid() ? getModelRange(replaced) : invalidRange();
+    return replacedFromMainCell(*this, query, includeStart, false);
 }
 
 RangeVector TableModel::replaceAll(const FindReplaceQuery& query) {

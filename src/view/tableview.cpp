@@ -170,7 +170,28 @@ void TableView::connectSignalsWithModel() {
             Qt::UniqueConnection);
     connect(m, &TableModel::concealmentChangedSignal, this, &TableView::onConcealmentChanged,
             Qt::UniqueConnection);
+    connect(m, &TableModel::holdShownCellsSignal, this, &TableView::holdShownCells, Qt::UniqueConnection);
     connectUndoSignals(m);
+}
+
+void TableView::holdShownCells() {
+    TableModel* m = tableModel();
+    if (!m)
+        return;
+    for (QTableView* grid : std::initializer_list<QTableView*>{this, frozenRows, frozenCols, frozenCorner}) {
+        if (!grid || !grid->isVisible())
+            continue;
+        const QRect shown = grid->viewport()->rect();
+        const int top = grid->rowAt(shown.top());
+        const int left = grid->columnAt(shown.left());
+        if (top < 0 || left < 0)
+            continue;
+        // Past the last line, rowAt and columnAt say -1: up to the end then.
+        const int bottom = grid->rowAt(shown.bottom());
+        const int right = grid->columnAt(shown.right());
+        m->holdCells(top, left, bottom < 0 ? m->rowCount() - 1 : bottom,
+                     right < 0 ? m->columnCount() - 1 : right);
+    }
 }
 
 // --- Frozen parts -----------------------------------------------------------------------

@@ -488,6 +488,8 @@ private:
     bool applyConcealmentChange(bool keepViolations,
                                 const std::function<TableUndoCommand*(TableModel*)>& build);
     void connectSignalsWithModel();
+    // Hands the model the cells this grid and its frozen parts show, to paint during a scan.
+    void holdShownCells();
     bool pushCellValues(RangeVector& cells);
     // Moves the selected cells' rows (columns) on by the selection's width: `insert` opens
     // empty cells there, otherwise the cells go and the rest closes up.

@@ -78,36 +78,29 @@ bool pushReplacement(TableView* view, TableModel* m, Range replaced, bool keepSe
     return true;
 }
 
+// Writes a replaced match (one undo step, if its text changes) and scrolls to it; false with the
+// no-match signal when there was none.
+bool showReplacement(TableView* view, TableModel* m, const Range& replaced, const FindReplaceQuery& query) {
+    if (!replaced.isValid()) {
+        emit view->noMatchSignal(query.findStr);
+        return false;
+    }
+    if (replaced.value != replaced.oldValue)
+        pushReplacement(view, m, replaced, query.inSelectedCells);
+    view->scrollToCell(replaced.row, replaced.col, true, true);
+    return true;
+}
+
 } // namespace
 
 bool TableView::replaceNextMatch(const FindReplaceQuery& query, bool includeStart) {
     TableModel* m = tableModel();
-    if (!m || isReadOnly())
-        return false;
-    const Range replaced = m->replaceNextMatch(query, includeStart);
-    if (!replaced.isValid()) {
-        emit noMatchSignal(query.findStr);
-        return false;
-    }
-    if (replaced.value != replaced.oldValue)
-        pushReplacement(this, m, replaced, query.inSelectedCells);
-    scrollToCell(replaced.row, replaced.col, true, true);
-    return true;
+    return m && !isReadOnly() && showReplacement(this, m, m->replaceNextMatch(query, includeStart), query);
 }
 
 bool TableView::replacePrevMatch(const FindReplaceQuery& query, bool includeStart) {
     TableModel* m = tableModel();
-    if (!m || isReadOnly())
-        return false;
-    const Range replaced = m->replacePrevMatch(query, includeStart);
-    if (!replaced.isValid()) {
-        emit noMatchSignal(query.findStr);
-        return false;
-    }
-    if (replaced.value != replaced.oldValue)
-        pushReplacement(this, m, replaced, query.inSelectedCells);
-    scrollToCell(replaced.row, replaced.col, true, true);
-    return true;
+    return m && !isReadOnly() && showReplacement(this, m, m->replacePrevMatch(query, includeStart), query);
 }
 
 bool TableView::replaceAll(const FindReplaceQuery& query, qsizetype* replaced) {

@@ -9,6 +9,7 @@
 #include "util/fileparameterutilities.h"
 #include "view/tableview.h"
 #include "window/paneview.h"
+#include "window/statuslabelrow.h"
 
 #include <QAction>
 #include <QApplication>
@@ -213,29 +214,37 @@ void MainWindow::setupStatusBar() {
     bar->setContentsMargins(10, 0, 10, 0);
     setStatusBar(bar);
 
+    // When the window is narrow the selection details give way first, then the visible counts
+    // and the filter list (down to the table's own size and "Filters:" with the first filter),
+    // and only then the file's mode, encoding, delimiter and line ending.
+    using Side = StatusLabelRow::Side;
+    auto* row = new StatusLabelRow(bar);
+    const auto nothing = [](const QString&) { return qsizetype(0); };
+    const auto firstFilter = [](const QString& text) {
+        const qsizetype comma = text.indexOf(QLatin1Char(','));
+        return comma < 0 ? text.size() : comma;
+    };
+    const auto ownSize = [](const QString& text) {
+        const qsizetype bracket = text.indexOf(QStringLiteral(" ("));
+        return bracket < 0 ? text.size() : bracket;
+    };
     const QFont font(QStringLiteral("Lucida Grande"), 12);
-    auto makeLabel = [&](Qt::Alignment alignment, int indent) {
-        auto* label = new QLabel(bar);
+    auto makeLabel = [&](Side side, int rank, const StatusLabelRow::KeepUntil& keepUntil) {
+        QLabel* label = row->addLabel(side, rank, keepUntil);
         label->setFont(font);
-        label->setAlignment(alignment);
-        label->setIndent(indent);
         label->installEventFilter(this);
         return label;
     };
-    tableSizeLabel = makeLabel(Qt::AlignLeft | Qt::AlignVCenter, 0);
-    selectionSizeLabel = makeLabel(Qt::AlignLeft | Qt::AlignVCenter, 30);
-    cellLengthLabel = makeLabel(Qt::AlignLeft | Qt::AlignVCenter, 30);
-    statsLabel = makeLabel(Qt::AlignLeft | Qt::AlignVCenter, 30);
-    for (QLabel* label : {tableSizeLabel, selectionSizeLabel, cellLengthLabel, statsLabel})
-        bar->addWidget(label);
-    filtersLabel = makeLabel(Qt::AlignRight | Qt::AlignVCenter, 30);
-    bar->addPermanentWidget(filtersLabel);
-    delimiterLabel = makeLabel(Qt::AlignRight | Qt::AlignVCenter, 30);
-    encodingLabel = makeLabel(Qt::AlignRight | Qt::AlignVCenter, 30);
-    lineEndingLabel = makeLabel(Qt::AlignRight | Qt::AlignVCenter, 30);
-    modeLabel = makeLabel(Qt::AlignRight | Qt::AlignVCenter, 30);
-    for (QLabel* label : {delimiterLabel, encodingLabel, lineEndingLabel, modeLabel})
-        bar->addPermanentWidget(label);
+    tableSizeLabel = makeLabel(Side::Left, 3, ownSize);
+    selectionSizeLabel = makeLabel(Side::Left, 2, nothing);
+    cellLengthLabel = makeLabel(Side::Left, 1, nothing);
+    statsLabel = makeLabel(Side::Left, 0, nothing);
+    filtersLabel = makeLabel(Side::Right, 4, firstFilter);
+    delimiterLabel = makeLabel(Side::Right, 5, {});
+    encodingLabel = makeLabel(Side::Right, 6, {});
+    lineEndingLabel = makeLabel(Side::Right, 7, {});
+    modeLabel = makeLabel(Side::Right, 8, {});
+    bar->addWidget(row, 1);
 }
 
 // --- Status bar and title -----------------------------------------------------------------------
@@ -271,12 +280,10 @@ QString MainWindow::selectionSizeText(const RangeSize& size) {
 
 void MainWindow::onTableSizeChanged(int rawRows, int rawCols, int modelRows, int modelCols) {
     tableSizeLabel->setText(tableSizeText(rawRows, rawCols, modelRows, modelCols));
-    tableSizeLabel->setFixedWidth(tableSizeLabel->sizeHint().width());
 }
 
 void MainWindow::onSelectionSizeChanged(const RangeSize& size) {
     selectionSizeLabel->setText(selectionSizeText(size));
-    selectionSizeLabel->adjustSize();
     const bool multi = size.numCells > 1 || size.numRows > 0 || size.numCols > 0;
     if (multi != context.intersects(ContextMultiSelection)) {
         if (activeTable)
@@ -291,7 +298,6 @@ void MainWindow::onSelectionSizeChanged(const RangeSize& size) {
 
 void MainWindow::onMainCellLengthChanged(int length) {
     cellLengthLabel->setText(QStringLiteral("Cell Length: %1").arg(length));
-    cellLengthLabel->adjustSize();
 }
 
 QString MainWindow::getTableSizeLabelText() const {
@@ -331,8 +337,6 @@ void MainWindow::updateStatusBar() {
         delimiterLabel->setText(QStringLiteral("Delimiters (Load, Save): %1, %2").arg(load, save));
     encodingLabel->setText(Utilities::convertEncodingTypeToString(data.getEncoding()));
     lineEndingLabel->setText(Utilities::convertLineEndingTypeToShortString(data.getLineEnding(), false));
-    for (QLabel* label : {modeLabel, delimiterLabel, encodingLabel, lineEndingLabel})
-        label->adjustSize();
     updateFiltersLabel();
     onTableSizeChanged(activeModel->rowCountRaw(), activeModel->columnCountRaw(),
                        activeModel->rowCountModel(), activeModel->columnCountModel());

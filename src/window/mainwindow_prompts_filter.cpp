@@ -71,7 +71,6 @@ void MainWindow::updateFiltersLabel() {
         names << filterPlaceName(activeModel, filter, letters);
     filtersLabel->setText(QStringLiteral("Filters: ") +
                           (names.isEmpty() ? QStringLiteral("none") : names.join(QStringLiteral(", "))));
-    filtersLabel->adjustSize();
 }
 
 void MainWindow::onFilterPrompt(bool regex, const QString& text) {

@@ -8,7 +8,11 @@
 #include <QTimer>
 #include <QUndoStack>
 
+#include <map>
+
 using namespace Fixture;
+
+Q_DECLARE_METATYPE(RangeVector)
 
 namespace {
 
@@ -313,6 +317,97 @@ private slots:
         QCOMPARE(snapshot(*threaded).mid(0, rows), original);
         stack.redo();
         QCOMPARE(snapshot(*threaded), done);
+    }
+
+    // Both splits that make room laid beside a plain rebuild of the grid: along rows the rest of
+    // each row moves right by the extra parts; down, each split row gets as many new rows below
+    // it as its longest split needs (the parts go down their column, the other cells of the new
+    // rows stay empty). One undo step takes the table back, and redo gives the split again.
+    void splitsMatchRebuild_data() {
+        QTest::addColumn<bool>("down");
+        QTest::addColumn<RangeVector>("selection");
+        QTest::newRow("rest moves, whole table") << false << RangeVector{table(0, 0, 11, 4)};
+        QTest::newRow("rest moves, one column: a block") << false << RangeVector{table(0, 1, 11, 1)};
+        QTest::newRow("rest moves, scattered")
+            << false << RangeVector{cell(2, 3), cell(2, 1), cell(5, 0), cell(9, 4), cell(11, 2)};
+        QTest::newRow("down, whole table") << true << RangeVector{table(0, 0, 11, 4)};
+        QTest::newRow("down, one column") << true << RangeVector{table(0, 3, 11, 3)};
+        QTest::newRow("down, scattered")
+            << true << RangeVector{cell(0, 0), cell(4, 2), cell(4, 3), cell(11, 4)};
+    }
+    void splitsMatchRebuild() {
+        QFETCH(bool, down);
+        QFETCH(RangeVector, selection);
+        constexpr int rows = 12, cols = 5;
+        std::vector<QStringList> grid(rows);
+        QStringList lines;
+        for (int r = 0; r < rows; ++r) {
+            for (int c = 0; c < cols; ++c) {
+                // Column 1 always in two parts; elsewhere none, one, two or three.
+                const int parts = c == 1 ? 2 : (r * 7 + c * 3) % 4;
+                QStringList texts;
+                for (int p = 0; p < parts; ++p)
+                    texts << QStringLiteral("%1.%2.%3").arg(r).arg(c).arg(p);
+                grid[std::size_t(r)] << texts.join(';');
+            }
+            lines << grid[std::size_t(r)].join(',');
+        }
+        auto m = load(lines);
+        m->setNumberOfHeaderRows(0);
+        select(*m, selection);
+        std::vector<std::pair<int, int>> cells = m->getSelectionIndexes();
+        std::sort(cells.begin(), cells.end());
+        const QStringList original = snapshot(*m);
+
+        std::vector<QStringList> expected;
+        if (down) {
+            std::map<int, int> extra;
+            for (const auto& [r, c] : cells)
+                extra[r] = std::max(extra[r], int(grid[std::size_t(r)][c].split(';').size()) - 1);
+            for (int r = 0; r < rows; ++r) {
+                const int at = int(expected.size());
+                expected.push_back(grid[std::size_t(r)]);
+                for (int k = 0; k < extra[r]; ++k)
+                    expected.push_back(QStringList(QList<QString>(cols)));
+                for (const auto& [sr, sc] : cells) {
+                    const QStringList parts = grid[std::size_t(r)][sc].split(';');
+                    for (qsizetype p = 0; sr == r && parts.size() > 1 && p < parts.size(); ++p)
+                        expected[std::size_t(at + p)][sc] = parts[p];
+                }
+            }
+        } else {
+            for (int r = 0; r < rows; ++r) {
+                QStringList row;
+                for (int c = 0; c < cols; ++c) {
+                    const QStringList parts = grid[std::size_t(r)][c].split(';');
+                    const bool chosen = std::find(cells.begin(), cells.end(), std::pair{r, c}) != cells.end();
+                    if (chosen && parts.size() > 1)
+                        row << parts;
+                    else
+                        row << grid[std::size_t(r)][c];
+                }
+                expected.push_back(row);
+            }
+        }
+        qsizetype width = 0;
+        for (const QStringList& row : expected)
+            width = std::max(width, row.size());
+        QStringList want;
+        for (QStringList row : expected) {
+            while (row.size() < width)
+                row << QString();
+            want << row.join('|');
+        }
+
+        QUndoStack stack;
+        stack.push(CellTransform::splitCommand(
+            *m, down ? Axis::Col : Axis::Row, !down, [](const QString& t) { return t.split(';'); }, true));
+        QCOMPARE(stack.count(), 1);
+        QCOMPARE(snapshot(*m), want);
+        stack.undo();
+        QCOMPARE(snapshot(*m), original);
+        stack.redo();
+        QCOMPARE(snapshot(*m), want);
     }
 
     // The walk of a series stops when the items run out.

@@ -323,16 +323,16 @@ void TestFindReplace::inSelectedCells() {
     std::vector<int> positions;
     const FindReplaceQuery q = query("cat", 0);
     // Selected: (0,2), (1,0), (1,2) in row-major order.
-    Range at = table.findNextMatch(q, Range(0, 2, RangeIndexType::Raw), false, positions, selection);
+    Range at = table.findMatch(q, Range(0, 2, RangeIndexType::Raw), false, true, &positions, &selection);
     QCOMPARE(std::make_pair(at.row, at.col), std::make_pair(1, 0));
-    at = table.findNextMatch(q, at, false, positions, selection);
+    at = table.findMatch(q, at, false, true, &positions, &selection);
     QCOMPARE(std::make_pair(at.row, at.col), std::make_pair(1, 2));
-    at = table.findNextMatch(q, at, false, positions, selection);
+    at = table.findMatch(q, at, false, true, &positions, &selection);
     QCOMPARE(std::make_pair(at.row, at.col), std::make_pair(0, 2));
-    at = table.findPrevMatch(q, at, false, positions, selection);
+    at = table.findMatch(q, at, false, false, &positions, &selection);
     QCOMPARE(std::make_pair(at.row, at.col), std::make_pair(1, 2));
     // A start outside the selection goes to the next selected cell.
-    at = table.findNextMatch(q, Range(0, 0, RangeIndexType::Raw), false, positions, selection);
+    at = table.findMatch(q, Range(0, 0, RangeIndexType::Raw), false, true, &positions, &selection);
     QCOMPARE(std::make_pair(at.row, at.col), std::make_pair(0, 2));
     QCOMPARE(table.findAll(q, selection).size(), std::size_t(3));
     QCOMPARE(table.replaceAll(query("cat", 0, "dog"), selection).size(), std::size_t(3));

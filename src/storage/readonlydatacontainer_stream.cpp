@@ -13,6 +13,7 @@
 #include <condition_variable>
 #include <deque>
 #include <future>
+#include <limits>
 #include <mutex>
 #include <optional>
 #include <thread>
@@ -171,9 +172,8 @@ struct ReadOnlyDataContainer::StreamSave {
         size_t size;
         bool check; // the writer decides on quotes; else it surely puts none
     };
-    // One-byte text: what a byte of an unquoted cell means to the line's rewrite.
-    static constexpr quint8 kCellEnd = 1, kMayQuote = 2;
-    quint8 plainKinds[256] = {};
+    // One-byte text: the bytes that end an unquoted cell or may make the writer quote it.
+    PlainBytes plainBytes;
     bool plainFast = false;
     std::vector<Span> spans;
     std::vector<char> scratch;
@@ -183,6 +183,15 @@ struct ReadOnlyDataContainer::StreamSave {
     bool gaveUp = false;
     int rowsDone = 0; // the table's rows written, from the first
     size_t flushBytes = kFlushBytes;
+    // A second maker of lines on a thread of its own (see emitParted); it makes only the lines
+    // that need nothing of the container's own state, and stops at the first other one.
+    StreamSave* helper = nullptr;
+    bool cellPathAllowed = true;
+    struct RowLine {
+        int row;
+        Line line;
+    };
+    std::vector<RowLine> batch;
 
     bool usable() {
 #if !defined(Q_OS_UNIX)
@@ -241,12 +250,12 @@ struct ReadOnlyDataContainer::StreamSave {
         // "RFC 4180" says so, unless the writer quotes everything or nothing.
         const bool writerAlways = standard == ALL_QUOTES && !rules.writerNever;
         plainFast = unitBytes == 1 && !writerAlways && (rules.quoting || rules.writerNever);
-        if (rules.hasDelimiter)
-            plainKinds[static_cast<unsigned char>(delimiter)] = kCellEnd;
+        plainBytes.ends = rules.hasDelimiter;
+        plainBytes.end = delimiter;
         if (!rules.writerNever) {
-            plainKinds[static_cast<unsigned char>(c.saveDelimiter)] |= kMayQuote;
+            plainBytes.mayQuote[plainBytes.mayQuoteCount++] = c.saveDelimiter;
             if (rules.quoteAnywhere)
-                plainKinds[static_cast<unsigned char>(KeyChars::Quote)] |= kMayQuote;
+                plainBytes.mayQuote[plainBytes.mayQuoteCount++] = KeyChars::Quote;
         }
         rules.padded = !c.keepFieldCountsAsRead;
         rules.trailing = c.saveWithTrailingDelimiters;
@@ -352,6 +361,8 @@ struct ReadOnlyDataContainer::StreamSave {
                 return false;
             const size_t lineStart = out.size();
             if (firstLine || line.contentEnd < 0 || !rewritable || !rewrite<W>(data, line)) {
+                if (!cellPathAllowed)
+                    return false; // nothing of the line written: the caller's thread makes it
                 // Read into cells and written as the cell-by-cell save does, from the same bytes.
                 lineBytes.assign(bytes, bytes + size);
                 CellCollector sink;
@@ -398,12 +409,7 @@ struct ReadOnlyDataContainer::StreamSave {
                 char* const to = out.data() + at0;
                 const char delimiter = c.delimiter;
                 const char save = c.saveDelimiter;
-                bool clash = false;
-                for (size_t k = 0; k < n; ++k) {
-                    const char ch = from[k];
-                    clash |= ch == save;
-                    to[k] = ch == delimiter ? save : ch;
-                }
+                const bool clash = swapDelimiters(from, to, n, delimiter, save);
                 if (!clash || rules.writerNever) {
                     writer.appendLineEnding(out);
                     return true;
@@ -434,16 +440,10 @@ struct ReadOnlyDataContainer::StreamSave {
                 spans.push_back(Span{true, from, scratch.size() - from, true});
             } else if constexpr (W == 1) {
                 // One pass over the cell finds its end and whether the writer may quote it.
-                qint64 d = i;
-                quint8 seen = 0;
-                for (; d < end; ++d) {
-                    const quint8 kind = plainKinds[static_cast<unsigned char>(data[d])];
-                    if (kind & kCellEnd)
-                        break;
-                    seen |= kind;
-                }
+                bool mayQuote = false;
+                const qint64 d = plainCellEnd(data, i, end, plainBytes, mayQuote);
                 spans.push_back(
-                    Span{false, static_cast<size_t>(i), static_cast<size_t>(d - i), !plainFast || seen != 0});
+                    Span{false, static_cast<size_t>(i), static_cast<size_t>(d - i), !plainFast || mayQuote});
                 i = d;
             } else {
                 const qint64 d = rules.hasDelimiter ? find(i, rules.delimiter) : end;
@@ -488,6 +488,53 @@ struct ReadOnlyDataContainer::StreamSave {
         }
         writer.endCells(out, before);
         writer.appendLineEnding(out);
+        return true;
+    }
+
+    // The lines of `batch`, all in `data`, in order: this thread makes the first half while the
+    // helper makes the second into a buffer of its own, which goes out behind the first. A line
+    // the helper can't make alone, and every line behind it, is made here afterwards.
+    template <int W> bool emitParted(const char* data) {
+        const size_t count = batch.size();
+        size_t half = helper && count >= 2 ? count / 2 : count;
+        StreamSave& h = *helper;
+        size_t stoppedAt = count;
+        std::future<void> job;
+        if (half < count) {
+            h.out.clear();
+            job = std::async(std::launch::async, [&] {
+                for (size_t k = half; k < count; ++k) {
+                    if (!h.emitLine<W>(batch[k].row, data, batch[k].line)) {
+                        stoppedAt = k;
+                        return;
+                    }
+                }
+                h.flushRun(batch.back().row);
+            });
+        }
+        bool ok = true;
+        for (size_t k = 0; k < half && ok; ++k)
+            ok = emitLine<W>(batch[k].row, data, batch[k].line);
+        if (job.valid())
+            job.get();
+        if (!ok)
+            return false;
+        if (half < count) {
+            const int row = batch[half - 1].row;
+            if (!flushRun(row) || !flushOut(row))
+                return false;
+            if (!h.out.empty()) {
+                sinceReport += static_cast<qint64>(h.out.size());
+                if (!ahead->send(h.out))
+                    return false;
+                report(batch[stoppedAt - 1].row);
+            }
+            for (size_t k = stoppedAt; k < count; ++k) {
+                if (!emitLine<W>(batch[k].row, data, batch[k].line))
+                    return false;
+            }
+        }
+        batch.clear();
         return true;
     }
 
@@ -595,17 +642,24 @@ struct ReadOnlyDataContainer::StreamSave {
     // Rows in the file's order, a filter's rows left out.
     template <int W> bool inFileOrder() {
         int row = 0;
+        const char* pieceData = nullptr;
         size_t skip = 0;
         const bool ok = forEachLine<W>(
             [&](const char* data, qint64, const Line& line) -> int {
                 while (skip < rowsToSkip.size() && rowsToSkip[skip] < row)
                     ++skip;
-                if (!(skip < rowsToSkip.size() && rowsToSkip[skip] == row) && !emitLine<W>(row, data, line))
-                    return 0;
+                if (!(skip < rowsToSkip.size() && rowsToSkip[skip] == row)) {
+                    if (helper) {
+                        batch.push_back(RowLine{row, line});
+                        pieceData = data;
+                    } else if (!emitLine<W>(row, data, line)) {
+                        return 0;
+                    }
+                }
                 ++row;
                 return row < c.numRowsIndexed ? 1 : 2;
             },
-            [&] { return flushRun(row); });
+            [&] { return (batch.empty() || emitParted<W>(pieceData)) && flushRun(row); });
         if (!ok)
             return false;
         if (!gaveUp && row != c.numRowsIndexed) {
@@ -743,14 +797,25 @@ struct ReadOnlyDataContainer::StreamSave {
                                     static_cast<size_t>(sizeOf(f)));
                 }
             }
+            // In batches of about a read piece's bytes, each made on two threads with a helper.
+            qint64 batchBytes = 0;
             for (size_t k = first; k < last; ++k) {
                 const quint8 kind = kinds[static_cast<size_t>(c.fileRowOf(shown[k]))];
                 const qint64 start = places[k - first] / W;
                 const qint64 end = places[k - first + 1] / W;
                 const Line line{start, end, (kind & 1) != 0, (kind & 2) ? end - ((kind >> 2) & 3) : -1,
                                 (kind & 16) != 0};
-                if (!emitLine<W>(shown[k], store.data(), line))
+                if (!helper) {
+                    if (!emitLine<W>(shown[k], store.data(), line))
+                        return false;
+                    continue;
+                }
+                batch.push_back(RowLine{shown[k], line});
+                batchBytes += W * (end - start);
+                if ((batchBytes >= pieceBytes || k + 1 == last) && !emitParted<W>(store.data()))
                     return false;
+                if (batch.empty())
+                    batchBytes = 0;
             }
             if (!flushRun(shown[last - 1]) || !flushOut(shown[last - 1]))
                 return false;
@@ -775,10 +840,21 @@ bool ReadOnlyDataContainer::streamSave(const CellWriter& writer,
     std::optional<AheadWriter> ahead;
     // Tests that read in small pieces write in small buffers on the writing thread too.
     const qint64 testing = s_pieceSizeForTesting.load();
+    std::optional<StreamSave> helper;
     if (fileSize >= kAheadWriteBytes || testing > 0) {
         ahead.emplace(put);
         save.ahead = &*ahead;
         save.flushBytes = testing > 0 ? static_cast<size_t>(testing) : kAheadFlushBytes;
+        // Lines made anew cost more than their copy: a second core makes half of them.
+        if (std::thread::hardware_concurrency() >= 2 || testing > 0) {
+            helper.emplace(*this, writer, put, rowsToSkip, colsToSkip, lastRow);
+            helper->usable();
+            helper->ahead = &*ahead; // never written from: its lines go out through `save`
+            helper->flushBytes = std::numeric_limits<size_t>::max();
+            helper->firstLine = false;
+            helper->cellPathAllowed = false;
+            save.helper = &*helper;
+        }
     }
     bool ok = false;
     switch (save.unitBytes) {

@@ -105,6 +105,14 @@ std::u32string randomText(QRandomGenerator& rng, char32_t delimiter, bool wideAl
             case 7:
                 add({word(rng.bounded(2) ? 300 : 3000)}); // longer than a read
                 break;
+            case 8: {
+                // Another save delimiter, or a quote, anywhere in a cell longer than a vector's bytes.
+                std::u32string s = word(40);
+                const char32_t marks[] = {U',', U'|', U';', U'\t', U'"'};
+                s.insert(s.begin() + rng.bounded(int(s.size()) + 1), marks[rng.bounded(5)]);
+                add({s});
+                break;
+            }
             default:
                 add({word(8)});
                 break;

@@ -30,6 +30,7 @@ constexpr qint64 kCarryAtMost = qint64(64) << 20; // a longer line ends the stre
 constexpr qint64 kSlackBytes = 512;               // behind the text: whole blocks of 64 units of 4 bytes
 constexpr size_t kFlushBytes = size_t(1) << 20;   // the lines made go out about a megabyte at a time
 constexpr size_t kDirectRun = size_t(256) << 10;  // lines copied unchanged go out straight from the read
+constexpr size_t kViewRun = size_t(64) << 10;     // ... or, with a writing thread, straight from a store
 // From this size on, a thread of its own writes, in buffers of the second size.
 constexpr qint64 kAheadWriteBytes = qint64(8) << 20;
 constexpr size_t kAheadFlushBytes = size_t(4) << 20;
@@ -75,10 +76,11 @@ public:
     // Hands `buffer` over and gives back an empty one; false once a write has failed.
     bool send(std::vector<char>& buffer) {
         std::unique_lock<std::mutex> lock(mutex);
-        changed.wait(lock, [&] { return queue.size() < kInFlight || failed; });
+        changed.wait(lock, [&] { return buffersQueued < kInFlight || failed; });
         if (failed)
             return false;
-        queue.push_back(std::move(buffer));
+        queue.push_back(Item{std::move(buffer), nullptr, 0});
+        ++buffersQueued;
         buffer = std::vector<char>();
         if (!spare.empty()) {
             buffer = std::move(spare.back());
@@ -87,6 +89,23 @@ public:
         buffer.clear();
         changed.notify_all();
         return true;
+    }
+
+    // Queues `size` bytes at `bytes` as they stand, without a copy: they must stay until drain().
+    bool sendView(const char* bytes, size_t size) {
+        const std::lock_guard<std::mutex> lock(mutex);
+        if (failed)
+            return false;
+        queue.push_back(Item{{}, bytes, size});
+        changed.notify_all();
+        return true;
+    }
+
+    // Waits until everything queued is written (or a write failed); false if one failed.
+    bool drain() {
+        std::unique_lock<std::mutex> lock(mutex);
+        changed.wait(lock, [&] { return (queue.empty() && !writing) || failed; });
+        return !failed;
     }
 
     // Waits for every buffer to be written; false if one failed.
@@ -110,15 +129,22 @@ private:
             changed.wait(lock, [&] { return !queue.empty() || done; });
             if (queue.empty())
                 return;
-            std::vector<char> buffer = std::move(queue.front());
+            Item item = std::move(queue.front());
             queue.pop_front();
+            if (!item.view)
+                --buffersQueued;
+            writing = true;
             lock.unlock();
-            const bool ok = put(buffer.data(), static_cast<qint64>(buffer.size()));
+            const bool ok = item.view ? put(item.view, static_cast<qint64>(item.viewSize))
+                                      : put(item.buffer.data(), static_cast<qint64>(item.buffer.size()));
             lock.lock();
-            spare.push_back(std::move(buffer));
+            writing = false;
+            if (!item.view)
+                spare.push_back(std::move(item.buffer));
             if (!ok) {
                 failed = true;
                 queue.clear();
+                buffersQueued = 0;
                 changed.notify_all();
                 return;
             }
@@ -128,7 +154,14 @@ private:
 
     std::mutex mutex;
     std::condition_variable changed;
-    std::deque<std::vector<char>> queue;
+    struct Item {
+        std::vector<char> buffer;
+        const char* view; // instead of the buffer
+        size_t viewSize;
+    };
+    std::deque<Item> queue;
+    size_t buffersQueued = 0; // views hold no memory of their own and aren't counted
+    bool writing = false;
     std::vector<std::vector<char>> spare;
     bool done = false;
     bool failed = false;
@@ -186,6 +219,9 @@ struct ReadOnlyDataContainer::StreamSave {
     // A second maker of lines on a thread of its own (see emitParted); it makes only the lines
     // that need nothing of the container's own state, and stops at the first other one.
     StreamSave* helper = nullptr;
+    // The text of the lines stays in place until the writing thread is drained: long runs of
+    // lines copied unchanged go to it without a copy.
+    bool viewsKept = false;
     bool cellPathAllowed = true;
     struct RowLine {
         int row;
@@ -327,7 +363,13 @@ struct ReadOnlyDataContainer::StreamSave {
     bool flushRun(int row) {
         if (runBytes == 0)
             return true;
-        if (runBytes >= kDirectRun && !ahead) {
+        if (viewsKept && runBytes >= kViewRun) {
+            // Its bytes stay where they are until the writing thread has written them.
+            if (!flushOut(row) || !ahead->sendView(runBegin, runBytes))
+                return false;
+            sinceReport += static_cast<qint64>(runBytes);
+            report(row);
+        } else if (runBytes >= kDirectRun && !ahead) {
             if (!flushOut(row) || !put(runBegin, static_cast<qint64>(runBytes)))
                 return false;
             sinceReport += static_cast<qint64>(runBytes);
@@ -718,6 +760,16 @@ struct ReadOnlyDataContainer::StreamSave {
         std::vector<qint64> placeOfFileRow(static_cast<size_t>(rows), -1);
         std::vector<qint64> places;
         std::vector<char> store;
+        // The writing thread may still read the store's lines: it is done with them before the
+        // store is refilled or freed, on every way out.
+        struct Drain {
+            AheadWriter* ahead;
+            ~Drain() {
+                if (ahead)
+                    ahead->drain();
+            }
+        } const drainFirst{ahead};
+        viewsKept = ahead != nullptr;
         std::vector<char> readBuffer;
         std::vector<char> nextReadBuffer;
         struct Read {
@@ -740,6 +792,8 @@ struct ReadOnlyDataContainer::StreamSave {
                 storeBytes += size;
             }
             places.push_back(storeBytes);
+            if (ahead && !ahead->drain())
+                return false;
             std::fill(placeOfFileRow.begin(), placeOfFileRow.end(), -1);
             for (size_t k = first; k < last; ++k)
                 placeOfFileRow[static_cast<size_t>(c.fileRowOf(shown[k]))] = places[k - first];
@@ -845,8 +899,9 @@ bool ReadOnlyDataContainer::streamSave(const CellWriter& writer,
         ahead.emplace(put);
         save.ahead = &*ahead;
         save.flushBytes = testing > 0 ? static_cast<size_t>(testing) : kAheadFlushBytes;
-        // Lines made anew cost more than their copy: a second core makes half of them.
-        if (std::thread::hardware_concurrency() >= 2 || testing > 0) {
+        // Lines made anew cost more than their copy: a second core makes half of them. Lines
+        // copied unchanged cost less than handing them over.
+        if (!save.rules.copy && (std::thread::hardware_concurrency() >= 2 || testing > 0)) {
             helper.emplace(*this, writer, put, rowsToSkip, colsToSkip, lastRow);
             helper->usable();
             helper->ahead = &*ahead; // never written from: its lines go out through `save`

@@ -9,12 +9,18 @@
 
 #include <QFile>
 
+#if defined(Q_OS_LINUX)
+#include <sys/mman.h>
+#endif
+
 #include <atomic>
 #include <condition_variable>
+#include <cstdlib>
 #include <deque>
 #include <future>
 #include <limits>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <thread>
 
@@ -62,6 +68,38 @@ template <class Traits> qint64 machineLineEnd(Traits traits, const char* data, q
     scanUnits(traits, units, 0, state, sink);
     return sink.end;
 }
+
+// The store a reordered save gathers its lines in: its bytes are all written before they are
+// read, so they aren't cleared first, and on Linux it asks for huge pages, a fault per 2 MiB
+// instead of per 4 KiB.
+class StoreBuffer {
+public:
+    StoreBuffer() = default;
+    StoreBuffer(const StoreBuffer&) = delete;
+    StoreBuffer& operator=(const StoreBuffer&) = delete;
+    ~StoreBuffer() { std::free(bytes); }
+
+    void resize(size_t size) {
+        if (size <= capacity)
+            return;
+        std::free(bytes);
+        constexpr size_t kAlign = size_t(2) << 20;
+        capacity = (size + kAlign - 1) / kAlign * kAlign;
+        bytes = static_cast<char*>(std::aligned_alloc(kAlign, capacity));
+        if (!bytes)
+            throw std::bad_alloc();
+#if defined(Q_OS_LINUX)
+        madvise(bytes, capacity, MADV_HUGEPAGE);
+#endif
+    }
+    char* data() {
+        return bytes;
+    }
+
+private:
+    char* bytes = nullptr;
+    size_t capacity = 0;
+};
 
 // Sends filled buffers to the file in order on a thread of its own, so that writing overlaps
 // finding and making the next lines; a few buffers are in flight at most.
@@ -759,7 +797,7 @@ struct ReadOnlyDataContainer::StreamSave {
         const int fd = c.file->handle();
         std::vector<qint64> placeOfFileRow(static_cast<size_t>(rows), -1);
         std::vector<qint64> places;
-        std::vector<char> store;
+        StoreBuffer store;
         // The writing thread may still read the store's lines: it is done with them before the
         // store is refilled or freed, on every way out.
         struct Drain {
@@ -798,6 +836,7 @@ struct ReadOnlyDataContainer::StreamSave {
             for (size_t k = first; k < last; ++k)
                 placeOfFileRow[static_cast<size_t>(c.fileRowOf(shown[k]))] = places[k - first];
             store.resize(static_cast<size_t>(storeBytes + kSlackBytes));
+            std::memset(store.data() + storeBytes, 0, static_cast<size_t>(kSlackBytes));
             // The file front to back, neighbouring lines in one read over small gaps; the next
             // read runs on a thread of its own while the lines of the last one are put in place.
             reads.clear();

@@ -349,6 +349,52 @@ private slots:
         }
     }
 
+    // Long stretches of lines without quotes, which are taken many at a time, broken now and then
+    // by a line that isn't (a quote, a carriage return, an empty line), cut at every read size:
+    // whole, filtered, and with the last line's ending flipped.
+    void plainStretchesAsCellByCellSave() {
+        QRandomGenerator rng(77);
+        Bytes text;
+        for (int l = 0; l < 1500; ++l) {
+            const int fields = 1 + rng.bounded(4);
+            for (int f = 0; f < fields; ++f) {
+                if (f > 0)
+                    text.push_back(',');
+                for (int k = rng.bounded(12); k > 0; --k)
+                    text.push_back(char('a' + rng.bounded(26)));
+            }
+            switch (rng.bounded(40)) {
+            case 0:
+                text.insert(text.end(), {'"', 'x', ',', 'y', '"'});
+                break;
+            case 1:
+                text.push_back('\r');
+                break;
+            default:
+                break;
+            }
+            if (l + 1 < 1500 || rng.bounded(2))
+                text.push_back('\n');
+        }
+        const QString path = newPath();
+        writeFile(path, text);
+        for (const qint64 piece : {qint64(0), qint64(64), qint64(100), qint64(1000)}) {
+            for (int v = 0; v < 3; ++v) {
+                ReadOnlyDataContainer::setPieceSizeForTesting(piece);
+                auto c = openAs<ReadOnlyDataContainer>(path, ',', RFC_4180, UTF_8);
+                QVERIFY(c);
+                std::vector<int> rows;
+                if (v == 1)
+                    rows = randomSubset(rng, c->numRows());
+                if (v == 2)
+                    c->setFinalLineEnding(!c->getFinalLineEnding());
+                const QByteArray expected = save(*c, false, rows, {});
+                QVERIFY2(!expected.startsWith("<failed"), expected.constData());
+                QCOMPARE(save(*c, true, rows, {}), expected);
+            }
+        }
+    }
+
     // Saved over the file its index reads, sorted and filtered: the new file is what a save
     // elsewhere writes, and the cells still read from the file as it was.
     void savesOverItsOwnFile() {

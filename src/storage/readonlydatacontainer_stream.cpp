@@ -9,11 +9,18 @@
 
 #include <QFile>
 
+#if defined(Q_OS_LINUX)
+#include <sys/mman.h>
+#endif
+
 #include <atomic>
 #include <condition_variable>
+#include <cstdlib>
 #include <deque>
 #include <future>
+#include <limits>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <thread>
 
@@ -29,6 +36,7 @@ constexpr qint64 kCarryAtMost = qint64(64) << 20; // a longer line ends the stre
 constexpr qint64 kSlackBytes = 512;               // behind the text: whole blocks of 64 units of 4 bytes
 constexpr size_t kFlushBytes = size_t(1) << 20;   // the lines made go out about a megabyte at a time
 constexpr size_t kDirectRun = size_t(256) << 10;  // lines copied unchanged go out straight from the read
+constexpr size_t kViewRun = size_t(64) << 10;     // ... or, with a writing thread, straight from a store
 // From this size on, a thread of its own writes, in buffers of the second size.
 constexpr qint64 kAheadWriteBytes = qint64(8) << 20;
 constexpr size_t kAheadFlushBytes = size_t(4) << 20;
@@ -61,6 +69,38 @@ template <class Traits> qint64 machineLineEnd(Traits traits, const char* data, q
     return sink.end;
 }
 
+// The store a reordered save gathers its lines in: its bytes are all written before they are
+// read, so they aren't cleared first, and on Linux it asks for huge pages, a fault per 2 MiB
+// instead of per 4 KiB.
+class StoreBuffer {
+public:
+    StoreBuffer() = default;
+    StoreBuffer(const StoreBuffer&) = delete;
+    StoreBuffer& operator=(const StoreBuffer&) = delete;
+    ~StoreBuffer() { std::free(bytes); }
+
+    void resize(size_t size) {
+        if (size <= capacity)
+            return;
+        std::free(bytes);
+        constexpr size_t kAlign = size_t(2) << 20;
+        capacity = (size + kAlign - 1) / kAlign * kAlign;
+        bytes = static_cast<char*>(std::aligned_alloc(kAlign, capacity));
+        if (!bytes)
+            throw std::bad_alloc();
+#if defined(Q_OS_LINUX)
+        madvise(bytes, capacity, MADV_HUGEPAGE);
+#endif
+    }
+    char* data() {
+        return bytes;
+    }
+
+private:
+    char* bytes = nullptr;
+    size_t capacity = 0;
+};
+
 // Sends filled buffers to the file in order on a thread of its own, so that writing overlaps
 // finding and making the next lines; a few buffers are in flight at most.
 class AheadWriter {
@@ -74,10 +114,11 @@ public:
     // Hands `buffer` over and gives back an empty one; false once a write has failed.
     bool send(std::vector<char>& buffer) {
         std::unique_lock<std::mutex> lock(mutex);
-        changed.wait(lock, [&] { return queue.size() < kInFlight || failed; });
+        changed.wait(lock, [&] { return buffersQueued < kInFlight || failed; });
         if (failed)
             return false;
-        queue.push_back(std::move(buffer));
+        queue.push_back(Item{std::move(buffer), nullptr, 0});
+        ++buffersQueued;
         buffer = std::vector<char>();
         if (!spare.empty()) {
             buffer = std::move(spare.back());
@@ -86,6 +127,23 @@ public:
         buffer.clear();
         changed.notify_all();
         return true;
+    }
+
+    // Queues `size` bytes at `bytes` as they stand, without a copy: they must stay until drain().
+    bool sendView(const char* bytes, size_t size) {
+        const std::lock_guard<std::mutex> lock(mutex);
+        if (failed)
+            return false;
+        queue.push_back(Item{{}, bytes, size});
+        changed.notify_all();
+        return true;
+    }
+
+    // Waits until everything queued is written (or a write failed); false if one failed.
+    bool drain() {
+        std::unique_lock<std::mutex> lock(mutex);
+        changed.wait(lock, [&] { return (queue.empty() && !writing) || failed; });
+        return !failed;
     }
 
     // Waits for every buffer to be written; false if one failed.
@@ -109,15 +167,22 @@ private:
             changed.wait(lock, [&] { return !queue.empty() || done; });
             if (queue.empty())
                 return;
-            std::vector<char> buffer = std::move(queue.front());
+            Item item = std::move(queue.front());
             queue.pop_front();
+            if (!item.view)
+                --buffersQueued;
+            writing = true;
             lock.unlock();
-            const bool ok = put(buffer.data(), static_cast<qint64>(buffer.size()));
+            const bool ok = item.view ? put(item.view, static_cast<qint64>(item.viewSize))
+                                      : put(item.buffer.data(), static_cast<qint64>(item.buffer.size()));
             lock.lock();
-            spare.push_back(std::move(buffer));
+            writing = false;
+            if (!item.view)
+                spare.push_back(std::move(item.buffer));
             if (!ok) {
                 failed = true;
                 queue.clear();
+                buffersQueued = 0;
                 changed.notify_all();
                 return;
             }
@@ -127,7 +192,14 @@ private:
 
     std::mutex mutex;
     std::condition_variable changed;
-    std::deque<std::vector<char>> queue;
+    struct Item {
+        std::vector<char> buffer;
+        const char* view; // instead of the buffer
+        size_t viewSize;
+    };
+    std::deque<Item> queue;
+    size_t buffersQueued = 0; // views hold no memory of their own and aren't counted
+    bool writing = false;
     std::vector<std::vector<char>> spare;
     bool done = false;
     bool failed = false;
@@ -171,9 +243,8 @@ struct ReadOnlyDataContainer::StreamSave {
         size_t size;
         bool check; // the writer decides on quotes; else it surely puts none
     };
-    // One-byte text: what a byte of an unquoted cell means to the line's rewrite.
-    static constexpr quint8 kCellEnd = 1, kMayQuote = 2;
-    quint8 plainKinds[256] = {};
+    // One-byte text: the bytes that end an unquoted cell or may make the writer quote it.
+    PlainBytes plainBytes;
     bool plainFast = false;
     std::vector<Span> spans;
     std::vector<char> scratch;
@@ -183,6 +254,18 @@ struct ReadOnlyDataContainer::StreamSave {
     bool gaveUp = false;
     int rowsDone = 0; // the table's rows written, from the first
     size_t flushBytes = kFlushBytes;
+    // A second maker of lines on a thread of its own (see emitParted); it makes only the lines
+    // that need nothing of the container's own state, and stops at the first other one.
+    StreamSave* helper = nullptr;
+    // The text of the lines stays in place until the writing thread is drained: long runs of
+    // lines copied unchanged go to it without a copy.
+    bool viewsKept = false;
+    bool cellPathAllowed = true;
+    struct RowLine {
+        int row;
+        Line line;
+    };
+    std::vector<RowLine> batch;
 
     bool usable() {
 #if !defined(Q_OS_UNIX)
@@ -241,12 +324,12 @@ struct ReadOnlyDataContainer::StreamSave {
         // "RFC 4180" says so, unless the writer quotes everything or nothing.
         const bool writerAlways = standard == ALL_QUOTES && !rules.writerNever;
         plainFast = unitBytes == 1 && !writerAlways && (rules.quoting || rules.writerNever);
-        if (rules.hasDelimiter)
-            plainKinds[static_cast<unsigned char>(delimiter)] = kCellEnd;
+        plainBytes.ends = rules.hasDelimiter;
+        plainBytes.end = delimiter;
         if (!rules.writerNever) {
-            plainKinds[static_cast<unsigned char>(c.saveDelimiter)] |= kMayQuote;
+            plainBytes.mayQuote[plainBytes.mayQuoteCount++] = c.saveDelimiter;
             if (rules.quoteAnywhere)
-                plainKinds[static_cast<unsigned char>(KeyChars::Quote)] |= kMayQuote;
+                plainBytes.mayQuote[plainBytes.mayQuoteCount++] = KeyChars::Quote;
         }
         rules.padded = !c.keepFieldCountsAsRead;
         rules.trailing = c.saveWithTrailingDelimiters;
@@ -318,7 +401,13 @@ struct ReadOnlyDataContainer::StreamSave {
     bool flushRun(int row) {
         if (runBytes == 0)
             return true;
-        if (runBytes >= kDirectRun && !ahead) {
+        if (viewsKept && runBytes >= kViewRun) {
+            // Its bytes stay where they are until the writing thread has written them.
+            if (!flushOut(row) || !ahead->sendView(runBegin, runBytes))
+                return false;
+            sinceReport += static_cast<qint64>(runBytes);
+            report(row);
+        } else if (runBytes >= kDirectRun && !ahead) {
             if (!flushOut(row) || !put(runBegin, static_cast<qint64>(runBytes)))
                 return false;
             sinceReport += static_cast<qint64>(runBytes);
@@ -352,6 +441,8 @@ struct ReadOnlyDataContainer::StreamSave {
                 return false;
             const size_t lineStart = out.size();
             if (firstLine || line.contentEnd < 0 || !rewritable || !rewrite<W>(data, line)) {
+                if (!cellPathAllowed)
+                    return false; // nothing of the line written: the caller's thread makes it
                 // Read into cells and written as the cell-by-cell save does, from the same bytes.
                 lineBytes.assign(bytes, bytes + size);
                 CellCollector sink;
@@ -398,12 +489,7 @@ struct ReadOnlyDataContainer::StreamSave {
                 char* const to = out.data() + at0;
                 const char delimiter = c.delimiter;
                 const char save = c.saveDelimiter;
-                bool clash = false;
-                for (size_t k = 0; k < n; ++k) {
-                    const char ch = from[k];
-                    clash |= ch == save;
-                    to[k] = ch == delimiter ? save : ch;
-                }
+                const bool clash = swapDelimiters(from, to, n, delimiter, save);
                 if (!clash || rules.writerNever) {
                     writer.appendLineEnding(out);
                     return true;
@@ -434,16 +520,10 @@ struct ReadOnlyDataContainer::StreamSave {
                 spans.push_back(Span{true, from, scratch.size() - from, true});
             } else if constexpr (W == 1) {
                 // One pass over the cell finds its end and whether the writer may quote it.
-                qint64 d = i;
-                quint8 seen = 0;
-                for (; d < end; ++d) {
-                    const quint8 kind = plainKinds[static_cast<unsigned char>(data[d])];
-                    if (kind & kCellEnd)
-                        break;
-                    seen |= kind;
-                }
+                bool mayQuote = false;
+                const qint64 d = plainCellEnd(data, i, end, plainBytes, mayQuote);
                 spans.push_back(
-                    Span{false, static_cast<size_t>(i), static_cast<size_t>(d - i), !plainFast || seen != 0});
+                    Span{false, static_cast<size_t>(i), static_cast<size_t>(d - i), !plainFast || mayQuote});
                 i = d;
             } else {
                 const qint64 d = rules.hasDelimiter ? find(i, rules.delimiter) : end;
@@ -488,6 +568,53 @@ struct ReadOnlyDataContainer::StreamSave {
         }
         writer.endCells(out, before);
         writer.appendLineEnding(out);
+        return true;
+    }
+
+    // The lines of `batch`, all in `data`, in order: this thread makes the first half while the
+    // helper makes the second into a buffer of its own, which goes out behind the first. A line
+    // the helper can't make alone, and every line behind it, is made here afterwards.
+    template <int W> bool emitParted(const char* data) {
+        const size_t count = batch.size();
+        size_t half = helper && count >= 2 ? count / 2 : count;
+        StreamSave& h = *helper;
+        size_t stoppedAt = count;
+        std::future<void> job;
+        if (half < count) {
+            h.out.clear();
+            job = std::async(std::launch::async, [&] {
+                for (size_t k = half; k < count; ++k) {
+                    if (!h.emitLine<W>(batch[k].row, data, batch[k].line)) {
+                        stoppedAt = k;
+                        return;
+                    }
+                }
+                h.flushRun(batch.back().row);
+            });
+        }
+        bool ok = true;
+        for (size_t k = 0; k < half && ok; ++k)
+            ok = emitLine<W>(batch[k].row, data, batch[k].line);
+        if (job.valid())
+            job.get();
+        if (!ok)
+            return false;
+        if (half < count) {
+            const int row = batch[half - 1].row;
+            if (!flushRun(row) || !flushOut(row))
+                return false;
+            if (!h.out.empty()) {
+                sinceReport += static_cast<qint64>(h.out.size());
+                if (!ahead->send(h.out))
+                    return false;
+                report(batch[stoppedAt - 1].row);
+            }
+            for (size_t k = stoppedAt; k < count; ++k) {
+                if (!emitLine<W>(batch[k].row, data, batch[k].line))
+                    return false;
+            }
+        }
+        batch.clear();
         return true;
     }
 
@@ -595,17 +722,24 @@ struct ReadOnlyDataContainer::StreamSave {
     // Rows in the file's order, a filter's rows left out.
     template <int W> bool inFileOrder() {
         int row = 0;
+        const char* pieceData = nullptr;
         size_t skip = 0;
         const bool ok = forEachLine<W>(
             [&](const char* data, qint64, const Line& line) -> int {
                 while (skip < rowsToSkip.size() && rowsToSkip[skip] < row)
                     ++skip;
-                if (!(skip < rowsToSkip.size() && rowsToSkip[skip] == row) && !emitLine<W>(row, data, line))
-                    return 0;
+                if (!(skip < rowsToSkip.size() && rowsToSkip[skip] == row)) {
+                    if (helper) {
+                        batch.push_back(RowLine{row, line});
+                        pieceData = data;
+                    } else if (!emitLine<W>(row, data, line)) {
+                        return 0;
+                    }
+                }
                 ++row;
                 return row < c.numRowsIndexed ? 1 : 2;
             },
-            [&] { return flushRun(row); });
+            [&] { return (batch.empty() || emitParted<W>(pieceData)) && flushRun(row); });
         if (!ok)
             return false;
         if (!gaveUp && row != c.numRowsIndexed) {
@@ -663,7 +797,17 @@ struct ReadOnlyDataContainer::StreamSave {
         const int fd = c.file->handle();
         std::vector<qint64> placeOfFileRow(static_cast<size_t>(rows), -1);
         std::vector<qint64> places;
-        std::vector<char> store;
+        StoreBuffer store;
+        // The writing thread may still read the store's lines: it is done with them before the
+        // store is refilled or freed, on every way out.
+        struct Drain {
+            AheadWriter* ahead;
+            ~Drain() {
+                if (ahead)
+                    ahead->drain();
+            }
+        } const drainFirst{ahead};
+        viewsKept = ahead != nullptr;
         std::vector<char> readBuffer;
         std::vector<char> nextReadBuffer;
         struct Read {
@@ -686,10 +830,13 @@ struct ReadOnlyDataContainer::StreamSave {
                 storeBytes += size;
             }
             places.push_back(storeBytes);
+            if (ahead && !ahead->drain())
+                return false;
             std::fill(placeOfFileRow.begin(), placeOfFileRow.end(), -1);
             for (size_t k = first; k < last; ++k)
                 placeOfFileRow[static_cast<size_t>(c.fileRowOf(shown[k]))] = places[k - first];
             store.resize(static_cast<size_t>(storeBytes + kSlackBytes));
+            std::memset(store.data() + storeBytes, 0, static_cast<size_t>(kSlackBytes));
             // The file front to back, neighbouring lines in one read over small gaps; the next
             // read runs on a thread of its own while the lines of the last one are put in place.
             reads.clear();
@@ -743,14 +890,25 @@ struct ReadOnlyDataContainer::StreamSave {
                                     static_cast<size_t>(sizeOf(f)));
                 }
             }
+            // In batches of about a read piece's bytes, each made on two threads with a helper.
+            qint64 batchBytes = 0;
             for (size_t k = first; k < last; ++k) {
                 const quint8 kind = kinds[static_cast<size_t>(c.fileRowOf(shown[k]))];
                 const qint64 start = places[k - first] / W;
                 const qint64 end = places[k - first + 1] / W;
                 const Line line{start, end, (kind & 1) != 0, (kind & 2) ? end - ((kind >> 2) & 3) : -1,
                                 (kind & 16) != 0};
-                if (!emitLine<W>(shown[k], store.data(), line))
+                if (!helper) {
+                    if (!emitLine<W>(shown[k], store.data(), line))
+                        return false;
+                    continue;
+                }
+                batch.push_back(RowLine{shown[k], line});
+                batchBytes += W * (end - start);
+                if ((batchBytes >= pieceBytes || k + 1 == last) && !emitParted<W>(store.data()))
                     return false;
+                if (batch.empty())
+                    batchBytes = 0;
             }
             if (!flushRun(shown[last - 1]) || !flushOut(shown[last - 1]))
                 return false;
@@ -775,10 +933,22 @@ bool ReadOnlyDataContainer::streamSave(const CellWriter& writer,
     std::optional<AheadWriter> ahead;
     // Tests that read in small pieces write in small buffers on the writing thread too.
     const qint64 testing = s_pieceSizeForTesting.load();
+    std::optional<StreamSave> helper;
     if (fileSize >= kAheadWriteBytes || testing > 0) {
         ahead.emplace(put);
         save.ahead = &*ahead;
         save.flushBytes = testing > 0 ? static_cast<size_t>(testing) : kAheadFlushBytes;
+        // Lines made anew cost more than their copy: a second core makes half of them. Lines
+        // copied unchanged cost less than handing them over.
+        if (!save.rules.copy && (std::thread::hardware_concurrency() >= 2 || testing > 0)) {
+            helper.emplace(*this, writer, put, rowsToSkip, colsToSkip, lastRow);
+            helper->usable();
+            helper->ahead = &*ahead; // never written from: its lines go out through `save`
+            helper->flushBytes = std::numeric_limits<size_t>::max();
+            helper->firstLine = false;
+            helper->cellPathAllowed = false;
+            save.helper = &*helper;
+        }
     }
     bool ok = false;
     switch (save.unitBytes) {

@@ -279,4 +279,79 @@ private:
     std::uint64_t mask = 0;
 };
 
+// Copies `n` bytes from `from` to `to` with every `delimiter` made `save`: true if `save` is among
+// them (a cell then needs quotes).
+inline bool swapDelimiters(const char* from, char* to, size_t n, char delimiter, char save) {
+    size_t k = 0;
+    bool clash = false;
+#if defined(__SSE2__)
+    const __m128i d = _mm_set1_epi8(delimiter);
+    const __m128i s = _mm_set1_epi8(save);
+    __m128i seen = _mm_setzero_si128();
+    for (; k + 16 <= n; k += 16) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from + k));
+        const __m128i isDelimiter = _mm_cmpeq_epi8(v, d);
+        seen = _mm_or_si128(seen, _mm_cmpeq_epi8(v, s));
+        const __m128i swapped = _mm_or_si128(_mm_andnot_si128(isDelimiter, v), _mm_and_si128(isDelimiter, s));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to + k), swapped);
+    }
+    clash = _mm_movemask_epi8(seen) != 0;
+#endif
+    for (; k < n; ++k) {
+        const char ch = from[k];
+        clash |= ch == save;
+        to[k] = ch == delimiter ? save : ch;
+    }
+    return clash;
+}
+
+// The bytes that matter in an unquoted cell of one-byte text: the one that ends it, and up to two
+// that make the writer quote it.
+struct PlainBytes {
+    bool ends = false;
+    char end = 0;
+    int mayQuoteCount = 0;
+    char mayQuote[2] = {0, 0};
+};
+
+// Where the unquoted cell of `data` from `i` ends (its end byte, or `to`), 16 bytes at a time;
+// `mayQuote` set if a byte before that makes the writer quote it. `data` is readable 16 bytes
+// beyond `to`.
+inline qint64 plainCellEnd(const char* data, qint64 i, qint64 to, const PlainBytes& b, bool& mayQuote) {
+    mayQuote = false;
+#if defined(__SSE2__)
+    const __m128i e = _mm_set1_epi8(b.end);
+    const __m128i q0 = _mm_set1_epi8(b.mayQuote[0]);
+    const __m128i q1 = _mm_set1_epi8(b.mayQuote[1]);
+    for (; i < to; i += 16) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(data + i));
+        const std::uint32_t inside = to - i >= 16 ? 0xFFFFu : (std::uint32_t(1) << (to - i)) - 1;
+        const std::uint32_t ends =
+            b.ends ? static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, e))) & inside : 0;
+        std::uint32_t may = 0;
+        if (b.mayQuoteCount > 0)
+            may = static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, q0)));
+        if (b.mayQuoteCount > 1)
+            may |= static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, q1)));
+        may &= inside;
+        if (ends) {
+            const int p = std::countr_zero(ends);
+            mayQuote = mayQuote || (may & ((std::uint32_t(1) << p) - 1)) != 0;
+            return i + p;
+        }
+        mayQuote = mayQuote || may != 0;
+    }
+    return to;
+#else
+    for (; i < to; ++i) {
+        const char ch = data[i];
+        if (b.ends && ch == b.end)
+            return i;
+        for (int k = 0; k < b.mayQuoteCount; ++k)
+            mayQuote = mayQuote || ch == b.mayQuote[k];
+    }
+    return to;
+#endif
+}
+
 } // namespace ReadOnlySaveLines

@@ -1,5 +1,6 @@
 // Writing tables back: golden bytes per standard, encoding and line ending, round trips of
 // canonical files, random tables saved and read again, skip lists, and failed saves.
+#include "scratchdisk.h"
 #include "storage/editabledatacontainer.h"
 #include "util/fileparameterutilities.h"
 
@@ -71,19 +72,11 @@ QByteArray goldenSample(ParsingStandard standard) {
 
 } // namespace
 
-// Saves sync to disk before they commit; on a memory file system that costs nothing, which
-// keeps the hundreds of saves below quick.
-QString scratchTemplate() {
-    if (QFileInfo(QStringLiteral("/dev/shm")).isWritable())
-        return QStringLiteral("/dev/shm/orvane-tst_csvwriting-XXXXXX");
-    return QDir::tempPath() + QStringLiteral("/orvane-tst_csvwriting-XXXXXX");
-}
-
 class TestCsvWriting : public QObject {
     Q_OBJECT
 
 private:
-    QTemporaryDir dir{scratchTemplate()};
+    QTemporaryDir dir{scratchTemplate(QStringLiteral("tst_csvwriting"))};
     int counter = 0;
 
     QString newPath() { return dir.filePath(QStringLiteral("w%1.csv").arg(++counter)); }

@@ -1,6 +1,7 @@
 // Saves made in parts on several threads with vector scans, held byte for byte to the plain
 // one-thread writer with its byte loop; and saves that fail half way on a full or read-only disk.
 #include "containertesthelpers.h"
+#include "scratchdisk.h"
 
 #include "storage/cellwriter.h"
 #include "storage/editabledatacontainer.h"
@@ -55,48 +56,13 @@ QByteArray randomCell(QRandomGenerator& rng, EncodingType encoding, char delimit
     return wide;
 }
 
-QString scratchTemplate() {
-    if (QFileInfo(QStringLiteral("/dev/shm")).isWritable())
-        return QStringLiteral("/dev/shm/orvane-tst_partedsave-XXXXXX");
-    return QDir::tempPath() + QStringLiteral("/orvane-tst_partedsave-XXXXXX");
-}
-
-// A small memory file system of its own, as root only; unmounted with the object.
-struct SmallDisk {
-    QTemporaryDir mountPoint{scratchTemplate()};
-    bool mounted = false;
-    explicit SmallDisk(const QString& size) {
-#if defined(__SANITIZE_THREAD__)
-        // ThreadSanitizer stops a process that starts threads after a fork, as mount's does.
-        return;
-#endif
-        if (::geteuid() != 0 || !mountPoint.isValid())
-            return;
-        mounted =
-            QProcess::execute(QStringLiteral("mount"), {QStringLiteral("-t"), QStringLiteral("tmpfs"),
-                                                        QStringLiteral("-o"), QStringLiteral("size=") + size,
-                                                        QStringLiteral("tmpfs"), mountPoint.path()}) == 0;
-    }
-    ~SmallDisk() {
-        if (mounted)
-            QProcess::execute(QStringLiteral("umount"), {mountPoint.path()});
-    }
-    bool remountReadOnly() {
-        return QProcess::execute(QStringLiteral("mount"), {QStringLiteral("-o"), QStringLiteral("remount,ro"),
-                                                           mountPoint.path()}) == 0;
-    }
-    QString path(const QString& name) const {
-        return mountPoint.filePath(name);
-    }
-};
-
 } // namespace
 
 class TestPartedSave : public QObject {
     Q_OBJECT
 
 private:
-    QTemporaryDir dir{scratchTemplate()};
+    QTemporaryDir dir{scratchTemplate(QStringLiteral("tst_partedsave"))};
     int counter = 0;
 
     QString newPath() { return dir.filePath(QStringLiteral("s%1.csv").arg(++counter)); }
@@ -380,7 +346,7 @@ private slots:
     // so, the old file is whole, no temporary file stays behind, and the table can still be saved
     // elsewhere.
     void fullDiskLeavesOldFileWhole() {
-        SmallDisk disk(QStringLiteral("1m"));
+        SmallDisk disk(QStringLiteral("tst_partedsave"), QStringLiteral("1m"));
         if (!disk.mounted)
             QSKIP("mounting a small file system needs root (and no ThreadSanitizer)");
         const QString target = disk.path(QStringLiteral("table.csv"));
@@ -406,7 +372,7 @@ private slots:
     }
 
     void readOnlyDiskLeavesOldFileWhole() {
-        SmallDisk disk(QStringLiteral("1m"));
+        SmallDisk disk(QStringLiteral("tst_partedsave"), QStringLiteral("1m"));
         if (!disk.mounted)
             QSKIP("mounting a small file system needs root (and no ThreadSanitizer)");
         const QString target = disk.path(QStringLiteral("table.csv"));

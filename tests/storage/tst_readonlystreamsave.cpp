@@ -5,6 +5,7 @@
 // with columns moved or hidden, and saved with other parameters; read in pieces of several
 // sizes. And saves that fail: a full or read-only disk, a file cut short while it is saved.
 #include "containertesthelpers.h"
+#include "scratchdisk.h"
 
 #include "storage/piecereader.h"
 #include "storage/readonlydatacontainer.h"
@@ -129,40 +130,6 @@ std::u32string randomText(QRandomGenerator& rng, char32_t delimiter, bool wideAl
     return text;
 }
 
-QString scratchTemplate() {
-    if (QFileInfo(QStringLiteral("/dev/shm")).isWritable())
-        return QStringLiteral("/dev/shm/orvane-tst_readonlystreamsave-XXXXXX");
-    return QDir::tempPath() + QStringLiteral("/orvane-tst_readonlystreamsave-XXXXXX");
-}
-
-// A small memory file system of its own, as root only; unmounted with the object.
-struct SmallDisk {
-    QTemporaryDir mountPoint{scratchTemplate()};
-    bool mounted = false;
-    explicit SmallDisk(const QString& size) {
-#if defined(__SANITIZE_THREAD__)
-        return; // ThreadSanitizer stops a process that starts threads after a fork, as mount's does
-#endif
-        if (::geteuid() != 0 || !mountPoint.isValid())
-            return;
-        mounted =
-            QProcess::execute(QStringLiteral("mount"), {QStringLiteral("-t"), QStringLiteral("tmpfs"),
-                                                        QStringLiteral("-o"), QStringLiteral("size=") + size,
-                                                        QStringLiteral("tmpfs"), mountPoint.path()}) == 0;
-    }
-    ~SmallDisk() {
-        if (mounted)
-            QProcess::execute(QStringLiteral("umount"), {mountPoint.path()});
-    }
-    bool remountReadOnly() const {
-        return QProcess::execute(QStringLiteral("mount"), {QStringLiteral("-o"), QStringLiteral("remount,ro"),
-                                                           mountPoint.path()}) == 0;
-    }
-    QString path(const QString& name) const {
-        return mountPoint.filePath(name);
-    }
-};
-
 // How a variation changes the table and its save parameters before the two saves.
 enum Variation {
     AsRead,
@@ -187,7 +154,7 @@ class TestReadOnlyStreamSave : public QObject {
     Q_OBJECT
 
 private:
-    QTemporaryDir dir{scratchTemplate()};
+    QTemporaryDir dir{scratchTemplate(QStringLiteral("tst_readonlystreamsave"))};
     int counter = 0;
 
     QString newPath() { return dir.filePath(QStringLiteral("s%1.csv").arg(++counter)); }
@@ -444,7 +411,7 @@ private slots:
     }
 
     void failedWriteLeavesOldFileWhole() {
-        SmallDisk disk(QStringLiteral("1m"));
+        SmallDisk disk(QStringLiteral("tst_readonlystreamsave"), QStringLiteral("1m"));
         if (!disk.mounted)
             QSKIP("mounting a small file system needs root (and no ThreadSanitizer)");
         QByteArray text;

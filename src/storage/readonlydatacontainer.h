@@ -152,6 +152,8 @@ private:
                    std::vector<char>* results, bool multiByte, bool withDelimiter) const;
     void runCollector(std::vector<char>& buffer, int row, int col, CellCollector& sink, bool multiByte,
                       bool withDelimiter) const;
+    // The bytes of rows first..last into readBuffer; the strip they start at, or -1.
+    qint64 readRowsBytes(int first, int last) const;
     void readWholeRow(int row, std::vector<std::vector<char>>& cells) const;
     // Every cell of the file's rows from `first` to `last`, a list for each, in one read and one
     // scan: what a save in the file's order reads.

@@ -115,46 +115,13 @@ void ReadOnlyDataContainer::writeLineAsRead(std::vector<char>& out, std::vector<
     writer.appendLineEnding(out);
 }
 
-void ReadOnlyDataContainer::readWholeRow(int row, std::vector<std::vector<char>>& cells) const {
-    cells.clear();
-    if (row < 0 || row >= numRowsIndexed || strips.empty() || !file || !file->isOpen() || !fileUnchanged())
-        return;
-    // From the strip of the row's first cell to the strip behind that of the next row's first
-    // cell; the last row reads to the end, since it may be wider than numCols.
-    const qint64 unitBytes = bytesPerChar >= 2 ? bytesPerChar : 1;
-    const qint64 stripCount = static_cast<qint64>(strips.size());
-    const qint64 first = std::min(static_cast<qint64>(row) * numColsIndexed / stripSize, stripCount - 1);
-    qint64 end = fileSize / unitBytes;
-    if (row + 1 < numRowsIndexed) {
-        const qint64 next = static_cast<qint64>(row + 1) * numColsIndexed / stripSize;
-        if (next + 1 < stripCount)
-            end = strips[next + 1].offset;
-    }
-    const qint64 begin = strips[first].offset;
-    if (end <= begin)
-        return;
-    readBuffer.resize(static_cast<size_t>((end - begin) * unitBytes));
-    const qint64 got = readAt(begin * unitBytes, readBuffer.data(), static_cast<qint64>(readBuffer.size()));
-    if (got < static_cast<qint64>(readBuffer.size())) {
-        noteFileChanged();
-        return;
-    }
-    CellCollector sink;
-    sink.rowCells = &cells;
-    sink.targetRow = row;
-    runCollector(readBuffer, strips[first].row, strips[first].col, sink, bytesPerChar >= 2, delimiter != 0);
-}
-
-void ReadOnlyDataContainer::readRowRange(int first, int last,
-                                         std::vector<std::vector<std::vector<char>>>& rows) const {
-    rows.resize(static_cast<size_t>(std::max(0, last - first + 1)));
-    for (auto& cells : rows)
-        cells.clear();
+// Reads the lines of rows first..last into readBuffer: from the strip of the first row's first cell
+// to the strip behind that of the next row's first cell; the last row reads to the end, since it
+// may be wider than numCols. Gives the strip the bytes start at, or -1 when there is nothing to read.
+qint64 ReadOnlyDataContainer::readRowsBytes(int first, int last) const {
     if (first < 0 || last < first || last >= numRowsIndexed || strips.empty() || !file || !file->isOpen() ||
         !fileUnchanged())
-        return;
-    // As readWholeRow reads one row: from the strip of the first row's first cell to the strip
-    // behind that of the next row's first cell, or to the end.
+        return -1;
     const qint64 unitBytes = bytesPerChar >= 2 ? bytesPerChar : 1;
     const qint64 stripCount = static_cast<qint64>(strips.size());
     const qint64 firstStrip =
@@ -167,13 +134,36 @@ void ReadOnlyDataContainer::readRowRange(int first, int last,
     }
     const qint64 begin = strips[firstStrip].offset;
     if (end <= begin)
-        return;
+        return -1;
     readBuffer.resize(static_cast<size_t>((end - begin) * unitBytes));
     const qint64 got = readAt(begin * unitBytes, readBuffer.data(), static_cast<qint64>(readBuffer.size()));
     if (got < static_cast<qint64>(readBuffer.size())) {
         noteFileChanged();
-        return;
+        return -1;
     }
+    return firstStrip;
+}
+
+void ReadOnlyDataContainer::readWholeRow(int row, std::vector<std::vector<char>>& cells) const {
+    cells.clear();
+    const qint64 firstStrip = readRowsBytes(row, row);
+    if (firstStrip < 0)
+        return;
+    CellCollector sink;
+    sink.rowCells = &cells;
+    sink.targetRow = row;
+    runCollector(readBuffer, strips[firstStrip].row, strips[firstStrip].col, sink, bytesPerChar >= 2,
+                 delimiter != 0);
+}
+
+void ReadOnlyDataContainer::readRowRange(int first, int last,
+                                         std::vector<std::vector<std::vector<char>>>& rows) const {
+    rows.resize(static_cast<size_t>(std::max(0, last - first + 1)));
+    for (auto& cells : rows)
+        cells.clear();
+    const qint64 firstStrip = readRowsBytes(first, last);
+    if (firstStrip < 0)
+        return;
     CellCollector sink;
     sink.rangeCells = &rows;
     sink.rangeFirst = first;

@@ -187,10 +187,23 @@ void TableView::holdShownCells() {
         if (top < 0 || left < 0)
             continue;
         // Past the last line, rowAt and columnAt say -1: up to the end then.
-        const int bottom = grid->rowAt(shown.bottom());
-        const int right = grid->columnAt(shown.right());
-        m->holdCells(top, left, bottom < 0 ? m->rowCount() - 1 : bottom,
-                     right < 0 ? m->columnCount() - 1 : right);
+        int bottom = grid->rowAt(shown.bottom());
+        int right = grid->columnAt(shown.right());
+        bottom = bottom < 0 ? m->rowCount() - 1 : bottom;
+        right = right < 0 ? m->columnCount() - 1 : right;
+        // A page more on every side the grid scrolls to, so that a Page Up or Down during the
+        // scan still finds its cells, as long as reading them stays quick.
+        const int pageRows = bottom - top + 1;
+        const int pageCols = right - left + 1;
+        const bool scrollsRows = grid != frozenRows && grid != frozenCorner;
+        const bool scrollsCols = grid != frozenCols && grid != frozenCorner;
+        const int extraRows = scrollsRows ? pageRows : 0;
+        const int extraCols = scrollsCols ? pageCols : 0;
+        constexpr qint64 quickCells = 20000;
+        if (qint64(pageRows + 2 * extraRows) * (pageCols + 2 * extraCols) <= quickCells)
+            m->holdCells(top - extraRows, left - extraCols, bottom + extraRows, right + extraCols);
+        else
+            m->holdCells(top, left, bottom, right);
     }
 }
 

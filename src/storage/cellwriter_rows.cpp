@@ -29,6 +29,9 @@ struct RowKeys {
     bool always;
     char lineEnding[8];
     std::size_t lineEndingSize;
+    // Single bytes whose keys differ in their low six bits: one table lookup finds them all.
+    bool lookup;
+    unsigned char table[64];
 };
 
 // Whether any bit from `begin` up to `end` is set, 64 a word.
@@ -65,7 +68,8 @@ inline std::size_t markFrom(const std::uint64_t* a, const std::uint64_t* b, std:
 
 #if defined(ORVANE_BYTESCAN_X86)
 
-#define ORVANE_ROWS_TARGET __attribute__((target("avx512f,avx512bw,avx512vl,bmi,bmi2,popcnt,lzcnt")))
+#define ORVANE_ROWS_TARGET                                                                                   \
+    __attribute__((target("avx512f,avx512bw,avx512vl,avx512vbmi,bmi,bmi2,popcnt,lzcnt")))
 
 template <int Width> ORVANE_ROWS_TARGET inline __m512i broadcast(std::uint32_t unit) {
     if constexpr (Width == 1)
@@ -186,10 +190,26 @@ char* copyLong(char* w, const char* base, std::size_t begin, std::size_t end, co
 
 // The keys of the scan in vector registers, made once for many rows.
 struct VectorKeys {
+    __m512i table;
     __m512i special[5];
     __m512i quote;
     __m512i delimiters;
 };
+
+// The units of `bytes` that call for quotes anywhere, as a mask of their first bytes.
+template <int Width>
+[[gnu::always_inline]] ORVANE_ROWS_TARGET inline std::uint64_t specials(__m512i bytes, const VectorKeys& v,
+                                                                        const RowKeys& k) {
+    if constexpr (Width == 1) {
+        if (k.lookup) [[likely]]
+            return _mm512_cmpeq_epi8_mask(_mm512_maskz_permutexvar_epi8(~std::uint64_t(0), bytes, v.table),
+                                          bytes);
+    }
+    std::uint64_t s = 0;
+    for (int i = 0; i < 5; ++i)
+        s |= equal<Width>(bytes, v.special[i]);
+    return s;
+}
 
 // The line of one row of `count` cells ending at e[0 .. count) bytes from `base`, then `pads`
 // absent cells; false, with nothing written, for a row the pass doesn't take. Cells go out by
@@ -216,14 +236,18 @@ template <int Width, class Offset>
     // windows; a quote counts at a cell's start.
     std::uint64_t special[kWords + 2];
     std::uint64_t quotes[kWords + 2];
-    const std::size_t words = std::max<std::size_t>(1, (span + 63) / 64);
+    // Two words at least: most rows take one or two, and a loop whose count changes from row
+    // to row is a guess of the branch predictor that often fails.
+    const std::size_t words = std::max<std::size_t>(2, (span + 63) / 64);
     if (!k.never) [[likely]] {
-        for (std::size_t at = 0; at < words; ++at) {
+        for (std::size_t at = 0; at < 2; ++at) {
             const __m512i bytes = loadUpTo(base + 64 * at, span - std::min(span, 64 * at));
-            std::uint64_t s = 0;
-            for (int i = 0; i < 5; ++i)
-                s |= equal<Width>(bytes, v.special[i]);
-            special[at] = s;
+            special[at] = specials<Width>(bytes, v, k);
+            quotes[at] = equal<Width>(bytes, v.quote);
+        }
+        for (std::size_t at = 2; at < words; ++at) {
+            const __m512i bytes = loadUpTo(base + 64 * at, span - std::min(span, 64 * at));
+            special[at] = specials<Width>(bytes, v, k);
             quotes[at] = equal<Width>(bytes, v.quote);
         }
     } else {
@@ -240,7 +264,10 @@ template <int Width, class Offset>
     const std::uint32_t delimiter = k.delimiter;
     const std::size_t always = k.always ? Width : 0;
     std::size_t begin = 0;
-    std::size_t nextMark = k.always ? 0 : markFrom(special, quotes, words, 0);
+    const std::uint64_t first = special[0] | quotes[0];
+    std::size_t nextMark = k.always ? 0
+                           : first  ? static_cast<std::size_t>(std::countr_zero(first))
+                                    : markFrom(special, quotes, words, 64);
     for (int i = 0; i < count; ++i) {
         const std::size_t end = static_cast<std::size_t>(e[i]);
         const std::size_t size = end - begin;
@@ -296,6 +323,7 @@ template <int Width>
 ORVANE_ROWS_TARGET int rowLinesAs(PartBuffer& out, const PackedRow* rows, int n, const RowLineShape& shape,
                                   const RowKeys& k) {
     VectorKeys v;
+    v.table = _mm512_loadu_si512(k.table);
     for (int i = 0; i < 5; ++i)
         v.special[i] = broadcast<Width>(k.special[i < k.specialCount ? i : 0]);
     v.quote = broadcast<Width>(k.quote);
@@ -333,7 +361,8 @@ ORVANE_ROWS_TARGET int rowLinesAs(PartBuffer& out, const PackedRow* rows, int n,
 
 bool CellWriter::rowPassAvailable() {
 #if defined(ORVANE_BYTESCAN_X86)
-    static const bool has = ByteScan::hasAvx512() && __builtin_cpu_supports("avx512vl");
+    static const bool has =
+        ByteScan::hasAvx512() && __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi");
     return has;
 #else
     return false;
@@ -355,6 +384,17 @@ int CellWriter::appendRowLines(PartBuffer& out, const PackedRow* rows, int n,
     k.always = always;
     std::memcpy(k.lineEnding, lineEndingBytes, sizeof k.lineEnding);
     k.lineEndingSize = lineEnding.size();
+    // Each entry not a key holds a byte that its index can't match.
+    for (int i = 0; i < 64; ++i)
+        k.table[i] = static_cast<unsigned char>((i + 1) & 63);
+    k.lookup = width == 1;
+    for (int i = 0; i < k.specialCount; ++i) {
+        const unsigned char key = static_cast<unsigned char>(k.special[i]);
+        const int slot = key & 63;
+        if (k.table[slot] != key && (k.table[slot] & 63) == slot)
+            k.lookup = false; // two keys in one slot
+        k.table[slot] = key;
+    }
     if (width == 1)
         return rowLinesAs<1>(out, rows, n, shape, k);
     if (width == 2)

@@ -1,7 +1,7 @@
 // CellWriter::appendRowLines: the lines of many stored rows in one pass by AVX-512. The keys of
 // the scan stay in vector registers from row to row; a row's bytes are scanned in steps of 64
-// for the units that may call for quotes, and a cell without one goes out in one masked move of
-// up to 64 bytes, which reads nothing past the cell. Only a marked cell is looked at closely.
+// for the units that may call for quotes, and a cell without one goes out in one move (see
+// moveUpTo64). Only a marked cell is looked at closely.
 #include "storage/cellwriter.h"
 
 #include "storage/bytescan.h"
@@ -9,6 +9,7 @@
 #include "storage/partbuffer.h"
 #include "storage/rowlineshape.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 
@@ -33,6 +34,8 @@ struct RowKeys {
     bool lookup;
     unsigned char table[64];
 };
+
+#if defined(ORVANE_BYTESCAN_X86)
 
 // Whether any bit from `begin` up to `end` is set, 64 a word.
 inline bool anyIn(const std::uint64_t* words, std::size_t begin, std::size_t end) {
@@ -65,8 +68,6 @@ inline std::size_t markFrom(const std::uint64_t* a, const std::uint64_t* b, std:
     }
     return 64 * k + static_cast<std::size_t>(std::countr_zero(bits));
 }
-
-#if defined(ORVANE_BYTESCAN_X86)
 
 #define ORVANE_ROWS_TARGET                                                                                   \
     __attribute__((target("avx512f,avx512bw,avx512vl,avx512vbmi,bmi,bmi2,popcnt,lzcnt")))

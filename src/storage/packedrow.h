@@ -114,7 +114,7 @@ public:
 
     // The row as it lies, for a writer that walks many rows in a loop of its own: the cells'
     // bytes back to back, and the end of each cell as an unsigned integer of `offsetSize` bytes
-    // (1, 2, 4 or 8). A row without cells has count 0 and null pointers.
+    // (1, 2, 4 or 8). A row without cells has count 0, and null pointers when it holds no block.
     struct Layout {
         const char* bytes = nullptr;
         const void* ends = nullptr;

@@ -480,6 +480,14 @@ CellWriter::CellWriter(const AbstractDataContainer& c) {
 
     std::memcpy(lineEndingBytes, lineEnding.data(), std::min(lineEnding.size(), sizeof lineEndingBytes));
 
+    if (keys.quote.size() == width)
+        std::memcpy(&quoteUnit, keys.quote.data(), width);
+    if (keys.saveDelimiter.size() == width)
+        std::memcpy(&delimiterUnit, keys.saveDelimiter.data(), width);
+    rowPass = level == 0 && rowPassAvailable() && hasDelimiter && keys.saveDelimiter.size() == width &&
+              keys.quote.size() == width && lineEnding.size() <= sizeof lineEndingBytes &&
+              (never || scanKeys.count > 0);
+
     const EncodingType encoding = c.getEncoding();
     if (encoding == UTF_16) {
         boms = {AbstractDataContainer::getEncodingBom(UTF_16BE),

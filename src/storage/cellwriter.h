@@ -8,6 +8,7 @@
 
 class PackedRow;
 class PartBuffer;
+struct RowLineShape;
 
 // How both containers put cells into a line of a saved file: the quoting rule of the standard,
 // the save delimiter, the pad of an absent cell and the line ending, in units of the encoding.
@@ -73,7 +74,17 @@ public:
     using RowScanFunction = bool (*)(const char* p, std::size_t size, const ScanKeys& keys,
                                      std::uint64_t* marks);
 
+    // The lines of rows[0 .. n), none of them the file's first, each as appendRowLine writes
+    // it with the cells and pads `shape` picks, in one pass that keeps the scan's keys in vector
+    // registers from row to row (cellwriter_rows.cpp). Returns how many rows it wrote: fewer
+    // than n when the next row is one it doesn't take (long, wide, or with a cell that isn't
+    // whole units), which the caller then writes its own way; 0 on a processor without AVX-512
+    // and under the test levels that hold the scans back.
+    int appendRowLines(PartBuffer& out, const PackedRow* rows, int n, const RowLineShape& shape) const;
+    bool rowLinesAvailable() const { return rowPass; }
+
 private:
+    static bool rowPassAvailable();
     template <int Width>
     bool appendRowLineAs(PartBuffer& out, const PackedRow& row, int count, int pads,
                          std::vector<std::uint64_t>& marks) const;
@@ -91,9 +102,12 @@ private:
     bool hasDelimiter = true;
     bool always = false;
     bool never = false;
-    bool quoteAnywhere = false; // "RFC 4180": a quote anywhere in the cell
-    bool table[256] = {};       // single-byte text: the bytes that call for quotes
-    bool plain = false;         // the byte loop of old, for tests
+    bool quoteAnywhere = false;  // "RFC 4180": a quote anywhere in the cell
+    bool table[256] = {};        // single-byte text: the bytes that call for quotes
+    bool plain = false;          // the byte loop of old, for tests
+    bool rowPass = false;        // appendRowLines takes rows
+    std::uint32_t quoteUnit = 0; // the quote and the delimiter as one unit each, for appendRowLines
+    std::uint32_t delimiterUnit = 0;
     ScanKeys scanKeys;
     ScanKeys rowScanKeys;
     ScanFunction scanBlocks = nullptr;

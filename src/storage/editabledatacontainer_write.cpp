@@ -3,6 +3,7 @@
 #include "storage/cellwriter.h"
 #include "storage/partbuffer.h"
 #include "storage/partedwrite.h"
+#include "storage/rowlineshape.h"
 #include "storage/savefile.h"
 
 #include <QSaveFile>
@@ -199,8 +200,12 @@ bool EditableDataContainer::saveCSV(bool, bool transposed, const std::vector<int
     // A row line with all its cells and no hidden columns goes straight into the part; other
     // lines are built on their own and copied in.
     const bool rowLines = !transposed && colsToSkip.empty();
-    const bool delimited = writer.delimited();
-    const bool padToWidth = delimited && saveWithTrailingDelimiters;
+    RowLineShape shape;
+    shape.keepFieldCounts = keepFieldCountsAsRead;
+    shape.keepTrailingEmpty = saveWithTrailingDelimiters;
+    shape.delimited = writer.delimited();
+    shape.padTo = shape.delimited && saveWithTrailingDelimiters ? numColsLogical : 0;
+    const bool rowPass = rowLines && writer.rowLinesAvailable();
     auto encode = [&](int part, PartBuffer& out) {
         const int first = part * linesPerPart;
         const int end = std::min(lines, first + linesPerPart);
@@ -218,23 +223,26 @@ bool EditableDataContainer::saveCSV(bool, bool transposed, const std::vector<int
                 ++skip;
             if (skip != linesToSkip.end() && *skip == index)
                 continue;
+            if (rowPass && !state.fileStart) {
+                // The rows up to the next skipped one, or the last line when it loses its ending,
+                // in one pass; a row the pass doesn't take goes on below.
+                int runEnd = skip != linesToSkip.end() ? std::min(end, *skip) : end;
+                if (!finalLineEnding && index <= lastLine && lastLine < runEnd)
+                    runEnd = lastLine;
+                const int done = writer.appendRowLines(out, rows.data() + index, runEnd - index, shape);
+                index += done;
+                if (index >= end || (skip != linesToSkip.end() && *skip == index)) {
+                    --index; // the loop's step moves on to it
+                    continue;
+                }
+            }
             const bool last = index == lastLine && !transposed && !finalLineEnding;
             if (rowLines && !state.fileStart) {
                 // The cells and pads as buildLine picks them.
                 const PackedRow& row = rows[static_cast<size_t>(index)];
-                int count = row.size();
+                int count = 0;
                 int pads = 0;
-                if (const int fields = keepFieldCountsAsRead ? row.fieldsAsRead() : 0; fields > 0) {
-                    if (delimited)
-                        pads = count == 0 && fields == 1 ? 0 : std::max(0, fields - count);
-                } else {
-                    if (!saveWithTrailingDelimiters) {
-                        while (count > 0 && row.cellEmpty(count - 1))
-                            --count;
-                    }
-                    if (padToWidth)
-                        pads = std::max(0, numColsLogical - count);
-                }
+                shape.pick(row, count, pads);
                 const size_t lineStart = out.size();
                 if (writer.appendRowLine(out, row, count, pads, state.marks)) {
                     if (last) {

@@ -112,6 +112,21 @@ public:
     // Bytes the row's block takes, header included (0 for a row without cells).
     std::size_t blockSize() const;
 
+    // The row as it lies, for a writer that walks many rows in a loop of its own: the cells'
+    // bytes back to back, and the end of each cell as an unsigned integer of `offsetSize` bytes
+    // (1, 2, 4 or 8). A row without cells has count 0, and null pointers when it holds no block.
+    struct Layout {
+        const char* bytes = nullptr;
+        const void* ends = nullptr;
+        int count = 0;
+        int offsetSize = 1;
+    };
+    Layout layout() const {
+        if (!block)
+            return {};
+        return {bytes(), offsets(), static_cast<int>(header()->count), 1 << (header()->flags & kWidthMask)};
+    }
+
 private:
     struct Header {
         std::uint32_t count;

@@ -5,9 +5,11 @@
 
 #include <algorithm>
 #include <atomic>
+#include <bit>
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <vector>
 
 PackedRow::PackedRow(const PackedRow& other) {
     if (!other.block)
@@ -87,6 +89,92 @@ __attribute__((target("avx512f,avx512bw"))) void fillShortAvx512(char* offsets, 
         _mm512_mask_storeu_epi8(out + i, m, _mm512_maskz_loadu_epi8(m, bytes + i));
     }
 }
+
+// Rows read straight from the text: a compress of each 64-byte block under the mask of the bytes
+// the row keeps leaves its cells back to back, and a cell's end offset is the count of kept bytes
+// in front of its end mark, eight ends at a time by a population count of the kept mask below
+// each. Offsets of one byte only.
+bool hasVectorCompress() {
+    static const bool has = ByteScan::hasAvx512() && __builtin_cpu_supports("avx512vbmi2") &&
+                            __builtin_cpu_supports("avx512vpopcntdq") && __builtin_cpu_supports("avx512vl");
+    return has;
+}
+
+// The row's block, its header's two words (cell count, then `flags` with the field count at
+// `fieldsShift` and `inArena` for an arena block) set, offsets of one byte; null when its bytes
+// take more.
+__attribute__((target("avx512f,avx512bw,avx512vl,avx512vbmi2,avx512vpopcntdq,bmi,bmi2,popcnt,lzcnt"))) char*
+packMasksAvx512(const char* text, const std::uint64_t* ends, const std::uint64_t* kept, std::size_t blocks,
+                RowArena* arena, std::uint32_t inArena, unsigned fieldsShift) {
+    // The field count, the bytes, and the cells stored: up to the last non-empty one.
+    std::size_t fields = 0;
+    std::size_t total = 0;
+    std::size_t count = 0;
+    for (std::size_t w = 0; w < blocks; ++w) {
+        if (kept[w]) {
+            // Every end up to the first one behind the last kept byte so far.
+            const std::uint64_t upToLast = ~std::uint64_t(0) >> _lzcnt_u64(kept[w]);
+            count = fields + static_cast<std::size_t>(_mm_popcnt_u64(ends[w] & upToLast)) + 1;
+        }
+        fields += static_cast<std::size_t>(_mm_popcnt_u64(ends[w]));
+        total += static_cast<std::size_t>(_mm_popcnt_u64(kept[w]));
+    }
+    if (total > 0xFF)
+        return nullptr;
+    const std::size_t size = 2 * sizeof(std::uint32_t) + count + total;
+    char* block = arena ? arena->allocate(size) : nullptr;
+    std::uint32_t header[2] = {static_cast<std::uint32_t>(count), static_cast<std::uint32_t>(fields)
+                                                                      << fieldsShift};
+    if (block) {
+        header[1] |= inArena;
+    } else {
+        block = static_cast<char*>(std::malloc(size));
+        if (!block)
+            throw std::bad_alloc();
+    }
+    std::memcpy(block, header, sizeof header);
+    char* const offsets = block + sizeof header;
+    char* const data = offsets + count;
+    const __m512i positions =
+        _mm512_set_epi8(63, 62, 61, 60, 59, 58, 57, 56, 55, 54, 53, 52, 51, 50, 49, 48, 47, 46, 45, 44, 43,
+                        42, 41, 40, 39, 38, 37, 36, 35, 34, 33, 32, 31, 30, 29, 28, 27, 26, 25, 24, 23, 22,
+                        21, 20, 19, 18, 17, 16, 15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
+    const __m512i ones = _mm512_set1_epi64(1);
+    std::size_t cells = 0;
+    std::size_t keptBefore = 0;
+    for (std::size_t w = 0; w < blocks && cells < count; ++w) {
+        std::uint64_t e = ends[w];
+        const __m512i k = _mm512_set1_epi64(static_cast<long long>(kept[w]));
+        const __m512i base = _mm512_set1_epi64(static_cast<long long>(keptBefore));
+        while (e && cells < count) {
+            // The next eight ends of the block: kept bytes below each, and those before the block.
+            // (The zeroing forms throughout: GCC 12 takes the plain ones' undefined inputs for
+            // uninitialized values.)
+            const __m512i at = _mm512_maskz_cvtepu8_epi64(
+                0xFF, _mm512_maskz_extracti32x4_epi32(0xF, _mm512_maskz_compress_epi8(e, positions), 0));
+            const __m512i below = _mm512_sub_epi64(_mm512_maskz_sllv_epi64(0xFF, ones, at), ones);
+            const __m512i offset =
+                _mm512_add_epi64(_mm512_maskz_popcnt_epi64(0xFF, _mm512_and_si512(k, below)), base);
+            const std::size_t n =
+                std::min<std::size_t>({static_cast<std::size_t>(_mm_popcnt_u64(e)), 8, count - cells});
+            _mm_mask_storeu_epi8(offsets + cells,
+                                 static_cast<__mmask16>(_bzhi_u32(0xFFFF, static_cast<unsigned>(n))),
+                                 _mm512_maskz_cvtepi64_epi8(0xFF, offset));
+            cells += n;
+            e &= ~_pdep_u64(0xFF, e);
+        }
+        keptBefore += static_cast<std::size_t>(_mm_popcnt_u64(kept[w]));
+    }
+    std::size_t written = 0;
+    for (std::size_t w = 0; w < blocks; ++w) {
+        const std::uint64_t k = kept[w];
+        const std::size_t n = static_cast<std::size_t>(_mm_popcnt_u64(k));
+        _mm512_mask_storeu_epi8(data + written, _bzhi_u64(~std::uint64_t(0), static_cast<unsigned>(n)),
+                                _mm512_maskz_compress_epi8(k, _mm512_maskz_loadu_epi8(k, text + 64 * w)));
+        written += n;
+    }
+    return block;
+}
 #endif
 
 std::atomic<bool> s_vectorPacking {
@@ -122,6 +210,45 @@ void PackedRow::fillShort(char* offsets, const char* bytes, const std::uint64_t*
         fillShortPlain<std::uint8_t>(offsets, bytes, ends, count, total);
     else
         fillShortPlain<std::uint16_t>(offsets, bytes, ends, count, total);
+}
+
+bool PackedRow::markedPackingInVectors() {
+#if defined(ORVANE_BYTESCAN_X86)
+    return hasVectorCompress();
+#else
+    return false;
+#endif
+}
+
+PackedRow PackedRow::fromMasksPlain(const char* text, const std::uint64_t* ends, const std::uint64_t* kept,
+                                    std::size_t blocks, RowArena* arena) {
+    std::vector<std::uint64_t> cellEnds;
+    std::vector<char> bytes;
+    for (std::size_t i = 0; i < 64 * blocks; ++i) {
+        if ((ends[i / 64] >> (i % 64)) & 1)
+            cellEnds.push_back(bytes.size());
+        else if ((kept[i / 64] >> (i % 64)) & 1)
+            bytes.push_back(text[i]);
+    }
+    const std::size_t fields = cellEnds.size();
+    std::size_t count = fields;
+    while (count > 0 && cellEnds[count - 1] == (count > 1 ? cellEnds[count - 2] : 0))
+        --count; // empty cells at the end aren't stored
+    return fromRead(bytes.data(), cellEnds.data(), count, fields, arena);
+}
+
+PackedRow PackedRow::fromMasks(const char* text, const std::uint64_t* ends, const std::uint64_t* kept,
+                               std::size_t blocks, RowArena* arena) {
+#if defined(ORVANE_BYTESCAN_X86)
+    static_assert(sizeof(Header) == 2 * sizeof(std::uint32_t));
+    if (blocks <= 5 && s_vectorPacking.load(std::memory_order_relaxed) && hasVectorCompress()) {
+        PackedRow row;
+        row.block = packMasksAvx512(text, ends, kept, blocks, arena, kInArena, kFieldsShift);
+        if (row.block)
+            return row;
+    }
+#endif
+    return fromMasksPlain(text, ends, kept, blocks, arena);
 }
 
 char* PackedRow::allocate(std::size_t count, std::uint64_t total, RowArena* arena) {

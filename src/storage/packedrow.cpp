@@ -96,14 +96,14 @@ __attribute__((target("avx512f,avx512bw"))) void fillShortAvx512(char* offsets, 
 // each. Offsets of one byte only.
 bool hasVectorCompress() {
     static const bool has = ByteScan::hasAvx512() && __builtin_cpu_supports("avx512vbmi2") &&
-                            __builtin_cpu_supports("avx512vpopcntdq") && __builtin_cpu_supports("avx512vl");
+                            __builtin_cpu_supports("avx512bitalg");
     return has;
 }
 
 // The row's block, its header's two words (cell count, then `flags` with the field count at
 // `fieldsShift` and `inArena` for an arena block) set, offsets of one byte; null when its bytes
 // take more.
-__attribute__((target("avx512f,avx512bw,avx512vl,avx512vbmi2,avx512vpopcntdq,bmi,bmi2,popcnt,lzcnt"))) char*
+__attribute__((target("avx512f,avx512bw,avx512vbmi2,avx512bitalg,bmi,bmi2,popcnt,lzcnt"))) char*
 packMasksAvx512(const char* text, const std::uint64_t* ends, const std::uint64_t* kept, std::size_t blocks,
                 RowArena* arena, std::uint32_t inArena, unsigned fieldsShift) {
     // The field count, the bytes, and the cells stored: up to the last non-empty one.
@@ -135,35 +135,35 @@ packMasksAvx512(const char* text, const std::uint64_t* ends, const std::uint64_t
     std::memcpy(block, header, sizeof header);
     char* const offsets = block + sizeof header;
     char* const data = offsets + count;
-    const __m512i positions =
-        _mm512_set_epi8(63, 62, 61, 60, 59, 58, 57, 56, 55, 54, 53, 52, 51, 50, 49, 48, 47, 46, 45, 44, 43,
-                        42, 41, 40, 39, 38, 37, 36, 35, 34, 33, 32, 31, 30, 29, 28, 27, 26, 25, 24, 23, 22,
-                        21, 20, 19, 18, 17, 16, 15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
-    const __m512i ones = _mm512_set1_epi64(1);
+    // Byte j of a block takes byte j / 8 of a mask spread over the block, and the bits below j
+    // of that byte.
+    const __m512i byteOfBit =
+        _mm512_set_epi64(0x0707070707070707, 0x0606060606060606, 0x0505050505050505, 0x0404040404040404,
+                         0x0303030303030303, 0x0202020202020202, 0x0101010101010101, 0);
+    const __m512i bitsBelow = _mm512_set1_epi64(0x7F3F1F0F07030100);
     std::size_t cells = 0;
     std::size_t keptBefore = 0;
     for (std::size_t w = 0; w < blocks && cells < count; ++w) {
-        std::uint64_t e = ends[w];
-        const __m512i k = _mm512_set1_epi64(static_cast<long long>(kept[w]));
-        const __m512i base = _mm512_set1_epi64(static_cast<long long>(keptBefore));
-        while (e && cells < count) {
-            // The next eight ends of the block: kept bytes below each, and those before the block.
-            // (The zeroing forms throughout: GCC 12 takes the plain ones' undefined inputs for
-            // uninitialized values.)
-            const __m512i at = _mm512_maskz_cvtepu8_epi64(
-                0xFF, _mm512_maskz_extracti32x4_epi32(0xF, _mm512_maskz_compress_epi8(e, positions), 0));
-            const __m512i below = _mm512_sub_epi64(_mm512_maskz_sllv_epi64(0xFF, ones, at), ones);
-            const __m512i offset =
-                _mm512_add_epi64(_mm512_maskz_popcnt_epi64(0xFF, _mm512_and_si512(k, below)), base);
-            const std::size_t n =
-                std::min<std::size_t>({static_cast<std::size_t>(_mm_popcnt_u64(e)), 8, count - cells});
-            _mm_mask_storeu_epi8(offsets + cells,
-                                 static_cast<__mmask16>(_bzhi_u32(0xFFFF, static_cast<unsigned>(n))),
-                                 _mm512_maskz_cvtepi64_epi8(0xFF, offset));
-            cells += n;
-            e &= ~_pdep_u64(0xFF, e);
-        }
-        keptBefore += static_cast<std::size_t>(_mm_popcnt_u64(kept[w]));
+        const std::uint64_t k = kept[w];
+        // Kept bytes in front of each byte: those of the mask's whole bytes below (a prefix sum of
+        // their bit counts, by a multiplication), and those of its own byte below it.
+        std::uint64_t perByte = k - ((k >> 1) & 0x5555555555555555);
+        perByte = (perByte & 0x3333333333333333) + ((perByte >> 2) & 0x3333333333333333);
+        perByte = (perByte + (perByte >> 4)) & 0x0F0F0F0F0F0F0F0F;
+        const std::uint64_t wholeBytes = perByte * 0x0101010101010100;
+        const __m512i own = _mm512_and_si512(
+            _mm512_shuffle_epi8(_mm512_set1_epi64(static_cast<long long>(k)), byteOfBit), bitsBelow);
+        const __m512i rank = _mm512_add_epi8(
+            _mm512_shuffle_epi8(_mm512_set1_epi64(static_cast<long long>(wholeBytes)), byteOfBit),
+            _mm512_popcnt_epi8(own));
+        const std::uint64_t e = ends[w];
+        const std::size_t n =
+            std::min<std::size_t>(static_cast<std::size_t>(_mm_popcnt_u64(e)), count - cells);
+        _mm512_mask_storeu_epi8(offsets + cells, _bzhi_u64(~std::uint64_t(0), static_cast<unsigned>(n)),
+                                _mm512_add_epi8(_mm512_maskz_compress_epi8(e, rank),
+                                                _mm512_set1_epi8(static_cast<char>(keptBefore))));
+        cells += n;
+        keptBefore += static_cast<std::size_t>(_mm_popcnt_u64(k));
     }
     std::size_t written = 0;
     for (std::size_t w = 0; w < blocks; ++w) {

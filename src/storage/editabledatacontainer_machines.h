@@ -619,15 +619,30 @@ struct EditableDataContainer::ByteMachine {
                 }
                 if (!nextRowHere())
                     return start;
-                // Rows without quotes that end within the masks at hand go whole.
+                // Rows that go whole (see plainRow), one after the other, as long as they come.
                 size_t rowEnd = 0;
-                while (plainRows && plainRow(static_cast<size_t>(start - base), rowEnd)) {
-                    start = base + rowEnd + 1;
-                    state = ParseState::RowStart;
-                    skipLineFeed = base[rowEnd] == KeyChars::CR;
+                if (plainRows && plainRow(static_cast<size_t>(start - base), rowEnd)) {
                     moved = true;
-                    if (!nextRowHere())
-                        return start;
+                    for (;;) {
+                        start = base + rowEnd + 1;
+                        // A CR's LF belongs to its row; the masks leave it out.
+                        // A CR as the piece's last byte leaves the LF to the next piece.
+                        const bool crLast = base[rowEnd] == KeyChars::CR && start == end;
+                        if (base[rowEnd] == KeyChars::CR && start != end && *start == KeyChars::LF)
+                            ++start;
+                        if (start == end || c.loadCanceled.load(std::memory_order_relaxed) ||
+                            (c.fileSize >= kProgressThreshold &&
+                             piecePosition + (start - base) > c.nextProgressMark)) {
+                            state = ParseState::RowStart;
+                            skipLineFeed = crLast;
+                            sink.rowOpen = false;
+                            return start;
+                        }
+                        ++row;
+                        if (!plainRow(static_cast<size_t>(start - base), rowEnd))
+                            break;
+                    }
+                    measureRoom(start);
                 }
                 if (moved) {
                     // The walk goes on behind the last of them, in its block.
@@ -706,7 +721,6 @@ struct EditableDataContainer::ByteMachine {
         col = fields - 1;
         c.rows.push_back(std::move(packed));
         c.numRowsLogical = static_cast<int>(c.rows.size());
-        sink.rowOpen = false;
         return true;
     }
 

@@ -290,12 +290,12 @@ struct EditableDataContainer::ByteMachine {
     size_t pieceBlocks = 0;
     std::uint64_t lastByteBit = 0; // the piece's last byte in its block
     size_t windowBlocks = 1;
-    bool plainRows; // rows without quotes are packed whole (the best instruction set only)
+    bool wholeRows; // rows are packed whole where they can be (the best instruction set only)
 
     ByteMachine(EditableDataContainer& container, bool withDelimiter, bool honourQuotes)
         : sink(container), c(container), cursor(container.delimiter, withDelimiter),
           honoursQuotes(honourQuotes), fill(LoadEvents::bestFillFunction(s_instructionSetForTesting.load())),
-          plainRows(s_instructionSetForTesting.load() == 0 && PackedRow::markedPackingInVectors()) {
+          wholeRows(s_instructionSetForTesting.load() == 0 && PackedRow::masksPackedInVectors()) {
         const bool quotes = withDelimiter && honourQuotes && container.delimiter != KeyChars::Quote;
         quoteByte = quotes ? static_cast<unsigned char>(KeyChars::Quote) : -1;
         eventKeys.delimiter = static_cast<unsigned char>(container.delimiter);
@@ -619,9 +619,9 @@ struct EditableDataContainer::ByteMachine {
                 }
                 if (!nextRowHere())
                     return start;
-                // Rows that go whole (see plainRow), one after the other, as long as they come.
+                // Rows that go whole (see wholeRow), one after the other, as long as they come.
                 size_t rowEnd = 0;
-                if (plainRows && plainRow(static_cast<size_t>(start - base), rowEnd)) {
+                if (wholeRows && wholeRow(static_cast<size_t>(start - base), rowEnd)) {
                     moved = true;
                     for (;;) {
                         start = base + rowEnd + 1;
@@ -639,7 +639,7 @@ struct EditableDataContainer::ByteMachine {
                             return start;
                         }
                         ++row;
-                        if (!plainRow(static_cast<size_t>(start - base), rowEnd))
+                        if (!wholeRow(static_cast<size_t>(start - base), rowEnd))
                             break;
                     }
                     measureRoom(start);
@@ -670,7 +670,7 @@ struct EditableDataContainer::ByteMachine {
     // the masks at hand, and its quotes are only those around quoted cells and doubled quotes
     // inside them (each quote opens a cell, closes one right before its end, or is one of a pair
     // inside); sets `to` to its line ending. False otherwise, with nothing done.
-    [[gnu::always_inline]] inline bool plainRow(size_t from, size_t& to) {
+    [[gnu::always_inline]] inline bool wholeRow(size_t from, size_t& to) {
         constexpr size_t kMostBlocks = 5; // a row of up to 256 bytes
         size_t k = from / 64 - events.first;
         if (k >= events.count)

@@ -91,9 +91,9 @@ __attribute__((target("avx512f,avx512bw"))) void fillShortAvx512(char* offsets, 
 }
 
 // Rows read straight from the text: a compress of each 64-byte block under the mask of the bytes
-// the row keeps leaves its cells back to back, and a cell's end offset is the count of kept bytes
-// in front of its end mark, eight ends at a time by a population count of the kept mask below
-// each. Offsets of one byte only.
+// the row keeps leaves its cells back to back, and the same compress of a rank of the kept bytes
+// (how many lie in front of each byte) under the mask of the cells' ends gives the ends. Offsets
+// of one byte only.
 bool hasVectorCompress() {
     static const bool has = ByteScan::hasAvx512() && __builtin_cpu_supports("avx512vbmi2") &&
                             __builtin_cpu_supports("avx512bitalg");
@@ -212,7 +212,7 @@ void PackedRow::fillShort(char* offsets, const char* bytes, const std::uint64_t*
         fillShortPlain<std::uint16_t>(offsets, bytes, ends, count, total);
 }
 
-bool PackedRow::markedPackingInVectors() {
+bool PackedRow::masksPackedInVectors() {
 #if defined(ORVANE_BYTESCAN_X86)
     return hasVectorCompress();
 #else

@@ -64,7 +64,7 @@ public:
     static PackedRow fromMasks(const char* text, const std::uint64_t* ends, const std::uint64_t* kept,
                                std::size_t blocks, RowArena* arena = nullptr);
     // True when fromMasks() packs a short row in vector moves here (test switch aside).
-    static bool markedPackingInVectors();
+    static bool masksPackedInVectors();
     // The number of fields the row's line had when it was read; 0 for a row built or changed
     // since, and for one read with more fields than the count can hold.
     int fieldsAsRead() const { return block ? static_cast<int>(header()->flags >> kFieldsShift) : 0; }

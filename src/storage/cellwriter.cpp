@@ -724,7 +724,7 @@ bool CellWriter::appendRowLineAs(PartBuffer& out, const PackedRow& row, int coun
     // The units that may call for quotes: those that always do and every quote, for a quote
     // counts at a cell's start under every standard that quotes. A cell with one is looked at
     // closely; the others are copied as they are.
-    constexpr std::size_t kNone = ~std::size_t(0);
+    static constexpr std::size_t kNone = ~std::size_t(0);
     std::size_t nextMark = kNone;
     std::uint64_t local[6];
     std::uint64_t* words = local;

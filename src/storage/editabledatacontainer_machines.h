@@ -290,10 +290,12 @@ struct EditableDataContainer::ByteMachine {
     size_t pieceBlocks = 0;
     std::uint64_t lastByteBit = 0; // the piece's last byte in its block
     size_t windowBlocks = 1;
+    bool wholeRows; // rows are packed whole where they can be (the best instruction set only)
 
     ByteMachine(EditableDataContainer& container, bool withDelimiter, bool honourQuotes)
         : sink(container), c(container), cursor(container.delimiter, withDelimiter),
-          honoursQuotes(honourQuotes), fill(LoadEvents::bestFillFunction(s_instructionSetForTesting.load())) {
+          honoursQuotes(honourQuotes), fill(LoadEvents::bestFillFunction(s_instructionSetForTesting.load())),
+          wholeRows(s_instructionSetForTesting.load() == 0 && PackedRow::masksPackedInVectors()) {
         const bool quotes = withDelimiter && honourQuotes && container.delimiter != KeyChars::Quote;
         quoteByte = quotes ? static_cast<unsigned char>(KeyChars::Quote) : -1;
         eventKeys.delimiter = static_cast<unsigned char>(container.delimiter);
@@ -539,17 +541,45 @@ struct EditableDataContainer::ByteMachine {
         const auto columnOf = [&] { return static_cast<int>(endAt - endsBase); };
 
         const char* start = p;
+        // After a row's end: true when the next row starts here too, set up; false when the
+        // state machine has work at its start: a CR's LF at the end of the piece, a cancel or a
+        // progress report.
+        const auto nextRowHere = [&] {
+            if (start == end)
+                return false;
+            if (skipLineFeed) {
+                // The masks already leave the LF out.
+                skipLineFeed = false;
+                if (*start == KeyChars::LF && ++start == end)
+                    return false;
+            }
+            if (c.loadCanceled.load(std::memory_order_relaxed) ||
+                (c.fileSize >= kProgressThreshold && piecePosition + (start - base) > c.nextProgressMark))
+                return false;
+            ++row;
+            state = ParseState::CellStart;
+            sink.openRow();
+            endAt = endsBase;
+            out = bytes;
+            walk.firstColumn = 0;
+            walk.storedBefore = 0;
+            measureRoom(start);
+            return true;
+        };
+
         measureRoom(start);
         enterAt(static_cast<size_t>(start - base));
-        for (size_t b = static_cast<size_t>(start - base) / 64;; ++b) {
-            std::uint64_t m;
-            std::uint64_t stops;
-            if (!blockEvents(b, m, stops))
-                return handOver(start, columnOf(), walk.firstColumn, walk.storedBefore,
-                                static_cast<size_t>(out - bytes));
+        size_t b = static_cast<size_t>(start - base) / 64;
+        std::uint64_t m;
+        std::uint64_t stops;
+        if (!blockEvents(b, m, stops))
+            return handOver(start, columnOf(), walk.firstColumn, walk.storedBefore,
+                            static_cast<size_t>(out - bytes));
+        for (;;) {
             const char* const blockBase = base + b * 64;
             if (blockBase + 64 > walk.roomEnd)
                 makeRoom(start, blockBase + 64);
+            bool moved = false;
             while (m) {
                 const size_t bit = static_cast<size_t>(LoadScan::lowestBit(m));
                 m &= m - 1;
@@ -587,31 +617,111 @@ struct EditableDataContainer::ByteMachine {
                     settle(column, walk.firstColumn, walk.storedBefore, static_cast<size_t>(out - bytes));
                     endRowBy(*q == KeyChars::CR ? CarriageReturn : Terminator);
                 }
-                // The next row starts here too, unless the state machine has work at its start:
-                // a CR's LF at the end of the piece, a cancel or a progress report.
-                if (start == end)
+                if (!nextRowHere())
                     return start;
-                if (skipLineFeed) {
-                    // The masks already leave the LF out.
-                    skipLineFeed = false;
-                    if (*start == KeyChars::LF && ++start == end)
-                        return start;
+                // Rows that go whole (see wholeRow), one after the other, as long as they come.
+                size_t rowEnd = 0;
+                if (wholeRows && wholeRow(static_cast<size_t>(start - base), rowEnd)) {
+                    moved = true;
+                    for (;;) {
+                        start = base + rowEnd + 1;
+                        // A CR's LF belongs to its row; the masks leave it out.
+                        // A CR as the piece's last byte leaves the LF to the next piece.
+                        const bool crLast = base[rowEnd] == KeyChars::CR && start == end;
+                        if (base[rowEnd] == KeyChars::CR && start != end && *start == KeyChars::LF)
+                            ++start;
+                        if (start == end || c.loadCanceled.load(std::memory_order_relaxed) ||
+                            (c.fileSize >= kProgressThreshold &&
+                             piecePosition + (start - base) > c.nextProgressMark)) {
+                            state = ParseState::RowStart;
+                            skipLineFeed = crLast;
+                            sink.rowOpen = false;
+                            return start;
+                        }
+                        ++row;
+                        if (!wholeRow(static_cast<size_t>(start - base), rowEnd))
+                            break;
+                    }
+                    measureRoom(start);
                 }
-                if (c.loadCanceled.load(std::memory_order_relaxed) ||
-                    (c.fileSize >= kProgressThreshold && piecePosition + (start - base) > c.nextProgressMark))
-                    return start;
-                ++row;
-                state = ParseState::CellStart;
-                sink.openRow();
-                endAt = endsBase;
-                out = bytes;
-                walk.firstColumn = 0;
-                walk.storedBefore = 0;
-                measureRoom(start);
+                if (moved) {
+                    // The walk goes on behind the last of them, in its block.
+                    b = rowEnd / 64;
+                    const size_t k = b - events.first;
+                    const std::uint64_t behind =
+                        rowEnd % 64 == 63 ? 0 : ~std::uint64_t(0) << (rowEnd % 64 + 1);
+                    m = events.events[k] & behind;
+                    stops = events.rowEnds[k] | (b == pieceBlocks - 1 ? lastByteBit : 0);
+                    break;
+                }
                 if (blockBase + 64 > walk.roomEnd)
                     makeRoom(start, blockBase + 64);
             }
+            if (moved)
+                continue;
+            ++b;
+            if (!blockEvents(b, m, stops))
+                return handOver(start, columnOf(), walk.firstColumn, walk.storedBefore,
+                                static_cast<size_t>(out - bytes));
         }
+    }
+
+    // Packs the row that starts at `from` of the piece in one move when it is short, ends within
+    // the masks at hand, and its quotes are only those around quoted cells and doubled quotes
+    // inside them (each quote opens a cell, closes one right before its end, or is one of a pair
+    // inside); sets `to` to its line ending. False otherwise, with nothing done.
+    [[gnu::always_inline]] inline bool wholeRow(size_t from, size_t& to) {
+        constexpr size_t kMostBlocks = 5; // a row of up to 256 bytes
+        size_t k = from / 64 - events.first;
+        if (k >= events.count)
+            return false;
+        const size_t firstBlock = k;
+        const size_t last = std::min(events.count, k + kMostBlocks);
+        std::uint64_t ends[kMostBlocks];
+        std::uint64_t kept[kMostBlocks];
+        size_t blocks = 0;
+        std::uint64_t inRow = ~std::uint64_t(0) << (from % 64);
+        std::uint64_t starts = std::uint64_t(1) << (from % 64); // where cells start
+        for (;;) {
+            const std::uint64_t rowEnds = events.rowEnds[k] & inRow;
+            const std::uint64_t within = rowEnds ? inRow & (rowEnds ^ (rowEnds - 1)) : inRow;
+            const std::uint64_t e = events.events[k] & within;
+            std::uint64_t keep = within & ~e;
+            if (const std::uint64_t quotes = events.quotes[k] & within) {
+                const std::uint64_t nextEnd = k + 1 < events.count ? events.events[k + 1] & 1 : 0;
+                const std::uint64_t inner = quotes & ~(starts | (e << 1) | (e >> 1) | (nextEnd << 63));
+                // Pairs of quotes, the second of each kept, away from the block's edges.
+                const std::uint64_t firsts = inner & ~(inner << 1);
+                const std::uint64_t seconds = firsts << 1;
+                if ((seconds & ~inner) || (inner & ~(firsts | seconds)) || (inner & 0x8000000000000001ULL))
+                    return false;
+                keep = (keep & ~quotes) | seconds;
+            }
+            ends[blocks] = e;
+            kept[blocks] = keep;
+            ++blocks;
+            if (rowEnds) {
+                const size_t rowEnd =
+                    (events.first + k) * 64 + static_cast<size_t>(LoadScan::lowestBit(rowEnds));
+                if (rowEnd - from >= 256)
+                    return false;
+                to = rowEnd;
+                break;
+            }
+            starts = e >> 63;
+            if (++k >= last)
+                return false;
+            inRow = ~std::uint64_t(0);
+        }
+        PackedRow packed = PackedRow::fromMasks(cursor.pieceStart() + (events.first + firstBlock) * 64, ends,
+                                                kept, blocks, sink.useArena ? sink.arena : nullptr);
+        const int fields = packed.fieldsAsRead();
+        if (fields > c.numColsLogical)
+            c.numColsLogical = fields;
+        col = fields - 1;
+        c.rows.push_back(std::move(packed));
+        c.numRowsLogical = static_cast<int>(c.rows.size());
+        return true;
     }
 
     // True between rows, with nothing of the next one read: reading on from here is reading a

@@ -42,6 +42,7 @@ struct Window {
     bool invalid = false; // block first + count can't be read by parity
     std::uint64_t events[kBlocks];
     std::uint64_t rowEnds[kBlocks];
+    std::uint64_t quotes[kBlocks]; // quotes that count (none where quotes aren't honoured)
 
     // Carried into block first + count.
     std::uint64_t insideCarry = 0;               // all ones while inside quotes
@@ -111,6 +112,7 @@ template <class Masks, class Parity>
         }
         w.events[w.count] = cellEnds | rowEnds;
         w.rowEnds[w.count] = rowEnds;
+        w.quotes[w.count] = quotes;
         ++w.count;
         insideCarry = static_cast<std::uint64_t>(static_cast<std::int64_t>(inside) >> 63);
         startCarry = startsBehind >> 63;

@@ -55,6 +55,16 @@ public:
         row.header()->flags |= static_cast<std::uint32_t>(fields) << kFieldsShift;
         return row;
     }
+    // A row as a load read it straight from its text, in `blocks` blocks of 64 bytes from `text`
+    // (bit i of a mask word w stands for text[64 * w + i]): the bytes marked in `ends` end its
+    // cells, the last of them the row, and those marked in `kept` are its cells' bytes; every
+    // other byte (a quote around a cell, the first of a doubled quote, the text around the row)
+    // is left out. Kept bytes lie in front of the last end. The same row as fromRead() makes of
+    // those cells, in a few vector moves where the processor can compress bytes under a mask.
+    static PackedRow fromMasks(const char* text, const std::uint64_t* ends, const std::uint64_t* kept,
+                               std::size_t blocks, RowArena* arena = nullptr);
+    // True when fromMasks() packs a short row in vector moves here (test switch aside).
+    static bool masksPackedInVectors();
     // The number of fields the row's line had when it was read; 0 for a row built or changed
     // since, and for one read with more fields than the count can hold.
     int fieldsAsRead() const { return block ? static_cast<int>(header()->flags >> kFieldsShift) : 0; }
@@ -202,6 +212,8 @@ private:
     // Writes the offsets (of `offsetSize` bytes, 1 or 2) and the bytes of a short row's block.
     static void fillShort(char* offsets, const char* bytes, const std::uint64_t* ends, std::size_t count,
                           std::size_t total, std::size_t offsetSize);
+    static PackedRow fromMasksPlain(const char* text, const std::uint64_t* ends, const std::uint64_t* kept,
+                                    std::size_t blocks, RowArena* arena);
     static PackedRow fromPartsOutOfLine(const char* bytes, const std::uint64_t* ends, std::size_t count,
                                         RowArena* arena);
     static void release(char* block);

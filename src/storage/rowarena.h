@@ -15,10 +15,11 @@ public:
     RowArena& operator=(const RowArena&) = delete;
     ~RowArena();
 
-    // A block of `size` bytes, aligned to 8, or null when the size is too large for a chunk
+    // A block of `size` bytes, aligned to 4 (a row's header and offsets; a block of a chunk never
+    // needs offsets of eight bytes), or null when the size is too large for a chunk
     // (the caller then allocates it on its own).
     char* allocate(std::size_t size) {
-        const std::size_t rounded = (size + 7) & ~std::size_t(7);
+        const std::size_t rounded = (size + 3) & ~std::size_t(3);
         if (rounded > kChunkSize - kChunkHeader - used || !current) {
             if (rounded > kLargestBlock)
                 return nullptr;

@@ -182,6 +182,11 @@ void referenceLoad(const QByteArray& s, char delimiter, ParsingStandard standard
         out.setValue(row, col + 1, {});
 }
 
+QByteArray contentsOf(const QString& path) {
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
 QString describe(const QByteArray& bytes) {
     return QString::fromLatin1(bytes.toPercentEncoding());
 }
@@ -665,6 +670,75 @@ private slots:
                     sameContainer(*c, reference, UTF_8, &why),
                     qPrintable(QStringLiteral("vector %1, parts of %2: %3").arg(vector).arg(part).arg(why)));
             }
+        }
+    }
+
+    // Rows packed whole from the masks against the state machine cell by cell: rows of plain,
+    // empty and quoted cells (doubled quotes, separators inside, text behind a closing quote,
+    // stray quotes), ragged and with empty cells at the end, under every line ending, from a few
+    // bytes to past the whole-row limit, read at every piece size up to 200 bytes and in parts.
+    // The saved files must agree too: they keep each row's field count as read.
+    void wholeRowsAgreeWithTheMachine_data() {
+        QTest::addColumn<QByteArrayList>("cells");
+        QTest::addColumn<int>("longest"); // cells per row at most
+        QTest::newRow("plain and empty") << QByteArrayList{"a", "bc", "", "defgh", "1234.50"} << 12;
+        QTest::newRow("quoted") << QByteArrayList{"\"q\"", "\"a,b\"", "\"\"", "\"x\ny\"", "\"c\r\nd\"", "w"}
+                                << 10;
+        QTest::newRow("doubled quotes")
+            << QByteArrayList{"\"a\"\"b\"", "\"\"\"\"", "\"\"\"x\"", "\"x\"\"\"", "\"a\"\"\"\"b\"", "z"}
+            << 10;
+        QTest::newRow("quotes the machine reads as text")
+            << QByteArrayList{"\"ab\"c", "a\"b", "\"a\"\"b\"c", "\"a\"b\"c\"", "x"} << 8;
+        QTest::newRow("long cells") << QByteArrayList{"", "s", QByteArray(60, 'm'), QByteArray(130, 'l'),
+                                                      "\"q\"\"\""}
+                                    << 6;
+        QTest::newRow("many short cells") << QByteArrayList{"", "a", "\"\"", "b"} << 90;
+    }
+
+    void wholeRowsAgreeWithTheMachine() {
+        QFETCH(QByteArrayList, cells);
+        QFETCH(int, longest);
+        const QByteArrayList endings{"\n", "\r\n", "\r", "\x1e"};
+        QRandomGenerator rng(2024 + static_cast<quint32>(longest));
+        for (int round = 0; round < 6; ++round) {
+            QByteArray text;
+            const int rows = rng.bounded(20, 60);
+            for (int r = 0; r < rows; ++r) {
+                const int count = rng.bounded(0, longest + 1); // 0: an empty line
+                for (int k = 0; k < count; ++k) {
+                    if (k > 0)
+                        text += ',';
+                    text += cells[rng.bounded(cells.size())];
+                }
+                // Mostly one kind of line ending, now and then another.
+                text += endings[rng.bounded(8) == 0 ? rng.bounded(endings.size()) : round % endings.size()];
+            }
+            if (round % 2)
+                text.chop(1); // the last row without its line ending (or a CR without its LF)
+            EditableDataContainer::setInstructionSetForTesting(1); // the state machine and the plain scan
+            auto machine = load(text, ',', RFC_4180, UTF_8);
+            const QString machineSaved = dir.filePath(QStringLiteral("machine.csv"));
+            QVERIFY(machine->saveCSV(machineSaved, false, false, {}, {}));
+            EditableDataContainer::setInstructionSetForTesting(0);
+            for (int piece = 0; piece <= 200; piece += piece < 70 ? 1 : 13) {
+                EditableDataContainer::setPieceSizeForTesting(piece);
+                const bool split = piece % 5 == 3;
+                EditableDataContainer::setSplitLoadForTesting(split ? rng.bounded(30, 400) : 0);
+                auto whole = load(text, ',', RFC_4180, UTF_8);
+                QString why;
+                QVERIFY2(sameTables(*whole, *machine, &why),
+                         qPrintable(QStringLiteral("round %1, piece %2, split %3: %4 in %5")
+                                        .arg(round)
+                                        .arg(piece)
+                                        .arg(split)
+                                        .arg(why, describe(text))));
+                QCOMPARE(whole->numCols(), machine->numCols());
+                const QString saved = dir.filePath(QStringLiteral("whole.csv"));
+                QVERIFY(whole->saveCSV(saved, false, false, {}, {}));
+                QVERIFY2(contentsOf(saved) == contentsOf(machineSaved),
+                         qPrintable(QStringLiteral("saved, round %1, piece %2").arg(round).arg(piece)));
+            }
+            EditableDataContainer::setSplitLoadForTesting(0);
         }
     }
 

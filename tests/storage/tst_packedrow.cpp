@@ -88,6 +88,72 @@ private slots:
         }
     }
 
+    // Rows packed straight from a text's masks: random end and kept masks over one to six
+    // blocks, whose kept bytes sum to either side of the one-byte offset limit, against the cells
+    // the masks describe; vector and plain, in an arena (checked once all are packed) and alone.
+    void packsFromMasks_data() {
+        QTest::addColumn<bool>("vector");
+        QTest::addColumn<bool>("inArena");
+        QTest::newRow("plain, arena") << false << true;
+        QTest::newRow("vector, arena") << true << true;
+        QTest::newRow("vector, heap") << true << false;
+    }
+
+    void packsFromMasks() {
+        QFETCH(bool, vector);
+        QFETCH(bool, inArena);
+        PackedRow::setVectorPackingForTesting(vector);
+        QRandomGenerator rng(77);
+        RowArena arena;
+        struct Expected {
+            std::vector<std::string> cells; // up to the last non-empty one
+            int fields = 0;
+        };
+        std::vector<Expected> expected;
+        std::vector<PackedRow> rows;
+        for (int round = 0; round < 3000; ++round) {
+            const std::size_t blocks = std::size_t(rng.bounded(1, 7));
+            std::string text(64 * blocks, '\0');
+            for (char& c : text)
+                c = char(rng.bounded(1, 256));
+            std::vector<std::uint64_t> ends(blocks, 0);
+            std::vector<std::uint64_t> kept(blocks, 0);
+            // The row runs from `from` to the last end; ends come dense or sparse.
+            const std::size_t from =
+                std::size_t(rng.bounded(0, int(std::min<std::size_t>(64 * blocks - 1, 70))));
+            const std::size_t to = std::size_t(rng.bounded(int(from), int(64 * blocks)));
+            const int endChance = rng.bounded(2, 40);
+            Expected e;
+            std::string cell;
+            for (std::size_t i = from; i <= to; ++i) {
+                const bool isEnd = i == to || rng.bounded(endChance) == 0;
+                if (isEnd) {
+                    ends[i / 64] |= std::uint64_t(1) << (i % 64);
+                    e.cells.push_back(cell);
+                    cell.clear();
+                } else if (rng.bounded(8) != 0) { // now and then a byte the row leaves out
+                    kept[i / 64] |= std::uint64_t(1) << (i % 64);
+                    cell += text[i];
+                }
+            }
+            e.fields = int(e.cells.size());
+            while (!e.cells.empty() && e.cells.back().empty())
+                e.cells.pop_back();
+            expected.push_back(e);
+            rows.push_back(PackedRow::fromMasks(text.data(), ends.data(), kept.data(), blocks,
+                                                inArena ? &arena : nullptr));
+        }
+        for (std::size_t r = 0; r < rows.size(); ++r) {
+            const PackedRow& row = rows[r];
+            const Expected& e = expected[r];
+            QCOMPARE(row.fieldsAsRead(), e.fields);
+            QCOMPARE(std::size_t(row.size()), e.cells.size());
+            for (std::size_t i = 0; i < e.cells.size(); ++i)
+                QVERIFY2(row.cell(int(i)) == e.cells[i],
+                         qPrintable(QStringLiteral("row %1, cell %2").arg(r).arg(i)));
+        }
+    }
+
     void keepsTheFieldsAsRead() {
         RowArena arena;
         const std::string bytes = "abcdef";

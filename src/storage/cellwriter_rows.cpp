@@ -15,9 +15,8 @@
 
 namespace {
 
-// Rows taken by the pass: longer or wider ones go the cell by cell way, whose scratch grows.
+// Rows taken by the pass: longer ones go the cell by cell way, whose scratch grows.
 constexpr std::size_t kMaxRowBytes = 4096;
-constexpr int kMaxCells = 1024;
 constexpr std::size_t kWords = kMaxRowBytes / 64;
 constexpr std::size_t kNone = ~std::size_t(0);
 

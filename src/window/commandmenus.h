@@ -5,7 +5,7 @@
 #include <initializer_list>
 #include <vector>
 
-class Command;
+struct Command;
 class Commands;
 class QAction;
 class QWidget;

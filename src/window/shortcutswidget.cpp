@@ -106,7 +106,9 @@ std::map<QString, QStringList> ShortcutsWidget::findRedundantShortcuts() const {
         return false;
     };
     std::map<QString, QStringList> redundant;
-    for (const auto& [key, names] : owners) {
+    for (const auto& owner : owners) {
+        const QString& key = owner.first;
+        const QStringList& names = owner.second;
         if (names.size() < 2)
             continue;
         if (std::all_of(names.begin(), names.end(),

@@ -8,6 +8,7 @@
 #include "storage/readonlysavelines.h"
 
 #include <QFile>
+#include <QScopeGuard>
 
 #if defined(Q_OS_LINUX)
 #include <sys/mman.h>
@@ -266,6 +267,22 @@ struct ReadOnlyDataContainer::StreamSave {
         Line line;
     };
     std::vector<RowLine> batch;
+    // A maker of a piece's lines on a thread of its own: it never writes, its lines stay in
+    // `out` and, the last run of lines copied unchanged, in the piece's text.
+    bool collectOnly = false;
+    size_t runAtMost = kFlushBytes;
+
+    // Stretches of the file that start and end where the index says rows start, so that each can
+    // be read and walked on a thread of its own. Empty where the index gives no such cuts close
+    // enough together.
+    struct Piece {
+        qint64 begin; // bytes
+        qint64 end;
+        int firstRow;
+        int rows;
+        bool last;
+    };
+    std::vector<Piece> plan;
 
     bool usable() {
 #if !defined(Q_OS_UNIX)
@@ -401,7 +418,9 @@ struct ReadOnlyDataContainer::StreamSave {
     bool flushRun(int row) {
         if (runBytes == 0)
             return true;
-        if (viewsKept && runBytes >= kViewRun) {
+        if (collectOnly) {
+            out.insert(out.end(), runBegin, runBegin + runBytes);
+        } else if (viewsKept && runBytes >= kViewRun) {
             // Its bytes stay where they are until the writing thread has written them.
             if (!flushOut(row) || !ahead->sendView(runBegin, runBytes))
                 return false;
@@ -428,7 +447,7 @@ struct ReadOnlyDataContainer::StreamSave {
         const bool lastLineCut = row == lastRow && !c.finalLineEnding;
         if (line.copyable && !firstLine && !lastLineCut) {
             // Runs end about a megabyte long, so that progress goes out as often as the lines.
-            if (runBytes > 0 && runBegin + runBytes == bytes && runBytes < kFlushBytes) {
+            if (runBytes > 0 && runBegin + runBytes == bytes && runBytes < runAtMost) {
                 runBytes += size;
             } else {
                 if (!flushRun(row))
@@ -457,6 +476,67 @@ struct ReadOnlyDataContainer::StreamSave {
         }
         firstLine = false;
         return out.size() < flushBytes || flushOut(row);
+    }
+
+    // One-byte text with quoted cells, only the delimiter changed: the unquoted cells between
+    // them go out a stretch at a time with their delimiters swapped, each quoted one as the
+    // writer writes its text. False, with nothing written, for a line with a quote inside an
+    // unquoted cell, text behind a closing quote, or an unquoted cell the writer would quote.
+    bool plainWithQuotedCells(const char* data, const Line& line) {
+        const qint64 end = line.contentEnd;
+        const char quote = static_cast<char>(rules.quote);
+        const char delimiter = c.delimiter;
+        const char save = c.saveDelimiter;
+        const size_t before = out.size();
+        auto giveUp = [&] {
+            out.resize(before);
+            return false;
+        };
+        for (qint64 i = line.start;;) {
+            if (i < end && data[i] == quote) {
+                scratch.clear();
+                qint64 j = i + 1;
+                for (;;) {
+                    const void* hit = std::memchr(data + j, quote, static_cast<size_t>(end - j));
+                    if (!hit)
+                        return giveUp();
+                    const qint64 q = static_cast<const char*>(hit) - data;
+                    scratch.insert(scratch.end(), data + j, data + q);
+                    if (q + 1 < end && data[q + 1] == quote) {
+                        scratch.push_back(quote);
+                        j = q + 2;
+                        continue;
+                    }
+                    i = q + 1;
+                    break;
+                }
+                writer.appendCell(out, std::string_view(scratch.data(), scratch.size()), false);
+                if (i >= end)
+                    break;
+                if (data[i] != delimiter)
+                    return giveUp();
+                ++i;
+                continue;
+            }
+            // Up to the next cell that starts with a quote, its delimiter in front included.
+            const void* hit = std::memchr(data + i, quote, static_cast<size_t>(end - i));
+            const qint64 q = hit ? static_cast<const char*>(hit) - data : end;
+            if (q < end && data[q - 1] != delimiter)
+                return giveUp();
+            const size_t n = static_cast<size_t>(q - i);
+            const size_t at = out.size();
+            out.resize(at + n + (q < end ? 0 : 1));
+            if (swapDelimiters(data + i, out.data() + at, n, delimiter, save))
+                return giveUp();
+            if (q >= end) {
+                out[at + n] = save; // behind the last cell, as the writer puts it
+                break;
+            }
+            i = q;
+        }
+        writer.endCells(out, before);
+        writer.appendLineEnding(out);
+        return true;
     }
 
     // A well-formed line's cells, quotes taken off as a load takes them, written as the writer
@@ -496,6 +576,9 @@ struct ReadOnlyDataContainer::StreamSave {
                 }
                 out.resize(at0);
             }
+            if (plainFast && line.quotes && rules.quoting && !rules.writerNever && rules.hasDelimiter &&
+                writer.delimited() && c.keepFieldCountsAsRead && plainWithQuotedCells(data, line))
+                return true;
         }
         spans.clear();
         scratch.clear();
@@ -719,8 +802,201 @@ struct ReadOnlyDataContainer::StreamSave {
         }
     }
 
+    // Cuts the file about a read piece apart where the index has a strip at a row's first cell,
+    // which is where that row's line starts. No plan where such cuts lie too far apart.
+    void planPieces() {
+        plan.clear();
+        const std::vector<Strip>& strips = c.strips;
+        const qint64 W = unitBytes;
+        const qint64 fileEnd = c.fileSize;
+        if (strips.front().row != 0 || strips.front().col != 0)
+            return;
+        qint64 begin = strips.front().offset * W;
+        int row = 0;
+        auto from = strips.begin();
+        while (begin < fileEnd) {
+            const qint64 target = begin + pieceBytes;
+            auto cut = std::lower_bound(from, strips.end(), target,
+                                        [W](const Strip& strip, qint64 at) { return strip.offset * W < at; });
+            while (cut != strips.end() && cut->col != 0)
+                ++cut;
+            if (target >= fileEnd || cut == strips.end()) {
+                plan.push_back(Piece{begin, fileEnd, row, c.numRowsIndexed - row, true});
+                break;
+            }
+            if (cut->row <= row || cut->offset * W <= begin) {
+                plan.clear();
+                return;
+            }
+            plan.push_back(Piece{begin, cut->offset * W, row, cut->row - row, false});
+            begin = cut->offset * W;
+            row = cut->row;
+            from = cut;
+        }
+        for (const Piece& piece : plan) {
+            if (piece.rows <= 0 || piece.end - piece.begin > carryAtMost) {
+                plan.clear();
+                return;
+            }
+        }
+    }
+
+    struct PieceJob {
+        Piece piece{};
+        std::vector<char> buffer;
+        bool readOk = false;
+        bool matches = false; // its lines are the rows the index has there
+        size_t skip = 0;      // the first of rowsToSkip at or behind its first row
+        qint64 linesEnd = 0;  // where its last line ends, in bytes
+        std::vector<RowLine> rest;
+        StreamSave* maker = nullptr;
+        std::future<void> done; // after the buffer: destroyed, and so waited for, first
+    };
+
+    // Every line of the planned pieces, a few pieces at a time, each read and walked on a thread
+    // of its own: inWorker(job, row, data, line) there, in order within the piece, until it says
+    // false, which leaves that line and the rest of the piece's in job.rest; then inOrder(job, data)
+    // here, piece by piece in the file's order, before the piece's memory is used again.
+    template <int W, class InWorker, class InOrder>
+    bool forEachPiece(std::vector<PieceJob>& jobs, InWorker&& inWorker, InOrder&& inOrder) {
+        const int fd = c.file->handle();
+        auto work = [this, fd, &inWorker](PieceJob& job) {
+            const Piece& piece = job.piece;
+            const qint64 size = piece.end - piece.begin;
+            job.buffer.resize(static_cast<size_t>(size + kSlackBytes));
+            char* const data = job.buffer.data();
+            if (PieceReader::readFully(fd, data, piece.begin, size) < size)
+                return;
+            job.readOk = true;
+            std::memset(data + size, 0, static_cast<size_t>(kSlackBytes));
+            const qint64 units = size / W;
+            Splitter<W> split(rules);
+            split.attach(data, units, true);
+            qint64 at = 0;
+            int k = 0;
+            bool handed = false;
+            while (at < units && k < piece.rows) {
+                Line line;
+                if (split.line(at, line) == Splitter<W>::Odd) {
+                    qint64 end = machineEnd(data + W * at, units - at);
+                    if (end < 0)
+                        end = units - at;
+                    line = Line{at, at + end, false, -1, true};
+                }
+                const int row = piece.firstRow + k;
+                if (!handed && !inWorker(job, row, data, line))
+                    handed = true;
+                if (handed)
+                    job.rest.push_back(RowLine{row, line});
+                at = line.end;
+                ++k;
+            }
+            job.linesEnd = piece.begin + W * at;
+            job.matches = k == piece.rows && (piece.last || at == units);
+        };
+        auto launch = [&](size_t k) {
+            PieceJob& job = jobs[k % jobs.size()];
+            job.piece = plan[k];
+            job.readOk = false;
+            job.matches = false;
+            job.rest.clear();
+            if (job.maker) {
+                job.maker->out.clear();
+                job.maker->runBytes = 0;
+            }
+            job.skip = static_cast<size_t>(
+                std::lower_bound(rowsToSkip.begin(), rowsToSkip.end(), job.piece.firstRow) -
+                rowsToSkip.begin());
+            job.done = std::async(std::launch::async, [&work, &job] { work(job); });
+        };
+        // The threads use what is local here: they are done before it goes, on every way out.
+        const auto waitForAll = qScopeGuard([&jobs] {
+            for (PieceJob& job : jobs) {
+                if (job.done.valid())
+                    job.done.wait();
+            }
+        });
+        for (size_t k = 0; k < plan.size() && k < jobs.size(); ++k)
+            launch(k);
+        for (size_t k = 0; k < plan.size(); ++k) {
+            PieceJob& job = jobs[k % jobs.size()];
+            job.done.get();
+            if (!job.readOk || !job.matches) {
+                // Short, or its lines aren't where the index put them: not the file indexed.
+                c.noteFileChanged();
+                return fail(QLatin1String(kChangedText));
+            }
+            if (!inOrder(job, job.buffer.data()))
+                return false;
+            if (k + jobs.size() < plan.size())
+                launch(k + jobs.size());
+        }
+        return true;
+    }
+
+    // Rows in the file's order, a filter's rows left out, the pieces' lines made on their own
+    // threads: this one writes them, and makes the first line and those that need the cells.
+    template <int W> bool inFileOrderPieced() {
+        // The first line written goes the cell-by-cell way, as the file's start may ask.
+        int firstKept = 0;
+        for (size_t k = 0; k < rowsToSkip.size() && rowsToSkip[k] <= firstKept; ++k)
+            firstKept = rowsToSkip[k] + 1;
+        constexpr size_t kInFlight = 3;
+        std::vector<StreamSave> makers;
+        makers.reserve(kInFlight);
+        std::vector<PieceJob> jobs(kInFlight);
+        for (size_t k = 0; k < kInFlight; ++k) {
+            StreamSave& maker = makers.emplace_back(c, writer, put, rowsToSkip, colsToSkip, lastRow);
+            maker.usable();
+            maker.firstLine = false;
+            maker.cellPathAllowed = false;
+            maker.collectOnly = true;
+            maker.runAtMost = std::numeric_limits<size_t>::max();
+            maker.flushBytes = std::numeric_limits<size_t>::max();
+            jobs[k].maker = &maker;
+        }
+        auto skipped = [this](size_t& skip, int row) {
+            while (skip < rowsToSkip.size() && rowsToSkip[skip] < row)
+                ++skip;
+            return skip < rowsToSkip.size() && rowsToSkip[skip] == row;
+        };
+        const bool ok = forEachPiece<W>(
+            jobs,
+            [&](PieceJob& job, int row, const char* data, const Line& line) {
+                if (skipped(job.skip, row))
+                    return true;
+                return row != firstKept && job.maker->emitLine<W>(row, data, line);
+            },
+            [&](PieceJob& job, const char* data) {
+                StreamSave& maker = *job.maker;
+                const int lastOfPiece = job.piece.firstRow + job.piece.rows - 1;
+                const qint64 made = static_cast<qint64>(maker.out.size() + maker.runBytes);
+                if (!maker.out.empty() && !put(maker.out.data(), static_cast<qint64>(maker.out.size())))
+                    return false;
+                if (maker.runBytes > 0 && !put(maker.runBegin, static_cast<qint64>(maker.runBytes)))
+                    return false;
+                sinceReport += made;
+                size_t skip = job.skip;
+                for (const RowLine& rowLine : job.rest) {
+                    if (!skipped(skip, rowLine.row) && !emitLine<W>(rowLine.row, data, rowLine.line))
+                        return false;
+                }
+                // Nothing may point into the piece's memory once it is read into again.
+                if (!flushRun(lastOfPiece) || !flushOut(lastOfPiece))
+                    return false;
+                report(lastOfPiece);
+                return true;
+            });
+        if (!ok)
+            return false;
+        rowsDone = c.numRowsIndexed;
+        return true;
+    }
+
     // Rows in the file's order, a filter's rows left out.
     template <int W> bool inFileOrder() {
+        if (!plan.empty())
+            return inFileOrderPieced<W>();
         int row = 0;
         const char* pieceData = nullptr;
         size_t skip = 0;
@@ -759,19 +1035,43 @@ struct ReadOnlyDataContainer::StreamSave {
         // and 3), whether it has quotes (bit 4).
         std::vector<qint64> starts(static_cast<size_t>(rows) + 1);
         std::vector<quint8> kinds(static_cast<size_t>(rows));
+        auto kindOf = [](const Line& line) {
+            return static_cast<quint8>(
+                (line.copyable ? 1 : 0) | (line.quotes ? 16 : 0) |
+                (line.contentEnd >= 0 ? 2 | static_cast<int>(line.end - line.contentEnd) << 2 : 0));
+        };
         int found = 0;
-        const bool ok = forEachLine<W>(
-            [&](const char*, qint64 dataPosition, const Line& line) -> int {
-                const size_t f = static_cast<size_t>(found);
-                starts[f] = dataPosition + W * line.start;
-                starts[f + 1] = dataPosition + W * line.end;
-                kinds[f] = static_cast<quint8>(
-                    (line.copyable ? 1 : 0) | (line.quotes ? 16 : 0) |
-                    (line.contentEnd >= 0 ? 2 | static_cast<int>(line.end - line.contentEnd) << 2 : 0));
-                ++found;
-                return found < rows ? 1 : 2;
-            },
-            [] { return true; });
+        bool ok = true;
+        if (!plan.empty()) {
+            // Each row's entries are written by the thread of its piece alone; the end of the
+            // last line, shared with no row, here.
+            std::vector<PieceJob> jobs(3);
+            ok = forEachPiece<W>(
+                jobs,
+                [&](PieceJob& job, int row, const char*, const Line& line) {
+                    const size_t f = static_cast<size_t>(row);
+                    starts[f] = job.piece.begin + W * line.start;
+                    kinds[f] = kindOf(line);
+                    return true;
+                },
+                [&](PieceJob& job, const char*) {
+                    found += job.piece.rows;
+                    if (job.piece.last)
+                        starts[static_cast<size_t>(found)] = job.linesEnd;
+                    return true;
+                });
+        } else {
+            ok = forEachLine<W>(
+                [&](const char*, qint64 dataPosition, const Line& line) -> int {
+                    const size_t f = static_cast<size_t>(found);
+                    starts[f] = dataPosition + W * line.start;
+                    starts[f + 1] = dataPosition + W * line.end;
+                    kinds[f] = kindOf(line);
+                    ++found;
+                    return found < rows ? 1 : 2;
+                },
+                [] { return true; });
+        }
         if (!ok)
             return false;
         if (gaveUp)
@@ -934,7 +1234,11 @@ bool ReadOnlyDataContainer::streamSave(const CellWriter& writer,
     // Tests that read in small pieces write in small buffers on the writing thread too.
     const qint64 testing = s_pieceSizeForTesting.load();
     std::optional<StreamSave> helper;
-    if (fileSize >= kAheadWriteBytes || testing > 0) {
+    const bool big = fileSize >= kAheadWriteBytes || testing > 0;
+    if (big)
+        save.planPieces();
+    // In the file's order the pieces' threads make the lines and this one writes them.
+    if (big && (save.plan.empty() || rowsReordered)) {
         ahead.emplace(put);
         save.ahead = &*ahead;
         save.flushBytes = testing > 0 ? static_cast<size_t>(testing) : kAheadFlushBytes;

@@ -252,6 +252,7 @@ struct ReadOnlyDataContainer::StreamSave {
     bool rewritable = false;
     AheadWriter* ahead = nullptr; // while lines are copied into buffers for a writing thread
     qint64 carryAtMost = kCarryAtMost;
+    qint64 gatherBytes = kGatherBytes;
     bool gaveUp = false;
     int rowsDone = 0; // the table's rows written, from the first
     size_t flushBytes = kFlushBytes;
@@ -356,6 +357,7 @@ struct ReadOnlyDataContainer::StreamSave {
             pieceBytes = (testing + 3) / 4 * 4;
             carryRoom = pieceBytes;
             carryAtMost = 16 * pieceBytes;
+            gatherBytes = 4 * pieceBytes; // a store for a few pieces: most files take several
         }
         switch (c.lineEnding) {
         case LINE_ENDING_WINDOWS:
@@ -654,6 +656,16 @@ struct ReadOnlyDataContainer::StreamSave {
         return true;
     }
 
+    // A reordered table's lines are all over their text: each is asked for a few lines ahead.
+    static constexpr size_t kLinesAhead = 8;
+    template <int W> void prefetchLine(const char* data, size_t k, size_t end) const {
+        if (k < end) {
+            const char* const from = data + W * batch[k].line.start;
+            __builtin_prefetch(from);
+            __builtin_prefetch(from + 64);
+        }
+    }
+
     // The lines of `batch`, all in `data`, in order: this thread makes the first half while the
     // helper makes the second into a buffer of its own, which goes out behind the first. A line
     // the helper can't make alone, and every line behind it, is made here afterwards.
@@ -667,6 +679,7 @@ struct ReadOnlyDataContainer::StreamSave {
             h.out.clear();
             job = std::async(std::launch::async, [&] {
                 for (size_t k = half; k < count; ++k) {
+                    prefetchLine<W>(data, k + kLinesAhead, count);
                     if (!h.emitLine<W>(batch[k].row, data, batch[k].line)) {
                         stoppedAt = k;
                         return;
@@ -676,8 +689,10 @@ struct ReadOnlyDataContainer::StreamSave {
             });
         }
         bool ok = true;
-        for (size_t k = 0; k < half && ok; ++k)
+        for (size_t k = 0; k < half && ok; ++k) {
+            prefetchLine<W>(data, k + kLinesAhead, half);
             ok = emitLine<W>(batch[k].row, data, batch[k].line);
+        }
         if (job.valid())
             job.get();
         if (!ok)
@@ -841,6 +856,44 @@ struct ReadOnlyDataContainer::StreamSave {
         }
     }
 
+    // The lines of a piece read to `data`, which is readable 64 units behind its end, to
+    // onLine(row, line); whether they are the rows the index has there. `linesEnd` gets where
+    // the last one ends in the file, in bytes.
+    template <int W, class OnLine>
+    bool walkPiece(const Piece& piece, const char* data, qint64& linesEnd, OnLine&& onLine) const {
+        const qint64 units = (piece.end - piece.begin) / W;
+        Splitter<W> split(rules);
+        split.attach(data, units, true);
+        qint64 at = 0;
+        int k = 0;
+        while (at < units && k < piece.rows) {
+            Line line;
+            if (split.line(at, line) == Splitter<W>::Odd) {
+                qint64 end = machineEnd(data + W * at, units - at);
+                if (end < 0)
+                    end = units - at;
+                line = Line{at, at + end, false, -1, true};
+            }
+            onLine(piece.firstRow + k, line);
+            at = line.end;
+            ++k;
+        }
+        linesEnd = piece.begin + W * at;
+        return k == piece.rows && (piece.last || at == units);
+    }
+
+    // job(k) for every k below `count`, on this thread and one more.
+    template <class Job> static void onTwoThreads(size_t count, Job&& job) {
+        std::atomic<size_t> next{0};
+        auto run = [&] {
+            for (size_t k = next.fetch_add(1); k < count; k = next.fetch_add(1))
+                job(k);
+        };
+        auto other = std::async(std::launch::async, run);
+        run();
+        other.get();
+    }
+
     struct PieceJob {
         Piece piece{};
         std::vector<char> buffer;
@@ -869,30 +922,13 @@ struct ReadOnlyDataContainer::StreamSave {
                 return;
             job.readOk = true;
             std::memset(data + size, 0, static_cast<size_t>(kSlackBytes));
-            const qint64 units = size / W;
-            Splitter<W> split(rules);
-            split.attach(data, units, true);
-            qint64 at = 0;
-            int k = 0;
             bool handed = false;
-            while (at < units && k < piece.rows) {
-                Line line;
-                if (split.line(at, line) == Splitter<W>::Odd) {
-                    qint64 end = machineEnd(data + W * at, units - at);
-                    if (end < 0)
-                        end = units - at;
-                    line = Line{at, at + end, false, -1, true};
-                }
-                const int row = piece.firstRow + k;
+            job.matches = walkPiece<W>(piece, data, job.linesEnd, [&](int row, const Line& line) {
                 if (!handed && !inWorker(job, row, data, line))
                     handed = true;
                 if (handed)
                     job.rest.push_back(RowLine{row, line});
-                at = line.end;
-                ++k;
-            }
-            job.linesEnd = piece.begin + W * at;
-            job.matches = k == piece.rows && (piece.last || at == units);
+            });
         };
         auto launch = [&](size_t k) {
             PieceJob& job = jobs[k % jobs.size()];
@@ -1040,6 +1076,8 @@ struct ReadOnlyDataContainer::StreamSave {
                 (line.copyable ? 1 : 0) | (line.quotes ? 16 : 0) |
                 (line.contentEnd >= 0 ? 2 | static_cast<int>(line.end - line.contentEnd) << 2 : 0));
         };
+        if (!plan.empty() && c.fileSize - plan.front().begin <= gatherBytes)
+            return gatheredInMemory<W>(starts, kinds, kindOf);
         int found = 0;
         bool ok = true;
         if (!plan.empty()) {
@@ -1124,7 +1162,7 @@ struct ReadOnlyDataContainer::StreamSave {
             places.clear();
             for (; last < shown.size(); ++last) {
                 const qint64 size = sizeOf(c.fileRowOf(shown[last]));
-                if (last > first && storeBytes + size > kGatherBytes)
+                if (last > first && storeBytes + size > gatherBytes)
                     break;
                 places.push_back(storeBytes);
                 storeBytes += size;
@@ -1215,6 +1253,109 @@ struct ReadOnlyDataContainer::StreamSave {
             first = last;
         }
         return true;
+    }
+
+    // The rows of a reordered table whose file fits a store: the file read into it once, in
+    // pieces on two threads, its lines found on two threads, and then each row's line taken from
+    // where it stands, in the table's order.
+    template <int W, class KindOf>
+    bool gatheredInMemory(std::vector<qint64>& starts, std::vector<quint8>& kinds, KindOf&& kindOf) {
+        const int rows = c.numRowsIndexed;
+        const qint64 base = plan.front().begin;
+        const qint64 size = c.fileSize - base;
+        StoreBuffer text;
+        text.resize(static_cast<size_t>(size + kSlackBytes));
+        std::memset(text.data() + size, 0, static_cast<size_t>(kSlackBytes));
+        const int fd = c.file->handle();
+        std::atomic<bool> same{true};
+        onTwoThreads(plan.size(), [&](size_t k) {
+            const Piece& piece = plan[k];
+            if (PieceReader::readFully(fd, text.data() + (piece.begin - base), piece.begin,
+                                       piece.end - piece.begin) < piece.end - piece.begin)
+                same = false;
+        });
+        // Each row's entries are written by the thread of its piece alone.
+        if (same) {
+            onTwoThreads(plan.size(), [&](size_t k) {
+                const Piece& piece = plan[k];
+                const char* const data = text.data() + (piece.begin - base);
+                qint64 linesEnd = 0;
+                const bool matches = walkPiece<W>(piece, data, linesEnd, [&](int row, const Line& line) {
+                    const size_t f = static_cast<size_t>(row);
+                    starts[f] = piece.begin + W * line.start;
+                    kinds[f] = kindOf(line);
+                });
+                if (!matches)
+                    same = false;
+                if (piece.last)
+                    starts[static_cast<size_t>(rows)] = linesEnd;
+            });
+        }
+        if (!same) {
+            c.noteFileChanged();
+            return fail(QLatin1String(kChangedText));
+        }
+        rowsDone = rows;
+        // The writing thread may still read lines of the text: it is done with them before the
+        // text is freed, on every way out.
+        struct Drain {
+            AheadWriter* ahead;
+            ~Drain() {
+                if (ahead)
+                    ahead->drain();
+            }
+        } const drainFirst{ahead};
+        viewsKept = ahead != nullptr;
+        size_t skip = 0;
+        qint64 batchBytes = 0;
+        int lastShown = -1;
+        // Each row's line is somewhere else in the text, and so is its entry in `starts`: both
+        // are asked for ahead of their turn, the entry twice as far ahead as the line.
+        constexpr int kAhead = 8;
+        auto fileRowAt = [this, rows](int row) {
+            const int f = c.fileRowOf(row);
+            return f >= 0 && f < rows ? static_cast<size_t>(f) : size_t(0);
+        };
+        for (int row = 0; row < rows; ++row) {
+            if (row + 2 * kAhead < rows) {
+                const size_t later = fileRowAt(row + 2 * kAhead);
+                __builtin_prefetch(&starts[later]);
+                __builtin_prefetch(&kinds[later]);
+            }
+            if (!helper && row + kAhead < rows) {
+                const size_t next = fileRowAt(row + kAhead);
+                const char* const from = text.data() + (starts[next] - base);
+                __builtin_prefetch(from);
+                __builtin_prefetch(from + 64);
+            }
+            while (skip < rowsToSkip.size() && rowsToSkip[skip] < row)
+                ++skip;
+            const int f = c.fileRowOf(row);
+            if ((skip < rowsToSkip.size() && rowsToSkip[skip] == row) || f < 0 || f >= rows)
+                continue;
+            lastShown = row;
+            const quint8 kind = kinds[static_cast<size_t>(f)];
+            const qint64 start = (starts[static_cast<size_t>(f)] - base) / W;
+            const qint64 end = (starts[static_cast<size_t>(f) + 1] - base) / W;
+            const Line line{start, end, (kind & 1) != 0, (kind & 2) ? end - ((kind >> 2) & 3) : -1,
+                            (kind & 16) != 0};
+            if (!helper) {
+                if (!emitLine<W>(row, text.data(), line))
+                    return false;
+                continue;
+            }
+            // In batches of about a read piece's bytes, each made on two threads.
+            batch.push_back(RowLine{row, line});
+            batchBytes += W * (end - start);
+            if (batchBytes >= pieceBytes) {
+                if (!emitParted<W>(text.data()))
+                    return false;
+                batchBytes = 0;
+            }
+        }
+        if (!batch.empty() && !emitParted<W>(text.data()))
+            return false;
+        return lastShown < 0 || (flushRun(lastShown) && flushOut(lastShown));
     }
 
     template <int W> bool run() {

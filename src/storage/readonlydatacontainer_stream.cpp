@@ -879,7 +879,11 @@ struct ReadOnlyDataContainer::StreamSave {
             ++k;
         }
         linesEnd = piece.begin + W * at;
-        return k == piece.rows && (piece.last || at == units);
+        if (piece.last)
+            return k == piece.rows;
+        // The next piece starts a row: this one ends with a line's ending.
+        const std::uint32_t end = at > 0 ? unitAt<W>(data + W * (at - 1)) : 0;
+        return k == piece.rows && at == units && (end == rules.lf || end == rules.cr || end == rules.rs);
     }
 
     // job(k) for every k below `count`, on this thread and one more.

@@ -20,6 +20,7 @@
 #include <deque>
 #include <future>
 #include <limits>
+#include <memory>
 #include <mutex>
 #include <new>
 #include <optional>
@@ -1068,20 +1069,26 @@ struct ReadOnlyDataContainer::StreamSave {
 
     // Rows in the table's order: the start of every line first, in one pass, then the lines of as
     // many rows as a store holds gathered from the file in position order, a pass per store.
+    // Whether a line goes out as it stands (bit 0), where its line ending starts if it is well
+    // formed (bit 1, and the ending's units in bits 2 and 3), whether it has quotes (bit 4).
+    static quint8 kindOf(const Line& line) {
+        return static_cast<quint8>(
+            (line.copyable ? 1 : 0) | (line.quotes ? 16 : 0) |
+            (line.contentEnd >= 0 ? 2 | static_cast<int>(line.end - line.contentEnd) << 2 : 0));
+    }
+    static Line lineOf(qint64 start, qint64 end, quint8 kind) {
+        return Line{start, end, (kind & 1) != 0, (kind & 2) ? end - ((kind >> 2) & 3) : -1, (kind & 16) != 0};
+    }
+
     template <int W> bool gathered() {
+        if (!plan.empty() && c.fileSize - plan.front().begin <= gatherBytes) {
+            if (const std::optional<bool> done = gatheredInMemory<W>())
+                return *done;
+        }
         const int rows = c.numRowsIndexed;
-        // Per file row: where its line starts, whether it goes out as it stands (bit 0), where
-        // its line ending starts if it is well formed (bit 1, and the ending's units in bits 2
-        // and 3), whether it has quotes (bit 4).
+        // Per file row: where its line starts, and its kind.
         std::vector<qint64> starts(static_cast<size_t>(rows) + 1);
         std::vector<quint8> kinds(static_cast<size_t>(rows));
-        auto kindOf = [](const Line& line) {
-            return static_cast<quint8>(
-                (line.copyable ? 1 : 0) | (line.quotes ? 16 : 0) |
-                (line.contentEnd >= 0 ? 2 | static_cast<int>(line.end - line.contentEnd) << 2 : 0));
-        };
-        if (!plan.empty() && c.fileSize - plan.front().begin <= gatherBytes)
-            return gatheredInMemory<W>(starts, kinds, kindOf);
         int found = 0;
         bool ok = true;
         if (!plan.empty()) {
@@ -1138,6 +1145,13 @@ struct ReadOnlyDataContainer::StreamSave {
         }
         const int fd = c.file->handle();
         std::vector<qint64> placeOfFileRow(static_cast<size_t>(rows), -1);
+        // A file row the table shows twice: its line is copied within the store.
+        struct Again {
+            qint64 place;
+            qint64 from;
+            qint64 size;
+        };
+        std::vector<Again> again;
         std::vector<qint64> places;
         StoreBuffer store;
         // The writing thread may still read the store's lines: it is done with them before the
@@ -1175,8 +1189,14 @@ struct ReadOnlyDataContainer::StreamSave {
             if (ahead && !ahead->drain())
                 return false;
             std::fill(placeOfFileRow.begin(), placeOfFileRow.end(), -1);
-            for (size_t k = first; k < last; ++k)
-                placeOfFileRow[static_cast<size_t>(c.fileRowOf(shown[k]))] = places[k - first];
+            again.clear();
+            for (size_t k = first; k < last; ++k) {
+                qint64& place = placeOfFileRow[static_cast<size_t>(c.fileRowOf(shown[k]))];
+                if (place >= 0)
+                    again.push_back(Again{places[k - first], place, sizeOf(c.fileRowOf(shown[k]))});
+                else
+                    place = places[k - first];
+            }
             store.resize(static_cast<size_t>(storeBytes + kSlackBytes));
             std::memset(store.data() + storeBytes, 0, static_cast<size_t>(kSlackBytes));
             // The file front to back, neighbouring lines in one read over small gaps; the next
@@ -1232,14 +1252,16 @@ struct ReadOnlyDataContainer::StreamSave {
                                     static_cast<size_t>(sizeOf(f)));
                 }
             }
+            for (const Again& copy : again)
+                std::memcpy(store.data() + copy.place, store.data() + copy.from,
+                            static_cast<size_t>(copy.size));
             // In batches of about a read piece's bytes, each made on two threads with a helper.
             qint64 batchBytes = 0;
             for (size_t k = first; k < last; ++k) {
                 const quint8 kind = kinds[static_cast<size_t>(c.fileRowOf(shown[k]))];
                 const qint64 start = places[k - first] / W;
                 const qint64 end = places[k - first + 1] / W;
-                const Line line{start, end, (kind & 1) != 0, (kind & 2) ? end - ((kind >> 2) & 3) : -1,
-                                (kind & 16) != 0};
+                const Line line = lineOf(start, end, kind);
                 if (!helper) {
                     if (!emitLine<W>(shown[k], store.data(), line))
                         return false;
@@ -1260,13 +1282,39 @@ struct ReadOnlyDataContainer::StreamSave {
     }
 
     // The rows of a reordered table whose file fits a store: the file read into it once, in
-    // pieces on two threads, its lines found on two threads, and then each row's line taken from
-    // where it stands, in the table's order.
-    template <int W, class KindOf>
-    bool gatheredInMemory(std::vector<qint64>& starts, std::vector<quint8>& kinds, KindOf&& kindOf) {
+    // pieces on two threads, its lines found on two threads, each put in the table's order as it
+    // is found, and then taken from where it stands.
+    // No answer, with nothing written, where the table shows a file row twice.
+    template <int W> std::optional<bool> gatheredInMemory() {
         const int rows = c.numRowsIndexed;
         const qint64 base = plan.front().begin;
         const qint64 size = c.fileSize - base;
+        // The place in the table's order of each file row that goes out, -1 for the others.
+        std::vector<int> shown;
+        shown.reserve(static_cast<size_t>(rows));
+        // Written without a look first, which would wait for memory at every row: a file row
+        // shown twice is found below by the count of lines placed.
+        std::vector<int> placeOf(static_cast<size_t>(rows), -1);
+        size_t skip = 0;
+        for (int row = 0; row < rows; ++row) {
+            while (skip < rowsToSkip.size() && rowsToSkip[skip] < row)
+                ++skip;
+            const int f = c.fileRowOf(row);
+            if ((skip < rowsToSkip.size() && rowsToSkip[skip] == row) || f < 0 || f >= rows)
+                continue;
+            placeOf[static_cast<size_t>(f)] = static_cast<int>(shown.size());
+            shown.push_back(row);
+        }
+        // The lines in that order, in bytes from the text's start: a text that fits a store is
+        // far below 4 GiB.
+        struct Placed {
+            quint32 start;
+            quint32 end;
+            quint8 kind;
+        };
+        // Every entry is written before it is read: none is cleared first.
+        const std::unique_ptr<Placed[]> placed(new Placed[shown.size()]);
+        std::atomic<size_t> placedCount{0};
         StoreBuffer text;
         text.resize(static_cast<size_t>(size + kSlackBytes));
         std::memset(text.data() + size, 0, static_cast<size_t>(kSlackBytes));
@@ -1278,27 +1326,34 @@ struct ReadOnlyDataContainer::StreamSave {
                                        piece.end - piece.begin) < piece.end - piece.begin)
                 same = false;
         });
-        // Each row's entries are written by the thread of its piece alone.
+        // Each line's entry is written by the thread of its piece alone.
         if (same) {
             onTwoThreads(plan.size(), [&](size_t k) {
                 const Piece& piece = plan[k];
-                const char* const data = text.data() + (piece.begin - base);
+                const qint64 offset = piece.begin - base;
                 qint64 linesEnd = 0;
-                const bool matches = walkPiece<W>(piece, data, linesEnd, [&](int row, const Line& line) {
-                    const size_t f = static_cast<size_t>(row);
-                    starts[f] = piece.begin + W * line.start;
-                    kinds[f] = kindOf(line);
-                });
+                size_t count = 0;
+                const bool matches =
+                    walkPiece<W>(piece, text.data() + offset, linesEnd, [&](int row, const Line& line) {
+                        const int place = placeOf[static_cast<size_t>(row)];
+                        if (place >= 0) {
+                            placed[static_cast<size_t>(place)] =
+                                Placed{static_cast<quint32>(offset + W * line.start),
+                                       static_cast<quint32>(offset + W * line.end), kindOf(line)};
+                            ++count;
+                        }
+                    });
+                placedCount += count;
                 if (!matches)
                     same = false;
-                if (piece.last)
-                    starts[static_cast<size_t>(rows)] = linesEnd;
             });
         }
         if (!same) {
             c.noteFileChanged();
             return fail(QLatin1String(kChangedText));
         }
+        if (placedCount != shown.size())
+            return std::nullopt; // an order that shows a row twice: a store takes it
         rowsDone = rows;
         // The writing thread may still read lines of the text: it is done with them before the
         // text is freed, on every way out.
@@ -1310,47 +1365,25 @@ struct ReadOnlyDataContainer::StreamSave {
             }
         } const drainFirst{ahead};
         viewsKept = ahead != nullptr;
-        size_t skip = 0;
+        // Each line is somewhere else in the text: it is asked for a few lines ahead of its turn.
+        constexpr size_t kAhead = 8;
         qint64 batchBytes = 0;
-        int lastShown = -1;
-        // Each row's line is somewhere else in the text, and so is its entry in `starts`: both
-        // are asked for ahead of their turn, the entry twice as far ahead as the line.
-        constexpr int kAhead = 8;
-        auto fileRowAt = [this, rows](int row) {
-            const int f = c.fileRowOf(row);
-            return f >= 0 && f < rows ? static_cast<size_t>(f) : size_t(0);
-        };
-        for (int row = 0; row < rows; ++row) {
-            if (row + 2 * kAhead < rows) {
-                const size_t later = fileRowAt(row + 2 * kAhead);
-                __builtin_prefetch(&starts[later]);
-                __builtin_prefetch(&kinds[later]);
-            }
-            if (!helper && row + kAhead < rows) {
-                const size_t next = fileRowAt(row + kAhead);
-                const char* const from = text.data() + (starts[next] - base);
+        for (size_t k = 0; k < shown.size(); ++k) {
+            if (!helper && k + kAhead < shown.size()) {
+                const char* const from = text.data() + placed[k + kAhead].start;
                 __builtin_prefetch(from);
                 __builtin_prefetch(from + 64);
             }
-            while (skip < rowsToSkip.size() && rowsToSkip[skip] < row)
-                ++skip;
-            const int f = c.fileRowOf(row);
-            if ((skip < rowsToSkip.size() && rowsToSkip[skip] == row) || f < 0 || f >= rows)
-                continue;
-            lastShown = row;
-            const quint8 kind = kinds[static_cast<size_t>(f)];
-            const qint64 start = (starts[static_cast<size_t>(f)] - base) / W;
-            const qint64 end = (starts[static_cast<size_t>(f) + 1] - base) / W;
-            const Line line{start, end, (kind & 1) != 0, (kind & 2) ? end - ((kind >> 2) & 3) : -1,
-                            (kind & 16) != 0};
+            const Placed& p = placed[k];
+            const Line line = lineOf(p.start / W, p.end / W, p.kind);
             if (!helper) {
-                if (!emitLine<W>(row, text.data(), line))
+                if (!emitLine<W>(shown[k], text.data(), line))
                     return false;
                 continue;
             }
             // In batches of about a read piece's bytes, each made on two threads.
-            batch.push_back(RowLine{row, line});
-            batchBytes += W * (end - start);
+            batch.push_back(RowLine{shown[k], line});
+            batchBytes += p.end - p.start;
             if (batchBytes >= pieceBytes) {
                 if (!emitParted<W>(text.data()))
                     return false;
@@ -1359,7 +1392,7 @@ struct ReadOnlyDataContainer::StreamSave {
         }
         if (!batch.empty() && !emitParted<W>(text.data()))
             return false;
-        return lastShown < 0 || (flushRun(lastShown) && flushOut(lastShown));
+        return shown.empty() || (flushRun(shown.back()) && flushOut(shown.back()));
     }
 
     template <int W> bool run() {

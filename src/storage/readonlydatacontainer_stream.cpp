@@ -982,6 +982,7 @@ struct ReadOnlyDataContainer::StreamSave {
         int firstKept = 0;
         for (size_t k = 0; k < rowsToSkip.size() && rowsToSkip[k] <= firstKept; ++k)
             firstKept = rowsToSkip[k] + 1;
+        Line first; // its line, found by the thread of its piece
         constexpr size_t kInFlight = 3;
         std::vector<StreamSave> makers;
         makers.reserve(kInFlight);
@@ -1006,11 +1007,19 @@ struct ReadOnlyDataContainer::StreamSave {
             [&](PieceJob& job, int row, const char* data, const Line& line) {
                 if (skipped(job.skip, row))
                     return true;
-                return row != firstKept && job.maker->emitLine<W>(row, data, line);
+                if (row == firstKept) {
+                    // Left to this thread, in front of the rest of the piece's lines.
+                    first = line;
+                    return true;
+                }
+                return job.maker->emitLine<W>(row, data, line);
             },
             [&](PieceJob& job, const char* data) {
                 StreamSave& maker = *job.maker;
                 const int lastOfPiece = job.piece.firstRow + job.piece.rows - 1;
+                if (job.piece.firstRow <= firstKept && firstKept <= lastOfPiece &&
+                    (!emitLine<W>(firstKept, data, first) || !flushRun(firstKept) || !flushOut(firstKept)))
+                    return false;
                 const qint64 made = static_cast<qint64>(maker.out.size() + maker.runBytes);
                 if (!maker.out.empty() && !put(maker.out.data(), static_cast<qint64>(maker.out.size())))
                     return false;

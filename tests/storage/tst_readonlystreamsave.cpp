@@ -366,6 +366,42 @@ private slots:
         }
     }
 
+    // Lines with quoted cells saved with another delimiter, each among plain lines and cut into
+    // pieces of every size: the quoted cells that no longer need quotes lose them, the others keep
+    // or gain them, and the lines the stretch-at-a-time path leaves alone (a quote inside a cell,
+    // text behind a closing quote, a cell with the new delimiter) come out as the writer makes them.
+    void quotedCellsWithAnotherDelimiter_data() {
+        QTest::addColumn<QByteArray>("line");
+        QTest::newRow("comma no longer needs quotes") << QByteArray("a,\"b,c\",d");
+        QTest::newRow("doubled quote keeps them") << QByteArray("\"x\"\"y\",z");
+        QTest::newRow("quoted last cell") << QByteArray("a,b,\"c d\"");
+        QTest::newRow("empty cell behind a quoted one") << QByteArray("\"a\",");
+        QTest::newRow("two quoted cells, empty quotes") << QByteArray("\"a\",\"\",b");
+        QTest::newRow("line break in quotes") << QByteArray("\"a\nb\",c");
+        QTest::newRow("new delimiter in a plain cell") << QByteArray("a|b,\"c\"");
+        QTest::newRow("new delimiter in a quoted cell") << QByteArray("a,\"b|c\"");
+        QTest::newRow("quote inside a plain cell") << QByteArray("a\"b,\"c\"");
+        QTest::newRow("text behind a closing quote") << QByteArray("\"a\"b,c");
+    }
+
+    void quotedCellsWithAnotherDelimiter() {
+        QFETCH(QByteArray, line);
+        QByteArray text;
+        for (int r = 0; r < 30; ++r)
+            text += (r % 7 == 3 ? line : "p" + QByteArray::number(r) + ",q,r") + "\n";
+        const QString path = newPath();
+        writeFile(path, text);
+        for (const qint64 piece : {qint64(0), qint64(16), qint64(64), qint64(1000)}) {
+            ReadOnlyDataContainer::setPieceSizeForTesting(piece);
+            auto c = openAs<ReadOnlyDataContainer>(path);
+            QVERIFY(c);
+            c->setDelimiter(',', '|');
+            const QByteArray expected = save(*c, false, {}, {});
+            QVERIFY2(!expected.startsWith("<failed"), expected.constData());
+            QCOMPARE(save(*c, true, {}, {}), expected);
+        }
+    }
+
     // Saved over the file its index reads, sorted and filtered: the new file is what a save
     // elsewhere writes, and the cells still read from the file as it was.
     void savesOverItsOwnFile() {
@@ -412,29 +448,40 @@ private slots:
     }
 
     // A file cut short while it is saved: the save says the file changed, and the target keeps
-    // its old text.
+    // its old text; read in one stream, in pieces on their own threads, and into memory whole or
+    // into stores for a sorted table.
+    void fileCutShortFailsTheSave_data() {
+        QTest::addColumn<qint64>("piece");
+        QTest::addColumn<bool>("sorted");
+        for (const qint64 piece : {qint64(0), qint64(4096), qint64(262144)}) {
+            for (const bool sorted : {false, true})
+                QTest::addRow("piece %lld%s", piece, sorted ? ", sorted" : "") << piece << sorted;
+        }
+    }
+
     void fileCutShortFailsTheSave() {
+        QFETCH(qint64, piece);
+        QFETCH(bool, sorted);
         QByteArray text;
         for (int r = 0; r < 20000; ++r)
             text += "cell" + QByteArray::number(r) + ",\"quoted, " + QByteArray::number(r) + "\",x\n";
         const QString path = newPath();
         writeFile(path, text);
-        for (const bool sorted : {false, true}) {
-            auto c = openAs<ReadOnlyDataContainer>(path);
-            QVERIFY(c);
-            if (sorted) {
-                QRandomGenerator rng(7);
-                c->setRowOrder(randomOrder(rng, c->numRows()));
-            }
-            const QString target = newPath();
-            writeFile(target, QByteArray("old\n"));
-            PieceReader::setReadFaultForTesting(text.size() / 2, 0);
-            QVERIFY(!c->saveCSV(target, false, false, {}, {}));
-            PieceReader::setReadFaultForTesting(-1, 0);
-            QVERIFY(!c->getErrorString().isEmpty());
-            QCOMPARE(readAll(target), QByteArray("old\n"));
-            QCOMPARE(c->getFilepath(), path);
+        ReadOnlyDataContainer::setPieceSizeForTesting(piece);
+        auto c = openAs<ReadOnlyDataContainer>(path);
+        QVERIFY(c);
+        if (sorted) {
+            QRandomGenerator rng(7);
+            c->setRowOrder(randomOrder(rng, c->numRows()));
         }
+        const QString target = newPath();
+        writeFile(target, QByteArray("old\n"));
+        PieceReader::setReadFaultForTesting(text.size() / 2, 0);
+        QVERIFY(!c->saveCSV(target, false, false, {}, {}));
+        PieceReader::setReadFaultForTesting(-1, 0);
+        QVERIFY(!c->getErrorString().isEmpty());
+        QCOMPARE(readAll(target), QByteArray("old\n"));
+        QCOMPARE(c->getFilepath(), path);
     }
 
     // Line breaks moved by another program that kept the file's size and time: the rows no

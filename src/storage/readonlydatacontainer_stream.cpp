@@ -1,7 +1,9 @@
 // The save of a read-only table without reading it cell by cell: the file's lines stream through
 // in big reads; every line the writer would make the same bytes of is copied as it stands, the
 // others are made anew from their text, and only the few the line walker can't vouch for are read
-// into cells and written as the cell-by-cell save writes them.
+// into cells and written as the cell-by-cell save writes them. Where the index shows rows starting
+// often enough, the file is cut there into pieces that are read, walked and made on threads of
+// their own while the calling thread writes.
 #include "storage/readonlydatacontainer_scan.h"
 
 #include "storage/cellwriter.h"

@@ -1,13 +1,16 @@
 // The save of a read-only table without reading it cell by cell: the file's lines stream through
 // in big reads; every line the writer would make the same bytes of is copied as it stands, the
 // others are made anew from their text, and only the few the line walker can't vouch for are read
-// into cells and written as the cell-by-cell save writes them.
+// into cells and written as the cell-by-cell save writes them. Where the index shows rows starting
+// often enough, the file is cut there into pieces that are read, walked and made on threads of
+// their own while the calling thread writes.
 #include "storage/readonlydatacontainer_scan.h"
 
 #include "storage/cellwriter.h"
 #include "storage/readonlysavelines.h"
 
 #include <QFile>
+#include <QScopeGuard>
 
 #if defined(Q_OS_LINUX)
 #include <sys/mman.h>
@@ -19,6 +22,7 @@
 #include <deque>
 #include <future>
 #include <limits>
+#include <memory>
 #include <mutex>
 #include <new>
 #include <optional>
@@ -30,16 +34,22 @@ namespace {
 
 std::atomic<bool> s_streamedSave{true};
 
-constexpr qint64 kPieceBytes = qint64(4) << 20;   // one read of the file in order
-constexpr qint64 kCarryRoom = qint64(1) << 20;    // room in front of a piece for a line begun before it
+constexpr qint64 kPieceBytes = qint64(4) << 20; // one read of the file in order
+constexpr qint64 kCarryRoom = qint64(1) << 20;  // room in front of a piece for a line begun before it
+// A piece cut where a row starts, read and walked on a thread of its own: a few of them in flight
+// stay in the processor's cache from the read to the write, which pieces of 4 MiB don't (twice
+// the time of a whole file's save).
+constexpr qint64 kCutPieceBytes = qint64(1) << 20;
 constexpr qint64 kCarryAtMost = qint64(64) << 20; // a longer line ends the streaming
 constexpr qint64 kSlackBytes = 512;               // behind the text: whole blocks of 64 units of 4 bytes
 constexpr size_t kFlushBytes = size_t(1) << 20;   // the lines made go out about a megabyte at a time
 constexpr size_t kDirectRun = size_t(256) << 10;  // lines copied unchanged go out straight from the read
 constexpr size_t kViewRun = size_t(64) << 10;     // ... or, with a writing thread, straight from a store
-// From this size on, a thread of its own writes, in buffers of the second size.
+// From this size on, a thread of its own writes, in buffers of the second size: the few in flight
+// stay in the processor's cache until they are written (buffers of 4 MiB cost a shuffled save
+// half as much time again).
 constexpr qint64 kAheadWriteBytes = qint64(8) << 20;
-constexpr size_t kAheadFlushBytes = size_t(4) << 20;
+constexpr size_t kAheadFlushBytes = size_t(1) << 20;
 // A reordered table gathers its lines into a store of this size at most, a pass over the file per store.
 constexpr qint64 kGatherBytes = qint64(256) << 20;
 constexpr qint64 kGatherReadBytes = qint64(8) << 20;
@@ -251,6 +261,8 @@ struct ReadOnlyDataContainer::StreamSave {
     bool rewritable = false;
     AheadWriter* ahead = nullptr; // while lines are copied into buffers for a writing thread
     qint64 carryAtMost = kCarryAtMost;
+    qint64 gatherBytes = kGatherBytes;
+    qint64 cutPieceBytes = kCutPieceBytes;
     bool gaveUp = false;
     int rowsDone = 0; // the table's rows written, from the first
     size_t flushBytes = kFlushBytes;
@@ -266,6 +278,22 @@ struct ReadOnlyDataContainer::StreamSave {
         Line line;
     };
     std::vector<RowLine> batch;
+    // A maker of a piece's lines on a thread of its own: it never writes, its lines stay in
+    // `out` and, the last run of lines copied unchanged, in the piece's text.
+    bool collectOnly = false;
+    size_t runAtMost = kFlushBytes;
+
+    // Stretches of the file that start and end where the index says rows start, so that each can
+    // be read and walked on a thread of its own. Empty where the index gives no such cuts close
+    // enough together.
+    struct Piece {
+        qint64 begin; // bytes
+        qint64 end;
+        int firstRow;
+        int rows;
+        bool last;
+    };
+    std::vector<Piece> plan;
 
     bool usable() {
 #if !defined(Q_OS_UNIX)
@@ -339,6 +367,8 @@ struct ReadOnlyDataContainer::StreamSave {
             pieceBytes = (testing + 3) / 4 * 4;
             carryRoom = pieceBytes;
             carryAtMost = 16 * pieceBytes;
+            gatherBytes = 4 * pieceBytes; // a store for a few pieces: most files take several
+            cutPieceBytes = pieceBytes;
         }
         switch (c.lineEnding) {
         case LINE_ENDING_WINDOWS:
@@ -401,7 +431,9 @@ struct ReadOnlyDataContainer::StreamSave {
     bool flushRun(int row) {
         if (runBytes == 0)
             return true;
-        if (viewsKept && runBytes >= kViewRun) {
+        if (collectOnly) {
+            out.insert(out.end(), runBegin, runBegin + runBytes);
+        } else if (viewsKept && runBytes >= kViewRun) {
             // Its bytes stay where they are until the writing thread has written them.
             if (!flushOut(row) || !ahead->sendView(runBegin, runBytes))
                 return false;
@@ -428,7 +460,7 @@ struct ReadOnlyDataContainer::StreamSave {
         const bool lastLineCut = row == lastRow && !c.finalLineEnding;
         if (line.copyable && !firstLine && !lastLineCut) {
             // Runs end about a megabyte long, so that progress goes out as often as the lines.
-            if (runBytes > 0 && runBegin + runBytes == bytes && runBytes < kFlushBytes) {
+            if (runBytes > 0 && runBegin + runBytes == bytes && runBytes < runAtMost) {
                 runBytes += size;
             } else {
                 if (!flushRun(row))
@@ -457,6 +489,67 @@ struct ReadOnlyDataContainer::StreamSave {
         }
         firstLine = false;
         return out.size() < flushBytes || flushOut(row);
+    }
+
+    // One-byte text with quoted cells, only the delimiter changed: the unquoted cells between
+    // them go out a stretch at a time with their delimiters swapped, each quoted one as the
+    // writer writes its text. False, with nothing written, for a line with a quote inside an
+    // unquoted cell, text behind a closing quote, or an unquoted cell the writer would quote.
+    bool plainWithQuotedCells(const char* data, const Line& line) {
+        const qint64 end = line.contentEnd;
+        const char quote = static_cast<char>(rules.quote);
+        const char delimiter = c.delimiter;
+        const char save = c.saveDelimiter;
+        const size_t before = out.size();
+        auto giveUp = [&] {
+            out.resize(before);
+            return false;
+        };
+        for (qint64 i = line.start;;) {
+            if (i < end && data[i] == quote) {
+                scratch.clear();
+                qint64 j = i + 1;
+                for (;;) {
+                    const void* hit = std::memchr(data + j, quote, static_cast<size_t>(end - j));
+                    if (!hit)
+                        return giveUp();
+                    const qint64 q = static_cast<const char*>(hit) - data;
+                    scratch.insert(scratch.end(), data + j, data + q);
+                    if (q + 1 < end && data[q + 1] == quote) {
+                        scratch.push_back(quote);
+                        j = q + 2;
+                        continue;
+                    }
+                    i = q + 1;
+                    break;
+                }
+                writer.appendCell(out, std::string_view(scratch.data(), scratch.size()), false);
+                if (i >= end)
+                    break;
+                if (data[i] != delimiter)
+                    return giveUp();
+                ++i;
+                continue;
+            }
+            // Up to the next cell that starts with a quote, its delimiter in front included.
+            const void* hit = std::memchr(data + i, quote, static_cast<size_t>(end - i));
+            const qint64 q = hit ? static_cast<const char*>(hit) - data : end;
+            if (q < end && data[q - 1] != delimiter)
+                return giveUp();
+            const size_t n = static_cast<size_t>(q - i);
+            const size_t at = out.size();
+            out.resize(at + n + (q < end ? 0 : 1));
+            if (swapDelimiters(data + i, out.data() + at, n, delimiter, save))
+                return giveUp();
+            if (q >= end) {
+                out[at + n] = save; // behind the last cell, as the writer puts it
+                break;
+            }
+            i = q;
+        }
+        writer.endCells(out, before);
+        writer.appendLineEnding(out);
+        return true;
     }
 
     // A well-formed line's cells, quotes taken off as a load takes them, written as the writer
@@ -496,6 +589,9 @@ struct ReadOnlyDataContainer::StreamSave {
                 }
                 out.resize(at0);
             }
+            if (plainFast && line.quotes && rules.quoting && !rules.writerNever && rules.hasDelimiter &&
+                writer.delimited() && c.keepFieldCountsAsRead && plainWithQuotedCells(data, line))
+                return true;
         }
         spans.clear();
         scratch.clear();
@@ -571,6 +667,16 @@ struct ReadOnlyDataContainer::StreamSave {
         return true;
     }
 
+    // A reordered table's lines are all over their text: each is asked for a few lines ahead.
+    static constexpr size_t kLinesAhead = 8;
+    template <int W> void prefetchLine(const char* data, size_t k, size_t end) const {
+        if (k < end) {
+            const char* const from = data + W * batch[k].line.start;
+            __builtin_prefetch(from);
+            __builtin_prefetch(from + 64);
+        }
+    }
+
     // The lines of `batch`, all in `data`, in order: this thread makes the first half while the
     // helper makes the second into a buffer of its own, which goes out behind the first. A line
     // the helper can't make alone, and every line behind it, is made here afterwards.
@@ -584,6 +690,7 @@ struct ReadOnlyDataContainer::StreamSave {
             h.out.clear();
             job = std::async(std::launch::async, [&] {
                 for (size_t k = half; k < count; ++k) {
+                    prefetchLine<W>(data, k + kLinesAhead, count);
                     if (!h.emitLine<W>(batch[k].row, data, batch[k].line)) {
                         stoppedAt = k;
                         return;
@@ -593,8 +700,10 @@ struct ReadOnlyDataContainer::StreamSave {
             });
         }
         bool ok = true;
-        for (size_t k = 0; k < half && ok; ++k)
+        for (size_t k = 0; k < half && ok; ++k) {
+            prefetchLine<W>(data, k + kLinesAhead, half);
             ok = emitLine<W>(batch[k].row, data, batch[k].line);
+        }
         if (job.valid())
             job.get();
         if (!ok)
@@ -719,8 +828,235 @@ struct ReadOnlyDataContainer::StreamSave {
         }
     }
 
+    // Cuts the file about a cut piece apart where the index has a strip at a row's first cell,
+    // which is where that row's line starts. No plan where such cuts lie too far apart.
+    void planPieces() {
+        plan.clear();
+        const std::vector<Strip>& strips = c.strips;
+        const qint64 W = unitBytes;
+        const qint64 fileEnd = c.fileSize;
+        if (strips.front().row != 0 || strips.front().col != 0)
+            return;
+        qint64 begin = strips.front().offset * W;
+        int row = 0;
+        auto from = strips.begin();
+        while (begin < fileEnd) {
+            const qint64 target = begin + cutPieceBytes;
+            auto cut = std::lower_bound(from, strips.end(), target,
+                                        [W](const Strip& strip, qint64 at) { return strip.offset * W < at; });
+            while (cut != strips.end() && cut->col != 0)
+                ++cut;
+            if (target >= fileEnd || cut == strips.end()) {
+                plan.push_back(Piece{begin, fileEnd, row, c.numRowsIndexed - row, true});
+                break;
+            }
+            if (cut->row <= row || cut->offset * W <= begin) {
+                plan.clear();
+                return;
+            }
+            plan.push_back(Piece{begin, cut->offset * W, row, cut->row - row, false});
+            begin = cut->offset * W;
+            row = cut->row;
+            from = cut;
+        }
+        for (const Piece& piece : plan) {
+            if (piece.rows <= 0 || piece.end - piece.begin > carryAtMost) {
+                plan.clear();
+                return;
+            }
+        }
+    }
+
+    // The lines of a piece read to `data`, which is readable 64 units behind its end, to
+    // onLine(row, line); whether they are the rows the index has there. `linesEnd` gets where
+    // the last one ends in the file, in bytes.
+    template <int W, class OnLine>
+    bool walkPiece(const Piece& piece, const char* data, qint64& linesEnd, OnLine&& onLine) const {
+        const qint64 units = (piece.end - piece.begin) / W;
+        Splitter<W> split(rules);
+        split.attach(data, units, true);
+        qint64 at = 0;
+        int k = 0;
+        while (at < units && k < piece.rows) {
+            Line line;
+            if (split.line(at, line) == Splitter<W>::Odd) {
+                qint64 end = machineEnd(data + W * at, units - at);
+                if (end < 0)
+                    end = units - at;
+                line = Line{at, at + end, false, -1, true};
+            }
+            onLine(piece.firstRow + k, line);
+            at = line.end;
+            ++k;
+        }
+        linesEnd = piece.begin + W * at;
+        if (piece.last)
+            return k == piece.rows;
+        // The next piece starts a row: this one ends with a line's ending.
+        const std::uint32_t end = at > 0 ? unitAt<W>(data + W * (at - 1)) : 0;
+        return k == piece.rows && at == units && (end == rules.lf || end == rules.cr || end == rules.rs);
+    }
+
+    // job(k) for every k below `count`, on this thread and one more.
+    template <class Job> static void onTwoThreads(size_t count, Job&& job) {
+        std::atomic<size_t> next{0};
+        auto run = [&] {
+            for (size_t k = next.fetch_add(1); k < count; k = next.fetch_add(1))
+                job(k);
+        };
+        auto other = std::async(std::launch::async, run);
+        run();
+        other.get();
+    }
+
+    struct PieceJob {
+        Piece piece{};
+        std::vector<char> buffer;
+        bool readOk = false;
+        bool matches = false; // its lines are the rows the index has there
+        size_t skip = 0;      // the first of rowsToSkip at or behind its first row
+        qint64 linesEnd = 0;  // where its last line ends, in bytes
+        std::vector<RowLine> rest;
+        StreamSave* maker = nullptr;
+        std::future<void> done; // after the buffer: destroyed, and so waited for, first
+    };
+
+    // Every line of the planned pieces, a few pieces at a time, each read and walked on a thread
+    // of its own: inWorker(job, row, data, line) there, in order within the piece, until it says
+    // false, which leaves that line and the rest of the piece's in job.rest; then inOrder(job, data)
+    // here, piece by piece in the file's order, before the piece's memory is used again.
+    template <int W, class InWorker, class InOrder>
+    bool forEachPiece(std::vector<PieceJob>& jobs, InWorker&& inWorker, InOrder&& inOrder) {
+        const int fd = c.file->handle();
+        auto work = [this, fd, &inWorker](PieceJob& job) {
+            const Piece& piece = job.piece;
+            const qint64 size = piece.end - piece.begin;
+            job.buffer.resize(static_cast<size_t>(size + kSlackBytes));
+            char* const data = job.buffer.data();
+            if (PieceReader::readFully(fd, data, piece.begin, size) < size)
+                return;
+            job.readOk = true;
+            std::memset(data + size, 0, static_cast<size_t>(kSlackBytes));
+            bool handed = false;
+            job.matches = walkPiece<W>(piece, data, job.linesEnd, [&](int row, const Line& line) {
+                if (!handed && !inWorker(job, row, data, line))
+                    handed = true;
+                if (handed)
+                    job.rest.push_back(RowLine{row, line});
+            });
+        };
+        auto launch = [&](size_t k) {
+            PieceJob& job = jobs[k % jobs.size()];
+            job.piece = plan[k];
+            job.readOk = false;
+            job.matches = false;
+            job.rest.clear();
+            if (job.maker) {
+                job.maker->out.clear();
+                job.maker->runBytes = 0;
+            }
+            job.skip = static_cast<size_t>(
+                std::lower_bound(rowsToSkip.begin(), rowsToSkip.end(), job.piece.firstRow) -
+                rowsToSkip.begin());
+            job.done = std::async(std::launch::async, [&work, &job] { work(job); });
+        };
+        // The threads use what is local here: they are done before it goes, on every way out.
+        const auto waitForAll = qScopeGuard([&jobs] {
+            for (PieceJob& job : jobs) {
+                if (job.done.valid())
+                    job.done.wait();
+            }
+        });
+        for (size_t k = 0; k < plan.size() && k < jobs.size(); ++k)
+            launch(k);
+        for (size_t k = 0; k < plan.size(); ++k) {
+            PieceJob& job = jobs[k % jobs.size()];
+            job.done.get();
+            if (!job.readOk || !job.matches) {
+                // Short, or its lines aren't where the index put them: not the file indexed.
+                c.noteFileChanged();
+                return fail(QLatin1String(kChangedText));
+            }
+            if (!inOrder(job, job.buffer.data()))
+                return false;
+            if (k + jobs.size() < plan.size())
+                launch(k + jobs.size());
+        }
+        return true;
+    }
+
+    // Rows in the file's order, a filter's rows left out, the pieces' lines made on their own
+    // threads: this one writes them, and makes the first line and those that need the cells.
+    template <int W> bool inFileOrderPieced() {
+        // The first line written goes the cell-by-cell way, as the file's start may ask.
+        int firstKept = 0;
+        for (size_t k = 0; k < rowsToSkip.size() && rowsToSkip[k] <= firstKept; ++k)
+            firstKept = rowsToSkip[k] + 1;
+        Line first; // its line, found by the thread of its piece
+        constexpr size_t kInFlight = 3;
+        std::vector<StreamSave> makers;
+        makers.reserve(kInFlight);
+        std::vector<PieceJob> jobs(kInFlight);
+        for (size_t k = 0; k < kInFlight; ++k) {
+            StreamSave& maker = makers.emplace_back(c, writer, put, rowsToSkip, colsToSkip, lastRow);
+            maker.usable();
+            maker.firstLine = false;
+            maker.cellPathAllowed = false;
+            maker.collectOnly = true;
+            maker.runAtMost = std::numeric_limits<size_t>::max();
+            maker.flushBytes = std::numeric_limits<size_t>::max();
+            jobs[k].maker = &maker;
+        }
+        auto skipped = [this](size_t& skip, int row) {
+            while (skip < rowsToSkip.size() && rowsToSkip[skip] < row)
+                ++skip;
+            return skip < rowsToSkip.size() && rowsToSkip[skip] == row;
+        };
+        const bool ok = forEachPiece<W>(
+            jobs,
+            [&](PieceJob& job, int row, const char* data, const Line& line) {
+                if (skipped(job.skip, row))
+                    return true;
+                if (row == firstKept) {
+                    // Left to this thread, in front of the rest of the piece's lines.
+                    first = line;
+                    return true;
+                }
+                return job.maker->emitLine<W>(row, data, line);
+            },
+            [&](PieceJob& job, const char* data) {
+                StreamSave& maker = *job.maker;
+                const int lastOfPiece = job.piece.firstRow + job.piece.rows - 1;
+                if (job.piece.firstRow <= firstKept && firstKept <= lastOfPiece &&
+                    (!emitLine<W>(firstKept, data, first) || !flushRun(firstKept) || !flushOut(firstKept)))
+                    return false;
+                const qint64 made = static_cast<qint64>(maker.out.size() + maker.runBytes);
+                if (!maker.out.empty() && !put(maker.out.data(), static_cast<qint64>(maker.out.size())))
+                    return false;
+                if (maker.runBytes > 0 && !put(maker.runBegin, static_cast<qint64>(maker.runBytes)))
+                    return false;
+                sinceReport += made;
+                size_t skip = job.skip;
+                for (const RowLine& rowLine : job.rest) {
+                    if (!skipped(skip, rowLine.row) && !emitLine<W>(rowLine.row, data, rowLine.line))
+                        return false;
+                }
+                // Nothing may point into the piece's memory once it is read into again.
+                if (!flushRun(lastOfPiece) || !flushOut(lastOfPiece))
+                    return false;
+                report(lastOfPiece);
+                return true;
+            });
+        if (!ok)
+            return false;
+        rowsDone = c.numRowsIndexed;
+        return true;
+    }
+
     // Rows in the file's order, a filter's rows left out.
     template <int W> bool inFileOrder() {
+        if (!plan.empty())
+            return inFileOrderPieced<W>();
         int row = 0;
         const char* pieceData = nullptr;
         size_t skip = 0;
@@ -752,26 +1088,58 @@ struct ReadOnlyDataContainer::StreamSave {
 
     // Rows in the table's order: the start of every line first, in one pass, then the lines of as
     // many rows as a store holds gathered from the file in position order, a pass per store.
+    // Whether a line goes out as it stands (bit 0), where its line ending starts if it is well
+    // formed (bit 1, and the ending's units in bits 2 and 3), whether it has quotes (bit 4).
+    static quint8 kindOf(const Line& line) {
+        return static_cast<quint8>(
+            (line.copyable ? 1 : 0) | (line.quotes ? 16 : 0) |
+            (line.contentEnd >= 0 ? 2 | static_cast<int>(line.end - line.contentEnd) << 2 : 0));
+    }
+    static Line lineOf(qint64 start, qint64 end, quint8 kind) {
+        return Line{start, end, (kind & 1) != 0, (kind & 2) ? end - ((kind >> 2) & 3) : -1, (kind & 16) != 0};
+    }
+
     template <int W> bool gathered() {
+        if (!plan.empty() && c.fileSize - plan.front().begin <= gatherBytes) {
+            if (const std::optional<bool> done = gatheredInMemory<W>())
+                return *done;
+        }
         const int rows = c.numRowsIndexed;
-        // Per file row: where its line starts, whether it goes out as it stands (bit 0), where
-        // its line ending starts if it is well formed (bit 1, and the ending's units in bits 2
-        // and 3), whether it has quotes (bit 4).
+        // Per file row: where its line starts, and its kind.
         std::vector<qint64> starts(static_cast<size_t>(rows) + 1);
         std::vector<quint8> kinds(static_cast<size_t>(rows));
         int found = 0;
-        const bool ok = forEachLine<W>(
-            [&](const char*, qint64 dataPosition, const Line& line) -> int {
-                const size_t f = static_cast<size_t>(found);
-                starts[f] = dataPosition + W * line.start;
-                starts[f + 1] = dataPosition + W * line.end;
-                kinds[f] = static_cast<quint8>(
-                    (line.copyable ? 1 : 0) | (line.quotes ? 16 : 0) |
-                    (line.contentEnd >= 0 ? 2 | static_cast<int>(line.end - line.contentEnd) << 2 : 0));
-                ++found;
-                return found < rows ? 1 : 2;
-            },
-            [] { return true; });
+        bool ok = true;
+        if (!plan.empty()) {
+            // Each row's entries are written by the thread of its piece alone; the end of the
+            // last line, shared with no row, here.
+            std::vector<PieceJob> jobs(3);
+            ok = forEachPiece<W>(
+                jobs,
+                [&](PieceJob& job, int row, const char*, const Line& line) {
+                    const size_t f = static_cast<size_t>(row);
+                    starts[f] = job.piece.begin + W * line.start;
+                    kinds[f] = kindOf(line);
+                    return true;
+                },
+                [&](PieceJob& job, const char*) {
+                    found += job.piece.rows;
+                    if (job.piece.last)
+                        starts[static_cast<size_t>(found)] = job.linesEnd;
+                    return true;
+                });
+        } else {
+            ok = forEachLine<W>(
+                [&](const char*, qint64 dataPosition, const Line& line) -> int {
+                    const size_t f = static_cast<size_t>(found);
+                    starts[f] = dataPosition + W * line.start;
+                    starts[f + 1] = dataPosition + W * line.end;
+                    kinds[f] = kindOf(line);
+                    ++found;
+                    return found < rows ? 1 : 2;
+                },
+                [] { return true; });
+        }
         if (!ok)
             return false;
         if (gaveUp)
@@ -796,6 +1164,13 @@ struct ReadOnlyDataContainer::StreamSave {
         }
         const int fd = c.file->handle();
         std::vector<qint64> placeOfFileRow(static_cast<size_t>(rows), -1);
+        // A file row the table shows twice: its line is copied within the store.
+        struct Again {
+            qint64 place;
+            qint64 from;
+            qint64 size;
+        };
+        std::vector<Again> again;
         std::vector<qint64> places;
         StoreBuffer store;
         // The writing thread may still read the store's lines: it is done with them before the
@@ -824,7 +1199,7 @@ struct ReadOnlyDataContainer::StreamSave {
             places.clear();
             for (; last < shown.size(); ++last) {
                 const qint64 size = sizeOf(c.fileRowOf(shown[last]));
-                if (last > first && storeBytes + size > kGatherBytes)
+                if (last > first && storeBytes + size > gatherBytes)
                     break;
                 places.push_back(storeBytes);
                 storeBytes += size;
@@ -833,8 +1208,14 @@ struct ReadOnlyDataContainer::StreamSave {
             if (ahead && !ahead->drain())
                 return false;
             std::fill(placeOfFileRow.begin(), placeOfFileRow.end(), -1);
-            for (size_t k = first; k < last; ++k)
-                placeOfFileRow[static_cast<size_t>(c.fileRowOf(shown[k]))] = places[k - first];
+            again.clear();
+            for (size_t k = first; k < last; ++k) {
+                qint64& place = placeOfFileRow[static_cast<size_t>(c.fileRowOf(shown[k]))];
+                if (place >= 0)
+                    again.push_back(Again{places[k - first], place, sizeOf(c.fileRowOf(shown[k]))});
+                else
+                    place = places[k - first];
+            }
             store.resize(static_cast<size_t>(storeBytes + kSlackBytes));
             std::memset(store.data() + storeBytes, 0, static_cast<size_t>(kSlackBytes));
             // The file front to back, neighbouring lines in one read over small gaps; the next
@@ -890,14 +1271,16 @@ struct ReadOnlyDataContainer::StreamSave {
                                     static_cast<size_t>(sizeOf(f)));
                 }
             }
+            for (const Again& copy : again)
+                std::memcpy(store.data() + copy.place, store.data() + copy.from,
+                            static_cast<size_t>(copy.size));
             // In batches of about a read piece's bytes, each made on two threads with a helper.
             qint64 batchBytes = 0;
             for (size_t k = first; k < last; ++k) {
                 const quint8 kind = kinds[static_cast<size_t>(c.fileRowOf(shown[k]))];
                 const qint64 start = places[k - first] / W;
                 const qint64 end = places[k - first + 1] / W;
-                const Line line{start, end, (kind & 1) != 0, (kind & 2) ? end - ((kind >> 2) & 3) : -1,
-                                (kind & 16) != 0};
+                const Line line = lineOf(start, end, kind);
                 if (!helper) {
                     if (!emitLine<W>(shown[k], store.data(), line))
                         return false;
@@ -917,6 +1300,120 @@ struct ReadOnlyDataContainer::StreamSave {
         return true;
     }
 
+    // The rows of a reordered table whose file fits a store: the file read into it once, in
+    // pieces on two threads, its lines found on two threads, each put in the table's order as it
+    // is found, and then taken from where it stands.
+    // No answer, with nothing written, where the table shows a file row twice.
+    template <int W> std::optional<bool> gatheredInMemory() {
+        const int rows = c.numRowsIndexed;
+        const qint64 base = plan.front().begin;
+        const qint64 size = c.fileSize - base;
+        // The place in the table's order of each file row that goes out, -1 for the others.
+        std::vector<int> shown;
+        shown.reserve(static_cast<size_t>(rows));
+        // Written without a look first, which would wait for memory at every row: a file row
+        // shown twice is found below by the count of lines placed.
+        std::vector<int> placeOf(static_cast<size_t>(rows), -1);
+        size_t skip = 0;
+        for (int row = 0; row < rows; ++row) {
+            while (skip < rowsToSkip.size() && rowsToSkip[skip] < row)
+                ++skip;
+            const int f = c.fileRowOf(row);
+            if ((skip < rowsToSkip.size() && rowsToSkip[skip] == row) || f < 0 || f >= rows)
+                continue;
+            placeOf[static_cast<size_t>(f)] = static_cast<int>(shown.size());
+            shown.push_back(row);
+        }
+        // The lines in that order, in bytes from the text's start: a text that fits a store is
+        // far below 4 GiB.
+        struct Placed {
+            quint32 start;
+            quint32 end;
+            quint8 kind;
+        };
+        // Every entry is written before it is read: none is cleared first.
+        const std::unique_ptr<Placed[]> placed(new Placed[shown.size()]);
+        std::atomic<size_t> placedCount{0};
+        StoreBuffer text;
+        text.resize(static_cast<size_t>(size + kSlackBytes));
+        std::memset(text.data() + size, 0, static_cast<size_t>(kSlackBytes));
+        const int fd = c.file->handle();
+        std::atomic<bool> same{true};
+        onTwoThreads(plan.size(), [&](size_t k) {
+            const Piece& piece = plan[k];
+            if (PieceReader::readFully(fd, text.data() + (piece.begin - base), piece.begin,
+                                       piece.end - piece.begin) < piece.end - piece.begin)
+                same = false;
+        });
+        // Each line's entry is written by the thread of its piece alone.
+        if (same) {
+            onTwoThreads(plan.size(), [&](size_t k) {
+                const Piece& piece = plan[k];
+                const qint64 offset = piece.begin - base;
+                qint64 linesEnd = 0;
+                size_t count = 0;
+                const bool matches =
+                    walkPiece<W>(piece, text.data() + offset, linesEnd, [&](int row, const Line& line) {
+                        const int place = placeOf[static_cast<size_t>(row)];
+                        if (place >= 0) {
+                            placed[static_cast<size_t>(place)] =
+                                Placed{static_cast<quint32>(offset + W * line.start),
+                                       static_cast<quint32>(offset + W * line.end), kindOf(line)};
+                            ++count;
+                        }
+                    });
+                placedCount += count;
+                if (!matches)
+                    same = false;
+            });
+        }
+        if (!same) {
+            c.noteFileChanged();
+            return fail(QLatin1String(kChangedText));
+        }
+        if (placedCount != shown.size())
+            return std::nullopt; // an order that shows a row twice: a store takes it
+        rowsDone = rows;
+        // The writing thread may still read lines of the text: it is done with them before the
+        // text is freed, on every way out.
+        struct Drain {
+            AheadWriter* ahead;
+            ~Drain() {
+                if (ahead)
+                    ahead->drain();
+            }
+        } const drainFirst{ahead};
+        viewsKept = ahead != nullptr;
+        // Each line is somewhere else in the text: it is asked for a few lines ahead of its turn.
+        constexpr size_t kAhead = 8;
+        qint64 batchBytes = 0;
+        for (size_t k = 0; k < shown.size(); ++k) {
+            if (!helper && k + kAhead < shown.size()) {
+                const char* const from = text.data() + placed[k + kAhead].start;
+                __builtin_prefetch(from);
+                __builtin_prefetch(from + 64);
+            }
+            const Placed& p = placed[k];
+            const Line line = lineOf(p.start / W, p.end / W, p.kind);
+            if (!helper) {
+                if (!emitLine<W>(shown[k], text.data(), line))
+                    return false;
+                continue;
+            }
+            // In batches of about a read piece's bytes, each made on two threads.
+            batch.push_back(RowLine{shown[k], line});
+            batchBytes += p.end - p.start;
+            if (batchBytes >= pieceBytes) {
+                if (!emitParted<W>(text.data()))
+                    return false;
+                batchBytes = 0;
+            }
+        }
+        if (!batch.empty() && !emitParted<W>(text.data()))
+            return false;
+        return shown.empty() || (flushRun(shown.back()) && flushOut(shown.back()));
+    }
+
     template <int W> bool run() {
         return c.rowsReordered ? gathered<W>() : inFileOrder<W>();
     }
@@ -934,7 +1431,11 @@ bool ReadOnlyDataContainer::streamSave(const CellWriter& writer,
     // Tests that read in small pieces write in small buffers on the writing thread too.
     const qint64 testing = s_pieceSizeForTesting.load();
     std::optional<StreamSave> helper;
-    if (fileSize >= kAheadWriteBytes || testing > 0) {
+    const bool big = fileSize >= kAheadWriteBytes || testing > 0;
+    if (big)
+        save.planPieces();
+    // In the file's order the pieces' threads make the lines and this one writes them.
+    if (big && (save.plan.empty() || rowsReordered)) {
         ahead.emplace(put);
         save.ahead = &*ahead;
         save.flushBytes = testing > 0 ? static_cast<size_t>(testing) : kAheadFlushBytes;

@@ -56,48 +56,68 @@ template <int W> inline std::uint32_t unitAt(const char* p) {
     }
 }
 
-// Bit k set where unit k of the 64 at p ends a line or, with quoting on, is a quote.
-template <int W> inline std::uint64_t eventMask(const char* p, const Rules& r) {
+// Finds, 64 units at a time, the units that end a line or, with quoting on, are a quote: the
+// units to look for are spread over vectors once, not for every block.
+template <int W> class EventFinder {
+public:
+    explicit EventFinder(const Rules& rules) : r(rules) {
 #if defined(__SSE2__)
-    if constexpr (W == 1) {
-        const __m128i lf = _mm_set1_epi8(static_cast<char>(r.lf));
-        const __m128i cr = _mm_set1_epi8(static_cast<char>(r.cr));
-        const __m128i rs = _mm_set1_epi8(static_cast<char>(r.rs));
-        const __m128i q = _mm_set1_epi8(r.quoting ? static_cast<char>(r.quote) : static_cast<char>(r.lf));
-        std::uint64_t bits = 0;
-        for (int k = 0; k < 4; ++k) {
-            const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * k));
-            const __m128i hit = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, lf), _mm_cmpeq_epi8(v, cr)),
-                                             _mm_or_si128(_mm_cmpeq_epi8(v, rs), _mm_cmpeq_epi8(v, q)));
-            bits |= std::uint64_t(static_cast<std::uint16_t>(_mm_movemask_epi8(hit))) << (16 * k);
+        const std::uint32_t quote = r.quoting ? r.quote : r.lf;
+        if constexpr (W == 1) {
+            lf = _mm_set1_epi8(static_cast<char>(r.lf));
+            cr = _mm_set1_epi8(static_cast<char>(r.cr));
+            rs = _mm_set1_epi8(static_cast<char>(r.rs));
+            q = _mm_set1_epi8(static_cast<char>(quote));
+        } else if constexpr (W == 2) {
+            lf = _mm_set1_epi16(static_cast<short>(r.lf));
+            cr = _mm_set1_epi16(static_cast<short>(r.cr));
+            rs = _mm_set1_epi16(static_cast<short>(r.rs));
+            q = _mm_set1_epi16(static_cast<short>(quote));
         }
-        return bits;
-    } else if constexpr (W == 2) {
-        const __m128i lf = _mm_set1_epi16(static_cast<short>(r.lf));
-        const __m128i cr = _mm_set1_epi16(static_cast<short>(r.cr));
-        const __m128i rs = _mm_set1_epi16(static_cast<short>(r.rs));
-        const __m128i q = _mm_set1_epi16(r.quoting ? static_cast<short>(r.quote) : static_cast<short>(r.lf));
-        auto hits = [&](int k) {
-            const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * k));
-            return _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi16(v, lf), _mm_cmpeq_epi16(v, cr)),
-                                _mm_or_si128(_mm_cmpeq_epi16(v, rs), _mm_cmpeq_epi16(v, q)));
-        };
-        std::uint64_t bits = 0;
-        for (int k = 0; k < 4; ++k) {
-            const __m128i packed = _mm_packs_epi16(hits(2 * k), hits(2 * k + 1));
-            bits |= std::uint64_t(static_cast<std::uint16_t>(_mm_movemask_epi8(packed))) << (16 * k);
-        }
-        return bits;
-    }
 #endif
-    std::uint64_t bits = 0;
-    for (int k = 0; k < 64; ++k) {
-        const std::uint32_t u = unitAt<W>(p + W * k);
-        if (u == r.lf || u == r.cr || u == r.rs || (r.quoting && u == r.quote))
-            bits |= std::uint64_t(1) << k;
     }
-    return bits;
-}
+
+    // Bit k set where unit k of the 64 at p is one of them.
+    std::uint64_t mask(const char* p) const {
+#if defined(__SSE2__)
+        if constexpr (W == 1) {
+            std::uint64_t bits = 0;
+            for (int k = 0; k < 4; ++k) {
+                const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * k));
+                const __m128i hit = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, lf), _mm_cmpeq_epi8(v, cr)),
+                                                 _mm_or_si128(_mm_cmpeq_epi8(v, rs), _mm_cmpeq_epi8(v, q)));
+                bits |= std::uint64_t(static_cast<std::uint16_t>(_mm_movemask_epi8(hit))) << (16 * k);
+            }
+            return bits;
+        } else if constexpr (W == 2) {
+            auto hits = [&](int k) {
+                const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * k));
+                return _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi16(v, lf), _mm_cmpeq_epi16(v, cr)),
+                                    _mm_or_si128(_mm_cmpeq_epi16(v, rs), _mm_cmpeq_epi16(v, q)));
+            };
+            std::uint64_t bits = 0;
+            for (int k = 0; k < 4; ++k) {
+                const __m128i packed = _mm_packs_epi16(hits(2 * k), hits(2 * k + 1));
+                bits |= std::uint64_t(static_cast<std::uint16_t>(_mm_movemask_epi8(packed))) << (16 * k);
+            }
+            return bits;
+        }
+#endif
+        std::uint64_t bits = 0;
+        for (int k = 0; k < 64; ++k) {
+            const std::uint32_t u = unitAt<W>(p + W * k);
+            if (u == r.lf || u == r.cr || u == r.rs || (r.quoting && u == r.quote))
+                bits |= std::uint64_t(1) << k;
+        }
+        return bits;
+    }
+
+private:
+    const Rules& r;
+#if defined(__SSE2__)
+    __m128i lf{}, cr{}, rs{}, q{};
+#endif
+};
 
 // Walks the lines of a piece of text that starts at a line's start. Only line ends and quotes
 // are looked at one by one; everything between goes 64 units at a time.
@@ -105,7 +125,7 @@ template <int W> class Splitter {
 public:
     enum Result { Found, NeedMore, Odd };
 
-    explicit Splitter(const Rules& rules) : r(rules) {}
+    explicit Splitter(const Rules& rules) : r(rules), events(rules) {}
 
     // `data` holds `units` units and at least 64 more readable behind them. `final`: the text
     // ends there; otherwise more follows.
@@ -260,7 +280,7 @@ private:
             const qint64 b = i & ~qint64(63);
             if (b != block) {
                 block = b;
-                mask = eventMask<W>(d + W * b, r);
+                mask = events.mask(d + W * b);
                 if (n - b < 64)
                     mask &= (std::uint64_t(1) << (n - b)) - 1;
             }
@@ -272,6 +292,7 @@ private:
     }
 
     const Rules& r;
+    EventFinder<W> events;
     const char* d = nullptr;
     qint64 n = 0;
     bool last = false;

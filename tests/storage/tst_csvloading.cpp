@@ -4,6 +4,7 @@
 #include "storage/loadscan.h"
 #include "storage/packedrow.h"
 #include "util/fileparameterutilities.h"
+#include "widentext.h"
 
 #include <QFile>
 #include <QRandomGenerator>
@@ -18,22 +19,6 @@ using Table = QList<QByteArrayList>;
 Q_DECLARE_METATYPE(Table)
 
 namespace {
-
-// Each byte of `text` as one character of the encoding; single-byte encodings take it as is.
-QByteArray widen(const QByteArray& text, EncodingType encoding) {
-    const int width = Utilities::numBytesPerChar(encoding);
-    if (width == 1)
-        return text;
-    const bool big = Utilities::getEndianness(encoding) == Utilities::Endianness::Big;
-    QByteArray out;
-    out.reserve(text.size() * width);
-    for (const char c : text) {
-        QByteArray unit(width, '\0');
-        unit[big ? width - 1 : 0] = c;
-        out += unit;
-    }
-    return out;
-}
 
 // The inverse of widen for a cell; a unit with other bytes set is kept visibly wrong.
 QByteArray narrow(const std::vector<char>& cell, EncodingType encoding) {

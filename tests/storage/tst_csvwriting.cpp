@@ -3,6 +3,7 @@
 #include "scratchdisk.h"
 #include "storage/editabledatacontainer.h"
 #include "util/fileparameterutilities.h"
+#include "widentext.h"
 
 #include <QDir>
 #include <QFile>
@@ -16,20 +17,6 @@
 #include <sys/resource.h>
 
 namespace {
-
-QByteArray widen(const QByteArray& text, EncodingType encoding) {
-    const int width = Utilities::numBytesPerChar(encoding);
-    if (width == 1)
-        return text;
-    const bool big = Utilities::getEndianness(encoding) == Utilities::Endianness::Big;
-    QByteArray out;
-    for (const char c : text) {
-        QByteArray unit(width, '\0');
-        unit[big ? width - 1 : 0] = c;
-        out += unit;
-    }
-    return out;
-}
 
 std::vector<char> cellOf(const QByteArray& text, EncodingType encoding) {
     const QByteArray wide = widen(text, encoding);

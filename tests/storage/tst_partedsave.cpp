@@ -2,6 +2,7 @@
 // one-thread writer with its byte loop; and saves that fail half way on a full or read-only disk.
 #include "containertesthelpers.h"
 #include "scratchdisk.h"
+#include "widentext.h"
 
 #include "storage/cellwriter.h"
 #include "storage/editabledatacontainer.h"
@@ -17,20 +18,6 @@
 #include <unistd.h>
 
 namespace {
-
-QByteArray widen(const QByteArray& text, EncodingType encoding) {
-    const int width = Utilities::numBytesPerChar(encoding);
-    if (width == 1)
-        return text;
-    const bool big = Utilities::getEndianness(encoding) == Utilities::Endianness::Big;
-    QByteArray out;
-    for (const char c : text) {
-        QByteArray unit(width, '\0');
-        unit[big ? width - 1 : 0] = c;
-        out += unit;
-    }
-    return out;
-}
 
 // A cell of the random tables: short and long ones (across the 16 bytes of a short copy and the
 // 64 of a scan block), with the bytes that call for quotes anywhere, a quote in front, and for

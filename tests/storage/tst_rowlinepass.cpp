@@ -5,6 +5,7 @@
 // delimiters whose byte shares a table slot with another key.
 #include "containertesthelpers.h"
 #include "scratchdisk.h"
+#include "widentext.h"
 
 #include "storage/cellwriter.h"
 #include "storage/editabledatacontainer.h"
@@ -15,20 +16,6 @@
 #include <QTest>
 
 namespace {
-
-QByteArray widen(const QByteArray& text, EncodingType encoding) {
-    const int width = Utilities::numBytesPerChar(encoding);
-    if (width == 1)
-        return text;
-    const bool big = Utilities::getEndianness(encoding) == Utilities::Endianness::Big;
-    QByteArray out;
-    for (const char c : text) {
-        QByteArray unit(width, '\0');
-        unit[big ? width - 1 : 0] = c;
-        out += unit;
-    }
-    return out;
-}
 
 // A cell of `length` characters of plain text, and now and then a byte that calls for quotes, a
 // quote inside or in front.

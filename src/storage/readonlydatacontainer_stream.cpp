@@ -283,11 +283,12 @@ struct ReadOnlyDataContainer::StreamSave {
     bool collectOnly = false;
     size_t runAtMost = kFlushBytes;
     // One-byte text saved with another delimiter: the lines that need only that swapped are made
-    // a run at a time (swapPiece), in `swapped` first.
+    // a run at a time (swapPiece), a piece's lines all in `swapped`, its first `swappedBytes`.
     bool swapLines = false;
     bool swapPieces = false; // ... for the pieces of this save that swapAllowed() lets
     SwapKeys swapKeys;
     std::vector<char> swapped;
+    size_t swappedBytes = 0;
 
     // Stretches of the file that start and end where the index says rows start, so that each can
     // be read and walked on a thread of its own. Empty where the index gives no such cuts close
@@ -926,15 +927,15 @@ struct ReadOnlyDataContainer::StreamSave {
     // as emitLine makes it, and on. The lines from the first one emitLine leaves
     // to the calling thread go to `rest`. Differs where the lines aren't the piece's rows; Redo,
     // with `out` and `rest` as they came, where the piece has more lines than rows, which the
-    // line by line walk takes as it always did.
+    // line by line walk takes as it always did. The lines go to `swapped`, not to `out`.
     Swapped swapPiece(const Piece& piece, const char* data, qint64& linesEnd, std::vector<RowLine>& rest) {
         const qint64 units = piece.end - piece.begin;
-        // Whole blocks of 64 are written: room for a last one that runs past the piece.
-        const size_t room = static_cast<size_t>(units + 64);
-        if (swapped.size() < room)
-            swapped.resize(room);
-        const size_t outBefore = out.size();
         const size_t restBefore = rest.size();
+        size_t made = 0;
+        auto room = [&](size_t bytes) {
+            if (swapped.size() < made + bytes)
+                swapped.resize(std::max(made + bytes, swapped.size() + swapped.size() / 2));
+        };
         const SwapRunFunction run = bestSwapRun();
         Splitter<1> split(rules);
         split.attach(data, units, true);
@@ -944,14 +945,16 @@ struct ReadOnlyDataContainer::StreamSave {
         while (i < units && k < piece.rows) {
             if (!handed) {
                 SwapStop stop;
-                run(data + i, swapped.data() + i, units - i, swapKeys, stop);
+                // Whole blocks of 64 are written: room for a last one that runs past the piece.
+                room(static_cast<size_t>(units - i + 64));
+                run(data + i, swapped.data() + made, units - i, swapKeys, stop);
                 if (k + stop.lines > piece.rows) {
-                    out.resize(outBefore);
+                    out.clear();
                     rest.resize(restBefore);
                     return Swapped::Redo;
                 }
                 const qint64 runEnd = i + stop.lineStart;
-                out.insert(out.end(), swapped.data() + i, swapped.data() + i + stop.outLineStart);
+                made += static_cast<size_t>(stop.outLineStart);
                 k += stop.lines;
                 i = runEnd;
                 if (i >= units || k >= piece.rows)
@@ -967,11 +970,18 @@ struct ReadOnlyDataContainer::StreamSave {
             const int row = piece.firstRow + static_cast<int>(k);
             if (!handed && !emitLine<1>(row, data, line))
                 handed = true;
-            if (handed)
+            if (handed) {
                 rest.push_back(RowLine{row, line});
+            } else {
+                room(out.size());
+                std::memcpy(swapped.data() + made, out.data(), out.size());
+                made += out.size();
+                out.clear();
+            }
             i = line.end;
             ++k;
         }
+        swappedBytes = made;
         linesEnd = piece.begin + i;
         bool matches = k == piece.rows;
         if (!piece.last) {
@@ -1047,6 +1057,7 @@ struct ReadOnlyDataContainer::StreamSave {
             if (job.maker) {
                 job.maker->out.clear();
                 job.maker->runBytes = 0;
+                job.maker->swappedBytes = 0;
             }
             job.skip = static_cast<size_t>(
                 std::lower_bound(rowsToSkip.begin(), rowsToSkip.end(), job.piece.firstRow) -
@@ -1124,7 +1135,11 @@ struct ReadOnlyDataContainer::StreamSave {
                 if (job.piece.firstRow <= firstKept && firstKept <= lastOfPiece &&
                     (!emitLine<W>(firstKept, data, first) || !flushRun(firstKept) || !flushOut(firstKept)))
                     return false;
-                const qint64 made = static_cast<qint64>(maker.out.size() + maker.runBytes);
+                const qint64 made =
+                    static_cast<qint64>(maker.swappedBytes + maker.out.size() + maker.runBytes);
+                if (maker.swappedBytes > 0 &&
+                    !put(maker.swapped.data(), static_cast<qint64>(maker.swappedBytes)))
+                    return false;
                 if (!maker.out.empty() && !put(maker.out.data(), static_cast<qint64>(maker.out.size())))
                     return false;
                 if (maker.runBytes > 0 && !put(maker.runBegin, static_cast<qint64>(maker.runBytes)))

@@ -282,6 +282,13 @@ struct ReadOnlyDataContainer::StreamSave {
     // `out` and, the last run of lines copied unchanged, in the piece's text.
     bool collectOnly = false;
     size_t runAtMost = kFlushBytes;
+    // One-byte text saved with another delimiter: the lines that need only that swapped are made
+    // a run at a time (swapPiece), a piece's lines all in `swapped`, its first `swappedBytes`.
+    bool swapLines = false;
+    bool swapPieces = false; // ... for the pieces of this save that swapAllowed() lets
+    SwapKeys swapKeys;
+    std::vector<char> swapped;
+    size_t swappedBytes = 0;
 
     // Stretches of the file that start and end where the index says rows start, so that each can
     // be read and walked on a thread of its own. Empty where the index gives no such cuts close
@@ -359,6 +366,14 @@ struct ReadOnlyDataContainer::StreamSave {
             if (rules.quoteAnywhere)
                 plainBytes.mayQuote[plainBytes.mayQuoteCount++] = KeyChars::Quote;
         }
+        swapLines = unitBytes == 1 && plainFast && rewritable && !rules.copy && rules.hasDelimiter &&
+                    writer.delimited() && writer.lineEndingSize() == 1 && c.keepFieldCountsAsRead &&
+                    c.saveDelimiter != 0 && c.saveDelimiter != delimiter;
+        swapKeys.delimiter = delimiter;
+        swapKeys.save = c.saveDelimiter;
+        swapKeys.quote = KeyChars::Quote;
+        swapKeys.quotedCells = rules.quoting && !rules.writerNever;
+        swapKeys.quoteAnywhere = rules.quoteAnywhere;
         rules.padded = !c.keepFieldCountsAsRead;
         rules.trailing = c.saveWithTrailingDelimiters;
         rules.width = c.numColsIndexed;
@@ -381,6 +396,7 @@ struct ReadOnlyDataContainer::StreamSave {
             rules.saveTerm = TermLf;
             break;
         }
+        swapLines = swapLines && rules.saveTerm == TermLf;
         return true;
     }
 
@@ -897,6 +913,84 @@ struct ReadOnlyDataContainer::StreamSave {
         return k == piece.rows && at == units && (end == rules.lf || end == rules.cr || end == rules.rs);
     }
 
+    // Whether a piece's lines may go through swapPiece: none left out, none the first line written
+    // (the calling thread's), none the last one of a file that didn't end with a line ending.
+    bool swapAllowed(const Piece& piece) const {
+        return swapPieces && rowsToSkip.empty() && piece.firstRow > 0 &&
+               (c.finalLineEnding || piece.firstRow + piece.rows - 1 < lastRow);
+    }
+
+    enum class Swapped { Matches, Differs, Redo };
+
+    // The lines of a piece of one-byte text as emitLine makes them, on the piece's thread: a run of
+    // lines that need only their delimiters swapped (see SwapKeys) in one go, the first other line
+    // as emitLine makes it, and on. The lines from the first one emitLine leaves
+    // to the calling thread go to `rest`. Differs where the lines aren't the piece's rows; Redo,
+    // with `out` and `rest` as they came, where the piece has more lines than rows, which the
+    // line by line walk takes as it always did. The lines go to `swapped`, not to `out`.
+    Swapped swapPiece(const Piece& piece, const char* data, qint64& linesEnd, std::vector<RowLine>& rest) {
+        const qint64 units = piece.end - piece.begin;
+        const size_t restBefore = rest.size();
+        size_t made = 0;
+        auto room = [&](size_t bytes) {
+            if (swapped.size() < made + bytes)
+                swapped.resize(std::max(made + bytes, swapped.size() + swapped.size() / 2));
+        };
+        const SwapRunFunction run = bestSwapRun();
+        Splitter<1> split(rules);
+        split.attach(data, units, true);
+        qint64 i = 0;
+        qint64 k = 0;
+        bool handed = false;
+        while (i < units && k < piece.rows) {
+            if (!handed) {
+                SwapStop stop;
+                // Whole blocks of 64 are written: room for a last one that runs past the piece.
+                room(static_cast<size_t>(units - i + 64));
+                run(data + i, swapped.data() + made, units - i, swapKeys, stop);
+                if (k + stop.lines > piece.rows) {
+                    out.clear();
+                    rest.resize(restBefore);
+                    return Swapped::Redo;
+                }
+                const qint64 runEnd = i + stop.lineStart;
+                made += static_cast<size_t>(stop.outLineStart);
+                k += stop.lines;
+                i = runEnd;
+                if (i >= units || k >= piece.rows)
+                    break;
+            }
+            Line line;
+            if (split.line(i, line) == Splitter<1>::Odd) {
+                qint64 end = machineEnd(data + i, units - i);
+                if (end < 0)
+                    end = units - i;
+                line = Line{i, i + end, false, -1, true};
+            }
+            const int row = piece.firstRow + static_cast<int>(k);
+            if (!handed && !emitLine<1>(row, data, line))
+                handed = true;
+            if (handed) {
+                rest.push_back(RowLine{row, line});
+            } else {
+                room(out.size());
+                std::memcpy(swapped.data() + made, out.data(), out.size());
+                made += out.size();
+                out.clear();
+            }
+            i = line.end;
+            ++k;
+        }
+        swappedBytes = made;
+        linesEnd = piece.begin + i;
+        bool matches = k == piece.rows;
+        if (!piece.last) {
+            const std::uint32_t end = i > 0 ? unitAt<1>(data + i - 1) : 0;
+            matches = matches && i == units && (end == rules.lf || end == rules.cr || end == rules.rs);
+        }
+        return matches ? Swapped::Matches : Swapped::Differs;
+    }
+
     // job(k) for every k below `count`, on this thread and one more.
     template <class Job> static void onTwoThreads(size_t count, Job&& job) {
         std::atomic<size_t> next{0};
@@ -937,6 +1031,15 @@ struct ReadOnlyDataContainer::StreamSave {
                 return;
             job.readOk = true;
             std::memset(data + size, 0, static_cast<size_t>(kSlackBytes));
+            if constexpr (W == 1) {
+                if (job.maker && swapAllowed(piece)) {
+                    const Swapped result = job.maker->swapPiece(piece, data, job.linesEnd, job.rest);
+                    if (result != Swapped::Redo) {
+                        job.matches = result == Swapped::Matches;
+                        return;
+                    }
+                }
+            }
             bool handed = false;
             job.matches = walkPiece<W>(piece, data, job.linesEnd, [&](int row, const Line& line) {
                 if (!handed && !inWorker(job, row, data, line))
@@ -954,6 +1057,7 @@ struct ReadOnlyDataContainer::StreamSave {
             if (job.maker) {
                 job.maker->out.clear();
                 job.maker->runBytes = 0;
+                job.maker->swappedBytes = 0;
             }
             job.skip = static_cast<size_t>(
                 std::lower_bound(rowsToSkip.begin(), rowsToSkip.end(), job.piece.firstRow) -
@@ -997,6 +1101,7 @@ struct ReadOnlyDataContainer::StreamSave {
         std::vector<StreamSave> makers;
         makers.reserve(kInFlight);
         std::vector<PieceJob> jobs(kInFlight);
+        swapPieces = swapLines;
         for (size_t k = 0; k < kInFlight; ++k) {
             StreamSave& maker = makers.emplace_back(c, writer, put, rowsToSkip, colsToSkip, lastRow);
             maker.usable();
@@ -1030,7 +1135,11 @@ struct ReadOnlyDataContainer::StreamSave {
                 if (job.piece.firstRow <= firstKept && firstKept <= lastOfPiece &&
                     (!emitLine<W>(firstKept, data, first) || !flushRun(firstKept) || !flushOut(firstKept)))
                     return false;
-                const qint64 made = static_cast<qint64>(maker.out.size() + maker.runBytes);
+                const qint64 made =
+                    static_cast<qint64>(maker.swappedBytes + maker.out.size() + maker.runBytes);
+                if (maker.swappedBytes > 0 &&
+                    !put(maker.swapped.data(), static_cast<qint64>(maker.swappedBytes)))
+                    return false;
                 if (!maker.out.empty() && !put(maker.out.data(), static_cast<qint64>(maker.out.size())))
                     return false;
                 if (maker.runBytes > 0 && !put(maker.runBegin, static_cast<qint64>(maker.runBytes)))

@@ -12,6 +12,10 @@
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
+#if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
+#define ORVANE_SWAPRUN_X86 1
+#include <immintrin.h>
+#endif
 
 namespace ReadOnlySaveLines {
 
@@ -373,6 +377,206 @@ inline qint64 plainCellEnd(const char* data, qint64 i, qint64 to, const PlainByt
     }
     return to;
 #endif
+}
+
+// One-byte text saved with another delimiter: a line goes out as it stands with each delimiter
+// outside quotes swapped, its LF the save's line ending, unless an unquoted cell in it holds the
+// save delimiter, a CR, a record separator or a quote other than one that opens the cell, or a
+// quoted cell would lose its quotes (the writer quotes only a cell that holds the save delimiter,
+// a line break, a record separator, starts with a quote or, under "RFC 4180", holds one), or it
+// has text behind a closing quote. Such lines are swapped 64 bytes at a time, a stretch of them in
+// one go; only line ends and quotes, and inside quoted cells the bytes that keep the quotes, are
+// looked at one by one.
+struct SwapKeys {
+    char delimiter = ',';
+    char save = ';';
+    char quote = '"';
+    char lf = 10;
+    char cr = 13;
+    char rs = 30;
+    bool quotedCells = true;   // quotes at a cell's start are read, and the writer may put them
+    bool quoteAnywhere = true; // the writer quotes a cell with a quote anywhere in it
+};
+
+// Where a run of swapped lines stopped. Offsets count from the run's start.
+struct SwapStop {
+    qint64 lines = 0;        // the lines swapped
+    qint64 lineStart = 0;    // where the line behind them starts: the first that wasn't
+    qint64 outLineStart = 0; // ... and where their bytes made end
+    qint64 at = -1;          // a byte of that line that stopped the run; -1 where the data ended
+};
+
+// Makes the lines from bytes [0, n) of p into `to`: every delimiter outside quotes made the save
+// one, the quotes taken off a quoted cell that needs none; fills `stop`. Reads and writes whole
+// blocks of 64: p is readable up to n rounded up to 64 and one byte more, `to` writable up to n
+// rounded up to 64. Bytes of `to` from stop.outLineStart on are undefined.
+using SwapRunFunction = void (*)(const char* p, char* to, qint64 n, const SwapKeys& keys, SwapStop& stop);
+
+// Where a run stands between two blocks: inside a quoted cell or not.
+struct SwapState {
+    bool inside = false;
+    bool needs = false;   // the quoted cell keeps its quotes
+    bool doubled = false; // ... holds a doubled quote
+    qint64 cellStart = 0; // its opening quote
+    qint64 skip = -1;     // the second quote of a doubled one
+    qint64 shift = 0;     // bytes of p behind the ones made: two for every cell unquoted
+};
+
+// The marked bytes of the block at k, in order: false, with `stop` filled, where the run stops.
+inline bool swapEvents(const char* p, char* to, qint64 n, qint64 k, std::uint64_t events,
+                       const SwapKeys& keys, SwapState& st, SwapStop& stop) {
+    while (events) {
+        const qint64 pos = k + std::countr_zero(events);
+        events &= events - 1;
+        if (pos == st.skip)
+            continue;
+        const char ch = p[pos];
+        if (st.inside) {
+            if (ch != keys.quote) {
+                st.needs = true; // the save delimiter or a line break
+                continue;
+            }
+            if (pos + 1 >= n) { // the next byte isn't the run's
+                stop.at = st.cellStart;
+                return false;
+            }
+            const char next = p[pos + 1];
+            if (next == keys.quote) {
+                st.needs = st.needs || keys.quoteAnywhere || pos == st.cellStart + 1;
+                st.doubled = true;
+                st.skip = pos + 1;
+                continue;
+            }
+            if ((next != keys.delimiter && next != keys.lf) || (!st.needs && st.doubled)) {
+                stop.at = st.cellStart;
+                return false;
+            }
+            char* const cell = to + st.cellStart - st.shift;
+            if (st.needs) {
+                // The cell as it stands, its delimiters too.
+                std::memcpy(cell, p + st.cellStart, static_cast<size_t>(pos + 1 - st.cellStart));
+            } else {
+                // Its text without the quotes, and the rest of the block made moved up to it.
+                std::memcpy(cell, p + st.cellStart + 1, static_cast<size_t>(pos - st.cellStart - 1));
+                std::memmove(to + pos - 1 - st.shift, to + pos + 1 - st.shift,
+                             static_cast<size_t>(k + 63 - pos));
+                st.shift += 2;
+            }
+            st.inside = false;
+            continue;
+        }
+        if (ch == keys.lf) {
+            ++stop.lines;
+            stop.lineStart = pos + 1;
+            stop.outLineStart = pos + 1 - st.shift;
+            continue;
+        }
+        if (ch == keys.quote && keys.quotedCells &&
+            (pos == 0 || p[pos - 1] == keys.delimiter || p[pos - 1] == keys.lf)) {
+            st.inside = true;
+            st.needs = false;
+            st.doubled = false;
+            st.cellStart = pos;
+            continue;
+        }
+        stop.at = pos;
+        return false;
+    }
+    return true;
+}
+
+inline std::uint64_t swapValid(qint64 k, qint64 n) {
+    return n - k >= 64 ? ~std::uint64_t(0) : (std::uint64_t(1) << (n - k)) - 1;
+}
+
+inline void swapRunPlain(const char* p, char* to, qint64 n, const SwapKeys& keys, SwapStop& stop) {
+    stop = SwapStop{};
+    SwapState st;
+    for (qint64 k = 0; k < n; k += 64) {
+        std::uint64_t events = 0;
+        for (int i = 0; i < 64; ++i) {
+            const char ch = p[k + i];
+            to[k - st.shift + i] = ch == keys.delimiter ? keys.save : ch;
+            events |= std::uint64_t(ch == keys.quote || ch == keys.save || ch == keys.cr || ch == keys.rs ||
+                                    ch == keys.lf)
+                      << i;
+        }
+        if (!swapEvents(p, to, n, k, events & swapValid(k, n), keys, st, stop))
+            return;
+    }
+}
+
+#ifdef ORVANE_SWAPRUN_X86
+
+inline void swapRunSse2(const char* p, char* to, qint64 n, const SwapKeys& keys, SwapStop& stop) {
+    stop = SwapStop{};
+    SwapState st;
+    const __m128i d = _mm_set1_epi8(keys.delimiter);
+    const __m128i s = _mm_set1_epi8(keys.save);
+    const __m128i q = _mm_set1_epi8(keys.quote);
+    const __m128i lf = _mm_set1_epi8(keys.lf);
+    const __m128i cr = _mm_set1_epi8(keys.cr);
+    const __m128i rs = _mm_set1_epi8(keys.rs);
+    for (qint64 k = 0; k < n; k += 64) {
+        std::uint64_t events = 0;
+        for (int part = 0; part < 4; ++part) {
+            const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + k + 16 * part));
+            const __m128i isDelimiter = _mm_cmpeq_epi8(v, d);
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(to + k - st.shift + 16 * part),
+                             _mm_or_si128(_mm_andnot_si128(isDelimiter, v), _mm_and_si128(isDelimiter, s)));
+            const __m128i hit =
+                _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, s), _mm_cmpeq_epi8(v, q)),
+                             _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, cr), _mm_cmpeq_epi8(v, rs)),
+                                          _mm_cmpeq_epi8(v, lf)));
+            events |= std::uint64_t(static_cast<std::uint16_t>(_mm_movemask_epi8(hit))) << (16 * part);
+        }
+        if (!swapEvents(p, to, n, k, events & swapValid(k, n), keys, st, stop))
+            return;
+    }
+}
+
+__attribute__((target("avx512f,avx512bw"))) inline void swapRunAvx512(const char* p, char* to, qint64 n,
+                                                                      const SwapKeys& keys, SwapStop& stop) {
+    stop = SwapStop{};
+    SwapState st;
+    const __m512i d = _mm512_set1_epi8(keys.delimiter);
+    const __m512i s = _mm512_set1_epi8(keys.save);
+    const __m512i q = _mm512_set1_epi8(keys.quote);
+    const __m512i lf = _mm512_set1_epi8(keys.lf);
+    const __m512i cr = _mm512_set1_epi8(keys.cr);
+    const __m512i rs = _mm512_set1_epi8(keys.rs);
+    for (qint64 k = 0; k < n; k += 64) {
+        const __m512i v = _mm512_loadu_si512(p + k);
+        _mm512_storeu_si512(to + k - st.shift, _mm512_mask_mov_epi8(v, _mm512_cmpeq_epi8_mask(v, d), s));
+        const std::uint64_t events = _mm512_cmpeq_epi8_mask(v, s) | _mm512_cmpeq_epi8_mask(v, q) |
+                                     _mm512_cmpeq_epi8_mask(v, cr) | _mm512_cmpeq_epi8_mask(v, rs) |
+                                     _mm512_cmpeq_epi8_mask(v, lf);
+        if (!swapEvents(p, to, n, k, events & swapValid(k, n), keys, st, stop))
+            return;
+    }
+}
+
+#endif
+
+// The swappers this processor runs, the plain one first: the last is the fastest. For tests that
+// hold them to each other.
+inline int availableSwapRuns(SwapRunFunction* out) {
+    int n = 0;
+    out[n++] = &swapRunPlain;
+#ifdef ORVANE_SWAPRUN_X86
+    out[n++] = &swapRunSse2;
+    if (__builtin_cpu_supports("avx512bw"))
+        out[n++] = &swapRunAvx512;
+#endif
+    return n;
+}
+
+inline SwapRunFunction bestSwapRun() {
+    static const SwapRunFunction best = [] {
+        SwapRunFunction all[3];
+        return all[availableSwapRuns(all) - 1];
+    }();
+    return best;
 }
 
 } // namespace ReadOnlySaveLines

@@ -9,6 +9,7 @@
 
 #include "storage/piecereader.h"
 #include "storage/readonlydatacontainer.h"
+#include "storage/readonlysavelines.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -399,6 +400,143 @@ private slots:
             const QByteArray expected = save(*c, false, {}, {});
             QVERIFY2(!expected.startsWith("<failed"), expected.constData());
             QCOMPARE(save(*c, true, {}, {}), expected);
+        }
+    }
+
+    // Random lines saved with another delimiter, cut into pieces of every size, so that runs of
+    // lines made in one go start and stop anywhere: cells with the new delimiter, quotes opening,
+    // doubled, leading, empty or inside a plain cell, line breaks inside quotes, CR and record
+    // separators, text behind a closing quote, cells across 64-byte blocks; both directions
+    // between comma and tab, comma to semicolon; a standard that quotes cells with a quote
+    // anywhere, one that doesn't, and one without quotes.
+    void runsWithAnotherDelimiter_data() {
+        QTest::addColumn<char>("from");
+        QTest::addColumn<char>("to");
+        QTest::addColumn<int>("standard");
+        QTest::newRow("comma to tab, RFC 4180") << ',' << '\t' << int(RFC_4180);
+        QTest::newRow("tab to comma, RFC 4180") << '\t' << ',' << int(RFC_4180);
+        QTest::newRow("comma to semicolon, RFC 4180") << ',' << ';' << int(RFC_4180);
+        QTest::newRow("comma to semicolon, Sparse Quotes") << ',' << ';' << int(SPARSE_QUOTES);
+        QTest::newRow("tab to comma, Delimiter Only") << '\t' << ',' << int(DELIMITER_ONLY);
+    }
+
+    void runsWithAnotherDelimiter() {
+        QFETCH(char, from);
+        QFETCH(char, to);
+        QFETCH(int, standard);
+        for (quint32 seed = 1; seed <= 3; ++seed) {
+            QRandomGenerator rng(seed * 131 + quint32(from * 7 + to + standard));
+            QByteArray text;
+            auto word = [&](int most) {
+                QByteArray w;
+                for (int k = rng.bounded(most + 1); k > 0; --k)
+                    w += char('a' + rng.bounded(26));
+                return w;
+            };
+            for (int l = 0; l < 400; ++l) {
+                const int fields = 1 + rng.bounded(8);
+                for (int f = 0; f < fields; ++f) {
+                    if (f > 0)
+                        text += from;
+                    switch (rng.bounded(rng.bounded(4) == 0 ? 16 : 60)) {
+                    case 0:
+                        text += "\"" + word(4) + from + word(4) + "\""; // loses its quotes
+                        break;
+                    case 1:
+                        text += "\"" + word(4) + to + word(4) + "\""; // keeps them
+                        break;
+                    case 2:
+                        text += "\"" + word(3) + "\"\"" + word(3) + "\""; // keeps them under RFC 4180
+                        break;
+                    case 3:
+                        text += "\"\"\"" + word(3) + "\""; // a leading quote keeps them
+                        break;
+                    case 4:
+                        text += "\"\""; // empty
+                        break;
+                    case 5:
+                        text += "\"" + word(3) + (rng.bounded(2) ? "\n" : "\r\n") + word(3) + "\"";
+                        break;
+                    case 6:
+                        text += word(3) + to + word(3); // gains quotes
+                        break;
+                    case 7:
+                        text += word(3) + "\"" + word(3); // a quote inside a plain cell
+                        break;
+                    case 8:
+                        text += "\"" + word(3) + "\"" + word(2); // text behind the closing quote
+                        break;
+                    case 9:
+                        text += word(2) + (rng.bounded(2) ? "\r" : "\x1e") + word(2);
+                        break;
+                    case 10:
+                        text += "\"" + word(90) + from + word(90) + "\""; // across blocks
+                        break;
+                    default:
+                        text += word(rng.bounded(8) == 0 ? 150 : 8);
+                        break;
+                    }
+                }
+                if (l + 1 < 400 || rng.bounded(2))
+                    text += rng.bounded(30) == 0 ? "\r\n" : "\n";
+            }
+            const QString path = newPath();
+            writeFile(path, text);
+            for (const qint64 piece : {qint64(16), qint64(64), qint64(100), qint64(333), qint64(4096)}) {
+                ReadOnlyDataContainer::setPieceSizeForTesting(piece);
+                auto c =
+                    openAs<ReadOnlyDataContainer>(path, from, static_cast<ParsingStandard>(standard), UTF_8);
+                QVERIFY(c);
+                c->setDelimiter(from, to);
+                const QByteArray expected = save(*c, false, {}, {});
+                QVERIFY2(!expected.startsWith("<failed"), expected.constData());
+                const QByteArray streamed = save(*c, true, {}, {});
+                if (streamed != expected) {
+                    qsizetype at = 0;
+                    while (at < streamed.size() && at < expected.size() && streamed[at] == expected[at])
+                        ++at;
+                    QFAIL(qPrintable(
+                        QStringLiteral("seed %1, piece %2, first difference at %3: %4 --- %5")
+                            .arg(seed)
+                            .arg(piece)
+                            .arg(at)
+                            .arg(QString::fromLatin1(streamed.mid(std::max<qsizetype>(0, at - 30), 60)),
+                                 QString::fromLatin1(expected.mid(std::max<qsizetype>(0, at - 30), 60)))));
+                }
+            }
+        }
+    }
+
+    // The swappers this processor runs make the same bytes and stop at the same line as the plain
+    // one, on text with every kind of byte that stops a run at every place in a block.
+    void swappersAgree() {
+        ReadOnlySaveLines::SwapRunFunction runs[3];
+        const int count = ReadOnlySaveLines::availableSwapRuns(runs);
+        QRandomGenerator rng(5);
+        const char alphabet[] = {'a', 'b', ',', ',', ';', '"', '"', '\n', '\n', '\r', '\x1e', 'z'};
+        for (int round = 0; round < 3000; ++round) {
+            ReadOnlySaveLines::SwapKeys keys;
+            keys.quoteAnywhere = rng.bounded(2) == 0;
+            keys.quotedCells = rng.bounded(5) != 0;
+            const int n = 1 + rng.bounded(300);
+            std::vector<char> text(static_cast<size_t>(n + 64 + 1), '\0');
+            // Mostly plain, so that runs go on a while.
+            for (int i = 0; i < n; ++i)
+                text[static_cast<size_t>(i)] =
+                    rng.bounded(4) ? alphabet[rng.bounded(3)] : alphabet[rng.bounded(int(sizeof alphabet))];
+            std::vector<char> first(static_cast<size_t>(n + 64));
+            ReadOnlySaveLines::SwapStop firstStop;
+            runs[0](text.data(), first.data(), n, keys, firstStop);
+            for (int k = 1; k < count; ++k) {
+                std::vector<char> made(static_cast<size_t>(n + 64));
+                ReadOnlySaveLines::SwapStop stop;
+                runs[k](text.data(), made.data(), n, keys, stop);
+                QCOMPARE(stop.lines, firstStop.lines);
+                QCOMPARE(stop.lineStart, firstStop.lineStart);
+                QCOMPARE(stop.outLineStart, firstStop.outLineStart);
+                QCOMPARE(stop.at, firstStop.at);
+                QVERIFY(std::equal(made.begin(), made.begin() + stop.outLineStart, first.begin()));
+            }
         }
     }
 

@@ -101,9 +101,10 @@ ORVANE_ROWS_TARGET inline __m512i loadUpTo(const char* p, std::size_t n) {
 // goes in 16: a store of 64 bytes costs more than the cell it carries.
 ORVANE_ROWS_TARGET inline void moveUpTo64(char* w, const char* p, std::size_t n) {
     if (n <= 16) [[likely]] {
-#if !defined(__SANITIZE_ADDRESS__)
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
         // 16 bytes that stay in the page of the first can be read whole: what lies past the
-        // cell is overwritten next.
+        // cell is overwritten next. (The sanitizers would take the bytes past the cell, which
+        // may belong to a freed block, for a use after free.)
         if ((reinterpret_cast<std::uintptr_t>(p) & 4095) <= 4096 - 16) [[likely]] {
             _mm_storeu_si128(reinterpret_cast<__m128i*>(w),
                              _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));

@@ -617,12 +617,16 @@ bool MainWindow::saveFileAs(TableView* view, bool visibleDataOnly) {
     const ParsingStandard beforeStandard = data.getParsingStandard();
 
     const QString extension = extensionOf(path);
+    // A table read in place goes on reading its file with the delimiter and encoding it was
+    // indexed with: the new file's extension decides only what is written (and the table is
+    // read again from the new file when its delimiter differs).
+    const bool inPlace = model->isReadOnly();
     if (!model->getUserSetDelimiter())
-        model->setDelimiter(getDelimiterFromFileExtension(extension, true, false),
+        model->setDelimiter(inPlace ? beforeLoad : getDelimiterFromFileExtension(extension, true, false),
                             getDelimiterFromFileExtension(extension, false, false));
     if (!model->getUserSetLineEnding())
         data.setLineEnding(getLineEndingFromFileExtension(extension));
-    if (!model->getUserSetEncoding()) {
+    if (!model->getUserSetEncoding() && !inPlace) {
         EncodingType encoding = getEncodingFromFileExtension(extension);
         // A new file has no byte order mark to tell; write little-endian.
         if (encoding == UTF_16)

@@ -553,6 +553,35 @@ private slots:
         QCOMPARE(window.getTableSizeLabelText(), QStringLiteral("1 row x 2 columns"));
     }
 
+    // A table read in place, saved as a file whose extension means another delimiter: the file
+    // is still read as it was indexed, written with the new delimiter, and read again from there.
+    void saveAsReadOnlyWithAnotherDelimiter() {
+        QByteArray content;
+        for (int r = 0; r < 20000; ++r)
+            content += QByteArray::number(r) + ",\"a, \"\"b\"\"\",c" + QByteArray::number(r % 7) + "\n";
+        const QString a = writeFile(path("big.csv"), content);
+        const QString target = path("out/b.tsv");
+        QDir().mkpath(path("out"));
+        MainWindow window;
+        window.setMinimumFileSizeAskAboutReadOnlyMb(0);
+        Answers answers;
+        answers.queue = {0}; // "Open as Read-Only"
+        QVERIFY(window.openFiles({a}));
+        QVERIFY(window.isReadOnly(a));
+        FileDialogHelper::saveFileNameHook = [&](const QString&, const QString&, const QString&) {
+            return target;
+        };
+        QVERIFY(window.commandSaveFileAs());
+        QByteArray expected = content;
+        expected.replace(",\"a, ", "\t\"a, ").replace("\",c", "\"\tc");
+        QCOMPARE(readFile(target), expected);
+        QCOMPARE(readFile(a), content);
+        TableData& data = window.getActiveTable()->tableModel()->getTableData();
+        QTRY_COMPARE(data.getValueModel(19999, 1).toString(), QStringLiteral("a, \"b\""));
+        QCOMPARE(data.getValueModel(19999, 2).toString(), QStringLiteral("c0"));
+        QCOMPARE(window.getTableSizeLabelText(), QStringLiteral("20,000 rows x 3 columns"));
+    }
+
     void saveAsCancelled() {
         const QString a = writeFile(path("a.csv"), "1,2\n");
         MainWindow window;

@@ -6,25 +6,19 @@
 // their own while the calling thread writes.
 #include "storage/readonlydatacontainer_scan.h"
 
+#include "storage/aheadwriter.h"
 #include "storage/cellwriter.h"
+#include "storage/largepageallocator.h"
 #include "storage/readonlysavelines.h"
 
 #include <QFile>
 #include <QScopeGuard>
 
-#if defined(Q_OS_LINUX)
-#include <sys/mman.h>
-#endif
-
 #include <atomic>
-#include <condition_variable>
-#include <cstdlib>
-#include <deque>
 #include <future>
 #include <limits>
 #include <memory>
 #include <mutex>
-#include <new>
 #include <optional>
 #include <thread>
 
@@ -80,140 +74,27 @@ template <class Traits> qint64 machineLineEnd(Traits traits, const char* data, q
 }
 
 // The store a reordered save gathers its lines in: its bytes are all written before they are
-// read, so they aren't cleared first, and on Linux it asks for huge pages, a fault per 2 MiB
-// instead of per 4 KiB.
+// read, so they aren't cleared first, and it lies in large pages where the system has them.
 class StoreBuffer {
 public:
     StoreBuffer() = default;
     StoreBuffer(const StoreBuffer&) = delete;
     StoreBuffer& operator=(const StoreBuffer&) = delete;
-    ~StoreBuffer() { std::free(bytes); }
+    ~StoreBuffer() { LargePages::release(bytes); }
 
     void resize(size_t size) {
         if (size <= capacity)
             return;
-        std::free(bytes);
-        constexpr size_t kAlign = size_t(2) << 20;
-        capacity = (size + kAlign - 1) / kAlign * kAlign;
-        bytes = static_cast<char*>(std::aligned_alloc(kAlign, capacity));
-        if (!bytes)
-            throw std::bad_alloc();
-#if defined(Q_OS_LINUX)
-        madvise(bytes, capacity, MADV_HUGEPAGE);
-#endif
+        LargePages::release(bytes);
+        bytes = nullptr;
+        bytes = static_cast<char*>(LargePages::allocate(size));
+        capacity = size;
     }
-    char* data() {
-        return bytes;
-    }
+    char* data() { return bytes; }
 
 private:
     char* bytes = nullptr;
     size_t capacity = 0;
-};
-
-// Sends filled buffers to the file in order on a thread of its own, so that writing overlaps
-// finding and making the next lines; a few buffers are in flight at most.
-class AheadWriter {
-public:
-    explicit AheadWriter(const std::function<bool(const char*, qint64)>& put)
-        : thread([this, &put] { run(put); }) {}
-    ~AheadWriter() { finish(); }
-    AheadWriter(const AheadWriter&) = delete;
-    AheadWriter& operator=(const AheadWriter&) = delete;
-
-    // Hands `buffer` over and gives back an empty one; false once a write has failed.
-    bool send(std::vector<char>& buffer) {
-        std::unique_lock<std::mutex> lock(mutex);
-        changed.wait(lock, [&] { return buffersQueued < kInFlight || failed; });
-        if (failed)
-            return false;
-        queue.push_back(Item{std::move(buffer), nullptr, 0});
-        ++buffersQueued;
-        buffer = std::vector<char>();
-        if (!spare.empty()) {
-            buffer = std::move(spare.back());
-            spare.pop_back();
-        }
-        buffer.clear();
-        changed.notify_all();
-        return true;
-    }
-
-    // Queues `size` bytes at `bytes` as they stand, without a copy: they must stay until drain().
-    bool sendView(const char* bytes, size_t size) {
-        const std::lock_guard<std::mutex> lock(mutex);
-        if (failed)
-            return false;
-        queue.push_back(Item{{}, bytes, size});
-        changed.notify_all();
-        return true;
-    }
-
-    // Waits until everything queued is written (or a write failed); false if one failed.
-    bool drain() {
-        std::unique_lock<std::mutex> lock(mutex);
-        changed.wait(lock, [&] { return (queue.empty() && !writing) || failed; });
-        return !failed;
-    }
-
-    // Waits for every buffer to be written; false if one failed.
-    bool finish() {
-        {
-            const std::lock_guard<std::mutex> lock(mutex);
-            done = true;
-            changed.notify_all();
-        }
-        if (thread.joinable())
-            thread.join();
-        return !failed;
-    }
-
-private:
-    static constexpr size_t kInFlight = 3;
-
-    void run(const std::function<bool(const char*, qint64)>& put) {
-        std::unique_lock<std::mutex> lock(mutex);
-        for (;;) {
-            changed.wait(lock, [&] { return !queue.empty() || done; });
-            if (queue.empty())
-                return;
-            Item item = std::move(queue.front());
-            queue.pop_front();
-            if (!item.view)
-                --buffersQueued;
-            writing = true;
-            lock.unlock();
-            const bool ok = item.view ? put(item.view, static_cast<qint64>(item.viewSize))
-                                      : put(item.buffer.data(), static_cast<qint64>(item.buffer.size()));
-            lock.lock();
-            writing = false;
-            if (!item.view)
-                spare.push_back(std::move(item.buffer));
-            if (!ok) {
-                failed = true;
-                queue.clear();
-                buffersQueued = 0;
-                changed.notify_all();
-                return;
-            }
-            changed.notify_all();
-        }
-    }
-
-    std::mutex mutex;
-    std::condition_variable changed;
-    struct Item {
-        std::vector<char> buffer;
-        const char* view; // instead of the buffer
-        size_t viewSize;
-    };
-    std::deque<Item> queue;
-    size_t buffersQueued = 0; // views hold no memory of their own and aren't counted
-    bool writing = false;
-    std::vector<std::vector<char>> spare;
-    bool done = false;
-    bool failed = false;
-    std::thread thread; // last: starts when the rest is ready
 };
 
 } // namespace

@@ -128,7 +128,10 @@ Application::Application(int& argc, char** argv, bool allowSecondary, Options mo
         return;
     // Here rather than after the start: a question asked during it paints the window.
     PaintClock::installIfAsked();
-    connect(this, &SingleApplication::receivedMessage, this, &Application::onMessageReceived);
+    // Queued: a handed-over file may ask a question, and the connection that brought it can close
+    // and be deleted while the question waits; the question must not run inside its signal.
+    connect(this, &SingleApplication::receivedMessage, this, &Application::onMessageReceived,
+            Qt::QueuedConnection);
 
     // Before anything else can take long: a termination request that arrives during start-up
     // waits in the watcher until the event loop runs, and then closes the windows.
@@ -198,8 +201,6 @@ Application::Application(int& argc, char** argv, bool allowSecondary, Options mo
             mainWindow->propagateSettings();
     }
     starting = false;
-    if (terminationPending)
-        QMetaObject::invokeMethod(this, &Application::onTerminationRequested, Qt::QueuedConnection);
 }
 
 Application::~Application() {
@@ -355,24 +356,34 @@ void Application::onQuit() {}
 void Application::onTerminationRequested() {
     // A second request while the first one asks about unsaved tables must not close again from
     // inside that question.
-    if (closingOnRequest)
+    if (closingOnRequest || terminationPending)
         return;
-    if (starting) {
-        // A question open now, or opened later in the start, closes unanswered, which cancels
-        // what it asked about; its event loop runs this timer.
-        if (!terminationPending) {
-            terminationPending = true;
-            auto* closer = new QTimer(this);
-            connect(closer, &QTimer::timeout, this, [this, closer] {
-                if (!starting)
-                    closer->deleteLater();
-                else if (auto* question = qobject_cast<QDialog*>(QApplication::activeModalWidget()))
-                    question->reject();
-            });
-            closer->start(20);
-        }
+    // A question open now runs its event loop inside the code of the window that asked it
+    // (during the start, or over a file handed over later): closing the window from there would
+    // delete it under that code. The question closes unanswered, which cancels what it asked
+    // about, and the windows close once no question is left and the start is over; this timer
+    // runs in the questions' own event loops.
+    if (starting || QApplication::activeModalWidget()) {
+        terminationPending = true;
+        auto* closer = new QTimer(this);
+        connect(closer, &QTimer::timeout, this, [this, closer] {
+            if (auto* question = qobject_cast<QDialog*>(QApplication::activeModalWidget())) {
+                question->reject();
+                return;
+            }
+            if (starting)
+                return;
+            closer->deleteLater();
+            terminationPending = false;
+            closeOnRequest();
+        });
+        closer->start(20);
         return;
     }
+    closeOnRequest();
+}
+
+void Application::closeOnRequest() {
     closingOnRequest = true;
     closeProgram();
     closingOnRequest = false;

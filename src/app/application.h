@@ -96,6 +96,7 @@ public slots:
     void onQuit();
     // SIGTERM or SIGHUP: close every window as File > Exit does.
     void onTerminationRequested();
+    void closeOnRequest();
 
 protected:
     bool event(QEvent* event) override;
@@ -113,8 +114,8 @@ private:
     QString updateIgnoreVersion;
     bool showEditorPane = false;
     bool closingOnRequest = false;
-    // A termination request during the constructor (a question asked there runs events) waits
-    // for the constructor's end: closing then would delete the window under the question.
+    // A termination request during the constructor or a question (a question runs events) waits
+    // for both to end: closing earlier would delete the window under the question.
     bool starting = true;
     bool terminationPending = false;
     bool firstRun = false;

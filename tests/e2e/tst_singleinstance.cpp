@@ -27,6 +27,7 @@ private slots:
     void killedPrimaryIsReplaced();
     void blockLeftHalfWrittenIsResetAfterFiveSeconds();
     void terminationDuringTheStartQuestionEndsCleanly();
+    void questionOverAHandedOverFileOutlivesItsConnection();
 
 private:
     std::unique_ptr<QProcess> start(const QStringList& arguments, const QString& workingDirectory);
@@ -266,6 +267,26 @@ void TestSingleInstance::terminationDuringTheStartQuestionEndsCleanly() {
     auto primary = start({big}, dir->path());
     waitForPrimary(*primary);
     QTest::qWait(300);
+    terminate(*primary);
+}
+
+// A handed-over file that asks a question keeps the primary in that question long after the
+// later launch has gone and its connection is closed; the question's end must not go back into
+// the connection.
+void TestSingleInstance::questionOverAHandedOverFileOutlivesItsConnection() {
+    const QString big = dir->filePath("big.csv");
+    {
+        QFile file(big);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QVERIFY(file.resize(qint64(200) << 20)); // sparse: no disk space taken
+    }
+    auto primary = start({}, dir->path());
+    waitForPrimary(*primary);
+    auto secondary = start({big}, dir->path());
+    QVERIFY(secondary->waitForFinished(5000));
+    QCOMPARE(secondary->exitCode(), 0);
+    QTest::qWait(500);
+    QCOMPARE(primary->state(), QProcess::Running);
     terminate(*primary);
 }
 

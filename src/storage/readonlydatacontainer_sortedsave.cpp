@@ -1,0 +1,361 @@
+// The save of a sorted read-only table: the start of every line first, then its lines gathered
+// in the table's order, from the file held in memory where it fits, else from a store filled a
+// pass over the file at a time.
+#include "storage/readonlystreamsave.h"
+
+#include "storage/largepageallocator.h"
+
+namespace {
+
+// The store a reordered save gathers its lines in: its bytes are all written before they are
+// read, so they aren't cleared first, and it lies in large pages where the system has them.
+class StoreBuffer {
+public:
+    StoreBuffer() = default;
+    StoreBuffer(const StoreBuffer&) = delete;
+    StoreBuffer& operator=(const StoreBuffer&) = delete;
+    ~StoreBuffer() { LargePages::release(bytes); }
+
+    void resize(size_t size) {
+        if (size <= capacity)
+            return;
+        LargePages::release(bytes);
+        bytes = nullptr;
+        bytes = static_cast<char*>(LargePages::allocate(size));
+        capacity = size;
+    }
+    char* data() { return bytes; }
+
+private:
+    char* bytes = nullptr;
+    size_t capacity = 0;
+};
+
+// Whether a line goes out as it stands (bit 0), where its line ending starts if it is well
+// formed (bit 1, and the ending's units in bits 2 and 3), whether it has quotes (bit 4).
+quint8 kindOf(const Line& line) {
+    return static_cast<quint8>(
+        (line.copyable ? 1 : 0) | (line.quotes ? 16 : 0) |
+        (line.contentEnd >= 0 ? 2 | static_cast<int>(line.end - line.contentEnd) << 2 : 0));
+}
+Line lineOf(qint64 start, qint64 end, quint8 kind) {
+    return Line{start, end, (kind & 1) != 0, (kind & 2) ? end - ((kind >> 2) & 3) : -1, (kind & 16) != 0};
+}
+
+} // namespace
+
+// Rows in the table's order: the start of every line first, in one pass, then the lines of as
+// many rows as a store holds gathered from the file in position order, a pass per store.
+template <int W> bool ReadOnlyDataContainer::StreamSave::gathered() {
+    if (!plan.empty() && c.fileSize - plan.front().begin <= gatherBytes) {
+        if (const std::optional<bool> done = gatheredInMemory<W>())
+            return *done;
+    }
+    const int rows = c.numRowsIndexed;
+    // Per file row: where its line starts, and its kind.
+    std::vector<qint64> starts(static_cast<size_t>(rows) + 1);
+    std::vector<quint8> kinds(static_cast<size_t>(rows));
+    int found = 0;
+    bool ok = true;
+    if (!plan.empty()) {
+        // Each row's entries are written by the thread of its piece alone; the end of the
+        // last line, shared with no row, here.
+        std::vector<PieceJob> jobs(3);
+        ok = forEachPiece<W>(
+            jobs,
+            [&](PieceJob& job, int row, const char*, const Line& line) {
+                const size_t f = static_cast<size_t>(row);
+                starts[f] = job.piece.begin + W * line.start;
+                kinds[f] = kindOf(line);
+                return true;
+            },
+            [&](PieceJob& job, const char*) {
+                found += job.piece.rows;
+                if (job.piece.last)
+                    starts[static_cast<size_t>(found)] = job.linesEnd;
+                return true;
+            });
+    } else {
+        ok = forEachLine<W>(
+            [&](const char*, qint64 dataPosition, const Line& line) -> int {
+                const size_t f = static_cast<size_t>(found);
+                starts[f] = dataPosition + W * line.start;
+                starts[f + 1] = dataPosition + W * line.end;
+                kinds[f] = kindOf(line);
+                ++found;
+                return found < rows ? 1 : 2;
+            },
+            [] { return true; });
+    }
+    if (!ok)
+        return false;
+    if (gaveUp)
+        return true; // nothing written yet: the cell-by-cell save does it all
+    if (found != rows) {
+        c.noteFileChanged();
+        return fail(QLatin1String(kChangedText));
+    }
+    rowsDone = rows;
+    auto sizeOf = [&](int f) { return starts[static_cast<size_t>(f) + 1] - starts[static_cast<size_t>(f)]; };
+    std::vector<int> shown; // the table's rows that go out, in order
+    shown.reserve(static_cast<size_t>(rows));
+    size_t skip = 0;
+    for (int row = 0; row < rows; ++row) {
+        while (skip < rowsToSkip.size() && rowsToSkip[skip] < row)
+            ++skip;
+        const int f = c.fileRowOf(row);
+        if (!(skip < rowsToSkip.size() && rowsToSkip[skip] == row) && f >= 0 && f < rows)
+            shown.push_back(row);
+    }
+    const int fd = c.file->handle();
+    std::vector<qint64> placeOfFileRow(static_cast<size_t>(rows), -1);
+    // A file row the table shows twice: its line is copied within the store.
+    struct Again {
+        qint64 place;
+        qint64 from;
+        qint64 size;
+    };
+    std::vector<Again> again;
+    std::vector<qint64> places;
+    StoreBuffer store;
+    // The writing thread may still read the store's lines: it is done with them before the
+    // store is refilled or freed, on every way out.
+    struct Drain {
+        AheadWriter* ahead;
+        ~Drain() {
+            if (ahead)
+                ahead->drain();
+        }
+    } const drainFirst{ahead};
+    viewsKept = ahead != nullptr;
+    std::vector<char> readBuffer;
+    std::vector<char> nextReadBuffer;
+    struct Read {
+        qint64 begin;
+        qint64 end;
+        int from; // file rows [from, to)
+        int to;
+    };
+    std::vector<Read> reads;
+    for (size_t first = 0; first < shown.size();) {
+        // The next rows up to the store's size (at least one), and their places in it.
+        size_t last = first;
+        qint64 storeBytes = 0;
+        places.clear();
+        for (; last < shown.size(); ++last) {
+            const qint64 size = sizeOf(c.fileRowOf(shown[last]));
+            if (last > first && storeBytes + size > gatherBytes)
+                break;
+            places.push_back(storeBytes);
+            storeBytes += size;
+        }
+        places.push_back(storeBytes);
+        if (ahead && !ahead->drain())
+            return false;
+        std::fill(placeOfFileRow.begin(), placeOfFileRow.end(), -1);
+        again.clear();
+        for (size_t k = first; k < last; ++k) {
+            qint64& place = placeOfFileRow[static_cast<size_t>(c.fileRowOf(shown[k]))];
+            if (place >= 0)
+                again.push_back(Again{places[k - first], place, sizeOf(c.fileRowOf(shown[k]))});
+            else
+                place = places[k - first];
+        }
+        store.resize(static_cast<size_t>(storeBytes + kSlackBytes));
+        std::memset(store.data() + storeBytes, 0, static_cast<size_t>(kSlackBytes));
+        // The file front to back, neighbouring lines in one read over small gaps; the next
+        // read runs on a thread of its own while the lines of the last one are put in place.
+        reads.clear();
+        for (int f = 0; f < rows;) {
+            if (placeOfFileRow[static_cast<size_t>(f)] < 0) {
+                ++f;
+                continue;
+            }
+            const qint64 begin = starts[static_cast<size_t>(f)];
+            qint64 end = starts[static_cast<size_t>(f) + 1];
+            int g = f + 1;
+            for (int next = g; next < rows; ++next) {
+                if (placeOfFileRow[static_cast<size_t>(next)] < 0)
+                    continue;
+                const qint64 e = starts[static_cast<size_t>(next) + 1];
+                if (starts[static_cast<size_t>(next)] - end > kGatherGapBytes || e - begin > kGatherReadBytes)
+                    break;
+                end = e;
+                g = next + 1;
+            }
+            reads.push_back(Read{begin, end, f, g});
+            f = g;
+        }
+        std::vector<char>* buffers[2] = {&readBuffer, &nextReadBuffer};
+        std::future<qint64> pending;
+        auto launch = [&](size_t i) {
+            std::vector<char>& into = *buffers[i % 2];
+            const Read r = reads[i];
+            into.resize(static_cast<size_t>(r.end - r.begin));
+            pending = std::async(std::launch::async, [fd, r, &into] {
+                return PieceReader::readFully(fd, into.data(), r.begin, r.end - r.begin);
+            });
+        };
+        if (!reads.empty())
+            launch(0);
+        for (size_t i = 0; i < reads.size(); ++i) {
+            const Read r = reads[i];
+            if (pending.get() < r.end - r.begin) {
+                c.noteFileChanged();
+                return fail(QLatin1String(kChangedText));
+            }
+            if (i + 1 < reads.size())
+                launch(i + 1);
+            const std::vector<char>& got = *buffers[i % 2];
+            for (int f = r.from; f < r.to; ++f) {
+                const qint64 place = placeOfFileRow[static_cast<size_t>(f)];
+                if (place >= 0)
+                    std::memcpy(store.data() + place, got.data() + (starts[static_cast<size_t>(f)] - r.begin),
+                                static_cast<size_t>(sizeOf(f)));
+            }
+        }
+        for (const Again& copy : again)
+            std::memcpy(store.data() + copy.place, store.data() + copy.from, static_cast<size_t>(copy.size));
+        // In batches of about a read piece's bytes, each made on two threads with a helper.
+        qint64 batchBytes = 0;
+        for (size_t k = first; k < last; ++k) {
+            const quint8 kind = kinds[static_cast<size_t>(c.fileRowOf(shown[k]))];
+            const qint64 start = places[k - first] / W;
+            const qint64 end = places[k - first + 1] / W;
+            const Line line = lineOf(start, end, kind);
+            if (!helper) {
+                if (!emitLine<W>(shown[k], store.data(), line))
+                    return false;
+                continue;
+            }
+            batch.push_back(RowLine{shown[k], line});
+            batchBytes += W * (end - start);
+            if ((batchBytes >= pieceBytes || k + 1 == last) && !emitParted<W>(store.data()))
+                return false;
+            if (batch.empty())
+                batchBytes = 0;
+        }
+        if (!flushRun(shown[last - 1]) || !flushOut(shown[last - 1]))
+            return false;
+        first = last;
+    }
+    return true;
+}
+
+// The rows of a reordered table whose file fits a store: the file read into it once, in
+// pieces on two threads, its lines found on two threads, each put in the table's order as it
+// is found, and then taken from where it stands.
+// No answer, with nothing written, where the table shows a file row twice.
+template <int W> std::optional<bool> ReadOnlyDataContainer::StreamSave::gatheredInMemory() {
+    const int rows = c.numRowsIndexed;
+    const qint64 base = plan.front().begin;
+    const qint64 size = c.fileSize - base;
+    // The place in the table's order of each file row that goes out, -1 for the others.
+    std::vector<int> shown;
+    shown.reserve(static_cast<size_t>(rows));
+    // Written without a look first, which would wait for memory at every row: a file row
+    // shown twice is found below by the count of lines placed.
+    std::vector<int> placeOf(static_cast<size_t>(rows), -1);
+    size_t skip = 0;
+    for (int row = 0; row < rows; ++row) {
+        while (skip < rowsToSkip.size() && rowsToSkip[skip] < row)
+            ++skip;
+        const int f = c.fileRowOf(row);
+        if ((skip < rowsToSkip.size() && rowsToSkip[skip] == row) || f < 0 || f >= rows)
+            continue;
+        placeOf[static_cast<size_t>(f)] = static_cast<int>(shown.size());
+        shown.push_back(row);
+    }
+    // The lines in that order, in bytes from the text's start: a text that fits a store is
+    // far below 4 GiB.
+    struct Placed {
+        quint32 start;
+        quint32 end;
+        quint8 kind;
+    };
+    // Every entry is written before it is read: none is cleared first.
+    const std::unique_ptr<Placed[]> placed(new Placed[shown.size()]);
+    std::atomic<size_t> placedCount{0};
+    StoreBuffer text;
+    text.resize(static_cast<size_t>(size + kSlackBytes));
+    std::memset(text.data() + size, 0, static_cast<size_t>(kSlackBytes));
+    const int fd = c.file->handle();
+    std::atomic<bool> same{true};
+    onTwoThreads(plan.size(), [&](size_t k) {
+        const Piece& piece = plan[k];
+        if (PieceReader::readFully(fd, text.data() + (piece.begin - base), piece.begin,
+                                   piece.end - piece.begin) < piece.end - piece.begin)
+            same = false;
+    });
+    // Each line's entry is written by the thread of its piece alone.
+    if (same) {
+        onTwoThreads(plan.size(), [&](size_t k) {
+            const Piece& piece = plan[k];
+            const qint64 offset = piece.begin - base;
+            qint64 linesEnd = 0;
+            size_t count = 0;
+            const bool matches =
+                walkPiece<W>(piece, text.data() + offset, linesEnd, [&](int row, const Line& line) {
+                    const int place = placeOf[static_cast<size_t>(row)];
+                    if (place >= 0) {
+                        placed[static_cast<size_t>(place)] =
+                            Placed{static_cast<quint32>(offset + W * line.start),
+                                   static_cast<quint32>(offset + W * line.end), kindOf(line)};
+                        ++count;
+                    }
+                });
+            placedCount += count;
+            if (!matches)
+                same = false;
+        });
+    }
+    if (!same) {
+        c.noteFileChanged();
+        return fail(QLatin1String(kChangedText));
+    }
+    if (placedCount != shown.size())
+        return std::nullopt; // an order that shows a row twice: a store takes it
+    rowsDone = rows;
+    // The writing thread may still read lines of the text: it is done with them before the
+    // text is freed, on every way out.
+    struct Drain {
+        AheadWriter* ahead;
+        ~Drain() {
+            if (ahead)
+                ahead->drain();
+        }
+    } const drainFirst{ahead};
+    viewsKept = ahead != nullptr;
+    // Each line is somewhere else in the text: it is asked for a few lines ahead of its turn.
+    constexpr size_t kAhead = 8;
+    qint64 batchBytes = 0;
+    for (size_t k = 0; k < shown.size(); ++k) {
+        if (!helper && k + kAhead < shown.size()) {
+            const char* const from = text.data() + placed[k + kAhead].start;
+            __builtin_prefetch(from);
+            __builtin_prefetch(from + 64);
+        }
+        const Placed& p = placed[k];
+        const Line line = lineOf(p.start / W, p.end / W, p.kind);
+        if (!helper) {
+            if (!emitLine<W>(shown[k], text.data(), line))
+                return false;
+            continue;
+        }
+        // In batches of about a read piece's bytes, each made on two threads.
+        batch.push_back(RowLine{shown[k], line});
+        batchBytes += p.end - p.start;
+        if (batchBytes >= pieceBytes) {
+            if (!emitParted<W>(text.data()))
+                return false;
+            batchBytes = 0;
+        }
+    }
+    if (!batch.empty() && !emitParted<W>(text.data()))
+        return false;
+    return shown.empty() || (flushRun(shown.back()) && flushOut(shown.back()));
+}
+
+template bool ReadOnlyDataContainer::StreamSave::gathered<1>();
+template bool ReadOnlyDataContainer::StreamSave::gathered<2>();
+template bool ReadOnlyDataContainer::StreamSave::gathered<4>();

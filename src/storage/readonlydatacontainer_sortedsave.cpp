@@ -243,21 +243,31 @@ template <int W> bool ReadOnlyDataContainer::StreamSave::gathered() {
 }
 
 // The rows of a reordered table whose file fits a store: the file read into it once, in
-// pieces on two threads, its lines found on two threads, each put in the table's order as it
-// is found, and then taken from where it stands.
-// No answer, with nothing written, where the table shows a file row twice.
+// pieces on two threads, each piece's lines found right behind its read, each line's start put
+// in the table's order as it is found, and then the lines copied from where they stand, half of
+// them on a thread of their own. No answer, with nothing written, where the table shows a file
+// row twice.
 template <int W> std::optional<bool> ReadOnlyDataContainer::StreamSave::gatheredInMemory() {
     const int rows = c.numRowsIndexed;
     const qint64 base = plan.front().begin;
     const qint64 size = c.fileSize - base;
-    // The place in the table's order of each file row that goes out, -1 for the others.
+    // The place in the table's order of each file row that goes out, -1 for the others; and the
+    // table's rows that go out, in order.
     std::vector<int> shown;
     shown.reserve(static_cast<size_t>(rows));
     // Written without a look first, which would wait for memory at every row: a file row
-    // shown twice is found below by the count of lines placed.
+    // shown twice is found below by the count of lines placed. The entry of a row a few on is
+    // asked for ahead, as the writes go all over.
+    constexpr int kEntriesAhead = 16;
     std::vector<int> placeOf(static_cast<size_t>(rows), -1);
+    const bool ordered = c.rowsReordered && c.rowOrder.size() == static_cast<size_t>(rows);
     size_t skip = 0;
     for (int row = 0; row < rows; ++row) {
+        if (ordered && row + kEntriesAhead < rows) {
+            const int ahead = c.rowOrder[static_cast<size_t>(row + kEntriesAhead)];
+            if (ahead >= 0 && ahead < rows)
+                __builtin_prefetch(&placeOf[static_cast<size_t>(ahead)], 1);
+        }
         while (skip < rowsToSkip.size() && rowsToSkip[skip] < row)
             ++skip;
         const int f = c.fileRowOf(row);
@@ -274,41 +284,57 @@ template <int W> std::optional<bool> ReadOnlyDataContainer::StreamSave::gathered
         quint8 kind;
     };
     // Every entry is written before it is read: none is cleared first.
-    const std::unique_ptr<Placed[]> placed(new Placed[shown.size()]);
+    StoreBuffer placedStore;
+    placedStore.resize(std::max<size_t>(1, shown.size()) * sizeof(Placed));
+    Placed* const placed = reinterpret_cast<Placed*>(placedStore.data());
     std::atomic<size_t> placedCount{0};
     StoreBuffer text;
     text.resize(static_cast<size_t>(size + kSlackBytes));
     std::memset(text.data() + size, 0, static_cast<size_t>(kSlackBytes));
     const int fd = c.file->handle();
     std::atomic<bool> same{true};
-    onTwoThreads(plan.size(), [&](size_t k) {
+    // Each piece is walked as soon as it and the piece behind it are read (the walk looks at
+    // whole blocks of 64 units, a few of them the next piece's), while its bytes are still in
+    // the processor's cache; whoever reads the second of the two walks it. Each line's entry is
+    // written by the thread of its piece alone.
+    const size_t pieces = plan.size();
+    const std::unique_ptr<std::atomic<bool>[]> read(new std::atomic<bool>[pieces]());
+    const std::unique_ptr<std::atomic<bool>[]> taken(new std::atomic<bool>[pieces]());
+    auto walk = [&](size_t k) {
+        if (k >= pieces || !read[k] || (k + 1 < pieces && !read[k + 1]) || taken[k].exchange(true) || !same)
+            return;
         const Piece& piece = plan[k];
-        if (PieceReader::readFully(fd, text.data() + (piece.begin - base), piece.begin,
-                                   piece.end - piece.begin) < piece.end - piece.begin)
+        const qint64 offset = piece.begin - base;
+        qint64 linesEnd = 0;
+        size_t count = 0;
+        const bool matches =
+            walkPiece<W>(piece, text.data() + offset, linesEnd, [&](int row, const Line& line) {
+                if (row + kEntriesAhead < rows) {
+                    const int ahead = placeOf[static_cast<size_t>(row + kEntriesAhead)];
+                    if (ahead >= 0)
+                        __builtin_prefetch(&placed[ahead], 1);
+                }
+                const int place = placeOf[static_cast<size_t>(row)];
+                if (place >= 0) {
+                    placed[place] = Placed{static_cast<quint32>(offset + W * line.start),
+                                           static_cast<quint32>(offset + W * line.end), kindOf(line)};
+                    ++count;
+                }
+            });
+        placedCount += count;
+        if (!matches)
             same = false;
+    };
+    onTwoThreads(pieces, [&](size_t k) {
+        const Piece& piece = plan[k];
+        if (same && PieceReader::readFully(fd, text.data() + (piece.begin - base), piece.begin,
+                                           piece.end - piece.begin) < piece.end - piece.begin)
+            same = false;
+        read[k] = true;
+        if (k > 0)
+            walk(k - 1);
+        walk(k);
     });
-    // Each line's entry is written by the thread of its piece alone.
-    if (same) {
-        onTwoThreads(plan.size(), [&](size_t k) {
-            const Piece& piece = plan[k];
-            const qint64 offset = piece.begin - base;
-            qint64 linesEnd = 0;
-            size_t count = 0;
-            const bool matches =
-                walkPiece<W>(piece, text.data() + offset, linesEnd, [&](int row, const Line& line) {
-                    const int place = placeOf[static_cast<size_t>(row)];
-                    if (place >= 0) {
-                        placed[static_cast<size_t>(place)] =
-                            Placed{static_cast<quint32>(offset + W * line.start),
-                                   static_cast<quint32>(offset + W * line.end), kindOf(line)};
-                        ++count;
-                    }
-                });
-            placedCount += count;
-            if (!matches)
-                same = false;
-        });
-    }
     if (!same) {
         c.noteFileChanged();
         return fail(QLatin1String(kChangedText));
@@ -326,34 +352,110 @@ template <int W> std::optional<bool> ReadOnlyDataContainer::StreamSave::gathered
         }
     } const drainFirst{ahead};
     viewsKept = ahead != nullptr;
+    const size_t count = shown.size();
+    auto lineAt = [&](size_t k) { return lineOf(placed[k].start / W, placed[k].end / W, placed[k].kind); };
+    if (helper) {
+        // In batches of about a read piece's bytes, each made on two threads.
+        qint64 batchBytes = 0;
+        for (size_t k = 0; k < count; ++k) {
+            batch.push_back(RowLine{shown[k], lineAt(k)});
+            batchBytes += placed[k].end - placed[k].start;
+            if (batchBytes >= pieceBytes) {
+                if (!emitParted<W>(text.data()))
+                    return false;
+                batchBytes = 0;
+            }
+        }
+        if (!batch.empty() && !emitParted<W>(text.data()))
+            return false;
+        return count == 0 || (flushRun(shown.back()) && flushOut(shown.back()));
+    }
     // Each line is somewhere else in the text: it is asked for a few lines ahead of its turn.
-    constexpr size_t kAhead = 8;
-    qint64 batchBytes = 0;
-    for (size_t k = 0; k < shown.size(); ++k) {
-        if (!helper && k + kAhead < shown.size()) {
-            const char* const from = text.data() + placed[k + kAhead].start;
+    constexpr size_t kAhead = 16;
+    auto prefetch = [&](size_t k, size_t end) {
+        if (k < end) {
+            const char* const from = text.data() + placed[k].start;
             __builtin_prefetch(from);
             __builtin_prefetch(from + 64);
         }
-        const Placed& p = placed[k];
-        const Line line = lineOf(p.start / W, p.end / W, p.kind);
-        if (!helper) {
-            if (!emitLine<W>(shown[k], text.data(), line))
-                return false;
-            continue;
+    };
+    // Lines k on, up to `end`, that go out as they stand (none the first written, nor the last
+    // one cut short), appended to `into` a move a line, a stretch of them at a time; where it
+    // stopped: the first line that isn't one of them, or `end`.
+    auto copyLines = [&](size_t k, size_t end, std::vector<char>& into) {
+        constexpr size_t kStretch = 64;
+        for (size_t j = k; j < std::min(end, k + kAhead); ++j)
+            prefetch(j, end);
+        while (k < end) {
+            const size_t stretchEnd = std::min(end, k + kStretch);
+            qint64 bytes = 0;
+            size_t plainEnd = k;
+            for (; plainEnd < stretchEnd; ++plainEnd) {
+                const Placed& p = placed[plainEnd];
+                if ((p.kind & 1) == 0 || (shown[plainEnd] == lastRow && !c.finalLineEnding))
+                    break;
+                bytes += p.end - p.start;
+            }
+            const size_t at = into.size();
+            into.resize(at + static_cast<size_t>(bytes));
+            char* to = into.data() + at;
+            for (; k < plainEnd; ++k) {
+                prefetch(k + kAhead, end);
+                const size_t n = placed[k].end - placed[k].start;
+                std::memcpy(to, text.data() + placed[k].start, n);
+                to += n;
+            }
+            if (plainEnd < stretchEnd)
+                return k;
         }
-        // In batches of about a read piece's bytes, each made on two threads.
-        batch.push_back(RowLine{shown[k], line});
-        batchBytes += p.end - p.start;
-        if (batchBytes >= pieceBytes) {
-            if (!emitParted<W>(text.data()))
-                return false;
-            batchBytes = 0;
+        return end;
+    };
+    // In batches of about two buffers' bytes, the second half of each copied on a thread of its
+    // own while this one copies the first: the copies wait on memory, each thread for its own
+    // lines. A line that needs more than its copy stops the other thread, and this one makes it
+    // and the rest of the half.
+    std::vector<char> second;
+    for (size_t first = 0; first < count;) {
+        size_t last = first;
+        for (qint64 bytes = 0; last < count && bytes < 2 * static_cast<qint64>(flushBytes); ++last)
+            bytes += placed[last].end - placed[last].start;
+        const size_t half = ahead && last - first >= 2 ? first + (last - first) / 2 : last;
+        size_t stoppedAt = last;
+        std::future<void> job;
+        if (half < last) {
+            second.clear();
+            job = std::async(std::launch::async, [&] { stoppedAt = copyLines(half, last, second); });
         }
+        bool ok = true;
+        for (size_t k = first; k < half && ok;) {
+            if (!firstLine) {
+                ok = flushRun(shown[k]);
+                k = ok ? copyLines(k, half, out) : k;
+            }
+            if (ok && k < half) {
+                ok = emitLine<W>(shown[k], text.data(), lineAt(k));
+                ++k;
+            }
+        }
+        if (job.valid())
+            job.get();
+        if (!ok || !flushRun(shown[half - 1]) || !flushOut(shown[half - 1]))
+            return false;
+        if (half < last) {
+            if (!second.empty()) {
+                sinceReport += static_cast<qint64>(second.size());
+                if (!ahead->send(second))
+                    return false;
+                report(shown[stoppedAt - 1]);
+            }
+            for (size_t k = stoppedAt; k < last; ++k) {
+                if (!emitLine<W>(shown[k], text.data(), lineAt(k)))
+                    return false;
+            }
+        }
+        first = last;
     }
-    if (!batch.empty() && !emitParted<W>(text.data()))
-        return false;
-    return shown.empty() || (flushRun(shown.back()) && flushOut(shown.back()));
+    return count == 0 || (flushRun(shown.back()) && flushOut(shown.back()));
 }
 
 template bool ReadOnlyDataContainer::StreamSave::gathered<1>();

@@ -47,7 +47,7 @@ Line lineOf(qint64 start, qint64 end, quint8 kind) {
 // Rows in the table's order: the start of every line first, in one pass, then the lines of as
 // many rows as a store holds gathered from the file in position order, a pass per store.
 template <int W> bool ReadOnlyDataContainer::StreamSave::gathered() {
-    if (!plan.empty() && c.fileSize - plan.front().begin <= gatherBytes) {
+    if (!plan.empty() && c.fileSize - plan.front().begin <= inMemoryBytes) {
         if (const std::optional<bool> done = gatheredInMemory<W>())
             return *done;
     }

@@ -6,6 +6,10 @@
 // their own while the calling thread writes.
 #include "storage/readonlystreamsave.h"
 
+#if defined(Q_OS_UNIX)
+#include <unistd.h>
+#endif
+
 void ReadOnlyDataContainer::setStreamedSaveForTesting(bool on) {
     s_streamedSave = on;
 }
@@ -84,12 +88,18 @@ bool ReadOnlyDataContainer::StreamSave::usable() {
     rules.padded = !c.keepFieldCountsAsRead;
     rules.trailing = c.saveWithTrailingDelimiters;
     rules.width = c.numColsIndexed;
+#if defined(Q_OS_UNIX)
+    if (const long pages = ::sysconf(_SC_PHYS_PAGES), pageSize = ::sysconf(_SC_PAGESIZE);
+        pages > 0 && pageSize > 0)
+        inMemoryBytes = std::clamp(qint64(pages) * pageSize / 8, kGatherBytes, kInMemoryAtMost);
+#endif
     // Tests read in small pieces, so that lines straddle them and outgrow the room in front.
     if (const qint64 testing = s_pieceSizeForTesting.load(); testing > 0) {
         pieceBytes = (testing + 3) / 4 * 4;
         carryRoom = pieceBytes;
         carryAtMost = 16 * pieceBytes;
         gatherBytes = 4 * pieceBytes; // a store for a few pieces: most files take several
+        inMemoryBytes = gatherBytes;
         cutPieceBytes = pieceBytes;
     }
     switch (c.lineEnding) {

@@ -251,41 +251,15 @@ template <int W> std::optional<bool> ReadOnlyDataContainer::StreamSave::gathered
     const int rows = c.numRowsIndexed;
     const qint64 base = plan.front().begin;
     const qint64 size = c.fileSize - base;
-    // The place in the table's order of each file row that goes out, -1 for the others; and the
-    // table's rows that go out, in order.
-    std::vector<int> shown;
-    shown.reserve(static_cast<size_t>(rows));
-    // Written without a look first, which would wait for memory at every row: a file row
-    // shown twice is found below by the count of lines placed. The entry of a row a few on is
-    // asked for ahead, as the writes go all over.
-    constexpr int kEntriesAhead = 16;
-    std::vector<int> placeOf(static_cast<size_t>(rows), -1);
-    const bool ordered = c.rowsReordered && c.rowOrder.size() == static_cast<size_t>(rows);
-    size_t skip = 0;
-    for (int row = 0; row < rows; ++row) {
-        if (ordered && row + kEntriesAhead < rows) {
-            const int ahead = c.rowOrder[static_cast<size_t>(row + kEntriesAhead)];
-            if (ahead >= 0 && ahead < rows)
-                __builtin_prefetch(&placeOf[static_cast<size_t>(ahead)], 1);
-        }
-        while (skip < rowsToSkip.size() && rowsToSkip[skip] < row)
-            ++skip;
-        const int f = c.fileRowOf(row);
-        if ((skip < rowsToSkip.size() && rowsToSkip[skip] == row) || f < 0 || f >= rows)
-            continue;
-        placeOf[static_cast<size_t>(f)] = static_cast<int>(shown.size());
-        shown.push_back(row);
-    }
-    // The lines in that order, in bytes from the text's start: a text that fits a store is
-    // far below 4 GiB.
+    // The lines in the table's order, in bytes from the text's start: a text held whole is
+    // below 4 GiB. Every entry is written before it is read: none is cleared first.
     struct Placed {
         quint32 start;
         quint32 end;
         quint8 kind;
     };
-    // Every entry is written before it is read: none is cleared first.
     StoreBuffer placedStore;
-    placedStore.resize(std::max<size_t>(1, shown.size()) * sizeof(Placed));
+    placedStore.resize(std::max<size_t>(1, static_cast<size_t>(rows)) * sizeof(Placed));
     Placed* const placed = reinterpret_cast<Placed*>(placedStore.data());
     std::atomic<size_t> placedCount{0};
     StoreBuffer text;
@@ -293,15 +267,23 @@ template <int W> std::optional<bool> ReadOnlyDataContainer::StreamSave::gathered
     std::memset(text.data() + size, 0, static_cast<size_t>(kSlackBytes));
     const int fd = c.file->handle();
     std::atomic<bool> same{true};
+    // The place in the table's order of each file row that goes out, -1 for the others; and the
+    // table's rows that go out, in order: listed here while another thread starts the reads.
+    std::vector<int> shown;
+    std::vector<int> placeOf;
+    std::atomic<bool> listed{false};
+    // The entry of a row a few on is asked for ahead, as the writes go all over.
+    constexpr int kEntriesAhead = 16;
     // Each piece is walked as soon as it and the piece behind it are read (the walk looks at
-    // whole blocks of 64 units, a few of them the next piece's), while its bytes are still in
-    // the processor's cache; whoever reads the second of the two walks it. Each line's entry is
-    // written by the thread of its piece alone.
+    // whole blocks of 64 units, a few of them the next piece's) and the rows are listed, while
+    // its bytes are still in the processor's cache; whoever sees the last of these walks it.
+    // Each line's entry is written by the thread of its piece alone.
     const size_t pieces = plan.size();
     const std::unique_ptr<std::atomic<bool>[]> read(new std::atomic<bool>[pieces]());
     const std::unique_ptr<std::atomic<bool>[]> taken(new std::atomic<bool>[pieces]());
     auto walk = [&](size_t k) {
-        if (k >= pieces || !read[k] || (k + 1 < pieces && !read[k + 1]) || taken[k].exchange(true) || !same)
+        if (k >= pieces || !listed || !read[k] || (k + 1 < pieces && !read[k + 1]) ||
+            taken[k].exchange(true) || !same)
             return;
         const Piece& piece = plan[k];
         const qint64 offset = piece.begin - base;
@@ -325,16 +307,51 @@ template <int W> std::optional<bool> ReadOnlyDataContainer::StreamSave::gathered
         if (!matches)
             same = false;
     };
-    onTwoThreads(pieces, [&](size_t k) {
-        const Piece& piece = plan[k];
-        if (same && PieceReader::readFully(fd, text.data() + (piece.begin - base), piece.begin,
-                                           piece.end - piece.begin) < piece.end - piece.begin)
-            same = false;
-        read[k] = true;
-        if (k > 0)
-            walk(k - 1);
-        walk(k);
-    });
+    std::atomic<size_t> next{0};
+    auto readAndWalk = [&] {
+        for (size_t k = next.fetch_add(1); k < pieces; k = next.fetch_add(1)) {
+            const Piece& piece = plan[k];
+            if (same && PieceReader::readFully(fd, text.data() + (piece.begin - base), piece.begin,
+                                               piece.end - piece.begin) < piece.end - piece.begin)
+                same = false;
+            read[k] = true;
+            if (k > 0)
+                walk(k - 1);
+            walk(k);
+        }
+    };
+    {
+        auto reader = std::async(std::launch::async, readAndWalk);
+        // Written without a look first, which would wait for memory at every row: a file row
+        // shown twice is found below by the count of lines placed.
+        shown.reserve(static_cast<size_t>(rows));
+        placeOf.assign(static_cast<size_t>(rows), -1);
+        const bool ordered = c.rowsReordered && c.rowOrder.size() == static_cast<size_t>(rows);
+        size_t skip = 0;
+        for (int row = 0; row < rows; ++row) {
+            if (ordered && row + kEntriesAhead < rows) {
+                const int ahead = c.rowOrder[static_cast<size_t>(row + kEntriesAhead)];
+                if (ahead >= 0 && ahead < rows)
+                    __builtin_prefetch(&placeOf[static_cast<size_t>(ahead)], 1);
+            }
+            while (skip < rowsToSkip.size() && rowsToSkip[skip] < row)
+                ++skip;
+            const int f = c.fileRowOf(row);
+            if ((skip < rowsToSkip.size() && rowsToSkip[skip] == row) || f < 0 || f >= rows)
+                continue;
+            placeOf[static_cast<size_t>(f)] = static_cast<int>(shown.size());
+            shown.push_back(row);
+        }
+        listed = true;
+        // The pieces read while the rows were listed, then this thread's share of the rest.
+        for (size_t k = 0; k < pieces; ++k)
+            walk(k);
+        readAndWalk();
+        reader.get();
+        // Every piece is read now: any left unwalked by the race between the two threads.
+        for (size_t k = 0; k < pieces; ++k)
+            walk(k);
+    }
     if (!same) {
         c.noteFileChanged();
         return fail(QLatin1String(kChangedText));

@@ -334,38 +334,11 @@ template <int W> bool ReadOnlyDataContainer::StreamSave::inFileOrderPieced() {
             if (job.piece.firstRow <= firstKept && firstKept <= lastOfPiece &&
                 (!emitLine<W>(firstKept, data, first) || !flushRun(firstKept) || !flushOut(firstKept)))
                 return false;
-            qint64 made = static_cast<qint64>(maker.swappedBytes + maker.runBytes);
+            const qint64 made = static_cast<qint64>(maker.swappedBytes + maker.out.size() + maker.runBytes);
             if (maker.swappedBytes > 0 && !put(maker.swapped.data(), static_cast<qint64>(maker.swappedBytes)))
                 return false;
-            if (!maker.segments.empty()) {
-                // Runs of lines between lines left out: gathered here into writes of about a
-                // megabyte (counted as they go out), a long one written from where it stands.
-                size_t fromOut = 0;
-                for (const Segment& segment : maker.segments) {
-                    const char* bytes = segment.view;
-                    if (!bytes) {
-                        bytes = maker.out.data() + fromOut;
-                        fromOut += segment.size;
-                    }
-                    if (segment.size >= kDirectRun) {
-                        if (!flushOut(lastOfPiece) || !put(bytes, static_cast<qint64>(segment.size)))
-                            return false;
-                        made += static_cast<qint64>(segment.size);
-                    } else {
-                        out.insert(out.end(), bytes, bytes + segment.size);
-                        if (out.size() >= flushBytes && !flushOut(lastOfPiece))
-                            return false;
-                    }
-                }
-                out.insert(out.end(), maker.out.begin() + static_cast<std::ptrdiff_t>(fromOut),
-                           maker.out.end());
-                if (!flushOut(lastOfPiece))
-                    return false;
-            } else if (!maker.out.empty()) {
-                if (!put(maker.out.data(), static_cast<qint64>(maker.out.size())))
-                    return false;
-                made += static_cast<qint64>(maker.out.size());
-            }
+            if (!maker.out.empty() && !put(maker.out.data(), static_cast<qint64>(maker.out.size())))
+                return false;
             if (maker.runBytes > 0 && !put(maker.runBegin, static_cast<qint64>(maker.runBytes)))
                 return false;
             sinceReport += made;

@@ -139,14 +139,6 @@ struct ReadOnlyDataContainer::StreamSave {
     // A maker of a piece's lines on a thread of its own: it never writes, its lines stay in
     // `out` and, the last run of lines copied unchanged, in the piece's text.
     bool collectOnly = false;
-    // ... its lines in order: runs copied unchanged, left in the piece's text, and stretches of
-    // `out` (a null view), up to `outMarked`; the rest of `out`, then the last run, behind them.
-    struct Segment {
-        const char* view;
-        size_t size;
-    };
-    std::vector<Segment> segments;
-    size_t outMarked = 0;
     size_t runAtMost = kFlushBytes;
     // One-byte text saved with another delimiter: the lines that need only that swapped are made
     // a run at a time (swapPiece), a piece's lines all in `swapped`, its first `swappedBytes`.
@@ -218,12 +210,7 @@ struct ReadOnlyDataContainer::StreamSave {
         if (runBytes == 0)
             return true;
         if (collectOnly) {
-            // Left where it stands: the calling thread copies it, while the piece's thread walks on.
-            if (out.size() > outMarked) {
-                segments.push_back(Segment{nullptr, out.size() - outMarked});
-                outMarked = out.size();
-            }
-            segments.push_back(Segment{runBegin, runBytes});
+            out.insert(out.end(), runBegin, runBegin + runBytes);
         } else if (viewsKept && runBytes >= kViewRun) {
             // Its bytes stay where they are until the writing thread has written them.
             if (!flushOut(row) || !ahead->sendView(runBegin, runBytes))
@@ -680,8 +667,6 @@ struct ReadOnlyDataContainer::StreamSave {
             job.rest.clear();
             if (job.maker) {
                 job.maker->out.clear();
-                job.maker->segments.clear();
-                job.maker->outMarked = 0;
                 job.maker->runBytes = 0;
                 job.maker->swappedBytes = 0;
             }

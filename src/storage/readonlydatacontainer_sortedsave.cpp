@@ -242,7 +242,7 @@ template <int W> bool ReadOnlyDataContainer::StreamSave::gathered() {
     return true;
 }
 
-// The rows of a reordered table whose file fits a store: the file read into it once, in
+// The rows of a reordered table whose text is held whole: the file read into memory once, in
 // pieces on two threads, each piece's lines found right behind its read, each line's start put
 // in the table's order as it is found, and then the lines copied from where they stand, half of
 // them on a thread of their own. No answer, with nothing written, where the table shows a file

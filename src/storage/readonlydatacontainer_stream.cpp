@@ -301,6 +301,7 @@ template <int W> bool ReadOnlyDataContainer::StreamSave::inFileOrderPieced() {
     makers.reserve(kInFlight);
     std::vector<PieceJob> jobs(kInFlight);
     swapPieces = swapLines;
+    passOverDropped = std::adjacent_find(rowsToSkip.begin(), rowsToSkip.end()) == rowsToSkip.end();
     for (size_t k = 0; k < kInFlight; ++k) {
         StreamSave& maker = makers.emplace_back(c, writer, put, rowsToSkip, colsToSkip, lastRow);
         maker.usable();

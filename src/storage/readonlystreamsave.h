@@ -159,6 +159,10 @@ struct ReadOnlyDataContainer::StreamSave {
         bool last;
     };
     std::vector<Piece> plan;
+    // Rows left out are passed over unread where a piece has nothing else, and unwalked where
+    // they fill the rows between two of the index's row starts (a save in the file's order, the
+    // rows left out each listed once).
+    bool passOverDropped = false;
 
     bool usable();
 
@@ -585,6 +589,69 @@ struct ReadOnlyDataContainer::StreamSave {
         return k == piece.rows && at == units && (end == rules.lf || end == rules.cr || end == rules.rs);
     }
 
+    // The lines of a piece as walkPiece finds them, but the rows from `skip` on in rowsToSkip
+    // (which holds no row twice) that fill all the rows between two of the index's row starts
+    // (strips at a row's first cell) are passed over unwalked: the walk goes on from the next row
+    // start, and wherever it arrives at one it checks that the lines walked end there.
+    template <int W, class OnLine>
+    bool walkPieceSkipping(const Piece& piece, const char* data, size_t skip, qint64& linesEnd,
+                           OnLine&& onLine) const {
+        const qint64 units = (piece.end - piece.begin) / W;
+        Splitter<W> split(rules);
+        split.attach(data, units, true);
+        const std::vector<Strip>& strips = c.strips;
+        auto entry = std::upper_bound(strips.begin(), strips.end(), piece.begin,
+                                      [](qint64 at, const Strip& strip) { return at < strip.offset * W; });
+        qint64 at = 0;
+        int row = piece.firstRow;
+        const int endRow = piece.firstRow + piece.rows;
+        bool walkedLast = false;
+        while (row < endRow) {
+            while (entry != strips.end() && entry->offset * W < piece.end && entry->col != 0)
+                ++entry;
+            const bool inside = entry != strips.end() && entry->offset * W < piece.end;
+            const int upTo = inside ? entry->row : endRow;
+            while (skip < rowsToSkip.size() && rowsToSkip[skip] < row)
+                ++skip;
+            const size_t count = static_cast<size_t>(upTo - row);
+            if (count > 0 && skip + count <= rowsToSkip.size() && rowsToSkip[skip] == row &&
+                rowsToSkip[skip + count - 1] == upTo - 1) {
+                // All left out: on from the next row start.
+                row = upTo;
+                at = inside ? (entry->offset * W - piece.begin) / W : units;
+                walkedLast = false;
+                if (inside)
+                    ++entry;
+                continue;
+            }
+            for (; row < upTo; ++row) {
+                if (at >= units)
+                    return false; // fewer lines than rows
+                Line line;
+                if (split.line(at, line) == Splitter<W>::Odd) {
+                    qint64 end = machineEnd(data + W * at, units - at);
+                    if (end < 0)
+                        end = units - at;
+                    line = Line{at, at + end, false, -1, true};
+                }
+                onLine(row, line);
+                at = line.end;
+            }
+            walkedLast = true;
+            if (inside) {
+                if (piece.begin + W * at != entry->offset * W)
+                    return false; // the next row doesn't start where the index has it
+                ++entry;
+            }
+        }
+        linesEnd = piece.begin + W * at;
+        if (piece.last || !walkedLast)
+            return true;
+        // The next piece starts a row: this one ends with a line's ending.
+        const std::uint32_t end = at > 0 ? unitAt<W>(data + W * (at - 1)) : 0;
+        return at == units && (end == rules.lf || end == rules.cr || end == rules.rs);
+    }
+
     // Whether a piece's lines may go through swapPiece: none left out, none the first line written
     // (the calling thread's), none the last one of a file that didn't end with a line ending.
     bool swapAllowed(const Piece& piece) const {
@@ -652,12 +719,15 @@ struct ReadOnlyDataContainer::StreamSave {
                 }
             }
             bool handed = false;
-            job.matches = walkPiece<W>(piece, data, job.linesEnd, [&](int row, const Line& line) {
+            auto onLine = [&](int row, const Line& line) {
                 if (!handed && !inWorker(job, row, data, line))
                     handed = true;
                 if (handed)
                     job.rest.push_back(RowLine{row, line});
-            });
+            };
+            job.matches = passOverDropped && job.skip < rowsToSkip.size()
+                              ? walkPieceSkipping<W>(piece, data, job.skip, job.linesEnd, onLine)
+                              : walkPiece<W>(piece, data, job.linesEnd, onLine);
         };
         auto launch = [&](size_t k) {
             PieceJob& job = jobs[k % jobs.size()];
@@ -670,9 +740,20 @@ struct ReadOnlyDataContainer::StreamSave {
                 job.maker->runBytes = 0;
                 job.maker->swappedBytes = 0;
             }
-            job.skip = static_cast<size_t>(
-                std::lower_bound(rowsToSkip.begin(), rowsToSkip.end(), job.piece.firstRow) -
-                rowsToSkip.begin());
+            const auto skipFrom = std::lower_bound(rowsToSkip.begin(), rowsToSkip.end(), job.piece.firstRow);
+            job.skip = static_cast<size_t>(skipFrom - rowsToSkip.begin());
+            if (passOverDropped &&
+                std::lower_bound(skipFrom, rowsToSkip.end(), job.piece.firstRow + job.piece.rows) -
+                        skipFrom ==
+                    job.piece.rows) {
+                // Every row of it left out: neither read nor walked. The lines written are still
+                // each held to the index, piece by piece; a change only among rows left out
+                // changes nothing written.
+                job.readOk = true;
+                job.matches = true;
+                job.done = std::async(std::launch::deferred, [] {});
+                return;
+            }
             job.done = std::async(std::launch::async, [&work, &job] { work(job); });
         };
         // The threads use what is local here: they are done before it goes, on every way out.

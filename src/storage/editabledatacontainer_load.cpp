@@ -260,6 +260,13 @@ struct EditableDataContainer::SplitLoad {
         }
     }
 
+    // True while a helper that appends to `table` reads a part. Under the mutex.
+    bool appending(const EditableDataContainer* table) const {
+        return std::any_of(parts.begin(), parts.end(), [table](const std::unique_ptr<LoadPart>& p) {
+            return p->table == table && !p->finished;
+        });
+    }
+
     // True when the loader is to read part k itself: no helper has taken it.
     bool claimForLoader(size_t k) {
         std::lock_guard<std::mutex> lock(mutex);
@@ -354,7 +361,9 @@ EditableDataContainer::startSplitLoad(int fd, qint64 from, qint64 pieceSize, boo
 EditableDataContainer::PartOutcome EditableDataContainer::takePart(SplitLoad& split, LoadPart& part) {
     {
         std::unique_lock<std::mutex> lock(split.mutex);
-        while (!part.finished) {
+        // Its helper's list holds its rows; the helper may still be appending to it while it
+        // reads a part that the loader has passed (it is told to stop, and stops at a row start).
+        while (!part.finished || (part.usable && split.appending(part.table))) {
             // The part reports its progress while the loader waits, and a cancel reaches it.
             if (loadCanceled.load(std::memory_order_relaxed))
                 return PartOutcome::Canceled;
@@ -370,9 +379,15 @@ EditableDataContainer::PartOutcome EditableDataContainer::takePart(SplitLoad& sp
     // A cancel is seen at row starts, and the part's start is one.
     if (loadCanceled.load(std::memory_order_relaxed))
         return PartOutcome::Canceled;
-    const auto first = part.table->rows.begin() + static_cast<std::ptrdiff_t>(part.firstRow);
+    auto& list = part.table->rows;
+    const auto first = list.begin() + static_cast<std::ptrdiff_t>(part.firstRow);
     rows.insert(rows.end(), std::make_move_iterator(first),
                 std::make_move_iterator(first + static_cast<std::ptrdiff_t>(part.endRow - part.firstRow)));
+    // Behind the part in its helper's list lie only parts read after it, of lower place in the
+    // file, which the loader has passed: the list ends here now, and its memory above goes back,
+    // so that the rows don't take their pointers' memory twice while the table fills.
+    list.erase(first, list.end());
+    LargePages::giveBack(list.data() + list.size(), (list.capacity() - list.size()) * sizeof(PackedRow));
     numRowsLogical = static_cast<int>(rows.size());
     numColsLogical = std::max(numColsLogical, part.columns);
     s_splitPartsTaken.fetch_add(1, std::memory_order_relaxed);
@@ -511,8 +526,12 @@ template <class Machine> bool EditableDataContainer::runLoad(Machine& machine) {
         if (outcome == PartOutcome::Taken) {
             position = part.end;
         } else {
-            // Its bytes are read here. The helper that took it takes no part after it.
+            // Its bytes are read here: a helper that took it stops, and none takes it later (as
+            // one could where tests keep the loader from claiming parts). No part behind the
+            // loader is left for a helper, so the helper takes no part after this one.
             std::lock_guard<std::mutex> lock(split->mutex);
+            if (part.owner == LoadPart::Owner::Nobody)
+                part.owner = LoadPart::Owner::Loader;
             if (part.table)
                 part.table->loadCanceled = true;
         }

@@ -1,5 +1,6 @@
 #include "storage/largepageallocator.h"
 
+#include <cstdint>
 #include <cstdlib>
 
 #if defined(__linux__)
@@ -25,4 +26,17 @@ void* LargePages::allocate(std::size_t size) {
 
 void LargePages::release(void* memory) noexcept {
     std::free(memory);
+}
+
+void LargePages::giveBack(void* from, std::size_t size) noexcept {
+#if defined(__linux__) && defined(MADV_DONTNEED)
+    // Whole large pages only: handing back part of one would split it.
+    const std::uintptr_t begin = (reinterpret_cast<std::uintptr_t>(from) + kPageSize - 1) & ~(kPageSize - 1);
+    const std::uintptr_t end = (reinterpret_cast<std::uintptr_t>(from) + size) & ~(kPageSize - 1);
+    if (end > begin)
+        madvise(reinterpret_cast<void*>(begin), end - begin, MADV_DONTNEED);
+#else
+    (void)from;
+    (void)size;
+#endif
 }

@@ -13,6 +13,9 @@ inline constexpr std::size_t kPageSize = std::size_t(2) << 20;
 void* allocate(std::size_t size);
 // Gives back what allocate() returned (null is fine).
 void release(void* memory) noexcept;
+// Hands the whole large pages within `size` bytes from `from`, memory that allocate() returned
+// and that holds nothing any longer, back to the system; they read as zeros if touched again.
+void giveBack(void* from, std::size_t size) noexcept;
 } // namespace LargePages
 
 // A standard allocator on LargePages, for containers that grow large (the container's row list).

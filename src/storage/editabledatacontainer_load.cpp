@@ -133,8 +133,8 @@ qint64 guessRowStartIn(const char* text, qint64 length, char delimiter,
 // A helper appends the rows of all its parts to one table of its own, a part's rows lying in
 // [firstRow, endRow) of it: one list in large pages instead of a list per part, whose 4 KiB pages
 // cost more to fault in than the row pointers cost to write. The loader reads a helper's list
-// only once the helper has finished every part it will ever take (see SplitLoad), so the list
-// never moves under it.
+// only while no part that helper took is being read (see takePart), so the list never moves
+// under it.
 struct EditableDataContainer::LoadPart {
     enum class Owner { Nobody, Helper, Loader };
 
@@ -192,10 +192,10 @@ struct EditableDataContainer::LoadPart {
 
 // The parts of a load and the helpers that read them. Helpers take parts from the last one down
 // while the loader reads from the front; it reads each part that no helper has taken yet itself,
-// so where the two meet it waits for one part at most. When the loader arrives at a part that a
-// helper took, every part below it is the loader's and every part above it a helper's: no
-// helper takes another part once that one is finished, and a helper's parts below the ones the
-// loader takes are finished before it takes them.
+// so where the two meet it waits for one part at most. No part that the loader has passed is
+// left for a helper to take, and every part above one that a helper took was taken before it:
+// once the loader takes a part, its helper takes no more parts, and the rows behind that part's
+// in the helper's list are those of parts the loader has passed.
 struct EditableDataContainer::SplitLoad {
     std::vector<std::unique_ptr<LoadPart>> parts;
     std::vector<std::unique_ptr<EditableDataContainer>> helperTables; // one a helper

@@ -124,34 +124,45 @@ qint64 guessRowStartIn(const char* text, qint64 length, char delimiter,
 
 } // namespace
 
-// A part of the file that a helper thread reads into a table of its own while the loader reads
-// what lies before it. The loader takes the part's rows when it arrives at the part's start
-// between two rows, and the part too ended between two rows (or at the file's end): reading on
-// from a row's start is reading a file that starts there, so the rows are those the loader would
-// have read itself. Otherwise the loader reads the part's bytes on its own.
+// A part of the file that a helper thread reads while the loader reads what lies before it. The
+// loader takes the part's rows when it arrives at the part's start between two rows, and the part
+// too ended between two rows (or at the file's end): reading on from a row's start is reading a
+// file that starts there, so the rows are those the loader would have read itself. Otherwise the
+// loader reads the part's bytes on its own.
+//
+// A helper appends the rows of all its parts to one table of its own, a part's rows lying in
+// [firstRow, endRow) of it: one list in large pages instead of a list per part, whose 4 KiB pages
+// cost more to fault in than the row pointers cost to write. The loader reads a helper's list
+// only while no part that helper took is being read (see takePart), so the list never moves
+// under it.
 struct EditableDataContainer::LoadPart {
     enum class Owner { Nobody, Helper, Loader };
 
     qint64 start = 0;
     qint64 end = 0;
-    EditableDataContainer table;
+    EditableDataContainer* table = nullptr; // the helper's, once one has taken it (under the mutex)
+    size_t firstRow = 0;
+    size_t endRow = 0;
+    int columns = 0;
     std::atomic<qint64> done{0}; // bytes read so far
     // Under the split's mutex.
     Owner owner = Owner::Nobody;
     bool finished = false; // a helper has read it, or given up on it
     bool usable = false;   // read whole and ended between rows
 
-    // Reads the part with a machine of the loader's kind into `buffer` (of pieceSize and the
-    // padding); true when it is usable.
+    // Reads the part into `into` with a machine of the loader's kind, using `buffer` (of
+    // pieceSize and the padding); true when it is usable.
     template <class Machine>
-    bool read(int fd, qint64 fileSize, qint64 pieceSize, bool withDelimiter, bool honourQuotes,
-              RowArena& arena, ReadBuffer& buffer) {
+    bool read(EditableDataContainer& into, int fd, qint64 fileSize, qint64 pieceSize, bool withDelimiter,
+              bool honourQuotes, RowArena& arena, ReadBuffer& buffer) {
+        firstRow = into.rows.size();
+        endRow = firstRow;
+        into.numColsLogical = 0;
         try {
-            Machine machine(table, withDelimiter, honourQuotes);
+            Machine machine(into, withDelimiter, honourQuotes);
             machine.sink.arena = &arena;
             machine.sink.useArena = end - start >= static_cast<qint64>(RowArena::kChunkSize);
-            table.rows.reserve(static_cast<size_t>((end - start) / 64));
-            const int unit = table.bytesPerChar;
+            const int unit = into.bytesPerChar;
             for (qint64 position = start; position < end;) {
                 const qint64 wanted = std::min(pieceSize, end - position);
                 const qint64 got = PieceReader::readFully(fd, buffer.get(), position, wanted);
@@ -163,10 +174,15 @@ struct EditableDataContainer::LoadPart {
                 position += got;
                 done.store(position - start, std::memory_order_relaxed);
             }
-            if (end < fileSize)
-                return machine.atCleanRowStart();
-            machine.finish();
-            machine.sink.endRow();
+            if (end < fileSize) {
+                if (!machine.atCleanRowStart())
+                    return false;
+            } else {
+                machine.finish();
+                machine.sink.endRow();
+            }
+            endRow = into.rows.size();
+            columns = into.numColsLogical;
             return true;
         } catch (...) {
             return false; // memory ran out: the loader reads the part itself and meets the same
@@ -176,9 +192,13 @@ struct EditableDataContainer::LoadPart {
 
 // The parts of a load and the helpers that read them. Helpers take parts from the last one down
 // while the loader reads from the front; it reads each part that no helper has taken yet itself,
-// so where the two meet it waits for one part at most.
+// so where the two meet it waits for one part at most. No part that the loader has passed is
+// left for a helper to take, and every part above one that a helper took was taken before it:
+// once the loader takes a part, its helper takes no more parts, and the rows behind that part's
+// in the helper's list are those of parts the loader has passed.
 struct EditableDataContainer::SplitLoad {
     std::vector<std::unique_ptr<LoadPart>> parts;
+    std::vector<std::unique_ptr<EditableDataContainer>> helperTables; // one a helper
     std::mutex mutex;
     std::condition_variable changed;
     std::vector<std::thread> helpers;
@@ -191,8 +211,8 @@ struct EditableDataContainer::SplitLoad {
         {
             std::lock_guard<std::mutex> lock(mutex);
             stopping = true;
-            for (auto& part : parts)
-                part->table.loadCanceled = true;
+            for (auto& table : helperTables)
+                table->loadCanceled = true;
         }
         for (std::thread& helper : helpers) {
             if (helper.joinable())
@@ -201,7 +221,8 @@ struct EditableDataContainer::SplitLoad {
     }
 
     template <class Machine>
-    void help(int fd, qint64 fileSize, qint64 pieceSize, bool withDelimiter, bool honourQuotes) {
+    void help(EditableDataContainer& table, int fd, qint64 fileSize, qint64 pieceSize, bool withDelimiter,
+              bool honourQuotes) {
         RowArena arena; // one for all the parts this helper reads, and one read buffer
         std::unique_ptr<ReadBuffer> buffer;
         for (;;) {
@@ -214,6 +235,7 @@ struct EditableDataContainer::SplitLoad {
                     if (parts[k]->owner == LoadPart::Owner::Nobody) {
                         part = parts[k].get();
                         part->owner = LoadPart::Owner::Helper;
+                        part->table = &table;
                         break;
                     }
                 }
@@ -224,8 +246,8 @@ struct EditableDataContainer::SplitLoad {
             try {
                 if (!buffer)
                     buffer = std::make_unique<ReadBuffer>(static_cast<size_t>(pieceSize + kPiecePadding));
-                usable = part->template read<Machine>(fd, fileSize, pieceSize, withDelimiter, honourQuotes,
-                                                      arena, *buffer);
+                usable = part->template read<Machine>(table, fd, fileSize, pieceSize, withDelimiter,
+                                                      honourQuotes, arena, *buffer);
             } catch (const std::bad_alloc&) {
                 // No memory for the buffer: the loader reads the part itself and meets the same.
             }
@@ -236,6 +258,13 @@ struct EditableDataContainer::SplitLoad {
             }
             changed.notify_all();
         }
+    }
+
+    // True while a helper that appends to `table` reads a part. Under the mutex.
+    bool appending(const EditableDataContainer* table) const {
+        return std::any_of(parts.begin(), parts.end(), [table](const std::unique_ptr<LoadPart>& p) {
+            return p->table == table && !p->finished;
+        });
     }
 
     // True when the loader is to read part k itself: no helper has taken it.
@@ -294,9 +323,6 @@ EditableDataContainer::startSplitLoad(int fd, qint64 from, qint64 pieceSize, boo
         auto part = std::make_unique<LoadPart>();
         part->start = nominal + offset;
         previous = part->start;
-        part->table.setDelimiter(delimiter, saveDelimiter);
-        part->table.setParsingStandard(parsingStandard);
-        part->table.setEncoding(encoding);
         split->parts.push_back(std::move(part));
     }
     if (split->parts.empty())
@@ -309,11 +335,22 @@ EditableDataContainer::startSplitLoad(int fd, qint64 from, qint64 pieceSize, boo
     const qint64 size = fileSize;
     for (qint64 h = 0; h < helpers; ++h) {
         try {
-            split->helpers.emplace_back([s, fd, size, pieceSize, withDelimiter, honourQuotes] {
-                s->template help<Machine>(fd, size, pieceSize, withDelimiter, honourQuotes);
+            auto table = std::make_unique<EditableDataContainer>();
+            table->setDelimiter(delimiter, saveDelimiter);
+            table->setParsingStandard(parsingStandard);
+            table->setEncoding(encoding);
+            // Room for the rows of 64 bytes on average of the helpers' share and more; capacity
+            // that no row takes costs address space only.
+            table->rows.reserve(static_cast<size_t>(length / 64 / helpers));
+            EditableDataContainer* into = table.get();
+            split->helperTables.push_back(std::move(table));
+            split->helpers.emplace_back([s, into, fd, size, pieceSize, withDelimiter, honourQuotes] {
+                s->template help<Machine>(*into, fd, size, pieceSize, withDelimiter, honourQuotes);
             });
         } catch (const std::system_error&) {
             break; // the system has no thread to spare: fewer helpers, or none
+        } catch (const std::bad_alloc&) {
+            break;
         }
     }
     if (split->helpers.empty())
@@ -324,7 +361,9 @@ EditableDataContainer::startSplitLoad(int fd, qint64 from, qint64 pieceSize, boo
 EditableDataContainer::PartOutcome EditableDataContainer::takePart(SplitLoad& split, LoadPart& part) {
     {
         std::unique_lock<std::mutex> lock(split.mutex);
-        while (!part.finished) {
+        // Its helper's list holds its rows; the helper may still be appending to it while it
+        // reads a part that the loader has passed (it is told to stop, and stops at a row start).
+        while (!part.finished || (part.usable && split.appending(part.table))) {
             // The part reports its progress while the loader waits, and a cancel reaches it.
             if (loadCanceled.load(std::memory_order_relaxed))
                 return PartOutcome::Canceled;
@@ -340,11 +379,17 @@ EditableDataContainer::PartOutcome EditableDataContainer::takePart(SplitLoad& sp
     // A cancel is seen at row starts, and the part's start is one.
     if (loadCanceled.load(std::memory_order_relaxed))
         return PartOutcome::Canceled;
-    rows.insert(rows.end(), std::make_move_iterator(part.table.rows.begin()),
-                std::make_move_iterator(part.table.rows.end()));
-    decltype(rows)().swap(part.table.rows); // its list's memory goes now, not with the load's end
+    auto& list = part.table->rows;
+    const auto first = list.begin() + static_cast<std::ptrdiff_t>(part.firstRow);
+    rows.insert(rows.end(), std::make_move_iterator(first),
+                std::make_move_iterator(first + static_cast<std::ptrdiff_t>(part.endRow - part.firstRow)));
+    // Behind the part in its helper's list lie only parts read after it, of lower place in the
+    // file, which the loader has passed: the list ends here now, and its memory above goes back,
+    // so that the rows don't take their pointers' memory twice while the table fills.
+    list.erase(first, list.end());
+    LargePages::giveBack(list.data() + list.size(), (list.capacity() - list.size()) * sizeof(PackedRow));
     numRowsLogical = static_cast<int>(rows.size());
-    numColsLogical = std::max(numColsLogical, part.table.numColsLogical);
+    numColsLogical = std::max(numColsLogical, part.columns);
     s_splitPartsTaken.fetch_add(1, std::memory_order_relaxed);
     // The reports the part's rows would have made, one a mark, at most up to its last byte,
     // where its last row started at the latest.
@@ -478,12 +523,21 @@ template <class Machine> bool EditableDataContainer::runLoad(Machine& machine) {
             file.close();
             return false;
         }
-        if (outcome == PartOutcome::Taken)
+        if (outcome == PartOutcome::Taken) {
             position = part.end;
-        else
-            part.table.loadCanceled = true; // its bytes are read here
+        } else {
+            // Its bytes are read here: a helper that took it stops, and none takes it later (as
+            // one could where tests keep the loader from claiming parts). No part behind the
+            // loader is left for a helper, so the helper takes no part after this one.
+            std::lock_guard<std::mutex> lock(split->mutex);
+            if (part.owner == LoadPart::Owner::Nobody)
+                part.owner = LoadPart::Owner::Loader;
+            if (part.table)
+                part.table->loadCanceled = true;
+        }
     }
     stopParts();
+    split.reset(); // the helpers' row lists, emptied by the parts taken
     machine.finish();
     machine.sink.endRow();
     // The file ends its last row with a line ending if its last character is one (inside a quote

@@ -32,14 +32,18 @@ inline std::atomic<int> s_instructionSetForTesting{0};
 // of 64 bytes and a short cell may be copied sixteen bytes at a time.
 constexpr qint64 kPiecePadding = 64;
 
-// The read buffer, in large pages where the system has them.
+// The read buffer, in large pages where the system has them. One of half a large page or more
+// takes a whole one: faulting in half a large page 4 KiB at a time costs several times more than
+// the kernel's zeroing of a whole one.
 struct ReadBuffer {
     struct Release {
         void operator()(char* p) const { LargePages::release(p); }
     };
     std::unique_ptr<char, Release> memory;
 
-    explicit ReadBuffer(size_t size) : memory(static_cast<char*>(LargePages::allocate(size))) {}
+    explicit ReadBuffer(size_t size)
+        : memory(static_cast<char*>(LargePages::allocate(
+              size >= LargePages::kPageSize / 2 ? std::max(size, LargePages::kPageSize) : size))) {}
     char* get() const { return memory.get(); }
 };
 

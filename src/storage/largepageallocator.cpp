@@ -1,24 +1,19 @@
 #include "storage/largepageallocator.h"
 
+#include <cstdint>
 #include <cstdlib>
 
 #if defined(__linux__)
 #include <sys/mman.h>
 #endif
 
-namespace {
-
-constexpr std::size_t kLargePage = std::size_t(2) << 20;
-
-} // namespace
-
 void* LargePages::allocate(std::size_t size) {
     void* memory = nullptr;
-    if (size < kLargePage) {
+    if (size < kPageSize) {
         memory = std::malloc(size > 0 ? size : 1);
     } else {
-        const std::size_t rounded = (size + kLargePage - 1) / kLargePage * kLargePage;
-        memory = std::aligned_alloc(kLargePage, rounded);
+        const std::size_t rounded = (size + kPageSize - 1) / kPageSize * kPageSize;
+        memory = std::aligned_alloc(kPageSize, rounded);
 #if defined(__linux__) && defined(MADV_HUGEPAGE)
         if (memory)
             madvise(memory, rounded, MADV_HUGEPAGE); // a refusal only costs speed
@@ -31,4 +26,17 @@ void* LargePages::allocate(std::size_t size) {
 
 void LargePages::release(void* memory) noexcept {
     std::free(memory);
+}
+
+void LargePages::giveBack(void* from, std::size_t size) noexcept {
+#if defined(__linux__) && defined(MADV_DONTNEED)
+    // Whole large pages only: handing back part of one would split it.
+    const std::uintptr_t begin = (reinterpret_cast<std::uintptr_t>(from) + kPageSize - 1) & ~(kPageSize - 1);
+    const std::uintptr_t end = (reinterpret_cast<std::uintptr_t>(from) + size) & ~(kPageSize - 1);
+    if (end > begin)
+        madvise(reinterpret_cast<void*>(begin), end - begin, MADV_DONTNEED);
+#else
+    (void)from;
+    (void)size;
+#endif
 }

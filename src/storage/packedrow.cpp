@@ -19,7 +19,8 @@ PackedRow::PackedRow(const PackedRow& other) {
     if (!block)
         throw std::bad_alloc();
     std::memcpy(block, other.block, size);
-    reinterpret_cast<Header*>(block)->flags &= ~kInArena; // a copy lives on the heap
+    const std::uint32_t w = word() & ~kInArena; // a copy lives on the heap
+    std::memcpy(block, &w, sizeof w);
 }
 
 PackedRow& PackedRow::operator=(const PackedRow& other) {
@@ -40,7 +41,7 @@ PackedRow& PackedRow::operator=(PackedRow&& other) noexcept {
 void PackedRow::release(char* block) {
     if (!block)
         return;
-    if (reinterpret_cast<const Header*>(block)->flags & kInArena)
+    if (*reinterpret_cast<const std::uint32_t*>(block) & kInArena)
         RowArena::release(block);
     else
         std::free(block);
@@ -100,12 +101,12 @@ bool hasVectorCompress() {
     return has;
 }
 
-// The row's block, its header's two words (cell count, then `flags` with the field count at
-// `fieldsShift` and `inArena` for an arena block) set, offsets of one byte; null when its bytes
-// take more.
+// The row's block, its short header (the cell count at `countShift`, the field count at
+// `fieldsShift`, `inArena` for an arena block, offsets of one byte) set; null when its bytes take
+// more. A row of at most five blocks has too few cells for a long header.
 __attribute__((target("avx512f,avx512bw,avx512vbmi2,avx512bitalg,bmi,bmi2,popcnt,lzcnt"))) char*
 packMasksAvx512(const char* text, const std::uint64_t* ends, const std::uint64_t* kept, std::size_t blocks,
-                RowArena* arena, std::uint32_t inArena, unsigned fieldsShift) {
+                RowArena* arena, std::uint32_t inArena, unsigned countShift, unsigned fieldsShift) {
     // The field count, the bytes, and the cells stored: up to the last non-empty one.
     std::size_t fields = 0;
     std::size_t total = 0;
@@ -121,18 +122,18 @@ packMasksAvx512(const char* text, const std::uint64_t* ends, const std::uint64_t
     }
     if (total > 0xFF)
         return nullptr;
-    const std::size_t size = 2 * sizeof(std::uint32_t) + count + total;
+    const std::size_t size = sizeof(std::uint32_t) + count + total;
     char* block = arena ? arena->allocate(size) : nullptr;
-    std::uint32_t header[2] = {static_cast<std::uint32_t>(count), static_cast<std::uint32_t>(fields)
-                                                                      << fieldsShift};
+    std::uint32_t header =
+        static_cast<std::uint32_t>(count) << countShift | static_cast<std::uint32_t>(fields) << fieldsShift;
     if (block) {
-        header[1] |= inArena;
+        header |= inArena;
     } else {
         block = static_cast<char*>(std::malloc(size));
         if (!block)
             throw std::bad_alloc();
     }
-    std::memcpy(block, header, sizeof header);
+    std::memcpy(block, &header, sizeof header);
     char* const offsets = block + sizeof header;
     char* const data = offsets + count;
     // Byte j of a block takes byte j / 8 of a mask spread over the block, and the bits below j
@@ -240,10 +241,11 @@ PackedRow PackedRow::fromMasksPlain(const char* text, const std::uint64_t* ends,
 PackedRow PackedRow::fromMasks(const char* text, const std::uint64_t* ends, const std::uint64_t* kept,
                                std::size_t blocks, RowArena* arena) {
 #if defined(ORVANE_BYTESCAN_X86)
-    static_assert(sizeof(Header) == 2 * sizeof(std::uint32_t));
+    static_assert(5 * 64 + 1 <= kShortMost);
     if (blocks <= 5 && s_vectorPacking.load(std::memory_order_relaxed) && hasVectorCompress()) {
         PackedRow row;
-        row.block = packMasksAvx512(text, ends, kept, blocks, arena, kInArena, kFieldsShift);
+        row.block =
+            packMasksAvx512(text, ends, kept, blocks, arena, kInArena, kShortCountShift, kShortFieldsShift);
         if (row.block)
             return row;
     }
@@ -251,33 +253,30 @@ PackedRow PackedRow::fromMasks(const char* text, const std::uint64_t* ends, cons
     return fromMasksPlain(text, ends, kept, blocks, arena);
 }
 
-char* PackedRow::allocate(std::size_t count, std::uint64_t total, RowArena* arena) {
+char* PackedRow::allocate(std::size_t count, std::uint64_t total, RowArena* arena, std::size_t fields) {
     const std::uint32_t width = widthCode(total);
-    const std::size_t size = sizeof(Header) + (count << width) + static_cast<std::size_t>(total);
+    const std::size_t header = shortHeader(count, fields, width) ? 4 : 8;
+    const std::size_t size = header + (count << width) + static_cast<std::size_t>(total);
     char* memory = arena ? arena->allocate(size) : nullptr;
-    std::uint32_t flags = width;
-    if (memory) {
-        flags |= kInArena;
-    } else {
+    const bool inArena = memory != nullptr;
+    if (!memory) {
         memory = static_cast<char*>(std::malloc(size));
         if (!memory)
             throw std::bad_alloc(); // as the vectors this replaces would have
     }
-    Header* h = reinterpret_cast<Header*>(memory);
-    h->count = static_cast<std::uint32_t>(count);
-    h->flags = flags;
+    writeHeader(memory, width, inArena, count, fields);
     return memory;
 }
 
 PackedRow PackedRow::fromPartsOutOfLine(const char* bytes, const std::uint64_t* ends, std::size_t count,
-                                        RowArena* arena) {
+                                        std::size_t fields, RowArena* arena) {
     PackedRow row;
     if (count == 0)
         return row;
     const std::uint64_t total = ends[count - 1];
-    row.block = allocate(count, total, arena);
-    char* offsets = row.block + sizeof(Header);
-    switch (row.header()->flags & kWidthMask) {
+    row.block = allocate(count, total, arena, fields);
+    char* offsets = row.block + headerSize(row.word());
+    switch (row.word() & kWidthMask) {
     case 0:
         writeEnds<std::uint8_t>(offsets, ends, count);
         break;
@@ -305,8 +304,8 @@ PackedRow PackedRow::fromCells(const std::vector<std::string_view>& cells) {
     for (const std::string_view cell : cells)
         total += cell.size();
     row.block = allocate(count, total);
-    const std::uint32_t width = row.header()->flags & kWidthMask;
-    char* offsets = row.block + sizeof(Header);
+    const std::uint32_t width = row.word() & kWidthMask;
+    char* offsets = row.block + headerSize(row.word());
     char* out = const_cast<char*>(row.bytes());
     std::uint64_t end = 0;
     for (std::size_t i = 0; i < count; ++i) {
@@ -355,8 +354,8 @@ std::uint64_t PackedRow::totalBytes() const {
 std::size_t PackedRow::blockSize() const {
     if (!block)
         return 0;
-    const Header* h = header();
-    return sizeof(Header) + (std::size_t(h->count) << (h->flags & kWidthMask)) +
+    const std::uint32_t w = word();
+    return headerSize(w) + (std::size_t(count()) << (w & kWidthMask)) +
            static_cast<std::size_t>(totalBytes());
 }
 
@@ -398,9 +397,10 @@ bool PackedRow::replaceCell(int i, std::string_view value) {
     std::uint64_t end = 0;
     bounds(index, begin, end);
     const std::uint64_t total = totalBytes();
-    const std::size_t count = header()->count;
-    const std::uint32_t width = header()->flags & kWidthMask;
+    const std::size_t count = this->count();
+    const std::uint32_t width = word() & kWidthMask;
     const std::size_t offsetBytes = count << width;
+    char* const ownOffsets = block + headerSize(word());
     const std::uint64_t oldLength = end - begin;
     const std::uint64_t newLength = value.size();
     const bool aliases = !value.empty() && value.data() >= block && value.data() < block + blockSize();
@@ -408,13 +408,13 @@ bool PackedRow::replaceCell(int i, std::string_view value) {
     if (newLength <= oldLength && !aliases) {
         // Shrinking: the tail moves down within the block it already has. The row is no longer
         // as it was read.
-        header()->flags &= (std::uint32_t(1) << kFieldsShift) - 1;
-        char* data = block + sizeof(Header) + offsetBytes;
+        clearFields();
+        char* data = ownOffsets + offsetBytes;
         if (newLength > 0)
             std::memcpy(data + begin, value.data(), static_cast<std::size_t>(newLength));
         if (newLength < oldLength) {
             std::memmove(data + begin + newLength, data + end, static_cast<std::size_t>(total - end));
-            shiftEndsOfWidth(width, block + sizeof(Header), index, count, newLength - oldLength);
+            shiftEndsOfWidth(width, ownOffsets, index, count, newLength - oldLength);
         }
         return true;
     }
@@ -425,10 +425,10 @@ bool PackedRow::replaceCell(int i, std::string_view value) {
     // Growing (or a value read from this very row): the new block takes the offsets and the
     // bytes before and after the cell as three plain copies.
     char* fresh = allocate(count, newTotal);
-    char* freshOffsets = fresh + sizeof(Header);
-    std::memcpy(freshOffsets, block + sizeof(Header), offsetBytes);
+    char* freshOffsets = fresh + headerSize(*reinterpret_cast<const std::uint32_t*>(fresh));
+    std::memcpy(freshOffsets, ownOffsets, offsetBytes);
     shiftEndsOfWidth(width, freshOffsets, index, count, newLength - oldLength);
-    const char* oldData = block + sizeof(Header) + offsetBytes;
+    const char* oldData = ownOffsets + offsetBytes;
     char* freshData = freshOffsets + offsetBytes;
     std::memcpy(freshData, oldData, static_cast<std::size_t>(begin));
     if (newLength > 0)

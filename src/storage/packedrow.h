@@ -12,7 +12,8 @@
 // cells' bytes back to back. A row without cells holds no block at all. Offsets take one byte a
 // cell while the row's bytes fit in 255, as most rows of a table do, two up to 64 KiB, four up
 // to 4 GiB and eight beyond. The block comes from the heap, or from a RowArena for the rows of a load; the
-// header says which.
+// header says which. The header takes four bytes while the row's cell count and the fields its
+// line had fit in 14 bits each, as they do for nearly every row, and eight otherwise.
 //
 // Only replaceCell changes a row in place; every other edit builds the new row from views of the
 // old one and then replaces it. Either way a view taken from a row is good until the row changes.
@@ -32,27 +33,20 @@ public:
     // its block comes from `arena` when one is given.
     static PackedRow fromParts(const char* bytes, const std::uint64_t* ends, std::size_t count,
                                RowArena* arena = nullptr) {
-        // The common row of a load, a million times over: short offsets in an arena block.
-        if (arena && count > 0 && ends[count - 1] <= 0xFFFF) {
-            PackedRow row;
-            row.block = ends[count - 1] <= 0xFF ? packShort<std::uint8_t>(bytes, ends, count, *arena)
-                                                : packShort<std::uint16_t>(bytes, ends, count, *arena);
-            if (row.block)
-                return row;
-        }
-        return fromPartsOutOfLine(bytes, ends, count, arena);
+        return make(bytes, ends, count, 0, arena);
     }
     // A row as a load read it: `fields` is how many fields its line had, trailing empty ones
     // included, which the row stores only up to its last non-empty cell. A line of empty fields
     // gets a block without cells so that it can remember the count.
     static PackedRow fromRead(const char* bytes, const std::uint64_t* ends, std::size_t count,
                               std::size_t fields, RowArena* arena = nullptr) {
-        PackedRow row = count > 0 ? fromParts(bytes, ends, count, arena) : PackedRow();
-        if (fields > kMaxFieldsAsRead || fields < count || fields == 0)
-            return row;
-        if (!row.block)
-            row.block = allocate(0, 0, arena);
-        row.header()->flags |= static_cast<std::uint32_t>(fields) << kFieldsShift;
+        if (fields > kMaxFieldsAsRead || fields < count)
+            fields = 0;
+        if (count > 0)
+            return make(bytes, ends, count, fields, arena);
+        PackedRow row;
+        if (fields > 0)
+            row.block = allocate(0, 0, arena, fields);
         return row;
     }
     // A row as a load read it straight from its text, in `blocks` blocks of 64 bytes from `text`
@@ -67,13 +61,13 @@ public:
     static bool masksPackedInVectors();
     // The number of fields the row's line had when it was read; 0 for a row built or changed
     // since, and for one read with more fields than the count can hold.
-    int fieldsAsRead() const { return block ? static_cast<int>(header()->flags >> kFieldsShift) : 0; }
+    int fieldsAsRead() const { return block ? static_cast<int>(fieldsOf(word())) : 0; }
     static PackedRow fromCells(const std::vector<std::string_view>& cells);
     // Test seam: false packs short rows with the plain loop even where the processor has the
     // vector instructions for it.
     static void setVectorPackingForTesting(bool on);
 
-    int size() const { return block ? static_cast<int>(header()->count) : 0; }
+    int size() const { return block ? static_cast<int>(count()) : 0; }
     // Cell i, for 0 <= i < size(); an empty cell is an empty view.
     std::string_view cell(int i) const {
         std::uint64_t begin = 0;
@@ -92,7 +86,7 @@ public:
     template <class F> void forEachCell(int from, int to, F&& f) const {
         if (!block || from >= to)
             return;
-        switch (header()->flags & kWidthMask) {
+        switch (word() & kWidthMask) {
         case 0:
             walk<std::uint8_t>(from, to, f);
             break;
@@ -134,32 +128,69 @@ public:
     Layout layout() const {
         if (!block)
             return {};
-        return {bytes(), offsets(), static_cast<int>(header()->count), 1 << (header()->flags & kWidthMask)};
+        return {bytes(), offsets(), static_cast<int>(count()), 1 << (word() & kWidthMask)};
     }
 
 private:
-    struct Header {
-        std::uint32_t count;
-        std::uint32_t flags;
-    };
-    // Offsets take 1 << (flags & kWidthMask) bytes: 1, 2, 4 or 8.
+    // The header's first word: bits 0-1 the offsets' width, bit 2 set for an arena block, bit 3
+    // for a long header. A short header (that word alone) holds the cell count in bits 4-17 and
+    // the fields as read in bits 18-31. A long one holds the fields in bits 8-31 and the count in
+    // a second word; rows with offsets of eight bytes always take it, so that their offsets lie
+    // on eight-byte bounds as the heap's blocks do.
+    // Offsets take 1 << (word & kWidthMask) bytes: 1, 2, 4 or 8.
     static constexpr std::uint32_t kWidthMask = 3;
     static constexpr std::uint32_t kInArena = 4; // the block belongs to a RowArena
+    static constexpr std::uint32_t kLong = 8;
+    static constexpr unsigned kShortCountShift = 4;
+    static constexpr unsigned kShortFieldsShift = 18;
+    static constexpr std::size_t kShortMost = 0x3FFF; // the largest count or fields a short header holds
+    static constexpr unsigned kLongFieldsShift = 8;
+    static constexpr std::size_t kMaxFieldsAsRead = (std::size_t(1) << (32 - kLongFieldsShift)) - 1;
     static std::uint32_t widthCode(std::uint64_t total) {
         return total <= 0xFF ? 0 : total <= 0xFFFF ? 1 : total <= 0xFFFFFFFF ? 2 : 3;
     }
     template <class Offset> static constexpr std::uint32_t widthOf() {
         return sizeof(Offset) == 1 ? 0 : sizeof(Offset) == 2 ? 1 : sizeof(Offset) == 4 ? 2 : 3;
     }
-    // The fields as read take the flags' upper bits.
-    static constexpr std::uint32_t kFieldsShift = 8;
-    static constexpr std::size_t kMaxFieldsAsRead = (std::size_t(1) << (32 - kFieldsShift)) - 1;
-    const Header* header() const { return reinterpret_cast<const Header*>(block); }
-    Header* header() { return reinterpret_cast<Header*>(block); }
-    const char* offsets() const { return block + sizeof(Header); }
+    static bool shortHeader(std::size_t count, std::size_t fields, std::uint32_t width) {
+        return count <= kShortMost && fields <= kShortMost && width < 3;
+    }
+    // Writes the header of a block with offsets of `width`; returns its size.
+    static std::size_t writeHeader(char* block, std::uint32_t width, bool inArena, std::size_t count,
+                                   std::size_t fields) {
+        std::uint32_t w = width | (inArena ? kInArena : 0);
+        if (shortHeader(count, fields, width)) {
+            w |= static_cast<std::uint32_t>(count) << kShortCountShift | static_cast<std::uint32_t>(fields)
+                                                                             << kShortFieldsShift;
+            std::memcpy(block, &w, sizeof w);
+            return sizeof w;
+        }
+        const std::uint32_t words[2] = {w | kLong | static_cast<std::uint32_t>(fields) << kLongFieldsShift,
+                                        static_cast<std::uint32_t>(count)};
+        std::memcpy(block, words, sizeof words);
+        return sizeof words;
+    }
+    std::uint32_t word() const { return *reinterpret_cast<const std::uint32_t*>(block); }
+    std::uint32_t count() const {
+        const std::uint32_t w = word();
+        return w & kLong ? reinterpret_cast<const std::uint32_t*>(block)[1]
+                         : (w >> kShortCountShift) & static_cast<std::uint32_t>(kShortMost);
+    }
+    static std::uint32_t fieldsOf(std::uint32_t w) {
+        return w & kLong ? w >> kLongFieldsShift : w >> kShortFieldsShift;
+    }
+    static std::size_t headerSize(std::uint32_t w) { return 4 + ((w & kLong) >> 1); }
+    // Forgets the fields as read: the row is no longer as its line was.
+    void clearFields() {
+        std::uint32_t w = word();
+        w &= w & kLong ? (std::uint32_t(1) << kLongFieldsShift) - 1
+                       : (std::uint32_t(1) << kShortFieldsShift) - 1;
+        std::memcpy(block, &w, sizeof w);
+    }
+    const char* offsets() const { return block + headerSize(word()); }
     const char* bytes() const {
-        const Header* h = header();
-        return offsets() + (std::size_t(h->count) << (h->flags & kWidthMask));
+        const std::uint32_t w = word();
+        return block + headerSize(w) + (std::size_t(count()) << (w & kWidthMask));
     }
     template <class Offset> void boundsAs(std::uint32_t i, std::uint64_t& begin, std::uint64_t& end) const {
         const auto* e = reinterpret_cast<const Offset*>(offsets());
@@ -167,7 +198,7 @@ private:
         end = e[i];
     }
     void bounds(std::uint32_t i, std::uint64_t& begin, std::uint64_t& end) const {
-        switch (header()->flags & kWidthMask) {
+        switch (word() & kWidthMask) {
         case 0:
             boundsAs<std::uint8_t>(i, begin, end);
             break;
@@ -194,19 +225,34 @@ private:
     }
     std::uint64_t totalBytes() const;
     // A block for `count` cells of `total` bytes with the header set; the caller fills the rest.
-    static char* allocate(std::size_t count, std::uint64_t total, RowArena* arena = nullptr);
+    static char* allocate(std::size_t count, std::uint64_t total, RowArena* arena = nullptr,
+                          std::size_t fields = 0);
+    // The row of `count` cells (at least one) from their bytes and ends, remembering `fields`.
+    static PackedRow make(const char* bytes, const std::uint64_t* ends, std::size_t count, std::size_t fields,
+                          RowArena* arena) {
+        // The common row of a load, a million times over: short offsets in an arena block.
+        if (arena && ends[count - 1] <= 0xFFFF) {
+            PackedRow row;
+            row.block = ends[count - 1] <= 0xFF
+                            ? packShort<std::uint8_t>(bytes, ends, count, fields, *arena)
+                            : packShort<std::uint16_t>(bytes, ends, count, fields, *arena);
+            if (row.block)
+                return row;
+        }
+        return fromPartsOutOfLine(bytes, ends, count, fields, arena);
+    }
     // An arena block for `count` cells of at most 64 KiB with offsets of type Offset, filled;
     // null when the arena has no room for it.
     template <class Offset>
-    static char* packShort(const char* bytes, const std::uint64_t* ends, std::size_t count, RowArena& arena) {
+    static char* packShort(const char* bytes, const std::uint64_t* ends, std::size_t count,
+                           std::size_t fields, RowArena& arena) {
         const std::size_t total = static_cast<std::size_t>(ends[count - 1]);
-        char* block = arena.allocate(sizeof(Header) + sizeof(Offset) * count + total);
+        const std::size_t header = shortHeader(count, fields, widthOf<Offset>()) ? 4 : 8;
+        char* block = arena.allocate(header + sizeof(Offset) * count + total);
         if (!block)
             return nullptr;
-        Header* h = reinterpret_cast<Header*>(block);
-        h->count = static_cast<std::uint32_t>(count);
-        h->flags = kInArena | widthOf<Offset>();
-        fillShort(block + sizeof(Header), bytes, ends, count, total, sizeof(Offset));
+        writeHeader(block, widthOf<Offset>(), true, count, fields);
+        fillShort(block + header, bytes, ends, count, total, sizeof(Offset));
         return block;
     }
     // Writes the offsets (of `offsetSize` bytes, 1 or 2) and the bytes of a short row's block.
@@ -215,7 +261,7 @@ private:
     static PackedRow fromMasksPlain(const char* text, const std::uint64_t* ends, const std::uint64_t* kept,
                                     std::size_t blocks, RowArena* arena);
     static PackedRow fromPartsOutOfLine(const char* bytes, const std::uint64_t* ends, std::size_t count,
-                                        RowArena* arena);
+                                        std::size_t fields, RowArena* arena);
     static void release(char* block);
 
     char* block = nullptr;

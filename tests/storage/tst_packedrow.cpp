@@ -154,6 +154,102 @@ private slots:
         }
     }
 
+    // The header takes four bytes while the cell count and the fields as read fit in 14 bits
+    // each, eight otherwise; the fields as read fit in 24 bits at most. Rows on both sides of
+    // each limit, at each width of offsets, in an arena and alone: their cells, their fields,
+    // the size of their block, and copies and edits of them.
+    void headerAtItsLimits_data() {
+        QTest::addColumn<int>("count");
+        QTest::addColumn<int>("fields");
+        QTest::addColumn<int>("total");
+        QTest::addColumn<int>("fieldsKept");
+        QTest::newRow("short, counts at the limit") << 16383 << 16383 << 255 << 16383;
+        QTest::newRow("count past the short limit") << 16384 << 16384 << 255 << 16384;
+        QTest::newRow("fields past the short limit") << 3 << 16384 << 10 << 16384;
+        QTest::newRow("fields at the long limit") << 3 << 16777215 << 10 << 16777215;
+        QTest::newRow("fields past the long limit") << 3 << 16777216 << 10 << 0;
+        QTest::newRow("fields fewer than cells") << 5 << 4 << 10 << 0;
+        QTest::newRow("no cells, fields kept") << 0 << 5 << 0 << 5;
+        QTest::newRow("no cells, many fields") << 0 << 20000 << 0 << 20000;
+        QTest::newRow("two-byte offsets") << 300 << 301 << 256 << 301;
+        QTest::newRow("two-byte offsets, full") << 300 << 300 << 65535 << 300;
+        QTest::newRow("four-byte offsets") << 2 << 2 << 65536 << 2;
+        QTest::newRow("four-byte offsets, long header") << 16384 << 16400 << 65536 << 16400;
+    }
+
+    void headerAtItsLimits() {
+        QFETCH(int, count);
+        QFETCH(int, fields);
+        QFETCH(int, total);
+        QFETCH(int, fieldsKept);
+        QRandomGenerator rng(5);
+        // Cells mostly empty, the last one never, so that all `count` are stored.
+        Source s;
+        for (int i = 0; i < count; ++i) {
+            const int left = total - int(s.bytes.size());
+            const int length = i + 1 == count ? left : (rng.bounded(0, count) < left ? 1 : 0);
+            s.bytes.append(std::size_t(length), char('a' + i % 26));
+            s.ends.push_back(s.bytes.size());
+        }
+        QCOMPARE(int(s.bytes.size()), total);
+        const int offsetSize = total <= 0xFF ? 1 : total <= 0xFFFF ? 2 : 4;
+        const std::size_t header = count <= 16383 && fieldsKept <= 16383 ? 4 : 8;
+        RowArena arena;
+        for (RowArena* in : {&arena, static_cast<RowArena*>(nullptr)}) {
+            // Neighbours packed before and after: a block that writes past its end spoils them.
+            const std::uint64_t neighbourEnds[] = {3};
+            const PackedRow before = PackedRow::fromRead("abc", neighbourEnds, 1, 2, in);
+            const PackedRow row = PackedRow::fromRead(s.bytes.data(), s.ends.data(), std::size_t(count),
+                                                      std::size_t(fields), in);
+            const PackedRow after = PackedRow::fromRead("xyz", neighbourEnds, 1, 1, in);
+            const auto check = [&](const PackedRow& r, int fieldsAsRead) {
+                QCOMPARE(r.size(), count);
+                QCOMPARE(r.fieldsAsRead(), fieldsAsRead);
+                std::uint64_t begin = 0;
+                for (int i = 0; i < count; ++i) {
+                    const std::uint64_t end = s.ends[std::size_t(i)];
+                    if (r.cell(i) != std::string_view(s.bytes.data() + begin, end - begin))
+                        QFAIL(qPrintable(QStringLiteral("cell %1").arg(i)));
+                    begin = end;
+                }
+                if (count > 0) {
+                    const PackedRow::Layout layout = r.layout();
+                    QCOMPARE(layout.count, count);
+                    QCOMPARE(layout.offsetSize, offsetSize);
+                    QCOMPARE(std::string_view(layout.bytes, std::size_t(total)), std::string_view(s.bytes));
+                }
+            };
+            check(row, fieldsKept);
+            QCOMPARE(row.blockSize(),
+                     count == 0 && fieldsKept == 0
+                         ? std::size_t(0)
+                         : header + std::size_t(count) * std::size_t(offsetSize) + std::size_t(total));
+            const PackedRow copy = row;
+            check(copy, fieldsKept);
+            QCOMPARE(before.cell(0), std::string_view("abc"));
+            QCOMPARE(before.fieldsAsRead(), 2);
+            QCOMPARE(after.cell(0), std::string_view("xyz"));
+            QCOMPARE(after.fieldsAsRead(), 1);
+            if (count == 0)
+                continue;
+            // An edit in place forgets the fields as read and keeps every other cell; one that
+            // grows the last cell (at the same width of offsets) does too.
+            PackedRow shrunk = row;
+            QVERIFY(shrunk.replaceCell(count - 1, ""));
+            QCOMPARE(shrunk.fieldsAsRead(), 0);
+            QVERIFY(shrunk.cellEmpty(count - 1));
+            QCOMPARE(shrunk.cell(0), row.cell(0));
+            PackedRow grown = row;
+            if (total + 1 != 0x100 && total + 1 != 0x10000) {
+                QVERIFY(grown.replaceCell(count - 1, std::string(row.cell(count - 1)) + "!"));
+                QCOMPARE(grown.fieldsAsRead(), 0);
+                QCOMPARE(grown.cell(count - 1), std::string(row.cell(count - 1)) + "!");
+                QCOMPARE(grown.cell(0), row.cell(0));
+                QCOMPARE(grown.size(), count);
+            }
+        }
+    }
+
     void keepsTheFieldsAsRead() {
         RowArena arena;
         const std::string bytes = "abcdef";

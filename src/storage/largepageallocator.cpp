@@ -1,11 +1,43 @@
 #include "storage/largepageallocator.h"
 
+#include <chrono>
 #include <cstdint>
 #include <cstdlib>
+#include <mutex>
 
 #if defined(__linux__)
 #include <sys/mman.h>
 #endif
+
+namespace {
+
+std::mutex adviceMutex;
+LargePageAdvice advice;
+
+} // namespace
+
+void LargePages::advise(void* memory, std::size_t size) noexcept {
+#if defined(__linux__) && defined(MADV_HUGEPAGE) && defined(MADV_NOHUGEPAGE)
+    bool large = false;
+    {
+        const std::lock_guard<std::mutex> lock(adviceMutex);
+        large = advice.wanted();
+    }
+    // A refusal only costs speed. Small pages are asked for outright, in case the system gives
+    // large ones unasked.
+    madvise(memory, size, large ? MADV_HUGEPAGE : MADV_NOHUGEPAGE);
+    if (!large || size < kPageSize)
+        return;
+    const auto start = std::chrono::steady_clock::now();
+    *static_cast<volatile char*>(memory) = 0; // the memory holds nothing yet
+    const std::chrono::duration<double, std::micro> took = std::chrono::steady_clock::now() - start;
+    const std::lock_guard<std::mutex> lock(adviceMutex);
+    advice.faulted(took.count());
+#else
+    (void)memory;
+    (void)size;
+#endif
+}
 
 void* LargePages::allocate(std::size_t size) {
     void* memory = nullptr;
@@ -14,10 +46,8 @@ void* LargePages::allocate(std::size_t size) {
     } else {
         const std::size_t rounded = (size + kPageSize - 1) / kPageSize * kPageSize;
         memory = std::aligned_alloc(kPageSize, rounded);
-#if defined(__linux__) && defined(MADV_HUGEPAGE)
         if (memory)
-            madvise(memory, rounded, MADV_HUGEPAGE); // a refusal only costs speed
-#endif
+            advise(memory, rounded);
     }
     if (!memory)
         throw std::bad_alloc();

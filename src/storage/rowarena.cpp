@@ -1,13 +1,11 @@
 #include "storage/rowarena.h"
 
+#include "storage/largepageallocator.h"
+
 #include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <new>
-
-#if defined(__linux__)
-#include <sys/mman.h>
-#endif
 
 namespace {
 
@@ -31,10 +29,8 @@ void RowArena::startChunk() {
     char* chunk = static_cast<char*>(std::aligned_alloc(kChunkSize, kChunkSize));
     if (!chunk)
         throw std::bad_alloc(); // as a heap allocation per row would have
-#if defined(__linux__) && defined(MADV_HUGEPAGE)
-    // Large pages cut the page faults of a big load to a few hundred; refusal is harmless.
-    madvise(chunk, kChunkSize, MADV_HUGEPAGE);
-#endif
+    // Large pages cut the page faults of a big load to a few hundred, where they come fast.
+    LargePages::advise(chunk, kChunkSize);
     new (chunk) std::atomic<std::int64_t>(kBias);
     current = chunk;
     used = 0;

@@ -42,6 +42,40 @@ private slots:
             QCOMPARE(int(memory[std::size_t(from + size / 2)]), 7);
         LargePages::release(memory);
     }
+
+    // Timings of the first large page of successive regions; "L" where a region asks for large
+    // pages, "s" where it takes small ones (and has no timing).
+    void adviceFollowsHowFastLargePagesCome_data() {
+        QTest::addColumn<QList<double>>("timings");
+        QTest::addColumn<QString>("expected");
+        const double fast = 150;
+        const double slow = 4400;
+        const QString smallRun = QString(LargePageAdvice::kSmallAfterSlow, QLatin1Char('s'));
+        QTest::newRow("fast pages stay large") << QList<double>{fast, fast, fast} << QStringLiteral("LLL");
+        QTest::newRow("a slow page: small pages, then a try")
+            << QList<double>{slow, fast, fast} << QStringLiteral("L") + smallRun + QStringLiteral("LL");
+        QTest::newRow("slow again on the try")
+            << QList<double>{slow, slow, fast}
+            << QStringLiteral("L") + smallRun + QStringLiteral("L") + smallRun + QStringLiteral("L");
+        QTest::newRow("the limit itself is fast")
+            << QList<double>{LargePageAdvice::kSlowFaultMicroseconds, fast} << QStringLiteral("LL");
+    }
+
+    void adviceFollowsHowFastLargePagesCome() {
+        QFETCH(QList<double>, timings);
+        QFETCH(QString, expected);
+        LargePageAdvice advice;
+        QString seen;
+        for (qsizetype next = 0; next < timings.size();) {
+            if (advice.wanted()) {
+                seen += QLatin1Char('L');
+                advice.faulted(timings[next++]);
+            } else {
+                seen += QLatin1Char('s');
+            }
+        }
+        QCOMPARE(seen, expected);
+    }
 };
 
 QTEST_GUILESS_MAIN(TestLargePages)

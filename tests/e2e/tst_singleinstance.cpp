@@ -74,7 +74,8 @@ QString TestSingleInstance::socketPath() const {
 void TestSingleInstance::waitForPrimary(QProcess& process) {
     QElapsedTimer timer;
     timer.start();
-    while (timer.elapsed() < 8000 && process.state() == QProcess::Running) {
+    // Generous: a primary that waits out a half-written block takes five seconds before it starts.
+    while (timer.elapsed() < 20000 && process.state() == QProcess::Running) {
         const QString path = socketPath();
         if (!path.isEmpty()) {
             QLocalSocket probe;

@@ -120,13 +120,7 @@ template <int W> bool ReadOnlyDataContainer::StreamSave::gathered() {
     StoreBuffer store;
     // The writing thread may still read the store's lines: it is done with them before the
     // store is refilled or freed, on every way out.
-    struct Drain {
-        AheadWriter* ahead;
-        ~Drain() {
-            if (ahead)
-                ahead->drain();
-        }
-    } const drainFirst{ahead};
+    const DrainOnExit drainFirst{ahead};
     viewsKept = ahead != nullptr;
     std::vector<char> readBuffer;
     std::vector<char> nextReadBuffer;
@@ -361,13 +355,7 @@ template <int W> std::optional<bool> ReadOnlyDataContainer::StreamSave::gathered
     rowsDone = rows;
     // The writing thread may still read lines of the text: it is done with them before the
     // text is freed, on every way out.
-    struct Drain {
-        AheadWriter* ahead;
-        ~Drain() {
-            if (ahead)
-                ahead->drain();
-        }
-    } const drainFirst{ahead};
+    const DrainOnExit drainFirst{ahead};
     viewsKept = ahead != nullptr;
     const size_t count = shown.size();
     auto lineAt = [&](size_t k) { return lineOf(placed[k].start / W, placed[k].end / W, placed[k].kind); };

@@ -79,6 +79,16 @@ template <class Traits> qint64 machineLineEnd(Traits traits, const char* data, q
 using namespace ReadOnlySaveLines;
 using namespace ReadOnlyStream;
 
+// Waits, on every way out of a save's scope, until the writing thread is done with the lines it
+// was handed, so that the memory they lie in may be refilled or freed.
+struct DrainOnExit {
+    AheadWriter* ahead;
+    ~DrainOnExit() {
+        if (ahead)
+            ahead->drain();
+    }
+};
+
 struct ReadOnlyDataContainer::StreamSave {
     ReadOnlyDataContainer& c;
     const CellWriter& writer;
@@ -555,6 +565,19 @@ struct ReadOnlyDataContainer::StreamSave {
         }
     }
 
+    // The line from unit `at` of a text read whole; one the splitter doesn't follow ends where
+    // the state machine ends it, or with the text.
+    template <int W> Line wholeLine(Splitter<W>& split, const char* data, qint64 at, qint64 units) const {
+        Line line;
+        if (split.line(at, line) == Splitter<W>::Odd) {
+            qint64 end = machineEnd(data + W * at, units - at);
+            if (end < 0)
+                end = units - at;
+            line = Line{at, at + end, false, -1, true};
+        }
+        return line;
+    }
+
     // Cuts the file about a cut piece apart where the index has a strip at a row's first cell,
     // which is where that row's line starts. No plan where such cuts lie too far apart.
     void planPieces();
@@ -570,13 +593,7 @@ struct ReadOnlyDataContainer::StreamSave {
         qint64 at = 0;
         int k = 0;
         while (at < units && k < piece.rows) {
-            Line line;
-            if (split.line(at, line) == Splitter<W>::Odd) {
-                qint64 end = machineEnd(data + W * at, units - at);
-                if (end < 0)
-                    end = units - at;
-                line = Line{at, at + end, false, -1, true};
-            }
+            const Line line = wholeLine(split, data, at, units);
             onLine(piece.firstRow + k, line);
             at = line.end;
             ++k;
@@ -627,13 +644,7 @@ struct ReadOnlyDataContainer::StreamSave {
             for (; row < upTo; ++row) {
                 if (at >= units)
                     return false; // fewer lines than rows
-                Line line;
-                if (split.line(at, line) == Splitter<W>::Odd) {
-                    qint64 end = machineEnd(data + W * at, units - at);
-                    if (end < 0)
-                        end = units - at;
-                    line = Line{at, at + end, false, -1, true};
-                }
+                const Line line = wholeLine(split, data, at, units);
                 onLine(row, line);
                 at = line.end;
             }

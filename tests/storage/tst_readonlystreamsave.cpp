@@ -27,6 +27,22 @@
 
 namespace {
 
+// Writes `text` over the file at `path` in place and gives it back its time of last change, as
+// another program could (the file's size stays the same where the caller keeps it).
+bool rewriteKeepingTime(const QString& path, const QByteArray& text) {
+    struct stat before;
+    if (::stat(QFile::encodeName(path).constData(), &before) != 0)
+        return false;
+    const int fd = ::open(QFile::encodeName(path).constData(), O_WRONLY);
+    if (fd < 0)
+        return false;
+    const timespec times[2] = {before.st_atim, before.st_mtim};
+    const bool done = ::pwrite(fd, text.constData(), size_t(text.size()), 0) == ssize_t(text.size()) &&
+                      ::futimens(fd, times) == 0;
+    ::close(fd);
+    return done;
+}
+
 Bytes encode(const std::u32string& text, EncodingType encoding) {
     Bytes out;
     auto unit = [&](quint32 v, int width, bool big) {
@@ -777,16 +793,7 @@ private slots:
                     QRandomGenerator rng(5);
                     c->setRowOrder(randomOrder(rng, c->numRows()));
                 }
-                struct stat before;
-                QCOMPARE(::stat(QFile::encodeName(path).constData(), &before), 0);
-                {
-                    const int fd = ::open(QFile::encodeName(path).constData(), O_WRONLY);
-                    QVERIFY(fd >= 0);
-                    QCOMPARE(::pwrite(fd, moved.constData(), size_t(moved.size()), 0), ssize_t(moved.size()));
-                    const timespec times[2] = {before.st_atim, before.st_mtim};
-                    QCOMPARE(::futimens(fd, times), 0);
-                    ::close(fd);
-                }
+                QVERIFY(rewriteKeepingTime(path, moved));
                 const QString target = newPath();
                 writeFile(target, QByteArray("old\n"));
                 QVERIFY2(!c->saveCSV(target, false, false, {}, {}),
@@ -823,20 +830,11 @@ private slots:
         auto c = openAs<ReadOnlyDataContainer>(path);
         QVERIFY(c);
         const QByteArray expected = save(*c, false, rows, {});
-        struct stat before;
-        QCOMPARE(::stat(QFile::encodeName(path).constData(), &before), 0);
-        {
-            // The row's line break a byte later, over the cut: "r1024,x\nr1025,x\n" becomes
-            // "r1024,xr\n1025,x\n".
-            QByteArray moved = text;
-            std::swap(moved[(row + 1) * 8 - 1], moved[(row + 1) * 8]);
-            const int fd = ::open(QFile::encodeName(path).constData(), O_WRONLY);
-            QVERIFY(fd >= 0);
-            QCOMPARE(::pwrite(fd, moved.constData(), size_t(moved.size()), 0), ssize_t(moved.size()));
-            const timespec times[2] = {before.st_atim, before.st_mtim};
-            QCOMPARE(::futimens(fd, times), 0);
-            ::close(fd);
-        }
+        // The row's line break a byte later, over the cut: "r1024,x\nr1025,x\n" becomes
+        // "r1024,xr\n1025,x\n".
+        QByteArray moved = text;
+        std::swap(moved[(row + 1) * 8 - 1], moved[(row + 1) * 8]);
+        QVERIFY(rewriteKeepingTime(path, moved));
         const QString target = newPath();
         writeFile(target, QByteArray("old\n"));
         QCOMPARE(c->saveCSV(target, false, false, rows, {}), !fails);

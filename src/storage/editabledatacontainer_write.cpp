@@ -265,11 +265,13 @@ bool EditableDataContainer::saveCSV(bool, bool transposed, const std::vector<int
             out.append(line.data(), line.size());
         }
     };
+    SaveFile::WriteBehind writeBehind(file);
     auto write = [&](int part, const char* bytes, size_t size) {
         if (size > 0 && file.write(bytes, static_cast<qint64>(size)) != static_cast<qint64>(size)) {
             errorString = file.errorString();
             return false;
         }
+        writeBehind.wrote();
         if (plan.parts > 1)
             reportSaveProgress(std::min<qint64>(lines, static_cast<qint64>(part + 1) * linesPerPart), lines);
         return true;

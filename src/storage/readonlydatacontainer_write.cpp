@@ -9,25 +9,7 @@
 
 #include <algorithm>
 
-#if defined(Q_OS_LINUX)
-#include <fcntl.h>
-#endif
-
 namespace {
-
-constexpr qint64 kWriteBehindBytes = qint64(8) << 20;
-
-// Asks the system to start writing [from, from + length) of the file to its disk, without waiting.
-void startWriteBack(int fd, qint64 from, qint64 length) {
-#if defined(Q_OS_LINUX)
-    if (fd >= 0)
-        ::sync_file_range(fd, from, length, SYNC_FILE_RANGE_WRITE);
-#else
-    Q_UNUSED(fd);
-    Q_UNUSED(from);
-    Q_UNUSED(length);
-#endif
-}
 
 constexpr char kChangedText[] = "The file was changed by another program since it was opened.";
 
@@ -327,9 +309,7 @@ bool ReadOnlyDataContainer::saveCSV(bool, bool transposed, const std::vector<int
         int lastRow = numRowsIndexed - 1;
         while (lastRow >= 0 && std::binary_search(rowsToSkip.begin(), rowsToSkip.end(), lastRow))
             --lastRow;
-        // The bytes written are handed to the disk a few megabytes behind the save as it goes, so
-        // that the commit's wait for the disk finds most of them there already.
-        qint64 handedOut = 0;
+        SaveFile::WriteBehind writeBehind(out);
         const std::function<bool(const char*, qint64)> putBytes = [&](const char* bytes, qint64 size) {
             if (size <= 0)
                 return true;
@@ -337,11 +317,7 @@ bool ReadOnlyDataContainer::saveCSV(bool, bool transposed, const std::vector<int
                 errorString = out.errorString();
                 return false;
             }
-            const qint64 writtenOut = out.pos();
-            if (writtenOut - handedOut >= kWriteBehindBytes) {
-                startWriteBack(out.handle(), handedOut, writtenOut - handedOut);
-                handedOut = writtenOut;
-            }
+            writeBehind.wrote();
             return true;
         };
         int streamedRows = 0;

@@ -7,6 +7,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 #endif
+#if defined(Q_OS_LINUX)
+#include <fcntl.h>
+#endif
 
 bool SaveFile::open(QSaveFile& file, QString& error) {
     if (!file.open(QIODevice::WriteOnly)) {
@@ -27,4 +30,15 @@ bool SaveFile::open(QSaveFile& file, QString& error) {
     }
 #endif
     return true;
+}
+
+void SaveFile::WriteBehind::wrote() {
+#if defined(Q_OS_LINUX)
+    const qint64 at = file.pos();
+    if (at - handedOut < kBytes)
+        return;
+    if (const int fd = file.handle(); fd >= 0)
+        ::sync_file_range(fd, handedOut, at - handedOut, SYNC_FILE_RANGE_WRITE);
+    handedOut = at;
+#endif
 }

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <QString>
+#include <QtGlobal>
 
+class QFileDevice;
 class QSaveFile;
 
 namespace SaveFile {
@@ -11,5 +13,19 @@ namespace SaveFile {
 // file doesn't open. The commit replaces the old file by the new one, so a hard link to the old
 // file keeps the old text.
 bool open(QSaveFile& file, QString& error);
+
+// Hands what a save has written to the disk a few megabytes behind the save as it goes, without
+// waiting, so that the commit's wait for the disk finds most of it there already.
+class WriteBehind {
+public:
+    explicit WriteBehind(QFileDevice& file) : file(file) {}
+    // Call after each write.
+    void wrote();
+
+private:
+    static constexpr qint64 kBytes = qint64(8) << 20;
+    QFileDevice& file;
+    qint64 handedOut = 0;
+};
 
 } // namespace SaveFile

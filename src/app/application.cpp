@@ -363,10 +363,14 @@ void Application::onTerminationRequested() {
     // delete it under that code. The question closes unanswered, which cancels what it asked
     // about, and the windows close once no question is left and the start is over; this timer
     // runs in the questions' own event loops.
-    if (starting || QApplication::activeModalWidget()) {
+    // Work on a table's worker (a sort, a scan) runs an event loop inside the code that started
+    // it in the same way: it is cancelled, and the windows close once it has stopped.
+    if (starting || QApplication::activeModalWidget() || stopWork()) {
         terminationPending = true;
         auto* closer = new QTimer(this);
         connect(closer, &QTimer::timeout, this, [this, closer] {
+            if (stopWork())
+                return;
             if (auto* question = qobject_cast<QDialog*>(QApplication::activeModalWidget())) {
                 question->reject();
                 return;
@@ -381,6 +385,17 @@ void Application::onTerminationRequested() {
         return;
     }
     closeOnRequest();
+}
+
+bool Application::stopWork() {
+    bool working = false;
+    for (MainWindow* window : mainWindows) {
+        if (window->isWorking()) {
+            window->cancelWork();
+            working = true;
+        }
+    }
+    return working;
 }
 
 void Application::closeOnRequest() {

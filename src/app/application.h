@@ -97,6 +97,8 @@ public slots:
     // SIGTERM or SIGHUP: close every window as File > Exit does.
     void onTerminationRequested();
     void closeOnRequest();
+    // Asks the work running on any window's tables to stop; true when some was running.
+    bool stopWork();
 
 protected:
     bool event(QEvent* event) override;

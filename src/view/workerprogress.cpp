@@ -40,9 +40,18 @@ WorkerProgress::~WorkerProgress() {
 
 bool WorkerProgress::eventFilter(QObject* watched, QEvent* event) {
     switch (event->type()) {
+    case QEvent::ShortcutOverride: {
+        // Shortcuts go off before their key reaches a widget, unless this is taken for the
+        // widget's own: accepted here, the key then comes back as a key press and is dropped.
+        const auto* widget = qobject_cast<const QWidget*>(watched);
+        if (widget && widget->window() == blocked) {
+            event->accept();
+            return true;
+        }
+        break;
+    }
     case QEvent::KeyPress:
     case QEvent::KeyRelease:
-    case QEvent::ShortcutOverride:
     case QEvent::MouseButtonPress:
     case QEvent::MouseButtonRelease:
     case QEvent::MouseButtonDblClick:

@@ -629,6 +629,10 @@ void MainWindow::updateConfigFile() {
 // --- Window events ------------------------------------------------------------------------------
 
 void MainWindow::closeEvent(QCloseEvent* event) {
+    if (isWorking()) {
+        event->ignore();
+        return;
+    }
     const int count = getNumTables();
     // A window on its way out needs no fresh table after its last one.
     windowClosing = true;

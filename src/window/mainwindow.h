@@ -97,9 +97,15 @@ public:
     bool saveFile(TableView* view);
     bool saveFileAs(TableView* view, bool visibleDataOnly);
     void informSaveFailed(TableView* view);
+    // A table whose worker runs (a sort, a filter's scan, a search...) is read by it, under an
+    // event loop that runs inside the code that started it: it doesn't close until the work is
+    // over, and neither does its window.
     bool closeFile(TableView* view);
     bool closeFile(const QString& path);
     bool closeFileNoSave(TableView* view);
+    bool isWorking() const;
+    // Asks every table's running work to stop; it stops soon after, as its Cancel does.
+    void cancelWork();
     // A table whose file failed to load is closed with a message; one whose file changed under
     // its read-only index is read again.
     void onTableLoadFailed(TableView* view, const QString& reason);

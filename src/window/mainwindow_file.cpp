@@ -508,6 +508,27 @@ void MainWindow::onUndoStackCleanChanged(bool clean) {
 
 // --- What the window holds ----------------------------------------------------------------------
 
+namespace {
+
+bool isTableWorking(const TableView* view) {
+    const TableModel* model = view ? view->tableModel() : nullptr;
+    return model && model->isWorkerBusy();
+}
+
+} // namespace
+
+bool MainWindow::isWorking() const {
+    const std::vector<TableView*> views = getAllTableViews();
+    return std::any_of(views.begin(), views.end(), isTableWorking);
+}
+
+void MainWindow::cancelWork() {
+    for (TableView* view : getAllTableViews()) {
+        if (isTableWorking(view))
+            view->tableModel()->cancelWorker();
+    }
+}
+
 int MainWindow::getNumTables() const {
     return static_cast<int>(getAllTableViews().size());
 }
@@ -742,7 +763,7 @@ bool MainWindow::commandSaveAllFiles() {
 // --- Closing ------------------------------------------------------------------------------------
 
 bool MainWindow::closeFile(TableView* view) {
-    if (!view)
+    if (!view || isTableWorking(view))
         return false;
     if (view->isModified() && !view->getSaveAfterEachEdit() && !view->isReadOnly()) {
         if (view != activeTable)
@@ -770,7 +791,7 @@ bool MainWindow::closeFile(const QString& path) {
 }
 
 bool MainWindow::closeFileNoSave(TableView* view) {
-    if (!view || paneView->getTableIndex(view) < 0)
+    if (!view || paneView->getTableIndex(view) < 0 || isTableWorking(view))
         return false;
     retainedFilters.erase(view);
     retainedSorts.erase(view);

@@ -16,6 +16,7 @@
 #include <QFile>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPointer>
 #include <QProgressDialog>
 #include <QPushButton>
 #include <QStandardPaths>
@@ -58,6 +59,43 @@ private:
         QCoreApplication::processEvents();
     }
     void select(int row, int col) { view->moveSelectionAbsolute(row, col); }
+    // A table of 200,000 rows under a filter whose scan lasts for seconds: every row passes it,
+    // so it goes in place concealing nothing, and an edit then breaks it in one shown row (a
+    // finished scan would keep that row as an exception).
+    void openSlowlyFilteredTable() {
+        const QString path = dir->filePath(QStringLiteral("long.csv"));
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QByteArray text = "h,n\n";
+        // Each cell costs the pattern below a long backtrack.
+        for (int i = 0; i < 200000; ++i)
+            text += "aaaaaaaaaaaa," + QByteArray::number(i) + '\n';
+        file.write(text);
+        file.close();
+        window->openFile(path);
+        view = window->getActiveTable();
+        TableModel* m = view->tableModel();
+        QCOMPARE(m->rowCountRaw(), 200001);
+        FilterData slow;
+        slow.range = Range(0, RangeType::Col, RangeIndexType::Raw);
+        slow.filterStr = QStringLiteral("#^(?:a+)+b|a");
+        slow.convertFilterStrToRegexList();
+        TableModel::ConcealmentState state;
+        state.filters = {slow};
+        m->setConcealmentState(state);
+        m->setData(m->index(3, 0), QStringLiteral("zzz"));
+    }
+    static FilterData atLeastTen() {
+        FilterData numbers;
+        numbers.range = Range(1, RangeType::Col, RangeIndexType::Raw);
+        numbers.filterStr = QStringLiteral(">=10");
+        return numbers;
+    }
+    static void cancelWorkerDialog(TableView* view) {
+        auto* dialog = view->findChild<QProgressDialog*>(QStringLiteral("workerProgressDialog"));
+        if (QPushButton* cancel = dialog ? dialog->findChild<QPushButton*>() : nullptr)
+            cancel->click();
+    }
 
 private slots:
     void initTestCase() {
@@ -214,29 +252,8 @@ private slots:
     // The scans before a change of filters run on the worker under a progress dialog; its
     // Cancel leaves the table, the filters and the history as they were.
     void cancelOfALongScanChangesNothing() {
-        const QString path = dir->filePath(QStringLiteral("long.csv"));
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        QByteArray text = "h,n\n";
-        // Each cell costs the pattern below a long backtrack, so the scan lasts for seconds.
-        for (int i = 0; i < 200000; ++i)
-            text += "aaaaaaaaaaaa," + QByteArray::number(i) + '\n';
-        file.write(text);
-        file.close();
-        window->openFile(path);
-        view = window->getActiveTable();
+        openSlowlyFilteredTable();
         TableModel* m = view->tableModel();
-        QCOMPARE(m->rowCountRaw(), 200001);
-        FilterData slow;
-        slow.range = Range(0, RangeType::Col, RangeIndexType::Raw);
-        slow.filterStr = QStringLiteral("#^(?:a+)+b|a");
-        slow.convertFilterStrToRegexList();
-        // Every row passes it, so it goes in place concealing nothing, without a scan.
-        TableModel::ConcealmentState state;
-        state.filters = {slow};
-        m->setConcealmentState(state);
-        // An edit breaks it in one shown row: a finished scan would keep that row as an exception.
-        m->setData(m->index(3, 0), QStringLiteral("zzz"));
         const int undoCount = view->undoStack()->count();
         const int rows = m->rowCountModel();
         bool dialogSeen = false;
@@ -247,14 +264,10 @@ private slots:
             firedAt = timer.elapsed();
             auto* dialog = view->findChild<QProgressDialog*>(QStringLiteral("workerProgressDialog"));
             dialogSeen = dialog && dialog->isVisible();
-            if (QPushButton* cancel = dialog ? dialog->findChild<QPushButton*>() : nullptr)
-                cancel->click();
+            cancelWorkerDialog(view);
         });
-        FilterData numbers;
-        numbers.range = Range(1, RangeType::Col, RangeIndexType::Raw);
-        numbers.filterStr = QStringLiteral(">=10");
         timer.start();
-        QVERIFY(!view->includeFilterInList(numbers));
+        QVERIFY(!view->includeFilterInList(atLeastTen()));
         QVERIFY(dialogSeen);
         QVERIFY2(firedAt < 2000 && timer.elapsed() < 3000,
                  qPrintable(QStringLiteral("%1 %2").arg(firedAt).arg(timer.elapsed())));
@@ -263,6 +276,40 @@ private slots:
         QCOMPARE(view->undoStack()->count(), undoCount);
         QCOMPARE(m->rowCountModel(), rows);
         QCOMPARE(m->getTableData().getValueModel(3, 0).toString(), QStringLiteral("zzz"));
+    }
+
+    // While a scan runs on the worker, the window's event loop runs too, before its progress
+    // dialog shows as well: closing the table or the window from there would delete them under
+    // the scan. Neither closes; the scan goes on until it is cancelled.
+    void tableStaysOpenWhileItsScanRuns() {
+        window->show();
+        window->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(window.get()));
+        openSlowlyFilteredTable();
+        QPointer<TableView> guarded(view);
+        view->setFocus();
+        MsgBoxAnswers answers;
+        const int tables = window->getNumTables();
+        bool windowClosed = true;
+        bool viewAfterKeys = false;
+        QTimer::singleShot(100, view, [&] {
+            QTest::keyClick(view, Qt::Key_W, Qt::ControlModifier); // Close File
+            viewAfterKeys = !guarded.isNull();
+            windowClosed = window->close();
+        });
+        QTimer::singleShot(600, view, [&] { cancelWorkerDialog(view); });
+        QVERIFY(!view->includeFilterInList(atLeastTen()));
+        QVERIFY(viewAfterKeys);
+        QVERIFY(!windowClosed);
+        QVERIFY(guarded);
+        QVERIFY(window->isVisible());
+        QCOMPARE(window->getNumTables(), tables);
+        QCOMPARE(view->tableModel()->rowCountRaw(), 200001);
+        QVERIFY(answers.asked.isEmpty());
+        // Once the scan is over the table closes.
+        answers.queue = {1}; // Don't Save, should it ask
+        QVERIFY(window->closeFile(view));
+        QVERIFY(guarded.isNull());
     }
 
     void transposeTurnsFiltersAndHiding() {

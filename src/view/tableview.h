@@ -276,6 +276,8 @@ public:
     // stack also counts.
     bool isModified() const;
     void markClean();
+    // The table holds what its file no longer does (the file was removed): it counts as unsaved.
+    void markModified();
     bool getSaveAfterEachEdit() const { return saveAfterEachEdit; }
     // Before a reload: asks what to do with unsaved changes; false means stop.
     bool confirmDiscardUnsavedEditsForReload();

@@ -43,6 +43,13 @@ void TableView::markClean() {
         emit undoStackCleanChangedSignal(true);
 }
 
+void TableView::markModified() {
+    const bool was = isModified();
+    editedOutsideUndo = true;
+    if (!was)
+        emit undoStackCleanChangedSignal(false);
+}
+
 void TableView::onNewDataCommitted() {
     // Commands and the typing of an edit, which ends in a command, are counted by the stack.
     if (loading || editedOutsideUndo || runningCommand || writingEdit)

@@ -61,6 +61,8 @@ MainWindow::MainWindow(bool withEmptyTable, QWidget* parent, Qt::WindowFlags fla
     commands.populate(this);
     PaintClock::mark("command table");
     fileWatcher = new QFileSystemWatcher(this);
+    connect(fileWatcher, &QFileSystemWatcher::fileChanged, this, &MainWindow::onFileChanged,
+            Qt::UniqueConnection);
     preferenceWatcher = new QFileSystemWatcher(this);
     preferenceFilepaths = {Utilities::getSettingsFilepath(), Utilities::getShortcutsFilepath(),
                            Utilities::getExtensionsFilepath()};

@@ -104,6 +104,9 @@ public:
     bool closeFile(const QString& path);
     bool closeFileNoSave(TableView* view);
     bool isWorking() const;
+    // Test seam: how long a change signal waits for more, and how long after a save of our own
+    // one is taken for its echo (750 and 3000 ms).
+    static void setExternalChangeTimingForTesting(int delayMs, int cooldownMs);
     // Asks every table's running work to stop; it stops soon after, as its Cancel does.
     void cancelWork();
     // A table whose file failed to load is closed with a message; one whose file changed under
@@ -813,6 +816,19 @@ private:
     void clearWatchedFileState(const QString& path);
     void movePathOfTable(const QString& oldPath, const QString& newPath);
 
+    // Files changed by other programs (mainwindow_externalchange.cpp): a change signal waits
+    // 750 ms, so that a burst of writes makes one check; the program's own saves make none.
+    void onFileChanged(const QString& path);
+    void deferExternalFileChange(const QString& path);
+    void processExternalFileChange(const QString& path, int token);
+    bool hasWatchedFileStateChanged(const QString& path) const;
+    void startInternalFileChangeCooldown(const QString& path);
+    void onSaveStarted(const QString& path);
+    void onSaveFinished(const QString& path);
+    void resetFilepathSavedList();
+    // After a load: ends a reload that an external change started.
+    void finishExternalReload(TableView* view);
+
     // Help windows (mainwindow_help.cpp): at most one of each, cleared when it closes.
     void closeTutorialWindow(const TableView* view);
     QPointer<TutorialWindow> tutorialWindow;
@@ -866,6 +882,11 @@ private:
         QDateTime modified;
     };
     std::map<QString, WatchedState> watchedFileStates;
+    std::map<QString, QDateTime> internalChangeCooldowns; // until then a change is our own save's
+    std::map<QString, int> pendingExternalChangeTokens;   // the latest deferred check of a path
+    QStringList filepathSavedList;                        // put back on the watcher after a save
+    QStringList reloadingFilepaths;
+    bool saveInProgress = false;
 
     QLabel* tableSizeLabel = nullptr;
     QLabel* selectionSizeLabel = nullptr;

@@ -205,6 +205,8 @@ TableView* MainWindow::makeEmptyTableObject(const Settings& tableSettings) {
         if (view == activeTable)
             updateStatusBar();
     });
+    connect(model, &TableModel::saveStartedSignal, this, &MainWindow::onSaveStarted);
+    connect(model, &TableModel::saveFinishedSignal, this, &MainWindow::onSaveFinished);
     connect(model, &TableModel::updateStatusBarSignal, this, [this, view] {
         if (view == activeTable)
             updateStatusBar();
@@ -483,6 +485,7 @@ void MainWindow::onLoadFinished(TableView* view) {
     PaintClock::mark("file loaded");
     if (!view)
         return;
+    finishExternalReload(view);
     // A load on the load thread ends after the table was set up: its frozen parts follow now.
     view->syncFrozenPartsAfterLoad();
     restoreRetainedFilters(view);
@@ -799,6 +802,8 @@ bool MainWindow::closeFileNoSave(TableView* view) {
     if (!path.isEmpty()) {
         unwatchFile(path);
         clearWatchedFileState(path);
+        reloadingFilepaths.removeAll(path);
+        pendingExternalChangeTokens.erase(path);
     }
     // The tour goes with the tutorial table.
     closeTutorialWindow(view);

@@ -63,7 +63,7 @@ const std::vector<CommandRow>& Commands::rows() {
         {"New Window", "File", NoScope, true, Any, None, "cmd+shift+n", NoSetting, false, &Commands::newWindow, run<&MainWindow::commandNewWindow>},
         {"Open File", "File", NoScope, true, Any, None, "cmd+o", NoSetting, true, &Commands::openFile, run<&MainWindow::commandOpenFile>},
         {"Open Folder", "File", NoScope, true, Any, None, "cmd+alt+o", NoSetting, false, &Commands::openFolder, nullptr},
-        {"Open Recent File", "File", NoScope, true, Any, None, "", NoSetting, false, &Commands::openRecentFile, nullptr},
+        {"Open Recent File", "File", NoScope, true, Any, None, "", NoSetting, false, &Commands::openRecentFile, run<&MainWindow::commandOpenRecentFile>},
         {"Save File", "File", NoScope, true, T, RO, "cmd+s", NoSetting, true, &Commands::saveFile, run<&MainWindow::commandSaveFile>},
         {"Save File As", "File", NoScope, true, T, None, "cmd+alt+s", NoSetting, false, &Commands::saveFileAs, run<&MainWindow::commandSaveFileAs>},
         {"Save Visible Data As", "File", NoScope, true, X, None, "", NoSetting, false, &Commands::saveVisibleDataAs, run<&MainWindow::commandSaveVisibleDataAs>},

@@ -32,6 +32,7 @@ class PaneView;
 class PreferencesWindow;
 class QFileSystemWatcher;
 class QLabel;
+class QMenu;
 class QScrollArea;
 class QSplitter;
 class QVariantAnimation;
@@ -243,7 +244,11 @@ public:
     // --- What "Orvane.ini" restores ---------------------------------------------------------
     void setDefaultOpenFolderpath(const QString& path) { defaultOpenFolderpath = path; }
     void setSidebarTopFolderpathList(const QStringList& list) { sidebarFolderpathList = list; }
-    void setRecentFiles(const QList<QString>& list) { recentFilepathList = list; }
+    // The recent files, newest first: up to 50 kept, the first 25 in File > Open Recent File.
+    void setRecentFiles(const QList<QString>& list);
+    const QStringList& getRecentFiles() const { return recentFilepathList; }
+    // Opens a recent file, or says that it is gone and drops it from the list.
+    void openRecentFile(const QString& path);
     void setSidebarShowWidth(int width) { sidebarShowWidth = width; }
     void setMetadataShowWidth(int width) { metadataShowWidth = width; }
     void setEditorPaneShowHeight(int height);
@@ -277,6 +282,7 @@ public slots:
     // File (mainwindow_filecommands.cpp).
     bool commandNewWindow(const QString& path = QString());
     bool commandOpenFile(const QString& path = QString());
+    bool commandOpenRecentFile(const QString& path = QString());
     bool commandShowFileInFileSystem(const QString& path = QString());
     bool commandOpenTerminalToFilesDirectory(const QString& path = QString());
     bool commandOpenFileInTextEditor(const QString& path = QString());
@@ -810,6 +816,8 @@ private:
     void removeFilepathFromRecentFilepaths(const QString& path);
     void replaceFilepathInRecentFilepaths(const QString& oldPath, const QString& newPath);
     void bumpUpFileInRecentFilepaths(const QString& path);
+    void refreshRecentFilesMenu();
+    QPointer<QMenu> recentFilesMenu;
     void watchFile(const QString& path);
     void unwatchFile(const QString& path);
     void recordWatchedFileState(const QString& path);

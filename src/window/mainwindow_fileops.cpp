@@ -10,14 +10,17 @@
 #include "window/filedialoghelper.h"
 #include "window/paneview.h"
 
+#include <QAction>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QFileSystemWatcher>
+#include <QMenu>
 
 namespace {
 
 constexpr int kMaxRecentFiles = 50;
+constexpr int kRecentFilesShown = 25; // in the menu; the launcher offers them all
 
 QString normalizedPath(const QString& path) {
     return QDir::cleanPath(QFileInfo(path).absoluteFilePath());
@@ -149,29 +152,76 @@ bool MainWindow::commandDeleteFile(const QString& path) {
 // --- Recent files -------------------------------------------------------------------------------
 
 void MainWindow::addFilepathToRecentFilepaths(const QString& path) {
-    if (path.isEmpty())
+    if (path.trimmed().isEmpty())
         return;
     recentFilepathList.removeAll(path);
     recentFilepathList.prepend(path);
     while (recentFilepathList.size() > kMaxRecentFiles)
         recentFilepathList.removeLast();
+    refreshRecentFilesMenu();
+    updateConfigFile();
 }
 
 void MainWindow::removeFilepathFromRecentFilepaths(const QString& path) {
-    recentFilepathList.removeAll(path);
+    if (!recentFilepathList.removeAll(path))
+        return;
+    refreshRecentFilesMenu();
+    updateConfigFile();
 }
 
 void MainWindow::replaceFilepathInRecentFilepaths(const QString& oldPath, const QString& newPath) {
+    if (!recentFilepathList.contains(oldPath))
+        return;
     for (QString& entry : recentFilepathList) {
         if (entry == oldPath)
             entry = newPath;
     }
     recentFilepathList.removeDuplicates();
+    refreshRecentFilesMenu();
+    updateConfigFile();
 }
 
 void MainWindow::bumpUpFileInRecentFilepaths(const QString& path) {
-    if (recentFilepathList.contains(path))
+    if (recentFilepathList.contains(path) && recentFilepathList.front() != path)
         addFilepathToRecentFilepaths(path);
+}
+
+void MainWindow::refreshRecentFilesMenu() {
+    if (!recentFilesMenu)
+        return;
+    recentFilesMenu->clear();
+    if (recentFilepathList.isEmpty()) {
+        recentFilesMenu->addAction(tr("(none)"))->setEnabled(false);
+        return;
+    }
+    for (const QString& path : recentFilepathList.mid(0, kRecentFilesShown)) {
+        QString text = path;
+        text.replace(u'&', QStringLiteral("&&")); // a path's "&" is no accelerator
+        connect(recentFilesMenu->addAction(text), &QAction::triggered, this,
+                [this, path] { openRecentFile(path); });
+    }
+}
+
+void MainWindow::openRecentFile(const QString& path) {
+    if (path.isEmpty())
+        return;
+    if (QFileInfo::exists(path)) {
+        openFile(path);
+        return;
+    }
+    MsgBox::inform(this, QStringLiteral("This file no longer exists:\n%1").arg(path));
+    removeFilepathFromRecentFilepaths(path);
+}
+
+void MainWindow::setRecentFiles(const QList<QString>& list) {
+    recentFilepathList.clear();
+    for (const QString& path : list) {
+        if (!path.trimmed().isEmpty() && !recentFilepathList.contains(path))
+            recentFilepathList.append(path);
+    }
+    while (recentFilepathList.size() > kMaxRecentFiles)
+        recentFilepathList.removeLast();
+    refreshRecentFilesMenu();
 }
 
 // --- Watcher records ----------------------------------------------------------------------------

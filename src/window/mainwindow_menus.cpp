@@ -13,6 +13,8 @@
 
 namespace {
 
+constexpr const char* kRecentFilesCategory = "File/Open Recent File";
+
 struct SubMenu {
     const char* title;
     const char* category;
@@ -29,7 +31,7 @@ const std::vector<TopMenu>& menuLayout() {
     static const std::vector<TopMenu> layout = {
         {"&File",
          "File",
-         {{"Open &Recent File", "File/Open Recent File"},
+         {{"Open Recent File", kRecentFilesCategory},
           {"Reload", "File/Reload"},
           {"Save Options", "File/Save Options"},
           {"File Location Information", "File/File Location Information"}},
@@ -101,7 +103,8 @@ std::vector<std::pair<QAction*, bool>> actionsOf(const Commands& commands, const
         if (qstrcmp(row.category, category) != 0)
             continue;
         groupStart = groupStart || row.startsGroup;
-        if (!row.slot)
+        // The recent files' own sub-menu stands for the command that lists them.
+        if (!row.slot || row.member == &Commands::openRecentFile)
             continue;
         actions.emplace_back((commands.*row.member).action, groupStart && !actions.empty());
         groupStart = false;
@@ -167,7 +170,9 @@ void MainWindow::setupMenus() {
         bool subMenuAdded = false;
         for (const SubMenu& sub : top.subMenus) {
             const auto actions = actionsOf(commands, sub.category);
-            if (actions.empty())
+            // The recent files' menu holds paths, not commands.
+            const bool recent = QLatin1String(sub.category) == QLatin1String(kRecentFilesCategory);
+            if (actions.empty() && !recent)
                 continue;
             if (!subMenuAdded && !menu->isEmpty())
                 menu->addSeparator();
@@ -181,6 +186,10 @@ void MainWindow::setupMenus() {
             subMenu->setFont(font);
             QString subUsed;
             fillMenu(subMenu, actions, subUsed);
+            if (recent) {
+                recentFilesMenu = subMenu;
+                refreshRecentFilesMenu();
+            }
         }
         if (top.subMenusFirst && !own.empty()) {
             if (!menu->isEmpty())

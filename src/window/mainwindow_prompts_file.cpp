@@ -688,3 +688,26 @@ void MainWindow::onTableDimensionsOptionsPrompt() {
                c.name.contains(QLatin1String("Extraneous"));
     });
 }
+
+bool MainWindow::commandOpenRecentFile(const QString&) {
+    std::vector<OptionData> options;
+    for (const QString& path : recentFilepathList) {
+        OptionData option;
+        const QFileInfo info(path);
+        option.option = info.fileName();
+        option.description = QDir::toNativeSeparators(info.absolutePath());
+        if (getTableView(path))
+            option.description += tr(" (open)");
+        option.response = path;
+        options.push_back(std::move(option));
+    }
+    raiseChoicePrompt(tr("Open Recent File:"),
+                      options.empty() ? tr("No file has been opened yet.") : QString(), options, QString(),
+                      [this](const QString& response) {
+                          if (!recentFilepathList.contains(response))
+                              return false;
+                          openRecentFile(response);
+                          return true;
+                      });
+    return true;
+}

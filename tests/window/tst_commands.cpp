@@ -281,7 +281,8 @@ private slots:
         std::function<void(QMenu*)> walk = [&](QMenu* menu) {
             QSet<QChar> letters;
             for (QAction* action : menu->actions()) {
-                if (action->isSeparator())
+                // The empty recent files' menu holds a placeholder that nothing can choose.
+                if (action->isSeparator() || action->text() == QLatin1String("(none)"))
                     continue;
                 // A long menu can run out of letters; the items that got one don't share it.
                 const qsizetype amp = action->text().indexOf(QLatin1Char('&'));
@@ -317,7 +318,8 @@ private slots:
         const Commands& commands = window.getCommands();
         int wiredInMenus = 0;
         for (const Command& c : commands.getCommands()) {
-            const bool shown = inMenus.contains(c.action);
+            // The recent files' sub-menu stands for the command that lists them.
+            const bool shown = inMenus.contains(c.action) || c.name == QLatin1String("Open Recent File");
             if (!commands.isWired(c) || c.category == QLatin1String("-"))
                 QVERIFY2(!shown, qPrintable(c.name));
             else

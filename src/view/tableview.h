@@ -363,6 +363,9 @@ public:
     bool hasIdColumn() const;
     // The selection's texts through `fn`, empty cells left alone.
     bool transformSelectedCells(const std::function<QString(const QString&)>& fn);
+    // Empties a selection of more cells than the window should work on at once, on the worker
+    // behind a progress dialog; false, doing nothing, for a smaller one.
+    bool clearLargeSelection();
     // `fn` (text, index in the walk) over the selected cells row by row, empty ones passed over
     // with `skipEmpty`. A large selection is worked on the model's worker behind a progress
     // dialog with Cancel; a canceled one changes nothing.

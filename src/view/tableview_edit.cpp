@@ -493,6 +493,12 @@ void TableView::clearCellContents() {
     TableModel* m = tableModel();
     if (!m || loading || editingCell || isReadOnly())
         return;
+    // A large selection (a whole big table) is emptied as a transformation rewrites cells: read
+    // on the worker behind a progress dialog with Cancel, its old texts kept compactly for undo
+    // rather than as a cell record each, which for millions of cells would hold the window for
+    // many seconds and take gigabytes.
+    if (clearLargeSelection())
+        return;
     RangeVector cells = m->getModelRange(m->getSelection());
     m->populateCellDataValues(cells, true, false);
     if (!fillRangeValues(cells, QString(), true))

@@ -60,6 +60,17 @@ bool TableView::transformSelectedCells(const std::function<QString(const QString
                      [&](bool useThread) { return CellTransform::mapCommand(*m, fn, skipEmpty, useThread); });
 }
 
+bool TableView::clearLargeSelection() {
+    TableModel* m = tableModel();
+    const qint64 cells = m ? m->numSelectedCells() : 0;
+    if (cells <= kWorkerCells || isReadOnly())
+        return false;
+    const auto empty = [](const QString&, std::size_t) { return QString(); };
+    pushBuilt(this, cells, QObject::tr("Clearing cells..."), QObject::tr("Clear"),
+              [&](bool useThread) { return CellTransform::mapCommand(*m, empty, true, useThread); });
+    return true;
+}
+
 // --- Case ---------------------------------------------------------------------------------------
 
 bool TableView::upperCase() {

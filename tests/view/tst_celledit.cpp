@@ -72,6 +72,7 @@ private slots:
     void arrowKeyCommitsAndMoves();
     void clickElsewhereCommits();
     void readOnlyIgnoresEveryAttempt();
+    void deleteIsOneUndoStep_data();
     void deleteIsOneUndoStep();
     void deleteKeepsExcludedCells();
     void typingPastDataIsUndoneWithItsLines();
@@ -269,21 +270,30 @@ void TestCellEdit::readOnlyIgnoresEveryAttempt() {
     QCOMPARE(texts(*t.model, {{1, 0}, {1, 1}, {2, 2}}), QStringLiteral("r1c0|r1c1|r2c2"));
 }
 
+void TestCellEdit::deleteIsOneUndoStep_data() {
+    QTest::addColumn<int>("rows");
+    QTest::addColumn<int>("cols");
+    QTest::newRow("a thousand cells") << 40 << 25;
+    // Past the size from which the cells are emptied on the worker behind a progress dialog.
+    QTest::newRow("120,000 cells") << 400 << 300;
+}
+
 void TestCellEdit::deleteIsOneUndoStep() {
-    // 40 x 25: a thousand cells in one block.
-    ShownTable t = makeTable(Fixture::gridLines(41, 25));
-    selectBlock(*t.model, 1, 0, 40, 24);
+    QFETCH(int, rows);
+    QFETCH(int, cols);
+    ShownTable t = makeTable(Fixture::gridLines(rows + 1, cols));
+    selectBlock(*t.model, 1, 0, rows, cols - 1);
     t.view->deleteCells();
     QCOMPARE(t.view->undoStack()->count(), 1);
     int filled = 0;
-    for (int r = 1; r <= 40; ++r)
-        for (int c = 0; c < 25; ++c)
+    for (int r = 1; r <= rows; ++r)
+        for (int c = 0; c < cols; ++c)
             filled += text(*t.model, r, c, Qt::EditRole).isEmpty() ? 0 : 1;
     QCOMPARE(filled, 0);
     QCOMPARE(text(*t.model, 0, 3, Qt::EditRole), QStringLiteral("r0c3"));
     t.view->undo();
-    for (int r = 1; r <= 40; ++r)
-        for (int c = 0; c < 25; ++c)
+    for (int r = 1; r <= rows; ++r)
+        for (int c = 0; c < cols; ++c)
             QCOMPARE(text(*t.model, r, c, Qt::EditRole), QStringLiteral("r%1c%2").arg(r).arg(c));
     // A second press over nothing but empty cells changes nothing and adds no step.
     t.view->redo();

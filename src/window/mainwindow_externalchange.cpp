@@ -55,10 +55,11 @@ void MainWindow::processExternalFileChange(const QString& path, int token) {
         QTimer::singleShot(s_externalChangeDelayMs, this,
                            [this, path, token] { processExternalFileChange(path, token); });
     };
-    // Not now: while the program writes or reads the file, while work on the table runs, and
-    // while a question is open (its answer may be about this very table).
+    // Not now: while the program writes or reads the file, while work on the table runs, while
+    // a question is open (its answer may be about this very table), and while a cell is being
+    // typed (it ends in an edit of the table as it is now).
     if (saveInProgress || reloadingFilepaths.contains(path) || isWorking() ||
-        QApplication::activeModalWidget()) {
+        QApplication::activeModalWidget() || view->isEditing()) {
         later();
         return;
     }

@@ -134,6 +134,23 @@ private slots:
         QVERIFY(!view->isModified());
     }
 
+    // A cell being typed holds the check back: the typing ends in an edit, which is then asked
+    // about like any other.
+    void waitsWhileACellIsTyped() {
+        MsgBoxAnswers answers;
+        answers.queue = {1}; // Ignore
+        QSignalSpy loads(view->tableModel(), &TableModel::loadFinishedSignal);
+        view->startEditing(true, true);
+        QVERIFY(view->isEditing());
+        writeFile(path, "a,b\ntheirs,2\n");
+        QTest::qWait(kSettleMs);
+        QCOMPARE(loads.count(), 0);
+        QVERIFY(answers.asked.isEmpty());
+        view->stopEditing(true);
+        QTRY_COMPARE_WITH_TIMEOUT(answers.asked.size(), 1, 5000);
+        QCOMPARE(loads.count(), 0);
+    }
+
     // Asked every time with that setting; two writes close together make one question; with the
     // ignore setting nothing happens at all.
     void askAndIgnoreSettings() {

@@ -397,6 +397,10 @@ public:
     // The selected cells.
     bool moveCellContents(int rows, int cols);
     bool duplicateCellContents(Direction direction);
+    // Copies the selected cells so that the main cell's copy lands on (row, col) and the others
+    // keep their places around it; the copy is then selected. False when a copy would fall off
+    // the top or left, or more than a million lines past the data.
+    bool duplicateCellContentsTo(int row, int col);
     bool setCellValues(const RangeVector& cells);
     bool transposeTable();
     bool setDelimiterForFileSave(const QString& delimiter);

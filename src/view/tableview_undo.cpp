@@ -193,6 +193,49 @@ bool TableView::moveCellContents(int rows, int cols) {
     return m && pushCommand(new MoveCellContentsCommand(m, m->getSelection(), rows, cols));
 }
 
+namespace {
+
+// How far a copy may land, in rows and columns: farther would only fill the way with empty lines.
+constexpr qint64 kMaxLinesAhead = 1000000;
+
+} // namespace
+
+bool TableView::duplicateCellContentsTo(int row, int col) {
+    TableModel* m = tableModel();
+    if (!m || loading || isReadOnly() || row < 0 || col < 0)
+        return false;
+    RangeVector cells;
+    m->getCellOnlyRangeVector(cells, m->getSelection());
+    std::erase_if(cells, [](const Range& r) { return r.type != RangeType::Cell || r.row < 0 || r.col < 0; });
+    const Range& main = m->getMainCell();
+    const qint64 rows = qint64(row) - main.row;
+    const qint64 cols = qint64(col) - main.col;
+    if (cells.empty() || (rows == 0 && cols == 0))
+        return false;
+    m->populateCellDataValues(cells, true, false);
+    // The main cell's copy lands on the place typed, the others keep their places around it;
+    // only the selected cells are written, so the gaps of a scattered selection stay as they are.
+    RangeVector copies;
+    copies.reserve(cells.size());
+    for (const Range& cell : cells) {
+        const qint64 r = cell.row + rows;
+        const qint64 c = cell.col + cols;
+        if (r < 0 || c < 0 || r >= qint64(m->rowCountRaw()) + kMaxLinesAhead ||
+            c >= qint64(m->columnCountRaw()) + kMaxLinesAhead)
+            return false;
+        Range copy(int(r), int(c), RangeIndexType::Model);
+        copy.value = cell.value;
+        copies.push_back(std::move(copy));
+    }
+    const RangeVector selectionBefore = m->getSelection();
+    if (!pushCommand(new SetModelDataCommand(m, copies)))
+        return false;
+    // The copy is selected, as a paste's block is.
+    RangeVector selection = shiftedRanges(selectionBefore, int(rows), int(cols));
+    m->setSelection(selection);
+    return true;
+}
+
 bool TableView::duplicateCellContents(Direction direction) {
     TableModel* m = tableModel();
     return m && pushCommand(new DuplicateCellContentsCommand(m, m->getSelection(), direction));

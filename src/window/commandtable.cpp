@@ -178,7 +178,7 @@ const std::vector<CommandRow>& Commands::rows() {
         {"Sort Selected Cells Vertically - Ascending", "Data/Sort", NoScope, true, N|M, None, "", NoSetting, false, &Commands::sortSelectedCellsVerticallyAscending, run<&MainWindow::commandSortSelectedCellsVerticallyAscending>},
         {"Sort Selected Cells Vertically - Descending", "Data/Sort", NoScope, true, N|M, None, "", NoSetting, false, &Commands::sortSelectedCellsVerticallyDescending, run<&MainWindow::commandSortSelectedCellsVerticallyDescending>},
         {"Toggle Case Sensitive Sorting", "Data/Sort", GlobalScope, true, T, None, "", CaseSensitiveSorting, true, &Commands::toggleCaseSensitiveSorting, run<&MainWindow::commandToggleCaseSensitiveSorting>},
-        {"Duplicate Cell Contents To ...", "Data/Duplicate", NoScope, true, T, RO, "", NoSetting, false, &Commands::duplicateCellContentsTo, nullptr},
+        {"Duplicate Cell Contents To ...", "Data/Duplicate", NoScope, true, T, RO, "", NoSetting, false, &Commands::duplicateCellContentsTo, run<&MainWindow::commandDuplicateCellContentsTo>},
         {"Duplicate Selected Cell Contents Up", "Data/Duplicate", NoScope, true, T, RO, "cmd+alt+up", NoSetting, true, &Commands::duplicateSelectedCellContentsUp, run<&MainWindow::commandDuplicateSelectedCellContentsUp>},
         {"Duplicate Selected Cell Contents Down", "Data/Duplicate", NoScope, true, T, RO, "cmd+alt+down", NoSetting, false, &Commands::duplicateSelectedCellContentsDown, run<&MainWindow::commandDuplicateSelectedCellContentsDown>},
         {"Duplicate Selected Cell Contents Left", "Data/Duplicate", NoScope, true, T, RO, "cmd+alt+left", NoSetting, false, &Commands::duplicateSelectedCellContentsLeft, run<&MainWindow::commandDuplicateSelectedCellContentsLeft>},

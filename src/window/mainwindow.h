@@ -500,6 +500,7 @@ public slots:
     bool commandSetMinimumFileSizeForReadOnlyModeQuery(const QString& path = QString());
     bool commandGoToFile(const QString& path = QString());
     bool commandMoveCellContentsTo(const QString& path = QString());
+    bool commandDuplicateCellContentsTo(const QString& path = QString());
     // Preferences (mainwindow_preferences.cpp).
     bool commandPreferences(const QString& path = QString());
     bool commandEditSettings(const QString& path = QString());
@@ -516,6 +517,8 @@ public slots:
     void onGoToFilePrompt();
     void onMoveCellContentsToPrompt();
     void onMoveCellContentsToPromptReceived(const QString& response);
+    void onDuplicateCellContentsToPrompt();
+    void onDuplicateCellContentsToPromptReceived(const QString& response);
     void onGoToFilePromptReceived(const QString& response);
     void onGoToCellPrompt();
     void onGoToCellPromptReceived(const QString& response);

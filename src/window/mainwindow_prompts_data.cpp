@@ -169,6 +169,29 @@ void MainWindow::onMoveColumnsToTheLeftOfColumnPromptReceived(const QString& res
     activeTable->moveColsAbsolute(col);
 }
 
+bool MainWindow::commandDuplicateCellContentsTo(const QString& path) {
+    return raisePrompt(this, tableForEdit(path), &MainWindow::onDuplicateCellContentsToPrompt);
+}
+
+void MainWindow::onDuplicateCellContentsToPrompt() {
+    raiseCellPrompt(tr("Duplicate Cell Contents To:"), &MainWindow::highlightRangeFromUserResponse,
+                    &MainWindow::onDuplicateCellContentsToPromptReceived);
+}
+
+void MainWindow::onDuplicateCellContentsToPromptReceived(const QString& response) {
+    int row = -1;
+    int col = -1;
+    if (!takeCellAnswer(response, &MainWindow::onDuplicateCellContentsToPrompt, row, col))
+        return;
+    const Range& main = activeModel->getMainCell();
+    if ((row != main.row || col != main.col) && !activeTable->duplicateCellContentsTo(row, col)) {
+        // A place from which the copy would fall off the table: asked again.
+        onDuplicateCellContentsToPrompt();
+        if (Launcher* launcher = getLauncher())
+            launcher->setEditorText(response);
+    }
+}
+
 bool MainWindow::commandMoveCellContentsTo(const QString& path) {
     return raisePrompt(this, tableForEdit(path), &MainWindow::onMoveCellContentsToPrompt);
 }

@@ -22,6 +22,7 @@ private slots:
     void reloadDropsHistory();
     void operations_data();
     void operations();
+    void duplicateCellContentsTo();
 };
 
 void TestTableViewUndo::undoToSavedStateClearsModifiedMark() {
@@ -184,6 +185,38 @@ void TestTableViewUndo::operations() {
     QCOMPARE(text(*t.model, 0, 0), QStringLiteral("r0c0"));
     QCOMPARE(text(*t.model, 1, 0), QStringLiteral("r1c0"));
     QCOMPARE(text(*t.model, 0, 1), QStringLiteral("r0c1"));
+}
+
+// The copy lands with the main cell on the place given, past the data too, and is selected;
+// the originals and the gaps of a scattered selection stay; one undo step takes it all back.
+void TestTableViewUndo::duplicateCellContentsTo() {
+    ShownTable t = makeTable(Fixture::gridLines(3, 3));
+    Range block = Fixture::table(0, 1, 1, 2); // r0c1 r0c2 / r1c1 r1c2, main cell at its bottom right
+    block.isMainCell = true;
+    block.mainCellRow = 1;
+    block.mainCellCol = 2;
+    RangeVector selection{block, cell(2, 0)};
+    t.model->setSelection(selection);
+    const RangeVector before = t.model->getSelection();
+    QVERIFY(t.view->duplicateCellContentsTo(3, 4));
+    QCOMPARE(t.view->undoStack()->count(), 1);
+    QCOMPARE(texts(*t.model, {{2, 3}, {2, 4}, {3, 3}, {3, 4}, {4, 2}}),
+             QStringLiteral("r0c1|r0c2|r1c1|r1c2|r2c0"));
+    QCOMPARE(texts(*t.model, {{0, 1}, {1, 2}, {2, 0}, {4, 3}, {3, 2}}), QStringLiteral("r0c1|r1c2|r2c0||"));
+    QCOMPARE(t.model->rowCountRaw(), 5);
+    QCOMPARE(t.model->columnCountRaw(), 5);
+    QCOMPARE(mainCell(*t.model), QStringLiteral("3,4"));
+    QVERIFY(t.model->cellInSelection(4, 2));
+    QVERIFY(!t.model->cellInSelection(4, 3));
+    t.view->undo();
+    QCOMPARE(t.model->rowCountRaw(), 3);
+    QCOMPARE(t.model->columnCountRaw(), 3);
+    QCOMPARE(t.model->getSelection(), before);
+    // A copy that would fall off the top or the left is refused, and so is the place it stands on.
+    QVERIFY(!t.view->duplicateCellContentsTo(0, 2));
+    QVERIFY(!t.view->duplicateCellContentsTo(1, 2));
+    QCOMPARE(t.view->undoStack()->count(), 1);
+    QCOMPARE(t.view->undoStack()->index(), 0);
 }
 
 QTEST_MAIN(TestTableViewUndo)

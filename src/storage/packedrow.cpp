@@ -196,6 +196,10 @@ void PackedRow::setVectorPackingForTesting(bool on) {
 #endif
 }
 
+bool PackedRow::vectorPackingOn() {
+    return s_vectorPacking.load(std::memory_order_relaxed);
+}
+
 void PackedRow::fillShort(char* offsets, const char* bytes, const std::uint64_t* ends, std::size_t count,
                           std::size_t total, std::size_t offsetSize) {
 #if defined(ORVANE_BYTESCAN_X86)

@@ -132,6 +132,11 @@ public:
     }
 
 private:
+    friend class WholeRows; // packs load rows into blocks of its own, with a short header
+
+    // The test switch's state (setVectorPackingForTesting).
+    static bool vectorPackingOn();
+
     // The header's first word: bits 0-1 the offsets' width, bit 2 set for an arena block, bit 3
     // for a long header. A short header (that word alone) holds the cell count in bits 4-17 and
     // the fields as read in bits 18-31. A long one holds the fields in bits 8-31 and the count in

@@ -1,0 +1,206 @@
+#include "storage/wholerows.h"
+
+#include "storage/bytescan.h"
+#include "storage/fileparameters.h"
+#include "storage/rowarena.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+bool WholeRows::available() {
+    return PackedRow::masksPackedInVectors() && PackedRow::vectorPackingOn();
+}
+
+WholeRows::WholeRows() {
+    std::memset(bytes, 0, sizeof bytes);
+    std::memset(ranks, 0, sizeof ranks);
+}
+
+#if defined(ORVANE_BYTESCAN_X86)
+
+#define ORVANE_WHOLE_ROWS_TARGET                                                                             \
+    __attribute__((target("avx512f,avx512bw,avx512vbmi2,avx512bitalg,bmi,bmi2,popcnt,lzcnt")))
+
+namespace {
+
+// The bits below bit `n` (n up to 64).
+ORVANE_WHOLE_ROWS_TARGET inline std::uint64_t below(std::size_t n) {
+    return _bzhi_u64(~std::uint64_t(0), static_cast<unsigned>(n));
+}
+
+} // namespace
+
+ORVANE_WHOLE_ROWS_TARGET void WholeRows::prepare(const LoadEvents::Window& w, const char* text,
+                                                 std::size_t k0, std::uint64_t fromBit) {
+    // Byte j of a block takes byte j / 8 of a mask spread over the block, and the bits below j
+    // of that byte.
+    const __m512i byteOfBit =
+        _mm512_set_epi64(0x0707070707070707, 0x0606060606060606, 0x0505050505050505, 0x0404040404040404,
+                         0x0303030303030303, 0x0202020202020202, 0x0101010101010101, 0);
+    const __m512i bitsBelow = _mm512_set1_epi64(0x7F3F1F0F07030100);
+    constexpr std::uint64_t kEdges = 0x8000000000000001ULL;
+    // A cell starts behind every separator and behind a CR's LF; into block k0 from the block
+    // before it, or where the caller says a row starts.
+    std::uint64_t startCarry = k0 > 0 ? (w.events[k0 - 1] | w.lineFeedsTaken[k0 - 1]) >> 63 : 0;
+    startCarry |= fromBit;
+    std::size_t ends = 0;
+    std::size_t keptSoFar = 0;
+    badBlocks = 0;
+    for (std::size_t k = k0; k < w.count; ++k) {
+        const std::uint64_t e = w.events[k];
+        const std::uint64_t taken = w.lineFeedsTaken[k];
+        std::uint64_t keep = ~(e | taken);
+        std::uint64_t wrong = 0;
+        if (const std::uint64_t quotes = w.quotes[k]) {
+            // As the single row's test: a quote that neither opens a cell, nor closes one right
+            // before its end, is one of a pair inside, the second of which is kept; anything
+            // else (a lone quote, three in a row, a pair across the block's edge) is wrong.
+            const std::uint64_t starts = ((e | taken) << 1) | startCarry;
+            const std::uint64_t nextEnd = k + 1 < w.count ? w.events[k + 1] & 1 : 0;
+            const std::uint64_t inner = quotes & ~(starts | (e >> 1) | (nextEnd << 63));
+            const std::uint64_t firsts = inner & ~(inner << 1);
+            const std::uint64_t seconds = firsts << 1;
+            wrong = (seconds & ~inner) | (inner & ~(firsts | seconds)) | (inner & kEdges);
+            keep = (keep & ~quotes) | seconds;
+        }
+        startCarry = (e | taken) >> 63;
+        kept[k] = keep;
+        bad[k] = wrong;
+        badBlocks |= wrong ? std::uint64_t(1) << k : 0;
+        endsBefore[k] = static_cast<std::uint32_t>(ends);
+        keptBefore[k] = static_cast<std::uint32_t>(keptSoFar);
+        // Kept bytes in front of each byte: those of the mask's whole bytes below (a prefix sum of
+        // their bit counts, by a multiplication), and those of its own byte below it.
+        std::uint64_t perByte = keep - ((keep >> 1) & 0x5555555555555555);
+        perByte = (perByte & 0x3333333333333333) + ((perByte >> 2) & 0x3333333333333333);
+        perByte = (perByte + (perByte >> 4)) & 0x0F0F0F0F0F0F0F0F;
+        const std::uint64_t wholeBytes = perByte * 0x0101010101010100;
+        const __m512i own = _mm512_and_si512(
+            _mm512_shuffle_epi8(_mm512_set1_epi64(static_cast<long long>(keep)), byteOfBit), bitsBelow);
+        const __m512i rank = _mm512_add_epi8(
+            _mm512_add_epi8(
+                _mm512_shuffle_epi8(_mm512_set1_epi64(static_cast<long long>(wholeBytes)), byteOfBit),
+                _mm512_popcnt_epi8(own)),
+            _mm512_set1_epi8(static_cast<char>(keptSoFar)));
+        _mm512_storeu_si512(ranks + ends, _mm512_maskz_compress_epi8(e, rank));
+        const __m512i block = _mm512_loadu_si512(text + 64 * (w.first + k));
+        _mm512_storeu_si512(bytes + keptSoFar, _mm512_maskz_compress_epi8(keep, block));
+        ends += static_cast<std::size_t>(_mm_popcnt_u64(e));
+        keptSoFar += static_cast<std::size_t>(_mm_popcnt_u64(keep));
+    }
+    preparedFrom = k0;
+    prepared = true;
+}
+
+ORVANE_WHOLE_ROWS_TARGET void WholeRows::pack(const LoadEvents::Window& w, Run& run, Rows& rows) {
+    run.rows = 0;
+    std::size_t pos = run.from;
+    if (pos / 64 < w.first || pos / 64 - w.first >= w.count)
+        return;
+    std::size_t k = pos / 64 - w.first;
+    const std::uint64_t fromBit = std::uint64_t(1) << (pos % 64);
+    if (!prepared || k < preparedFrom)
+        prepare(w, run.text, k, fromBit);
+    std::size_t endsBeforeRow =
+        endsBefore[k] + static_cast<std::size_t>(_mm_popcnt_u64(w.events[k] & below(pos % 64)));
+    std::size_t keptBeforeRow =
+        keptBefore[k] + static_cast<std::size_t>(_mm_popcnt_u64(kept[k] & below(pos % 64)));
+    // The first wrong quote at or behind the row's start: rows go whole up to the one holding it.
+    std::size_t nextBad = ~std::size_t(0);
+    if (const std::uint64_t here = bad[k] & ~below(pos % 64)) {
+        nextBad = (w.first + k) * 64 + static_cast<std::size_t>(_tzcnt_u64(here));
+    } else if (const std::uint64_t later = k + 1 < 64 ? badBlocks & (~std::uint64_t(0) << (k + 1)) : 0) {
+        const std::size_t kb = static_cast<std::size_t>(_tzcnt_u64(later));
+        nextBad = (w.first + kb) * 64 + static_cast<std::size_t>(_tzcnt_u64(bad[kb]));
+    }
+    const std::uint32_t inArena = run.arena ? PackedRow::kInArena : 0;
+    int widest = run.widest;
+    for (;;) {
+        std::size_t kb = pos / 64 - w.first;
+        if (kb >= w.count)
+            break; // the row starts past the window
+        std::uint64_t m = w.rowEnds[kb] & ~below(pos % 64);
+        while (m == 0 && ++kb < w.count)
+            m = w.rowEnds[kb];
+        if (m == 0)
+            break; // the row ends past the window
+        const std::size_t bit = static_cast<std::size_t>(_tzcnt_u64(m));
+        const std::size_t rowEnd = (w.first + kb) * 64 + bit;
+        if (rowEnd - pos >= 256 || rowEnd >= nextBad)
+            break;
+        const std::size_t endsUpTo =
+            endsBefore[kb] + static_cast<std::size_t>(_mm_popcnt_u64(w.events[kb] & below(bit)));
+        const std::size_t keptUpTo =
+            keptBefore[kb] + static_cast<std::size_t>(_mm_popcnt_u64(kept[kb] & below(bit)));
+        const std::size_t fields = endsUpTo - endsBeforeRow + 1;
+        const std::size_t total = keptUpTo - keptBeforeRow;
+        // The cells stored go up to the first end behind the row's last kept byte.
+        std::size_t count = 0;
+        if (total > 0) {
+            std::size_t kl = kb;
+            std::uint64_t km = kept[kb] & below(bit);
+            while (km == 0)
+                km = kept[--kl]; // the row keeps a byte, so this stops within it
+            const std::size_t last = 63 - static_cast<std::size_t>(_lzcnt_u64(km));
+            count = endsBefore[kl] + static_cast<std::size_t>(_mm_popcnt_u64(w.events[kl] & below(last))) -
+                    endsBeforeRow + 1;
+        }
+        const std::size_t size = sizeof(std::uint32_t) + count + total;
+        char* block = run.arena ? run.arena->allocate(size) : nullptr;
+        // A short header with offsets of one byte: a row of fewer than 256 bytes has fewer cells
+        // than it holds.
+        std::uint32_t header = static_cast<std::uint32_t>(count) << PackedRow::kShortCountShift |
+                               static_cast<std::uint32_t>(fields) << PackedRow::kShortFieldsShift;
+        if (block) {
+            header |= inArena;
+        } else {
+            block = static_cast<char*>(std::malloc(size));
+            if (!block)
+                throw std::bad_alloc();
+        }
+        std::memcpy(block, &header, sizeof header);
+        char* const offsets = block + sizeof header;
+        // The ends from the ranks: exact, as the row keeps fewer than 256 bytes.
+        const __m512i base = _mm512_set1_epi8(static_cast<char>(keptBeforeRow));
+        for (std::size_t i = 0; i < count; i += 64) {
+            const __m512i v = _mm512_sub_epi8(_mm512_loadu_si512(ranks + endsBeforeRow + i), base);
+            _mm512_mask_storeu_epi8(offsets + i, below(std::min<std::size_t>(count - i, 64)), v);
+        }
+        char* const data = offsets + count;
+        for (std::size_t i = 0; i < total; i += 64)
+            _mm512_mask_storeu_epi8(data + i, below(std::min<std::size_t>(total - i, 64)),
+                                    _mm512_loadu_si512(bytes + keptBeforeRow + i));
+        PackedRow row;
+        row.block = block;
+        rows.push_back(std::move(row));
+        ++run.rows;
+        widest = std::max(widest, static_cast<int>(fields));
+        run.lastFields = static_cast<int>(fields);
+        // The next row starts behind the line ending; a CR's LF belongs to it (the masks leave
+        // it out of the kept bytes).
+        std::size_t next = rowEnd + 1;
+        if (run.text[rowEnd] == KeyChars::CR && next < run.length && run.text[next] == KeyChars::LF)
+            ++next;
+        run.lastEnd = rowEnd;
+        run.next = next;
+        endsBeforeRow = endsUpTo + 1;
+        keptBeforeRow = keptUpTo;
+        if (next >= run.length || next > run.lastStart || run.cancel->load(std::memory_order_relaxed))
+            break;
+        pos = next;
+    }
+    run.widest = widest;
+}
+
+#else
+
+void WholeRows::prepare(const LoadEvents::Window&, const char*, std::size_t, std::uint64_t) {}
+
+void WholeRows::pack(const LoadEvents::Window&, Run& run, Rows&) {
+    run.rows = 0;
+}
+
+#endif

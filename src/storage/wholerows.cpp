@@ -116,26 +116,38 @@ ORVANE_WHOLE_ROWS_TARGET void WholeRows::pack(const LoadEvents::Window& w, Run& 
         const std::size_t kb = static_cast<std::size_t>(_tzcnt_u64(later));
         nextBad = (w.first + kb) * 64 + static_cast<std::size_t>(_tzcnt_u64(bad[kb]));
     }
-    const std::uint32_t inArena = run.arena ? PackedRow::kInArena : 0;
+    // The loop works on locals: every byte it stores may alias any field as far as the compiler
+    // knows.
+    const std::size_t first = w.first;
+    const std::size_t blocks = w.count;
+    const char* const text = run.text;
+    const std::size_t length = run.length;
+    const std::size_t lastStart = run.lastStart;
+    RowArena* const arena = run.arena;
+    const std::uint32_t inArena = arena ? PackedRow::kInArena : 0;
+    std::size_t packed = 0;
+    std::size_t lastEnd = 0;
+    std::size_t next = pos;
+    std::size_t fields = 0;
     int widest = run.widest;
     for (;;) {
-        std::size_t kb = pos / 64 - w.first;
-        if (kb >= w.count)
+        std::size_t kb = pos / 64 - first;
+        if (kb >= blocks)
             break; // the row starts past the window
         std::uint64_t m = w.rowEnds[kb] & ~below(pos % 64);
-        while (m == 0 && ++kb < w.count)
+        while (m == 0 && ++kb < blocks)
             m = w.rowEnds[kb];
         if (m == 0)
             break; // the row ends past the window
         const std::size_t bit = static_cast<std::size_t>(_tzcnt_u64(m));
-        const std::size_t rowEnd = (w.first + kb) * 64 + bit;
+        const std::size_t rowEnd = (first + kb) * 64 + bit;
         if (rowEnd - pos >= 256 || rowEnd >= nextBad)
             break;
         const std::size_t endsUpTo =
             endsBefore[kb] + static_cast<std::size_t>(_mm_popcnt_u64(w.events[kb] & below(bit)));
         const std::size_t keptUpTo =
             keptBefore[kb] + static_cast<std::size_t>(_mm_popcnt_u64(kept[kb] & below(bit)));
-        const std::size_t fields = endsUpTo - endsBeforeRow + 1;
+        fields = endsUpTo - endsBeforeRow + 1;
         const std::size_t total = keptUpTo - keptBeforeRow;
         // The cells stored go up to the first end behind the row's last kept byte.
         std::size_t count = 0;
@@ -149,7 +161,7 @@ ORVANE_WHOLE_ROWS_TARGET void WholeRows::pack(const LoadEvents::Window& w, Run& 
                     endsBeforeRow + 1;
         }
         const std::size_t size = sizeof(std::uint32_t) + count + total;
-        char* block = run.arena ? run.arena->allocate(size) : nullptr;
+        char* block = arena ? arena->allocate(size) : nullptr;
         // A short header with offsets of one byte: a row of fewer than 256 bytes has fewer cells
         // than it holds.
         std::uint32_t header = static_cast<std::uint32_t>(count) << PackedRow::kShortCountShift |
@@ -162,36 +174,49 @@ ORVANE_WHOLE_ROWS_TARGET void WholeRows::pack(const LoadEvents::Window& w, Run& 
                 throw std::bad_alloc();
         }
         std::memcpy(block, &header, sizeof header);
+        // The ends from the ranks, exact as the row keeps fewer than 256 bytes, and the bytes
+        // from the run: two vectors of each, masked, whatever the row's size (a mask may be
+        // empty), so that short rows take no branch; longer ones loop for the rest.
         char* const offsets = block + sizeof header;
-        // The ends from the ranks: exact, as the row keeps fewer than 256 bytes.
         const __m512i base = _mm512_set1_epi8(static_cast<char>(keptBeforeRow));
-        for (std::size_t i = 0; i < count; i += 64) {
-            const __m512i v = _mm512_sub_epi8(_mm512_loadu_si512(ranks + endsBeforeRow + i), base);
-            _mm512_mask_storeu_epi8(offsets + i, below(std::min<std::size_t>(count - i, 64)), v);
-        }
+        const unsigned char* const rankAt = ranks + endsBeforeRow;
+        _mm512_mask_storeu_epi8(offsets, below(std::min<std::size_t>(count, 64)),
+                                _mm512_sub_epi8(_mm512_loadu_si512(rankAt), base));
         char* const data = offsets + count;
-        for (std::size_t i = 0; i < total; i += 64)
-            _mm512_mask_storeu_epi8(data + i, below(std::min<std::size_t>(total - i, 64)),
-                                    _mm512_loadu_si512(bytes + keptBeforeRow + i));
+        const char* const from = bytes + keptBeforeRow;
+        _mm512_mask_storeu_epi8(data, below(std::min<std::size_t>(total, 64)), _mm512_loadu_si512(from));
+        _mm512_mask_storeu_epi8(data + 64,
+                                below(std::min<std::size_t>(std::max<std::size_t>(total, 64) - 64, 64)),
+                                _mm512_loadu_si512(from + 64));
+        if (count > 64 || total > 128) [[unlikely]] {
+            for (std::size_t i = 64; i < count; i += 64)
+                _mm512_mask_storeu_epi8(offsets + i, below(std::min<std::size_t>(count - i, 64)),
+                                        _mm512_sub_epi8(_mm512_loadu_si512(rankAt + i), base));
+            for (std::size_t i = 128; i < total; i += 64)
+                _mm512_mask_storeu_epi8(data + i, below(std::min<std::size_t>(total - i, 64)),
+                                        _mm512_loadu_si512(from + i));
+        }
         PackedRow row;
         row.block = block;
         rows.push_back(std::move(row));
-        ++run.rows;
+        ++packed;
         widest = std::max(widest, static_cast<int>(fields));
-        run.lastFields = static_cast<int>(fields);
         // The next row starts behind the line ending; a CR's LF belongs to it (the masks leave
         // it out of the kept bytes).
-        std::size_t next = rowEnd + 1;
-        if (run.text[rowEnd] == KeyChars::CR && next < run.length && run.text[next] == KeyChars::LF)
+        lastEnd = rowEnd;
+        next = rowEnd + 1;
+        if (text[rowEnd] == KeyChars::CR && next < length && text[next] == KeyChars::LF)
             ++next;
-        run.lastEnd = rowEnd;
-        run.next = next;
         endsBeforeRow = endsUpTo + 1;
         keptBeforeRow = keptUpTo;
-        if (next >= run.length || next > run.lastStart || run.cancel->load(std::memory_order_relaxed))
+        if (next >= length || next > lastStart || run.cancel->load(std::memory_order_relaxed))
             break;
         pos = next;
     }
+    run.rows = packed;
+    run.lastEnd = lastEnd;
+    run.next = next;
+    run.lastFields = static_cast<int>(fields);
     run.widest = widest;
 }
 

@@ -63,7 +63,8 @@ public:
 
 private:
     static constexpr std::size_t kBlocks = LoadEvents::Window::kBlocks;
-    static constexpr std::size_t kRunSize = 64 * kBlocks + 64; // a whole vector may land at the end
+    // A window's worth, and two vectors more: a row reads two whatever its size.
+    static constexpr std::size_t kRunSize = 64 * kBlocks + 128;
 
     // Works out the window's blocks from block k0 on; `fromBit` marks where a row starts in k0.
     void prepare(const LoadEvents::Window& w, const char* text, std::size_t k0, std::uint64_t fromBit);

@@ -46,8 +46,13 @@ ORVANE_WHOLE_ROWS_TARGET void WholeRows::prepare(const LoadEvents::Window& w, co
     // before it, or where the caller says a row starts.
     std::uint64_t startCarry = k0 > 0 ? (w.events[k0 - 1] | w.lineFeedsTaken[k0 - 1]) >> 63 : 0;
     startCarry |= fromBit;
+    // Bit i of a mask as a 16-bit position: lanes 0 to 31, and the next 32 behind them.
+    const __m512i lowHalf = _mm512_set_epi16(31, 30, 29, 28, 27, 26, 25, 24, 23, 22, 21, 20, 19, 18, 17, 16,
+                                             15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
+    const __m512i half = _mm512_set1_epi16(32);
     std::size_t ends = 0;
     std::size_t keptSoFar = 0;
+    std::size_t rows = 0;
     badBlocks = 0;
     for (std::size_t k = k0; k < w.count; ++k) {
         const std::uint64_t e = w.events[k];
@@ -72,6 +77,16 @@ ORVANE_WHOLE_ROWS_TARGET void WholeRows::prepare(const LoadEvents::Window& w, co
         badBlocks |= wrong ? std::uint64_t(1) << k : 0;
         endsBefore[k] = static_cast<std::uint32_t>(ends);
         keptBefore[k] = static_cast<std::uint32_t>(keptSoFar);
+        rowsBefore[k] = static_cast<std::uint32_t>(rows);
+        // The row ends' places in the window, in order, so that rows follow one another without
+        // looking for the next end bit by bit.
+        const std::uint64_t r = w.rowEnds[k];
+        const __m512i low = _mm512_add_epi16(lowHalf, _mm512_set1_epi16(static_cast<short>(64 * k)));
+        _mm512_storeu_si512(rowEnds + rows, _mm512_maskz_compress_epi16(static_cast<__mmask32>(r), low));
+        rows += static_cast<std::size_t>(_mm_popcnt_u32(static_cast<std::uint32_t>(r)));
+        _mm512_storeu_si512(rowEnds + rows, _mm512_maskz_compress_epi16(static_cast<__mmask32>(r >> 32),
+                                                                        _mm512_add_epi16(low, half)));
+        rows += static_cast<std::size_t>(_mm_popcnt_u32(static_cast<std::uint32_t>(r >> 32)));
         // Kept bytes in front of each byte: those of the mask's whole bytes below (a prefix sum of
         // their bit counts, by a multiplication), and those of its own byte below it.
         std::uint64_t perByte = keep - ((keep >> 1) & 0x5555555555555555);
@@ -91,6 +106,7 @@ ORVANE_WHOLE_ROWS_TARGET void WholeRows::prepare(const LoadEvents::Window& w, co
         ends += static_cast<std::size_t>(_mm_popcnt_u64(e));
         keptSoFar += static_cast<std::size_t>(_mm_popcnt_u64(keep));
     }
+    rowEndCount = rows;
     preparedFrom = k0;
     prepared = true;
 }
@@ -119,7 +135,6 @@ ORVANE_WHOLE_ROWS_TARGET void WholeRows::pack(const LoadEvents::Window& w, Run& 
     // The loop works on locals: every byte it stores may alias any field as far as the compiler
     // knows.
     const std::size_t first = w.first;
-    const std::size_t blocks = w.count;
     const char* const text = run.text;
     const std::size_t length = run.length;
     const std::size_t lastStart = run.lastStart;
@@ -130,17 +145,13 @@ ORVANE_WHOLE_ROWS_TARGET void WholeRows::pack(const LoadEvents::Window& w, Run& 
     std::size_t next = pos;
     std::size_t fields = 0;
     int widest = run.widest;
-    for (;;) {
-        std::size_t kb = pos / 64 - first;
-        if (kb >= blocks)
-            break; // the row starts past the window
-        std::uint64_t m = w.rowEnds[kb] & ~below(pos % 64);
-        while (m == 0 && ++kb < blocks)
-            m = w.rowEnds[kb];
-        if (m == 0)
-            break; // the row ends past the window
-        const std::size_t bit = static_cast<std::size_t>(_tzcnt_u64(m));
-        const std::size_t rowEnd = (first + kb) * 64 + bit;
+    // The row at pos ends at the first row end from there on, and each row behind it at the next.
+    std::size_t j = rowsBefore[k] + static_cast<std::size_t>(_mm_popcnt_u64(w.rowEnds[k] & below(pos % 64)));
+    for (; j < rowEndCount; ++j) {
+        const std::size_t inWindow = rowEnds[j];
+        const std::size_t kb = inWindow / 64;
+        const std::size_t bit = inWindow % 64;
+        const std::size_t rowEnd = first * 64 + inWindow;
         if (rowEnd - pos >= 256 || rowEnd >= nextBad)
             break;
         const std::size_t endsUpTo =

@@ -76,6 +76,9 @@ private:
     std::uint64_t bad[kBlocks];        // the quotes that keep a row from going whole
     std::uint32_t endsBefore[kBlocks]; // cell ends in the blocks worked out before block k
     std::uint32_t keptBefore[kBlocks]; // kept bytes there
-    alignas(64) char bytes[kRunSize];  // the kept bytes, back to back
+    std::uint32_t rowsBefore[kBlocks]; // row ends there
+    std::size_t rowEndCount = 0;
+    std::uint16_t rowEnds[64 * kBlocks + 32];  // the row ends' places in the window, in order
+    alignas(64) char bytes[kRunSize];          // the kept bytes, back to back
     alignas(64) unsigned char ranks[kRunSize]; // per cell end, the kept bytes before it, modulo 256
 };

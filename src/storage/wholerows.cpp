@@ -35,21 +35,15 @@ ORVANE_WHOLE_ROWS_TARGET inline std::uint64_t below(std::size_t n) {
 
 ORVANE_WHOLE_ROWS_TARGET void WholeRows::prepare(const LoadEvents::Window& w, const char* text,
                                                  std::size_t k0, std::uint64_t fromBit) {
-    // Byte j of a block takes byte j / 8 of a mask spread over the block, and the bits below j
-    // of that byte.
-    const __m512i byteOfBit =
-        _mm512_set_epi64(0x0707070707070707, 0x0606060606060606, 0x0505050505050505, 0x0404040404040404,
-                         0x0303030303030303, 0x0202020202020202, 0x0101010101010101, 0);
-    const __m512i bitsBelow = _mm512_set1_epi64(0x7F3F1F0F07030100);
+    // Byte i holds i.
+    const __m512i iota =
+        _mm512_set_epi64(0x3F3E3D3C3B3A3938, 0x3736353433323130, 0x2F2E2D2C2B2A2928, 0x2726252423222120,
+                         0x1F1E1D1C1B1A1918, 0x1716151413121110, 0x0F0E0D0C0B0A0908, 0x0706050403020100);
     constexpr std::uint64_t kEdges = 0x8000000000000001ULL;
     // A cell starts behind every separator and behind a CR's LF; into block k0 from the block
     // before it, or where the caller says a row starts.
     std::uint64_t startCarry = k0 > 0 ? (w.events[k0 - 1] | w.lineFeedsTaken[k0 - 1]) >> 63 : 0;
     startCarry |= fromBit;
-    // Bit i of a mask as a 16-bit position: lanes 0 to 31, and the next 32 behind them.
-    const __m512i lowHalf = _mm512_set_epi16(31, 30, 29, 28, 27, 26, 25, 24, 23, 22, 21, 20, 19, 18, 17, 16,
-                                             15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
-    const __m512i half = _mm512_set1_epi16(32);
     std::size_t ends = 0;
     std::size_t keptSoFar = 0;
     std::size_t rows = 0;
@@ -81,26 +75,22 @@ ORVANE_WHOLE_ROWS_TARGET void WholeRows::prepare(const LoadEvents::Window& w, co
         // The row ends' places in the window, in order, so that rows follow one another without
         // looking for the next end bit by bit.
         const std::uint64_t r = w.rowEnds[k];
-        const __m512i low = _mm512_add_epi16(lowHalf, _mm512_set1_epi16(static_cast<short>(64 * k)));
-        _mm512_storeu_si512(rowEnds + rows, _mm512_maskz_compress_epi16(static_cast<__mmask32>(r), low));
-        rows += static_cast<std::size_t>(_mm_popcnt_u32(static_cast<std::uint32_t>(r)));
-        _mm512_storeu_si512(rowEnds + rows, _mm512_maskz_compress_epi16(static_cast<__mmask32>(r >> 32),
-                                                                        _mm512_add_epi16(low, half)));
-        rows += static_cast<std::size_t>(_mm_popcnt_u32(static_cast<std::uint32_t>(r >> 32)));
-        // Kept bytes in front of each byte: those of the mask's whole bytes below (a prefix sum of
-        // their bit counts, by a multiplication), and those of its own byte below it.
-        std::uint64_t perByte = keep - ((keep >> 1) & 0x5555555555555555);
-        perByte = (perByte & 0x3333333333333333) + ((perByte >> 2) & 0x3333333333333333);
-        perByte = (perByte + (perByte >> 4)) & 0x0F0F0F0F0F0F0F0F;
-        const std::uint64_t wholeBytes = perByte * 0x0101010101010100;
-        const __m512i own = _mm512_and_si512(
-            _mm512_shuffle_epi8(_mm512_set1_epi64(static_cast<long long>(keep)), byteOfBit), bitsBelow);
-        const __m512i rank = _mm512_add_epi8(
-            _mm512_add_epi8(
-                _mm512_shuffle_epi8(_mm512_set1_epi64(static_cast<long long>(wholeBytes)), byteOfBit),
-                _mm512_popcnt_epi8(own)),
-            _mm512_set1_epi8(static_cast<char>(keptSoFar)));
-        _mm512_storeu_si512(ranks + ends, _mm512_maskz_compress_epi8(e, rank));
+        const __m512i places = _mm512_maskz_compress_epi8(r, iota);
+        const __m512i blockStart = _mm512_set1_epi16(static_cast<short>(64 * k));
+        _mm512_storeu_si512(
+            rowEnds + rows,
+            _mm512_add_epi16(_mm512_cvtepu8_epi16(_mm512_maskz_extracti64x4_epi64(0xF, places, 0)),
+                             blockStart));
+        _mm512_storeu_si512(
+            rowEnds + rows + 32,
+            _mm512_add_epi16(_mm512_cvtepu8_epi16(_mm512_maskz_extracti64x4_epi64(0xF, places, 1)),
+                             blockStart));
+        rows += static_cast<std::size_t>(_mm_popcnt_u64(r));
+        // The kept bytes in front of cell end j: among the kept bytes and the ends, in order, the
+        // end's place less the j ends in front of it.
+        const __m512i endAt = _mm512_maskz_compress_epi8(_pext_u64(e, keep | e), iota);
+        _mm512_storeu_si512(ranks + ends, _mm512_add_epi8(_mm512_sub_epi8(endAt, iota),
+                                                          _mm512_set1_epi8(static_cast<char>(keptSoFar))));
         const __m512i block = _mm512_loadu_si512(text + 64 * (w.first + k));
         _mm512_storeu_si512(bytes + keptSoFar, _mm512_maskz_compress_epi8(keep, block));
         ends += static_cast<std::size_t>(_mm_popcnt_u64(e));

@@ -78,7 +78,7 @@ private:
     std::uint32_t keptBefore[kBlocks]; // kept bytes there
     std::uint32_t rowsBefore[kBlocks]; // row ends there
     std::size_t rowEndCount = 0;
-    std::uint16_t rowEnds[64 * kBlocks + 32];  // the row ends' places in the window, in order
+    std::uint16_t rowEnds[64 * kBlocks + 64];  // the row ends' places in the window, in order
     alignas(64) char bytes[kRunSize];          // the kept bytes, back to back
     alignas(64) unsigned char ranks[kRunSize]; // per cell end, the kept bytes before it, modulo 256
 };

@@ -47,7 +47,6 @@ ORVANE_WHOLE_ROWS_TARGET void WholeRows::prepare(const LoadEvents::Window& w, co
     std::size_t ends = 0;
     std::size_t keptSoFar = 0;
     std::size_t rows = 0;
-    badBlocks = 0;
     for (std::size_t k = k0; k < w.count; ++k) {
         const std::uint64_t e = w.events[k];
         const std::uint64_t taken = w.lineFeedsTaken[k];
@@ -68,7 +67,6 @@ ORVANE_WHOLE_ROWS_TARGET void WholeRows::prepare(const LoadEvents::Window& w, co
         startCarry = (e | taken) >> 63;
         kept[k] = keep;
         bad[k] = wrong;
-        badBlocks |= wrong ? std::uint64_t(1) << k : 0;
         endsBefore[k] = static_cast<std::uint32_t>(ends);
         keptBefore[k] = static_cast<std::uint32_t>(keptSoFar);
         rowsBefore[k] = static_cast<std::uint32_t>(rows);
@@ -97,6 +95,12 @@ ORVANE_WHOLE_ROWS_TARGET void WholeRows::prepare(const LoadEvents::Window& w, co
         keptSoFar += static_cast<std::size_t>(_mm_popcnt_u64(keep));
     }
     rowEndCount = rows;
+    std::size_t nextBad = w.count; // none
+    for (std::size_t k = w.count; k-- > k0;) {
+        if (bad[k])
+            nextBad = k;
+        badFrom[k] = static_cast<std::uint32_t>(nextBad);
+    }
     preparedFrom = k0;
     prepared = true;
 }
@@ -118,8 +122,8 @@ ORVANE_WHOLE_ROWS_TARGET void WholeRows::pack(const LoadEvents::Window& w, Run& 
     std::size_t nextBad = ~std::size_t(0);
     if (const std::uint64_t here = bad[k] & ~below(pos % 64)) {
         nextBad = (w.first + k) * 64 + static_cast<std::size_t>(_tzcnt_u64(here));
-    } else if (const std::uint64_t later = k + 1 < 64 ? badBlocks & (~std::uint64_t(0) << (k + 1)) : 0) {
-        const std::size_t kb = static_cast<std::size_t>(_tzcnt_u64(later));
+    } else if (k + 1 < w.count && badFrom[k + 1] < w.count) {
+        const std::size_t kb = badFrom[k + 1];
         nextBad = (w.first + kb) * 64 + static_cast<std::size_t>(_tzcnt_u64(bad[kb]));
     }
     // The loop works on locals: every byte it stores may alias any field as far as the compiler

@@ -71,9 +71,9 @@ private:
 
     bool prepared = false;
     std::size_t preparedFrom = 0;      // the first block worked out
-    std::uint64_t badBlocks = 0;       // bit k: block k holds a quote that keeps its row from going whole
     std::uint64_t kept[kBlocks];       // the bytes rows keep: all but separators and the quotes left out
     std::uint64_t bad[kBlocks];        // the quotes that keep a row from going whole
+    std::uint32_t badFrom[kBlocks];    // the first block from block k on with such a quote, or the count
     std::uint32_t endsBefore[kBlocks]; // cell ends in the blocks worked out before block k
     std::uint32_t keptBefore[kBlocks]; // kept bytes there
     std::uint32_t rowsBefore[kBlocks]; // row ends there

@@ -167,8 +167,9 @@ ORVANE_WHOLE_ROWS_TARGET void WholeRows::pack(const LoadEvents::Window& w, Run& 
         }
         const std::size_t size = sizeof(std::uint32_t) + count + total;
         char* block = arena ? arena->allocate(size) : nullptr;
-        // A short header with offsets of one byte: a row of fewer than 256 bytes has fewer cells
-        // than it holds.
+        // A short header with offsets of one byte: a row of fewer than 256 bytes keeps fewer, and
+        // has at most 256 fields.
+        static_assert(256 <= PackedRow::kShortMost);
         std::uint32_t header = static_cast<std::uint32_t>(count) << PackedRow::kShortCountShift |
                                static_cast<std::uint32_t>(fields) << PackedRow::kShortFieldsShift;
         if (block) {

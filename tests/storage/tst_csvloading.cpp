@@ -1101,6 +1101,15 @@ private slots:
             QVERIFY2(sameTables(*split, *whole, &why),
                      qPrintable(QStringLiteral("parts of %1: %2").arg(QLatin1String(size), why)));
             QCOMPARE(taken, std::min<qint64>(input.size() / partSize, 64) - 1);
+            // With the middle third of the parts cut in quarters, as a large file's are.
+            EditableDataContainer::setSplitLoadForTesting(partSize, true, true);
+            const qint64 finerBefore = EditableDataContainer::splitPartsTakenForTesting();
+            auto finer = load(input, ',', ParsingStandard(standard), enc);
+            QVERIFY2(sameTables(*finer, *whole, &why),
+                     qPrintable(QStringLiteral("finer parts of %1: %2").arg(QLatin1String(size), why)));
+            const qint64 count = std::min<qint64>(input.size() / partSize, 64);
+            QCOMPARE(EditableDataContainer::splitPartsTakenForTesting() - finerBefore,
+                     count - 1 + 3 * std::max<qint64>(count / 3, 2));
             // With the loader reading the parts that no helper has taken yet.
             EditableDataContainer::setSplitLoadForTesting(partSize, false);
             auto shared = load(input, ',', ParsingStandard(standard), enc);

@@ -724,10 +724,11 @@ struct EditableDataContainer::ByteMachine {
         return run.rows;
     }
 
-    // Packs the row that starts at `from` of the piece in one move when it is short, ends within
-    // the masks at hand, and its quotes are only those around quoted cells and doubled quotes
-    // inside them (each quote opens a cell, closes one right before its end, or is one of a pair
-    // inside); sets `to` to its line ending. False otherwise, with nothing done.
+    // Packs the row that starts at `from` of the piece whole when it is short, ends within the
+    // masks at hand, and its quotes are only those around quoted cells and doubled quotes inside
+    // them (each quote opens a cell, closes one right before its end, or is one of a pair inside);
+    // sets `to` to its line ending. False otherwise, with nothing done. One row at a time by the
+    // plain loop: the path beside WholeRows that the vector packing's test switch takes.
     [[gnu::always_inline]] inline bool wholeRow(size_t from, size_t& to) {
         constexpr size_t kMostBlocks = 5; // a row of up to 256 bytes
         size_t k = from / 64 - events.first;

@@ -97,11 +97,20 @@ ORVANE_ROWS_TARGET inline __m512i loadUpTo(const char* p, std::size_t n) {
         _bzhi_u64(~std::uint64_t(0), static_cast<unsigned>(std::min<std::size_t>(n, 64))), p);
 }
 
+// GCC says a sanitizer is on by a macro, clang (before 16) only through __has_feature.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define ORVANE_ROWS_SANITIZED 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define ORVANE_ROWS_SANITIZED 1
+#endif
+#endif
+
 // `n` bytes, at most 64, from p to w in one move; up to 64 bytes at w are written. A short one
 // goes in 16: a store of 64 bytes costs more than the cell it carries.
 ORVANE_ROWS_TARGET inline void moveUpTo64(char* w, const char* p, std::size_t n) {
     if (n <= 16) [[likely]] {
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#if !defined(ORVANE_ROWS_SANITIZED)
         // 16 bytes that stay in the page of the first can be read whole: what lies past the
         // cell is overwritten next. (The sanitizers would take the bytes past the cell, which
         // may belong to a freed block, for a use after free.)

@@ -89,8 +89,9 @@ public:
     static void setInstructionSetForTesting(int level);
     // Large files are read in parts at once; tests make parts of `partSize`
     // bytes (up to 64 of them) in files of any size, or none with a negative size, and may
-    // leave every part to the helpers. 0 restores the default.
-    static void setSplitLoadForTesting(qint64 partSize, bool helpersOnly = false);
+    // leave every part to the helpers. The parts in the file's middle are cut in quarters as a
+    // large file's are only when `finerMiddle` says so. 0 restores the default.
+    static void setSplitLoadForTesting(qint64 partSize, bool helpersOnly = false, bool finerMiddle = false);
     // How many parts loads have taken from their threads so far.
     static qint64 splitPartsTakenForTesting();
     // Saves are made in parts of `lines` lines on `helpers` threads beside the caller, whatever

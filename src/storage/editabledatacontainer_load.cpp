@@ -27,12 +27,17 @@ namespace {
 // more parts than there are cores, so that the loader and the helpers run out of work together.
 constexpr qint64 kSplitPartSize = qint64(8) << 20;
 constexpr qint64 kMostParts = 64;
+// The loader reads parts from the front and the helpers from the back; where they meet, one
+// waits for the part the other is still reading, half a part on average. So the middle third of
+// the file (a third of the parts, two at least) is cut into parts of a quarter of the size.
+constexpr qint64 kMiddleCut = 4;
 // How much of the text around a part's nominal start is looked at to find a row's start there.
 constexpr qint64 kSplitProbe = qint64(64) << 10;
 
 std::atomic<qint64> s_splitPartSizeForTesting{0};
 std::atomic<qint64> s_splitPartsTaken{0};
 std::atomic<bool> s_splitHelpersOnlyForTesting{false};
+std::atomic<bool> s_splitFinerMiddleForTesting{false};
 
 // The characters that decide where rows start, as units of the file's encoding.
 template <class Unit> struct RowStartKeys {
@@ -161,7 +166,8 @@ struct EditableDataContainer::LoadPart {
         try {
             Machine machine(into, withDelimiter, honourQuotes);
             machine.sink.arena = &arena;
-            machine.sink.useArena = end - start >= static_cast<qint64>(RowArena::kChunkSize);
+            // The helper's arena takes the rows of all its parts, so a small part fills chunks too.
+            machine.sink.useArena = fileSize >= static_cast<qint64>(RowArena::kChunkSize);
             const int unit = into.bytesPerChar;
             for (qint64 position = start; position < end;) {
                 const qint64 wanted = std::min(pieceSize, end - position);
@@ -277,9 +283,10 @@ struct EditableDataContainer::SplitLoad {
     }
 };
 
-void EditableDataContainer::setSplitLoadForTesting(qint64 partSize, bool helpersOnly) {
+void EditableDataContainer::setSplitLoadForTesting(qint64 partSize, bool helpersOnly, bool finerMiddle) {
     s_splitPartSizeForTesting = partSize;
     s_splitHelpersOnlyForTesting = helpersOnly;
+    s_splitFinerMiddleForTesting = finerMiddle;
 }
 
 qint64 EditableDataContainer::splitPartsTakenForTesting() {
@@ -303,13 +310,27 @@ EditableDataContainer::startSplitLoad(int fd, qint64 from, qint64 pieceSize, boo
         return nullptr;
     auto split = std::make_unique<SplitLoad>();
     split->helpersOnly = s_splitHelpersOnlyForTesting.load();
-    // Parts start on whole characters, counted from the table's start.
-    const qint64 probeSize = std::min(kSplitProbe, length / count) / unit * unit;
+    // Where parts start, in quarters of a part: behind each whole part, and within those of the
+    // middle. Parts start on whole characters, counted from the table's start.
+    const qint64 middle =
+        forcedSize == 0 || s_splitFinerMiddleForTesting.load() ? std::max<qint64>(count / 3, 2) : 0;
+    const qint64 middleFrom = (count - middle) / 2;
+    std::vector<qint64> quarters;
+    for (qint64 k = 0; k < count; ++k) {
+        if (k > 0)
+            quarters.push_back(k * kMiddleCut);
+        if (k >= middleFrom && k < middleFrom + middle) {
+            for (qint64 q = 1; q < kMiddleCut; ++q)
+                quarters.push_back(k * kMiddleCut + q);
+        }
+    }
+    const qint64 probeSize = std::min(kSplitProbe, length / (count * kMiddleCut)) / unit * unit;
     std::vector<char> probe(static_cast<size_t>(probeSize));
     const KeyCharVecs keys = setKeyCharVecs();
     qint64 previous = from;
-    for (qint64 k = 1; k < count; ++k) {
-        const qint64 nominal = std::max(from + length / count * k / unit * unit, previous + unit);
+    for (const qint64 quarter : quarters) {
+        const qint64 nominal =
+            std::max(from + length / (count * kMiddleCut) * quarter / unit * unit, previous + unit);
         const qint64 got =
             PieceReader::readFully(fd, probe.data(), nominal, std::min(probeSize, fileSize - nominal));
         const qint64 offset =

@@ -10,6 +10,7 @@
 #include "storage/loadscan.h"
 #include "storage/piecereader.h"
 #include "storage/rowarena.h"
+#include "storage/wholerows.h"
 
 #include <algorithm>
 #include <atomic>
@@ -294,12 +295,15 @@ struct EditableDataContainer::ByteMachine {
     size_t pieceBlocks = 0;
     std::uint64_t lastByteBit = 0; // the piece's last byte in its block
     size_t windowBlocks = 1;
-    bool wholeRows; // rows are packed whole where they can be (the best instruction set only)
+    bool wholeRows;  // rows are packed whole where they can be (the best instruction set only)
+    bool manyAtOnce; // and a window of them at a time, not one by one (a test switch aside)
+    WholeRows whole;
 
     ByteMachine(EditableDataContainer& container, bool withDelimiter, bool honourQuotes)
         : sink(container), c(container), cursor(container.delimiter, withDelimiter),
           honoursQuotes(honourQuotes), fill(LoadEvents::bestFillFunction(s_instructionSetForTesting.load())),
-          wholeRows(s_instructionSetForTesting.load() == 0 && PackedRow::masksPackedInVectors()) {
+          wholeRows(s_instructionSetForTesting.load() == 0 && PackedRow::masksPackedInVectors()),
+          manyAtOnce(wholeRows && WholeRows::available()) {
         const bool quotes = withDelimiter && honourQuotes && container.delimiter != KeyChars::Quote;
         quoteByte = quotes ? static_cast<unsigned char>(KeyChars::Quote) : -1;
         eventKeys.delimiter = static_cast<unsigned char>(container.delimiter);
@@ -406,6 +410,7 @@ struct EditableDataContainer::ByteMachine {
         // leave again soon (odd quotes) costs little scanning.
         const size_t blocks = std::min(windowBlocks, LoadEvents::Window::kBlocks);
         windowBlocks = std::min(windowBlocks * 4, LoadEvents::Window::kBlocks);
+        whole.forget();
         fill(reinterpret_cast<const unsigned char*>(cursor.pieceStart()), b, blocks, pieceBlocks - 1,
              eventKeys, events);
     }
@@ -421,6 +426,7 @@ struct EditableDataContainer::ByteMachine {
         events.startCarry = std::uint64_t(1) << (offset % 64);
         events.entryKeep = ~std::uint64_t(0) << (offset % 64);
         windowBlocks = 1;
+        whole.forget();
     }
 
     // True if one of the `length` (at most 16) bytes at p is a quote; reads 16 bytes.
@@ -625,13 +631,33 @@ struct EditableDataContainer::ByteMachine {
                     return start;
                 // Rows that go whole (see wholeRow), one after the other, as long as they come.
                 size_t rowEnd = 0;
-                if (wholeRows && wholeRow(static_cast<size_t>(start - base), rowEnd)) {
+                if (manyAtOnce) {
+                    size_t next = 0;
+                    if (const size_t taken = packWholeRows(static_cast<size_t>(start - base),
+                                                           static_cast<size_t>(end - base), rowEnd, next)) {
+                        moved = true;
+                        row += static_cast<int>(taken) - 1;
+                        start = base + next;
+                        // A CR as the piece's last byte leaves the LF to the next piece.
+                        const bool crLast = base[rowEnd] == KeyChars::CR && base + rowEnd + 1 == end;
+                        if (start == end || c.loadCanceled.load(std::memory_order_relaxed) ||
+                            (c.fileSize >= kProgressThreshold &&
+                             piecePosition + (start - base) > c.nextProgressMark)) {
+                            state = ParseState::RowStart;
+                            skipLineFeed = crLast;
+                            sink.rowOpen = false;
+                            return start;
+                        }
+                        ++row;
+                        measureRoom(start);
+                    }
+                } else if (wholeRows && wholeRow(static_cast<size_t>(start - base), rowEnd)) {
                     moved = true;
                     for (;;) {
                         start = base + rowEnd + 1;
                         // A CR's LF belongs to its row; the masks leave it out.
                         // A CR as the piece's last byte leaves the LF to the next piece.
-                        const bool crLast = base[rowEnd] == KeyChars::CR && start == end;
+                        const bool crLast = base[rowEnd] == KeyChars::CR && base + rowEnd + 1 == end;
                         if (base[rowEnd] == KeyChars::CR && start != end && *start == KeyChars::LF)
                             ++start;
                         if (start == end || c.loadCanceled.load(std::memory_order_relaxed) ||
@@ -670,10 +696,39 @@ struct EditableDataContainer::ByteMachine {
         }
     }
 
-    // Packs the row that starts at `from` of the piece in one move when it is short, ends within
-    // the masks at hand, and its quotes are only those around quoted cells and doubled quotes
-    // inside them (each quote opens a cell, closes one right before its end, or is one of a pair
-    // inside); sets `to` to its line ending. False otherwise, with nothing done.
+    // Packs the rows from `from` of the piece, `length` bytes, that go whole, a window at a time;
+    // returns how many, and sets `to` to the last one's line ending and `next` to where the row
+    // behind it starts. They stop in front of a row where a progress report is due, as the walk
+    // does.
+    size_t packWholeRows(size_t from, size_t length, size_t& to, size_t& next) {
+        WholeRows::Run run;
+        run.text = cursor.pieceStart();
+        run.length = length;
+        run.from = from;
+        run.lastStart = ~size_t(0);
+        if (c.fileSize >= kProgressThreshold)
+            run.lastStart = c.nextProgressMark < piecePosition
+                                ? 0
+                                : static_cast<size_t>(c.nextProgressMark - piecePosition);
+        run.cancel = &c.loadCanceled;
+        run.arena = sink.useArena ? sink.arena : nullptr;
+        run.widest = c.numColsLogical;
+        whole.pack(events, run, c.rows);
+        if (run.rows == 0)
+            return 0;
+        c.numColsLogical = run.widest;
+        c.numRowsLogical = static_cast<int>(c.rows.size());
+        col = run.lastFields - 1;
+        to = run.lastEnd;
+        next = run.next;
+        return run.rows;
+    }
+
+    // Packs the row that starts at `from` of the piece whole when it is short, ends within the
+    // masks at hand, and its quotes are only those around quoted cells and doubled quotes inside
+    // them (each quote opens a cell, closes one right before its end, or is one of a pair inside);
+    // sets `to` to its line ending. False otherwise, with nothing done. One row at a time by the
+    // plain loop: the path beside WholeRows that the vector packing's test switch takes.
     [[gnu::always_inline]] inline bool wholeRow(size_t from, size_t& to) {
         constexpr size_t kMostBlocks = 5; // a row of up to 256 bytes
         size_t k = from / 64 - events.first;

@@ -42,7 +42,8 @@ struct Window {
     bool invalid = false; // block first + count can't be read by parity
     std::uint64_t events[kBlocks];
     std::uint64_t rowEnds[kBlocks];
-    std::uint64_t quotes[kBlocks]; // quotes that count (none where quotes aren't honoured)
+    std::uint64_t quotes[kBlocks];         // quotes that count (none where quotes aren't honoured)
+    std::uint64_t lineFeedsTaken[kBlocks]; // LFs right behind a CR that ends a row: part of its ending
 
     // Carried into block first + count.
     std::uint64_t insideCarry = 0;               // all ones while inside quotes
@@ -113,6 +114,7 @@ template <class Masks, class Parity>
         w.events[w.count] = cellEnds | rowEnds;
         w.rowEnds[w.count] = rowEnds;
         w.quotes[w.count] = quotes;
+        w.lineFeedsTaken[w.count] = consumedLf;
         ++w.count;
         insideCarry = static_cast<std::uint64_t>(static_cast<std::int64_t>(inside) >> 63);
         startCarry = startsBehind >> 63;

@@ -91,90 +91,12 @@ __attribute__((target("avx512f,avx512bw"))) void fillShortAvx512(char* offsets, 
     }
 }
 
-// Rows read straight from the text: a compress of each 64-byte block under the mask of the bytes
-// the row keeps leaves its cells back to back, and the same compress of a rank of the kept bytes
-// (how many lie in front of each byte) under the mask of the cells' ends gives the ends. Offsets
-// of one byte only.
+// Whole rows of a load are packed straight from the text by compresses of its bytes under masks
+// (WholeRows), which needs AVX-512 VBMI2 and BITALG.
 bool hasVectorCompress() {
     static const bool has = ByteScan::hasAvx512() && __builtin_cpu_supports("avx512vbmi2") &&
                             __builtin_cpu_supports("avx512bitalg");
     return has;
-}
-
-// The row's block, its short header (the cell count at `countShift`, the field count at
-// `fieldsShift`, `inArena` for an arena block, offsets of one byte) set; null when its bytes take
-// more. A row of at most five blocks has too few cells for a long header.
-__attribute__((target("avx512f,avx512bw,avx512vbmi2,avx512bitalg,bmi,bmi2,popcnt,lzcnt"))) char*
-packMasksAvx512(const char* text, const std::uint64_t* ends, const std::uint64_t* kept, std::size_t blocks,
-                RowArena* arena, std::uint32_t inArena, unsigned countShift, unsigned fieldsShift) {
-    // The field count, the bytes, and the cells stored: up to the last non-empty one.
-    std::size_t fields = 0;
-    std::size_t total = 0;
-    std::size_t count = 0;
-    for (std::size_t w = 0; w < blocks; ++w) {
-        if (kept[w]) {
-            // Every end up to the first one behind the last kept byte so far.
-            const std::uint64_t upToLast = ~std::uint64_t(0) >> _lzcnt_u64(kept[w]);
-            count = fields + static_cast<std::size_t>(_mm_popcnt_u64(ends[w] & upToLast)) + 1;
-        }
-        fields += static_cast<std::size_t>(_mm_popcnt_u64(ends[w]));
-        total += static_cast<std::size_t>(_mm_popcnt_u64(kept[w]));
-    }
-    if (total > 0xFF)
-        return nullptr;
-    const std::size_t size = sizeof(std::uint32_t) + count + total;
-    char* block = arena ? arena->allocate(size) : nullptr;
-    std::uint32_t header =
-        static_cast<std::uint32_t>(count) << countShift | static_cast<std::uint32_t>(fields) << fieldsShift;
-    if (block) {
-        header |= inArena;
-    } else {
-        block = static_cast<char*>(std::malloc(size));
-        if (!block)
-            throw std::bad_alloc();
-    }
-    std::memcpy(block, &header, sizeof header);
-    char* const offsets = block + sizeof header;
-    char* const data = offsets + count;
-    // Byte j of a block takes byte j / 8 of a mask spread over the block, and the bits below j
-    // of that byte.
-    const __m512i byteOfBit =
-        _mm512_set_epi64(0x0707070707070707, 0x0606060606060606, 0x0505050505050505, 0x0404040404040404,
-                         0x0303030303030303, 0x0202020202020202, 0x0101010101010101, 0);
-    const __m512i bitsBelow = _mm512_set1_epi64(0x7F3F1F0F07030100);
-    std::size_t cells = 0;
-    std::size_t keptBefore = 0;
-    for (std::size_t w = 0; w < blocks && cells < count; ++w) {
-        const std::uint64_t k = kept[w];
-        // Kept bytes in front of each byte: those of the mask's whole bytes below (a prefix sum of
-        // their bit counts, by a multiplication), and those of its own byte below it.
-        std::uint64_t perByte = k - ((k >> 1) & 0x5555555555555555);
-        perByte = (perByte & 0x3333333333333333) + ((perByte >> 2) & 0x3333333333333333);
-        perByte = (perByte + (perByte >> 4)) & 0x0F0F0F0F0F0F0F0F;
-        const std::uint64_t wholeBytes = perByte * 0x0101010101010100;
-        const __m512i own = _mm512_and_si512(
-            _mm512_shuffle_epi8(_mm512_set1_epi64(static_cast<long long>(k)), byteOfBit), bitsBelow);
-        const __m512i rank = _mm512_add_epi8(
-            _mm512_shuffle_epi8(_mm512_set1_epi64(static_cast<long long>(wholeBytes)), byteOfBit),
-            _mm512_popcnt_epi8(own));
-        const std::uint64_t e = ends[w];
-        const std::size_t n =
-            std::min<std::size_t>(static_cast<std::size_t>(_mm_popcnt_u64(e)), count - cells);
-        _mm512_mask_storeu_epi8(offsets + cells, _bzhi_u64(~std::uint64_t(0), static_cast<unsigned>(n)),
-                                _mm512_add_epi8(_mm512_maskz_compress_epi8(e, rank),
-                                                _mm512_set1_epi8(static_cast<char>(keptBefore))));
-        cells += n;
-        keptBefore += static_cast<std::size_t>(_mm_popcnt_u64(k));
-    }
-    std::size_t written = 0;
-    for (std::size_t w = 0; w < blocks; ++w) {
-        const std::uint64_t k = kept[w];
-        const std::size_t n = static_cast<std::size_t>(_mm_popcnt_u64(k));
-        _mm512_mask_storeu_epi8(data + written, _bzhi_u64(~std::uint64_t(0), static_cast<unsigned>(n)),
-                                _mm512_maskz_compress_epi8(k, _mm512_maskz_loadu_epi8(k, text + 64 * w)));
-        written += n;
-    }
-    return block;
 }
 #endif
 
@@ -194,6 +116,10 @@ void PackedRow::setVectorPackingForTesting(bool on) {
 #else
     s_vectorPacking = on && false;
 #endif
+}
+
+bool PackedRow::vectorPackingOn() {
+    return s_vectorPacking.load(std::memory_order_relaxed);
 }
 
 void PackedRow::fillShort(char* offsets, const char* bytes, const std::uint64_t* ends, std::size_t count,
@@ -221,8 +147,8 @@ bool PackedRow::masksPackedInVectors() {
 #endif
 }
 
-PackedRow PackedRow::fromMasksPlain(const char* text, const std::uint64_t* ends, const std::uint64_t* kept,
-                                    std::size_t blocks, RowArena* arena) {
+PackedRow PackedRow::fromMasks(const char* text, const std::uint64_t* ends, const std::uint64_t* kept,
+                               std::size_t blocks, RowArena* arena) {
     std::vector<std::uint64_t> cellEnds;
     std::vector<char> bytes;
     for (std::size_t i = 0; i < 64 * blocks; ++i) {
@@ -236,21 +162,6 @@ PackedRow PackedRow::fromMasksPlain(const char* text, const std::uint64_t* ends,
     while (count > 0 && cellEnds[count - 1] == (count > 1 ? cellEnds[count - 2] : 0))
         --count; // empty cells at the end aren't stored
     return fromRead(bytes.data(), cellEnds.data(), count, fields, arena);
-}
-
-PackedRow PackedRow::fromMasks(const char* text, const std::uint64_t* ends, const std::uint64_t* kept,
-                               std::size_t blocks, RowArena* arena) {
-#if defined(ORVANE_BYTESCAN_X86)
-    static_assert(5 * 64 + 1 <= kShortMost);
-    if (blocks <= 5 && s_vectorPacking.load(std::memory_order_relaxed) && hasVectorCompress()) {
-        PackedRow row;
-        row.block =
-            packMasksAvx512(text, ends, kept, blocks, arena, kInArena, kShortCountShift, kShortFieldsShift);
-        if (row.block)
-            return row;
-    }
-#endif
-    return fromMasksPlain(text, ends, kept, blocks, arena);
 }
 
 char* PackedRow::allocate(std::size_t count, std::uint64_t total, RowArena* arena, std::size_t fields) {

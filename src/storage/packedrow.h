@@ -54,17 +54,19 @@ public:
     // cells, the last of them the row, and those marked in `kept` are its cells' bytes; every
     // other byte (a quote around a cell, the first of a doubled quote, the text around the row)
     // is left out. Kept bytes lie in front of the last end. The same row as fromRead() makes of
-    // those cells, in a few vector moves where the processor can compress bytes under a mask.
+    // those cells. A load packs such rows many at a time where it can (WholeRows); this is the
+    // plain way, byte by byte.
     static PackedRow fromMasks(const char* text, const std::uint64_t* ends, const std::uint64_t* kept,
                                std::size_t blocks, RowArena* arena = nullptr);
-    // True when fromMasks() packs a short row in vector moves here (test switch aside).
+    // True when this processor can pack whole rows of a load in vector moves (WholeRows), test
+    // switch aside.
     static bool masksPackedInVectors();
     // The number of fields the row's line had when it was read; 0 for a row built or changed
     // since, and for one read with more fields than the count can hold.
     int fieldsAsRead() const { return block ? static_cast<int>(fieldsOf(word())) : 0; }
     static PackedRow fromCells(const std::vector<std::string_view>& cells);
-    // Test seam: false packs short rows with the plain loop even where the processor has the
-    // vector instructions for it.
+    // Test seam: false packs short rows, and a load's whole rows, with the plain loops even where
+    // the processor has the vector instructions for them.
     static void setVectorPackingForTesting(bool on);
 
     int size() const { return block ? static_cast<int>(count()) : 0; }
@@ -132,6 +134,11 @@ public:
     }
 
 private:
+    friend class WholeRows; // packs load rows into blocks of its own, with a short header
+
+    // The test switch's state (setVectorPackingForTesting).
+    static bool vectorPackingOn();
+
     // The header's first word: bits 0-1 the offsets' width, bit 2 set for an arena block, bit 3
     // for a long header. A short header (that word alone) holds the cell count in bits 4-17 and
     // the fields as read in bits 18-31. A long one holds the fields in bits 8-31 and the count in
@@ -258,8 +265,6 @@ private:
     // Writes the offsets (of `offsetSize` bytes, 1 or 2) and the bytes of a short row's block.
     static void fillShort(char* offsets, const char* bytes, const std::uint64_t* ends, std::size_t count,
                           std::size_t total, std::size_t offsetSize);
-    static PackedRow fromMasksPlain(const char* text, const std::uint64_t* ends, const std::uint64_t* kept,
-                                    std::size_t blocks, RowArena* arena);
     static PackedRow fromPartsOutOfLine(const char* bytes, const std::uint64_t* ends, std::size_t count,
                                         std::size_t fields, RowArena* arena);
     static void release(char* block);

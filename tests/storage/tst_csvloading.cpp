@@ -709,13 +709,17 @@ private slots:
                 EditableDataContainer::setPieceSizeForTesting(piece);
                 const bool split = piece % 5 == 3;
                 EditableDataContainer::setSplitLoadForTesting(split ? rng.bounded(30, 400) : 0);
+                // Many rows at a time, or one at a time by the plain loop.
+                const bool vector = piece % 2 == 0;
+                PackedRow::setVectorPackingForTesting(vector);
                 auto whole = load(text, ',', RFC_4180, UTF_8);
                 QString why;
                 QVERIFY2(sameTables(*whole, *machine, &why),
-                         qPrintable(QStringLiteral("round %1, piece %2, split %3: %4 in %5")
+                         qPrintable(QStringLiteral("round %1, piece %2, split %3, vector %4: %5 in %6")
                                         .arg(round)
                                         .arg(piece)
                                         .arg(split)
+                                        .arg(vector)
                                         .arg(why, describe(text))));
                 QCOMPARE(whole->numCols(), machine->numCols());
                 const QString saved = dir.filePath(QStringLiteral("whole.csv"));
@@ -724,6 +728,47 @@ private slots:
                          qPrintable(QStringLiteral("saved, round %1, piece %2").arg(round).arg(piece)));
             }
             EditableDataContainer::setSplitLoadForTesting(0);
+        }
+    }
+
+    // Rows packed many at a time meet the edges of the 64-byte blocks and of the scan's windows
+    // of 4 KiB at every offset: a quote that closes a cell as a block's last byte (its end the
+    // next block's first), doubled quotes across an edge, a CR with its LF in the next block,
+    // rows of more than 64 cells and of more than 128 bytes, and rows that run past a window.
+    // Against the state machine and against rows packed one at a time by the plain loop; the
+    // saved files keep each row's field count as read.
+    void wholeRowsAtBlockEdges() {
+        const QByteArrayList rows{"\"ab\",\"c\"\"d\",e\r\n",
+                                  "x,\"q\"\n",
+                                  "\"\",,\r\n",
+                                  "\"\"\"\",\"a,b\",\"\"\"x\"\n",
+                                  QByteArray("a,").repeated(70) + "z\n",
+                                  "\"" + QByteArray(140, 'l') + "\",s\n",
+                                  ",,,\n",
+                                  "\n",
+                                  "\"a\"b,c\n"};
+        QByteArray body;
+        for (int i = 0; body.size() < 9000; ++i)
+            body += rows[(i * 7) % rows.size()];
+        for (int shift = 0; shift <= 130; ++shift) {
+            const QByteArray text = QByteArray(shift, 'p') + "\n" + body;
+            EditableDataContainer::setInstructionSetForTesting(1);
+            auto machine = load(text, ',', RFC_4180, UTF_8);
+            const QString machineSaved = dir.filePath(QStringLiteral("edges-machine.csv"));
+            QVERIFY(machine->saveCSV(machineSaved, false, false, {}, {}));
+            EditableDataContainer::setInstructionSetForTesting(0);
+            for (const bool vector : {true, false}) {
+                PackedRow::setVectorPackingForTesting(vector);
+                auto whole = load(text, ',', RFC_4180, UTF_8);
+                QString why;
+                QVERIFY2(
+                    sameTables(*whole, *machine, &why),
+                    qPrintable(QStringLiteral("shift %1, vector %2: %3").arg(shift).arg(vector).arg(why)));
+                const QString saved = dir.filePath(QStringLiteral("edges-whole.csv"));
+                QVERIFY(whole->saveCSV(saved, false, false, {}, {}));
+                QVERIFY2(contentsOf(saved) == contentsOf(machineSaved),
+                         qPrintable(QStringLiteral("saved, shift %1, vector %2").arg(shift).arg(vector)));
+            }
         }
     }
 
@@ -1056,6 +1101,15 @@ private slots:
             QVERIFY2(sameTables(*split, *whole, &why),
                      qPrintable(QStringLiteral("parts of %1: %2").arg(QLatin1String(size), why)));
             QCOMPARE(taken, std::min<qint64>(input.size() / partSize, 64) - 1);
+            // With the middle third of the parts cut in quarters, as a large file's are.
+            EditableDataContainer::setSplitLoadForTesting(partSize, true, true);
+            const qint64 finerBefore = EditableDataContainer::splitPartsTakenForTesting();
+            auto finer = load(input, ',', ParsingStandard(standard), enc);
+            QVERIFY2(sameTables(*finer, *whole, &why),
+                     qPrintable(QStringLiteral("finer parts of %1: %2").arg(QLatin1String(size), why)));
+            const qint64 count = std::min<qint64>(input.size() / partSize, 64);
+            QCOMPARE(EditableDataContainer::splitPartsTakenForTesting() - finerBefore,
+                     count - 1 + 3 * std::max<qint64>(count / 3, 2));
             // With the loader reading the parts that no helper has taken yet.
             EditableDataContainer::setSplitLoadForTesting(partSize, false);
             auto shared = load(input, ',', ParsingStandard(standard), enc);

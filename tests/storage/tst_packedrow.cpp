@@ -90,19 +90,15 @@ private slots:
 
     // Rows packed straight from a text's masks: random end and kept masks over one to six
     // blocks, whose kept bytes sum to either side of the one-byte offset limit, against the cells
-    // the masks describe; vector and plain, in an arena (checked once all are packed) and alone.
+    // the masks describe; in an arena (checked once all are packed) and alone.
     void packsFromMasks_data() {
-        QTest::addColumn<bool>("vector");
         QTest::addColumn<bool>("inArena");
-        QTest::newRow("plain, arena") << false << true;
-        QTest::newRow("vector, arena") << true << true;
-        QTest::newRow("vector, heap") << true << false;
+        QTest::newRow("arena") << true;
+        QTest::newRow("heap") << false;
     }
 
     void packsFromMasks() {
-        QFETCH(bool, vector);
         QFETCH(bool, inArena);
-        PackedRow::setVectorPackingForTesting(vector);
         QRandomGenerator rng(77);
         RowArena arena;
         struct Expected {

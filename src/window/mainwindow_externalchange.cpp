@@ -55,16 +55,15 @@ void MainWindow::processExternalFileChange(const QString& path, int token) {
         QTimer::singleShot(s_externalChangeDelayMs, this,
                            [this, path, token] { processExternalFileChange(path, token); });
     };
-    // Not now: while the program writes or reads the file, while work on the table runs, while
-    // a question is open (its answer may be about this very table), and while a cell is being
-    // typed (it ends in an edit of the table as it is now).
-    if (saveInProgress || reloadingFilepaths.contains(path) || isWorking() ||
+    // Not now: while the program writes or reads the file (a load that read some of it before
+    // the change is checked once it ends), while work on the table runs, while a question is
+    // open (its answer may be about this very table), and while a cell is being typed (it ends
+    // in an edit of the table as it is now).
+    if (saveInProgress || reloadingFilepaths.contains(path) || view->isLoading() || isWorking() ||
         QApplication::activeModalWidget() || view->isEditing()) {
         later();
         return;
     }
-    if (view->isLoading())
-        return; // the load records the file as it reads it
     const auto cooldown = internalChangeCooldowns.find(path);
     if (cooldown != internalChangeCooldowns.end() && QDateTime::currentDateTimeUtc() < cooldown->second) {
         later();

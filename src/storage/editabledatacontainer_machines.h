@@ -629,6 +629,18 @@ struct EditableDataContainer::ByteMachine {
                 }
                 if (!nextRowHere())
                     return start;
+                // After rows that went whole: true when the walk stops at `start`, the next row's
+                // start (the piece's end, a cancel, a progress report due), with the state set.
+                const auto stopsAtRowStart = [&](bool crLast) {
+                    if (start != end && !c.loadCanceled.load(std::memory_order_relaxed) &&
+                        !(c.fileSize >= kProgressThreshold &&
+                          piecePosition + (start - base) > c.nextProgressMark))
+                        return false;
+                    state = ParseState::RowStart;
+                    skipLineFeed = crLast;
+                    sink.rowOpen = false;
+                    return true;
+                };
                 // Rows that go whole (see wholeRow), one after the other, as long as they come.
                 size_t rowEnd = 0;
                 if (manyAtOnce) {
@@ -640,14 +652,8 @@ struct EditableDataContainer::ByteMachine {
                         start = base + next;
                         // A CR as the piece's last byte leaves the LF to the next piece.
                         const bool crLast = base[rowEnd] == KeyChars::CR && base + rowEnd + 1 == end;
-                        if (start == end || c.loadCanceled.load(std::memory_order_relaxed) ||
-                            (c.fileSize >= kProgressThreshold &&
-                             piecePosition + (start - base) > c.nextProgressMark)) {
-                            state = ParseState::RowStart;
-                            skipLineFeed = crLast;
-                            sink.rowOpen = false;
+                        if (stopsAtRowStart(crLast))
                             return start;
-                        }
                         ++row;
                         measureRoom(start);
                     }
@@ -660,14 +666,8 @@ struct EditableDataContainer::ByteMachine {
                         const bool crLast = base[rowEnd] == KeyChars::CR && base + rowEnd + 1 == end;
                         if (base[rowEnd] == KeyChars::CR && start != end && *start == KeyChars::LF)
                             ++start;
-                        if (start == end || c.loadCanceled.load(std::memory_order_relaxed) ||
-                            (c.fileSize >= kProgressThreshold &&
-                             piecePosition + (start - base) > c.nextProgressMark)) {
-                            state = ParseState::RowStart;
-                            skipLineFeed = crLast;
-                            sink.rowOpen = false;
+                        if (stopsAtRowStart(crLast))
                             return start;
-                        }
                         ++row;
                         if (!wholeRow(static_cast<size_t>(start - base), rowEnd))
                             break;

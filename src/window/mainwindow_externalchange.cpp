@@ -83,28 +83,19 @@ void MainWindow::processExternalFileChange(const QString& path, int token) {
     if (!hasWatchedFileStateChanged(path))
         return;
 
-    const RefreshBehavior behavior = settings.getValueRefreshBehavior(RefreshBehaviorOption);
-    if (behavior == RefreshBehaviorAsk) {
-        const int answer = MsgBox::ask(this,
-                                       QStringLiteral("This file has been changed externally.\n\n") +
-                                           QStringLiteral("Would you like to reload it?"),
-                                       {{QStringLiteral("&Reload"), QMessageBox::AcceptRole},
-                                        {QStringLiteral("Do&n't Reload"), QMessageBox::AcceptRole}},
-                                       0);
-        if (answer != 0) {
-            recordWatchedFileState(path);
-            return;
-        }
-    } else if (view->isModified() && !view->getSaveAfterEachEdit()) {
-        const int answer = MsgBox::ask(
-            this,
-            QStringLiteral("This file has been changed externally, ") +
-                QStringLiteral("but you have unsaved changes.\n\n") +
-                QStringLiteral("Would you like to reload the file or ignore the external changes?"),
-            {{QStringLiteral("&Reload"), QMessageBox::AcceptRole},
-             {QStringLiteral("&Ignore"), QMessageBox::AcceptRole}},
-            0);
-        if (answer != 0) {
+    // Asked always with that setting, and with the refresh setting over unsaved changes: the
+    // second answer keeps the table and takes the file's new state as seen.
+    const bool ask = settings.getValueRefreshBehavior(RefreshBehaviorOption) == RefreshBehaviorAsk;
+    if (ask || (view->isModified() && !view->getSaveAfterEachEdit())) {
+        const QString text =
+            ask ? QStringLiteral("This file has been changed externally.\n\nWould you like to reload it?")
+                : QStringLiteral("This file has been changed externally, but you have unsaved changes.\n\n"
+                                 "Would you like to reload the file or ignore the external changes?");
+        const QString keep = ask ? QStringLiteral("Do&n't Reload") : QStringLiteral("&Ignore");
+        if (MsgBox::ask(
+                this, text,
+                {{QStringLiteral("&Reload"), QMessageBox::AcceptRole}, {keep, QMessageBox::AcceptRole}},
+                0) != 0) {
             recordWatchedFileState(path);
             return;
         }

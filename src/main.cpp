@@ -1,5 +1,6 @@
 #include "app/application.h"
 #include "app/paintclock.h"
+#include "app/terminationsignalwatcher.h"
 
 #include <QDir>
 
@@ -10,8 +11,12 @@ int main(int argc, char* argv[]) {
     qputenv("QT_AUTO_SCREEN_SCALE_FACTOR", "1");
     QGuiApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
 
+    // A termination request during the start waits for the watcher the first process makes;
+    // every thread started before it inherits the hold, so the request comes to that watcher.
+    TerminationSignalWatcher::holdUntilWatched();
     Application app(argc, argv, true, Application::User, 1000);
     if (app.isSecondary()) {
+        TerminationSignalWatcher::letThrough();
         // The first process opens our arguments; the wire text is the working directory, then
         // the arguments, all separated by "<".
         // A first process still starting up answers once its event loop runs: wait for it, so

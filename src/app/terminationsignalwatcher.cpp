@@ -1,9 +1,11 @@
 #include "app/terminationsignalwatcher.h"
 
+#include <QScopeGuard>
 #include <QSocketNotifier>
 
 #include <array>
 #include <csignal>
+#include <pthread.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -19,9 +21,27 @@ extern "C" void onTerminationSignal(int signalNumber) {
     [[maybe_unused]] const ssize_t written = ::write(signalSockets[0], &byte, 1);
 }
 
+void setHeld(bool held) {
+    sigset_t set;
+    sigemptyset(&set);
+    for (const int signalNumber : kWatchedSignals)
+        sigaddset(&set, signalNumber);
+    pthread_sigmask(held ? SIG_BLOCK : SIG_UNBLOCK, &set, nullptr);
+}
+
 } // namespace
 
+void TerminationSignalWatcher::holdUntilWatched() {
+    setHeld(true);
+}
+
+void TerminationSignalWatcher::letThrough() {
+    setHeld(false);
+}
+
 TerminationSignalWatcher::TerminationSignalWatcher(QObject* parent) : QObject(parent) {
+    // A signal held back so far comes now, to the handler when it could be set up.
+    const auto release = qScopeGuard([] { letThrough(); });
     if (signalSockets[0] != -1 || ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, signalSockets) != 0)
         return;
     notifier = new QSocketNotifier(signalSockets[1], QSocketNotifier::Read, this);

@@ -18,6 +18,13 @@ public:
     // False when the handlers could not be set up; the default actions then stay in force.
     bool isActive() const { return notifier != nullptr; }
 
+    // Holds the signals back from the start of the process until a watcher takes them (its
+    // constructor lets them through), so that one arriving while the program starts is a
+    // request it answers rather than the default action's end. `letThrough` is for a process
+    // that makes no watcher.
+    static void holdUntilWatched();
+    static void letThrough();
+
 signals:
     void terminationRequested(int signalNumber);
 

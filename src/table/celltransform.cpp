@@ -29,9 +29,10 @@ QString textAt(const TableModel& model, int row, int col) {
 
 } // namespace
 
-// The selected cells within the data, row-major. A single block, row or column is walked
-// directly: the general expansion builds one Range per cell, which a million cells can't afford.
-std::vector<std::pair<int, int>> selectionIndexes(const TableModel& model) {
+// A single block, row or column is walked from its corners: the general expansion builds one
+// Range per cell, which a million cells can't afford.
+CellWalk selectionWalk(const TableModel& model) {
+    CellWalk walk;
     const RangeVector& selection = model.getSelection();
     if (selection.size() == 1) {
         const Range& r = selection.front();
@@ -41,18 +42,32 @@ std::vector<std::pair<int, int>> selectionIndexes(const TableModel& model) {
                 std::min(r.type == RangeType::Row ? r.row : r.endRow, model.rowCountModel() - 1);
             const int lastCol =
                 std::min(r.type == RangeType::Col ? r.col : r.endCol, model.columnCountModel() - 1);
-            std::vector<std::pair<int, int>> out;
-            if (lastRow < r.row || lastCol < r.col)
-                return out;
-            out.reserve(std::size_t(lastRow - r.row + 1) * std::size_t(lastCol - r.col + 1));
-            for (int row = r.row; row <= lastRow; ++row) {
-                for (int col = r.col; col <= lastCol; ++col)
-                    out.emplace_back(row, col);
-            }
-            return out;
+            walk.block = true;
+            walk.top = r.row;
+            walk.left = r.col;
+            walk.height = std::max(0, lastRow - r.row + 1);
+            walk.width = std::max(0, lastCol - r.col + 1);
+            if (walk.height == 0 || walk.width == 0)
+                walk.height = walk.width = 0;
+            return walk;
         }
     }
-    return model.getSelectionIndexes();
+    walk.list = model.getSelectionIndexes();
+    return walk;
+}
+
+// The selected cells within the data, row-major.
+std::vector<std::pair<int, int>> selectionIndexes(const TableModel& model) {
+    CellWalk walk = selectionWalk(model);
+    if (!walk.block)
+        return std::move(walk.list);
+    std::vector<std::pair<int, int>> out;
+    out.reserve(walk.size());
+    for (int row = walk.top; row < walk.top + walk.height; ++row) {
+        for (int col = walk.left; col < walk.left + walk.width; ++col)
+            out.emplace_back(row, col);
+    }
+    return out;
 }
 
 std::vector<CellText> selectedCells(const TableModel& model, bool byCols) {
@@ -243,25 +258,32 @@ TableUndoCommand* mapCommand(TableModel& model, const std::function<QString(cons
         model, [&fn](const QString& text, std::size_t) { return fn(text); }, true, false);
 }
 
-bool computeTextChange(const TableData& data, const std::vector<std::pair<int, int>>& indexes, bool skipEmpty,
-                       const CellFunction& fn, TextChange& out, TableModelWorker* worker) {
+bool computeTextChange(const TableData& data, const CellWalk& cells, bool skipEmpty, const CellFunction& fn,
+                       TextChange& out, TableModelWorker* worker) {
     out = TextChange();
-    if (indexes.empty())
+    const std::size_t n = cells.size();
+    if (n == 0)
         return true;
-    int top = indexes.front().first, bottom = top, left = indexes.front().second, right = left;
-    for (const auto& [row, col] : indexes) {
-        top = std::min(top, row);
-        bottom = std::max(bottom, row);
-        left = std::min(left, col);
-        right = std::max(right, col);
+    if (cells.block) {
+        out.block = true;
+        out.top = cells.top;
+        out.left = cells.left;
+        out.width = cells.width;
+    } else {
+        int top = cells.list.front().first, bottom = top, left = cells.list.front().second, right = left;
+        for (const auto& [row, col] : cells.list) {
+            top = std::min(top, row);
+            bottom = std::max(bottom, row);
+            left = std::min(left, col);
+            right = std::max(right, col);
+        }
+        // A full rectangle keeps every cell (its positions follow from the block); anything
+        // else keeps only the cells that change, with their positions.
+        out.block = qint64(bottom - top + 1) * (right - left + 1) == qint64(n);
+        out.top = top;
+        out.left = left;
+        out.width = right - left + 1;
     }
-    // A full rectangle keeps every cell (its positions follow from the block); anything else
-    // keeps only the cells that change, with their positions.
-    out.block = qint64(bottom - top + 1) * (right - left + 1) == qint64(indexes.size());
-    out.top = top;
-    out.left = left;
-    out.width = right - left + 1;
-    const std::size_t n = indexes.size();
     if (out.block) {
         out.oldTexts.reserve(n, qsizetype(n) * 8);
         out.newTexts.reserve(n, qsizetype(n) * 8);
@@ -269,7 +291,7 @@ bool computeTextChange(const TableData& data, const std::vector<std::pair<int, i
     for (std::size_t i = 0; i < n; ++i) {
         if ((i & 0xFFF) == 0 && worker && !worker->reportProgress(qint64(i), qint64(n)))
             return false;
-        const auto& [row, col] = indexes[i];
+        const auto [row, col] = cells.at(i);
         const QString text = data.getValueModel(row, col).toString();
         keepWrite(out, text, skipEmpty && text.isEmpty() ? text : fn(text, i), row, col);
     }
@@ -288,12 +310,12 @@ TableUndoCommand* commandOf(TableModel& model, TextChange change) {
 
 TableUndoCommand* mapCommand(TableModel& model, const CellFunction& fn, bool skipEmpty, bool useThread) {
     // The selection is read here: the worker touches nothing but the table's cells.
-    const std::vector<std::pair<int, int>> indexes = selectionIndexes(model);
+    const CellWalk cells = selectionWalk(model);
     TextChange change;
     const TableData& data = model.getTableData();
     const bool finished = model.readCellsOnWorker(
         [&](TableModelWorker& worker) {
-            return computeTextChange(data, indexes, skipEmpty, fn, change, &worker);
+            return computeTextChange(data, cells, skipEmpty, fn, change, &worker);
         },
         useThread);
     return finished ? commandOf(model, std::move(change)) : nullptr;

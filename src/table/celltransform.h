@@ -27,6 +27,25 @@ struct CellText {
 // The selected cells within the data, row by row, as (row, col).
 std::vector<std::pair<int, int>> selectionIndexes(const TableModel& model);
 
+// The same cells as a walk: a plain block by its corners, so that the cells of a whole large
+// table need no list of positions, anything else as the list.
+struct CellWalk {
+    bool block = false;
+    int top = 0;
+    int left = 0;
+    int height = 0;
+    int width = 0;
+    std::vector<std::pair<int, int>> list; // without `block`
+
+    std::size_t size() const { return block ? std::size_t(height) * std::size_t(width) : list.size(); }
+    std::pair<int, int> at(std::size_t i) const {
+        if (!block)
+            return list[i];
+        return {top + int(i / std::size_t(width)), left + int(i % std::size_t(width))};
+    }
+};
+CellWalk selectionWalk(const TableModel& model);
+
 // The selected cells within the data with their texts: row by row (left to right), or column
 // by column (top to bottom) with `byCols`.
 std::vector<CellText> selectedCells(const TableModel& model, bool byCols = false);
@@ -57,11 +76,11 @@ struct TextChange {
     bool changed = false;
 };
 
-// `fn` over the cells at `indexes` (row by row), reading nothing but `data`, so that it can run
+// `fn` over the cells of `cells` (row by row), reading nothing but `data`, so that it can run
 // on the model's worker while the window waits; progress and cancel through `worker` when given
 // (false when canceled). Empty cells are passed over with `skipEmpty`.
-bool computeTextChange(const TableData& data, const std::vector<std::pair<int, int>>& indexes, bool skipEmpty,
-                       const CellFunction& fn, TextChange& out, TableModelWorker* worker);
+bool computeTextChange(const TableData& data, const CellWalk& cells, bool skipEmpty, const CellFunction& fn,
+                       TextChange& out, TableModelWorker* worker);
 // The command of a change; null when nothing changes.
 TableUndoCommand* commandOf(TableModel& model, TextChange change);
 // `fn` over the selected cells: computed on the model's worker with `useThread`, the command made

@@ -19,47 +19,113 @@ CellTexts textsOf(const std::vector<QString>& texts, std::size_t count) {
 
 } // namespace
 
-void CellTexts::reserve(std::size_t count, qsizetype bytesHint) {
-    ends.reserve(count);
-    bytes.reserve(bytesHint);
+namespace {
+quint64 s_narrowLimit = 0xFFFFFFFFu;
+} // namespace
+
+void CellTexts::setNarrowLimitForTesting(quint64 limit) {
+    s_narrowLimit = limit == 0 ? 0xFFFFFFFFu : limit;
+}
+
+void CellTexts::reserve(std::size_t count, qsizetype hint) {
+    // Taken up once the texts differ: a block of equal texts needs neither.
+    countHint = count;
+    bytesHint = hint;
+}
+
+void CellTexts::spellOut() {
+    repeated = false;
+    const std::size_t n = repeats;
+    const QByteArray one = bytes;
+    bytes.clear();
+    bytes.reserve(std::max(bytesHint, qsizetype(n) * one.size()));
+    ends.reserve(std::max(countHint, n));
+    for (std::size_t i = 0; i < n; ++i) {
+        if (quint64(bytes.size()) + quint64(one.size()) > s_narrowLimit && !wide)
+            widen();
+        bytes += one;
+        if (wide)
+            wideEnds.push_back(quint64(bytes.size()));
+        else
+            ends.push_back(quint32(bytes.size()));
+    }
+    first.clear();
+}
+
+void CellTexts::widen() {
+    wide = true;
+    wideEnds.reserve(std::max(countHint, ends.size() + 1));
+    wideEnds.assign(ends.begin(), ends.end());
+    std::vector<quint32>().swap(ends);
 }
 
 void CellTexts::append(QStringView text) {
+    if (repeated) {
+        if (repeats == 0) {
+            first = text.toString();
+            bytes = first.toUtf8();
+            repeats = 1;
+            return;
+        }
+        if (text == first) {
+            ++repeats;
+            return;
+        }
+        spellOut();
+    }
     // ASCII, the usual case, byte for byte; anything else through the codec.
     const qsizetype from = bytes.size();
+    if (!wide && quint64(from) + quint64(text.size()) * 3 > s_narrowLimit)
+        widen();
     if (bytes.capacity() < from + text.size())
         bytes.reserve(std::max(2 * bytes.capacity(), from + text.size() + 64));
     bytes.resize(from + text.size());
     char* out = bytes.data() + from;
+    bool ascii = true;
     for (const QChar c : text) {
         if (c.unicode() >= 0x80) {
-            bytes.truncate(from);
-            bytes += text.toUtf8();
-            ends.push_back(quint32(bytes.size()));
-            return;
+            ascii = false;
+            break;
         }
         *out++ = char(c.unicode());
     }
-    ends.push_back(quint32(bytes.size()));
+    if (!ascii) {
+        bytes.truncate(from);
+        bytes += text.toUtf8();
+    }
+    if (wide)
+        wideEnds.push_back(quint64(bytes.size()));
+    else
+        ends.push_back(quint32(bytes.size()));
+}
+
+std::size_t CellTexts::begin(std::size_t i) const {
+    return i == 0 ? 0 : end(i - 1);
 }
 
 QString CellTexts::at(std::size_t i) const {
-    const quint32 from = i == 0 ? 0 : ends[i - 1];
-    return QString::fromUtf8(bytes.constData() + from, qsizetype(ends[i] - from));
+    if (repeated)
+        return first;
+    const std::size_t from = begin(i);
+    return QString::fromUtf8(bytes.constData() + from, qsizetype(end(i) - from));
 }
 
 std::string_view CellTexts::view(std::size_t i) const {
-    const quint32 from = i == 0 ? 0 : ends[i - 1];
-    return {bytes.constData() + from, std::size_t(ends[i] - from)};
+    if (repeated)
+        return {bytes.constData(), std::size_t(bytes.size())};
+    const std::size_t from = begin(i);
+    return {bytes.constData() + from, end(i) - from};
 }
 
 void CellTexts::squeeze() {
     bytes.squeeze();
     ends.shrink_to_fit();
+    wideEnds.shrink_to_fit();
 }
 
 qint64 CellTexts::memoryBytes() const {
-    return qint64(bytes.capacity()) + qint64(ends.capacity() * sizeof(quint32));
+    return qint64(bytes.capacity()) + qint64(ends.capacity() * sizeof(quint32)) +
+           qint64(wideEnds.capacity() * sizeof(quint64)) + qint64(first.capacity()) * 2;
 }
 
 SetCellTextsCommand::SetCellTextsCommand(TableModel* m, int blockTop, int blockLeft, int blockWidth,

@@ -11,7 +11,8 @@
 #include <vector>
 
 // Texts of many cells as UTF-8 in one byte string: a million cells would cost several times
-// their text as one value object each.
+// their text as one value object each. While every text is the same (a cleared or filled block),
+// only the text and the count are kept.
 class CellTexts {
 public:
     void reserve(std::size_t count, qsizetype bytesHint);
@@ -19,13 +20,29 @@ public:
     QString at(std::size_t i) const;
     // Text i as its UTF-8 bytes, good while this lives unchanged.
     std::string_view view(std::size_t i) const;
-    std::size_t size() const { return ends.size(); }
+    std::size_t size() const { return repeated ? repeats : wide ? wideEnds.size() : ends.size(); }
     void squeeze();
     qint64 memoryBytes() const;
 
+    // Tests reach the wide ends with small texts: past `bytes` bytes, ends take 64 bits.
+    static void setNarrowLimitForTesting(quint64 bytes);
+
 private:
+    void spellOut();
+    void widen();
+    std::size_t begin(std::size_t i) const;
+    std::size_t end(std::size_t i) const { return wide ? std::size_t(wideEnds[i]) : ends[i]; }
+
     QByteArray bytes;
-    std::vector<quint32> ends;
+    std::vector<quint32> ends;     // while the bytes stay within 32-bit offsets
+    std::vector<quint64> wideEnds; // past that
+    bool wide = false;
+    // Every text so far is `first`, `repeats` times, its bytes alone in `bytes`.
+    bool repeated = true;
+    std::size_t repeats = 0;
+    QString first;
+    std::size_t countHint = 0;
+    qsizetype bytesHint = 0;
 };
 
 // Writes new texts into cells, keeping the old and the new ones as CellTexts. The cells are a

@@ -84,6 +84,8 @@ std::vector<Operation> operations() {
         {"upper case", words,
          [](TableModel& m) { return mapped(m, [](const QString& t) { return t.toUpper(); }); }},
         {"title case", words, [](TableModel& m) { return mapped(m, &Utilities::convertToTitleCase); }},
+        // Delete on a large selection: every cell emptied, its undo writes every text back.
+        {"clear", words, [](TableModel& m) { return mapped(m, [](const QString&) { return QString(); }); }},
         {"ISO to Excel serial",
          [](QByteArray& out, DataRandom& r) {
              out += QByteArray::number(1990 + r.below(40)) + '-' + QByteArray::number(10 + r.below(3)) + '-' +

@@ -89,10 +89,17 @@ void EditableDataContainer::setValuesInRow(int row,
     auto& r = rows[static_cast<size_t>(row)];
     int width = r.size();
     if (cells.back().first < width) {
-        // Every cell is stored already: replaced where it lies.
+        // Every cell is stored already: replaced where it lies while each fits there; one that
+        // grows would take a new block, so then the row is built once for all of them (the undo
+        // of a cleared block writes every text back longer than it is).
+        bool fits = true;
         for (const auto& [col, value] : cells)
-            setStoredCell(r, col, value);
-        return;
+            fits = fits && value.size() <= r.cell(col).size();
+        if (fits || cells.size() == 1) {
+            for (const auto& [col, value] : cells)
+                setStoredCell(r, col, value);
+            return;
+        }
     }
     // The row grows: built once from the old cells and the new ones, instead of once a cell.
     r.views(scratchViews);

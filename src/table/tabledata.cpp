@@ -262,6 +262,7 @@ void TableData::setBlockModelUtf8(int top, int left, int numRows,
     const bool direct = encoding == UTF_8 && !transposed;
     std::vector<std::string_view> texts;
     std::vector<std::pair<int, std::string_view>> cells;
+    std::vector<int> columnsRaw; // of the block's columns, looked up once rather than once a row
     for (int i = 0; i < numRows; ++i) {
         texts.clear();
         rowTexts(i, texts);
@@ -269,8 +270,10 @@ void TableData::setBlockModelUtf8(int top, int left, int numRows,
         if (rawRow < 0)
             continue;
         cells.clear();
+        while (columnsRaw.size() < texts.size())
+            columnsRaw.push_back(getRawFromModelCol(left + int(columnsRaw.size())));
         for (std::size_t k = 0; k < texts.size(); ++k) {
-            const int rawCol = getRawFromModelCol(left + int(k));
+            const int rawCol = columnsRaw[k];
             int r = rawRow;
             int c = rawCol;
             if (transposed)

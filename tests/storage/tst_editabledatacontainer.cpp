@@ -112,6 +112,57 @@ private slots:
         QCOMPARE(dump(c), expected);
     }
 
+    // Several cells of a row written at once give the row that writing them one by one gives:
+    // all fitting where they lie, some growing (the row is built once), past the row's end, and
+    // texts taken from the row's own cells.
+    void setValuesInRowMatchesOneByOne_data() {
+        QTest::addColumn<QList<int>>("cols");
+        QTest::addColumn<QByteArrayList>("values"); // "@n": the row's own cell n
+        QTest::newRow("all fit") << QList<int>{0, 1, 3} << QByteArrayList{"a", "", "d"};
+        QTest::newRow("all grow") << QList<int>{0, 1, 2, 3, 4}
+                                  << QByteArrayList{"aaaaaaaa", "bbbbbbbbbb", "cc", "x", "eeeeeeee"};
+        QTest::newRow("some grow, some shrink")
+            << QList<int>{0, 2, 4} << QByteArrayList{"", "longer text", "e"};
+        QTest::newRow("grow and past the end") << QList<int>{1, 6} << QByteArrayList{"0123456789", "far"};
+        QTest::newRow("own cells, moved and grown")
+            << QList<int>{0, 1, 4} << QByteArrayList{"@1", "@4", "@0"};
+    }
+
+    void setValuesInRowMatchesOneByOne() {
+        QFETCH(QList<int>, cols);
+        QFETCH(QByteArrayList, values);
+        const QList<QByteArrayList> start = {{"aa", "bbbb", "c", "", "ddd"}, {"other", "row"}};
+        EditableDataContainer together;
+        EditableDataContainer single;
+        fill(together, start);
+        fill(single, start);
+        std::vector<QByteArray> resolved;
+        for (const QByteArray& value : values) {
+            if (value.startsWith('@')) {
+                const std::vector<char> own = single.getValue(0, value.mid(1).toInt());
+                resolved.emplace_back(own.data(), qsizetype(own.size()));
+            } else {
+                resolved.push_back(value);
+            }
+        }
+        std::vector<std::pair<int, std::string_view>> cells;
+        for (qsizetype i = 0; i < cols.size(); ++i) {
+            std::string_view text(resolved[std::size_t(i)].constData(),
+                                  std::size_t(resolved[std::size_t(i)].size()));
+            if (values[i].startsWith('@')) {
+                // A view into the row's own block, as a move within the row hands over.
+                QVERIFY(together.getValueView(0, values[i].mid(1).toInt(), text));
+            }
+            cells.emplace_back(cols[i], text);
+        }
+        together.setValuesInRow(0, cells);
+        for (qsizetype i = 0; i < cols.size(); ++i) {
+            const QByteArray& value = resolved[std::size_t(i)];
+            single.setValue(0, cols[i], std::vector<char>(value.begin(), value.end()));
+        }
+        QCOMPARE(dump(together), dump(single));
+    }
+
     // Each change of one cell leaves every other cell as it was, growing or shrinking the row.
     void setValueKeepsNeighbours() {
         EditableDataContainer c;

@@ -4,6 +4,7 @@
 
 #include "window/mainwindow.h"
 
+#include "preferences/preferencefiles.h"
 #include "table/tablemodel.h"
 #include "util/promptutilities.h"
 #include "view/tableview.h"
@@ -49,8 +50,15 @@ void MainWindow::raiseSettingPrompt(SettingType type, const QString& what,
     const QString range = minimum == 1   ? tr("A whole number from 1 up.")
                           : minimum == 0 ? tr("A whole number from 0 up.")
                                          : tr("A whole number; below 0 counts back.");
+    // A setting of the whole program is remembered in the settings file, as a switch is; one
+    // given for a table stays with that table.
+    const bool remembered = !view && setting->userEditable;
     raiseNumberPrompt(tr("%1:").arg(setting->name), tr("%1 %2 Now: <b>%L3</b>").arg(what, range).arg(now),
-                      QString(), minimum, INT_MAX, apply);
+                      QString(), minimum, INT_MAX, [this, apply, type, remembered](int value) {
+                          apply(value);
+                          if (remembered)
+                              PreferenceFiles::writeSettingToFile(settings, type);
+                      });
 }
 
 // --- Grid size -----------------------------------------------------------------------------

@@ -234,6 +234,29 @@ private slots:
         QCOMPARE(next->getSettings().getValueBool(ShowRowLabels), false);
     }
 
+    // A number setting of the whole program typed into its prompt is remembered too; one set for
+    // a table alone is not.
+    void numberSettingsAreRemembered() {
+        MsgBoxAnswers answers;
+        auto window = makeWindow();
+        window->openFile(table("numbers.csv", "a,b\n1,2\n"));
+        const auto answer = [&window](const QString& commandName, const QString& text) {
+            command(*window, commandName).action->trigger();
+            Launcher* launcher = window->getLauncher();
+            QVERIFY2(launcher, qPrintable(commandName));
+            launcher->getPromptEditor()->setText(text);
+            QTest::keyClick(launcher->getPromptEditor(), Qt::Key_Return);
+            QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        };
+        answer(QStringLiteral("Set Minimum File Size for Read-Only Mode Query (MB)"), QStringLiteral("2"));
+        answer(QStringLiteral("Set Default Row Height"), QStringLiteral("31"));
+        answer(QStringLiteral("Set Maximum Row Height for Auto-Fit"), QStringLiteral("77"));
+        auto next = makeWindow();
+        QCOMPARE(next->getSettings().getValueInt(MinFileSizeReadOnlyQuery), 2);
+        QCOMPARE(next->getSettings().getValueInt(DefaultRowHeight), 31);
+        QVERIFY(next->getSettings().getValueInt(MaxAutoFitRowHeight) != 77);
+    }
+
     // The extension table follows its file: a new extension opens with its delimiter.
     void extensionsFromTheirTab() {
         MsgBoxAnswers answers;

@@ -409,6 +409,8 @@ bool MainWindow::openPaths(QList<QString> paths, const ExtensionData* parameters
         if (given.isEmpty())
             continue;
         TableView* table = getTableView(given);
+        // A table already open keeps its state: its unsaved edits stay marked as such.
+        const bool alreadyOpen = table != nullptr;
         if (!table) {
             const QFileInfo info(given);
             // Folders belong to the side bar; a path that names nothing is reported below.
@@ -436,6 +438,15 @@ bool MainWindow::openPaths(QList<QString> paths, const ExtensionData* parameters
                     continue;
                 readOnly = answer == LargeFileAnswer::ReadOnly;
             }
+            // While the question stood, the same file may have come again (a second launch hands
+            // its files over): it is opened once.
+            if (TableView* meanwhile = getTableView(path)) {
+                if (!activated) {
+                    setActiveTable(meanwhile);
+                    activated = true;
+                }
+                continue;
+            }
             if (isPreference) {
                 table = addTableEditorFromFile(path, false, true);
             } else {
@@ -446,7 +457,8 @@ bool MainWindow::openPaths(QList<QString> paths, const ExtensionData* parameters
         }
         if (!activated && table) {
             setActiveTable(table);
-            table->markClean();
+            if (!alreadyOpen)
+                table->markClean();
             activated = true;
         }
     }

@@ -274,6 +274,38 @@ private slots:
             QCOMPARE(data.getValueModel(0, 1).toString(), QStringLiteral("b"));
     }
 
+    // Opening a file that is open already (a second launch, a recent file) goes to its table: its
+    // unsaved edits stay marked, so closing it still asks. A second open that comes while the
+    // large-file question of the first stands opens nothing more.
+    void openingAnOpenFileAgain() {
+        const QString small = writeFile(path("open.csv"), "a,b\n1,2\n");
+        MainWindow window;
+        window.setAttribute(Qt::WA_DeleteOnClose, false);
+        QVERIFY(window.openFiles({small}));
+        TableView* view = window.getTableView(small);
+        editCell(view, 1, 1, QStringLiteral("edited"));
+        QVERIFY(view->isModified());
+        QVERIFY(window.openFiles({small}));
+        QCOMPARE(window.getAllTableViews().size(), qsizetype(1));
+        QVERIFY(view->isModified());
+
+        const QString big = writeSizedFile(path("twice.csv"), kMiB);
+        window.setMinimumFileSizeAskAboutReadOnlyMb(1);
+        int questions = 0;
+        MsgBox::answerHook = [&](const MsgBox::Question&) {
+            // The first question is answered after the same file has come again and its own
+            // question was answered: edit mode both times.
+            if (++questions == 1)
+                window.openFiles({big});
+            return 1;
+        };
+        QVERIFY(window.openFiles({big}));
+        MsgBox::answerHook = nullptr;
+        QCOMPARE(questions, 2);
+        QCOMPARE(window.getAllTableViews().size(), qsizetype(2));
+        QCOMPARE(window.getActiveTable(), window.getTableView(big));
+    }
+
     void cancellingTheFirstActivatesTheSecond() {
         const QString big = writeSizedFile(path("big.csv"), kMiB);
         const QString small = writeFile(path("small.csv"), "x,y\n");

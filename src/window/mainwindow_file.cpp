@@ -644,6 +644,18 @@ bool MainWindow::saveFileAs(TableView* view, bool visibleDataOnly) {
         return false;
     const QString path = normalizedPath(chosen);
     lastUsedDirectory = QFileInfo(path).absolutePath();
+    // Another table of the same file would show what is no longer there, and a save from it
+    // would write over this one: with unsaved changes of its own it keeps the file, else it
+    // closes once the file is written.
+    TableView* other = getTableView(path);
+    if (other == view)
+        other = nullptr;
+    if (other && (other->isModified() || isTableWorking(other))) {
+        MsgBox::inform(this, QStringLiteral("This file is open in another tab with unsaved changes:\n%1\n"
+                                            "Save or close it there first.")
+                                 .arg(QDir::toNativeSeparators(path)));
+        return false;
+    }
 
     // What a table written only in part keeps: its own file and parameters.
     const QString beforeLoad = data.getDelimiterText();
@@ -695,6 +707,8 @@ bool MainWindow::saveFileAs(TableView* view, bool visibleDataOnly) {
         informSaveFailed(view);
         return false;
     }
+    if (other)
+        closeFileNoSave(other);
 
     if (!visibleDataOnly) {
         view->markClean();

@@ -614,6 +614,55 @@ private slots:
         QCOMPARE(window.getTableSizeLabelText(), QStringLiteral("20,000 rows x 3 columns"));
     }
 
+    // Saving under the name of a file open in another tab: that tab closes once the file is
+    // written, so no two tables stand for one file; with unsaved changes of its own it keeps the
+    // file and nothing is written.
+    void saveAsOntoAnOpenFile_data() {
+        QTest::addColumn<bool>("visibleOnly");
+        QTest::addColumn<bool>("otherEdited");
+        QTest::newRow("save as") << false << false;
+        QTest::newRow("save visible data as") << true << false;
+        QTest::newRow("the other with unsaved changes") << false << true;
+    }
+    void saveAsOntoAnOpenFile() {
+        QFETCH(bool, visibleOnly);
+        QFETCH(bool, otherEdited);
+        const QString a = writeFile(path("a.csv"), "a,1\n");
+        const QString b = writeFile(path("b.csv"), "b,2\n");
+        MainWindow window;
+        window.setAttribute(Qt::WA_DeleteOnClose, false);
+        QVERIFY(window.openFiles({a, b}));
+        TableView* first = window.getTableView(a);
+        editCell(first, 0, 0, QStringLiteral("A"));
+        if (otherEdited)
+            editCell(window.getTableView(b), 0, 0, QStringLiteral("B"));
+        window.setActiveTable(first);
+        FileDialogHelper::saveFileNameHook = [&](const QString&, const QString&, const QString&) {
+            return b;
+        };
+        Answers answers;
+        const bool saved = visibleOnly ? window.commandSaveVisibleDataAs() : window.commandSaveFileAs();
+        QCOMPARE(saved, !otherEdited);
+        // Saved as: the first table is now the file; a copy of the visible data opens anew.
+        QCOMPARE(window.getAllTableViews().size(), qsizetype(otherEdited || visibleOnly ? 2 : 1));
+        if (otherEdited) {
+            QCOMPARE(readFile(b), QByteArray("b,2\n"));
+            QCOMPARE(answers.texts(),
+                     QStringList{QStringLiteral("This file is open in another tab with unsaved changes:\n%1\n"
+                                                "Save or close it there first.")
+                                     .arg(QDir::toNativeSeparators(b))});
+            QCOMPARE(window.getTableView(b)->tableModel()->getTableData().getValueModel(0, 0).toString(),
+                     QStringLiteral("B"));
+            return;
+        }
+        QCOMPARE(readFile(b), QByteArray("A,1\n"));
+        const QStringList open = window.getOpenFilepaths();
+        QCOMPARE(open.count(b), qsizetype(1));
+        QCOMPARE(window.getTableView(b)->tableModel()->getTableData().getValueModel(0, 0).toString(),
+                 QStringLiteral("A"));
+        QCOMPARE(open.contains(a), visibleOnly);
+    }
+
     void saveAsCancelled() {
         const QString a = writeFile(path("a.csv"), "1,2\n");
         MainWindow window;

@@ -52,6 +52,42 @@ bool inMapping(const MappedFile* mapping, qint64 position, qint64 length) {
     return mapping && position + length + kPiecePadding <= mapping->size();
 }
 
+// Gives the pages of the mapping that a thread has read back as it goes, so that the file doesn't
+// count as the process's memory beside the table. In steps: each step costs the other threads
+// of the process a flush of their address translations: one a piece of 1 MiB cost a 1 GiB load
+// about 0.05 s of processor time.
+class ReleaseBehind {
+public:
+    static constexpr qint64 kStep = qint64(16) << 20;
+
+    explicit ReleaseBehind(const MappedFile* file) : mapping(file) {}
+    ~ReleaseBehind() { flush(); }
+    ReleaseBehind(const ReleaseBehind&) = delete;
+    ReleaseBehind& operator=(const ReleaseBehind&) = delete;
+
+    // Bytes [start, end) have been read.
+    void read(qint64 start, qint64 end) {
+        if (start != to) {
+            flush();
+            from = start;
+        }
+        to = end;
+        if (to - from >= kStep)
+            flush();
+    }
+
+    void flush() {
+        if (mapping && from < to)
+            mapping->release(from, to);
+        from = to;
+    }
+
+private:
+    const MappedFile* mapping;
+    qint64 from = 0;
+    qint64 to = 0;
+};
+
 } // namespace
 
 void EditableDataContainer::setMappedLoadForTesting(MappedLoad use) {
@@ -210,6 +246,7 @@ struct EditableDataContainer::LoadPart {
             // The helper's arena takes the rows of all its parts, so a small part fills chunks too.
             machine.sink.useArena = fileSize >= static_cast<qint64>(RowArena::kChunkSize);
             const int unit = into.bytesPerChar;
+            ReleaseBehind released(mapping);
             for (qint64 position = start; position < end;) {
                 const qint64 wanted = std::min(pieceSize, end - position);
                 if (inMapping(mapping, position, wanted)) {
@@ -217,6 +254,7 @@ struct EditableDataContainer::LoadPart {
                         return false;
                     if (mapping->failed())
                         return false; // as a short read: the loader finds out itself
+                    released.read(position, position + wanted);
                 } else {
                     if (!buffer)
                         buffer = std::make_unique<ReadBuffer>(static_cast<size_t>(pieceSize + kPiecePadding));
@@ -521,6 +559,7 @@ template <class Machine> bool EditableDataContainer::runLoad(Machine& machine) {
     if (mapped)
         reading.emplace(mapping);
     const MappedFile* const pieces = mapped ? &mapping : nullptr;
+    ReleaseBehind released(pieces);
     // A page of the mapping that fails to read is a short read: another program cut the file
     // short, or the disk failed. The table is then not kept, as after any short read.
     const auto failedMapping = [&] { return mapped && mapping.failed(); };
@@ -558,6 +597,7 @@ template <class Machine> bool EditableDataContainer::runLoad(Machine& machine) {
                 }
                 if (failedMapping())
                     break;
+                released.read(position, position + wanted);
                 position += wanted;
                 continue;
             }

@@ -1,5 +1,6 @@
 #include "storage/mappedfile.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <mutex>
@@ -111,6 +112,19 @@ bool MappedFile::map(int fd, qint64 size) {
     Q_UNUSED(fd);
     Q_UNUSED(size);
     return false;
+#endif
+}
+
+void MappedFile::release(qint64 from, qint64 to) const {
+#if defined(Q_OS_LINUX)
+    const qint64 page = static_cast<qint64>(s_pageSize);
+    const qint64 first = (std::max<qint64>(from, 0) + page - 1) / page * page;
+    const qint64 last = std::min(to, length) / page * page;
+    if (begin && first < last)
+        ::madvise(const_cast<char*>(begin) + first, static_cast<size_t>(last - first), MADV_DONTNEED);
+#else
+    Q_UNUSED(from);
+    Q_UNUSED(to);
 #endif
 }
 

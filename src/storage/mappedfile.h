@@ -30,6 +30,10 @@ public:
     qint64 size() const { return length; }
     // True once a page of the mapping failed to read.
     bool failed() const { return fault.load(std::memory_order_acquire); }
+    // Unmaps the pages wholly inside bytes [from, to), which have been read: the page cache
+    // keeps them, but while mapped they count as the process's memory, as much again as the file.
+    // A page given back that is read again comes back from the page cache.
+    void release(qint64 from, qint64 to) const;
     // The error number of that failure for descriptor `fd`, as a short read gives it: 0 when the
     // file is now shorter than the mapping, else EIO.
     int failureError(int fd) const;

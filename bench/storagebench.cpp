@@ -42,7 +42,8 @@ const QStringList kValueOptions = {
     QStringLiteral("--size-mb"),    QStringLiteral("--size-bytes"),    QStringLiteral("--seed"),
     QStringLiteral("--delimiter"),  QStringLiteral("--encoding"),      QStringLiteral("--file"),
     QStringLiteral("--repeat"),     QStringLiteral("--helpers"),       QStringLiteral("--keep-output"),
-    QStringLiteral("--keep-plain"), QStringLiteral("--save-standard"), QStringLiteral("--only")};
+    QStringLiteral("--keep-plain"), QStringLiteral("--save-standard"), QStringLiteral("--only"),
+    QStringLiteral("--read")};
 
 DataGenOptions generatorOptions(const QStringList& args) {
     DataGenOptions options;
@@ -128,6 +129,12 @@ int runLoad(const QStringList& args) {
     // The limit and the load take turns, the limit first, so both read a warm page cache alike
     // and a slow spell of the machine falls on both; the medians are reported.
     const int repeats = static_cast<int>(std::max<qint64>(1, optionInt(args, QStringLiteral("--repeat"), 1)));
+    // How the loader reads the file: copied out piece by piece, or in place through a mapping.
+    const QString read = option(args, QStringLiteral("--read"));
+    EditableDataContainer::setMappedLoadForTesting(
+        read == QLatin1String("copy")  ? EditableDataContainer::MappedLoad::Never
+        : read == QLatin1String("map") ? EditableDataContainer::MappedLoad::Always
+                                       : EditableDataContainer::MappedLoad::BySize);
     std::vector<double> loadSeconds, loadCpuSeconds, memchrSeconds, memchrCpuSeconds, pairRatios;
     std::vector<double> loadCycles, cycleRatios;
     std::vector<double> wallRatios, copyFloors;
@@ -677,8 +684,9 @@ const char* const kCommon =
 
 BenchRegistration loadReg("load",
                           std::string("load ") + kCommon +
-                              " [--repeat R]: MB/s of EditableDataContainer::loadCSV (medians of R runs, "
-                              "each after its memchr pass)",
+                              " [--repeat R] [--read copy|map]: MB/s of EditableDataContainer::loadCSV "
+                              "(medians of R runs, each after its memchr pass); the file's pieces copied out "
+                              "or read in place through a mapping (default: mapped from 2 MiB on)",
                           &runLoad);
 BenchRegistration saveReg(
     "save",

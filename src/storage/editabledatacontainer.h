@@ -12,6 +12,7 @@
 // in memory and may be physically shorter than its logical size; whatever lies beyond the
 // physical end reads as empty and costs nothing.
 class CellWriter;
+class MappedFile;
 
 class EditableDataContainer : public AbstractDataContainer {
     Q_OBJECT
@@ -94,6 +95,10 @@ public:
     static void setSplitLoadForTesting(qint64 partSize, bool helpersOnly = false, bool finerMiddle = false);
     // How many parts loads have taken from their threads so far.
     static qint64 splitPartsTakenForTesting();
+    // Where a load reads the file's bytes: BySize maps files large enough for it to pay, Never
+    // copies every piece out of the file, Always maps any file that the system lets it map.
+    enum class MappedLoad { BySize, Never, Always };
+    static void setMappedLoadForTesting(MappedLoad use);
     // Saves are made in parts of `lines` lines on `helpers` threads beside the caller, whatever
     // the table's size; 0 lines makes them in one part on the caller alone, as a plain loop.
     // A negative count restores the default.
@@ -111,8 +116,8 @@ private:
     // The parts of the file from `from` on, and the helpers that read them while the loader
     // reads from the front; null when the file is read in one go.
     template <class Machine>
-    std::unique_ptr<SplitLoad> startSplitLoad(int fd, qint64 from, qint64 pieceSize, bool withDelimiter,
-                                              bool honourQuotes);
+    std::unique_ptr<SplitLoad> startSplitLoad(int fd, const MappedFile* mapping, qint64 from,
+                                              qint64 pieceSize, bool withDelimiter, bool honourQuotes);
     // Waits for a part that a helper took and appends its rows, if it is usable.
     PartOutcome takePart(SplitLoad& split, LoadPart& part);
 

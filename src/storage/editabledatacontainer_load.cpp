@@ -1,4 +1,5 @@
 #include "storage/editabledatacontainer_machines.h"
+#include "storage/mappedfile.h"
 
 #include <QFile>
 
@@ -6,10 +7,17 @@
 #include <atomic>
 #include <cerrno>
 #include <condition_variable>
+#include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <system_error>
 #include <thread>
+
+#if defined(Q_OS_LINUX)
+#include <sys/mman.h>
+#include <unistd.h>
+#endif
 
 void EditableDataContainer::setInstructionSetForTesting(int level) {
     s_instructionSetForTesting = level;
@@ -17,6 +25,80 @@ void EditableDataContainer::setInstructionSetForTesting(int level) {
 
 void EditableDataContainer::setPieceSizeForTesting(qint64 size) {
     s_pieceSizeForTesting = size;
+}
+
+namespace {
+
+std::atomic<EditableDataContainer::MappedLoad> s_mappedLoadForTesting{
+    EditableDataContainer::MappedLoad::BySize};
+
+// Files from this size on are read through a mapping: copying a piece out of the page cache
+// costs several times more than the scan of it. Below, a file is a piece or two, and the mapping
+// costs more than it saves.
+constexpr qint64 kMappedLoadFrom = qint64(2) << 20;
+
+bool mapsLoad(int fd, qint64 size) {
+    // The read fault seam acts on copies only; a mapping would read past it.
+    if (fd < 0 || PieceReader::readFaultForTesting())
+        return false;
+    switch (s_mappedLoadForTesting.load()) {
+    case EditableDataContainer::MappedLoad::Never:
+        return false;
+    case EditableDataContainer::MappedLoad::Always:
+        return true;
+    case EditableDataContainer::MappedLoad::BySize:
+        break;
+    }
+    return size >= kMappedLoadFrom;
+}
+
+// A piece is read in place out of the mapping when the mapping goes on for the padding behind it;
+// the file's last bytes are copied into a buffer that has it.
+bool inMapping(const MappedFile* mapping, qint64 position, qint64 length) {
+    return mapping && position + length + kPiecePadding <= mapping->size();
+}
+
+// Gives the pages of the mapping that a thread has read back as it goes, so that the file doesn't
+// count as the process's memory beside the table. In steps: each step costs the other threads
+// of the process a flush of their address translations (a step a piece of 1 MiB took all the
+// mapping's gain at 100 MiB), and the larger the step the more of the file counts for a while
+// (16 MiB made a 100 MiB load's peak 1.4 x the file instead of 1.2-1.3 x).
+class ReleaseBehind {
+public:
+    static constexpr qint64 kStep = qint64(4) << 20;
+
+    explicit ReleaseBehind(const MappedFile* file) : mapping(file) {}
+    ~ReleaseBehind() { flush(); }
+    ReleaseBehind(const ReleaseBehind&) = delete;
+    ReleaseBehind& operator=(const ReleaseBehind&) = delete;
+
+    // Bytes [start, end) have been read.
+    void read(qint64 start, qint64 end) {
+        if (start != to) {
+            flush();
+            from = start;
+        }
+        to = end;
+        if (to - from >= kStep)
+            flush();
+    }
+
+    void flush() {
+        if (mapping && from < to)
+            mapping->release(from, to);
+        from = to;
+    }
+
+private:
+    const MappedFile* mapping;
+    qint64 from = 0;
+    qint64 to = 0;
+};
+
+} // namespace
+
+void EditableDataContainer::setMappedLoadForTesting(MappedLoad use) {
+    s_mappedLoadForTesting = use;
 }
 
 // --- Loading ---------------------------------------------------------------------------------
@@ -155,11 +237,13 @@ struct EditableDataContainer::LoadPart {
     bool finished = false; // a helper has read it, or given up on it
     bool usable = false;   // read whole and ended between rows
 
-    // Reads the part into `into` with a machine of the loader's kind, using `buffer` (of
-    // pieceSize and the padding); true when it is usable.
+    // Reads the part into `into` with a machine of the loader's kind, out of `mapping` where it
+    // can, else through `buffer` (made when first needed, of pieceSize and the padding); true
+    // when it is usable.
     template <class Machine>
-    bool read(EditableDataContainer& into, int fd, qint64 fileSize, qint64 pieceSize, bool withDelimiter,
-              bool honourQuotes, RowArena& arena, ReadBuffer& buffer) {
+    bool read(EditableDataContainer& into, int fd, const MappedFile* mapping, qint64 fileSize,
+              qint64 pieceSize, bool withDelimiter, bool honourQuotes, RowArena& arena,
+              std::unique_ptr<ReadBuffer>& buffer) {
         firstRow = into.rows.size();
         endRow = firstRow;
         into.numColsLogical = 0;
@@ -169,15 +253,26 @@ struct EditableDataContainer::LoadPart {
             // The helper's arena takes the rows of all its parts, so a small part fills chunks too.
             machine.sink.useArena = fileSize >= static_cast<qint64>(RowArena::kChunkSize);
             const int unit = into.bytesPerChar;
+            ReleaseBehind released(mapping);
             for (qint64 position = start; position < end;) {
                 const qint64 wanted = std::min(pieceSize, end - position);
-                const qint64 got = PieceReader::readFully(fd, buffer.get(), position, wanted);
-                if (got < wanted)
-                    return false; // the file is shorter than it was: the loader finds out itself
-                const qint64 length = completePiece(buffer.get(), got, unit);
-                if (!machine.feed(buffer.get(), length, position / unit))
-                    return false;
-                position += got;
+                if (inMapping(mapping, position, wanted)) {
+                    if (!machine.feed(mapping->data() + position, wanted, position / unit))
+                        return false;
+                    if (mapping->failed())
+                        return false; // as a short read: the loader finds out itself
+                    released.read(position, position + wanted);
+                } else {
+                    if (!buffer)
+                        buffer = std::make_unique<ReadBuffer>(static_cast<size_t>(pieceSize + kPiecePadding));
+                    const qint64 got = PieceReader::readFully(fd, buffer->get(), position, wanted);
+                    if (got < wanted)
+                        return false; // the file is shorter than it was: the loader finds out itself
+                    const qint64 length = completePiece(buffer->get(), got, unit);
+                    if (!machine.feed(buffer->get(), length, position / unit))
+                        return false;
+                }
+                position += wanted;
                 done.store(position - start, std::memory_order_relaxed);
             }
             if (end < fileSize) {
@@ -210,8 +305,42 @@ struct EditableDataContainer::SplitLoad {
     std::vector<std::thread> helpers;
     bool stopping = false;    // under the mutex
     bool helpersOnly = false; // tests have the loader wait for every part
+    // Where the table's row list lies and how full it is, as the loader last told: a helper left
+    // without parts faults in the memory that its rows will take there, which the loader would
+    // otherwise fault in alone when it takes them (see prefault()).
+    std::atomic<const PackedRow*> tableRows{nullptr};
+    std::atomic<size_t> tableSize{0};
+    std::atomic<size_t> tableCapacity{0};
 
-    ~SplitLoad() { stop(); }
+    void tell(const decltype(EditableDataContainer::rows)& rows) {
+        tableRows.store(rows.data(), std::memory_order_relaxed);
+        tableSize.store(rows.size(), std::memory_order_relaxed);
+        tableCapacity.store(rows.capacity(), std::memory_order_relaxed);
+    }
+
+    // Faults in the table's list for `count` rows behind those it has, without writing to it:
+    // the kernel zeroes those pages here instead of on the loader's thread. Only a hint: should
+    // the list have moved meanwhile, the old place is gone or unused.
+    void prefault(size_t count) const {
+#if defined(Q_OS_LINUX) && defined(MADV_POPULATE_WRITE)
+        const PackedRow* const base = tableRows.load(std::memory_order_relaxed);
+        if (!base)
+            return;
+        const size_t size = tableSize.load(std::memory_order_relaxed);
+        const size_t end = std::min(tableCapacity.load(std::memory_order_relaxed), size + count);
+        const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+        const std::uintptr_t from = (reinterpret_cast<std::uintptr_t>(base + size) + page - 1) & ~(page - 1);
+        const std::uintptr_t to = reinterpret_cast<std::uintptr_t>(base + end) & ~(page - 1);
+        if (from < to)
+            madvise(reinterpret_cast<void*>(from), to - from, MADV_POPULATE_WRITE);
+#else
+        Q_UNUSED(count);
+#endif
+    }
+
+    ~SplitLoad() {
+        stop();
+    }
 
     void stop() {
         {
@@ -227,10 +356,14 @@ struct EditableDataContainer::SplitLoad {
     }
 
     template <class Machine>
-    void help(EditableDataContainer& table, int fd, qint64 fileSize, qint64 pieceSize, bool withDelimiter,
-              bool honourQuotes) {
+    void help(EditableDataContainer& table, int fd, const MappedFile* mapping, qint64 fileSize,
+              qint64 pieceSize, bool withDelimiter, bool honourQuotes) {
         RowArena arena; // one for all the parts this helper reads, and one read buffer
         std::unique_ptr<ReadBuffer> buffer;
+        std::optional<MappedFile::Reading> reading;
+        if (mapping)
+            reading.emplace(*mapping);
+        size_t rowsRead = 0; // in the parts it read whole
         for (;;) {
             LoadPart* part = nullptr;
             {
@@ -245,18 +378,15 @@ struct EditableDataContainer::SplitLoad {
                         break;
                     }
                 }
-                if (!part)
-                    return;
             }
-            bool usable = false;
-            try {
-                if (!buffer)
-                    buffer = std::make_unique<ReadBuffer>(static_cast<size_t>(pieceSize + kPiecePadding));
-                usable = part->template read<Machine>(table, fd, fileSize, pieceSize, withDelimiter,
-                                                      honourQuotes, arena, *buffer);
-            } catch (const std::bad_alloc&) {
-                // No memory for the buffer: the loader reads the part itself and meets the same.
+            if (!part) {
+                prefault(rowsRead);
+                return;
             }
+            const bool usable = part->template read<Machine>(table, fd, mapping, fileSize, pieceSize,
+                                                             withDelimiter, honourQuotes, arena, buffer);
+            if (usable)
+                rowsRead += part->endRow - part->firstRow;
             {
                 std::lock_guard<std::mutex> lock(mutex);
                 part->usable = usable;
@@ -295,8 +425,8 @@ qint64 EditableDataContainer::splitPartsTakenForTesting() {
 
 template <class Machine>
 std::unique_ptr<EditableDataContainer::SplitLoad>
-EditableDataContainer::startSplitLoad(int fd, qint64 from, qint64 pieceSize, bool withDelimiter,
-                                      bool honourQuotes) {
+EditableDataContainer::startSplitLoad(int fd, const MappedFile* mapping, qint64 from, qint64 pieceSize,
+                                      bool withDelimiter, bool honourQuotes) {
     const qint64 unit = bytesPerChar;
     const qint64 forcedSize = s_splitPartSizeForTesting.load();
     const qint64 length = fileSize - from;
@@ -325,20 +455,20 @@ EditableDataContainer::startSplitLoad(int fd, qint64 from, qint64 pieceSize, boo
         }
     }
     const qint64 probeSize = std::min(kSplitProbe, length / (count * kMiddleCut)) / unit * unit;
-    std::vector<char> probe(static_cast<size_t>(probeSize));
+    std::vector<char> probe(mapping ? 0 : static_cast<size_t>(probeSize));
     const KeyCharVecs keys = setKeyCharVecs();
     qint64 previous = from;
     for (const qint64 quarter : quarters) {
         const qint64 nominal =
             std::max(from + length / (count * kMiddleCut) * quarter / unit * unit, previous + unit);
-        const qint64 got =
-            PieceReader::readFully(fd, probe.data(), nominal, std::min(probeSize, fileSize - nominal));
+        const qint64 wanted = std::min(probeSize, fileSize - nominal);
+        const char* text = mapping ? mapping->data() + nominal : probe.data();
+        const qint64 got = mapping ? wanted : PieceReader::readFully(fd, probe.data(), nominal, wanted);
         const qint64 offset =
-            unit == 1 ? guessRowStartIn<unsigned char>(probe.data(), got, delimiter, keys, withDelimiter,
-                                                       honourQuotes)
-            : unit == 2
-                ? guessRowStartIn<quint16>(probe.data(), got, delimiter, keys, withDelimiter, honourQuotes)
-                : guessRowStartIn<quint32>(probe.data(), got, delimiter, keys, withDelimiter, honourQuotes);
+            unit == 1
+                ? guessRowStartIn<unsigned char>(text, got, delimiter, keys, withDelimiter, honourQuotes)
+            : unit == 2 ? guessRowStartIn<quint16>(text, got, delimiter, keys, withDelimiter, honourQuotes)
+                        : guessRowStartIn<quint32>(text, got, delimiter, keys, withDelimiter, honourQuotes);
         if (offset < 0 || nominal + offset >= fileSize)
             continue;
         auto part = std::make_unique<LoadPart>();
@@ -365,8 +495,8 @@ EditableDataContainer::startSplitLoad(int fd, qint64 from, qint64 pieceSize, boo
             table->rows.reserve(static_cast<size_t>(length / 64 / helpers));
             EditableDataContainer* into = table.get();
             split->helperTables.push_back(std::move(table));
-            split->helpers.emplace_back([s, into, fd, size, pieceSize, withDelimiter, honourQuotes] {
-                s->template help<Machine>(*into, fd, size, pieceSize, withDelimiter, honourQuotes);
+            split->helpers.emplace_back([s, into, fd, mapping, size, pieceSize, withDelimiter, honourQuotes] {
+                s->template help<Machine>(*into, fd, mapping, size, pieceSize, withDelimiter, honourQuotes);
             });
         } catch (const std::system_error&) {
             break; // the system has no thread to spare: fewer helpers, or none
@@ -465,9 +595,23 @@ template <class Machine> bool EditableDataContainer::runLoad(Machine& machine) {
     const qint64 remaining = fileSize - bomOffset;
     const qint64 bufferSize = std::min(pieceSize, (remaining + 3) / 4 * 4);
 
+    // The pieces are read in place out of a mapping of the file where the system allows one;
+    // the rows are copied out of them, so the table never depends on the file once loaded.
+    const int fd = file.handle();
+    MappedFile mapping;
+    const bool mapped = mapsLoad(fd, fileSize) && mapping.map(fd, fileSize);
+    std::optional<MappedFile::Reading> reading;
+    if (mapped)
+        reading.emplace(mapping);
+    const MappedFile* const pieces = mapped ? &mapping : nullptr;
+    ReleaseBehind released(pieces);
+    // A page of the mapping that fails to read is a short read: another program cut the file
+    // short, or the disk failed. The table is then not kept, as after any short read.
+    const auto failedMapping = [&] { return mapped && mapping.failed(); };
+
     // A large file is read in parts at once, on as many cores.
     std::unique_ptr<SplitLoad> split =
-        startSplitLoad<Machine>(file.handle(), bomOffset, bufferSize, machine.delimited(), machine.quoted());
+        startSplitLoad<Machine>(fd, pieces, bomOffset, bufferSize, machine.delimited(), machine.quoted());
     const size_t partCount = split ? split->parts.size() : 0;
     const auto stopParts = [&split] {
         if (split)
@@ -477,7 +621,7 @@ template <class Machine> bool EditableDataContainer::runLoad(Machine& machine) {
     // Large pieces are read a piece ahead on a thread of its own, so that copying the next
     // piece out of the file overlaps the reading of this one; the pieces are the same either
     // way. Below 64 KiB a piece costs less to read than to hand from one thread to the other.
-    const bool readAhead = bufferSize >= 65536 && file.handle() >= 0 && !split;
+    const bool readAhead = bufferSize >= 65536 && fd >= 0 && !split && !mapped;
     ReadBuffer buffer(readAhead ? 0 : static_cast<size_t>(std::max<qint64>(bufferSize, 4) + kPiecePadding));
 
     qint64 position = bomOffset;
@@ -489,7 +633,21 @@ template <class Machine> bool EditableDataContainer::runLoad(Machine& machine) {
         if (readAhead)
             reader = std::make_unique<PieceReader>(file.handle(), limit, bufferSize, kPiecePadding, position);
         while (position < limit) {
+            if (split)
+                split->tell(rows);
             const qint64 wanted = std::min(bufferSize, limit - position);
+            if (inMapping(pieces, position, wanted)) {
+                if (!machine.feed(mapping.data() + position, wanted, position / unit)) {
+                    stopParts();
+                    file.close();
+                    return false;
+                }
+                if (failedMapping())
+                    break;
+                released.read(position, position + wanted);
+                position += wanted;
+                continue;
+            }
             char* data = buffer.get();
             qint64 got = 0;
             int readError = 0;
@@ -530,7 +688,7 @@ template <class Machine> bool EditableDataContainer::runLoad(Machine& machine) {
             position += got;
         }
         reader.reset();
-        if (position >= fileSize || nextPart >= partCount)
+        if (position >= fileSize || nextPart >= partCount || failedMapping())
             break;
         // At the next part's start: read on into it when no helper has taken it; else its rows
         // are ours if we are between rows here.
@@ -559,6 +717,13 @@ template <class Machine> bool EditableDataContainer::runLoad(Machine& machine) {
     }
     stopParts();
     split.reset(); // the helpers' row lists, emptied by the parts taken
+    if (failedMapping()) {
+        const int error = mapping.failureError(fd);
+        file.close();
+        clear();
+        setReadError(error);
+        return false;
+    }
     machine.finish();
     machine.sink.endRow();
     // The file ends its last row with a line ending if its last character is one (inside a quote

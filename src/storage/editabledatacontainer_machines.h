@@ -29,8 +29,10 @@ namespace EditableLoad {
 inline std::atomic<qint64> s_pieceSizeForTesting{0};
 inline std::atomic<int> s_instructionSetForTesting{0};
 
-// The read buffer runs this far past a piece, zeroed, so that the scanner may read whole blocks
-// of 64 bytes and a short cell may be copied sixteen bytes at a time.
+// A piece is readable this far past its end, so that the scanner may read whole blocks of 64 bytes
+// and a short cell may be copied sixteen bytes at a time. In the read buffer these bytes are
+// zeroed; a piece read straight out of a mapped file has the next piece's bytes there, which the
+// machines never take for text.
 constexpr qint64 kPiecePadding = 64;
 
 // The read buffer, in large pages where the system has them. One of half a large page or more
@@ -94,7 +96,7 @@ public:
         keys.quote = KeyChars::Quote;
     }
 
-    // A new piece of `length` bytes, readable (and zeroed) for kPiecePadding bytes beyond.
+    // A new piece of `length` bytes, readable for kPiecePadding bytes beyond.
     void reset(const char* data, size_t length) {
         base = data;
         blocks = (length + 63) / 64;
@@ -292,6 +294,7 @@ struct EditableDataContainer::ByteMachine {
     LoadEvents::Window events;
     LoadEvents::Keys eventKeys;
     LoadEvents::FillFunction fill;
+    size_t pieceLength = 0;
     size_t pieceBlocks = 0;
     std::uint64_t lastByteBit = 0; // the piece's last byte in its block
     size_t windowBlocks = 1;
@@ -411,8 +414,8 @@ struct EditableDataContainer::ByteMachine {
         const size_t blocks = std::min(windowBlocks, LoadEvents::Window::kBlocks);
         windowBlocks = std::min(windowBlocks * 4, LoadEvents::Window::kBlocks);
         whole.forget();
-        fill(reinterpret_cast<const unsigned char*>(cursor.pieceStart()), b, blocks, pieceBlocks - 1,
-             eventKeys, events);
+        fill(reinterpret_cast<const unsigned char*>(cursor.pieceStart()), b, blocks, pieceLength, eventKeys,
+             events);
     }
 
     // Starts the event masks at `offset` of the piece, where a cell starts outside quotes.
@@ -796,7 +799,8 @@ struct EditableDataContainer::ByteMachine {
         const char* p = data;
         const char* const end = data + length;
         cursor.reset(data, static_cast<size_t>(length));
-        pieceBlocks = (static_cast<size_t>(length) + 63) / 64;
+        pieceLength = static_cast<size_t>(length);
+        pieceBlocks = (pieceLength + 63) / 64;
         lastByteBit = std::uint64_t(1) << ((static_cast<size_t>(length) - 1) % 64);
         piecePosition = position;
         while (p < end) {

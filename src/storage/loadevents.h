@@ -53,11 +53,13 @@ struct Window {
     std::uint64_t entryKeep = ~std::uint64_t(0); // for a block entered in its middle
 };
 
-// Fills `w` with up to `blocks` blocks from block `b` of `base`, which holds `lastBlock` + 1
-// blocks; reads up to 64 bytes past each block: the piece is followed by 64 zero bytes. Stops
-// early in front of a block that parity can't read.
+// Fills `w` with up to `blocks` blocks from block `b` of `base`, which holds `length` bytes (at
+// least one); reads up to 64 bytes past each block, so the piece must be readable for 64 bytes
+// past its end. What lies there is never taken for text: a piece read straight out of a mapped
+// file is followed by the next piece's bytes. Stops early in front of a block that parity can't
+// read.
 using FillFunction = void (*)(const unsigned char* base, std::size_t b, std::size_t blocks,
-                              std::size_t lastBlock, const Keys& keys, Window& w);
+                              std::size_t length, const Keys& keys, Window& w);
 
 // Bit k of the result is the parity of bits 0..k of x, by shifts, for any processor.
 struct ShiftParity {
@@ -66,7 +68,7 @@ struct ShiftParity {
 
 template <class Masks, class Parity>
 [[gnu::always_inline]] inline void fillWith(Masks masksOf, Parity parity, const unsigned char* base,
-                                            std::size_t b, std::size_t blocks, std::size_t lastBlock,
+                                            std::size_t b, std::size_t blocks, std::size_t length,
                                             const Keys& keys, Window& w) {
     w.first = b;
     w.count = 0;
@@ -77,12 +79,24 @@ template <class Masks, class Parity>
     std::uint64_t crCarry = w.crCarry;
     const std::uint64_t delimiterOn = keys.withDelimiter ? ~std::uint64_t(0) : 0;
     const std::uint64_t quotesOn = keys.quotes ? ~std::uint64_t(0) : 0;
+    const std::size_t lastBlock = (length - 1) / 64;
     const std::size_t stop = std::min(b + blocks, lastBlock + 1);
     for (; b < stop; ++b) {
-        // The bytes behind the piece are zero: no delimiter (a delimiter is never 0), no line
-        // ending, no quote, so the last block needs no cut.
         const unsigned char* p = base + b * 64;
         ByteScan::BlockMasks m = masksOf(p, keys.delimiter);
+        // The byte behind the block, for a CR at its end; behind the piece there is none.
+        bool lineFeedBehind = p[64] == '\n';
+        if (b == lastBlock) [[unlikely]] {
+            // The bytes behind the piece read as no separator and no quote, as zeros would.
+            const std::uint64_t inPiece =
+                length % 64 ? (std::uint64_t(1) << (length % 64)) - 1 : ~std::uint64_t(0);
+            m.delimiter &= inPiece;
+            m.lf &= inPiece;
+            m.cr &= inPiece;
+            m.rs &= inPiece;
+            m.quote &= inPiece;
+            lineFeedBehind = false;
+        }
         if (w.entryKeep != ~std::uint64_t(0)) [[unlikely]] {
             // The block the walk enters in its middle: what lies before the entry isn't read.
             m.delimiter &= w.entryKeep;
@@ -101,7 +115,7 @@ template <class Masks, class Parity>
         const std::uint64_t outside = ~inside;
         const std::uint64_t crs = cr & outside;
         const std::uint64_t consumedLf = lf & ((crs << 1) | crCarry);
-        const std::uint64_t crBeforeLf = crs & ((lf >> 1) | (std::uint64_t(p[64] == '\n') << 63));
+        const std::uint64_t crBeforeLf = crs & ((lf >> 1) | (std::uint64_t(lineFeedBehind) << 63));
         const std::uint64_t cellEnds = delims & outside & ~consumedLf;
         const std::uint64_t rowEnds = terms & outside & ~consumedLf;
         const std::uint64_t startsBehind = cellEnds | (rowEnds & ~crBeforeLf) | consumedLf;
@@ -127,10 +141,10 @@ template <class Masks, class Parity>
     w.crCarry = crCarry;
 }
 
-inline void fillPlain(const unsigned char* base, std::size_t b, std::size_t blocks, std::size_t lastBlock,
+inline void fillPlain(const unsigned char* base, std::size_t b, std::size_t blocks, std::size_t length,
                       const Keys& keys, Window& w) {
     fillWith([](const unsigned char* p, unsigned char d) { return ByteScan::blockMasks(p, d); },
-             ShiftParity(), base, b, blocks, lastBlock, keys, w);
+             ShiftParity(), base, b, blocks, length, keys, w);
 }
 
 #if defined(ORVANE_BYTESCAN_X86)
@@ -141,23 +155,23 @@ struct ClmulParity {
 };
 
 __attribute__((target("avx2,bmi,bmi2,popcnt,lzcnt,pclmul"))) inline void
-fillAvx2(const unsigned char* base, std::size_t b, std::size_t blocks, std::size_t lastBlock,
-         const Keys& keys, Window& w) {
+fillAvx2(const unsigned char* base, std::size_t b, std::size_t blocks, std::size_t length, const Keys& keys,
+         Window& w) {
     const ByteScan::Avx2Classifier classify(keys.delimiter);
     fillWith(
         [&classify](const unsigned char* p, unsigned char)
             __attribute__((target("avx2"))) { return classify(p); },
-        ClmulParity(), base, b, blocks, lastBlock, keys, w);
+        ClmulParity(), base, b, blocks, length, keys, w);
 }
 
 // The five masks of a block come straight out of the comparisons, without gathering sign bits.
 __attribute__((target("avx512f,avx512bw,avx2,bmi,bmi2,popcnt,lzcnt,pclmul"))) inline void
-fillAvx512(const unsigned char* base, std::size_t b, std::size_t blocks, std::size_t lastBlock,
-           const Keys& keys, Window& w) {
+fillAvx512(const unsigned char* base, std::size_t b, std::size_t blocks, std::size_t length, const Keys& keys,
+           Window& w) {
     fillWith(
         [](const unsigned char* p, unsigned char delimiter)
             __attribute__((target("avx512f,avx512bw"))) { return ByteScan::blockMasksAvx512(p, delimiter); },
-        ClmulParity(), base, b, blocks, lastBlock, keys, w);
+        ClmulParity(), base, b, blocks, length, keys, w);
 }
 #endif
 

@@ -21,6 +21,10 @@ void PieceReader::setReadFaultForTesting(qint64 fromByte, int error) {
     s_faultFrom = fromByte;
 }
 
+bool PieceReader::readFaultForTesting() {
+    return s_faultFrom.load() >= 0;
+}
+
 PieceReader::PieceReader(int descriptor, qint64 size, qint64 piece, qint64 slackBytes, qint64 first)
     : fd(descriptor), fileSize(size), pieceSize(piece), slack(slackBytes), start(first) {
     for (auto& buffer : buffers) {

@@ -37,6 +37,8 @@ public:
     // fails with the error number `error`, or, with 0, finds the file ending there, as if another
     // program had cut it short. A negative `fromByte` turns it off.
     static void setReadFaultForTesting(qint64 fromByte, int error);
+    // True while that seam is on: readers that don't go through readFully() copy instead.
+    static bool readFaultForTesting();
 
 private:
     void run();

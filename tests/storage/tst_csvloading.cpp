@@ -2,6 +2,7 @@
 // standard and line ending, the four loader variants, encodings, pieces, progress, cancel.
 #include "storage/editabledatacontainer.h"
 #include "storage/loadscan.h"
+#include "storage/mappedloadtwin.h"
 #include "storage/packedrow.h"
 #include "util/fileparameterutilities.h"
 #include "widentext.h"
@@ -279,12 +280,15 @@ private slots:
     void initTestCase() {
         QStandardPaths::setTestModeEnabled(true);
         QVERIFY(dir.isValid());
+        takeMappedLoadFromEnvironment();
     }
     void cleanup() {
         EditableDataContainer::setPieceSizeForTesting(0);
         EditableDataContainer::setInstructionSetForTesting(0);
         EditableDataContainer::setSplitLoadForTesting(0);
         PackedRow::setVectorPackingForTesting(true);
+        EditableDataContainer::setMappedLoadForTesting(EditableDataContainer::MappedLoad::BySize);
+        takeMappedLoadFromEnvironment();
     }
 
     // --- The machine, case by case -----------------------------------------------------------
@@ -617,6 +621,37 @@ private slots:
                                     .arg(standard)
                                     .arg(part)
                                     .arg(why)));
+        }
+    }
+
+    // Pieces read in place out of a mapping are followed by the file's next bytes, not by zeros,
+    // and the file's last piece is copied: files that end at every place around the last piece
+    // that the mapping can hold, around pages and pieces, read in one go and in parts, give the
+    // tables that copied pieces give, byte for byte.
+    void mappedPiecesAgreeWithCopies() {
+        const QByteArray rows = "a,\"b,\"\"c\"\"\",,d\r\n\"x\ny\",1234.5\n\"q\"\r,e,\"\"\n";
+        for (const EncodingType encoding : {UTF_8, UTF_16LE, UTF_32BE}) {
+            const int unit = encoding == UTF_8 ? 1 : encoding == UTF_16LE ? 2 : 4;
+            for (const qint64 piece : {qint64(64), qint64(4096), qint64(4100)}) {
+                EditableDataContainer::setPieceSizeForTesting(piece);
+                for (qint64 d = -70; d <= 70; d += unit == 1 ? 1 : 7) {
+                    const qint64 size = 3 * piece + d; // bytes, cut to whole units below
+                    const QByteArray text = widen(rows.repeated(int(size / rows.size()) + 1), encoding)
+                                                .left(int(size / unit * unit));
+                    EditableDataContainer::setSplitLoadForTesting(d % 2 ? piece + 50 : -1, d % 4 == 1);
+                    EditableDataContainer::setMappedLoadForTesting(EditableDataContainer::MappedLoad::Never);
+                    auto copied = load(text, ',', RFC_4180, encoding);
+                    EditableDataContainer::setMappedLoadForTesting(EditableDataContainer::MappedLoad::Always);
+                    auto mapped = load(text, ',', RFC_4180, encoding);
+                    QString why;
+                    QVERIFY2(sameTables(*mapped, *copied, &why),
+                             qPrintable(QStringLiteral("encoding %1, piece %2, size %3: %4")
+                                            .arg(encoding)
+                                            .arg(piece)
+                                            .arg(text.size())
+                                            .arg(why)));
+                }
+            }
         }
     }
 

@@ -2,6 +2,7 @@
 // canonical files, random tables saved and read again, skip lists, and failed saves.
 #include "scratchdisk.h"
 #include "storage/editabledatacontainer.h"
+#include "storage/mappedloadtwin.h"
 #include "util/fileparameterutilities.h"
 #include "widentext.h"
 
@@ -105,6 +106,7 @@ private slots:
     void initTestCase() {
         QStandardPaths::setTestModeEnabled(true);
         QVERIFY(dir.isValid());
+        takeMappedLoadFromEnvironment();
     }
 
     // --- Golden bytes --------------------------------------------------------------------------

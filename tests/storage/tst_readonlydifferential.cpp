@@ -5,6 +5,7 @@
 // transposed or not, also over the file being read.
 #include "storage/containertesthelpers.h"
 #include "storage/editabledatacontainer.h"
+#include "storage/mappedloadtwin.h"
 #include "storage/readonlydatacontainer.h"
 
 #include <QFile>
@@ -210,7 +211,10 @@ class TestReadOnlyDifferential : public QObject {
     Q_OBJECT
 
 private slots:
-    void initTestCase() { QStandardPaths::setTestModeEnabled(true); }
+    void initTestCase() {
+        QStandardPaths::setTestModeEnabled(true);
+        takeMappedLoadFromEnvironment();
+    }
     void cleanup() {
         ReadOnlyDataContainer::setPieceSizeForTesting(0);
         EditableDataContainer::setPieceSizeForTesting(0);

@@ -3,6 +3,7 @@
 // a file changed under its index and shows none of its cells; a save keeps the file's mode.
 #include "storage/containertesthelpers.h"
 #include "storage/editabledatacontainer.h"
+#include "storage/mappedfile.h"
 #include "storage/piecereader.h"
 #include "storage/readonlydatacontainer.h"
 
@@ -59,6 +60,8 @@ private slots:
         EditableDataContainer::setSplitLoadForTesting(0);
         ReadOnlyDataContainer::setPieceSizeForTesting(0);
         PieceReader::setReadFaultForTesting(-1, 0);
+        EditableDataContainer::setMappedLoadForTesting(EditableDataContainer::MappedLoad::BySize);
+        MappedFile::setAfterMapForTesting({});
     }
 
     void readFaultFailsTheLoad_data() {
@@ -129,6 +132,49 @@ private slots:
         for (const int col : {0, 7})
             QCOMPARE(show(c->getValue(rows - 1, col, false)), cellText(rows - 1, col));
         QVERIFY(c->getErrorString().isEmpty());
+    }
+
+    // Another program cuts the file short once the load has mapped it: the pages behind the new
+    // end fault as the loader or a helper comes to them, which must neither end the program nor
+    // leave a part of the file standing in for all of it.
+    void cutShortUnderAMappedLoad_data() {
+        QTest::addColumn<qint64>("splitPart"); // read in parts of this size, or in one go
+        QTest::addColumn<double>("at");        // the new size, as a share of the file
+        for (const qint64 part : {qint64(0), qint64(65536)}) {
+            const char* how = part ? "in parts" : "in one go";
+            QTest::addRow("%s, emptied", how) << part << 0.0;
+            QTest::addRow("%s, to a third", how) << part << 0.33;
+            QTest::addRow("%s, to a page", how) << part << -1.0;
+            QTest::addRow("%s, in the last piece", how) << part << 0.9999;
+        }
+    }
+
+    void cutShortUnderAMappedLoad() {
+        QFETCH(qint64, splitPart);
+        QFETCH(double, at);
+        TempFiles files;
+        const int rows = 20000;
+        const QByteArray text = sampleText(rows);
+        const QString path = files.write(text);
+        EditableDataContainer::setPieceSizeForTesting(16384);
+        EditableDataContainer::setSplitLoadForTesting(splitPart > 0 ? splitPart : -1);
+        EditableDataContainer::setMappedLoadForTesting(EditableDataContainer::MappedLoad::Always);
+        const qint64 cut = at < 0 ? 4096 : qint64(double(text.size()) * at);
+        MappedFile::setAfterMapForTesting([&] { QFile::resize(path, cut); });
+
+        EditableDataContainer c;
+        c.setFilepath(path);
+        QSignalSpy finished(&c, &AbstractDataContainer::loadFinishedSignal);
+        QVERIFY(!c.loadCSV());
+        QCOMPARE(finished.count(), 0);
+        QCOMPARE(c.numRows(), 0);
+        QCOMPARE(c.numCols(), 0);
+        QVERIFY2(c.getErrorString().contains(QStringLiteral("got shorter")), qPrintable(c.getErrorString()));
+
+        // The file as it is now loads through a mapping of its own.
+        MappedFile::setAfterMapForTesting({});
+        QVERIFY(c.loadCSV());
+        QVERIFY(c.numRows() <= rows);
     }
 
     // The file is cut short, rewritten with other text of the same size, or grows, behind the

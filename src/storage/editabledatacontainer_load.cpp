@@ -7,17 +7,11 @@
 #include <atomic>
 #include <cerrno>
 #include <condition_variable>
-#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <system_error>
 #include <thread>
-
-#if defined(Q_OS_LINUX)
-#include <sys/mman.h>
-#include <unistd.h>
-#endif
 
 void EditableDataContainer::setInstructionSetForTesting(int level) {
     s_instructionSetForTesting = level;
@@ -305,42 +299,8 @@ struct EditableDataContainer::SplitLoad {
     std::vector<std::thread> helpers;
     bool stopping = false;    // under the mutex
     bool helpersOnly = false; // tests have the loader wait for every part
-    // Where the table's row list lies and how full it is, as the loader last told: a helper left
-    // without parts faults in the memory that its rows will take there, which the loader would
-    // otherwise fault in alone when it takes them (see prefault()).
-    std::atomic<const PackedRow*> tableRows{nullptr};
-    std::atomic<size_t> tableSize{0};
-    std::atomic<size_t> tableCapacity{0};
 
-    void tell(const decltype(EditableDataContainer::rows)& rows) {
-        tableRows.store(rows.data(), std::memory_order_relaxed);
-        tableSize.store(rows.size(), std::memory_order_relaxed);
-        tableCapacity.store(rows.capacity(), std::memory_order_relaxed);
-    }
-
-    // Faults in the table's list for `count` rows behind those it has, without writing to it:
-    // the kernel zeroes those pages here instead of on the loader's thread. Only a hint: should
-    // the list have moved meanwhile, the old place is gone or unused.
-    void prefault(size_t count) const {
-#if defined(Q_OS_LINUX) && defined(MADV_POPULATE_WRITE)
-        const PackedRow* const base = tableRows.load(std::memory_order_relaxed);
-        if (!base)
-            return;
-        const size_t size = tableSize.load(std::memory_order_relaxed);
-        const size_t end = std::min(tableCapacity.load(std::memory_order_relaxed), size + count);
-        const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
-        const std::uintptr_t from = (reinterpret_cast<std::uintptr_t>(base + size) + page - 1) & ~(page - 1);
-        const std::uintptr_t to = reinterpret_cast<std::uintptr_t>(base + end) & ~(page - 1);
-        if (from < to)
-            madvise(reinterpret_cast<void*>(from), to - from, MADV_POPULATE_WRITE);
-#else
-        Q_UNUSED(count);
-#endif
-    }
-
-    ~SplitLoad() {
-        stop();
-    }
+    ~SplitLoad() { stop(); }
 
     void stop() {
         {
@@ -363,7 +323,6 @@ struct EditableDataContainer::SplitLoad {
         std::optional<MappedFile::Reading> reading;
         if (mapping)
             reading.emplace(*mapping);
-        size_t rowsRead = 0; // in the parts it read whole
         for (;;) {
             LoadPart* part = nullptr;
             {
@@ -378,15 +337,12 @@ struct EditableDataContainer::SplitLoad {
                         break;
                     }
                 }
+                if (!part)
+                    return;
             }
-            if (!part) {
-                prefault(rowsRead);
-                return;
-            }
-            const bool usable = part->template read<Machine>(table, fd, mapping, fileSize, pieceSize,
-                                                             withDelimiter, honourQuotes, arena, buffer);
-            if (usable)
-                rowsRead += part->endRow - part->firstRow;
+            bool usable = false;
+            usable = part->template read<Machine>(table, fd, mapping, fileSize, pieceSize, withDelimiter,
+                                                  honourQuotes, arena, buffer);
             {
                 std::lock_guard<std::mutex> lock(mutex);
                 part->usable = usable;
@@ -633,8 +589,6 @@ template <class Machine> bool EditableDataContainer::runLoad(Machine& machine) {
         if (readAhead)
             reader = std::make_unique<PieceReader>(file.handle(), limit, bufferSize, kPiecePadding, position);
         while (position < limit) {
-            if (split)
-                split->tell(rows);
             const qint64 wanted = std::min(bufferSize, limit - position);
             if (inMapping(pieces, position, wanted)) {
                 if (!machine.feed(mapping.data() + position, wanted, position / unit)) {

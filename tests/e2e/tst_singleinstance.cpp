@@ -25,6 +25,7 @@ private slots:
     void laterLaunchHandsOverItsFiles();
     void garbageOnTheSocketIsIgnored();
     void killedPrimaryIsReplaced();
+    void primaryKilledDuringHandOverIsReplaced();
     void blockLeftHalfWrittenIsResetAfterFiveSeconds();
     void terminationDuringTheStartQuestionEndsCleanly();
     void questionOverAHandedOverFileOutlivesItsConnection();
@@ -212,6 +213,31 @@ void TestSingleInstance::killedPrimaryIsReplaced() {
     QCOMPARE(secondary->exitCode(), 0);
 
     terminate(*next);
+    const QStringList recent = recentFiles();
+    QVERIFY2(recent.contains(mine) && recent.contains(later), qPrintable(recent.join(" | ")));
+}
+
+// A primary that can't answer (stopped here; in life, one freeing a large table's memory after
+// a kill) and then goes: the launch waiting on it takes its place and opens its file.
+void TestSingleInstance::primaryKilledDuringHandOverIsReplaced() {
+    auto stuck = start({}, dir->path());
+    waitForPrimary(*stuck);
+    const auto pid = static_cast<pid_t>(stuck->processId());
+    ::kill(pid, SIGSTOP);
+    const QString mine = writeTable("mine.csv");
+    auto waiting = start({mine}, dir->path());
+    QVERIFY(!waiting->waitForFinished(1000));
+    ::kill(pid, SIGKILL);
+    QVERIFY(stuck->waitForFinished(5000));
+
+    // It keeps running as the new primary; a later launch hands over to it.
+    QVERIFY(!waiting->waitForFinished(2500));
+    const QString later = writeTable("later.csv");
+    auto secondary = start({later}, dir->path());
+    QVERIFY(secondary->waitForFinished(5000));
+    QCOMPARE(secondary->exitCode(), 0);
+
+    terminate(*waiting);
     const QStringList recent = recentFiles();
     QVERIFY2(recent.contains(mine) && recent.contains(later), qPrintable(recent.join(" | ")));
 }

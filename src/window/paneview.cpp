@@ -15,6 +15,7 @@
 #include <QLabel>
 #include <QPushButton>
 #include <QScrollBar>
+#include <QShortcut>
 #include <QSignalBlocker>
 #include <QSplitter>
 #include <QSplitterHandle>
@@ -299,6 +300,11 @@ void PaneView::onStartProgressUpdate() {
     auto* cancel = new QPushButton(QStringLiteral("&Cancel"), overlay);
     cancel->setFixedWidth(130);
     connect(cancel, &QPushButton::clicked, this, [this, view] { emit cancelLoadSignal(view); });
+    // Escape stops the load as the button does, while the page is up (a hidden page's shortcut
+    // is off).
+    auto* escape = new QShortcut(QKeySequence(Qt::Key_Escape), overlay);
+    escape->setContext(Qt::WindowShortcut);
+    connect(escape, &QShortcut::activated, cancel, &QPushButton::click);
     layout->addStretch(1);
     layout->addWidget(label, 0, Qt::AlignCenter);
     layout->addWidget(cancel, 0, Qt::AlignCenter);

@@ -2,6 +2,7 @@
 
 #include "panes/tabbar.h"
 #include "storage/editabledatacontainer.h"
+#include "storage/mappedfile.h"
 #include "storage/piecereader.h"
 #include "table/tablemodel.h"
 #include "util/msgbox.h"
@@ -10,6 +11,7 @@
 #include "window/filedialoghelper.h"
 #include "window/paneview.h"
 
+#include <QApplication>
 #include <QCloseEvent>
 #include <QDateTime>
 #include <QDir>
@@ -17,9 +19,11 @@
 #include <QMimeData>
 #include <QProgressDialog>
 #include <QPushButton>
+#include <QScopeGuard>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QThread>
 #include <QUndoCommand>
 #include <QUndoStack>
 
@@ -361,6 +365,25 @@ private slots:
         auto* cancel = window.getPaneView()->getProgressOverlay(view)->findChild<QPushButton*>();
         QVERIFY(cancel);
         QTest::mouseClick(cancel, Qt::LeftButton);
+        QCOMPARE(window.getOpenFilepaths(), QStringList{QString()});
+    }
+
+    // Escape does what the progress page's Cancel does, once the page is up.
+    void escapeCancelsALoad() {
+        const QString file = writeSizedFile(path("escape.csv"), 25165825);
+        // The load (on its own thread) waits once its file is mapped, so that the page comes up.
+        MappedFile::setAfterMapForTesting([] { QThread::msleep(1500); });
+        const auto restore = qScopeGuard([] { MappedFile::setAfterMapForTesting({}); });
+        MainWindow window;
+        window.show();
+        QVERIFY(window.openFiles({file}));
+        TableView* view = window.getActiveTable();
+        QTRY_VERIFY((window.getPaneView()->getProgressOverlay(view) &&
+                     window.getPaneView()->getProgressOverlay(view)->isVisible()) ||
+                    !view->isLoading());
+        if (!view->isLoading())
+            QSKIP("the load ended before it could be cancelled");
+        QTest::keyClick(QApplication::focusWidget() ? QApplication::focusWidget() : &window, Qt::Key_Escape);
         QCOMPARE(window.getOpenFilepaths(), QStringList{QString()});
     }
 

@@ -82,6 +82,8 @@ public:
     void setActiveTable(TableView* view);
     TableView* getActiveTable() const { return activeTable; }
     TableView* getTableView(const QString& path) const;
+    // The table of `path` in another of the program's windows, and that window; null if none.
+    TableView* getTableViewElsewhere(const QString& path, MainWindow** window = nullptr) const;
     std::vector<TableView*> getAllTableViews() const;
     PaneView* getPaneView() const { return paneView; }
 

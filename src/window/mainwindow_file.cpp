@@ -17,6 +17,7 @@
 #include "window/filedialoghelper.h"
 #include "window/paneview.h"
 
+#include <QApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -353,6 +354,20 @@ TableView* MainWindow::getTableView(const QString& path) const {
     return nullptr;
 }
 
+TableView* MainWindow::getTableViewElsewhere(const QString& path, MainWindow** window) const {
+    for (QWidget* widget : QApplication::topLevelWidgets()) {
+        auto* other = qobject_cast<MainWindow*>(widget);
+        if (!other || other == this)
+            continue;
+        if (TableView* view = other->getTableView(path)) {
+            if (window)
+                *window = other;
+            return view;
+        }
+    }
+    return nullptr;
+}
+
 std::vector<TableView*> MainWindow::getAllTableViews() const {
     std::vector<TableView*> all;
     for (PaneView* pane : paneViews) {
@@ -411,6 +426,17 @@ bool MainWindow::openPaths(QList<QString> paths, const ExtensionData* parameters
         TableView* table = getTableView(given);
         // A table already open keeps its state: its unsaved edits stay marked as such.
         const bool alreadyOpen = table != nullptr;
+        // One open in another window is shown there: two tables of one file would each save
+        // over the other's edits.
+        MainWindow* holder = nullptr;
+        if (TableView* elsewhere = table ? nullptr : getTableViewElsewhere(normalizedPath(given), &holder)) {
+            holder->setActiveTable(elsewhere);
+            if (holder->isMinimized())
+                holder->showNormal();
+            holder->raise();
+            holder->activateWindow();
+            continue;
+        }
         if (!table) {
             const QFileInfo info(given);
             // Folders belong to the side bar; a path that names nothing is reported below.
@@ -647,9 +673,12 @@ bool MainWindow::saveFileAs(TableView* view, bool visibleDataOnly) {
     // Another table of the same file would show what is no longer there, and a save from it
     // would write over this one: with unsaved changes of its own it keeps the file, else it
     // closes once the file is written.
+    MainWindow* otherWindow = this;
     TableView* other = getTableView(path);
     if (other == view)
         other = nullptr;
+    if (!other)
+        other = getTableViewElsewhere(path, &otherWindow);
     if (other && (other->isModified() || isTableWorking(other))) {
         MsgBox::inform(this, QStringLiteral("This file is open in another tab with unsaved changes:\n%1\n"
                                             "Save or close it there first.")
@@ -708,7 +737,7 @@ bool MainWindow::saveFileAs(TableView* view, bool visibleDataOnly) {
         return false;
     }
     if (other)
-        closeFileNoSave(other);
+        otherWindow->closeFileNoSave(other);
 
     if (!visibleDataOnly) {
         view->markClean();

@@ -504,9 +504,11 @@ private slots:
     void fileOpenEventGoesToCurrentWindow() {
         app().addMainWindow(false);
         MainWindow* window = app().getMainWindow();
-        QFileOpenEvent event(dirA + "/data.csv");
+        // A file that no other window holds (one that does is shown there).
+        writeFile(dirA + "/event.csv", "e\n");
+        QFileOpenEvent event(dirA + "/event.csv");
         QCoreApplication::sendEvent(&app(), &event);
-        QCOMPARE(window->getOpenFilepaths(), QStringList{dirA + "/data.csv"});
+        QCOMPARE(window->getOpenFilepaths(), QStringList{dirA + "/event.csv"});
     }
 
     // --- Geometry ---------------------------------------------------------------------------

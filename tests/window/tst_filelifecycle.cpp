@@ -310,6 +310,38 @@ private slots:
         QCOMPARE(window.getActiveTable(), window.getTableView(big));
     }
 
+    // A file open in another window is shown there rather than opened again, and saving another
+    // table under its name follows the same rule as within one window.
+    void oneTableAFileAcrossWindows() {
+        const QString shared = writeFile(path("shared.csv"), "a,b\n1,2\n");
+        const QString mine = writeFile(path("mine.csv"), "x\n");
+        MainWindow first;
+        first.setAttribute(Qt::WA_DeleteOnClose, false);
+        MainWindow second;
+        second.setAttribute(Qt::WA_DeleteOnClose, false);
+        QVERIFY(first.openFiles({shared}));
+        TableView* held = first.getTableView(shared);
+        editCell(held, 1, 1, QStringLiteral("edited"));
+        second.openFiles({shared});
+        QVERIFY(!second.getTableView(shared));
+        QCOMPARE(first.getActiveTable(), held);
+        QVERIFY(held->isModified());
+
+        QVERIFY(second.openFiles({mine}));
+        FileDialogHelper::saveFileNameHook = [&](const QString&, const QString&, const QString&) {
+            return shared;
+        };
+        Answers answers;
+        QVERIFY(!second.commandSaveFileAs());
+        QCOMPARE(answers.asked.size(), qsizetype(1));
+        QCOMPARE(readFile(shared), QByteArray("a,b\n1,2\n"));
+        held->markClean();
+        QVERIFY(second.commandSaveFileAs());
+        QVERIFY(!first.getTableView(shared));
+        QVERIFY(second.getTableView(shared));
+        QCOMPARE(readFile(shared), QByteArray("x\n"));
+    }
+
     void cancellingTheFirstActivatesTheSecond() {
         const QString big = writeSizedFile(path("big.csv"), kMiB);
         const QString small = writeFile(path("small.csv"), "x,y\n");

@@ -89,6 +89,11 @@ bool MainWindow::moveFile(const QString& path) {
         return false;
     }
     if (QFileInfo::exists(target)) {
+        // Its table would stand for a file that is gone, beside the one moved in.
+        if (getTableView(normalizedPath(target)) || getTableViewElsewhere(normalizedPath(target))) {
+            MsgBox::inform(this, QStringLiteral("That file is open in another tab. Close it first."));
+            return false;
+        }
         switch (askOverwrite()) {
         case OverwriteAnswer::Overwrite:
             if (!QFile::remove(target))

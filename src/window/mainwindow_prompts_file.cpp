@@ -198,7 +198,7 @@ void MainWindow::onRenameFilePromptReceived(TableView* view, const QString& resp
             MsgBox::inform(this, tr("The file could not be renamed."));
         return;
     }
-    if (getTableView(target)) {
+    if (getTableView(target) || getTableViewElsewhere(target)) {
         MsgBox::inform(this, kTargetOpen);
         onRenameFilePrompt(view, response);
         return;
@@ -236,7 +236,7 @@ MainWindow::DuplicateResult MainWindow::tryDuplicateFile(const QString& path, co
         return DuplicateResult::Retry;
     const QString target = normalizedPath(QFileInfo(source).dir().filePath(newName));
     if (QFileInfo::exists(target)) {
-        if (getTableView(target)) {
+        if (getTableView(target) || getTableViewElsewhere(target)) {
             MsgBox::inform(this, kTargetOpen);
             return DuplicateResult::Retry;
         }

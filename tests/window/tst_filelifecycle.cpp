@@ -1006,6 +1006,25 @@ private slots:
         QCOMPARE(window.getWatchedFiles(), QStringList{moved ? target : a});
     }
 
+    // A file of that name open in another window stays where it is: the move is refused.
+    void moveOntoAFileOpenElsewhere() {
+        const QString a = writeFile(path("a.csv"), "mine\n");
+        QDir().mkpath(path("other"));
+        const QString target = writeFile(path("other/a.csv"), "theirs\n");
+        MainWindow window;
+        MainWindow elsewhere;
+        QVERIFY(window.openFiles({a}));
+        QVERIFY(elsewhere.openFiles({target}));
+        FileDialogHelper::existingDirectoryHook = [&](const QString&, const QString&) {
+            return path("other");
+        };
+        Answers answers;
+        QVERIFY(!window.commandMoveFile());
+        QCOMPARE(answers.texts(), QStringList{"That file is open in another tab. Close it first."});
+        QCOMPARE(readFile(target), QByteArray("theirs\n"));
+        QVERIFY(QFile::exists(a));
+    }
+
     void moveMessages() {
         MainWindow window;
         Answers answers;

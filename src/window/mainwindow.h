@@ -807,6 +807,9 @@ private:
     enum class OverwriteAnswer { Overwrite, DontOverwrite, Cancel };
     LargeFileAnswer askLargeFileQuestion(qint64 sizeMiB);
     OverwriteAnswer askOverwrite();
+    // True (and said so) when `target` is open in a table of any window: a file operation onto it
+    // would leave that table standing for a file that is gone.
+    bool refuseOpenTarget(const QString& target);
     bool openPaths(QList<QString> paths, const ExtensionData* parameters);
     void afterFirstActivation(bool activated);
     MainWindow(bool withEmptyTable, QWidget* parent, Qt::WindowFlags flags);

@@ -40,6 +40,13 @@ MainWindow::OverwriteAnswer MainWindow::askOverwrite() {
     return answer == 0 || answer == 1 ? static_cast<OverwriteAnswer>(answer) : OverwriteAnswer::Cancel;
 }
 
+bool MainWindow::refuseOpenTarget(const QString& target) {
+    if (!getTableView(target) && !getTableViewElsewhere(target))
+        return false;
+    MsgBox::inform(this, QStringLiteral("That file is open in another tab. Close it first."));
+    return true;
+}
+
 QString MainWindow::getCurrentTableDir() const {
     const QString path = getActiveFilepath();
     if (path.isEmpty() || !QFileInfo::exists(path))
@@ -89,11 +96,8 @@ bool MainWindow::moveFile(const QString& path) {
         return false;
     }
     if (QFileInfo::exists(target)) {
-        // Its table would stand for a file that is gone, beside the one moved in.
-        if (getTableView(normalizedPath(target)) || getTableViewElsewhere(normalizedPath(target))) {
-            MsgBox::inform(this, QStringLiteral("That file is open in another tab. Close it first."));
+        if (refuseOpenTarget(normalizedPath(target)))
             return false;
-        }
         switch (askOverwrite()) {
         case OverwriteAnswer::Overwrite:
             if (!QFile::remove(target))

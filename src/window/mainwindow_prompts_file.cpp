@@ -22,7 +22,6 @@
 namespace {
 
 const QString kFileMissing = QStringLiteral("The file doesn't exist. Save it first.");
-const QString kTargetOpen = QStringLiteral("That file is open in another tab. Close it first.");
 
 QString normalizedPath(const QString& path) {
     return QDir::cleanPath(QFileInfo(path).absoluteFilePath());
@@ -198,8 +197,7 @@ void MainWindow::onRenameFilePromptReceived(TableView* view, const QString& resp
             MsgBox::inform(this, tr("The file could not be renamed."));
         return;
     }
-    if (getTableView(target) || getTableViewElsewhere(target)) {
-        MsgBox::inform(this, kTargetOpen);
+    if (refuseOpenTarget(target)) {
         onRenameFilePrompt(view, response);
         return;
     }
@@ -236,10 +234,8 @@ MainWindow::DuplicateResult MainWindow::tryDuplicateFile(const QString& path, co
         return DuplicateResult::Retry;
     const QString target = normalizedPath(QFileInfo(source).dir().filePath(newName));
     if (QFileInfo::exists(target)) {
-        if (getTableView(target) || getTableViewElsewhere(target)) {
-            MsgBox::inform(this, kTargetOpen);
+        if (refuseOpenTarget(target))
             return DuplicateResult::Retry;
-        }
         switch (askOverwrite()) {
         case OverwriteAnswer::Overwrite:
             break;

@@ -9,6 +9,7 @@
 #include "view/headerview.h"
 #include "view/quickedit.h"
 #include "view/scrollareabottomrightcornerwidget.h"
+#include "view/sectionupdatesheld.h"
 #include "view/tabledelegate.h"
 #include "view/tlcornerbutton.h"
 
@@ -257,6 +258,10 @@ void TableView::setFrozenColWidths(bool all) {
     // The frozen rows show every column; the frozen columns and the corner the header columns,
     // or all of them when asked.
     const int cols = m->columnCount();
+    // A header that paints after each resize looks up the section's place each time, which
+    // makes copying many widths take time in the square of their count.
+    const SectionUpdatesHeld held(
+        {frozenRows->horizontalHeader(), frozenCols->horizontalHeader(), frozenCorner->horizontalHeader()});
     for (int c = 0; c < cols; ++c) {
         const int w = columnWidth(c);
         if (frozenRows->columnWidth(c) != w)
@@ -276,6 +281,8 @@ void TableView::setFrozenRowHeights(bool all) {
         return;
     // Rows can number millions: all of them only when asked, the header rows otherwise.
     const int rows = all ? m->rowCount() : std::min(numHeaderRows, m->rowCount());
+    const SectionUpdatesHeld held(
+        {frozenCols->verticalHeader(), frozenRows->verticalHeader(), frozenCorner->verticalHeader()});
     for (int r = 0; r < rows; ++r) {
         const int h = rowHeight(r);
         if (frozenCols->rowHeight(r) != h)

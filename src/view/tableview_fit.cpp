@@ -5,6 +5,7 @@
 
 #include "table/tablemodel.h"
 #include "view/frozentableview.h"
+#include "view/sectionupdatesheld.h"
 #include "view/tabledelegate.h"
 
 #include <QCheckBox>
@@ -113,6 +114,8 @@ void TableView::enforceAutoFitRowHeight(bool force) {
     if ((!autoFitRowHeight && !force) || !tableModel())
         return;
     const int rows = tableModel()->rowCountModel();
+    const SectionUpdatesHeld held({verticalHeader(), frozenView(1)->verticalHeader(),
+                                   frozenView(2)->verticalHeader(), frozenView(3)->verticalHeader()});
     for (int r = 0; r < rows; ++r)
         enforceAutoFitRowHeight(r);
     enforceEmptyRowHeight();
@@ -136,6 +139,8 @@ void TableView::enforceAutoFitColWidth(bool force) {
     if ((!autoFitColWidth && !force) || !tableModel())
         return;
     const int cols = tableModel()->columnCountModel();
+    const SectionUpdatesHeld held({horizontalHeader(), frozenView(1)->horizontalHeader(),
+                                   frozenView(2)->horizontalHeader(), frozenView(3)->horizontalHeader()});
     for (int c = 0; c < cols; ++c)
         enforceAutoFitColWidth(c);
     enforceEmptyColumnWidth();

@@ -2,11 +2,14 @@
 
 #include "table/tablemodel.h"
 #include "util/msgboxanswers.h"
+#include "view/frozentableview.h"
 #include "view/tabledelegate.h"
 #include "view/tableview.h"
 
+#include <QElapsedTimer>
 #include <QFile>
 #include <QFontMetricsF>
+#include <QScopeGuard>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
@@ -67,6 +70,34 @@ private slots:
                                         .arg(neededWidth(model, row, col))));
             }
         }
+    }
+
+    // A file of very many columns opens with each fitted, in time that grows with their count (a
+    // header that painted after each resize took seconds here and more than a minute for 200,000
+    // columns), and the frozen header row takes the same widths.
+    void manyColumnsFitInLinearTime() {
+        constexpr int kColumns = 100000;
+        QByteArray header;
+        for (int c = 0; c < kColumns; ++c)
+            header += (c ? "," : "") + QByteArray::number(c % 7 == 0 ? 1000000 + c : c);
+        const QString path = writeFile(dir, QStringLiteral("wide.csv"), header + "\nx,y\n");
+        MainWindow window;
+        window.show();
+        // Auto-fit stays on when its question comes.
+        TableView::autoFitWarningHook = [](const QString&, bool&) { return false; };
+        const auto restore = qScopeGuard([] { TableView::autoFitWarningHook = nullptr; });
+        QElapsedTimer timer;
+        timer.start();
+        QVERIFY(window.openFiles({path}));
+        TableView* view = window.getActiveTable();
+        QCOMPARE(view->tableModel()->columnCountModel(), kColumns);
+        QVERIFY2(timer.elapsed() < 5000, qPrintable(QString::number(timer.elapsed())));
+        for (const int col : {0, 7, kColumns - 5, kColumns - 1}) {
+            QVERIFY2(view->columnWidth(col) >= neededWidth(view->tableModel(), 0, col),
+                     qPrintable(QString::number(col)));
+            QCOMPARE(view->frozenView(1)->columnWidth(col), view->columnWidth(col));
+        }
+        QVERIFY(view->columnWidth(kColumns - 5) > view->columnWidth(kColumns - 4)); // 1099995 against 99996
     }
 
     // Commands, undo and redo leave rows and columns they did not change as they were, and with

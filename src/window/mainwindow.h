@@ -758,6 +758,8 @@ private:
                          void (MainWindow::*received)(const QString&));
     bool previewCellFromUserResponse(const QString& text, int& row, int& col);
     bool takeCellAnswer(const QString& response, void (MainWindow::*prompt)(), int& row, int& col);
+    // Raises `prompt` again with `response` in its editor, for an answer to be put right.
+    void askAgain(void (MainWindow::*prompt)(), const QString& response);
     bool takeCountAnswer(const QString& response, const QString& title,
                          void (MainWindow::*received)(const QString&), int& times);
     // A prompt for a whole number from minimum to maximum, raised again with the answer until

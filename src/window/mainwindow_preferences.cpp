@@ -254,7 +254,5 @@ void MainWindow::onSetThemePromptReceived(const QString& response) {
         }
     }
     // A name that matches no theme comes back to be put right.
-    onSetThemePrompt();
-    if (Launcher* launcher = getLauncher())
-        launcher->setEditorText(response);
+    askAgain(&MainWindow::onSetThemePrompt, response);
 }

@@ -48,9 +48,7 @@ void MainWindow::onPasteDelimiterPromptReceived(const QString& response) {
         return;
     if (!Utilities::parsePasteDelimiterString(response, delimiter)) {
         // Not a delimiter: asked again, with the answer there to put right.
-        onPasteDelimiterPrompt();
-        if (Launcher* launcher = getLauncher())
-            launcher->setEditorText(response);
+        askAgain(&MainWindow::onPasteDelimiterPrompt, response);
         return;
     }
     activeTable->pasteCellsWithFormat(QStringLiteral("Delimiter"), delimiter);

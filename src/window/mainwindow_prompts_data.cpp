@@ -134,9 +134,7 @@ void MainWindow::onMoveRowsJustAboveRowPromptReceived(const QString& response) {
     int row = -1;
     int col = -1;
     if (!activeTable || !modelCellFromUserResponse(row, col, response)) {
-        onMoveRowsJustAboveRowPrompt();
-        if (Launcher* launcher = getLauncher())
-            launcher->setEditorText(response);
+        askAgain(&MainWindow::onMoveRowsJustAboveRowPrompt, response);
         return;
     }
     activeTable->moveRowsAbsolute(row);
@@ -161,9 +159,7 @@ void MainWindow::onMoveColumnsToTheLeftOfColumnPromptReceived(const QString& res
     int row = -1;
     int col = -1;
     if (!activeTable || !modelCellFromUserResponse(row, col, response)) {
-        onMoveColumnsToTheLeftOfColumnPrompt();
-        if (Launcher* launcher = getLauncher())
-            launcher->setEditorText(response);
+        askAgain(&MainWindow::onMoveColumnsToTheLeftOfColumnPrompt, response);
         return;
     }
     activeTable->moveColsAbsolute(col);
@@ -186,9 +182,7 @@ void MainWindow::onDuplicateCellContentsToPromptReceived(const QString& response
     const Range& main = activeModel->getMainCell();
     if ((row != main.row || col != main.col) && !activeTable->duplicateCellContentsTo(row, col)) {
         // A place from which the copy would fall off the table: asked again.
-        onDuplicateCellContentsToPrompt();
-        if (Launcher* launcher = getLauncher())
-            launcher->setEditorText(response);
+        askAgain(&MainWindow::onDuplicateCellContentsToPrompt, response);
     }
 }
 

@@ -92,10 +92,14 @@ bool MainWindow::takeCellAnswer(const QString& response, void (MainWindow::*prom
         activeModel->clearHighlightedRange();
     if (activeTable && modelCellFromUserResponse(row, col, response))
         return true;
+    askAgain(prompt, response);
+    return false;
+}
+
+void MainWindow::askAgain(void (MainWindow::*prompt)(), const QString& response) {
     (this->*prompt)();
     if (Launcher* launcher = getLauncher())
         launcher->setEditorText(response);
-    return false;
 }
 
 void MainWindow::onGoToCellPrompt() {

@@ -40,9 +40,7 @@ void MainWindow::onSetNumberOfHeaderRowsPromptReceived(const QString& response) 
     paneView->clearPrevOptionList();
     int count = 0;
     if (!activeModel || !Utilities::parseCountString(count, response, 0, activeModel->rowCountModel())) {
-        onSetNumberOfHeaderRowsPrompt();
-        if (Launcher* launcher = getLauncher())
-            launcher->setEditorText(response);
+        askAgain(&MainWindow::onSetNumberOfHeaderRowsPrompt, response);
         return;
     }
     activeTable->applyVisibleHeaderRows(count, true, true);
@@ -64,9 +62,7 @@ void MainWindow::onSetNumberOfHeaderColumnsPromptReceived(const QString& respons
     paneView->clearPrevOptionList();
     int count = 0;
     if (!activeModel || !Utilities::parseCountString(count, response, 0, activeModel->columnCountModel())) {
-        onSetNumberOfHeaderColumnsPrompt();
-        if (Launcher* launcher = getLauncher())
-            launcher->setEditorText(response);
+        askAgain(&MainWindow::onSetNumberOfHeaderColumnsPrompt, response);
         return;
     }
     activeTable->setNumberOfHeaderColumns(count, true);

@@ -242,7 +242,8 @@ void TableData::appendValueModelUtf8(int row, int col, QByteArray& out) const {
 }
 
 void TableData::setBlockModelUtf8(int top, int left, int numRows,
-                                  const std::function<void(int, std::vector<std::string_view>&)>& rowTexts) {
+                                  const std::function<void(int, std::vector<std::string_view>&)>& rowTexts,
+                                  const std::function<void(int)>& rowsDone) {
     if (!editable() || !dataContainer)
         return;
     const int rowsBefore = rawRows;
@@ -264,6 +265,8 @@ void TableData::setBlockModelUtf8(int top, int left, int numRows,
     std::vector<std::pair<int, std::string_view>> cells;
     std::vector<int> columnsRaw; // of the block's columns, looked up once rather than once a row
     for (int i = 0; i < numRows; ++i) {
+        if (rowsDone && i % 1024 == 0)
+            rowsDone(i);
         texts.clear();
         rowTexts(i, texts);
         const int rawRow = getRawFromModelRow(top + i);

@@ -87,9 +87,11 @@ public:
     void appendValueModelUtf8(int row, int col, QByteArray& out) const;
     // Writes `numRows` rows of UTF-8 texts from model cell (top, left) on, cell by cell as
     // setValueModel would; `rowTexts(r, texts)` gives row r. A UTF-8 table takes the bytes as
-    // they are and each row in one pass, and a change of size is announced once.
+    // they are and each row in one pass, and a change of size is announced once. `rowsDone`, when
+    // given, hears every so many rows how many are written.
     void setBlockModelUtf8(int top, int left, int numRows,
-                           const std::function<void(int, std::vector<std::string_view>&)>& rowTexts);
+                           const std::function<void(int, std::vector<std::string_view>&)>& rowTexts,
+                           const std::function<void(int)>& rowsDone = {});
     // Target of a ctrl-arrow jump from the range's active cell, in the range's index space.
     Range getNextBlockLocation(const Range& range, Direction direction) const;
     bool areColumnsInRowBlank(int row, const std::vector<int>& cols, bool ignoreTranspose = false) const;

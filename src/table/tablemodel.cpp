@@ -1010,6 +1010,29 @@ bool TableModel::runOnWorker(const std::function<bool(TableModelWorker&)>& job, 
     return result;
 }
 
+TableModel::LongWrite::LongWrite(TableModel& m, qint64 cells) : model(m) {
+    if (cells < kLongWriteCells || model.workerBusy)
+        return;
+    on = true;
+    model.workerBusy = true;
+    model.worker->setProgressMinMax(0, 100);
+    model.worker->initiateProgressUpdate();
+    emit model.longWriteSignal(true);
+}
+
+TableModel::LongWrite::~LongWrite() {
+    if (!on)
+        return;
+    model.workerBusy = false;
+    emit model.longWriteSignal(false);
+}
+
+void TableModel::LongWrite::report(qint64 done, qint64 total) const {
+    // Half written cells can't be left as they are: a cancel asked meanwhile is not heard.
+    if (on && model.worker->readyForUpdate())
+        model.worker->showProgress(total > 0 ? float(double(done) / double(total)) : 1.0f);
+}
+
 void TableModel::holdCells(int top, int left, int bottom, int right) {
     top = std::max(top, 0);
     left = std::max(left, 0);

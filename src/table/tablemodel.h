@@ -285,8 +285,13 @@ public:
     // Takes a map of sortRows back; the marks are the caller's to restore.
     void unsortRows(const std::vector<int>& indexes);
     void unsortColumns(const std::vector<int>& indexes);
-    // Whether a scan runs on the worker now.
+    // Whether a scan runs on the worker now, or a long write here (see kLongWriteCells).
     bool isWorkerBusy() const { return workerBusy; }
+    // Past this many cells a write holds the window for a noticeable moment. It then reports
+    // its progress through the worker's updateProgressSignal as a scan does, and counts as the
+    // worker's work meanwhile, so that nothing starts a scan, closes the window or reloads the
+    // file under it; a progress dialog that a view shows around it keeps the window painted.
+    static constexpr qint64 kLongWriteCells = 1000000;
     // Replaces the filter list without applying it: undo commands keep concealment themselves.
     void setFilterListDontApply(const std::vector<FilterData>& filters) { filterList = filters; }
     void setFindReplaceQuery(const FindReplaceQuery& query);
@@ -557,6 +562,8 @@ signals:
     void concealmentChangedSignal(bool filtersActive, bool hiddenActive);
     // A scan is about to take the table's only reader: hold what you show (holdCells).
     void holdShownCellsSignal();
+    // A long write (kLongWriteCells) starts or has ended.
+    void longWriteSignal(bool started);
 
 private:
     bool changeViewSize(Qt::Orientation orientation, bool insert, int at, int count);
@@ -593,6 +600,22 @@ private:
     // Runs `job` on the worker thread (or here without `useThread`) while a local event loop
     // keeps the GUI alive; returns its result.
     bool runOnWorker(const std::function<bool(TableModelWorker&)>& job, bool useThread);
+    // A write of `cells` cells for as long as this lives: from kLongWriteCells on, the model is
+    // busy and report() sends the progress out.
+    class LongWrite {
+    public:
+        LongWrite(TableModel& model, qint64 cells);
+        ~LongWrite();
+        LongWrite(const LongWrite&) = delete;
+        LongWrite& operator=(const LongWrite&) = delete;
+        bool isOn() const { return on; }
+        // `done` of `total` steps written.
+        void report(qint64 done, qint64 total) const;
+
+    private:
+        TableModel& model;
+        bool on = false;
+    };
     // Moves the lines of `axis` by `map` (back by it with `unsort`), with everything that names them.
     void applySortMap(Axis axis, const std::vector<int>& map, bool unsort);
     void sortFilterLines(Axis axis, const std::vector<int>& map);

@@ -268,7 +268,14 @@ void TableModel::populateModelUtf8(int top, int left, int numRows, int numCols,
     // The grid first grows to hold what is written, so the view knows every cell it is told of.
     growViewTo(top + numRows, left + numCols);
     ++sizeRuleHold;
-    tableData.setBlockModelUtf8(top, left, numRows, rowTexts);
+    {
+        const LongWrite write(*this, qint64(numRows) * numCols);
+        if (write.isOn())
+            tableData.setBlockModelUtf8(top, left, numRows, rowTexts,
+                                        [&write, numRows](int done) { write.report(done, numRows); });
+        else
+            tableData.setBlockModelUtf8(top, left, numRows, rowTexts);
+    }
     --sizeRuleHold;
     const int bottom = std::min(top + numRows - 1, rowCountView - 1);
     const int right = std::min(left + numCols - 1, colCountView - 1);

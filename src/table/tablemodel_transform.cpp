@@ -26,9 +26,14 @@ void TableModel::writeCellTexts(std::size_t count, const std::function<std::pair
     // The grid first grows to hold what is written, so the view knows every cell it is told of.
     growViewTo(bottom + 1, right + 1);
     ++sizeRuleHold;
-    for (std::size_t i = 0; i < count; ++i) {
-        const auto [r, c] = at(i);
-        tableData.setValueModel(r, c, text(i));
+    {
+        const LongWrite write(*this, qint64(count));
+        for (std::size_t i = 0; i < count; ++i) {
+            if (write.isOn() && i % 4096 == 0)
+                write.report(qint64(i), qint64(count));
+            const auto [r, c] = at(i);
+            tableData.setValueModel(r, c, text(i));
+        }
     }
     --sizeRuleHold;
     bottom = std::min(bottom, rowCountView - 1);

@@ -61,11 +61,15 @@ void Worker::setProgressMinMax(const ProgressBoundaries& boundaries) {
 bool Worker::updateProgress(float fraction) {
     if (isCanceled())
         return false;
+    showProgress(fraction);
+    return true;
+}
+
+void Worker::showProgress(float fraction) {
     emit updateProgressSignal(
         (fraction * static_cast<float>(progressMax - progressMin) + static_cast<float>(progressMin)) /
         100.0f);
     timer.start();
-    return true;
 }
 
 void Worker::listenToProgressUpdates(bool listen, QObject* worker) {

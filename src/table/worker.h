@@ -44,6 +44,9 @@ public slots:
     // Reports `fraction` (0..1) of this worker's range. Returns false when canceled, which
     // tells the loop to stop.
     bool updateProgress(float fraction);
+    // Reports `fraction` whether or not a cancel was asked: work that can't stop halfway (a
+    // write of many cells) keeps its dialog going to the end.
+    void showProgress(float fraction);
 
 signals:
     void updateProgressSignal(float fraction);

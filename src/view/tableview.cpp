@@ -12,6 +12,7 @@
 #include "view/sectionupdatesheld.h"
 #include "view/tabledelegate.h"
 #include "view/tlcornerbutton.h"
+#include "view/workerprogress.h"
 
 #include <QApplication>
 #include <QDir>

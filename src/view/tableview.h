@@ -13,6 +13,7 @@
 #include <QPointer>
 
 #include <functional>
+#include <memory>
 #include <vector>
 
 namespace Utilities {
@@ -24,6 +25,7 @@ class QProgressDialog;
 class QTimer;
 class QUndoStack;
 class TableUndoCommand;
+class WorkerProgress;
 enum class DateTimeFormatType;
 enum class NumberFormatType;
 class ScrollAreaBottomRightCornerWidget;
@@ -378,6 +380,9 @@ public:
     // The push pattern: a valid command goes on the stack, any other is deleted. False when
     // the command was dropped or the table is read-only.
     bool pushCommand(TableUndoCommand* command);
+    // The same, a long write of the command's (TableModel::kLongWriteCells) showing `label` and
+    // `title` in its progress dialog.
+    bool pushCommand(TableUndoCommand* command, const QString& label, const QString& title);
     void clearUndoStack();
     // Reads the file again with its parameters; the history goes, since it no longer fits.
     void reloadFile();
@@ -499,6 +504,9 @@ private:
     void connectSignalsWithModel();
     // Hands the model the cells this grid and its frozen parts show, to paint during a scan.
     void holdShownCells();
+    // Shows a progress dialog over a long write of the model's (TableModel::kLongWriteCells),
+    // labelled for what is running (undo, redo, or another step).
+    void onLongWrite(bool started);
     bool pushCellValues(RangeVector& cells);
     // Moves the selected cells' rows (columns) on by the selection's width: `insert` opens
     // empty cells there, otherwise the cells go and the rest closes up.
@@ -548,6 +556,10 @@ private:
     QUndoStack* undoStackObject = nullptr;
     // Set while a command runs, so that a save inside it marks the stack clean after the push.
     bool runningCommand = false;
+    // While a long write runs; its label, and its title, say what the write belongs to.
+    std::unique_ptr<WorkerProgress> longWriteProgress;
+    QString longWriteLabel;
+    QString longWriteTitle;
 
     Settings settings;
     bool ownsSettings = false; // whether propagateSettings has given the view its settings

@@ -41,7 +41,7 @@ bool pushBuilt(TableView* view, qint64 cells, const QString& label, const QStrin
             progress.emplace(view, m, label, title);
         command = make(useThread);
     }
-    return view->pushCommand(command);
+    return view->pushCommand(command, label, title);
 }
 
 } // namespace

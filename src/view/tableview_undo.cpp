@@ -11,7 +11,9 @@
 #include "table/tablemodel.h"
 #include "table/transposetablecommand.h"
 #include "view/frozentableview.h"
+#include "view/workerprogress.h"
 
+#include <QApplication>
 #include <QFileInfo>
 #include <QTimer>
 #include <QUndoStack>
@@ -37,15 +39,41 @@ void TableView::connectUndoSignals(TableModel* m) {
     connect(m, &TableModel::scrollToRowSignal, this, [this](int row) { scrollToRow(row, true, true); });
     connect(m, &TableModel::scrollToColSignal, this, [this](int col) { scrollToCol(col, true, true); });
     connect(m, &TableModel::refreshViewSignal, this, &TableView::refreshView, Qt::UniqueConnection);
+    connect(m, &TableModel::longWriteSignal, this, &TableView::onLongWrite, Qt::UniqueConnection);
     // The frozen parts' middle-button drags become undo steps here as well.
     for (FrozenTableView* frozen : {frozenRows, frozenCols, frozenCorner})
         connect(frozen, &AbstractTableView::dataChangedSignal, this, &TableView::commitMiddleButtonDrag,
                 Qt::UniqueConnection);
 }
 
+namespace {
+
+// Names what a view's long writes belong to while it lives.
+class LongWriteLabel {
+public:
+    LongWriteLabel(QString& label, QString& title, const QString& newLabel, const QString& newTitle)
+        : label(label), title(title) {
+        label = newLabel;
+        title = newTitle;
+    }
+    ~LongWriteLabel() {
+        label.clear();
+        title.clear();
+    }
+    LongWriteLabel(const LongWriteLabel&) = delete;
+    LongWriteLabel& operator=(const LongWriteLabel&) = delete;
+
+private:
+    QString& label;
+    QString& title;
+};
+
+} // namespace
+
 void TableView::undo() {
     if (isReadOnly() || !undoStackObject->canUndo())
         return;
+    const LongWriteLabel named(longWriteLabel, longWriteTitle, tr("Undoing..."), tr("Undo"));
     runningCommand = true;
     undoStackObject->undo();
     runningCommand = false;
@@ -55,6 +83,7 @@ void TableView::undo() {
 void TableView::redo() {
     if (isReadOnly() || !undoStackObject->canRedo())
         return;
+    const LongWriteLabel named(longWriteLabel, longWriteTitle, tr("Redoing..."), tr("Redo"));
     runningCommand = true;
     undoStackObject->redo();
     runningCommand = false;
@@ -72,6 +101,24 @@ bool TableView::pushCommand(TableUndoCommand* command) {
     undoStackObject->push(command);
     runningCommand = false;
     return true;
+}
+
+bool TableView::pushCommand(TableUndoCommand* command, const QString& label, const QString& title) {
+    const LongWriteLabel named(longWriteLabel, longWriteTitle, label, title);
+    return pushCommand(command);
+}
+
+void TableView::onLongWrite(bool started) {
+    if (!started) {
+        longWriteProgress.reset();
+        return;
+    }
+    // A step that shows a dialog of its own already keeps the window painted.
+    if (longWriteProgress || WorkerProgress::anyAlive() || QApplication::activeModalWidget() || !isVisible())
+        return;
+    longWriteProgress = std::make_unique<WorkerProgress>(
+        this, tableModel(), longWriteLabel.isEmpty() ? tr("Writing cells...") : longWriteLabel,
+        longWriteTitle.isEmpty() ? tr("Edit") : longWriteTitle, QStringLiteral("writeProgressDialog"), false);
 }
 
 void TableView::clearUndoStack() {

@@ -7,9 +7,10 @@
 #include <QWindow>
 
 WorkerProgress::WorkerProgress(QWidget* parent, TableModel* model, const QString& label, const QString& title,
-                               const QString& objectName)
-    : dialog(label, QObject::tr("Cancel"), 0, 100, parent), owner(parent),
+                               const QString& objectName, bool cancellable)
+    : dialog(label, cancellable ? QObject::tr("Cancel") : QString(), 0, 100, parent), owner(parent),
       blocked(parent ? parent->window() : nullptr), focused(QApplication::focusWidget()) {
+    ++alive;
     dialog.setObjectName(objectName);
     dialog.setWindowTitle(title);
     dialog.setWindowModality(Qt::WindowModal);
@@ -19,12 +20,14 @@ WorkerProgress::WorkerProgress(QWidget* parent, TableModel* model, const QString
     dialog.setValue(0);
     QObject::connect(model->getWorker(), &Worker::updateProgressSignal, &dialog,
                      [this](float fraction) { dialog.setValue(static_cast<int>(fraction * 100.0f)); });
-    QObject::connect(&dialog, &QProgressDialog::canceled, model, &TableModel::cancelWorker);
+    if (cancellable)
+        QObject::connect(&dialog, &QProgressDialog::canceled, model, &TableModel::cancelWorker);
     if (blocked)
         qApp->installEventFilter(this);
 }
 
 WorkerProgress::~WorkerProgress() {
+    --alive;
     if (blocked)
         qApp->removeEventFilter(this);
     const bool shown = dialog.isVisible();

@@ -17,16 +17,22 @@ class TableModel;
 // a closed modal dialog.
 class WorkerProgress : public QObject {
 public:
+    // Without `cancellable` the dialog has no Cancel: for work that can't stop halfway.
     WorkerProgress(QWidget* parent, TableModel* model, const QString& label, const QString& title,
-                   const QString& objectName = QStringLiteral("workerProgressDialog"));
+                   const QString& objectName = QStringLiteral("workerProgressDialog"),
+                   bool cancellable = true);
     ~WorkerProgress() override;
     WorkerProgress(const WorkerProgress&) = delete;
     WorkerProgress& operator=(const WorkerProgress&) = delete;
+
+    // Whether one lives now, anywhere.
+    static bool anyAlive() { return alive > 0; }
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
+    static inline int alive = 0;
     QProgressDialog dialog;
     QPointer<QWidget> owner;
     QPointer<QWidget> blocked;

@@ -3,7 +3,12 @@
 
 #include "viewfixture.h"
 
+#include <QProgressDialog>
+#include <QPushButton>
+#include <QTimer>
 #include <QUndoStack>
+
+#include <thread>
 
 using namespace ViewFixture;
 using Fixture::cell;
@@ -23,6 +28,8 @@ private slots:
     void operations_data();
     void operations();
     void duplicateCellContentsTo();
+    void longWriteKeepsTheWindowGoing();
+    void longUndoSaysSoWithoutCancel();
 };
 
 void TestTableViewUndo::undoToSavedStateClearsModifiedMark() {
@@ -217,6 +224,69 @@ void TestTableViewUndo::duplicateCellContentsTo() {
     QVERIFY(!t.view->duplicateCellContentsTo(1, 2));
     QCOMPARE(t.view->undoStack()->count(), 1);
     QCOMPARE(t.view->undoStack()->index(), 0);
+}
+
+// A write of millions of cells runs on the window's thread; past a moment its progress dialog
+// shows and the window paints and runs its timers between reports, while the model counts as
+// busy so that nothing closes the table or reloads its file under the write.
+void TestTableViewUndo::longWriteKeepsTheWindowGoing() {
+    ShownTable t = makeTable(Fixture::gridLines(3, 3));
+    constexpr int rows = 20000;
+    constexpr int cols = int(TableModel::kLongWriteCells / rows);
+    const QByteArray word("w");
+    bool busyInside = false;
+    bool dialogShown = false;
+    bool timerFired = false;
+    QTimer::singleShot(200, t.view.get(), [&] { timerFired = true; });
+    QElapsedTimer clock;
+    clock.start();
+    t.model->populateModelUtf8(0, 0, rows, cols, [&](int r, std::vector<std::string_view>& texts) {
+        // Slow rows: the write lasts about a second.
+        while (clock.elapsed() < qint64(r) * 1000 / rows)
+            std::this_thread::sleep_for(std::chrono::microseconds(200));
+        busyInside = busyInside || t.model->isWorkerBusy();
+        if (auto* dialog = t.view->findChild<QProgressDialog*>(QStringLiteral("writeProgressDialog")))
+            dialogShown = dialogShown || dialog->isVisible();
+        texts.assign(std::size_t(cols), std::string_view(word.data(), std::size_t(word.size())));
+    });
+    QVERIFY(busyInside);
+    QVERIFY(dialogShown);
+    QVERIFY(timerFired);
+    QVERIFY(!t.model->isWorkerBusy());
+    QVERIFY(!t.view->findChild<QProgressDialog*>(QStringLiteral("writeProgressDialog")));
+    QCOMPARE(t.model->rowCountRaw(), rows);
+    QCOMPARE(t.model->getTableData().getValueModel(rows - 1, cols - 1).toString(), QStringLiteral("w"));
+}
+
+// Undo of a large clear is labelled as undo, without a Cancel that couldn't stop it halfway, and
+// brings every cell back.
+void TestTableViewUndo::longUndoSaysSoWithoutCancel() {
+    constexpr int rows = 110000;
+    constexpr int cols = 10;
+    ShownTable t = makeTable({}, 800, 600, rows, cols);
+    Range all(RangeType::Table, RangeIndexType::Model);
+    t.model->setSelection(all);
+    QString label;
+    bool withCancel = true;
+    QObject::connect(t.model.get(), &TableModel::longWriteSignal, t.view.get(), [&](bool started) {
+        auto* dialog = t.view->findChild<QProgressDialog*>(QStringLiteral("writeProgressDialog"));
+        if (!started || !dialog)
+            return;
+        label = dialog->labelText();
+        withCancel = dialog->findChild<QPushButton*>() != nullptr;
+    });
+    t.view->clearCellContents();
+    QCOMPARE(label, QStringLiteral("Clearing cells..."));
+    QCOMPARE(t.model->getTableData().getValueModel(rows - 1, cols - 1).toString(), QString());
+    label.clear();
+    t.view->undo();
+    QCOMPARE(label, QStringLiteral("Undoing..."));
+    QVERIFY(!withCancel);
+    QCOMPARE(t.model->getTableData().getValueModel(rows - 1, cols - 1).toString(), QString::number(rows - 1));
+    label.clear();
+    t.view->redo();
+    QCOMPARE(label, QStringLiteral("Redoing..."));
+    QVERIFY(!t.model->isWorkerBusy());
 }
 
 QTEST_MAIN(TestTableViewUndo)

@@ -170,6 +170,10 @@ public:
     bool areCharVecsEqual(const std::vector<char>& a, const std::vector<char>& b) const;
     bool areCharVecsEqual(const char* a, const std::vector<char>& b) const; // compares b.size() bytes
 
+    // Hears (rows done, rows in all) every few thousand rows of a pass that rebuilds every row
+    // (columns reordered, inserted or removed), for a progress bar; empty for none.
+    void setRowPassProgress(std::function<void(qint64, qint64)> sink) { rowPassProgress = std::move(sink); }
+
 signals:
     void startProgressUpdateSignal();
     void loadProgressUpdateSignal(int current, int total, int sizeInMiB);
@@ -183,10 +187,17 @@ protected:
     // separator, in the encoding's width), else empty.
     std::vector<char> lastTerminator(int fd, qint64 size) const;
 
+    // Row `i` of `total` of a pass over every row comes next.
+    void rowPassed(std::size_t i, std::size_t total) const {
+        if (rowPassProgress && i % 4096 == 0)
+            rowPassProgress(qint64(i), qint64(total));
+    }
+
     // Progress handshake of a load: call once at the start, then at each row start.
     void beginProgress(qint64 fileSize);
     void reportProgressIfDue(qint64 position, qint64 fileSize, int bytesPerUnit);
 
+    std::function<void(qint64, qint64)> rowPassProgress;
     std::atomic<bool> loadCanceled = false; // written by the GUI thread, read by the loader
     QString filepath;
     char delimiter = ',';

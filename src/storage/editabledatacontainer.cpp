@@ -264,6 +264,7 @@ void EditableDataContainer::insertCols(int at,
     if (rows.size() < lastNeeded)
         rows.resize(lastNeeded);
     for (size_t i = 0; i < rows.size(); ++i) {
+        rowPassed(i, rows.size());
         auto& r = rows[i];
         bool anyValue = false;
         for (const auto& column : colsToInsert)
@@ -338,7 +339,9 @@ bool EditableDataContainer::removeCols(int at, int count) {
     if (at >= numColsLogical)
         return true;
     const int n = std::min(count, numColsLogical - at);
-    for (auto& r : rows) {
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        rowPassed(i, rows.size());
+        PackedRow& r = rows[i];
         if (at < r.size()) {
             const int cellEnd = std::min(at + n, r.size());
             r.views(scratchViews);

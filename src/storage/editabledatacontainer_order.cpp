@@ -45,7 +45,9 @@ bool EditableDataContainer::reorderCols(const std::vector<int>& map) {
     if (!isPermutation(map) || static_cast<int>(map.size()) > numColsLogical)
         return false;
     std::vector<std::string_view> moved;
-    for (PackedRow& row : rows) {
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        rowPassed(i, rows.size());
+        PackedRow& row = rows[i];
         const int width = row.size();
         if (width == 0)
             continue;

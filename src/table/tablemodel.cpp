@@ -1,6 +1,7 @@
 #include "table/tablemodel.h"
 
 #include "preferences/settings.h"
+#include "storage/abstractdatacontainer.h"
 #include "table/tablemodel_p.h"
 #include "table/tablemodelworker.h"
 #include "util/locationutilities.h"
@@ -299,6 +300,8 @@ bool TableModel::changeViewSize(Qt::Orientation orientation, bool insert, int at
     if (readOnly)
         return false;
     ++sizeRuleHold;
+    // Columns go in or out of every row.
+    const LongWrite write(*this, rows ? 0 : tableCells());
     begin();
     // Rows and columns inside the buffer past the data are empty already: only the view changes.
     const int dataCount = rows ? rowCountModel() : columnCountModel();
@@ -1010,6 +1013,10 @@ bool TableModel::runOnWorker(const std::function<bool(TableModelWorker&)>& job, 
     return result;
 }
 
+qint64 TableModel::tableCells() const {
+    return readOnly ? 0 : qint64(rowCountRaw()) * qint64(columnCountRaw());
+}
+
 TableModel::LongWrite::LongWrite(TableModel& m, qint64 cells) : model(m) {
     if (cells < kLongWriteCells || model.workerBusy)
         return;
@@ -1017,12 +1024,16 @@ TableModel::LongWrite::LongWrite(TableModel& m, qint64 cells) : model(m) {
     model.workerBusy = true;
     model.worker->setProgressMinMax(0, 100);
     model.worker->initiateProgressUpdate();
+    if (AbstractDataContainer* container = model.tableData.getDataContainer())
+        container->setRowPassProgress([this](qint64 done, qint64 total) { report(done, total); });
     emit model.longWriteSignal(true);
 }
 
 TableModel::LongWrite::~LongWrite() {
     if (!on)
         return;
+    if (AbstractDataContainer* container = model.tableData.getDataContainer())
+        container->setRowPassProgress({});
     model.workerBusy = false;
     emit model.longWriteSignal(false);
 }

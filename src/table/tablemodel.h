@@ -600,6 +600,8 @@ private:
     // Runs `job` on the worker thread (or here without `useThread`) while a local event loop
     // keeps the GUI alive; returns its result.
     bool runOnWorker(const std::function<bool(TableModelWorker&)>& job, bool useThread);
+    // The cells of the table's raw rows and columns: what a pass over every row touches.
+    qint64 tableCells() const;
     // A write of `cells` cells for as long as this lives: from kLongWriteCells on, the model is
     // busy and report() sends the progress out.
     class LongWrite {

@@ -5,6 +5,7 @@ void TableModel::insertLineGroups(Axis axis, const std::vector<int>& map, int co
     if (readOnly || count < 1 || rawBefore < 0)
         return;
     const bool rows = axis == Axis::Row;
+    const LongWrite write(*this, rows ? 0 : tableCells());
     beginResetModel();
     ++sizeRuleHold;
     if (rows ? tableData.insertRowsRaw(rawBefore, count) : tableData.insertColsRaw(rawBefore, count)) {
@@ -23,6 +24,7 @@ void TableModel::removeLineGroups(Axis axis, const std::vector<int>& map, int co
     if (readOnly || count < 1 || rawBefore < 0)
         return;
     const bool rows = axis == Axis::Row;
+    const LongWrite write(*this, rows ? 0 : tableCells());
     beginResetModel();
     ++sizeRuleHold;
     // The new lines go back to the end, and from there.

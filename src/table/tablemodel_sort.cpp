@@ -44,8 +44,10 @@ void TableModel::sortFilterLines(Axis axis, const std::vector<int>& map) {
 }
 
 void TableModel::applySortMap(Axis axis, const std::vector<int>& map, bool unsort) {
-    emit layoutAboutToBeChanged();
     const bool rows = axis == Axis::Row;
+    // Columns move within every row.
+    const LongWrite write(*this, rows ? 0 : tableCells());
+    emit layoutAboutToBeChanged();
     bool moved = false;
     if (rows)
         moved = unsort ? tableData.unsortRows(map) : tableData.sortRows(map);

@@ -117,7 +117,7 @@ void TableView::onLongWrite(bool started) {
     if (longWriteProgress || WorkerProgress::anyAlive() || QApplication::activeModalWidget() || !isVisible())
         return;
     longWriteProgress = std::make_unique<WorkerProgress>(
-        this, tableModel(), longWriteLabel.isEmpty() ? tr("Writing cells...") : longWriteLabel,
+        this, tableModel(), longWriteLabel.isEmpty() ? tr("Changing the table...") : longWriteLabel,
         longWriteTitle.isEmpty() ? tr("Edit") : longWriteTitle, QStringLiteral("writeProgressDialog"), false);
 }
 

@@ -130,7 +130,9 @@ bool EditableDataContainer::resizeRows(int n) {
 bool EditableDataContainer::resizeCols(int n) {
     if (n < 0)
         return false;
-    for (auto& r : rows) {
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        rowPassed(i, rows.size());
+        PackedRow& r = rows[i];
         if (r.size() > n) {
             r.views(scratchViews);
             scratchViews.resize(static_cast<size_t>(n));
@@ -308,7 +310,9 @@ bool EditableDataContainer::insertEmptyCols(int at, int count) {
         numColsLogical = at + count;
         return true;
     }
-    for (auto& r : rows) {
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        rowPassed(i, rows.size());
+        PackedRow& r = rows[i];
         if (r.size() > at) {
             r.views(scratchViews);
             scratchViews.insert(scratchViews.begin() + at, static_cast<size_t>(count), std::string_view());
@@ -371,7 +375,9 @@ void EditableDataContainer::copyColContentsToAnotherCol(int from, int to) {
         return;
     if (to >= numColsLogical)
         resizeCols(to + 1);
-    for (auto& r : rows) {
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        rowPassed(i, rows.size());
+        PackedRow& r = rows[i];
         const bool hasFrom = from < r.size() && !r.cellEmpty(from);
         if (!hasFrom) {
             if (to < r.size() && !r.cellEmpty(to))

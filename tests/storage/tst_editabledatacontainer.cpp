@@ -43,6 +43,55 @@ class TestEditableDataContainer : public QObject {
     Q_OBJECT
 
 private slots:
+    // Every pass that rebuilds each row reports how far it has come, for the progress bar of a
+    // large table: from the first row, in order, out of all the rows.
+    void columnPassesReportProgress_data() {
+        QTest::addColumn<int>("operation");
+        QTest::newRow("insert empty") << 0;
+        QTest::newRow("insert with cells") << 1;
+        QTest::newRow("remove") << 2;
+        QTest::newRow("reorder") << 3;
+        QTest::newRow("resize") << 4;
+        QTest::newRow("copy column") << 5;
+    }
+    void columnPassesReportProgress() {
+        QFETCH(int, operation);
+        constexpr int rows = 10000;
+        EditableDataContainer c;
+        for (int r = 0; r < rows; ++r) {
+            c.setValue(r, 0, v("a"));
+            c.setValue(r, 2, v("b"));
+        }
+        std::vector<std::pair<qint64, qint64>> heard;
+        c.setRowPassProgress([&heard](qint64 done, qint64 total) { heard.emplace_back(done, total); });
+        switch (operation) {
+        case 0:
+            QVERIFY(c.insertEmptyCols(1, 2));
+            break;
+        case 1:
+            c.insertCols(1, {std::vector<std::vector<char>>(rows, v("x"))});
+            break;
+        case 2:
+            QVERIFY(c.removeCols(0, 1));
+            break;
+        case 3:
+            QVERIFY(c.reorderCols({2, 0, 1}));
+            break;
+        case 4:
+            QVERIFY(c.resizeCols(1));
+            break;
+        default:
+            c.copyColContentsToAnotherCol(0, 1);
+            break;
+        }
+        QVERIFY(heard.size() >= 2);
+        QCOMPARE(heard.front().first, qint64(0));
+        for (std::size_t i = 0; i < heard.size(); ++i) {
+            QCOMPARE(heard[i].second, qint64(rows));
+            QVERIFY(i == 0 || heard[i].first > heard[i - 1].first);
+        }
+        c.setRowPassProgress({});
+    }
     void setValueGrowth() {
         EditableDataContainer c;
         QVERIFY(c.setValue(2, 3, v("x")));

@@ -117,6 +117,10 @@ private slots:
         // Column 0 is selected: rows empty there go, whatever the other columns hold.
         QTest::newRow("rows empty in the selected column")
             << int(Axis::Row) << true << QStringList{QStringLiteral("a,,c")};
+        // Row 0 is selected: column 1 is empty there.
+        QTest::newRow("columns empty in the selected row")
+            << int(Axis::Col) << true
+            << QStringList{QStringLiteral("a,c"), QStringLiteral(","), QStringLiteral(",z")};
     }
     void removeEmptyLines() {
         QFETCH(int, axis);
@@ -127,6 +131,28 @@ private slots:
         t.view->moveSelectionAbsolute(0, 0);
         QVERIFY(t.view->removeEmptyLines(Axis(axis), selectedOnly));
         QCOMPARE(lines(*t.model), expected);
+    }
+
+    // The lines of a sorted table are its model's: a row empty in the selected column is found
+    // where the sort shows it, and a row hidden by a filter is not touched.
+    void removeEmptyRowsOfASortedTable() {
+        ShownTable t = makeTable(QStringList{QStringLiteral("h,h"), QStringLiteral("b,1"), QStringLiteral(",2"),
+                                             QStringLiteral("a,3"), QStringLiteral(",4")});
+        t.view->moveSelectionAbsolute(1, 1);
+        QVERIFY(t.view->sortRowsOrCols(Axis::Row, SortType::Descending));
+        t.view->moveSelectionAbsolute(1, 0);
+        QVERIFY(t.view->removeEmptyLines(Axis::Row, true));
+        QCOMPARE(lines(*t.model),
+                 (QStringList{QStringLiteral("h,h"), QStringLiteral("a,3"), QStringLiteral("b,1")}));
+        // Hidden, the row ",5" is no line of the model's; ",6" below it goes.
+        ShownTable h = makeTable(
+            QStringList{QStringLiteral("h,h"), QStringLiteral(",5"), QStringLiteral("a,3"), QStringLiteral(",6")});
+        h.view->moveSelectionAbsolute(1, 0);
+        QVERIFY(h.view->hideSelectedRows());
+        h.view->moveSelectionAbsolute(1, 0);
+        QVERIFY(h.view->removeEmptyLines(Axis::Row, true));
+        QCOMPARE(lines(*h.model), (QStringList{QStringLiteral("h,h"), QStringLiteral("a,3")}));
+        QCOMPARE(h.model->rowCountRaw(), 3);
     }
 };
 

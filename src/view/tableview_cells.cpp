@@ -176,8 +176,9 @@ bool TableView::removeEmptyLines(Axis axis, bool selectedOnly) {
         const std::vector<int> across = selectedLines(axis == Axis::Row ? Axis::Col : Axis::Row);
         const TableData& data = m->getTableData();
         if (!across.empty())
-            lines = axis == Axis::Row ? data.getEmptyRows(-1, RangeIndexType::Model, MASK_ONLY_LISTED, across)
-                                      : data.getEmptyCols(-1, RangeIndexType::Model, MASK_ONLY_LISTED, across);
+            lines = axis == Axis::Row
+                        ? data.getEmptyRows(-1, RangeIndexType::Model, MASK_ONLY_LISTED, across)
+                        : data.getEmptyCols(-1, RangeIndexType::Model, MASK_ONLY_LISTED, across);
     }
     if (lines.empty())
         return false;

@@ -136,8 +136,9 @@ private slots:
     // The lines of a sorted table are its model's: a row empty in the selected column is found
     // where the sort shows it, and a row hidden by a filter is not touched.
     void removeEmptyRowsOfASortedTable() {
-        ShownTable t = makeTable(QStringList{QStringLiteral("h,h"), QStringLiteral("b,1"), QStringLiteral(",2"),
-                                             QStringLiteral("a,3"), QStringLiteral(",4")});
+        ShownTable t =
+            makeTable(QStringList{QStringLiteral("h,h"), QStringLiteral("b,1"), QStringLiteral(",2"),
+                                  QStringLiteral("a,3"), QStringLiteral(",4")});
         t.view->moveSelectionAbsolute(1, 1);
         QVERIFY(t.view->sortRowsOrCols(Axis::Row, SortType::Descending));
         t.view->moveSelectionAbsolute(1, 0);
@@ -145,8 +146,8 @@ private slots:
         QCOMPARE(lines(*t.model),
                  (QStringList{QStringLiteral("h,h"), QStringLiteral("a,3"), QStringLiteral("b,1")}));
         // Hidden, the row ",5" is no line of the model's; ",6" below it goes.
-        ShownTable h = makeTable(
-            QStringList{QStringLiteral("h,h"), QStringLiteral(",5"), QStringLiteral("a,3"), QStringLiteral(",6")});
+        ShownTable h = makeTable(QStringList{QStringLiteral("h,h"), QStringLiteral(",5"),
+                                             QStringLiteral("a,3"), QStringLiteral(",6")});
         h.view->moveSelectionAbsolute(1, 0);
         QVERIFY(h.view->hideSelectedRows());
         h.view->moveSelectionAbsolute(1, 0);

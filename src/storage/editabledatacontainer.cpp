@@ -193,6 +193,28 @@ void EditableDataContainer::setRow(int row, const std::vector<std::vector<char>>
     rows[static_cast<size_t>(row)] = PackedRow::fromCells(scratchViews);
 }
 
+int EditableDataContainer::rowFieldsAsRead(int row) const {
+    return row >= 0 && row < static_cast<int>(rows.size()) ? rows[static_cast<size_t>(row)].fieldsAsRead()
+                                                           : 0;
+}
+
+void EditableDataContainer::setRowAsRead(int row, const std::vector<std::vector<char>>& cells,
+                                         int fieldsAsRead) {
+    setRow(row, cells);
+    if (row < 0 || fieldsAsRead <= 0)
+        return;
+    PackedRow& packed = rows[static_cast<size_t>(row)];
+    std::vector<char> bytes;
+    std::vector<std::uint64_t> ends;
+    ends.reserve(static_cast<size_t>(packed.size()));
+    for (int i = 0; i < packed.size(); ++i) {
+        const std::string_view cell = packed.cell(i);
+        bytes.insert(bytes.end(), cell.begin(), cell.end());
+        ends.push_back(bytes.size());
+    }
+    packed = PackedRow::fromRead(bytes.data(), ends.data(), ends.size(), static_cast<size_t>(fieldsAsRead));
+}
+
 void EditableDataContainer::setCol(int col, const std::vector<std::vector<char>>& cells) {
     if (col < 0)
         return;

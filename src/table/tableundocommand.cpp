@@ -200,13 +200,18 @@ void TableUndoCommand::applyFilterList(bool isUndo) {
 
 // --- Whole lines -----------------------------------------------------------------------------
 
-void TableUndoCommand::readLineRaw(Axis axis, int raw, std::vector<std::vector<char>>& out) const {
+void TableUndoCommand::readLineRaw(Axis axis, int raw, std::vector<std::vector<char>>& out,
+                                   int* fieldsAsRead) const {
     const TableData& data = model->getTableData();
     AbstractDataContainer* container = data.getDataContainer();
     out.clear();
+    if (fieldsAsRead)
+        *fieldsAsRead = 0;
     if (!container)
         return;
     const bool physicalRow = (axis == Axis::Row) != data.isTransposed();
+    if (physicalRow && fieldsAsRead)
+        *fieldsAsRead = container->rowFieldsAsRead(raw);
     if (physicalRow)
         container->getRow(out, raw);
     else

@@ -74,7 +74,10 @@ protected:
     void applyFilterList(bool isUndo);
 
     // Whole lines of the table in the user's orientation, as stored bytes.
-    void readLineRaw(Axis axis, int raw, std::vector<std::vector<char>>& out) const;
+    // `fieldsAsRead`, when given, receives the fields the line had as the file was read (0 when
+    // unknown, or for a line that is no stored row).
+    void readLineRaw(Axis axis, int raw, std::vector<std::vector<char>>& out,
+                     int* fieldsAsRead = nullptr) const;
     void writeLineRaw(Axis axis, int raw, const std::vector<std::vector<char>>& cells);
     // Rearranges the contents of model lines: the line at targets[i] gets what stood at
     // sources[i]. Concealed lines between them stay where they are.

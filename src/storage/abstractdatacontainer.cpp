@@ -65,6 +65,7 @@ int AbstractDataContainer::rowFieldsAsRead(int) const {
 void AbstractDataContainer::setRowAsRead(int row, const std::vector<std::vector<char>>& cells, int) {
     setRow(row, cells);
 }
+void AbstractDataContainer::setRowFieldsAsRead(int, int) {}
 void AbstractDataContainer::insertRow(int, const std::vector<std::vector<char>>&) {}
 void AbstractDataContainer::insertCol(int, const std::vector<std::vector<char>>&) {}
 void AbstractDataContainer::insertRows(int, const std::vector<std::vector<std::vector<char>>>&) {}

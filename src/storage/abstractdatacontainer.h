@@ -72,6 +72,7 @@ public:
     // undo): a row nobody changed is saved with the fields its line had. 0 when unknown.
     virtual int rowFieldsAsRead(int row) const;
     virtual void setRowAsRead(int row, const std::vector<std::vector<char>>& cells, int fieldsAsRead);
+    virtual void setRowFieldsAsRead(int row, int fieldsAsRead);
     virtual void setCol(int col, const std::vector<std::vector<char>>& cells);
     virtual void insertRow(int at, const std::vector<std::vector<char>>& cells);
     virtual void insertCol(int at, const std::vector<std::vector<char>>& cells);

@@ -130,6 +130,9 @@ RemoveAllFilteredOutAndHiddenDataCommand::RemoveAllFilteredOutAndHiddenDataComma
     }
     rowRuns = adjacentRuns(rows);
     colRuns = adjacentRuns(cols);
+    if ((!colRuns.empty() && removesStoredColumns(Axis::Col)) ||
+        (!rowRuns.empty() && removesStoredColumns(Axis::Row)))
+        rowFieldsBefore = readRowFieldsAsRead();
     for (const auto& [first, count] : rowRuns) {
         std::vector<std::vector<std::vector<char>>> run(static_cast<std::size_t>(count));
         std::vector<int> fields(static_cast<std::size_t>(count));
@@ -188,6 +191,7 @@ void RemoveAllFilteredOutAndHiddenDataCommand::undo() {
         data.insertRunsRaw(Axis::Col, colRuns, colContents);
     if (!rowRuns.empty())
         data.insertRunsRaw(Axis::Row, rowRuns, rowContents, &rowFieldsAsRead);
+    restoreRowFieldsAsRead(rowFieldsBefore);
     emit model->layoutChanged();
     model->setConcealmentState(oldState);
     TableUndoCommand::undo();

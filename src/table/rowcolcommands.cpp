@@ -164,6 +164,8 @@ RemoveLinesCommand::RemoveLinesCommand(TableModel* model, Axis axis, const std::
     }
     firstModelLine =
         axis == Axis::Row ? model->getModelFromRawRow(raws.front()) : model->getModelFromRawCol(raws.front());
+    if (removesStoredColumns(axis))
+        rowFieldsBefore = readRowFieldsAsRead();
     std::sort(raws.begin(), raws.end());
     for (const auto& [first, length] : adjacentRuns(raws)) {
         runs.emplace_back(first, first + length - 1);
@@ -209,6 +211,7 @@ void RemoveLinesCommand::undo() {
     const RawSize before = rawSize();
     TableData& data = model->getTableData();
     data.insertRunsRaw(axis, firstAndCount(runs), contents, &fieldsAsRead);
+    restoreRowFieldsAsRead(rowFieldsBefore);
     applyFilterList(true);
     TableUndoCommand::undo();
     finishDataChange(true, before, {}, {});

@@ -497,11 +497,15 @@ bool TableData::removeRunsRaw(Axis which, const std::vector<std::pair<int, int>>
     const Dimension axis = which == Axis::Row ? rowAxis(ignoreTranspose) : colAxis(ignoreTranspose);
     if (!editable())
         return false;
-    if (runs.size() == 1) {
-        if (!removeLines(axis, runs.front().first, runs.front().second))
-            return false;
-        emitTableSizeChanged();
-        return true;
+    // Columns go a run at a time, from the last: a reorder of columns would rebuild every row and
+    // lose the fields its line had; tables have far fewer columns than rows.
+    if (runs.size() == 1 || axis == Dimension::Cols) {
+        bool removed = false;
+        for (auto it = runs.rbegin(); it != runs.rend(); ++it)
+            removed = removeLines(axis, it->first, it->second) || removed;
+        if (removed)
+            emitTableSizeChanged();
+        return removed;
     }
     // The removed lines go to the end in one reorder and leave together there: removing run by
     // run moved the rest of the table once per run.
@@ -536,6 +540,14 @@ bool TableData::insertRunsRaw(Axis which, const std::vector<std::pair<int, int>>
     if (!editable() || runs.size() != contents.size() || runs.empty() ||
         (fieldsAsRead && fieldsAsRead->size() != contents.size()))
         return false;
+    if (axis == Dimension::Cols) {
+        for (std::size_t r = 0; r < runs.size(); ++r) {
+            if (!insertFilled(axis, runs[r].first, contents[r]))
+                return false;
+        }
+        emitTableSizeChanged();
+        return true;
+    }
     // All lines join at the end, then one reorder takes each to its place: inserting run by run
     // moved the rest of the table once per run.
     const int n = rawCountOf(axis);

@@ -220,6 +220,30 @@ void TableUndoCommand::readLineRaw(Axis axis, int raw, std::vector<std::vector<c
     out.resize(static_cast<std::size_t>(axis == Axis::Row ? data.numRawCols() : data.numRawRows()));
 }
 
+std::vector<int> TableUndoCommand::readRowFieldsAsRead() const {
+    AbstractDataContainer* container = model->getTableData().getDataContainer();
+    std::vector<int> fields;
+    if (!container)
+        return fields;
+    const int rows = container->numRows();
+    fields.resize(static_cast<std::size_t>(std::max(rows, 0)));
+    for (int r = 0; r < rows; ++r)
+        fields[static_cast<std::size_t>(r)] = container->rowFieldsAsRead(r);
+    return fields;
+}
+
+void TableUndoCommand::restoreRowFieldsAsRead(const std::vector<int>& fields) {
+    AbstractDataContainer* container = model->getTableData().getDataContainer();
+    if (!container)
+        return;
+    for (std::size_t r = 0; r < fields.size(); ++r)
+        container->setRowFieldsAsRead(static_cast<int>(r), fields[r]);
+}
+
+bool TableUndoCommand::removesStoredColumns(Axis axis) const {
+    return (axis == Axis::Col) != model->getTableData().isTransposed();
+}
+
 void TableUndoCommand::writeLineRaw(Axis axis, int raw, const std::vector<std::vector<char>>& cells) {
     TableData& data = model->getTableData();
     AbstractDataContainer* container = data.getDataContainer();

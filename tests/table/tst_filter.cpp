@@ -644,40 +644,54 @@ void TestFilter::removingScatteredLinesTakesLinearTime() {
     QVERIFY2(timer.elapsed() < 3000, qPrintable(QString::number(timer.elapsed())));
 }
 
-// Rows that a removal took and its undo put back are saved with the fields their lines had, as
-// rows nobody changed are: a ragged file stays byte for byte what it was.
+// Lines that a removal took and its undo put back leave the rows saved with the fields their
+// lines had, as rows nobody changed are: a ragged file stays byte for byte what it was. Without
+// its undo, a removed column takes one field from the rows that had it, and no more.
 void TestFilter::removedRowsComeBackAsTheyWereRead_data() {
-    QTest::addColumn<bool>("byFilter");
-    QTest::newRow("filtered-out rows removed") << true;
-    QTest::newRow("selected rows removed") << false;
+    QTest::addColumn<QString>("removal");
+    QTest::addColumn<QByteArray>("removed");
+    QTest::newRow("filtered-out rows") << "filter" << QByteArray("h,a,b,c\n3,z,p,q\n");
+    QTest::newRow("selected rows") << "rows" << QByteArray("h,a,b,c\n3,z,p,q\n");
+    QTest::newRow("last column") << "column" << QByteArray("h,a,b\n1,x\n2,y,\n3,z,p\n4\n5,w,\n");
+    QTest::newRow("hidden column") << "hidden" << QByteArray("h,b,c\n1\n2,,\n3,p,q\n4\n5,\n");
 }
 
 void TestFilter::removedRowsComeBackAsTheyWereRead() {
-    QFETCH(bool, byFilter);
+    QFETCH(QString, removal);
+    QFETCH(QByteArray, removed);
     const QByteArray original("h,a,b,c\n1,x\n2,y,,\n3,z,p,q\n4\n5,w,\n");
     QTemporaryDir dir;
     const QString path = dir.filePath(QStringLiteral("ragged.csv"));
-    QFile out(path);
-    QVERIFY(out.open(QIODevice::WriteOnly));
-    out.write(original);
-    out.close();
+    auto write = [&path](const QByteArray& bytes) {
+        QFile out(path);
+        return out.open(QIODevice::WriteOnly) && out.write(bytes) == bytes.size();
+    };
+    auto read = [&path] {
+        QFile in(path);
+        return in.open(QIODevice::ReadOnly) ? in.readAll() : QByteArray();
+    };
+    QVERIFY(write(original));
     TableModel model(true);
     model.loadCSV(path, false, TableData::Editable, QStringLiteral(","), QStringLiteral(","), UTF_8,
                   RFC_4180);
     QUndoStack stack;
-    if (byFilter) {
+    if (removal == "filter") {
         stack.push(new ApplyFiltersCommand(&model, {makeFilter(QStringLiteral("3"))}));
         stack.push(new RemoveAllFilteredOutAndHiddenDataCommand(&model));
-    } else {
+    } else if (removal == "rows") {
         stack.push(new RemoveRowsCommand(&model, {1, 2, 4, 5}, true));
+    } else if (removal == "column") {
+        stack.push(new RemoveColsCommand(&model, {3}, true));
+    } else {
+        stack.push(new ApplyHiddenColsCommand(&model, {1}));
+        stack.push(new RemoveAllFilteredOutAndHiddenDataCommand(&model));
     }
-    QCOMPARE(model.getTableData().numRawRows(), 2);
+    QVERIFY(model.saveCSV(path, false, false));
+    QCOMPARE(read(), removed);
     while (stack.canUndo())
         stack.undo();
     QVERIFY(model.saveCSV(path, false, false));
-    QFile in(path);
-    QVERIFY(in.open(QIODevice::ReadOnly));
-    QCOMPARE(in.readAll(), original);
+    QCOMPARE(read(), original);
 }
 
 void TestFilter::saveVisibleDataOnly() {

@@ -59,6 +59,13 @@ void AbstractDataContainer::getRow(std::vector<std::vector<char>>&, int) {}
 void AbstractDataContainer::getCol(std::vector<std::vector<char>>&, int) {}
 void AbstractDataContainer::setRow(int, const std::vector<std::vector<char>>&) {}
 void AbstractDataContainer::setCol(int, const std::vector<std::vector<char>>&) {}
+int AbstractDataContainer::rowFieldsAsRead(int) const {
+    return 0;
+}
+void AbstractDataContainer::setRowAsRead(int row, const std::vector<std::vector<char>>& cells, int) {
+    setRow(row, cells);
+}
+void AbstractDataContainer::setRowFieldsAsRead(int, int) {}
 void AbstractDataContainer::insertRow(int, const std::vector<std::vector<char>>&) {}
 void AbstractDataContainer::insertCol(int, const std::vector<std::vector<char>>&) {}
 void AbstractDataContainer::insertRows(int, const std::vector<std::vector<std::vector<char>>>&) {}

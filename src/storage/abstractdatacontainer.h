@@ -68,6 +68,11 @@ public:
     virtual void getRow(std::vector<std::vector<char>>& out, int row);
     virtual void getCol(std::vector<std::vector<char>>& out, int col);
     virtual void setRow(int row, const std::vector<std::vector<char>>& cells);
+    // How many fields a row's line had when it was read, and a row put back as it was read (for
+    // undo): a row nobody changed is saved with the fields its line had. 0 when unknown.
+    virtual int rowFieldsAsRead(int row) const;
+    virtual void setRowAsRead(int row, const std::vector<std::vector<char>>& cells, int fieldsAsRead);
+    virtual void setRowFieldsAsRead(int row, int fieldsAsRead);
     virtual void setCol(int col, const std::vector<std::vector<char>>& cells);
     virtual void insertRow(int at, const std::vector<std::vector<char>>& cells);
     virtual void insertCol(int at, const std::vector<std::vector<char>>& cells);

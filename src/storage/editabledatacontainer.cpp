@@ -195,6 +195,27 @@ void EditableDataContainer::setRow(int row, const std::vector<std::vector<char>>
     rows[static_cast<size_t>(row)] = PackedRow::fromCells(scratchViews);
 }
 
+int EditableDataContainer::rowFieldsAsRead(int row) const {
+    return row >= 0 && row < static_cast<int>(rows.size()) ? rows[static_cast<size_t>(row)].fieldsAsRead()
+                                                           : 0;
+}
+
+void EditableDataContainer::setRowAsRead(int row, const std::vector<std::vector<char>>& cells,
+                                         int fieldsAsRead) {
+    setRow(row, cells);
+    setRowFieldsAsRead(row, fieldsAsRead);
+}
+
+void EditableDataContainer::setRowFieldsAsRead(int row, int fieldsAsRead) {
+    if (row < 0 || row >= static_cast<int>(rows.size()) || fieldsAsRead < 0)
+        return;
+    PackedRow& packed = rows[static_cast<size_t>(row)];
+    if (packed.fieldsAsRead() == fieldsAsRead)
+        return;
+    packed.views(scratchViews);
+    packed = PackedRow::fromCells(scratchViews, static_cast<size_t>(fieldsAsRead));
+}
+
 void EditableDataContainer::setCol(int col, const std::vector<std::vector<char>>& cells) {
     if (col < 0)
         return;
@@ -271,7 +292,8 @@ void EditableDataContainer::insertCols(int at,
         bool anyValue = false;
         for (const auto& column : colsToInsert)
             anyValue = anyValue || (i < column.size() && !column[i].empty());
-        if (r.size() <= at && !anyValue)
+        const int fields = r.fieldsAsRead();
+        if (r.size() <= at && !anyValue && fields <= at)
             continue;
         r.views(scratchViews);
         if (static_cast<int>(scratchViews.size()) < at)
@@ -284,7 +306,7 @@ void EditableDataContainer::insertCols(int at,
         scratchViews.insert(scratchViews.begin() + at, inserted.begin(), inserted.end());
         while (!scratchViews.empty() && scratchViews.back().empty())
             scratchViews.pop_back();
-        r = PackedRow::fromCells(scratchViews);
+        r = PackedRow::fromCells(scratchViews, fields > at ? static_cast<size_t>(fields) + count : 0);
     }
     numColsLogical = std::max(numColsLogical, at) + static_cast<int>(count);
     numRowsLogical = std::max(numRowsLogical, static_cast<int>(tallest));
@@ -313,10 +335,14 @@ bool EditableDataContainer::insertEmptyCols(int at, int count) {
     for (std::size_t i = 0; i < rows.size(); ++i) {
         rowPassed(i, rows.size());
         PackedRow& r = rows[i];
-        if (r.size() > at) {
+        // A row keeps the shape of its line: columns inserted among its fields add to them.
+        const int fields = r.fieldsAsRead();
+        if (r.size() > at || fields > at) {
             r.views(scratchViews);
-            scratchViews.insert(scratchViews.begin() + at, static_cast<size_t>(count), std::string_view());
-            r = PackedRow::fromCells(scratchViews);
+            if (static_cast<int>(scratchViews.size()) > at)
+                scratchViews.insert(scratchViews.begin() + at, static_cast<size_t>(count),
+                                    std::string_view());
+            r = PackedRow::fromCells(scratchViews, fields > at ? static_cast<size_t>(fields + count) : 0);
         }
     }
     numColsLogical += count;
@@ -346,11 +372,16 @@ bool EditableDataContainer::removeCols(int at, int count) {
     for (std::size_t i = 0; i < rows.size(); ++i) {
         rowPassed(i, rows.size());
         PackedRow& r = rows[i];
-        if (at < r.size()) {
+        // A row keeps the shape of its line: it loses the removed columns that were among its
+        // fields, and is saved with the fields left.
+        const int fields = r.fieldsAsRead();
+        if (at < r.size() || fields > at) {
             const int cellEnd = std::min(at + n, r.size());
             r.views(scratchViews);
-            scratchViews.erase(scratchViews.begin() + at, scratchViews.begin() + cellEnd);
-            r = PackedRow::fromCells(scratchViews);
+            if (at < r.size())
+                scratchViews.erase(scratchViews.begin() + at, scratchViews.begin() + cellEnd);
+            r = PackedRow::fromCells(
+                scratchViews, fields > at ? static_cast<size_t>(fields - std::min(n, fields - at)) : 0);
         }
     }
     numColsLogical -= n;

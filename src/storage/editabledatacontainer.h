@@ -38,6 +38,9 @@ public:
     void getRow(std::vector<std::vector<char>>& out, int row) override;
     void getCol(std::vector<std::vector<char>>& out, int col) override;
     void setRow(int row, const std::vector<std::vector<char>>& cells) override;
+    int rowFieldsAsRead(int row) const override;
+    void setRowAsRead(int row, const std::vector<std::vector<char>>& cells, int fieldsAsRead) override;
+    void setRowFieldsAsRead(int row, int fieldsAsRead) override;
     void setCol(int col, const std::vector<std::vector<char>>& cells) override;
     void insertRow(int at, const std::vector<std::vector<char>>& cells) override;
     void insertCol(int at, const std::vector<std::vector<char>>& cells) override;

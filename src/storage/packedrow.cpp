@@ -206,15 +206,20 @@ PackedRow PackedRow::fromPartsOutOfLine(const char* bytes, const std::uint64_t* 
     return row;
 }
 
-PackedRow PackedRow::fromCells(const std::vector<std::string_view>& cells) {
+PackedRow PackedRow::fromCells(const std::vector<std::string_view>& cells, std::size_t fieldsAsRead) {
     PackedRow row;
     const std::size_t count = cells.size();
-    if (count == 0)
+    if (fieldsAsRead > kMaxFieldsAsRead || fieldsAsRead < count)
+        fieldsAsRead = 0;
+    if (count == 0) {
+        if (fieldsAsRead > 0)
+            row.block = allocate(0, 0, nullptr, fieldsAsRead);
         return row;
+    }
     std::uint64_t total = 0;
     for (const std::string_view cell : cells)
         total += cell.size();
-    row.block = allocate(count, total);
+    row.block = allocate(count, total, nullptr, fieldsAsRead);
     const std::uint32_t width = row.word() & kWidthMask;
     char* offsets = row.block + headerSize(row.word());
     char* out = const_cast<char*>(row.bytes());

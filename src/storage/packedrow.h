@@ -64,7 +64,8 @@ public:
     // The number of fields the row's line had when it was read; 0 for a row built or changed
     // since, and for one read with more fields than the count can hold.
     int fieldsAsRead() const { return block ? static_cast<int>(fieldsOf(word())) : 0; }
-    static PackedRow fromCells(const std::vector<std::string_view>& cells);
+    // `fieldsAsRead`: the fields the row's line keeps having (see fromRead); 0 for a changed row.
+    static PackedRow fromCells(const std::vector<std::string_view>& cells, std::size_t fieldsAsRead = 0);
     // Test seam: false packs short rows, and a load's whole rows, with the plain loops even where
     // the processor has the vector instructions for them.
     static void setVectorPackingForTesting(bool on);

@@ -130,21 +130,31 @@ RemoveAllFilteredOutAndHiddenDataCommand::RemoveAllFilteredOutAndHiddenDataComma
     }
     rowRuns = adjacentRuns(rows);
     colRuns = adjacentRuns(cols);
+    if ((!colRuns.empty() && removesStoredColumns(Axis::Col)) ||
+        (!rowRuns.empty() && removesStoredColumns(Axis::Row)))
+        rowFieldsBefore = readRowFieldsAsRead();
     for (const auto& [first, count] : rowRuns) {
         std::vector<std::vector<std::vector<char>>> run(static_cast<std::size_t>(count));
+        std::vector<int> fields(static_cast<std::size_t>(count));
         for (int i = 0; i < count; ++i)
-            readLineRaw(Axis::Row, first + i, run[static_cast<std::size_t>(i)]);
+            readLineRaw(Axis::Row, first + i, run[static_cast<std::size_t>(i)],
+                        &fields[static_cast<std::size_t>(i)]);
         rowContents.push_back(std::move(run));
+        rowFieldsAsRead.push_back(std::move(fields));
     }
     // Columns go after the rows, so each keeps only the cells of the rows that stay.
     for (const auto& [first, count] : colRuns) {
         std::vector<std::vector<std::vector<char>>> run(static_cast<std::size_t>(count));
+        std::vector<std::vector<char>> col;
         for (int i = 0; i < count; ++i) {
-            std::vector<std::vector<char>>& col = run[static_cast<std::size_t>(i)];
             readLineRaw(Axis::Col, first + i, col);
-            for (auto it = rows.rbegin(); it != rows.rend(); ++it) {
-                if (*it < static_cast<int>(col.size()))
-                    col.erase(col.begin() + *it);
+            std::vector<std::vector<char>>& kept = run[static_cast<std::size_t>(i)];
+            auto removed = rows.begin();
+            for (int r = 0; r < static_cast<int>(col.size()); ++r) {
+                while (removed != rows.end() && *removed < r)
+                    ++removed;
+                if (removed == rows.end() || *removed != r)
+                    kept.push_back(std::move(col[static_cast<std::size_t>(r)]));
             }
         }
         colContents.push_back(std::move(run));
@@ -159,10 +169,10 @@ void RemoveAllFilteredOutAndHiddenDataCommand::redo() {
     model->setConcealmentState(TableModel::ConcealmentState());
     TableData& data = model->getTableData();
     emit model->layoutAboutToBeChanged();
-    for (auto it = rowRuns.rbegin(); it != rowRuns.rend(); ++it)
-        data.removeRowsRaw(it->first, it->second);
-    for (auto it = colRuns.rbegin(); it != colRuns.rend(); ++it)
-        data.removeColsRaw(it->first, it->second);
+    if (!rowRuns.empty())
+        data.removeRunsRaw(Axis::Row, rowRuns);
+    if (!colRuns.empty())
+        data.removeRunsRaw(Axis::Col, colRuns);
     emit model->layoutChanged();
     // The main cell stays where it was on screen, within what is left.
     Range& main = selectionAfter.front();
@@ -177,10 +187,11 @@ void RemoveAllFilteredOutAndHiddenDataCommand::undo() {
     const RawSize before = rawSize();
     TableData& data = model->getTableData();
     emit model->layoutAboutToBeChanged();
-    for (std::size_t i = 0; i < colRuns.size(); ++i)
-        data.insertColsRaw(colRuns[i].first, colContents[i]);
-    for (std::size_t i = 0; i < rowRuns.size(); ++i)
-        data.insertRowsRaw(rowRuns[i].first, rowContents[i]);
+    if (!colRuns.empty())
+        data.insertRunsRaw(Axis::Col, colRuns, colContents);
+    if (!rowRuns.empty())
+        data.insertRunsRaw(Axis::Row, rowRuns, rowContents, &rowFieldsAsRead);
+    restoreRowFieldsAsRead(rowFieldsBefore);
     emit model->layoutChanged();
     model->setConcealmentState(oldState);
     TableUndoCommand::undo();

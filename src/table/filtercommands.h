@@ -63,5 +63,7 @@ private:
     std::vector<std::pair<int, int>> rowRuns; // (first, count), ascending
     std::vector<std::pair<int, int>> colRuns;
     std::vector<std::vector<std::vector<std::vector<char>>>> rowContents; // per run, whole rows
+    std::vector<std::vector<int>> rowFieldsAsRead;                        // per run, per row
+    std::vector<int> rowFieldsBefore; // of every stored row, when columns go
     std::vector<std::vector<std::vector<std::vector<char>>>> colContents; // per run, kept rows only
 };

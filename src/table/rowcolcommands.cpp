@@ -135,6 +135,19 @@ InsertColsCommand::InsertColsCommand(TableModel* model, const std::vector<int>& 
 
 // --- Remove ----------------------------------------------------------------------------------
 
+namespace {
+
+// Runs held as (first, last) in the form the table takes them, (first, count).
+std::vector<std::pair<int, int>> firstAndCount(const std::vector<std::pair<int, int>>& runs) {
+    std::vector<std::pair<int, int>> out;
+    out.reserve(runs.size());
+    for (const auto& [first, last] : runs)
+        out.emplace_back(first, last - first + 1);
+    return out;
+}
+
+} // namespace
+
 RemoveLinesCommand::RemoveLinesCommand(TableModel* model, Axis axis, const std::vector<int>& lines,
                                        bool restoreSelection, QUndoCommand* parent)
     : TableUndoCommand(model, restoreSelection, parent), axis(axis) {
@@ -151,13 +164,18 @@ RemoveLinesCommand::RemoveLinesCommand(TableModel* model, Axis axis, const std::
     }
     firstModelLine =
         axis == Axis::Row ? model->getModelFromRawRow(raws.front()) : model->getModelFromRawCol(raws.front());
+    if (removesStoredColumns(axis))
+        rowFieldsBefore = readRowFieldsAsRead();
     std::sort(raws.begin(), raws.end());
     for (const auto& [first, length] : adjacentRuns(raws)) {
         runs.emplace_back(first, first + length - 1);
         std::vector<std::vector<std::vector<char>>> run(static_cast<std::size_t>(length));
+        std::vector<int> fields(static_cast<std::size_t>(length));
         for (int i = 0; i < length; ++i)
-            readLineRaw(axis, first + i, run[static_cast<std::size_t>(i)]);
+            readLineRaw(axis, first + i, run[static_cast<std::size_t>(i)],
+                        &fields[static_cast<std::size_t>(i)]);
         contents.push_back(std::move(run));
+        fieldsAsRead.push_back(std::move(fields));
     }
     if (model->hasConcealmentLists()) {
         auto map = [raws](int raw) {
@@ -176,13 +194,7 @@ RemoveLinesCommand::RemoveLinesCommand(TableModel* model, Axis axis, const std::
 void RemoveLinesCommand::redo() {
     const RawSize before = rawSize();
     TableData& data = model->getTableData();
-    for (auto it = runs.rbegin(); it != runs.rend(); ++it) {
-        const int n = it->second - it->first + 1;
-        if (axis == Axis::Row)
-            data.removeRowsRaw(it->first, n);
-        else
-            data.removeColsRaw(it->first, n);
-    }
+    data.removeRunsRaw(axis, firstAndCount(runs));
     applyFilterList(false);
     // The main cell stays on the line that took the place of the first removed one.
     const Range& main = model->getMainCell();
@@ -198,12 +210,8 @@ void RemoveLinesCommand::redo() {
 void RemoveLinesCommand::undo() {
     const RawSize before = rawSize();
     TableData& data = model->getTableData();
-    for (std::size_t i = 0; i < runs.size(); ++i) {
-        if (axis == Axis::Row)
-            data.insertRowsRaw(runs[i].first, contents[i]);
-        else
-            data.insertColsRaw(runs[i].first, contents[i]);
-    }
+    data.insertRunsRaw(axis, firstAndCount(runs), contents, &fieldsAsRead);
+    restoreRowFieldsAsRead(rowFieldsBefore);
     applyFilterList(true);
     TableUndoCommand::undo();
     finishDataChange(true, before, {}, {});

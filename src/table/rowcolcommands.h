@@ -50,6 +50,8 @@ protected:
     Axis axis;
     std::vector<std::pair<int, int>> runs;                             // raw first, last
     std::vector<std::vector<std::vector<std::vector<char>>>> contents; // per run, per line
+    std::vector<std::vector<int>> fieldsAsRead;                        // per run, per line
+    std::vector<int> rowFieldsBefore;                                  // of every stored row, when columns go
     int firstModelLine = 0;
 };
 

@@ -495,6 +495,109 @@ bool TableData::removeColsRaw(int at, int count, bool ignoreTranspose) {
     return true;
 }
 
+bool TableData::removeRunsRaw(Axis which, const std::vector<std::pair<int, int>>& runs,
+                              bool ignoreTranspose) {
+    const Dimension axis = which == Axis::Row ? rowAxis(ignoreTranspose) : colAxis(ignoreTranspose);
+    if (!editable())
+        return false;
+    // Columns go a run at a time, from the last: a reorder of columns would rebuild every row and
+    // lose the fields its line had; tables have far fewer columns than rows.
+    if (runs.size() == 1 || axis == Dimension::Cols) {
+        bool removed = false;
+        for (auto it = runs.rbegin(); it != runs.rend(); ++it)
+            removed = removeLines(axis, it->first, it->second) || removed;
+        if (removed)
+            emitTableSizeChanged();
+        return removed;
+    }
+    // The removed lines go to the end in one reorder and leave together there: removing run by
+    // run moved the rest of the table once per run.
+    const int n = rawCountOf(axis);
+    std::vector<int> map(static_cast<std::size_t>(n));
+    std::vector<bool> gone(static_cast<std::size_t>(n));
+    int removed = 0;
+    for (const auto& [first, count] : runs) {
+        for (int line = std::max(first, 0); line < std::min(first + count, n); ++line) {
+            if (!gone[static_cast<std::size_t>(line)]) {
+                gone[static_cast<std::size_t>(line)] = true;
+                ++removed;
+            }
+        }
+    }
+    if (removed == 0)
+        return false;
+    int kept = 0;
+    int tail = n - removed;
+    for (int line = 0; line < n; ++line)
+        map[static_cast<std::size_t>(line)] = gone[static_cast<std::size_t>(line)] ? tail++ : kept++;
+    if (!reorderLines(axis, map) || !removeLines(axis, n - removed, removed))
+        return false;
+    emitTableSizeChanged();
+    return true;
+}
+
+bool TableData::insertRunsRaw(Axis which, const std::vector<std::pair<int, int>>& runs,
+                              const std::vector<std::vector<std::vector<std::vector<char>>>>& contents,
+                              const std::vector<std::vector<int>>* fieldsAsRead, bool ignoreTranspose) {
+    const Dimension axis = which == Axis::Row ? rowAxis(ignoreTranspose) : colAxis(ignoreTranspose);
+    if (!editable() || runs.size() != contents.size() || runs.empty() ||
+        (fieldsAsRead && fieldsAsRead->size() != contents.size()))
+        return false;
+    if (axis == Dimension::Cols) {
+        for (std::size_t r = 0; r < runs.size(); ++r) {
+            if (!insertFilled(axis, runs[r].first, contents[r]))
+                return false;
+        }
+        emitTableSizeChanged();
+        return true;
+    }
+    // All lines join at the end, then one reorder takes each to its place: inserting run by run
+    // moved the rest of the table once per run.
+    const int n = rawCountOf(axis);
+    int added = 0;
+    for (const auto& lines : contents)
+        added += static_cast<int>(lines.size());
+    if (added == 0 || !insertEmpty(axis, n, added))
+        return false;
+    const int total = n + added;
+    std::vector<int> map(static_cast<std::size_t>(total), -1);
+    std::vector<bool> taken(static_cast<std::size_t>(total));
+    int appended = n;
+    for (std::size_t r = 0; r < runs.size(); ++r) {
+        const auto& lines = contents[r];
+        const std::vector<int>* fields = fieldsAsRead ? &(*fieldsAsRead)[r] : nullptr;
+        for (std::size_t i = 0; i < lines.size(); ++i, ++appended) {
+            const int target = runs[r].first + static_cast<int>(i);
+            if (target < 0 || target >= total || taken[static_cast<std::size_t>(target)])
+                return false;
+            taken[static_cast<std::size_t>(target)] = true;
+            map[static_cast<std::size_t>(appended)] = target;
+            if (axis == Dimension::Cols)
+                dataContainer->setCol(appended, lines[i]);
+            else if (fields && i < fields->size())
+                dataContainer->setRowAsRead(appended, lines[i], (*fields)[i]);
+            else
+                dataContainer->setRow(appended, lines[i]);
+        }
+    }
+    // The lines that were there fill the other places in their order.
+    int slot = 0;
+    for (int line = 0; line < n; ++line) {
+        while (taken[static_cast<std::size_t>(slot)])
+            ++slot;
+        map[static_cast<std::size_t>(line)] = slot++;
+    }
+    // A line longer than the table widens it.
+    if (axis == Dimension::Rows)
+        rawCols = std::max(rawCols, dataContainer->numCols());
+    else
+        rawRows = std::max(rawRows, dataContainer->numRows());
+    keepContainerSize();
+    const bool placed = reorderLines(axis, map);
+    emitTableSizeChanged();
+    return placed;
+}
+
 bool TableData::removeModel(Dimension axis, int at, int count) {
     if (!editable() || at < 0 || count < 1)
         return false;

@@ -14,6 +14,7 @@
 
 #include <array>
 #include <functional>
+#include <utility>
 #include <vector>
 
 class AbstractDataContainer;
@@ -117,6 +118,14 @@ public:
     bool removeColsModel(int at, int count, bool ignoreTranspose = false);
     bool removeRowsRaw(int at, int count, bool ignoreTranspose = false);
     bool removeColsRaw(int at, int count, bool ignoreTranspose = false);
+    // Runs of lines (first raw, count; ascending and apart) removed, or put back where they stood,
+    // in one pass over the table however many runs there are.
+    bool removeRunsRaw(Axis axis, const std::vector<std::pair<int, int>>& runs, bool ignoreTranspose = false);
+    // `fieldsAsRead`, one list per run, gives stored rows back the field counts they were read with.
+    bool insertRunsRaw(Axis axis, const std::vector<std::pair<int, int>>& runs,
+                       const std::vector<std::vector<std::vector<std::vector<char>>>>& contents,
+                       const std::vector<std::vector<int>>* fieldsAsRead = nullptr,
+                       bool ignoreTranspose = false);
     bool moveRowRelative(int from, int to, bool ignoreTranspose = false);
     bool moveColRelative(int from, int to, bool ignoreTranspose = false);
     bool duplicateRow(int from, int to, bool ignoreTranspose = false);

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <numeric>
 
 using namespace TableModelDetail;
 
@@ -196,18 +197,25 @@ void TableModel::sanitizeSelection() {
     mainCell.isMainCell = true;
     invalidateSelectionLookup();
 
-    // Row-major: stable by column, then stable by row.
-    std::stable_sort(selection.begin(), selection.end(), sortRangeColAscending);
-    std::stable_sort(selection.begin(), selection.end(), sortRangeRowAscending);
     if (selection.empty()) {
         selection.push_back(mainCell);
         return;
     }
+    // Row-major, stable: by row, then by column. The positions are sorted and each member moves
+    // once; a member is large, and sorting the members themselves moved each many times.
+    std::vector<std::size_t> order(selection.size());
+    std::iota(order.begin(), order.end(), std::size_t(0));
+    std::stable_sort(order.begin(), order.end(), [this](std::size_t a, std::size_t b) {
+        const Range& x = selection[a];
+        const Range& y = selection[b];
+        return x.row < y.row || (x.row == y.row && x.col < y.col);
+    });
 
     // Equal ranges share their start, so they sit in the same run of one (row, col).
     RangeVector unique;
     unique.reserve(selection.size());
-    for (Range& range : selection) {
+    for (const std::size_t index : order) {
+        Range& range = selection[index];
         bool duplicate = false;
         for (auto it = unique.rbegin(); it != unique.rend() && it->row == range.row && it->col == range.col;
              ++it) {
@@ -293,25 +301,29 @@ RangeSize TableModel::getSelectionSize() {
     // Cells that fill one rectangle row by row: the status bar shows its shape.
     selectionBlock = Range(RangeType::Invalid);
     if (allCells) {
-        RangeVector cells = selection;
-        std::stable_sort(cells.begin(), cells.end(), sortRangeColAscending);
-        std::stable_sort(cells.begin(), cells.end(), sortRangeRowAscending);
-        const int top = cells.front().row;
-        const int left = cells.front().col;
+        // Positions only: copying and sorting the members themselves cost seconds for a
+        // selection of hundreds of thousands of cells.
+        std::vector<std::pair<int, int>> cells;
+        cells.reserve(selection.size());
+        for (const Range& range : selection)
+            cells.emplace_back(range.row, range.col);
+        std::sort(cells.begin(), cells.end());
+        const int top = cells.front().first;
+        const int left = cells.front().second;
         int width = 0;
-        while (width < static_cast<int>(cells.size()) && cells[width].row == top &&
-               cells[width].col == left + width)
+        while (width < static_cast<int>(cells.size()) && cells[width].first == top &&
+               cells[width].second == left + width)
             ++width;
         bool block = cells.size() % static_cast<std::size_t>(width) == 0;
         for (std::size_t i = 0; block && i < cells.size(); ++i) {
             const int line = static_cast<int>(i) / width;
-            block = cells[i].row == top + line && cells[i].col == left + static_cast<int>(i) % width;
+            block = cells[i].first == top + line && cells[i].second == left + static_cast<int>(i) % width;
         }
         if (block) {
             selectionBlock = Range(RangeType::Table, RangeIndexType::Model);
             selectionBlock.row = top;
             selectionBlock.col = left;
-            selectionBlock.endRow = cells.back().row;
+            selectionBlock.endRow = cells.back().first;
             selectionBlock.endCol = left + width - 1;
         }
     }

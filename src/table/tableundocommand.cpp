@@ -200,19 +200,48 @@ void TableUndoCommand::applyFilterList(bool isUndo) {
 
 // --- Whole lines -----------------------------------------------------------------------------
 
-void TableUndoCommand::readLineRaw(Axis axis, int raw, std::vector<std::vector<char>>& out) const {
+void TableUndoCommand::readLineRaw(Axis axis, int raw, std::vector<std::vector<char>>& out,
+                                   int* fieldsAsRead) const {
     const TableData& data = model->getTableData();
     AbstractDataContainer* container = data.getDataContainer();
     out.clear();
+    if (fieldsAsRead)
+        *fieldsAsRead = 0;
     if (!container)
         return;
     const bool physicalRow = (axis == Axis::Row) != data.isTransposed();
+    if (physicalRow && fieldsAsRead)
+        *fieldsAsRead = container->rowFieldsAsRead(raw);
     if (physicalRow)
         container->getRow(out, raw);
     else
         container->getCol(out, raw);
     // The other axis' count, so every stored line has the same length.
     out.resize(static_cast<std::size_t>(axis == Axis::Row ? data.numRawCols() : data.numRawRows()));
+}
+
+std::vector<int> TableUndoCommand::readRowFieldsAsRead() const {
+    AbstractDataContainer* container = model->getTableData().getDataContainer();
+    std::vector<int> fields;
+    if (!container)
+        return fields;
+    const int rows = container->numRows();
+    fields.resize(static_cast<std::size_t>(std::max(rows, 0)));
+    for (int r = 0; r < rows; ++r)
+        fields[static_cast<std::size_t>(r)] = container->rowFieldsAsRead(r);
+    return fields;
+}
+
+void TableUndoCommand::restoreRowFieldsAsRead(const std::vector<int>& fields) {
+    AbstractDataContainer* container = model->getTableData().getDataContainer();
+    if (!container)
+        return;
+    for (std::size_t r = 0; r < fields.size(); ++r)
+        container->setRowFieldsAsRead(static_cast<int>(r), fields[r]);
+}
+
+bool TableUndoCommand::removesStoredColumns(Axis axis) const {
+    return (axis == Axis::Col) != model->getTableData().isTransposed();
 }
 
 void TableUndoCommand::writeLineRaw(Axis axis, int raw, const std::vector<std::vector<char>>& cells) {

@@ -74,7 +74,16 @@ protected:
     void applyFilterList(bool isUndo);
 
     // Whole lines of the table in the user's orientation, as stored bytes.
-    void readLineRaw(Axis axis, int raw, std::vector<std::vector<char>>& out) const;
+    // `fieldsAsRead`, when given, receives the fields the line had as the file was read (0 when
+    // unknown, or for a line that is no stored row).
+    void readLineRaw(Axis axis, int raw, std::vector<std::vector<char>>& out,
+                     int* fieldsAsRead = nullptr) const;
+    // The fields every stored row's line had as read, kept by a command that removes columns and
+    // given back by its undo: removing a column changes them in a way that inserting it can't
+    // always reverse.
+    std::vector<int> readRowFieldsAsRead() const;
+    void restoreRowFieldsAsRead(const std::vector<int>& fields);
+    bool removesStoredColumns(Axis axis) const;
     void writeLineRaw(Axis axis, int raw, const std::vector<std::vector<char>>& cells);
     // Rearranges the contents of model lines: the line at targets[i] gets what stood at
     // sources[i]. Concealed lines between them stay where they are.

@@ -239,7 +239,9 @@ bool MainWindow::commandReplaceAllMatches(const QString& path) {
     if (!view->replaceAll(query, &replaced))
         return false;
     if (replaced > 0)
-        findReplaceWidget->showFeedback(tr("Replaced %1 cells.").arg(QLocale().toString(replaced)));
+        findReplaceWidget->showFeedback(replaced == 1
+                                            ? tr("Replaced 1 cell.")
+                                            : tr("Replaced %1 cells.").arg(QLocale().toString(replaced)));
     return true;
 }
 
@@ -352,5 +354,6 @@ void MainWindow::onReplaceInAllFiles(const FindReplaceQuery& query) {
         findReplaceWidget->noMatch(query.findStr);
     else
         findReplaceWidget->showFeedback(
-            tr("Replaced %1 cells in %2 files.").arg(QLocale().toString(cells)).arg(files));
+            (cells == 1 ? tr("Replaced 1 cell") : tr("Replaced %1 cells").arg(QLocale().toString(cells))) +
+            (files == 1 ? tr(" in 1 file.") : tr(" in %1 files.").arg(files)));
 }

@@ -144,6 +144,15 @@ private slots:
         QCOMPARE(undo->count(), before + 1);
         QCOMPARE(cell(*window, 2, 2), QString("condog dog"));
         QCOMPARE(cell(*window, 3, 1), QString("dog"));
+        QCOMPARE(window->getFindReplaceWidget()->feedbackText(), QString("Replaced 5 cells."));
+        // One cell is one cell.
+        undo->undo();
+        window->getFindReplaceWidget()->findBox()->lineEdit()->setText("concat");
+        action(*window, "Replace All Matches")->trigger();
+        QCOMPARE(window->getFindReplaceWidget()->feedbackText(), QString("Replaced 1 cell."));
+        undo->undo();
+        window->getFindReplaceWidget()->findBox()->lineEdit()->setText("cat");
+        action(*window, "Replace All Matches")->trigger();
         undo->undo();
         QCOMPARE(cell(*window, 2, 2), QString("concat cat"));
         QCOMPARE(cell(*window, 4, 2), QString("catalog"));
@@ -310,7 +319,7 @@ private slots:
         query.filterStr = "*.tsv";
         window->onReplaceInAllFiles(query);
         QCOMPARE(cell(*window, 0, 0), QString("dog"));
-        QCOMPARE(window->getFindReplaceWidget()->feedbackText(), QString("Replaced 2 cells in 1 files."));
+        QCOMPARE(window->getFindReplaceWidget()->feedbackText(), QString("Replaced 2 cells in 1 file."));
         window->commandSwitchToTabOnTheRight();
         QCOMPARE(MainWindow::tableName(window->getActiveTable()), QString("a.csv"));
         QCOMPARE(cell(*window, 0, 1), QString("cat"));

@@ -11,6 +11,7 @@
 
 #include <QAction>
 #include <QClipboard>
+#include <QDesktopServices>
 #include <QFile>
 #include <QGuiApplication>
 #include <QHash>
@@ -60,11 +61,26 @@ const Command& command(const MainWindow& window, const QString& name) {
 
 } // namespace
 
+// Where the links that commands open go in this test, instead of to a browser or the file manager.
+class UrlSink : public QObject {
+    Q_OBJECT
+
+public slots:
+    void open(const QUrl& url) { opened << url; }
+
+public:
+    QList<QUrl> opened;
+};
+
 class TestCommands : public QObject {
     Q_OBJECT
 
 private:
     QTemporaryDir home;
+    // A text editor first on the path that only notes the file it was given, so that the
+    // command starting one starts no real program from a test.
+    QTemporaryDir bin;
+    UrlSink urlSink;
     std::unique_ptr<QTemporaryDir> dir;
 
     QString fixture() const { return writeFile(dir->filePath(QStringLiteral("table.csv")), kFixture); }
@@ -85,6 +101,31 @@ private slots:
         QVERIFY(home.isValid());
         qputenv("HOME", home.path().toLocal8Bit());
         TableView::autoFitWarningHook = [](const QString&, bool&) { return false; };
+        QVERIFY(bin.isValid());
+        QFile editor(bin.filePath(QStringLiteral("gnome-text-editor")));
+        QVERIFY(editor.open(QIODevice::WriteOnly));
+        editor.write("#!/bin/sh\necho \"$1\" > \"$(dirname \"$0\")/edited\"\n");
+        editor.close();
+        QVERIFY(editor.setPermissions(editor.permissions() | QFileDevice::ExeOwner));
+        qputenv("PATH", bin.path().toLocal8Bit() + ':' + qgetenv("PATH"));
+        for (const char* scheme : {"http", "https", "mailto", "file"})
+            QDesktopServices::setUrlHandler(QString::fromLatin1(scheme), &urlSink, "open");
+    }
+
+    void cleanupTestCase() {
+        for (const char* scheme : {"http", "https", "mailto", "file"})
+            QDesktopServices::unsetUrlHandler(QString::fromLatin1(scheme));
+    }
+
+    // The table's file goes to the text editor found on the path.
+    void openFileInTextEditor() {
+        auto window = openWindow();
+        QVERIFY(window->commandOpenFileInTextEditor(QString()));
+        QFile edited(bin.filePath(QStringLiteral("edited")));
+        QTRY_VERIFY(edited.exists());
+        QVERIFY(edited.open(QIODevice::ReadOnly));
+        QCOMPARE(QString::fromLocal8Bit(edited.readAll()).trimmed(),
+                 dir->filePath(QStringLiteral("table.csv")));
     }
 
     void init() {

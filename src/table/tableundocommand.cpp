@@ -125,17 +125,11 @@ void TableUndoCommand::finishDataChange(bool isUndo, const RawSize& before, cons
     if (!cols.empty())
         emit model->enforceAutoFitColWidthsSignal(cols);
     model->enforceTableSize();
+    // The marks name the last sort, which an edit leaves as it was; undo puts back the marks
+    // the step found.
     if (isUndo) {
         restoreRowSortDataToModel();
         restoreColSortDataToModel();
-    } else {
-        // Any change may break the order the marks claim.
-        if (rowSortData.isValid())
-            clearModelRowSortData();
-        if (colSortData.isValid())
-            clearModelColSortData();
-        if (rowSortData.isValid() || colSortData.isValid())
-            emit model->refreshHeadersSignal();
     }
     emit model->updateFindReplaceMatchesSignal();
     const RawSize after = rawSize();

@@ -32,6 +32,7 @@ private slots:
     void initTestCase();
     void doubleClickTurnsOrder();
     void rowLabelSortsColumns();
+    void editKeepsTheSortMark();
     void selectedCells_data();
     void selectedCells();
     void readOnlySortsWithoutUndo();
@@ -75,6 +76,27 @@ void TestTableViewSort::rowLabelSortsColumns() {
     QCOMPARE(Fixture::text(*t.model, 0, 0), QStringLiteral("1"));
     QCOMPARE(Fixture::text(*t.model, 1, 2), QStringLiteral("c"));
     QCOMPARE(t.model->getColSortData(), (SortData{SortType::Ascending, Axis::Col, 1}));
+}
+
+// The arrow names the last sort: an edit after it leaves the arrow, and so do its undo and redo.
+void TestTableViewSort::editKeepsTheSortMark() {
+    ShownTable t = makeTable({"name,n", "b,10", "a,9"});
+    doubleClickLabel(t.view->horizontalHeaderView(), 0);
+    const SortData mark{SortType::Ascending, Axis::Row, 0};
+    QCOMPARE(t.model->getRowSortData(), mark);
+    t.view->moveSelectionAbsolute(1, 0);
+    QVERIFY(t.view->upperCase());
+    QCOMPARE(Fixture::text(*t.model, 1, 0), QStringLiteral("A"));
+    QCOMPARE(t.model->getRowSortData(), mark);
+    QCOMPARE(t.model->headerData(0, Qt::Horizontal).toString(), QStringLiteral("0 \u2191"));
+    t.view->undo();
+    QCOMPARE(t.model->getRowSortData(), mark);
+    t.view->redo();
+    QCOMPARE(t.model->getRowSortData(), mark);
+    // Undoing the sort itself takes the arrow away.
+    t.view->undo();
+    t.view->undo();
+    QCOMPARE(t.model->getRowSortData(), SortData());
 }
 
 void TestTableViewSort::selectedCells_data() {

@@ -292,6 +292,9 @@ public:
     // worker's work meanwhile, so that nothing starts a scan, closes the window or reloads the
     // file under it; a progress dialog that a view shows around it keeps the window painted.
     static constexpr qint64 kLongWriteCells = 1000000;
+    // A cell written on its own rebuilds its row, which costs about as much as this many cells
+    // written a row at a time.
+    static constexpr qint64 kCellAloneWeight = 20;
     // Replaces the filter list without applying it: undo commands keep concealment themselves.
     void setFilterListDontApply(const std::vector<FilterData>& filters) { filterList = filters; }
     void setFindReplaceQuery(const FindReplaceQuery& query);

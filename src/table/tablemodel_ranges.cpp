@@ -211,7 +211,11 @@ void TableModel::populateModel(Range range, bool old, const Range& skip, bool ra
     growViewTo(bottom + 1, right + 1);
 
     ++sizeRuleHold;
+    const LongWrite write(*this, qint64(writes.size()) * kCellAloneWeight);
+    qint64 done = 0;
     for (const auto& [at, value] : writes) {
+        if (write.isOn() && done++ % 4096 == 0)
+            write.report(done, qint64(writes.size()));
         if (raw) {
             const int rawRow = model ? tableData.getRawFromModelRow(at.first) : at.first;
             const int rawCol = model ? tableData.getRawFromModelCol(at.second) : at.second;

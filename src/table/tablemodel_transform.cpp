@@ -27,7 +27,7 @@ void TableModel::writeCellTexts(std::size_t count, const std::function<std::pair
     growViewTo(bottom + 1, right + 1);
     ++sizeRuleHold;
     {
-        const LongWrite write(*this, qint64(count));
+        const LongWrite write(*this, qint64(count) * kCellAloneWeight);
         for (std::size_t i = 0; i < count; ++i) {
             if (write.isOn() && i % 4096 == 0)
                 write.report(qint64(i), qint64(count));

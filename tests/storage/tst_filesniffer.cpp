@@ -139,6 +139,8 @@ private slots:
             QTest::addRow("%s, quoted last cell", kind) << readOnly << QByteArray("a,\"b\nc\"") << false;
             QTest::addRow("%s, empty last line", kind) << readOnly << QByteArray("a,b\n\n") << true;
             QTest::addRow("%s, one cell", kind) << readOnly << QByteArray("x") << false;
+            // No row to end: like an empty file, rows added later end with a line ending.
+            QTest::addRow("%s, byte order mark only", kind) << readOnly << QByteArray("\xEF\xBB\xBF") << true;
         }
         QTest::addRow("editable, inside a quote never closed") << false << QByteArray("a,\"b\n") << true;
     }

@@ -212,6 +212,15 @@ TableView* MainWindow::makeEmptyTableObject(const Settings& tableSettings) {
         if (view == activeTable)
             updateStatusBar();
     });
+    // The save parameters change from prompts, undo and redo alike; the labels follow each.
+    const auto parametersChanged = [this, view] {
+        if (view == activeTable)
+            updateStatusBar();
+    };
+    connect(model, &TableModel::setDelimiterSignal, this, parametersChanged);
+    connect(model, &TableModel::setLineEndingSignal, this, parametersChanged);
+    connect(model, &TableModel::setEncodingSignal, this, parametersChanged);
+    connect(model, &TableModel::setParsingStandardSignal, this, parametersChanged);
     // Queued: a load fails inside the call that opens the table, and a file change is found
     // while cells are read. The table may be gone by the time the message is due.
     const QPointer<TableView> guarded(view);

@@ -250,6 +250,29 @@ private slots:
         QCOMPARE(window->getLauncher()->getPromptEditor()->text(), QStringLiteral("two chars"));
     }
 
+    // The status bar names what the next save writes, also after undo and redo.
+    void statusBarFollowsUndoOfSaveOptions() {
+        const QString a = writeFile(path("a.csv"), "a,b\n1,2\n");
+        auto window = openWindow(a);
+        TableView* view = window->getActiveTable();
+        MsgBoxAnswers answers;
+        runCommand(*window, QStringLiteral("Set Delimiter for File Save"));
+        answer(*window, QStringLiteral("semicolon"));
+        runCommand(*window, QStringLiteral("Set Encoding for File Save"));
+        answer(*window, QStringLiteral("utf-16le"));
+        const QString both = QStringLiteral("Delimiters (Load, Save): ,, ;");
+        QCOMPARE(window->getDelimiterLabelText(), both);
+        QCOMPARE(window->getEncodingLabelText(), QStringLiteral("UTF-16LE"));
+        view->undoStack()->undo();
+        QCOMPARE(window->getEncodingLabelText(), QStringLiteral("UTF-8"));
+        view->undoStack()->undo();
+        QCOMPARE(window->getDelimiterLabelText(), QStringLiteral("Delimiter: ,"));
+        view->undoStack()->redo();
+        QCOMPARE(window->getDelimiterLabelText(), both);
+        view->undoStack()->redo();
+        QCOMPARE(window->getEncodingLabelText(), QStringLiteral("UTF-16LE"));
+    }
+
     void saveParametersChain() {
         const QString a = writeFile(path("a.csv"), "a,b\n1,2\n");
         auto window = openWindow(a);

@@ -257,6 +257,9 @@ void MainWindow::onTableFileChanged(TableView* view) {
 TableView* MainWindow::addEmptyTableEditor() {
     TableView* view = makeEmptyTableObject(settings);
     addTableEditorFromView(view, false);
+    // No load selects the first cell of a table that has no file: typing goes there at once.
+    Range first(0, 0, RangeIndexType::Model);
+    view->tableModel()->setSelection(first);
     return view;
 }
 

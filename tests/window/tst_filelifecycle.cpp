@@ -463,6 +463,33 @@ private slots:
         QVERIFY(window.getWatchedFiles().isEmpty());
     }
 
+    // Typing into a new table, of a fresh window or of Ctrl+N: the text lands in its first cell,
+    // as in a file just opened.
+    void typingIntoANewTable_data() {
+        QTest::addColumn<bool>("newFile");
+        QTest::newRow("fresh window") << false;
+        QTest::newRow("Ctrl+N") << true;
+    }
+    void typingIntoANewTable() {
+        QFETCH(bool, newFile);
+        const QString a = writeFile(path("a.csv"), "1,2\n");
+        MainWindow window;
+        if (newFile)
+            QVERIFY(window.openFiles({a}));
+        window.show();
+        window.activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&window));
+        if (newFile)
+            QTest::keyClick(window.getActiveTable(), Qt::Key_N, Qt::ControlModifier);
+        TableView* fresh = window.getActiveTable();
+        QCOMPARE(window.getActiveFilepath(), QString());
+        QCOMPARE(QApplication::focusWidget(), fresh);
+        for (const char key : {'a', 'b', 'c'}) // the first key opens the editor, which has the rest
+            QTest::keyClick(QApplication::focusWidget(), key);
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return);
+        QCOMPARE(fresh->tableModel()->index(0, 0).data().toString(), QStringLiteral("abc"));
+    }
+
     void closingADirtyTable_data() {
         QTest::addColumn<int>("answer");
         QTest::addColumn<bool>("closed");

@@ -87,7 +87,7 @@ void MainWindow::processExternalFileChange(const QString& path, int token) {
     // Asked always with that setting, and with the refresh setting over unsaved changes: the
     // second answer keeps the table and takes the file's new state as seen.
     const bool ask = settings.getValueRefreshBehavior(RefreshBehaviorOption) == RefreshBehaviorAsk;
-    if (ask || (view->isModified() && !view->getSaveAfterEachEdit())) {
+    if (ask || view->isModified()) {
         const QString text =
             ask ? QStringLiteral("This file has been changed externally.\n\nWould you like to reload it?")
                 : QStringLiteral("This file has been changed externally, but you have unsaved changes.\n\n"

@@ -212,6 +212,14 @@ TableView* MainWindow::makeEmptyTableObject(const Settings& tableSettings) {
         if (view == activeTable)
             updateStatusBar();
     });
+    // Queued: the save runs inside the edit's undo step, which the question must not interrupt.
+    connect(
+        model, &TableModel::saveAfterEditFailedSignal, this,
+        [this, guardedView = QPointer<TableView>(view)] {
+            if (guardedView)
+                informSaveFailed(guardedView);
+        },
+        Qt::QueuedConnection);
     // The save parameters change from prompts, undo and redo alike; the labels follow each.
     const auto parametersChanged = [this, view] {
         if (view == activeTable)
@@ -835,7 +843,8 @@ bool MainWindow::commandSaveAllFiles() {
 bool MainWindow::closeFile(TableView* view) {
     if (!view || isTableWorking(view))
         return false;
-    if (view->isModified() && !view->getSaveAfterEachEdit() && !view->isReadOnly()) {
+    // Saved after each edit, a table is clean; one that isn't holds edits a save failed to write.
+    if (view->isModified() && !view->isReadOnly()) {
         if (view != activeTable)
             setActiveTable(view);
         const int answer =

@@ -490,6 +490,33 @@ private slots:
         QCOMPARE(fresh->tableModel()->index(0, 0).data().toString(), QStringLiteral("abc"));
     }
 
+    // With a save after each edit, a save that fails says so, and the edit it didn't write is
+    // asked about on closing instead of going with the table.
+    void saveAfterEachEditThatFails() {
+        const QString a = writeFile(path("gone/a.csv"), "1,2\n");
+        MainWindow window;
+        QVERIFY(window.openFiles({a}));
+        window.saveAfterEachEdit(true);
+        const auto off = qScopeGuard([&window] { window.saveAfterEachEdit(false); });
+        TableView* view = window.getActiveTable();
+        QVERIFY(view->getSaveAfterEachEdit());
+        Answers answers;
+        QVERIFY(view->setDelimiterForFileSave(QStringLiteral(";")));
+        QCOMPARE(readFile(a), QByteArray("1;2\n"));
+        QTRY_VERIFY(!view->isModified());
+
+        QVERIFY(QDir(path("gone")).removeRecursively());
+        QVERIFY(view->setDelimiterForFileSave(QStringLiteral("|")));
+        QTRY_COMPARE(answers.texts().size(), 1);
+        QCOMPARE(answers.texts().first().section(QLatin1Char('\n'), 0, 0),
+                 QStringLiteral("File failed to save."));
+        QVERIFY(view->isModified());
+        answers.queue = {2}; // Cancel
+        QVERIFY(!window.closeFile(view));
+        QCOMPARE(answers.texts().last(), QStringLiteral("Do you want to save changes to a.csv?"));
+        QCOMPARE(window.getActiveTable(), view);
+    }
+
     void closingADirtyTable_data() {
         QTest::addColumn<int>("answer");
         QTest::addColumn<bool>("closed");

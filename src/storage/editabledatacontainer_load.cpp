@@ -681,8 +681,9 @@ template <class Machine> bool EditableDataContainer::runLoad(Machine& machine) {
     machine.finish();
     machine.sink.endRow();
     // The file ends its last row with a line ending if its last character is one (inside a quote
-    // that is never closed, the loader leaves that character out of the cell as well).
-    finalLineEnding = !lastTerminator(file.handle(), fileSize).empty();
+    // that is never closed, the loader leaves that character out of the cell as well). A file of
+    // a byte order mark alone has no row to end: rows added to it end as in an empty file.
+    finalLineEnding = rows.empty() || !lastTerminator(file.handle(), fileSize).empty();
     file.close();
     buffer.memory.reset();
     emit loadFinishedSignal();

@@ -267,10 +267,8 @@ bool EditableDataContainer::saveCSV(bool, bool transposed, const std::vector<int
     };
     SaveFile::WriteBehind writeBehind(file);
     auto write = [&](int part, const char* bytes, size_t size) {
-        if (size > 0 && file.write(bytes, static_cast<qint64>(size)) != static_cast<qint64>(size)) {
-            errorString = file.errorString();
+        if (!SaveFile::writeAll(file, bytes, static_cast<qint64>(size), errorString))
             return false;
-        }
         writeBehind.wrote();
         if (plan.parts > 1)
             reportSaveProgress(std::min<qint64>(lines, static_cast<qint64>(part + 1) * linesPerPart), lines);

@@ -44,7 +44,7 @@ bool validUtf8(const QByteArray& s, bool wholeFile) {
 
 // The encoding from zero bytes: ASCII text in UTF-16 has a zero in every other byte, in UTF-32
 // three in every four.
-bool encodingFromZeros(const QByteArray& s, EncodingType& found) {
+bool encodingFromZeros(const QByteArray& s, char delimiter, EncodingType& found) {
     const auto* p = reinterpret_cast<const unsigned char*>(s.constData());
     const qsizetype n = s.size();
     if (n < 4 || !std::memchr(p, 0, static_cast<size_t>(n)))
@@ -68,9 +68,23 @@ bool encodingFromZeros(const QByteArray& s, EncodingType& found) {
         if (p[i] != 0 && p[i + 1] == 0)
             ++odd;
     }
-    if ((even + odd) * 4 < pairs)
-        return false; // a few stray zeros in one-byte text
-    found = odd >= even ? UTF_16LE : UTF_16BE;
+    const bool little = odd >= even;
+    const qsizetype matching = little ? odd : even, other = little ? even : odd;
+    // UTF-16 puts its zeros on one side of the pair; stray zeros in one-byte text fall on either.
+    if (matching * 4 < pairs || other * 8 > matching)
+        return false;
+    // Where some units have no zero (CJK text, say), the line breaks or delimiters of a table
+    // stand in units of their own: a zero or two in a short one-byte file don't give that.
+    bool tableUnits = matching == pairs;
+    for (qsizetype i = 0; i < pairs * 2 && !tableUnits; i += 2) {
+        const unsigned first = p[i], second = p[i + 1];
+        const unsigned unit = little ? first | second << 8 : first << 8 | second;
+        tableUnits = unit == KeyChars::LF || unit == KeyChars::CR ||
+                     (delimiter != 0 && unit == static_cast<unsigned char>(delimiter));
+    }
+    if (!tableUnits)
+        return false;
+    found = little ? UTF_16LE : UTF_16BE;
     return true;
 }
 
@@ -188,7 +202,7 @@ FileSniffer::Findings FileSniffer::sniff(const QByteArray& sample, char delimite
         f.encoding = UTF_16BE;
         offset = 2;
         f.encodingFound = true;
-    } else if (encodingFromZeros(sample, f.encoding)) {
+    } else if (encodingFromZeros(sample, delimiter, f.encoding)) {
         f.encodingFound = true;
     } else if (!validUtf8(sample, wholeFile)) {
         f.encoding = WINDOWS_1252;

@@ -183,7 +183,7 @@ bool ReadOnlyDataContainer::runIndex(bool multiByte, bool withDelimiter) {
         errorString = QStringLiteral("The file was changed by another program while it was being read.");
         return false;
     }
-    finalLineEnding = !lastTerminator(file->handle(), fileSize).empty();
+    finalLineEnding = numRowsIndexed == 0 || !lastTerminator(file->handle(), fileSize).empty();
     emit loadFinishedSignal();
     return true;
 }

@@ -278,11 +278,7 @@ bool ReadOnlyDataContainer::saveCSV(bool, bool transposed, const std::vector<int
     if (!SaveFile::open(out, errorString))
         return false;
     auto put = [&](const std::vector<char>& bytes) {
-        if (bytes.empty() ||
-            out.write(bytes.data(), static_cast<qint64>(bytes.size())) == static_cast<qint64>(bytes.size()))
-            return true;
-        errorString = out.errorString();
-        return false;
+        return SaveFile::writeAll(out, bytes.data(), static_cast<qint64>(bytes.size()), errorString);
     };
     const CellWriter writer(*this);
     lineWriter = &writer;
@@ -313,10 +309,8 @@ bool ReadOnlyDataContainer::saveCSV(bool, bool transposed, const std::vector<int
         const std::function<bool(const char*, qint64)> putBytes = [&](const char* bytes, qint64 size) {
             if (size <= 0)
                 return true;
-            if (out.write(bytes, size) != size) {
-                errorString = out.errorString();
+            if (!SaveFile::writeAll(out, bytes, size, errorString))
                 return false;
-            }
             writeBehind.wrote();
             return true;
         };

@@ -32,6 +32,21 @@ bool SaveFile::open(QSaveFile& file, QString& error) {
     return true;
 }
 
+bool SaveFile::writeAll(QFileDevice& file, const char* bytes, qint64 size, QString& error) {
+    while (size > 0) {
+        const qint64 written = file.write(bytes, size);
+        if (written <= 0) {
+            error = file.error() != QFileDevice::NoError ? file.errorString() : QString();
+            if (error.isEmpty())
+                error = QStringLiteral("The disk took only part of the file.");
+            return false;
+        }
+        bytes += written;
+        size -= written;
+    }
+    return true;
+}
+
 void SaveFile::WriteBehind::wrote() {
 #if defined(Q_OS_LINUX)
     const qint64 at = file.pos();

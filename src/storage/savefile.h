@@ -14,6 +14,11 @@ namespace SaveFile {
 // file keeps the old text.
 bool open(QSaveFile& file, QString& error);
 
+// Writes all of `size` bytes; false with the system's reason in `error` when they don't all go.
+// A disk that fills up takes part of a write without an error, and only the next write tells
+// why, so the rest is offered again before giving up.
+bool writeAll(QFileDevice& file, const char* bytes, qint64 size, QString& error);
+
 // Hands what a save has written to the disk a few megabytes behind the save as it goes, without
 // waiting, so that the commit's wait for the disk finds most of it there already.
 class WriteBehind {

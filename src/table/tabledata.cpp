@@ -921,6 +921,28 @@ void TableData::setEncoding(EncodingType type, bool reencodeCells) {
         dataContainer->setEncoding(type);
 }
 
+int TableData::countCellsLostInEncoding(EncodingType type) const {
+    if (type == encoding || !editable() || rawRows <= 0)
+        return 0;
+    QTextCodec* const target =
+        QTextCodec::codecForName(Utilities::convertEncodingTypeToCodecName(type).toLatin1());
+    int lost = 0;
+    std::vector<std::vector<char>> row;
+    const int rows = dataContainer->numRows();
+    for (int r = 0; r < rows; ++r) {
+        row.clear();
+        dataContainer->getRow(row, r);
+        for (const std::vector<char>& cell : row) {
+            if (cell.empty())
+                continue;
+            const QString text = decodeCell(cell, encoding, codec);
+            if (decodeCell(encodeCell(text, type, target), type, target) != text)
+                ++lost;
+        }
+    }
+    return lost;
+}
+
 void TableData::setLineEnding(LineEndingType type) {
     lineEnding = type;
     if (dataContainer)

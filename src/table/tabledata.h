@@ -170,6 +170,9 @@ public:
     // --- Parameters -----------------------------------------------------------------------
     void setDelimiter(const QString& readDelimiter, const QString& writeDelimiter);
     void setEncoding(EncodingType type, bool reencodeCells);
+    // How many cells hold text that `type` can't write, which a change to it would turn into
+    // replacement characters; 0 where nothing would be lost or the cells aren't in memory.
+    int countCellsLostInEncoding(EncodingType type) const;
     void setLineEnding(LineEndingType type);
     void setParsingStandard(ParsingStandard standard);
     void setSaveWithTrailingDelimiters(bool on);

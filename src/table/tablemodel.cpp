@@ -444,6 +444,8 @@ void TableModel::saveAfterEdit() {
         return;
     if (tableData.saveCSV(false, false))
         emit undoStackCleanChangedSignal(true);
+    else
+        emit saveAfterEditFailedSignal();
 }
 
 // --- Size ------------------------------------------------------------------------------------

@@ -551,6 +551,8 @@ signals:
     void updateFindReplaceMatchesSignal();
     void selectionSizeChangedSignal(RangeSize size);
     void undoStackCleanChangedSignal(bool clean);
+    // A save after an edit failed: the table holds what its file doesn't.
+    void saveAfterEditFailedSignal();
     void updateStatsLabelSignal(QString text);
     void refreshHeadersSignal();
     // Requests of undo commands to the view that shows this model.

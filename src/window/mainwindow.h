@@ -904,6 +904,14 @@ private:
     std::map<QString, int> pendingExternalChangeTokens;   // the latest deferred check of a path
     QStringList filepathSavedList;                        // put back on the watcher after a save
     QStringList reloadingFilepaths;
+    // Where the user was in a table reloaded after an external change: put back once it is read.
+    struct ReloadPlace {
+        int vertical = 0;
+        int horizontal = 0;
+        int row = -1;
+        int col = -1;
+    };
+    std::map<QString, ReloadPlace> reloadPlaces;
     bool saveInProgress = false;
 
     QLabel* tableSizeLabel = nullptr;

@@ -1,5 +1,6 @@
 #include "window/mainwindow.h"
 
+#include "table/range.h"
 #include "table/tabledata.h"
 #include "table/tablemodel.h"
 #include "util/msgbox.h"
@@ -86,7 +87,7 @@ void MainWindow::processExternalFileChange(const QString& path, int token) {
     // Asked always with that setting, and with the refresh setting over unsaved changes: the
     // second answer keeps the table and takes the file's new state as seen.
     const bool ask = settings.getValueRefreshBehavior(RefreshBehaviorOption) == RefreshBehaviorAsk;
-    if (ask || (view->isModified() && !view->getSaveAfterEachEdit())) {
+    if (ask || view->isModified()) {
         const QString text =
             ask ? QStringLiteral("This file has been changed externally.\n\nWould you like to reload it?")
                 : QStringLiteral("This file has been changed externally, but you have unsaved changes.\n\n"
@@ -108,6 +109,8 @@ void MainWindow::processExternalFileChange(const QString& path, int token) {
     retainFiltersForReload(view);
     const int vertical = view->verticalScrollBar()->value();
     const int horizontal = view->horizontalScrollBar()->value();
+    const Range main = view->tableModel()->getMainCell();
+    reloadPlaces[path] = {vertical, horizontal, main.row, main.col};
     filepathSavedList.append(path);
     reloadingFilepaths.append(path);
     startInternalFileChangeCooldown(path);
@@ -164,4 +167,20 @@ void MainWindow::finishExternalReload(TableView* view) {
     recordWatchedFileState(path);
     resetFilepathSavedList();
     view->markClean();
+    // The load selects the first cell and the rows come in after the scroll was set: the place
+    // goes back once the table and its retained filters stand.
+    const auto place = reloadPlaces.find(path);
+    if (place == reloadPlaces.end())
+        return;
+    QTimer::singleShot(0, view, [view, where = place->second] {
+        TableModel* model = view->tableModel();
+        if (where.row >= 0 && where.col >= 0 && model->rowCount() > 0 && model->columnCount() > 0) {
+            Range cell(std::min(where.row, model->rowCount() - 1),
+                       std::min(where.col, model->columnCount() - 1), RangeIndexType::Model);
+            model->setSelection(cell);
+        }
+        view->verticalScrollBar()->setValue(where.vertical);
+        view->horizontalScrollBar()->setValue(where.horizontal);
+    });
+    reloadPlaces.erase(place);
 }

@@ -212,6 +212,23 @@ TableView* MainWindow::makeEmptyTableObject(const Settings& tableSettings) {
         if (view == activeTable)
             updateStatusBar();
     });
+    // Queued: the save runs inside the edit's undo step, which the question must not interrupt.
+    connect(
+        model, &TableModel::saveAfterEditFailedSignal, this,
+        [this, guardedView = QPointer<TableView>(view)] {
+            if (guardedView)
+                informSaveFailed(guardedView);
+        },
+        Qt::QueuedConnection);
+    // The save parameters change from prompts, undo and redo alike; the labels follow each.
+    const auto parametersChanged = [this, view] {
+        if (view == activeTable)
+            updateStatusBar();
+    };
+    connect(model, &TableModel::setDelimiterSignal, this, parametersChanged);
+    connect(model, &TableModel::setLineEndingSignal, this, parametersChanged);
+    connect(model, &TableModel::setEncodingSignal, this, parametersChanged);
+    connect(model, &TableModel::setParsingStandardSignal, this, parametersChanged);
     // Queued: a load fails inside the call that opens the table, and a file change is found
     // while cells are read. The table may be gone by the time the message is due.
     const QPointer<TableView> guarded(view);
@@ -248,6 +265,9 @@ void MainWindow::onTableFileChanged(TableView* view) {
 TableView* MainWindow::addEmptyTableEditor() {
     TableView* view = makeEmptyTableObject(settings);
     addTableEditorFromView(view, false);
+    // No load selects the first cell of a table that has no file: typing goes there at once.
+    Range first(0, 0, RangeIndexType::Model);
+    view->tableModel()->setSelection(first);
     return view;
 }
 
@@ -823,7 +843,8 @@ bool MainWindow::commandSaveAllFiles() {
 bool MainWindow::closeFile(TableView* view) {
     if (!view || isTableWorking(view))
         return false;
-    if (view->isModified() && !view->getSaveAfterEachEdit() && !view->isReadOnly()) {
+    // Saved after each edit, a table is clean; one that isn't holds edits a save failed to write.
+    if (view->isModified() && !view->isReadOnly()) {
         if (view != activeTable)
             setActiveTable(view);
         const int answer =

@@ -17,6 +17,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QLocale>
 #include <QUndoStack>
 
 namespace {
@@ -524,10 +525,27 @@ namespace {
 
 // Each parameter that differs is one undo step; several go as one. A read-only table has no
 // undo history: its parameters are set outright.
-void applySaveParameters(TableView* view, const ExtensionData& data) {
+void applySaveParameters(TableView* view, ExtensionData data) {
     TableModel* model = view->tableModel();
     const ExtensionData now = parametersOf(view);
     TableData& table = model->getTableData();
+    // Text the new encoding has no codes for would come out as "?": only when the user says so.
+    if (data.encoding != now.encoding) {
+        if (const int lost = table.countCellsLostInEncoding(data.encoding); lost > 0) {
+            const QString cells = lost == 1 ? QObject::tr("1 cell holds")
+                                            : QObject::tr("%1 cells hold").arg(QLocale().toString(lost));
+            const QString text = QObject::tr("%1 characters that %2 can't write: they would become \"?\".\n\n"
+                                             "Change the encoding anyway?")
+                                     .arg(cells, Utilities::convertEncodingTypeToString(data.encoding));
+            if (MsgBox::ask(
+                    view, text,
+                    {{QObject::tr("&Change Encoding"), QMessageBox::AcceptRole},
+                     {QObject::tr("&Keep %1").arg(Utilities::convertEncodingTypeToString(now.encoding)),
+                      QMessageBox::RejectRole}},
+                    1) != 0)
+                data.encoding = now.encoding;
+        }
+    }
     if (view->isReadOnly()) {
         table.setLineEnding(data.lineEnding);
         table.setParsingStandard(data.parsingStandard);

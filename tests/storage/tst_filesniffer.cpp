@@ -74,6 +74,13 @@ private slots:
                                             << int(WINDOWS_1252) << int(LINE_ENDING_WINDOWS);
         QTest::newRow("a stray zero byte is still one-byte text")
             << QByteArray("abc\0def,ghi,jkl,mno,pqr\n", 24) << true << -1 << int(LINE_ENDING_UNIX);
+        QTest::newRow("zeros on both sides of the pairs: one-byte text")
+            << QByteArray("a,b\0c,d\n1,\0,3\n", 14) << true << -1 << int(LINE_ENDING_UNIX);
+        QTest::newRow("one zero, no line break in its units: one-byte text")
+            << QByteArray("a,b\0c,d\n", 8) << true << -1 << int(LINE_ENDING_UNIX);
+        QTest::newRow("UTF-16LE of text with few zeros")
+            << utf16(QStringLiteral("\u540d\u524d,\u90fd\u5e02\n\u6771\u4eac,\u5927\u962a\n"), false) << true
+            << int(UTF_16LE) << int(LINE_ENDING_UNIX);
         QTest::newRow("UTF-8 cut at the sample's end")
             << QByteArray("a,\xC3\xA9\n\xC3") << false << -1 << int(LINE_ENDING_UNIX);
         QTest::newRow("the same at the file's end")
@@ -132,6 +139,8 @@ private slots:
             QTest::addRow("%s, quoted last cell", kind) << readOnly << QByteArray("a,\"b\nc\"") << false;
             QTest::addRow("%s, empty last line", kind) << readOnly << QByteArray("a,b\n\n") << true;
             QTest::addRow("%s, one cell", kind) << readOnly << QByteArray("x") << false;
+            // No row to end: like an empty file, rows added later end with a line ending.
+            QTest::addRow("%s, byte order mark only", kind) << readOnly << QByteArray("\xEF\xBB\xBF") << true;
         }
         QTest::addRow("editable, inside a quote never closed") << false << QByteArray("a,\"b\n") << true;
     }

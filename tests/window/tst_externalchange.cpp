@@ -3,6 +3,7 @@
 
 #include "window/mainwindow.h"
 
+#include "table/range.h"
 #include "table/tabledata.h"
 #include "table/tablemodel.h"
 #include "util/msgboxanswers.h"
@@ -10,6 +11,7 @@
 
 #include <QFile>
 #include <QPointer>
+#include <QScrollBar>
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -103,6 +105,33 @@ private slots:
         // And it is still watched: the next change is followed too.
         writeFile(path, "z\n");
         QTRY_COMPARE_WITH_TIMEOUT(cell(view, 0, 0), QStringLiteral("z"), 5000);
+        QVERIFY(answers.asked.isEmpty());
+    }
+
+    // A reload of a file that grows keeps the user's place: the selected cell and the scroll.
+    void reloadKeepsThePlace() {
+        MsgBoxAnswers answers;
+        window->resize(900, 600);
+        window->show();
+        QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+        QByteArray rows;
+        for (int r = 0; r < 2000; ++r)
+            rows += QByteArray::number(r) + ",x\n";
+        writeFile(path, rows);
+        QTRY_COMPARE_WITH_TIMEOUT(cell(view, 1999, 0), QStringLiteral("1999"), 5000);
+
+        Range place(1500, 1, RangeIndexType::Model);
+        view->tableModel()->setSelection(place);
+        view->scrollToCell(1500, 1, false, false);
+        QTest::qWait(50);
+        const int scrolled = view->verticalScrollBar()->value();
+        QVERIFY(scrolled > 0);
+        writeFile(path, rows + "2000,y\n");
+        QTRY_COMPARE_WITH_TIMEOUT(cell(view, 2000, 0), QStringLiteral("2000"), 5000);
+        QTest::qWait(50);
+        QCOMPARE(view->tableModel()->getMainCell().row, 1500);
+        QCOMPARE(view->tableModel()->getMainCell().col, 1);
+        QCOMPARE(view->verticalScrollBar()->value(), scrolled);
         QVERIFY(answers.asked.isEmpty());
     }
 

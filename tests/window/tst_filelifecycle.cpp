@@ -463,6 +463,60 @@ private slots:
         QVERIFY(window.getWatchedFiles().isEmpty());
     }
 
+    // Typing into a new table, of a fresh window or of Ctrl+N: the text lands in its first cell,
+    // as in a file just opened.
+    void typingIntoANewTable_data() {
+        QTest::addColumn<bool>("newFile");
+        QTest::newRow("fresh window") << false;
+        QTest::newRow("Ctrl+N") << true;
+    }
+    void typingIntoANewTable() {
+        QFETCH(bool, newFile);
+        const QString a = writeFile(path("a.csv"), "1,2\n");
+        MainWindow window;
+        if (newFile)
+            QVERIFY(window.openFiles({a}));
+        window.show();
+        window.activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&window));
+        if (newFile)
+            QTest::keyClick(window.getActiveTable(), Qt::Key_N, Qt::ControlModifier);
+        TableView* fresh = window.getActiveTable();
+        QCOMPARE(window.getActiveFilepath(), QString());
+        QCOMPARE(QApplication::focusWidget(), fresh);
+        for (const char key : {'a', 'b', 'c'}) // the first key opens the editor, which has the rest
+            QTest::keyClick(QApplication::focusWidget(), key);
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return);
+        QCOMPARE(fresh->tableModel()->index(0, 0).data().toString(), QStringLiteral("abc"));
+    }
+
+    // With a save after each edit, a save that fails says so, and the edit it didn't write is
+    // asked about on closing instead of going with the table.
+    void saveAfterEachEditThatFails() {
+        const QString a = writeFile(path("gone/a.csv"), "1,2\n");
+        MainWindow window;
+        QVERIFY(window.openFiles({a}));
+        window.saveAfterEachEdit(true);
+        const auto off = qScopeGuard([&window] { window.saveAfterEachEdit(false); });
+        TableView* view = window.getActiveTable();
+        QVERIFY(view->getSaveAfterEachEdit());
+        Answers answers;
+        QVERIFY(view->setDelimiterForFileSave(QStringLiteral(";")));
+        QCOMPARE(readFile(a), QByteArray("1;2\n"));
+        QTRY_VERIFY(!view->isModified());
+
+        QVERIFY(QDir(path("gone")).removeRecursively());
+        QVERIFY(view->setDelimiterForFileSave(QStringLiteral("|")));
+        QTRY_COMPARE(answers.texts().size(), 1);
+        QCOMPARE(answers.texts().first().section(QLatin1Char('\n'), 0, 0),
+                 QStringLiteral("File failed to save."));
+        QVERIFY(view->isModified());
+        answers.queue = {2}; // Cancel
+        QVERIFY(!window.closeFile(view));
+        QCOMPARE(answers.texts().last(), QStringLiteral("Do you want to save changes to a.csv?"));
+        QCOMPARE(window.getActiveTable(), view);
+    }
+
     void closingADirtyTable_data() {
         QTest::addColumn<int>("answer");
         QTest::addColumn<bool>("closed");

@@ -250,6 +250,65 @@ private slots:
         QCOMPARE(window->getLauncher()->getPromptEditor()->text(), QStringLiteral("two chars"));
     }
 
+    // An encoding that can't write some cells asks first: kept, nothing changes; changed, the
+    // cells show what the file will hold. Text it can write asks nothing.
+    void lossyEncodingAsksFirst() {
+        const QString a = writeFile(path("a.csv"), "name,price\nx,\xE2\x82\xAC"
+                                                   "5\n");
+        auto window = openWindow(a);
+        TableView* view = window->getActiveTable();
+        MsgBoxAnswers answers;
+        answers.queue = {1, 0};
+        runCommand(*window, QStringLiteral("Set Encoding for File Save"));
+        answer(*window, QStringLiteral("ISO 8859-1"));
+        QCOMPARE(answers.texts(),
+                 QStringList{QStringLiteral("1 cell holds characters that ISO 8859-1 (Western "
+                                            "European) can't write: they would become \"?\".\n\n"
+                                            "Change the encoding anyway?")});
+        QCOMPARE(view->undoStack()->count(), 0);
+        QCOMPARE(window->getEncodingLabelText(), QStringLiteral("UTF-8"));
+        QCOMPARE(cells(view).at(1), QStringLiteral("x,\u20AC5"));
+
+        runCommand(*window, QStringLiteral("Set Encoding for File Save"));
+        answer(*window, QStringLiteral("ISO 8859-1"));
+        QCOMPARE(answers.texts().size(), 2);
+        QCOMPARE(view->undoStack()->count(), 1);
+        QCOMPARE(cells(view).at(1), QStringLiteral("x,?5"));
+        view->undoStack()->undo();
+        QCOMPARE(cells(view).at(1), QStringLiteral("x,\u20AC5"));
+
+        // Windows-1252 has the euro sign.
+        runCommand(*window, QStringLiteral("Set Encoding for File Save"));
+        answer(*window, QStringLiteral("windows-1252"));
+        QCOMPARE(answers.texts().size(), 2);
+        QVERIFY(window->commandSaveFile());
+        QCOMPARE(readFile(a), QByteArray("name,price\nx,\x80"
+                                         "5\n"));
+    }
+
+    // The status bar names what the next save writes, also after undo and redo.
+    void statusBarFollowsUndoOfSaveOptions() {
+        const QString a = writeFile(path("a.csv"), "a,b\n1,2\n");
+        auto window = openWindow(a);
+        TableView* view = window->getActiveTable();
+        MsgBoxAnswers answers;
+        runCommand(*window, QStringLiteral("Set Delimiter for File Save"));
+        answer(*window, QStringLiteral("semicolon"));
+        runCommand(*window, QStringLiteral("Set Encoding for File Save"));
+        answer(*window, QStringLiteral("utf-16le"));
+        const QString both = QStringLiteral("Delimiters (Load, Save): ,, ;");
+        QCOMPARE(window->getDelimiterLabelText(), both);
+        QCOMPARE(window->getEncodingLabelText(), QStringLiteral("UTF-16LE"));
+        view->undoStack()->undo();
+        QCOMPARE(window->getEncodingLabelText(), QStringLiteral("UTF-8"));
+        view->undoStack()->undo();
+        QCOMPARE(window->getDelimiterLabelText(), QStringLiteral("Delimiter: ,"));
+        view->undoStack()->redo();
+        QCOMPARE(window->getDelimiterLabelText(), both);
+        view->undoStack()->redo();
+        QCOMPARE(window->getEncodingLabelText(), QStringLiteral("UTF-16LE"));
+    }
+
     void saveParametersChain() {
         const QString a = writeFile(path("a.csv"), "a,b\n1,2\n");
         auto window = openWindow(a);

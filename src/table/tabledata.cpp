@@ -502,14 +502,8 @@ bool TableData::removeRunsRaw(Axis which, const std::vector<std::pair<int, int>>
         return false;
     // Columns go a run at a time, from the last: a reorder of columns would rebuild every row and
     // lose the fields its line had; tables have far fewer columns than rows.
-    if (runs.size() == 1 || axis == Dimension::Cols) {
-        bool removed = false;
-        for (auto it = runs.rbegin(); it != runs.rend(); ++it)
-            removed = removeLines(axis, it->first, it->second) || removed;
-        if (removed)
-            emitTableSizeChanged();
-        return removed;
-    }
+    if (runs.size() == 1 || axis == Dimension::Cols)
+        return removeRunsFromLast(axis, runs);
     // The removed lines go to the end in one reorder and leave together there: removing run by
     // run moved the rest of the table once per run.
     const int n = rawCountOf(axis);
@@ -623,6 +617,10 @@ bool TableData::removeModel(Dimension axis, int at, int count) {
             runs.emplace_back(raw, 1);
         ++raw;
     }
+    return removeRunsFromLast(axis, runs);
+}
+
+bool TableData::removeRunsFromLast(Dimension axis, const std::vector<std::pair<int, int>>& runs) {
     // From the last run back, so the earlier runs keep their indexes.
     bool removed = false;
     for (auto it = runs.rbegin(); it != runs.rend(); ++it)

@@ -319,6 +319,8 @@ private:
     bool insertEmpty(Dimension axis, int at, int count);
     bool insertFilled(Dimension axis, int at, const std::vector<std::vector<std::vector<char>>>& lines);
     bool removeLines(Dimension axis, int at, int count); // no signal
+    // The runs (first, count), ascending, removed from the last one back; the size signal once.
+    bool removeRunsFromLast(Dimension axis, const std::vector<std::pair<int, int>>& runs);
     bool removeModel(Dimension axis, int at, int count);
     bool insertModel(Dimension axis, int at, int count);
     bool moveLine(Dimension axis, int from, int to);

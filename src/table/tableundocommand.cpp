@@ -69,14 +69,6 @@ bool TableUndoCommand::isModelColSortDataValid() const {
     return model->getColSortData().isValid();
 }
 
-void TableUndoCommand::clearModelRowSortData() {
-    model->setRowSortData(SortData());
-}
-
-void TableUndoCommand::clearModelColSortData() {
-    model->setColSortData(SortData());
-}
-
 void TableUndoCommand::restoreRowSortDataToModel() {
     model->setRowSortData(rowSortData);
     emit model->refreshHeadersSignal();

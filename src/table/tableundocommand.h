@@ -41,8 +41,6 @@ public:
     void retainModelColSortData();
     bool isModelRowSortDataValid() const;
     bool isModelColSortDataValid() const;
-    void clearModelRowSortData();
-    void clearModelColSortData();
     void restoreRowSortDataToModel();
     void restoreColSortDataToModel();
 

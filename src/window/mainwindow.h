@@ -844,8 +844,11 @@ private:
     void onSaveStarted(const QString& path);
     void onSaveFinished(const QString& path);
     void resetFilepathSavedList();
-    // After a load: ends a reload that an external change started.
+    // After a load: ends a reload that an external change started, and puts back the place of
+    // any reload.
     void finishExternalReload(TableView* view);
+    // Where the user is in the table of `path`, put back once a reload of it has been read.
+    void rememberReloadPlace(TableView* view, const QString& path);
 
     // Help windows (mainwindow_help.cpp): at most one of each, cleared when it closes.
     void closeTutorialWindow(const TableView* view);
@@ -904,7 +907,7 @@ private:
     std::map<QString, int> pendingExternalChangeTokens;   // the latest deferred check of a path
     QStringList filepathSavedList;                        // put back on the watcher after a save
     QStringList reloadingFilepaths;
-    // Where the user was in a table reloaded after an external change: put back once it is read.
+    // Where the user was in a table being reloaded: put back once it is read.
     struct ReloadPlace {
         int vertical = 0;
         int horizontal = 0;

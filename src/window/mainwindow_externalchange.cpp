@@ -109,8 +109,7 @@ void MainWindow::processExternalFileChange(const QString& path, int token) {
     retainFiltersForReload(view);
     const int vertical = view->verticalScrollBar()->value();
     const int horizontal = view->horizontalScrollBar()->value();
-    const Range main = view->tableModel()->getMainCell();
-    reloadPlaces[path] = {vertical, horizontal, main.row, main.col};
+    rememberReloadPlace(view, path);
     filepathSavedList.append(path);
     reloadingFilepaths.append(path);
     startInternalFileChangeCooldown(path);
@@ -160,13 +159,19 @@ void MainWindow::resetFilepathSavedList() {
     }
 }
 
+void MainWindow::rememberReloadPlace(TableView* view, const QString& path) {
+    const Range main = view->tableModel()->getMainCell();
+    reloadPlaces[path] = {view->verticalScrollBar()->value(), view->horizontalScrollBar()->value(), main.row,
+                          main.col};
+}
+
 void MainWindow::finishExternalReload(TableView* view) {
     const QString path = view->tableModel()->getTableData().getFilepath();
-    if (!reloadingFilepaths.removeAll(path))
-        return;
-    recordWatchedFileState(path);
-    resetFilepathSavedList();
-    view->markClean();
+    if (reloadingFilepaths.removeAll(path)) {
+        recordWatchedFileState(path);
+        resetFilepathSavedList();
+        view->markClean();
+    }
     // The load selects the first cell and the rows come in after the scroll was set: the place
     // goes back once the table and its retained filters stand.
     const auto place = reloadPlaces.find(path);

@@ -953,6 +953,7 @@ bool MainWindow::commandReloadFile(const QString& path) {
     if (file.isEmpty() || !QFileInfo::exists(file))
         return false;
     retainFiltersForReload(view);
+    rememberReloadPlace(view, file);
     view->loadCSV(file, QFileInfo(file).size() > AbstractDataContainer::kProgressThreshold);
     view->undoStack()->clear();
     view->markClean();

@@ -4,6 +4,7 @@
 #include "storage/readonlydatacontainer.h"
 #include "table/indexmapping.h"
 #include "table/range.h"
+#include "table/worker.h"
 #include "util/fileparameterutilities.h"
 
 #include <QScopeGuard>
@@ -919,26 +920,53 @@ void TableData::setEncoding(EncodingType type, bool reencodeCells) {
         dataContainer->setEncoding(type);
 }
 
-int TableData::countCellsLostInEncoding(EncodingType type) const {
-    if (type == encoding || !editable() || rawRows <= 0)
+namespace {
+
+// Encodings that write every character there is.
+bool writesAllCharacters(EncodingType type) {
+    return type <= UTF_32_GUESSED_LE || type == GB_18030;
+}
+
+// Encodings whose bytes below 0x80 are ASCII characters and nothing else. The stateful Japanese
+// mail encoding spells its own letters in such bytes, and Shift JIS gives 0x5C and 0x7E other
+// meanings in some tables: both take the slow road.
+bool keepsAscii(EncodingType type) {
+    return type == UTF_8 || (type >= ISO_8859_1 && type != ISO_2022_JP && type != SHIFT_JIS);
+}
+
+bool isAscii(std::string_view bytes) {
+    unsigned char any = 0;
+    for (const char c : bytes)
+        any |= static_cast<unsigned char>(c);
+    return any < 0x80;
+}
+
+} // namespace
+
+qint64 TableData::countCellsLostInEncoding(EncodingType type, Worker* worker) const {
+    if (type == encoding || !editable() || rawRows <= 0 || writesAllCharacters(type))
         return 0;
     QTextCodec* const target =
         QTextCodec::codecForName(Utilities::convertEncodingTypeToCodecName(type).toLatin1());
-    int lost = 0;
-    std::vector<std::vector<char>> row;
+    // Plain ASCII cells are most of most tables, and both sides write them the same.
+    const bool asciiStays = keepsAscii(encoding) && keepsAscii(type);
+    qint64 lost = 0;
     const int rows = dataContainer->numRows();
+    std::string_view cell;
     for (int r = 0; r < rows; ++r) {
-        row.clear();
-        dataContainer->getRow(row, r);
-        for (const std::vector<char>& cell : row) {
-            if (cell.empty())
+        if (worker && (r & 0x3FF) == 0 && worker->readyForUpdate() &&
+            !worker->updateProgress(static_cast<float>(r) / static_cast<float>(rows)))
+            return -1;
+        const int cols = dataContainer->numColsInRow(r);
+        for (int c = 0; c < cols; ++c) {
+            if (!dataContainer->getValueView(r, c, cell) || cell.empty() || (asciiStays && isAscii(cell)))
                 continue;
             const QString text = decodeCell(cell, encoding, codec);
             if (decodeCell(encodeCell(text, type, target), type, target) != text)
                 ++lost;
         }
     }
-    return lost;
+    return worker && worker->isCanceled() ? -1 : lost;
 }
 
 void TableData::setLineEnding(LineEndingType type) {

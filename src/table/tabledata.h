@@ -172,7 +172,8 @@ public:
     void setEncoding(EncodingType type, bool reencodeCells);
     // How many cells hold text that `type` can't write, which a change to it would turn into
     // replacement characters; 0 where nothing would be lost or the cells aren't in memory.
-    int countCellsLostInEncoding(EncodingType type) const;
+    // `worker` gets progress and may cancel, and then the answer is -1.
+    qint64 countCellsLostInEncoding(EncodingType type, Worker* worker = nullptr) const;
     void setLineEnding(LineEndingType type);
     void setParsingStandard(ParsingStandard standard);
     void setSaveWithTrailingDelimiters(bool on);

@@ -6,10 +6,12 @@
 
 #include "storage/abstractdatacontainer.h"
 #include "table/tablemodel.h"
+#include "table/tablemodelworker.h"
 #include "util/fileoptionutilities.h"
 #include "util/fileparameterutilities.h"
 #include "util/msgbox.h"
 #include "view/tableview.h"
+#include "view/workerprogress.h"
 #include "window/launcher.h"
 #include "window/paneview.h"
 #include "window/prevoptionwidget.h"
@@ -19,6 +21,8 @@
 #include <QFileInfo>
 #include <QLocale>
 #include <QUndoStack>
+
+#include <optional>
 
 namespace {
 
@@ -523,6 +527,27 @@ bool MainWindow::commandReloadFileWithParsingStandard(const QString& path) {
 
 namespace {
 
+// From this many cells on, the look for text an encoding can't write runs behind a progress
+// dialog: a large table takes seconds.
+constexpr qint64 kCheckedCellsInPlace = 100000;
+
+// How many cells of the table hold text `type` can't write; -1 when the user canceled the look.
+qint64 cellsLostInEncoding(TableView* view, EncodingType type) {
+    TableModel* model = view->tableModel();
+    const bool useThread = qint64(model->rowCountModel()) * model->columnCountModel() >= kCheckedCellsInPlace;
+    std::optional<WorkerProgress> progress;
+    if (useThread)
+        progress.emplace(view, model, QObject::tr("Checking the cells..."), QObject::tr("Encoding"));
+    qint64 lost = 0;
+    const bool finished = model->readCellsOnWorker(
+        [&](TableModelWorker& worker) {
+            lost = model->getTableData().countCellsLostInEncoding(type, &worker);
+            return lost >= 0;
+        },
+        useThread);
+    return finished ? lost : -1;
+}
+
 // Each parameter that differs is one undo step; several go as one. A read-only table has no
 // undo history: its parameters are set outright.
 void applySaveParameters(TableView* view, ExtensionData data) {
@@ -530,8 +555,11 @@ void applySaveParameters(TableView* view, ExtensionData data) {
     const ExtensionData now = parametersOf(view);
     TableData& table = model->getTableData();
     // Text the new encoding has no codes for would come out as "?": only when the user says so.
+    // A canceled look keeps the encoding too.
     if (data.encoding != now.encoding) {
-        if (const int lost = table.countCellsLostInEncoding(data.encoding); lost > 0) {
+        if (const qint64 lost = cellsLostInEncoding(view, data.encoding); lost < 0) {
+            data.encoding = now.encoding;
+        } else if (lost > 0) {
             const QString cells = lost == 1 ? QObject::tr("1 cell holds")
                                             : QObject::tr("%1 cells hold").arg(QLocale().toString(lost));
             const QString text = QObject::tr("%1 characters that %2 can't write: they would become \"?\".\n\n"

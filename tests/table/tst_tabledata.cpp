@@ -3,6 +3,7 @@
 
 #include "storage/abstractdatacontainer.h"
 #include "table/range.h"
+#include "table/worker.h"
 
 #include <QMutex>
 #include <QSignalSpy>
@@ -176,6 +177,8 @@ private slots:
     void roundTripInEncodings_data();
     void roundTripInEncodings();
     void setEncodingWithAndWithoutReencoding();
+    void cellsLostInEncoding_data();
+    void cellsLostInEncoding();
     void displayPrefixOfShiftHeavyText();
 
     void nextBlockLocation_data();
@@ -709,6 +712,51 @@ void TestTableData::setEncodingWithAndWithoutReencoding() {
     table.setEncoding(ISO_8859_1, false);
     QCOMPARE(table.getValueRaw(0, 0).toString(), text);
     QCOMPARE(table.getCodecName(), QByteArray("ISO 8859-1"));
+}
+
+void TestTableData::cellsLostInEncoding_data() {
+    QTest::addColumn<int>("from");
+    QTest::addColumn<QStringList>("texts");
+    QTest::addColumn<int>("to");
+    QTest::addColumn<qint64>("lost");
+
+    const QStringList mixed{QStringLiteral("plain"), QStringLiteral("caf\u00e9"), QStringLiteral("5 \u20ac"),
+                            QStringLiteral("\u65e5\u672c"), QString()};
+    QTest::newRow("Latin-1 loses the euro and the Japanese")
+        << int(UTF_8) << mixed << int(ISO_8859_1) << qint64(2);
+    QTest::newRow("Windows-1252 has the euro") << int(UTF_8) << mixed << int(WINDOWS_1252) << qint64(1);
+    QTest::newRow("UTF-16 writes everything") << int(UTF_8) << mixed << int(UTF_16LE) << qint64(0);
+    QTest::newRow("GB 18030 writes everything") << int(UTF_8) << mixed << int(GB_18030) << qint64(0);
+    QTest::newRow("from UTF-16, plain text stays")
+        << int(UTF_16BE) << QStringList{QStringLiteral("plain"), QStringLiteral("\u00e9")} << int(KOI8_R)
+        << qint64(1);
+    // The mail encoding spells Japanese in bytes below 0x80: they are not ASCII text.
+    QTest::newRow("seven-bit Japanese is not ASCII")
+        << int(ISO_2022_JP) << QStringList{QStringLiteral("abc"), QStringLiteral("\u65e5\u672c")}
+        << int(ISO_8859_1) << qint64(1);
+    QTest::newRow("seven-bit Japanese into EUC-JP")
+        << int(ISO_2022_JP) << QStringList{QStringLiteral("abc"), QStringLiteral("\u65e5\u672c")}
+        << int(EUC_JP) << qint64(0);
+}
+
+void TestTableData::cellsLostInEncoding() {
+    QFETCH(int, from);
+    QFETCH(QStringList, texts);
+    QFETCH(int, to);
+    QFETCH(qint64, lost);
+    TableData table;
+    table.setEncoding(EncodingType(from), false);
+    // Ragged rows: the count covers every stored cell, not only the first row's width.
+    for (int i = 0; i < texts.size(); ++i)
+        QVERIFY(texts[i].isEmpty() || table.setValueRaw(i, i, texts[i]));
+    QCOMPARE(table.countCellsLostInEncoding(EncodingType(to)), lost);
+    QCOMPARE(table.countCellsLostInEncoding(EncodingType(from)), qint64(0));
+
+    // A canceled look has no answer, rather than one that lets a lossy change through.
+    if (lost > 0) {
+        Worker canceled(std::make_shared<bool>(true), std::make_shared<QMutex>());
+        QCOMPARE(table.countCellsLostInEncoding(EncodingType(to), &canceled), qint64(-1));
+    }
 }
 
 void TestTableData::nextBlockLocation_data() {

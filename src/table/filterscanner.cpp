@@ -6,18 +6,6 @@
 
 #include <utility>
 
-namespace {
-
-bool isAscii(std::string_view bytes) {
-    // No early exit: the loop vectorises, and cells are short.
-    unsigned char any = 0;
-    for (const char c : bytes)
-        any |= static_cast<unsigned char>(c);
-    return any < 0x80;
-}
-
-} // namespace
-
 FilterScanner::FilterScanner(const TableModel& tableModel, const FilterData& filterData)
     : model(tableModel), data(tableModel.getTableData()), filter(filterData),
       container(data.getDataContainer()) {
@@ -53,7 +41,7 @@ bool FilterScanner::matchesAt(int raw) {
         std::swap(row, col);
     std::string_view view;
     if (inPlaceReads && row >= 0 && col >= 0 && row < physicalRows && col < physicalCols &&
-        container->getValueView(row, col, view) && isAscii(view)) {
+        container->getValueView(row, col, view) && TableData::isAscii(view)) {
         if (filter.isRegex && regexValid) {
             const RegexPrefilter::Verdict verdict = prefilter.check(view);
             if (verdict != RegexPrefilter::Unknown)

@@ -934,13 +934,6 @@ bool keepsAscii(EncodingType type) {
     return type == UTF_8 || (type >= ISO_8859_1 && type != ISO_2022_JP && type != SHIFT_JIS);
 }
 
-bool isAscii(std::string_view bytes) {
-    unsigned char any = 0;
-    for (const char c : bytes)
-        any |= static_cast<unsigned char>(c);
-    return any < 0x80;
-}
-
 } // namespace
 
 qint64 TableData::countCellsLostInEncoding(EncodingType type, Worker* worker) const {

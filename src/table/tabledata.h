@@ -104,6 +104,14 @@ public:
     static QString decodeCellPrefix(std::string_view bytes, EncodingType encoding, QTextCodec* codec,
                                     int prefixLength);
     static std::vector<char> encodeCell(const QString& text, EncodingType encoding, QTextCodec* codec);
+    // No byte above 0x7F: in an ASCII-compatible encoding, the text is these bytes as they stand.
+    static bool isAscii(std::string_view bytes) {
+        // No early exit: the loop vectorises, and cells are short.
+        unsigned char any = 0;
+        for (const char c : bytes)
+            any |= static_cast<unsigned char>(c);
+        return any < 0x80;
+    }
 
     // --- Inserting, removing, moving ------------------------------------------------------
     bool insertRowsModel(int at, int count, bool ignoreTranspose = false);

@@ -371,9 +371,13 @@ void joinCells(const TableData& data, Extent extent, std::vector<CellText> cells
     for (CellText& cell : cells)
         lines[horizontally ? cell.row : cell.col].push_back(std::move(cell));
     for (auto& [line, inLine] : lines) {
+        // Empty cells add nothing, not even a separator: a line of empty cells stays empty, and
+        // a first name, an empty middle name and a last name join with one space between.
         QStringList parts;
-        for (const CellText& cell : inLine)
-            parts.append(cell.text);
+        for (const CellText& cell : inLine) {
+            if (!cell.text.isEmpty())
+                parts.append(cell.text);
+        }
         const CellText& first = inLine.front();
         out.push_back({first.row, first.col, parts.join(separator)});
         if (!closeGap) {

@@ -98,8 +98,8 @@ std::vector<CellText> fillSeries(const TableModel& model, const QStringList& ite
 // from its top left corner `width` cells a row (RowWise) or `height` cells a column; the old
 // places are emptied.
 std::vector<CellText> reshape(const TableModel& model, int lineLength, bool rowWise);
-// Each row's (column's) selected cells joined into its leftmost (topmost) one; the others are
-// emptied, or with `closeGap` the rest of the row moves left over them.
+// Each row's (column's) selected cells that aren't empty joined into its leftmost (topmost) one;
+// the others are emptied, or with `closeGap` the rest of the row moves left over them.
 std::vector<CellText> join(const TableModel& model, const QString& separator, bool horizontally,
                            bool closeGap);
 // The commands of reshape and join: the cells are read and the change worked out on the

@@ -117,9 +117,7 @@ TableUndoCommand* splitCommand(TableModel& model, Axis axis, bool cellsOnly,
                                const std::function<QStringList(const QString&)>& split,
                                bool useThread = false);
 
-// "ID" in the last header row and numbers from `first` down to `lastRow`, in column 0.
-std::vector<CellText> idColumnCells(const TableModel& model, int first, int lastRow);
-// The IDs from `first` written over column 0, as far down as the data goes.
+// The IDs from `first` written over column 0, as far down as the data goes, in hidden rows too.
 TableUndoCommand* idColumnCommand(TableModel& model, int first, bool useThread = false);
 // A new first column of IDs.
 TableUndoCommand* addIdColumnCommand(TableModel& model, int firstValue, bool useThread = false);

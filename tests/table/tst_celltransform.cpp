@@ -85,6 +85,32 @@ private slots:
         QCOMPARE(snapshot(*m).mid(0, 3), (QStringList{"a+d|e|c|x", "|||y", "|||z"}));
     }
 
+    // An ID column numbers hidden rows too, so that renumbering while rows are hidden gives no
+    // ID twice once they show again; undo puts back every cell, hidden ones included.
+    void idColumnNumbersHiddenRows() {
+        auto m = load(gridLines(8, 3));
+        QCOMPARE(m->getNumHeaderRows(), 1);
+        const auto rawColumn = [&m](int col) {
+            QStringList cells;
+            for (int r = 0; r < m->getTableData().numRawRows(); ++r)
+                cells << m->getTableData().getValueRaw(r, col).toString();
+            return cells;
+        };
+        const QStringList original = rawColumn(0);
+        m->setAndApplyHiddenRowsList({3, 4});
+        QUndoStack stack;
+        stack.push(CellTransform::addIdColumnCommand(*m, 1));
+        QCOMPARE(rawColumn(0), (QStringList{"ID", "1", "2", "3", "4", "5", "6", "7"}));
+        QCOMPARE(rawColumn(1), original);
+        m->setAndApplyHiddenRowsList({2, 5});
+        stack.push(CellTransform::idColumnCommand(*m, 10));
+        QCOMPARE(rawColumn(0), (QStringList{"ID", "10", "11", "12", "13", "14", "15", "16"}));
+        stack.undo();
+        QCOMPARE(rawColumn(0), (QStringList{"ID", "1", "2", "3", "4", "5", "6", "7"}));
+        stack.undo();
+        QCOMPARE(rawColumn(0), original);
+    }
+
     // Random selections of random shapes: one undo step puts table and selection back, and redo
     // gives the same table as the first run.
     void undoOfRandomSelections() {

@@ -336,6 +336,12 @@ QDateTime convertStringToDateTime(const QString& text, DateTimeFormatType type, 
                 return quick;
         }
         QDateTime dt = QDateTime::fromString(t, Qt::ISODate);
+        // A time without an offset is UTC, and is read as UTC: read in the machine's zone, a time
+        // in the hour that daylight saving time skips doesn't exist.
+        if (!dt.isValid() || dt.timeSpec() == Qt::LocalTime) {
+            if (const QDateTime utc = QDateTime::fromString(t + QLatin1Char('Z'), Qt::ISODate); utc.isValid())
+                dt = utc;
+        }
         if (!dt.isValid() && type == DateTimeFormatType::IsoDate)
             dt = QDateTime(QDate::fromString(t, Qt::ISODate), QTime(0, 0), Qt::UTC);
         if (!dt.isValid())

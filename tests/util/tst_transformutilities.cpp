@@ -212,21 +212,26 @@ private slots:
     }
 
     // Every type written and read back gives the same moment (to its resolution).
-    // A custom format without a zone reads the time as UTC: the hour that daylight saving time
-    // skips where the machine stands is a time like any other.
-    void customTimeInSkippedHour() {
+    // A time without a zone, in a format of one's own or in ISO forms, reads as UTC: the hour
+    // that daylight saving time skips where the machine stands is a time like any other.
+    void timesInSkippedHour() {
         const QByteArray zone = qgetenv("TZ");
         qputenv("TZ", "Europe/Berlin");
         tzset();
-        const QString out =
+        const QString custom =
             Utilities::convertDateTimeFormat("2024-03-31 02:30", DateTimeFormatType::Custom,
                                              DateTimeFormatType::IsoDateTime, "yyyy-MM-dd hh:mm", {});
+        QStringList iso;
+        for (const QString text : {"2024-03-31T02:30", "2024-03-31 02:30:00", "2024-03-31T02:30:00.5"})
+            iso << Utilities::convertDateTimeFormat(text, DateTimeFormatType::IsoDateTime,
+                                                    DateTimeFormatType::Seconds, {}, {});
         if (zone.isNull())
             qunsetenv("TZ");
         else
             qputenv("TZ", zone);
         tzset();
-        QCOMPARE(out, QStringLiteral("2024-03-31T02:30:00Z"));
+        QCOMPARE(custom, QStringLiteral("2024-03-31T02:30:00Z"));
+        QCOMPARE(iso, (QStringList{"1711852200", "1711852200", "1711852200"}));
     }
 
     void dateRoundTrips_data() {

@@ -371,9 +371,13 @@ void joinCells(const TableData& data, Extent extent, std::vector<CellText> cells
     for (CellText& cell : cells)
         lines[horizontally ? cell.row : cell.col].push_back(std::move(cell));
     for (auto& [line, inLine] : lines) {
+        // Empty cells add nothing, not even a separator: a line of empty cells stays empty, and
+        // a first name, an empty middle name and a last name join with one space between.
         QStringList parts;
-        for (const CellText& cell : inLine)
-            parts.append(cell.text);
+        for (const CellText& cell : inLine) {
+            if (!cell.text.isEmpty())
+                parts.append(cell.text);
+        }
         const CellText& first = inLine.front();
         out.push_back({first.row, first.col, parts.join(separator)});
         if (!closeGap) {
@@ -670,59 +674,58 @@ TableUndoCommand* splitCommand(TableModel& model, Axis axis, bool cellsOnly,
 
 namespace {
 
-void idCells(int headers, int first, int lastRow, std::vector<CellText>& out) {
-    if (headers > 0)
-        out.push_back({headers - 1, 0, QStringLiteral("ID")});
-    qint64 value = first;
-    for (int row = headers; row <= lastRow; ++row)
-        out.push_back({row, 0, QString::number(value++)});
+// The change of an ID column at raw column `rawCol`: "ID" in the last header row and numbers
+// from `first` in every raw row below it down to the last that holds anything. Hidden and
+// filtered-out rows are numbered too, so that no two rows share an ID once they show again.
+// The texts replaced are read with `readOld` (a new column has none).
+bool idChange(const TableData& data, int headers, qint64 first, int rawCol, bool readOld, TextChange& out,
+              TableModelWorker* worker) {
+    out = TextChange();
+    const int lastRaw = data.numRawRows() - data.numEmptyRowsRawAtEnd() - 1;
+    const int top = std::max(0, headers - 1);
+    const std::size_t n = lastRaw >= top ? std::size_t(lastRaw - top + 1) : 0;
+    static const QString empty;
+    for (int row = top; row <= lastRaw; ++row) {
+        if (!tick(worker, 1, std::size_t(row - top), n))
+            return false;
+        const QString text = headers > 0 && row == headers - 1 ? QStringLiteral("ID")
+                                                               : QString::number(first + (row - headers));
+        keepWrite(out, readOld ? data.getValueRaw(row, rawCol).toString() : empty, text, row, rawCol);
+    }
+    return true;
+}
+
+TableUndoCommand* rawCommandOf(TableModel& model, TextChange change) {
+    if (!change.changed)
+        return nullptr;
+    return SetCellTextsCommand::atRawPositions(&model, std::move(change.positions),
+                                               std::move(change.oldTexts), std::move(change.newTexts));
 }
 
 } // namespace
 
-// "ID" in the header and numbers from `first` down the rows that hold data.
-std::vector<CellText> idColumnCells(const TableModel& m, int first, int lastRow) {
-    std::vector<CellText> out;
-    idCells(m.getNumHeaderRows(), first, lastRow, out);
-    return out;
-}
-
 TableUndoCommand* idColumnCommand(TableModel& model, int first, bool useThread) {
     const int headers = model.getNumHeaderRows();
-    const int lastRow = model.findBottomOccupiedRow();
-    return layoutCommand(
-        model,
-        [&](const TableData&, std::vector<CellText>& out, TableModelWorker*) {
-            idCells(headers, first, lastRow, out);
-            return true;
+    const int rawCol = model.getTableData().getRawFromModelCol(0);
+    const TableData& data = model.getTableData();
+    TextChange change;
+    const bool finished = model.readCellsOnWorker(
+        [&](TableModelWorker& worker) {
+            return idChange(data, headers, first, rawCol, true, change, &worker);
         },
         useThread);
+    return finished ? rawCommandOf(model, std::move(change)) : nullptr;
 }
 
 TableUndoCommand* addIdColumnCommand(TableModel& model, int firstValue, bool useThread) {
     const int headers = model.getNumHeaderRows();
-    const int lastRow = model.findBottomOccupiedRow();
+    const TableData& data = model.getTableData();
     // The new column is empty, so the change is known before it goes in: worked out here (on
-    // the worker for a long column), only written when the step runs.
+    // the worker for a long column), only written when the step runs, in the column's raw place.
     TextChange change;
     const bool finished = model.readCellsOnWorker(
         [&](TableModelWorker& worker) {
-            std::vector<CellText> cells;
-            idCells(headers, firstValue, lastRow, cells);
-            const std::size_t n = cells.size();
-            change.changed = n > 0;
-            change.block = true;
-            change.top = n > 0 ? cells.front().row : 0;
-            change.width = 1;
-            change.oldTexts.reserve(n, 0);
-            change.newTexts.reserve(n, qsizetype(n) * 8);
-            for (std::size_t i = 0; i < n; ++i) {
-                if (!tick(&worker, 1, i, n))
-                    return false;
-                change.oldTexts.append(QStringView());
-                change.newTexts.append(cells[i].text);
-            }
-            return true;
+            return idChange(data, headers, firstValue, 0, false, change, &worker);
         },
         useThread);
     if (!finished)
@@ -731,7 +734,10 @@ TableUndoCommand* addIdColumnCommand(TableModel& model, int firstValue, bool use
     steps.push_back(
         [](TableModel* m) -> TableUndoCommand* { return new InsertColsCommand(m, {0}, 1, false); });
     steps.push_back([change = std::move(change)](TableModel* m) mutable -> TableUndoCommand* {
-        return commandOf(*m, std::move(change));
+        const int rawCol = m->getTableData().getRawFromModelCol(0);
+        for (auto& position : change.positions)
+            position.second = rawCol;
+        return rawCommandOf(*m, std::move(change));
     });
     return new SequenceCommand(&model, std::move(steps));
 }

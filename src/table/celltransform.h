@@ -98,8 +98,8 @@ std::vector<CellText> fillSeries(const TableModel& model, const QStringList& ite
 // from its top left corner `width` cells a row (RowWise) or `height` cells a column; the old
 // places are emptied.
 std::vector<CellText> reshape(const TableModel& model, int lineLength, bool rowWise);
-// Each row's (column's) selected cells joined into its leftmost (topmost) one; the others are
-// emptied, or with `closeGap` the rest of the row moves left over them.
+// Each row's (column's) selected cells that aren't empty joined into its leftmost (topmost) one;
+// the others are emptied, or with `closeGap` the rest of the row moves left over them.
 std::vector<CellText> join(const TableModel& model, const QString& separator, bool horizontally,
                            bool closeGap);
 // The commands of reshape and join: the cells are read and the change worked out on the
@@ -117,9 +117,7 @@ TableUndoCommand* splitCommand(TableModel& model, Axis axis, bool cellsOnly,
                                const std::function<QStringList(const QString&)>& split,
                                bool useThread = false);
 
-// "ID" in the last header row and numbers from `first` down to `lastRow`, in column 0.
-std::vector<CellText> idColumnCells(const TableModel& model, int first, int lastRow);
-// The IDs from `first` written over column 0, as far down as the data goes.
+// The IDs from `first` written over column 0, as far down as the data goes, in hidden rows too.
 TableUndoCommand* idColumnCommand(TableModel& model, int first, bool useThread = false);
 // A new first column of IDs.
 TableUndoCommand* addIdColumnCommand(TableModel& model, int firstValue, bool useThread = false);

@@ -153,6 +153,20 @@ SetCellTextsCommand::SetCellTextsCommand(TableModel* m, std::vector<std::pair<in
     : SetCellTextsCommand(m, std::move(cells), textsOf(olds, std::min(olds.size(), news.size())),
                           textsOf(news, std::min(olds.size(), news.size()))) {}
 
+SetCellTextsCommand* SetCellTextsCommand::atRawPositions(TableModel* m,
+                                                         std::vector<std::pair<int, int>> cells,
+                                                         CellTexts olds, CellTexts news) {
+    auto* command = new SetCellTextsCommand(m, std::vector<std::pair<int, int>>(), CellTexts(), CellTexts());
+    command->positions = std::move(cells);
+    command->oldTexts = std::move(olds);
+    command->newTexts = std::move(news);
+    command->rawPositions = true;
+    command->rowsInvolved.clear();
+    command->colsInvolved.clear();
+    command->finishPositions();
+    return command;
+}
+
 void SetCellTextsCommand::finishBlock() {
     setText(QStringLiteral("SetCellTextsCommand"));
     count = std::min(oldTexts.size(), newTexts.size());
@@ -172,9 +186,15 @@ void SetCellTextsCommand::finishPositions() {
     isValid = count > 0;
     oldTexts.squeeze();
     newTexts.squeeze();
+    // Fitted to their contents afterwards: the model lines of the cells that show.
+    const TableData& data = model->getTableData();
     for (const auto& [row, col] : positions) {
-        rowsInvolved.push_back(row);
-        colsInvolved.push_back(col);
+        const int shownRow = rawPositions ? data.getModelFromRawRow(row) : row;
+        const int shownCol = rawPositions ? data.getModelFromRawCol(col) : col;
+        if (shownRow >= 0)
+            rowsInvolved.push_back(shownRow);
+        if (shownCol >= 0)
+            colsInvolved.push_back(shownCol);
     }
     for (auto* list : {&rowsInvolved, &colsInvolved}) {
         std::sort(list->begin(), list->end());
@@ -202,9 +222,12 @@ void SetCellTextsCommand::write(bool old) {
         });
         return;
     }
-    model->writeCellTexts(
-        count, [this](std::size_t i) { return positionOf(i); },
-        [&texts](std::size_t i) { return texts.at(i); });
+    const auto at = [this](std::size_t i) { return positionOf(i); };
+    const auto text = [&texts](std::size_t i) { return texts.at(i); };
+    if (rawPositions)
+        model->writeCellTextsRaw(count, at, text);
+    else
+        model->writeCellTexts(count, at, text);
 }
 
 void SetCellTextsCommand::redo() {

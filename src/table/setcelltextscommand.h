@@ -46,7 +46,7 @@ private:
 };
 
 // Writes new texts into cells, keeping the old and the new ones as CellTexts. The cells are a
-// block (row by row) or a list of positions, in model indexes.
+// block (row by row) or a list of positions, in model indexes (or raw ones, see atRawPositions).
 class SetCellTextsCommand : public TableUndoCommand {
 public:
     // A block of `width` columns from (top, left), row by row.
@@ -59,6 +59,9 @@ public:
                         const std::vector<QString>& newTexts);
     SetCellTextsCommand(TableModel* model, std::vector<std::pair<int, int>> positions,
                         const std::vector<QString>& oldTexts, const std::vector<QString>& newTexts);
+    // Cells at `positions` in raw indexes, hidden ones included.
+    static SetCellTextsCommand* atRawPositions(TableModel* model, std::vector<std::pair<int, int>> positions,
+                                               CellTexts oldTexts, CellTexts newTexts);
 
     void undo() override;
     void redo() override;
@@ -76,6 +79,7 @@ private:
     int left = 0;
     int width = 0;
     std::vector<std::pair<int, int>> positions; // empty for a block
+    bool rawPositions = false;
     std::size_t count = 0;
     CellTexts oldTexts;
     CellTexts newTexts;

@@ -524,6 +524,9 @@ public:
     // a value object per cell: the undo steps of the transformations write a million at once.
     void writeCellTexts(std::size_t count, const std::function<std::pair<int, int>(std::size_t)>& at,
                         const std::function<QString(std::size_t)>& text);
+    // The same with at(i) a raw cell: cells of hidden rows and columns are written too.
+    void writeCellTextsRaw(std::size_t count, const std::function<std::pair<int, int>(std::size_t)>& at,
+                           const std::function<QString(std::size_t)>& text);
 
 public slots:
     void onLoadFinished();

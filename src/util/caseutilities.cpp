@@ -15,8 +15,27 @@ bool isUpper(QChar c) {
     return (c >= QLatin1Char('A') && c <= QLatin1Char('Z')) || c.category() == QChar::Letter_Uppercase;
 }
 
+// The length of the first character of `word`: two for one outside the Basic Multilingual
+// Plane, so that a case change never cuts it in half and leaves a lone surrogate behind.
+qsizetype firstCharLength(const QString& word) {
+    return word.size() >= 2 && word.at(0).isHighSurrogate() && word.at(1).isLowSurrogate() ? 2 : 1;
+}
+
+// The first character of `word` as it begins a capitalised word: its title case form where it
+// has one ("ǆ" becomes "ǅ", not "Ǆ"), and only the first letter of an upper case that grows
+// ("ß" becomes "Ss").
+QString titleFirst(const QString& word) {
+    const qsizetype n = firstCharLength(word);
+    const char32_t c = n == 2 ? QChar::surrogateToUcs4(word.at(0), word.at(1)) : word.at(0).unicode();
+    const char32_t title = QChar::toTitleCase(c);
+    if (title != c)
+        return QString::fromUcs4(&title, 1);
+    const QString upper = word.left(n).toUpper();
+    return n == 1 && upper.size() > 1 ? upper.left(1) + upper.mid(1).toLower() : upper;
+}
+
 QString capitalized(const QString& word) {
-    return word.left(1).toUpper() + word.mid(1).toLower();
+    return titleFirst(word) + word.mid(firstCharLength(word)).toLower();
 }
 
 } // namespace
@@ -42,10 +61,14 @@ QStringList separateWords(const QString& text) {
     return marked.split(QLatin1Char('_'), Qt::SkipEmptyParts);
 }
 
+// A text without any word (" - ", "/") stays as it is in every style: there is nothing to
+// convert, and an empty cell would lose what it held.
 QString convertToTitleCase(const QString& text) {
     static constexpr const char* smallWords[] = {"a",  "an",  "and", "as", "at", "but", "by",  "from",
                                                  "in", "nor", "not", "of", "on", "or",  "the", "to"};
     const QStringList words = separateWords(text);
+    if (words.isEmpty())
+        return text;
     QString out;
     out.reserve(text.size());
     for (qsizetype i = 0; i < words.size(); ++i) {
@@ -59,22 +82,27 @@ QString convertToTitleCase(const QString& text) {
         if (small) {
             out += word;
         } else {
-            out += word.at(0).toUpper();
-            out += QStringView(word).mid(1);
+            out += titleFirst(word);
+            out += QStringView(word).mid(firstCharLength(word));
         }
     }
     return out;
 }
 
 QString convertToUpperCamelCase(const QString& text) {
+    const QStringList words = separateWords(text);
+    if (words.isEmpty())
+        return text;
     QString out;
-    for (const QString& word : separateWords(text))
+    for (const QString& word : words)
         out += capitalized(word);
     return out;
 }
 
 QString convertToLowerCamelCase(const QString& text) {
     const QStringList words = separateWords(text);
+    if (words.isEmpty())
+        return text;
     QString out;
     for (qsizetype i = 0; i < words.size(); ++i)
         out += i == 0 ? words[i].toLower() : capitalized(words[i]);
@@ -82,17 +110,22 @@ QString convertToLowerCamelCase(const QString& text) {
 }
 
 QString convertToUpperSnakeCase(const QString& text) {
-    return separateWords(text).join(QLatin1Char('_')).toUpper();
+    const QStringList words = separateWords(text);
+    return words.isEmpty() ? text : words.join(QLatin1Char('_')).toUpper();
 }
 
 QString convertToLowerSnakeCase(const QString& text) {
-    return separateWords(text).join(QLatin1Char('_')).toLower();
+    const QStringList words = separateWords(text);
+    return words.isEmpty() ? text : words.join(QLatin1Char('_')).toLower();
 }
 
 QString convertToAcronym(const QString& text) {
+    const QStringList words = separateWords(text);
+    if (words.isEmpty())
+        return text;
     QString out;
-    for (const QString& word : separateWords(text))
-        out += word.left(1).toUpper();
+    for (const QString& word : words)
+        out += word.left(firstCharLength(word)).toUpper();
     return out;
 }
 

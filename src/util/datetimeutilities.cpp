@@ -37,9 +37,13 @@ QString qtFormat(const QString& format) {
     // as a quote ('' is a literal quote in QDateTime formats).
     QString out;
     QString literal;
+    // A run of nothing but escaped quotes goes unquoted, as "''" each: inside quotes, "''''"
+    // reads as two quotes rather than one.
     auto flush = [&] {
-        if (!literal.isEmpty())
-            out += QLatin1Char('\'') + literal + QLatin1Char('\'');
+        if (!literal.isEmpty()) {
+            const bool onlyQuotes = literal.count(QLatin1Char('\'')) == literal.size();
+            out += onlyQuotes ? literal : QLatin1Char('\'') + literal + QLatin1Char('\'');
+        }
         literal.clear();
     };
     for (qsizetype i = 0; i < format.size(); ++i) {
@@ -54,6 +58,21 @@ QString qtFormat(const QString& format) {
     }
     flush();
     return out;
+}
+
+// Whether `letter` stands in the format outside quotes and escapes.
+bool hasFormatLetter(const QString& format, QChar letter) {
+    bool quoted = false;
+    for (qsizetype i = 0; i < format.size(); ++i) {
+        const QChar c = format.at(i);
+        if (c == QLatin1Char('\\'))
+            ++i;
+        else if (c == QLatin1Char('\''))
+            quoted = !quoted;
+        else if (!quoted && c == letter)
+            return true;
+    }
+    return false;
 }
 
 // Whether the format holds a run of exactly two "y" outside quotes and escapes.
@@ -107,6 +126,12 @@ QDateTime quickIsoDateTime(const QString& t) {
     if (!date.isValid() || !time.isValid())
         return QDateTime();
     return QDateTime(date, time, Qt::UTC);
+}
+
+// The whole seconds of an instant, rounded down: half a second before 1970 is second -1, as
+// it is in every other second's count, not 0.
+qint64 floorSeconds(qint64 ms) {
+    return ms >= 0 ? ms / 1000 : -((-ms + 999) / 1000);
 }
 
 QString trimmedNumber(double value) {
@@ -270,7 +295,7 @@ QString quickWrite(const Instant& at, DateTimeFormatType to) {
     case DateTimeFormatType::IsoDate:
         return quickIsoText(at, false);
     case DateTimeFormatType::Seconds:
-        return QString::number(ms / 1000);
+        return QString::number(floorSeconds(ms));
     case DateTimeFormatType::Milliseconds:
         return QString::number(ms);
     case DateTimeFormatType::Excel:
@@ -311,6 +336,12 @@ QDateTime convertStringToDateTime(const QString& text, DateTimeFormatType type, 
                 return quick;
         }
         QDateTime dt = QDateTime::fromString(t, Qt::ISODate);
+        // A time without an offset is UTC, and is read as UTC: read in the machine's zone, a time
+        // in the hour that daylight saving time skips doesn't exist.
+        if (!dt.isValid() || dt.timeSpec() == Qt::LocalTime) {
+            if (const QDateTime utc = QDateTime::fromString(t + QLatin1Char('Z'), Qt::ISODate); utc.isValid())
+                dt = utc;
+        }
         if (!dt.isValid() && type == DateTimeFormatType::IsoDate)
             dt = QDateTime(QDate::fromString(t, Qt::ISODate), QTime(0, 0), Qt::UTC);
         if (!dt.isValid())
@@ -365,7 +396,7 @@ QString convertDateTimeToString(const QDateTime& dateTime, DateTimeFormatType ty
     case DateTimeFormatType::IsoDate:
         return utc.date().toString(Qt::ISODate);
     case DateTimeFormatType::Seconds:
-        return QString::number(utc.toSecsSinceEpoch());
+        return QString::number(floorSeconds(utc.toMSecsSinceEpoch()));
     case DateTimeFormatType::Milliseconds:
         return QString::number(utc.toMSecsSinceEpoch());
     case DateTimeFormatType::Excel: {
@@ -403,7 +434,13 @@ QDateTime convertCustomStringToDateTime(const QString& text, const QString& form
     if (format.isEmpty())
         return QDateTime();
     const QString qt = qtFormat(format);
-    QDateTime dt = QDateTime::fromString(text, qt);
+    // Read as UTC where the format names no zone: read in the machine's zone, a time in the hour
+    // that daylight saving time skips doesn't exist and the cell would stay unconverted.
+    QDateTime dt;
+    if (!hasFormatLetter(format, QLatin1Char('t')))
+        dt = QDateTime::fromString(text + QLatin1String(" UTC"), qt + QLatin1String(" t"));
+    if (!dt.isValid())
+        dt = QDateTime::fromString(text, qt);
     if (!dt.isValid()) {
         // A format of a date alone or a time alone.
         const QDate date = QDate::fromString(text, qt);

@@ -240,6 +240,10 @@ QString setNumDecimals(const QString& text, int count) {
     }
     for (qsizetype i = kept; i < count; ++i)
         digits.append(u'0');
+    // A negative number that rounds to zero is zero: "-0.004" to two decimals is "0.00".
+    if (parts.sign == QLatin1String("-") &&
+        std::all_of(digits.begin(), digits.end(), [](char16_t d) { return d == u'0'; }))
+        parts.sign = QStringView();
     const qsizetype first = digits[0] == u'0' ? 1 : 0;
     const qsizetype size = parts.sign.size() + parts.currency.size() + (digits.size() - first) +
                            (count > 0 ? point.size() : 0) + parts.exponent.size() + parts.euro.size();

@@ -6,6 +6,11 @@
 
 namespace Utilities {
 
+// Significant digits of a decimal series: every digit a typed value has ("100000.25 0.25" counts
+// 100000.25, 100000.5, ...; six digits would print 100000 for both), while the noise of binary
+// fractions in the last of the 17 digits a double holds stays out (0.1 + 0.2 prints as 0.3).
+constexpr int kSeriesDigits = 15;
+
 QStringList computeSeriesStrings(const QString& text, int count) {
     QStringList out;
     if (count <= 0)
@@ -25,7 +30,7 @@ QStringList computeSeriesStrings(const QString& text, int count) {
         const double stepD = parts[1].toDouble(&okStep);
         if (okStart && okStep) {
             for (int i = 0; i < count; ++i)
-                out.append(QString::number(double(i) * stepD + startD, 'g', 6));
+                out.append(QString::number(double(i) * stepD + startD, 'g', kSeriesDigits));
             return out;
         }
     }
@@ -90,48 +95,96 @@ bool evaluateAndConvertIndexString(const QString& text, std::vector<int>& out) {
     return !out.empty();
 }
 
+namespace {
+
+// Character positions count characters, not UTF-16 units: one outside the Basic Multilingual
+// Plane (most emoji) is one character, and no cut falls between its two halves, which would
+// leave text that no file can hold. Texts without such characters need no table.
+class CharPositions {
+public:
+    explicit CharPositions(const QString& text) : text(text) {
+        for (qsizetype i = 0; i + 1 < text.size(); ++i) {
+            if (isPair(i)) {
+                build();
+                break;
+            }
+        }
+    }
+    qsizetype count() const { return starts.empty() ? text.size() : qsizetype(starts.size()) - 1; }
+    // The UTF-16 offset of character `k`, `k` limited to the text.
+    qsizetype offset(qint64 k) const {
+        const qsizetype at = qsizetype(std::clamp<qint64>(k, 0, count()));
+        return starts.empty() ? at : starts[std::size_t(at)];
+    }
+    // Characters `from` up to (not including) `to`.
+    QString slice(qint64 from, qint64 to) const {
+        const qsizetype begin = offset(from);
+        return text.mid(begin, std::max<qsizetype>(0, offset(to) - begin));
+    }
+
+private:
+    bool isPair(qsizetype i) const {
+        return text.at(i).isHighSurrogate() && i + 1 < text.size() && text.at(i + 1).isLowSurrogate();
+    }
+    void build() {
+        for (qsizetype i = 0; i < text.size(); i += isPair(i) ? 2 : 1)
+            starts.push_back(i);
+        starts.push_back(text.size());
+    }
+
+    const QString& text;
+    std::vector<qsizetype> starts;
+};
+
+} // namespace
+
 QStringList splitByDelimiter(const QString& text, const QString& delimiter) {
     if (delimiter.isEmpty()) {
+        const CharPositions chars(text);
         QStringList parts;
-        parts.reserve(text.size());
-        for (const QChar c : text)
-            parts.append(QString(c));
+        parts.reserve(chars.count());
+        for (qsizetype i = 0; i < chars.count(); ++i)
+            parts.append(chars.slice(i, i + 1));
         return parts;
     }
     return text.split(delimiter, Qt::KeepEmptyParts, Qt::CaseInsensitive);
 }
 
 QStringList splitByIndex(const QString& text, const std::vector<int>& indexes) {
+    const CharPositions chars(text);
     QStringList parts;
     qsizetype from = 0;
     for (const int index : indexes) {
-        if (index >= text.size())
+        if (index >= chars.count())
             break;
         if (index <= from)
             continue;
-        parts.append(text.mid(from, index - from));
+        parts.append(chars.slice(from, index));
         from = index;
     }
-    parts.append(text.mid(from));
+    parts.append(chars.slice(from, chars.count()));
     return parts;
 }
 
 QString keepLeftPart(const QString& text, int index) {
-    return index >= 0 ? text.left(index) : text.left(std::max<qsizetype>(0, text.size() + index));
+    const CharPositions chars(text);
+    const qint64 n = chars.count();
+    return text.left(chars.offset(index >= 0 ? index : n + index));
 }
 
 QString keepRightPart(const QString& text, int index) {
-    return index >= 0 ? text.right(index) : text.right(std::max<qsizetype>(0, text.size() + index));
+    const CharPositions chars(text);
+    const qint64 n = chars.count();
+    return text.mid(chars.offset(index >= 0 ? n - index : -qint64(index)));
 }
 
 QString keepMiddlePart(const QString& text, int index, int count) {
-    const qsizetype start = index >= 0 ? index : text.size() + index;
-    if (start < 0 || start >= text.size())
+    const CharPositions chars(text);
+    const qint64 n = chars.count();
+    const qint64 start = index >= 0 ? index : n + index;
+    if (start < 0 || start >= n)
         return QString();
-    if (count >= 0)
-        return text.mid(start, count);
-    const qsizetype from = std::max<qsizetype>(0, start + count);
-    return text.mid(from, start - from);
+    return count >= 0 ? chars.slice(start, start + count) : chars.slice(start + count, start);
 }
 
 bool parseIndexAndCount(const QString& text, int& index, int& count) {

@@ -344,10 +344,11 @@ bool TableView::updateIdColumn() {
     TableModel* m = tableModel();
     if (!m || isReadOnly() || !hasIdColumn())
         return false;
-    // Renumbered from the first number the column holds, 1 when it holds none.
+    // Renumbered from the number of the first row, shown or not, 1 when it holds none.
     const int headers = m->getNumHeaderRows();
     bool ok = false;
-    int first = m->getTableData().getValueModel(headers, 0).toString().toInt(&ok);
+    const TableData& data = m->getTableData();
+    int first = data.getValueRaw(headers, data.getRawFromModelCol(0)).toString().toInt(&ok);
     if (!ok)
         first = 1;
     return pushBuilt(this, m->rowCountModel(), QObject::tr("Numbering rows..."), QObject::tr("ID Column"),

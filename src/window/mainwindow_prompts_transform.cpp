@@ -42,6 +42,26 @@ const QString& customFormatHelp() {
     return help;
 }
 
+// The cell a format of one's own is guessed from and tried on while it is typed: the main cell
+// when it has the shape of a date or time, else the first selected cell that has one, as the
+// main cell of a selected column is its header. Only the first cells are looked at, so that a
+// column of empty cells costs nothing.
+QString dateSampleCell(const TableModel& model) {
+    const TableData& data = model.getTableData();
+    const Range& main = model.getMainCell();
+    const QString mainText = data.getValueModel(main.row, main.col).toString();
+    if (!Utilities::dateTimeFormatDetect(mainText).isEmpty())
+        return mainText;
+    const CellTransform::CellWalk walk = CellTransform::selectionWalk(model);
+    for (std::size_t i = 0; i < std::min<std::size_t>(walk.size(), 1000); ++i) {
+        const auto [row, col] = walk.at(i);
+        const QString text = data.getValueModel(row, col).toString();
+        if (!Utilities::dateTimeFormatDetect(text).isEmpty())
+            return text;
+    }
+    return mainText;
+}
+
 } // namespace
 
 void MainWindow::raiseTransformPrompt(const QString& title, const QString& description,
@@ -121,10 +141,9 @@ void MainWindow::onConvertDateTimeFormatPrompt() {
                 askTarget();
                 return true;
             }
-            // The main cell's shape, as a first guess at its format.
-            const Range& main = activeModel->getMainCell();
-            const QString guess = Utilities::dateTimeFormatDetect(
-                activeModel->getTableData().getValueModel(main.row, main.col).toString());
+            // The shape of a selected cell, as a first guess at the format.
+            const QString sample = dateSampleCell(*activeModel);
+            const QString guess = Utilities::dateTimeFormatDetect(sample);
             raiseTransformPrompt(
                 tr("Type in Custom Format to Convert From:"), customFormatHelp(), {}, guess,
                 [this, askTarget](const QString& format) {
@@ -134,13 +153,10 @@ void MainWindow::onConvertDateTimeFormatPrompt() {
                     askTarget();
                     return true;
                 },
-                [this](const QString& format) {
-                    const Range& main = activeModel->getMainCell();
-                    const QString cell =
-                        activeModel->getTableData().getValueModel(main.row, main.col).toString();
-                    const QDateTime dt = Utilities::convertCustomStringToDateTime(cell, format);
-                    return dt.isValid() ? tr("Main cell reads as %1").arg(dt.toString(Qt::ISODate))
-                                        : tr("Main cell doesn't read with this format");
+                [sample](const QString& format) {
+                    const QDateTime dt = Utilities::convertCustomStringToDateTime(sample, format);
+                    return dt.isValid() ? tr("\"%1\" reads as %2").arg(sample, dt.toString(Qt::ISODate))
+                                        : tr("\"%1\" doesn't read with this format").arg(sample);
                 });
             return true;
         });

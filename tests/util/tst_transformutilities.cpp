@@ -9,6 +9,7 @@
 #include <QRegularExpression>
 #include <QTest>
 
+#include <ctime>
 #include <set>
 
 class TestTransformUtilities : public QObject {
@@ -61,9 +62,24 @@ private slots:
         QTest::newRow("empty") << "title"
                                << ""
                                << "";
-        QTest::newRow("separators only") << "upperCamel"
-                                         << " - , "
-                                         << "";
+        QTest::newRow("separators only stay") << "upperCamel"
+                                              << " - , "
+                                              << " - , ";
+        QTest::newRow("a dash stays") << "title"
+                                      << "-"
+                                      << "-";
+        QTest::newRow("acronym beyond the basic plane") << "acronym"
+                                                        << "\U0001F600 smile"
+                                                        << "\U0001F600S";
+        QTest::newRow("camel beyond the basic plane") << "upperCamel"
+                                                      << "\U00010428\U0001042F deseret"
+                                                      << "\U00010400\U0001042FDeseret";
+        QTest::newRow("title of a digraph") << "title"
+                                            << "\u01C6emo"
+                                            << "\u01C5emo";
+        QTest::newRow("title of a sharp s") << "title"
+                                            << "\u00DFtra\u00DFe"
+                                            << "Sstra\u00DFe";
         QTest::newRow("single upper letter") << "lowerSnake"
                                              << "A"
                                              << "a";
@@ -167,6 +183,18 @@ private slots:
         QTest::newRow("unknown text stays") << iso << ""
                                             << "not a date" << excel << ""
                                             << "not a date";
+        QTest::newRow("custom escaped quote") << iso << ""
+                                              << "2024-07-04T09:05:00Z" << custom << "d\\'MM"
+                                              << "4'07";
+        QTest::newRow("custom two escaped quotes") << iso << ""
+                                                   << "2024-07-04T09:05:00Z" << custom << "d\\'\\'MM"
+                                                   << "4''07";
+        QTest::newRow("seconds before 1970 round down") << iso << ""
+                                                        << "1969-12-31T23:59:59.500Z" << secs << ""
+                                                        << "-1";
+        QTest::newRow("ms to seconds before 1970") << ms << ""
+                                                   << "-1" << secs << ""
+                                                   << "-1";
         QTest::newRow("bad custom stays") << custom << "yyyy-MM-dd"
                                           << "2024/01/01" << iso << ""
                                           << "2024/01/01";
@@ -184,6 +212,28 @@ private slots:
     }
 
     // Every type written and read back gives the same moment (to its resolution).
+    // A time without a zone, in a format of one's own or in ISO forms, reads as UTC: the hour
+    // that daylight saving time skips where the machine stands is a time like any other.
+    void timesInSkippedHour() {
+        const QByteArray zone = qgetenv("TZ");
+        qputenv("TZ", "Europe/Berlin");
+        tzset();
+        const QString custom =
+            Utilities::convertDateTimeFormat("2024-03-31 02:30", DateTimeFormatType::Custom,
+                                             DateTimeFormatType::IsoDateTime, "yyyy-MM-dd hh:mm", {});
+        QStringList iso;
+        for (const QString text : {"2024-03-31T02:30", "2024-03-31 02:30:00", "2024-03-31T02:30:00.5"})
+            iso << Utilities::convertDateTimeFormat(text, DateTimeFormatType::IsoDateTime,
+                                                    DateTimeFormatType::Seconds, {}, {});
+        if (zone.isNull())
+            qunsetenv("TZ");
+        else
+            qputenv("TZ", zone);
+        tzset();
+        QCOMPARE(custom, QStringLiteral("2024-03-31T02:30:00Z"));
+        QCOMPARE(iso, (QStringList{"1711852200", "1711852200", "1711852200"}));
+    }
+
     void dateRoundTrips_data() {
         QTest::addColumn<int>("type");
         QTest::addColumn<QString>("custom");
@@ -436,6 +486,8 @@ private slots:
         QTest::newRow("only a point") << "." << 2 << ".";
         QTest::newRow("trailing point") << "5." << 1 << "5.0";
         QTest::newRow("mixed") << "12a" << 2 << "12a";
+        QTest::newRow("negative to zero") << "-0.004" << 2 << "0.00";
+        QTest::newRow("negative to whole zero") << "-0.4" << 0 << "0";
     }
     void decimals() {
         if (QLocale::system().decimalPoint() != "." || QLocale::system().groupSeparator() != ",")
@@ -482,14 +534,17 @@ private slots:
                 else
                     digits[i] = QChar(digits[i].unicode() + 1);
             }
-            const QString expected = match.captured(1) + match.captured(2) + digits.chopped(2) + "." +
-                                     digits.right(2) + match.captured(5) + match.captured(6);
+            // A negative number that rounds to zero loses its sign.
+            const bool zero = digits.count('0') == digits.size();
+            const QString sign = zero && match.captured(1) == "-" ? QString() : match.captured(1);
+            const QString expected = sign + match.captured(2) + digits.chopped(2) + "." + digits.right(2) +
+                                     match.captured(5) + match.captured(6);
             QVERIFY2(out == expected, qPrintable(text + " -> " + out + ", expected " + expected));
             // A number comes back with two decimals and everything around the digits kept.
-            QVERIFY2(out.startsWith(match.captured(1) + match.captured(2)), qPrintable(text + " -> " + out));
+            QVERIFY2(out.startsWith(sign + match.captured(2)), qPrintable(text + " -> " + out));
             QVERIFY2(out.endsWith(match.captured(5) + match.captured(6)), qPrintable(text + " -> " + out));
-            const QString core = out.mid(match.captured(1).size() + match.captured(2).size(),
-                                         out.size() - match.captured(1).size() - match.captured(2).size() -
+            const QString core = out.mid(sign.size() + match.captured(2).size(),
+                                         out.size() - sign.size() - match.captured(2).size() -
                                              match.captured(5).size() - match.captured(6).size());
             QVERIFY2(QRegularExpression("^\\d+\\.\\d\\d$").match(core).hasMatch(),
                      qPrintable(text + " -> " + out));
@@ -563,7 +618,11 @@ private slots:
         QTest::newRow("escaped quote") << "say \"a \\\"b\\\" c\"" << 5 << QStringList{"say", "a \"b\" c"};
         QTest::newRow("slashes survive") << "a/b \"c//d\"" << 5 << QStringList{"a/b", "c//d"};
         QTest::newRow("two words") << "yes no" << 3 << QStringList{"yes", "no"};
-        QTest::newRow("int overflow is decimal") << "3000000000 1" << 2 << QStringList{"3e+09", "3e+09"};
+        QTest::newRow("int overflow is decimal")
+            << "3000000000 1" << 2 << QStringList{"3000000000", "3000000001"};
+        QTest::newRow("decimals with many digits")
+            << "100000.25 0.25" << 3 << QStringList{"100000.25", "100000.5", "100000.75"};
+        QTest::newRow("binary fractions") << "0.1 0.2" << 3 << QStringList{"0.1", "0.3", "0.5"};
     }
     void series() {
         QFETCH(QString, text);
@@ -670,6 +729,21 @@ private slots:
                             : which == "right" ? Utilities::keepRightPart(text, index)
                                                : Utilities::keepMiddlePart(text, index, count);
         QCOMPARE(out, expected);
+    }
+
+    // Character positions count a character beyond the basic plane (an emoji) as one, and never
+    // cut it in half.
+    void positionsCountWholeCharacters() {
+        const QString text = QStringLiteral("a\U0001F600b\U0001F600");
+        const QString smile = QStringLiteral("\U0001F600");
+        QCOMPARE(Utilities::keepLeftPart(text, 2), "a" + smile);
+        QCOMPARE(Utilities::keepLeftPart(text, -1), "a" + smile + "b");
+        QCOMPARE(Utilities::keepRightPart(text, 1), smile);
+        QCOMPARE(Utilities::keepRightPart(text, -2), "b" + smile);
+        QCOMPARE(Utilities::keepMiddlePart(text, 1, 2), smile + "b");
+        QCOMPARE(Utilities::keepMiddlePart(text, -1, -2), smile + "b");
+        QCOMPARE(Utilities::splitByIndex(text, {1, 3}), (QStringList{"a", smile + "b", smile}));
+        QCOMPARE(Utilities::splitByDelimiter(text, ""), (QStringList{"a", smile, "b", smile}));
     }
 
     // --- UUIDs ----------------------------------------------------------------------------------

@@ -302,7 +302,8 @@ private slots:
         QCOMPARE(launcher->getEntryFeedbackLabel()->text(), QStringLiteral("Series: 1, 3, 5, 7, ..."));
     }
 
-    // The custom source format starts from the main cell's shape.
+    // The custom source format starts from the shape of the main cell, or of the first selected
+    // cell that looks like a date.
     void customFormatGuess() {
         MsgBoxAnswers boxes;
         auto window = openWindow();
@@ -316,6 +317,16 @@ private slots:
         answer(*window, {QStringLiteral("MM/dd/yyyy"), QStringLiteral("ISO 8601 Format (date only)")});
         QCOMPARE(view->tableModel()->data(view->tableModel()->index(1, 1), Qt::EditRole).toString(),
                  "2024-07-04");
+        view->undo();
+        // A selected column's main cell is its header: the guess comes from the first cell below
+        // it that has a date's shape, and the preview tries the format on that cell.
+        selectBlock(view, cellsRect(0, 1, 3, 1));
+        trigger(*window, QStringLiteral("Convert Date/Time Format"));
+        answer(*window, {QStringLiteral("Custom Format")});
+        QVERIFY(window->getLauncher());
+        QCOMPARE(window->getLauncher()->getPromptEditor()->text(), QStringLiteral("MM/dd/yyyy"));
+        QCOMPARE(window->getLauncher()->getEntryFeedbackLabel()->text(),
+                 QStringLiteral("\"07/04/2024\" reads as 2024-07-04T00:00:00Z"));
     }
 
     void uuidTypeAndEncodings() {

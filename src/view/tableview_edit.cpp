@@ -383,7 +383,7 @@ void TableView::onCellEditingFinished() {
         // Asked with the cells as they were before the edit, which a change of encoding
         // converts and its undo brings back.
         if (differs) {
-            offerEncodingForTypedText(text);
+            offerEncodingForNewText(text, false);
             pushCommand(new SetModelDataCommand(m, targets, true));
         }
     }
@@ -419,7 +419,7 @@ void TableView::onCellEditingFinished() {
     scrollToMainCell(false, false);
 }
 
-void TableView::offerEncodingForTypedText(const QString& text) {
+void TableView::offerEncodingForNewText(const QString& text, bool pasted) {
     TableModel* m = tableModel();
     if (!m || text.isEmpty() || modalQuestionOpen)
         return;
@@ -435,8 +435,10 @@ void TableView::offerEncodingForTypedText(const QString& text) {
     modalQuestionOpen = true;
     const int answer =
         MsgBox::ask(this,
-                    tr("%1 can't write some of the characters typed: they would become \"?\".\n\n"
-                       "Write the file in UTF-8 from now on?")
+                    (pasted ? tr("%1 can't write some of the characters pasted: they would become \"?\".\n\n"
+                                 "Write the file in UTF-8 from now on?")
+                            : tr("%1 can't write some of the characters typed: they would become \"?\".\n\n"
+                                 "Write the file in UTF-8 from now on?"))
                         .arg(name),
                     {{tr("Change to &UTF-8"), QMessageBox::AcceptRole},
                      {tr("&Keep %1").arg(name), QMessageBox::RejectRole}},

@@ -4,6 +4,7 @@
 
 #include "viewfixture.h"
 
+#include "util/clipboardutilities.h"
 #include "util/msgbox.h"
 #include "util/msgboxanswers.h"
 #include "view/frozentableview.h"
@@ -86,8 +87,8 @@ private slots:
     void viewClosedWhileEditing();
     void composingKeysAreNotTyping();
     void lineBreaksSurviveTheLineEditor();
-    void typedTextTheEncodingCannotWrite_data();
-    void typedTextTheEncodingCannotWrite();
+    void newTextTheEncodingCannotWrite_data();
+    void newTextTheEncodingCannotWrite();
 };
 
 // 120 characters still open in the line editor, 121 ask for the pane; the rule counts
@@ -487,18 +488,25 @@ void TestCellEdit::lineBreaksSurviveTheLineEditor() {
     QCOMPARE(answers.asked.size(), 1);
 }
 
-// Typed characters that the file's encoding has no codes for: the user is asked before they go
-// in, and either the file is written in UTF-8 from then on, the text kept as typed, or they
-// become "?" as the encoding writes them. Characters it can write ask nothing.
-void TestCellEdit::typedTextTheEncodingCannotWrite_data() {
+// Typed or pasted characters that the file's encoding has no codes for: the user is asked before
+// they go in, and either the file is written in UTF-8 from then on, the text kept as it came, or
+// they become "?" as the encoding writes them. Characters it can write ask nothing.
+void TestCellEdit::newTextTheEncodingCannotWrite_data() {
+    QTest::addColumn<bool>("paste");
     QTest::addColumn<int>("answer");
     QTest::addColumn<QString>("stored");
     QTest::addColumn<int>("encoding");
-    QTest::newRow("change to UTF-8") << 0 << QStringLiteral("\u0141\u00f3d\u017a \u65e5") << int(UTF_8);
-    QTest::newRow("keep the encoding") << 1 << QStringLiteral("?\u00f3d? ?") << int(WINDOWS_1252);
+    for (const bool paste : {false, true}) {
+        const QByteArray how = paste ? "pasted, " : "typed, ";
+        QTest::newRow(how + "change to UTF-8")
+            << paste << 0 << QStringLiteral("\u0141\u00f3d\u017a \u65e5") << int(UTF_8);
+        QTest::newRow(how + "keep the encoding")
+            << paste << 1 << QStringLiteral("?\u00f3d? ?") << int(WINDOWS_1252);
+    }
 }
 
-void TestCellEdit::typedTextTheEncodingCannotWrite() {
+void TestCellEdit::newTextTheEncodingCannotWrite() {
+    QFETCH(bool, paste);
     QFETCH(int, answer);
     QFETCH(QString, stored);
     QFETCH(int, encoding);
@@ -509,6 +517,12 @@ void TestCellEdit::typedTextTheEncodingCannotWrite() {
     answers.queue = {answer};
     const auto typeText = [&](int row, int col, const QString& text) {
         select(*t.model, row, col);
+        if (paste) {
+            Utilities::TextBlock block;
+            Utilities::parseCsvBlock(text.toUtf8(), block, ',', true);
+            QVERIFY(t.view->pasteBlock(std::move(block)));
+            return;
+        }
         QInputMethodEvent commit;
         commit.setCommitString(text);
         QApplication::sendEvent(t.view.get(), &commit);

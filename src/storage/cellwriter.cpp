@@ -664,8 +664,10 @@ void CellWriter::appendQuoted(std::vector<char>& out, std::string_view cell) con
             if (std::memcmp(cell.data() + pos, keys.quote.data(), width) == 0)
                 out.insert(out.end(), keys.quote.begin(), keys.quote.end());
         }
-        out.insert(out.end(), cell.begin() + static_cast<std::ptrdiff_t>(pos), cell.end());
         out.insert(out.end(), keys.quote.begin(), keys.quote.end());
+        // Bytes short of a unit are a character that the file cut short behind the cell: they go
+        // back behind the closing quote, where the load found them.
+        out.insert(out.end(), cell.begin() + static_cast<std::ptrdiff_t>(pos), cell.end());
     }
 }
 

@@ -548,7 +548,11 @@ template <class Machine> bool EditableDataContainer::runLoad(Machine& machine) {
         pieceSize = kReadPieceSize;
     if (unit > 1)
         pieceSize = (pieceSize + 3) / 4 * 4; // a piece never splits a character
-    const qint64 remaining = fileSize - bomOffset;
+    // A wide file may end inside a character: the machine reads the whole characters up to
+    // `textEnd`, and the bytes behind go into the table as they stand (see UnitMachine::finish).
+    const qint64 tailSize = (fileSize - bomOffset) % unit;
+    const qint64 textEnd = fileSize - tailSize;
+    const qint64 remaining = textEnd - bomOffset;
     const qint64 bufferSize = std::min(pieceSize, (remaining + 3) / 4 * 4);
 
     // The pieces are read in place out of a mapping of the file where the system allows one;
@@ -565,9 +569,12 @@ template <class Machine> bool EditableDataContainer::runLoad(Machine& machine) {
     // short, or the disk failed. The table is then not kept, as after any short read.
     const auto failedMapping = [&] { return mapped && mapping.failed(); };
 
-    // A large file is read in parts at once, on as many cores.
-    std::unique_ptr<SplitLoad> split =
-        startSplitLoad<Machine>(fd, pieces, bomOffset, bufferSize, machine.delimited(), machine.quoted());
+    // A large file is read in parts at once, on as many cores; one cut short inside a character
+    // on one, whose machine then knows where its text ends.
+    std::unique_ptr<SplitLoad> split = tailSize > 0
+                                           ? nullptr
+                                           : startSplitLoad<Machine>(fd, pieces, bomOffset, bufferSize,
+                                                                     machine.delimited(), machine.quoted());
     const size_t partCount = split ? split->parts.size() : 0;
     const auto stopParts = [&split] {
         if (split)
@@ -584,7 +591,7 @@ template <class Machine> bool EditableDataContainer::runLoad(Machine& machine) {
     size_t nextPart = 0;
     for (;;) {
         // Up to the next part's start, or to the end.
-        const qint64 limit = nextPart < partCount ? split->parts[nextPart]->start : fileSize;
+        const qint64 limit = nextPart < partCount ? split->parts[nextPart]->start : textEnd;
         std::unique_ptr<PieceReader> reader;
         if (readAhead)
             reader = std::make_unique<PieceReader>(file.handle(), limit, bufferSize, kPiecePadding, position);
@@ -642,7 +649,7 @@ template <class Machine> bool EditableDataContainer::runLoad(Machine& machine) {
             position += got;
         }
         reader.reset();
-        if (position >= fileSize || nextPart >= partCount || failedMapping())
+        if (position >= textEnd || nextPart >= partCount || failedMapping())
             break;
         // At the next part's start: read on into it when no helper has taken it; else its rows
         // are ours if we are between rows here.
@@ -678,12 +685,24 @@ template <class Machine> bool EditableDataContainer::runLoad(Machine& machine) {
         setReadError(error);
         return false;
     }
-    machine.finish();
+    char tail[4] = {};
+    int tailError = 0;
+    if (tailSize > 0 && (fd >= 0 ? PieceReader::readFully(fd, tail, textEnd, tailSize, &tailError)
+                                 : (file.seek(textEnd) ? file.read(tail, tailSize) : -1)) != tailSize) {
+        file.close();
+        clear();
+        setReadError(fd >= 0 ? tailError : EIO);
+        return false;
+    }
+    if constexpr (std::is_same_v<Machine, ByteMachine>)
+        machine.finish();
+    else
+        machine.finish(tail, static_cast<size_t>(tailSize));
     machine.sink.endRow();
     // The file ends its last row with a line ending if its last character is one (inside a quote
     // that is never closed, the loader leaves that character out of the cell as well). A file of
     // a byte order mark alone has no row to end: rows added to it end as in an empty file.
-    finalLineEnding = rows.empty() || !lastTerminator(file.handle(), fileSize).empty();
+    finalLineEnding = tailSize == 0 && (rows.empty() || !lastTerminator(file.handle(), fileSize).empty());
     file.close();
     buffer.memory.reset();
     emit loadFinishedSignal();

@@ -970,7 +970,9 @@ template <int BytesPerUnit> struct EditableDataContainer::UnitMachine {
     bool delimited() const { return withDelimiter; }
     bool quoted() const { return honourQuotes; }
 
-    void storeQuoted() {
+    // `tail` is what follows the closing quote at the file's end: the bytes of a character that
+    // the file cuts short, kept behind the cell's text.
+    void storeQuoted(const char* tail = nullptr, size_t tailSize = 0) {
         // Strip one unit at each end and undo doubled quotes, unit by unit.
         const size_t units = cell.size() / BytesPerUnit;
         size_t w = 0;
@@ -981,7 +983,10 @@ template <int BytesPerUnit> struct EditableDataContainer::UnitMachine {
             if (u == quoteUnit && r + 2 < units && load(cell.data() + (r + 1) * BytesPerUnit) == quoteUnit)
                 ++r;
         }
-        sink.store(col, cell.data(), w * BytesPerUnit);
+        // The two quotes stripped leave room for a tail shorter than a unit.
+        if (tailSize > 0)
+            std::memcpy(cell.data() + w * BytesPerUnit, tail, tailSize);
+        sink.store(col, cell.data(), w * BytesPerUnit + tailSize);
     }
 
     bool feed(const char* data, qint64 length, qint64 position) {
@@ -1092,18 +1097,30 @@ template <int BytesPerUnit> struct EditableDataContainer::UnitMachine {
         return true;
     }
 
-    void finish() {
+    void finish() { finish(nullptr, 0); }
+
+    // The end of the text, which `tail` follows: the first bytes of a character that the file
+    // cuts short (fewer than a unit), or nothing. Those bytes end the last cell as they stand, or
+    // make a row of their own behind a line ending, so that a save writes the file back whole;
+    // shown, they are a character that doesn't decode.
+    void finish(const char* tail, size_t tailSize) {
         switch (state) {
         case ParseState::RowStart:
+            if (tailSize > 0)
+                sink.store(0, tail, tailSize);
             break;
         case ParseState::CellStart:
-            sink.store(col + 1, nullptr, 0);
+            sink.store(col + 1, tail, tailSize);
             break;
         case ParseState::PlainCell:
+            cell.insert(cell.end(), tail, tail + tailSize);
             sink.store(col, cell.data(), cell.size());
             break;
         case ParseState::QuotedCell: {
-            if (cell.size() >= 2 * BytesPerUnit) {
+            if (tailSize > 0) {
+                // Not the file's last unit, so not its final line ending.
+                cell.insert(cell.end(), tail, tail + tailSize);
+            } else if (cell.size() >= 2 * BytesPerUnit) {
                 const unsigned char lastCls = classify(load(cell.data() + cell.size() - BytesPerUnit));
                 if (lastCls == Delimiter || lastCls == Terminator || lastCls == CarriageReturn)
                     cell.resize(cell.size() - BytesPerUnit);
@@ -1112,7 +1129,7 @@ template <int BytesPerUnit> struct EditableDataContainer::UnitMachine {
             break;
         }
         case ParseState::AfterQuote:
-            storeQuoted();
+            storeQuoted(tail, tailSize);
             break;
         }
     }

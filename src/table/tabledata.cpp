@@ -107,6 +107,11 @@ bool TableData::isColConcealed(int raw, bool ignoreTranspose) const {
 namespace {
 
 QString decodeBytes(const char* data, int size, EncodingType type, QTextCodec* textCodec) {
+    // A wide file cut short inside a character keeps that character's first bytes in its last
+    // cell; they show as the replacement character, also in a cell of nothing else.
+    const int unit = Utilities::numBytesPerChar(type);
+    if (unit > 1 && size % unit != 0)
+        return decodeBytes(data, size - size % unit, type, textCodec) + QChar(QChar::ReplacementCharacter);
     if (type == UTF_8)
         return QString::fromUtf8(data, size);
     if (type == ISO_8859_1)

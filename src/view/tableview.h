@@ -295,6 +295,10 @@ public:
     void startEditing(bool clear, QKeyEvent* event);
     // Whether an edit may go ahead; a large main cell asks to open the editor pane.
     bool resolveEditPathForLargeMainCell(bool& usePane);
+    // Before typed or pasted text goes into the cells: when the file's encoding has no codes for
+    // some of its characters, the user picks between writing the file in UTF-8 from now on and
+    // keeping the encoding, where those characters become "?".
+    void offerEncodingForNewText(const QString& text, bool pasted);
     void stopEditing(bool commit) override;
     void deleteCells() override;
     void clearCellContents();

@@ -10,6 +10,7 @@
 #include <QMimeData>
 #include <QProgressDialog>
 
+#include <algorithm>
 #include <map>
 
 namespace {
@@ -113,6 +114,11 @@ bool TableView::pasteBlock(Utilities::TextBlock pasted) {
     TableModel* m = tableModel();
     if (!m || loading || isReadOnly() || pasted.empty())
         return false;
+    // Plain ASCII is written by every encoding the question is for: most pastes skip the decode.
+    const bool ascii = std::all_of(pasted.bytes.cbegin(), pasted.bytes.cend(),
+                                   [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+    if (!ascii)
+        offerEncodingForNewText(QString::fromUtf8(pasted.bytes), true);
     return pushCommand(new PasteCommand(m, m->getSelection(), std::move(pasted), true));
 }
 

@@ -6,6 +6,7 @@
 
 #include "table/setmodeldatacommand.h"
 #include "table/tablemodel.h"
+#include "util/fileparameterutilities.h"
 #include "util/msgbox.h"
 #include "view/frozentableview.h"
 #include "view/quickedit.h"
@@ -15,6 +16,7 @@
 #include <QFontMetrics>
 #include <QHeaderView>
 #include <QKeyEvent>
+#include <QTextCodec>
 
 #include <algorithm>
 
@@ -378,8 +380,12 @@ void TableView::onCellEditingFinished() {
         editTargets = targets;
         restoreEditTargets();
         editTargets.clear();
-        if (differs)
+        // Asked with the cells as they were before the edit, which a change of encoding
+        // converts and its undo brings back.
+        if (differs) {
+            offerEncodingForNewText(text, false);
             pushCommand(new SetModelDataCommand(m, targets, true));
+        }
     }
     removeContextBits(ContextEditing);
     addContextBits(ContextNotEditing);
@@ -411,6 +417,35 @@ void TableView::onCellEditingFinished() {
         }
     }
     scrollToMainCell(false, false);
+}
+
+void TableView::offerEncodingForNewText(const QString& text, bool pasted) {
+    TableModel* m = tableModel();
+    if (!m || text.isEmpty() || modalQuestionOpen)
+        return;
+    TableData& data = m->getTableData();
+    const EncodingType encoding = data.getEncoding();
+    // The Unicode encodings write every character.
+    if (encoding == UTF_8 || Utilities::numBytesPerChar(encoding) > 1)
+        return;
+    QTextCodec* const codec = QTextCodec::codecForName(data.getCodecName());
+    if (TableData::decodeCell(TableData::encodeCell(text, encoding, codec), encoding, codec) == text)
+        return;
+    const QString name = Utilities::convertEncodingTypeToString(encoding);
+    modalQuestionOpen = true;
+    const int answer =
+        MsgBox::ask(this,
+                    (pasted ? tr("%1 can't write some of the characters pasted: they would become \"?\".\n\n"
+                                 "Write the file in UTF-8 from now on?")
+                            : tr("%1 can't write some of the characters typed: they would become \"?\".\n\n"
+                                 "Write the file in UTF-8 from now on?"))
+                        .arg(name),
+                    {{tr("Change to &UTF-8"), QMessageBox::AcceptRole},
+                     {tr("&Keep %1").arg(name), QMessageBox::RejectRole}},
+                    0);
+    modalQuestionOpen = false;
+    if (answer == 0 && setEncodingForFileSave(UTF_8))
+        m->setUserSetEncoding(true);
 }
 
 void TableView::abandonEdit() {

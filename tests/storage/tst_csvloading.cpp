@@ -943,11 +943,50 @@ private slots:
             QVERIFY(AbstractDataContainer::isBomConsistentWithEncoding(c->getBom(), EncodingType(encoding)));
     }
 
-    void multiByteOddTail() {
-        // A last, incomplete character is completed with zero bytes rather than dropped.
-        auto c = load(QByteArray("a\0,\0b", 5), ',', RFC_4180, UTF_16LE);
-        QCOMPARE(c->numCols(), 2);
-        QCOMPARE(c->getValue(0, 1), (std::vector<char>{'b', '\0'}));
+    // A wide file cut short inside a character: that character's bytes stay in the table as
+    // they stand, ending the last cell or in a row of their own behind a line ending, and a save
+    // without an edit writes the file back byte for byte.
+    void multiByteCutShortInsideCharacter_data() {
+        QTest::addColumn<QByteArray>("file");
+        QTest::addColumn<int>("encoding");
+        QTest::addColumn<int>("row"); // the cell that holds the cut character's bytes
+        QTest::addColumn<int>("col");
+        QTest::addColumn<QByteArray>("cell");
+        QTest::newRow("inside a cell")
+            << widen("a,b", UTF_16LE) + "c" << int(UTF_16LE) << 0 << 1 << QByteArray("b\0c", 3);
+        QTest::newRow("behind a line ending")
+            << widen("a,b\n", UTF_16LE) + "c" << int(UTF_16LE) << 1 << 0 << QByteArray("c");
+        // Completed with a zero byte, this one would be a line ending.
+        QTest::newRow("first byte of a line feed") << widen("a\n", UTF_16LE) + "\n"
+                                                   << int(UTF_16LE) << 1 << 0 << QByteArray("\n");
+        QTest::newRow("behind a delimiter")
+            << widen("a,", UTF_16BE) + QByteArray(1, '\0') << int(UTF_16BE) << 0 << 1 << QByteArray(1, '\0');
+        QTest::newRow("behind a closing quote")
+            << widen("x,\"a,b\"", UTF_16LE) + "c" << int(UTF_16LE) << 0 << 1 << widen("a,b", UTF_16LE) + "c";
+        QTest::newRow("byte order mark and one byte")
+            << QByteArray("\xFF\xFE") + "c" << int(UTF_16LE) << 0 << 0 << QByteArray("c");
+        QTest::newRow("UTF-32, three bytes of four")
+            << widen("a\n", UTF_32BE) + QByteArray(3, '\0') << int(UTF_32BE) << 1 << 0 << QByteArray(3, '\0');
+    }
+
+    void multiByteCutShortInsideCharacter() {
+        QFETCH(QByteArray, file);
+        QFETCH(int, encoding);
+        QFETCH(int, row);
+        QFETCH(int, col);
+        QFETCH(QByteArray, cell);
+        EditableDataContainer c;
+        c.setFilepath(writeFile(file));
+        c.setEncoding(EncodingType(encoding));
+        QVERIFY(c.loadCSV());
+        QCOMPARE(c.numRows(), row + 1);
+        const std::vector<char> got = c.getValue(row, col);
+        QCOMPARE(QByteArray(got.data(), static_cast<qsizetype>(got.size())), cell);
+        QVERIFY(!c.getFinalLineEnding());
+        QVERIFY(c.saveCSV(false, false, {}, {}));
+        QFile saved(c.getFilepath());
+        QVERIFY(saved.open(QIODevice::ReadOnly));
+        QCOMPARE(saved.readAll(), file);
     }
 
     // --- Bad input ---------------------------------------------------------------------------

@@ -4,6 +4,7 @@
 
 #include "viewfixture.h"
 
+#include "util/clipboardutilities.h"
 #include "util/msgbox.h"
 #include "util/msgboxanswers.h"
 #include "view/frozentableview.h"
@@ -86,6 +87,8 @@ private slots:
     void viewClosedWhileEditing();
     void composingKeysAreNotTyping();
     void lineBreaksSurviveTheLineEditor();
+    void newTextTheEncodingCannotWrite_data();
+    void newTextTheEncodingCannotWrite();
 };
 
 // 120 characters still open in the line editor, 121 ask for the pane; the rule counts
@@ -483,6 +486,60 @@ void TestCellEdit::lineBreaksSurviveTheLineEditor() {
     QTest::keyClick(t.view.get(), Qt::Key_Z);
     QVERIFY(t.view->getQuickEdit());
     QCOMPARE(answers.asked.size(), 1);
+}
+
+// Typed or pasted characters that the file's encoding has no codes for: the user is asked before
+// they go in, and either the file is written in UTF-8 from then on, the text kept as it came, or
+// they become "?" as the encoding writes them. Characters it can write ask nothing.
+void TestCellEdit::newTextTheEncodingCannotWrite_data() {
+    QTest::addColumn<bool>("paste");
+    QTest::addColumn<int>("answer");
+    QTest::addColumn<QString>("stored");
+    QTest::addColumn<int>("encoding");
+    for (const bool paste : {false, true}) {
+        const QByteArray how = paste ? "pasted, " : "typed, ";
+        QTest::newRow(how + "change to UTF-8")
+            << paste << 0 << QStringLiteral("\u0141\u00f3d\u017a \u65e5") << int(UTF_8);
+        QTest::newRow(how + "keep the encoding")
+            << paste << 1 << QStringLiteral("?\u00f3d? ?") << int(WINDOWS_1252);
+    }
+}
+
+void TestCellEdit::newTextTheEncodingCannotWrite() {
+    QFETCH(bool, paste);
+    QFETCH(int, answer);
+    QFETCH(QString, stored);
+    QFETCH(int, encoding);
+    ShownTable t = makeTable(Fixture::gridLines(3, 3));
+    QVERIFY(t.view->setEncodingForFileSave(WINDOWS_1252));
+    t.view->undoStack()->clear();
+    Answers answers;
+    answers.queue = {answer};
+    const auto typeText = [&](int row, int col, const QString& text) {
+        select(*t.model, row, col);
+        if (paste) {
+            Utilities::TextBlock block;
+            Utilities::parseCsvBlock(text.toUtf8(), block, ',', true);
+            QVERIFY(t.view->pasteBlock(std::move(block)));
+            return;
+        }
+        QInputMethodEvent commit;
+        commit.setCommitString(text);
+        QApplication::sendEvent(t.view.get(), &commit);
+        type(t.view.get(), QStringLiteral("\n"));
+    };
+    typeText(1, 2, QStringLiteral("\u0141\u00f3d\u017a \u65e5"));
+    QCOMPARE(answers.asked.size(), 1);
+    QCOMPARE(text(*t.model, 1, 2, Qt::EditRole), stored);
+    QCOMPARE(int(t.model->getTableData().getEncoding()), encoding);
+    typeText(2, 2, QStringLiteral("\u00e9t\u00e9"));
+    QCOMPARE(answers.asked.size(), 1);
+    QCOMPARE(text(*t.model, 2, 2, Qt::EditRole), QStringLiteral("\u00e9t\u00e9"));
+    // Undo takes back the edits, then the change of encoding.
+    while (t.view->undoStack()->canUndo())
+        t.view->undo();
+    QCOMPARE(text(*t.model, 1, 2, Qt::EditRole), QStringLiteral("r1c2"));
+    QCOMPARE(int(t.model->getTableData().getEncoding()), int(WINDOWS_1252));
 }
 
 QTEST_MAIN(TestCellEdit)

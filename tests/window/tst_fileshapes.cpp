@@ -126,6 +126,38 @@ private slots:
         QCOMPARE(window.getContainer(path)->getFinalLineEnding(), finalLineEnding);
     }
 
+    // A UTF-16 file cut off inside its last character: the cell shows the stray byte as a
+    // character that doesn't decode, and saves, before and after an edit elsewhere, keep it.
+    void cutShortInsideACharacter() {
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("cut.csv"));
+        QByteArray original("\xFF\xFE");
+        const QString body = QStringLiteral("name,city\nAnn,Malm\u00f6");
+        original.append(reinterpret_cast<const char*>(body.utf16()), body.size() * 2);
+        original.append('\n'); // the first byte of a line feed
+        {
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::WriteOnly) && file.write(original) == original.size());
+        }
+        MsgBoxAnswers answers;
+        MainWindow window;
+        QVERIFY(window.openFiles({path}));
+        TableView* view = window.getActiveTable();
+        QVERIFY(view);
+        TableModel* model = view->tableModel();
+        QCOMPARE(int(model->getTableData().getEncoding()), int(UTF_16LE));
+        QCOMPARE(model->getTableData().numRawRows(), 2);
+        QCOMPARE(model->data(model->index(1, 1)).toString(), QStringLiteral("Malm\u00f6\ufffd"));
+        QVERIFY(window.saveFile(view));
+        QCOMPARE(readFile(path), original);
+        model->setData(model->index(0, 0), QStringLiteral("Name"));
+        QVERIFY(window.saveFile(view));
+        QByteArray expected = original;
+        expected[2] = 'N';
+        QCOMPARE(readFile(path), expected);
+        QVERIFY(answers.asked.isEmpty());
+    }
+
     // Published files, opened and saved with what was found in them, come back byte for byte;
     // a changed cell changes only its own bytes.
     void realDataSetsSaveAsTheyAre_data() {

@@ -6,11 +6,6 @@
 
 namespace Utilities {
 
-// Significant digits of a decimal series: every digit a typed value has ("100000.25 0.25" counts
-// 100000.25, 100000.5, ...; six digits would print 100000 for both), while the noise of binary
-// fractions in the last of the 17 digits a double holds stays out (0.1 + 0.2 prints as 0.3).
-constexpr int kSeriesDigits = 15;
-
 QStringList computeSeriesStrings(const QString& text, int count) {
     QStringList out;
     if (count <= 0)
@@ -30,7 +25,7 @@ QStringList computeSeriesStrings(const QString& text, int count) {
         const double stepD = parts[1].toDouble(&okStep);
         if (okStart && okStep) {
             for (int i = 0; i < count; ++i)
-                out.append(QString::number(double(i) * stepD + startD, 'g', kSeriesDigits));
+                out.append(QString::number(double(i) * stepD + startD, 'g', 6));
             return out;
         }
     }

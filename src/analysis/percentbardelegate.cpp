@@ -27,11 +27,19 @@ void PercentBarDelegate::paint(QPainter* painter, const QStyleOptionViewItem& op
         painter->setPen(option.palette.color(QPalette::Highlight));
         painter->drawRect(cell.adjusted(0, 0, -1, -1));
     }
-    // The text reads against whatever lies under its middle: the bar from half way on.
-    const QColor under = fraction.toDouble() >= 0.5 ? barColor : backgroundColor;
-    const double luminance = 0.299 * under.redF() + 0.587 * under.greenF() + 0.114 * under.blueF();
-    painter->setPen(luminance > 0.5 ? Qt::black : Qt::white);
+    // Each part of the text takes the colour that reads on what lies under it: the part over
+    // the bar one, the part over the background another.
+    const auto readableOn = [](const QColor& under) {
+        const double luminance = 0.299 * under.redF() + 0.587 * under.greenF() + 0.114 * under.blueF();
+        return luminance > 0.5 ? QColor(Qt::black) : QColor(Qt::white);
+    };
+    const QString text = index.data(Qt::DisplayRole).toString();
     painter->setFont(option.font);
-    painter->drawText(cell, Qt::AlignCenter, index.data(Qt::DisplayRole).toString());
+    painter->setClipRect(bar);
+    painter->setPen(readableOn(barColor));
+    painter->drawText(cell, Qt::AlignCenter, text);
+    painter->setClipRect(QRect(bar.right() + 1, cell.top(), cell.right() - bar.right(), cell.height()));
+    painter->setPen(readableOn(backgroundColor));
+    painter->drawText(cell, Qt::AlignCenter, text);
     painter->restore();
 }

@@ -116,6 +116,34 @@ private slots:
         QCOMPARE(count(selectedCol[0]), 2);
     }
 
+    // A file opened read-only reads the same on the worker as the same file editable.
+    void readOnlyAsEditable() {
+        const QStringList lines{"n,w", "\"1,500\",a", "2,", "-3.5,2024-01-31 00:00:00", "x,\"q\"\"\"", "7,"};
+        auto editable = Fixture::load(lines);
+        auto readOnly = Fixture::load(lines, TableData::ReadOnly);
+        QCOMPARE(readOnly->rowCountModel(), editable->rowCountModel());
+        const auto a = statistics(*editable, ColumnScan::allColumnSources(*editable), true);
+        const auto b = statistics(*readOnly, ColumnScan::allColumnSources(*readOnly), true);
+        QCOMPARE(a.size(), std::size_t(2));
+        QCOMPARE(b.size(), a.size());
+        QCOMPARE(value(a[0], StatisticType::Sum), 1505.5);
+        for (std::size_t c = 0; c < a.size(); ++c) {
+            QCOMPARE(b[c].title, a[c].title);
+            QCOMPARE(count(b[c]), count(a[c]));
+            QCOMPARE(value(b[c], StatisticType::Sum), value(a[c], StatisticType::Sum));
+        }
+        std::vector<ColumnAnalysis> ea;
+        std::vector<ColumnAnalysis> ra;
+        QVERIFY(ColumnScan::computeColumnAnalysis(editable->getTableData(),
+                                                  ColumnScan::allColumnSources(*editable), ea, nullptr));
+        QVERIFY(ColumnScan::computeColumnAnalysis(readOnly->getTableData(),
+                                                  ColumnScan::allColumnSources(*readOnly), ra, nullptr));
+        QCOMPARE(ra[1].nonEmpty, ea[1].nonEmpty);
+        QCOMPARE(ra[1].maxLength, ea[1].maxLength);
+        QCOMPARE(ra[1].dataType, ea[1].dataType);
+        QCOMPARE(ea[1].dataType, 2 | 4);
+    }
+
     void columnAnalysis() {
         // "\U0001F600" is one character of two UTF-16 units.
         auto m = Fixture::load(

@@ -8,10 +8,12 @@
 #include "view/workerprogress.h"
 
 #include <QHBoxLayout>
+#include <QHeaderView>
 #include <QMenu>
 #include <QToolButton>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <optional>
 
 AnalysisTab::AnalysisTab(TableModel* model, QWidget* parent)
@@ -48,6 +50,23 @@ QToolButton* AnalysisTab::addMenuButton(const QString& text, QMenu*& menu) {
     auto* buttons = static_cast<QHBoxLayout*>(buttonRow->layout());
     buttons->insertWidget(buttons->count() - 1, button);
     return button;
+}
+
+void AnalysisTab::fitColumns(int minimum) {
+    // Fitting measures every cell it fits: on results for a very wide table (one column per
+    // table column) only the first columns are measured, and the rest take the widest of them.
+    constexpr int kMeasuredCols = 200;
+    const int cols = view->model()->columnCount();
+    const int measured = std::min(cols, kMeasuredCols);
+    int widest = minimum;
+    for (int c = 0; c < measured; ++c) {
+        view->resizeColumnToContents(c);
+        if (view->columnWidth(c) < minimum)
+            view->setColumnWidth(c, minimum);
+        widest = std::max(widest, view->columnWidth(c));
+    }
+    if (cols > measured)
+        view->horizontalHeader()->setDefaultSectionSize(widest);
 }
 
 bool AnalysisTab::runScan(qint64 cells, const QString& label, const QString& title,

@@ -40,6 +40,8 @@ protected:
     bool runScan(qint64 cells, const QString& label, const QString& title,
                  const std::function<bool(TableModelWorker*)>& job);
     QToolButton* addMenuButton(const QString& text, QMenu*& menu);
+    // Column widths to the contents, at least `minimum` wide.
+    void fitColumns(int minimum = 0);
 
     QPointer<TableModel> tableModel;
     AnalysisTableView* view;

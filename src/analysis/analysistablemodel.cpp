@@ -2,9 +2,21 @@
 
 #include <algorithm>
 
+void AnalysisTableModel::setCellFunctions(TextFunction text, FractionFunction fraction) {
+    beginResetModel();
+    textFunction = std::move(text);
+    fractionFunction = std::move(fraction);
+    endResetModel();
+}
+
 void AnalysisTableModel::setRowCount(int n) {
     beginResetModel();
     n = std::max(0, n);
+    if (cells.empty()) {
+        rows = n;
+        endResetModel();
+        return;
+    }
     std::vector<Cell> grown(std::size_t(n) * std::size_t(cols));
     for (int r = 0; r < std::min(rows, n); ++r)
         for (int c = 0; c < cols; ++c)
@@ -17,6 +29,12 @@ void AnalysisTableModel::setRowCount(int n) {
 void AnalysisTableModel::setColumnCount(int n) {
     beginResetModel();
     n = std::max(0, n);
+    unselectableCols.resize(std::size_t(n), false);
+    if (cells.empty()) {
+        cols = n;
+        endResetModel();
+        return;
+    }
     std::vector<Cell> grown(std::size_t(rows) * std::size_t(n));
     for (int r = 0; r < rows; ++r)
         for (int c = 0; c < std::min(cols, n); ++c)
@@ -30,7 +48,22 @@ void AnalysisTableModel::setColumnCount(int n) {
 AnalysisTableModel::Cell* AnalysisTableModel::cellAt(int row, int col) {
     if (row < 0 || col < 0 || row >= rows || col >= cols)
         return nullptr;
+    if (cells.empty())
+        cells.resize(std::size_t(rows) * std::size_t(cols));
     return &cells[std::size_t(row) * std::size_t(cols) + std::size_t(col)];
+}
+
+const AnalysisTableModel::Cell* AnalysisTableModel::storedCell(int row, int col) const {
+    if (row < 0 || col < 0 || row >= rows || col >= cols || cells.empty())
+        return nullptr;
+    return &cells[std::size_t(row) * std::size_t(cols) + std::size_t(col)];
+}
+
+double AnalysisTableModel::fractionAt(int row, int col) const {
+    const Cell* cell = storedCell(row, col);
+    if (cell && cell->fraction >= 0)
+        return cell->fraction;
+    return fractionFunction ? fractionFunction(row, col) : -1.0;
 }
 
 void AnalysisTableModel::setCell(int row, int col, const QString& text) {
@@ -79,10 +112,18 @@ void AnalysisTableModel::clear() {
     endResetModel();
 }
 
+void AnalysisTableModel::refreshAll() {
+    if (rows > 0 && cols > 0)
+        emit dataChanged(index(0, 0), index(rows - 1, cols - 1));
+}
+
 QString AnalysisTableModel::cellText(int row, int col) const {
     if (row < 0 || col < 0 || row >= rows || col >= cols)
         return {};
-    return cells[std::size_t(row) * std::size_t(cols) + std::size_t(col)].text;
+    const Cell* cell = storedCell(row, col);
+    if ((!cell || cell->text.isNull()) && textFunction)
+        return textFunction(row, col);
+    return cell ? cell->text : QString();
 }
 
 int AnalysisTableModel::rowCount(const QModelIndex& parent) const {
@@ -96,17 +137,18 @@ int AnalysisTableModel::columnCount(const QModelIndex& parent) const {
 QVariant AnalysisTableModel::data(const QModelIndex& index, int role) const {
     if (!index.isValid() || index.row() >= rows || index.column() >= cols)
         return {};
-    const Cell& cell = cells[std::size_t(index.row()) * std::size_t(cols) + std::size_t(index.column())];
     switch (role) {
     case Qt::DisplayRole:
     case Qt::EditRole:
-        return cell.text;
-    case PercentRole:
-        return cell.fraction >= 0 ? QVariant(cell.fraction) : QVariant();
+        return cellText(index.row(), index.column());
+    case PercentRole: {
+        const double fraction = fractionAt(index.row(), index.column());
+        return fraction >= 0 ? QVariant(fraction) : QVariant();
+    }
     case Qt::TextAlignmentRole: {
         const bool text = std::size_t(index.row()) < textRows.size() && textRows[std::size_t(index.row())];
         // Numbers line up at their last digit; titles and names sit in the middle.
-        return QVariant::fromValue(text || cell.fraction >= 0
+        return QVariant::fromValue(text || fractionAt(index.row(), index.column()) >= 0
                                        ? Qt::Alignment(Qt::AlignCenter)
                                        : Qt::Alignment(Qt::AlignRight | Qt::AlignVCenter));
     }

@@ -4,6 +4,7 @@
 #include <QList>
 #include <QString>
 
+#include <functional>
 #include <vector>
 
 // The read-only grid of the analysis tools: texts, and for some cells a fraction that
@@ -17,6 +18,13 @@ public:
 
     using QAbstractTableModel::QAbstractTableModel;
 
+    // Texts and bar fractions (below 0: no bar) worked out when a cell is shown or copied,
+    // for cells that were not set: a result table with a column per table column of a very
+    // wide table would otherwise format millions of numbers nobody looks at.
+    using TextFunction = std::function<QString(int row, int col)>;
+    using FractionFunction = std::function<double(int row, int col)>;
+    void setCellFunctions(TextFunction text, FractionFunction fraction = nullptr);
+
     void setRowCount(int rows);
     void setColumnCount(int cols);
     void setCell(int row, int col, const QString& text);
@@ -26,6 +34,8 @@ public:
     // Rows whose cells hold text rather than numbers: centred instead of right-aligned.
     void setTextRow(int row, bool text);
     void clear();
+    // After cells were set with the model's signals blocked: one change for all of them.
+    void refreshAll();
 
     QString cellText(int row, int col) const;
 
@@ -42,10 +52,14 @@ private:
     };
 
     Cell* cellAt(int row, int col);
+    const Cell* storedCell(int row, int col) const;
+    double fractionAt(int row, int col) const;
 
     int rows = 0;
     int cols = 0;
-    std::vector<Cell> cells; // row by row
+    std::vector<Cell> cells; // row by row; empty until a cell is set
+    TextFunction textFunction;
+    FractionFunction fractionFunction;
     QList<QString> rowLabels;
     QList<QString> colLabels;
     std::vector<bool> unselectableCols;

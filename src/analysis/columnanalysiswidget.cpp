@@ -15,6 +15,8 @@ ColumnAnalysisWidget::ColumnAnalysisWidget(TableModel* model, const Settings& se
     setObjectName(QStringLiteral("columnAnalysisWidget"));
     constructButtons();
     propagateSettings(settings);
+    view->analysisModel()->setCellFunctions([this](int row, int col) { return cellText(row, col); },
+                                            [this](int row, int col) { return cellFraction(row, col); });
 }
 
 ColumnAnalysisWidget::ColumnAnalysisWidget(TableModel* model, ColumnRangeType range, const Settings& settings,
@@ -83,6 +85,43 @@ bool ColumnAnalysisWidget::computeSources(const std::vector<CellSource>& sources
     return true;
 }
 
+QString ColumnAnalysisWidget::cellText(int row, int col) const {
+    if (col < 0 || std::size_t(col) >= results.size())
+        return {};
+    const ColumnAnalysis& column = results[std::size_t(col)];
+    if (row == 0)
+        return column.title;
+    const auto number = [this](int value) {
+        return Utilities::convertNumberToString(value, useThousandsSeparators);
+    };
+    const QString none = QStringLiteral("-");
+    switch (AnalysisType(row - 1)) {
+    case AnalysisType::NumberOfFields:
+        return number(column.fields);
+    case AnalysisType::NumberOfNonEmptyFields:
+        return number(column.nonEmpty);
+    case AnalysisType::NumberOfEmptyFields:
+        return number(column.empty());
+    case AnalysisType::PercentNonEmptyFields:
+        return column.noRows ? QStringLiteral("0")
+                             : tr("%1%").arg(QLocale::system().toString(column.percentNonEmpty(), 'f', 1));
+    case AnalysisType::MinimumFieldLength:
+        return column.noRows ? none : number(column.minLength);
+    case AnalysisType::MaximumFieldLength:
+        return column.noRows ? none : number(column.maxLength);
+    case AnalysisType::DataType:
+        return column.noRows ? none : Utilities::convertDataTypeToString(column.dataType);
+    }
+    return {};
+}
+
+double ColumnAnalysisWidget::cellFraction(int row, int col) const {
+    if (row != int(AnalysisType::PercentNonEmptyFields) + 1 || col < 0 ||
+        std::size_t(col) >= results.size() || results[std::size_t(col)].noRows)
+        return -1.0;
+    return results[std::size_t(col)].percentNonEmpty() / 100.0;
+}
+
 void ColumnAnalysisWidget::populateTableWithAnalysis() {
     AnalysisTableModel* grid = view->analysisModel();
     grid->clear();
@@ -94,36 +133,8 @@ void ColumnAnalysisWidget::populateTableWithAnalysis() {
     grid->setHeaderData(Qt::Vertical, labels);
     grid->setTextRow(0, true);
     grid->setTextRow(int(AnalysisType::DataType) + 1, true);
-    const auto number = [this](int value) {
-        return Utilities::convertNumberToString(value, useThousandsSeparators);
-    };
-    const auto row = [](AnalysisType type) { return int(type) + 1; };
-    for (std::size_t i = 0; i < results.size(); ++i) {
-        const ColumnAnalysis& column = results[i];
-        const int c = int(i);
-        grid->setCell(0, c, column.title);
-        grid->setCell(row(AnalysisType::NumberOfFields), c, number(column.fields));
-        grid->setCell(row(AnalysisType::NumberOfNonEmptyFields), c, number(column.nonEmpty));
-        grid->setCell(row(AnalysisType::NumberOfEmptyFields), c, number(column.empty()));
-        if (column.noRows) {
-            const QString none = QStringLiteral("-");
-            grid->setCell(row(AnalysisType::PercentNonEmptyFields), c, QStringLiteral("0"));
-            grid->setCell(row(AnalysisType::MinimumFieldLength), c, none);
-            grid->setCell(row(AnalysisType::MaximumFieldLength), c, none);
-            grid->setCell(row(AnalysisType::DataType), c, none);
-            continue;
-        }
-        const double percent = column.percentNonEmpty();
-        grid->setPercentCell(row(AnalysisType::PercentNonEmptyFields), c, percent / 100.0,
-                             tr("%1%").arg(QLocale::system().toString(percent, 'f', 1)));
-        grid->setCell(row(AnalysisType::MinimumFieldLength), c, number(column.minLength));
-        grid->setCell(row(AnalysisType::MaximumFieldLength), c, number(column.maxLength));
-        grid->setCell(row(AnalysisType::DataType), c, Utilities::convertDataTypeToString(column.dataType));
-    }
-    view->resizeColumnsToContents();
     // The bars need room to be read as a share of the cell.
-    for (int c = 0; c < grid->columnCount(); ++c)
-        view->setColumnWidth(c, std::max(view->columnWidth(c), 90));
+    fitColumns(90);
 }
 
 void ColumnAnalysisWidget::setUseThousandsSeparators(bool on) {
@@ -134,8 +145,9 @@ void ColumnAnalysisWidget::setUseThousandsSeparators(bool on) {
     if (useThousandsSeparators == on)
         return;
     useThousandsSeparators = on;
-    if (!results.empty())
-        populateTableWithAnalysis();
+    // The texts are made as they show: a repaint is all it takes.
+    view->analysisModel()->refreshAll();
+    fitColumns(90);
 }
 
 void ColumnAnalysisWidget::onCopyAllButtonClicked() {

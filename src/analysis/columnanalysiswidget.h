@@ -40,6 +40,8 @@ private:
     void constructButtons();
     bool computeSources(const std::vector<CellSource>& sources);
     void populateTableWithAnalysis();
+    QString cellText(int row, int col) const;
+    double cellFraction(int row, int col) const;
 
     std::vector<ColumnAnalysis> results;
     ColumnRangeType lastRange = AllColumns;

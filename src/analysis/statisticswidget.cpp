@@ -30,6 +30,7 @@ StatisticsWidget::StatisticsWidget(TableModel* model, const Settings& settings, 
     setObjectName(QStringLiteral("statisticsWidget"));
     constructButtons();
     propagateSettings(settings);
+    view->analysisModel()->setCellFunctions([this](int row, int col) { return cellText(row, col); });
 }
 
 StatisticsWidget::StatisticsWidget(TableModel* model, RangeType range, const Settings& settings,
@@ -128,6 +129,23 @@ bool StatisticsWidget::computeSources(std::vector<CellSource> sources) {
     return true;
 }
 
+QString StatisticsWidget::cellText(int row, int col) const {
+    if (col < 0 || std::size_t(col) >= results.size())
+        return {};
+    const ColumnStatistics& column = results[std::size_t(col)];
+    if (row == 0)
+        return column.title;
+    if (row < 1 || std::size_t(row) > column.records.size())
+        return {};
+    // The record, not a text, is kept: the thousands option shows again without computing.
+    const StatisticRecord& record = column.records[std::size_t(row - 1)];
+    if (record.noData)
+        return record.isInteger ? QStringLiteral("0") : QStringLiteral("-");
+    if (record.isInteger)
+        return Utilities::convertNumberToString(record.intValue, useThousandsSeparators);
+    return Utilities::convertNumberToString(roundedForDisplay(record.doubleValue), useThousandsSeparators);
+}
+
 void StatisticsWidget::refreshValueDisplay() {
     AnalysisTableModel* grid = view->analysisModel();
     grid->clear();
@@ -138,30 +156,16 @@ void StatisticsWidget::refreshValueDisplay() {
         labels.append(ColumnScan::statisticTypeLabel(StatisticType(i)));
     grid->setHeaderData(Qt::Vertical, labels);
     grid->setTextRow(0, true);
-    for (std::size_t c = 0; c < results.size(); ++c) {
-        const ColumnStatistics& column = results[c];
-        grid->setCell(0, int(c), column.title);
-        for (const StatisticRecord& record : column.records) {
-            QString text;
-            if (record.noData)
-                text = record.isInteger ? QStringLiteral("0") : QStringLiteral("-");
-            else if (record.isInteger)
-                text = Utilities::convertNumberToString(record.intValue, useThousandsSeparators);
-            else
-                text = Utilities::convertNumberToString(roundedForDisplay(record.doubleValue),
-                                                        useThousandsSeparators);
-            grid->setCell(int(record.type) + 1, int(c), text);
-        }
-    }
     handleColumnsWithNoData();
-    view->resizeColumnsToContents();
+    fitColumns();
 }
 
 void StatisticsWidget::handleColumnsWithNoData() {
     for (std::size_t c = 0; c < results.size(); ++c) {
         // The one column of the selection stays: hiding it would leave an empty window.
         const bool hide = hideColsWithNoData && results[c].empty && lastRange != SelectedCells;
-        view->setColumnHidden(int(c), hide);
+        if (view->isColumnHidden(int(c)) != hide)
+            view->setColumnHidden(int(c), hide);
     }
 }
 
@@ -173,8 +177,9 @@ void StatisticsWidget::setUseThousandsSeparators(bool on) {
     if (useThousandsSeparators == on)
         return;
     useThousandsSeparators = on;
-    if (!results.empty())
-        refreshValueDisplay();
+    // The texts are made as they show: a repaint is all it takes.
+    view->analysisModel()->refreshAll();
+    fitColumns();
 }
 
 void StatisticsWidget::setHideColsWithNoData(bool on) {

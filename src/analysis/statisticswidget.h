@@ -44,6 +44,7 @@ private:
     void constructButtons();
     bool computeSources(std::vector<CellSource> sources);
     void refreshValueDisplay();
+    QString cellText(int row, int col) const;
     void handleColumnsWithNoData();
 
     std::vector<ColumnStatistics> results;

@@ -5,6 +5,7 @@
 #include "table/tablemodel_p.h"
 #include "table/tablemodelworker.h"
 #include "util/locationutilities.h"
+#include "util/statisticsutilities.h"
 
 #include <QRegularExpression>
 
@@ -647,25 +648,14 @@ void TableModel::getSelectedColumnLabels(std::vector<QString>& out) const {
 // --- Column scans ----------------------------------------------------------------------------
 
 int TableModel::evaluateColumnFieldTypes(int col) const {
-    static const QRegularExpression isoDateTime(
-        QStringLiteral(R"(\d{4}-(1[0-2]|0\d)-([0-2]\d|3[0-1])(T|\s)([0-1]\d|2[0-3]):[0-5]\d:[0-5]\dZ?)"),
-        QRegularExpression::CaseInsensitiveOption);
     int mask = 0;
     if (col < 0 || col >= tableData.numModelCols())
         return mask;
     const int rows = tableData.numModelRows();
     for (int row = std::max(numVisibleHeaderRows, 0); row < rows && mask != 7; ++row) {
         const QString text = tableData.getValueModel(row, col).toString();
-        if (text.isEmpty())
-            continue;
-        bool number = false;
-        text.toDouble(&number);
-        if (number)
-            mask |= 1;
-        else if (isoDateTime.match(text).hasMatch())
-            mask |= 2;
-        else
-            mask |= 4;
+        if (!text.isEmpty())
+            Utilities::setDataType(mask, text);
     }
     return mask;
 }

@@ -1,5 +1,6 @@
 #include "window/mainwindow.h"
 
+#include "analysis/fileanalysiswindow.h"
 #include "app/paintclock.h"
 #include "panes/tabbar.h"
 #include "preferences/preferencefiles.h"
@@ -481,6 +482,8 @@ void MainWindow::propagateSettings() {
     showMetadata(settings.getValueBool(ShowFileMetadata), false);
     emit setThemeSignal(settings.getTheme());
     paneView->propagateSettings(settings);
+    if (fileAnalysisWindow)
+        fileAnalysisWindow->propagateSettings(settings);
 }
 
 namespace {

@@ -24,6 +24,7 @@
 #include <vector>
 
 class EditableDataContainer;
+class FileAnalysisWindow;
 class HelpWindow;
 class FindReplaceWidget;
 class FindResultsWidget;
@@ -474,6 +475,18 @@ public slots:
     bool commandAbout(const QString& path = QString());
     bool commandViewChangelog(const QString& path = QString());
 
+    // Tools: the file analysis window and its tabs (mainwindow_tools.cpp). The window reads the
+    // active table; it is made on first use and cleared when it closes.
+    FileAnalysisWindow* getFileAnalysisWindow() const;
+    FileAnalysisWindow* raiseFileAnalysisWindow();
+    bool commandOpenFileAnalysisWindow(const QString& path = QString());
+    bool commandStatisticsSelectedColumns(const QString& path = QString());
+    bool commandStatisticsAllColumns(const QString& path = QString());
+    bool commandStatisticsSelectedCells(const QString& path = QString());
+    bool commandStatisticsSelectedCellsByColumns(const QString& path = QString());
+    bool commandColumnAnalysisSelectedColumns(const QString& path = QString());
+    bool commandColumnAnalysisAllColumns(const QString& path = QString());
+
     // Launcher and prompts (mainwindow_launcher.cpp, mainwindow_prompts_<menu>.cpp).
     bool commandCommandLauncher(const QString& path = QString());
     bool commandGoToCell(const QString& path = QString());
@@ -855,6 +868,9 @@ private:
     QPointer<TutorialWindow> tutorialWindow;
     QPointer<HelpWindow> documentationWindow;
     QPointer<HelpWindow> changelogWindow;
+    QPointer<FileAnalysisWindow> fileAnalysisWindow;
+    // The active table to the analysis window, when it is open.
+    void followActiveTableInAnalysis();
 
     Settings settings;
     bool constructing = true;

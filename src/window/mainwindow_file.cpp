@@ -360,6 +360,7 @@ void MainWindow::setActiveTable(TableView* view) {
         hideFindArea();
 
     updateWindowTitle();
+    followActiveTableInAnalysis();
     updateStatusBar();
     refreshToggles();
     if (!path.isEmpty())

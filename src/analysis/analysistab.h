@@ -1,0 +1,52 @@
+#pragma once
+
+#include <QPointer>
+#include <QString>
+#include <QWidget>
+
+#include <functional>
+
+class AnalysisTableView;
+class QMenu;
+class QToolButton;
+class Settings;
+class TableModel;
+class TableModelWorker;
+
+// What the tabs of the file analysis window share: the table they read, the result grid, the
+// buttons row, and the scan of the table's cells, which runs on the model's worker behind a
+// progress dialog once it is large enough to be felt.
+class AnalysisTab : public QWidget {
+    Q_OBJECT
+
+public:
+    // From this many cells on, a scan runs on the model's worker with progress and Cancel.
+    static constexpr qint64 kWorkerCells = 100000;
+
+    AnalysisTab(TableModel* model, QWidget* parent);
+
+    void setTableModel(TableModel* model);
+    TableModel* getTableModel() const;
+    AnalysisTableView* getView() const { return view; }
+    bool isBusy() const { return busy; }
+    void propagateSettings(const Settings& settings);
+
+signals:
+    // A scan finished and its results show.
+    void computedSignal();
+
+protected:
+    // Runs `job` over `cells` cells; false when it was canceled or another scan runs.
+    bool runScan(qint64 cells, const QString& label, const QString& title,
+                 const std::function<bool(TableModelWorker*)>& job);
+    QToolButton* addMenuButton(const QString& text, QMenu*& menu);
+    // Column widths to the contents, at least `minimum` wide.
+    void fitColumns(int minimum = 0);
+
+    QPointer<TableModel> tableModel;
+    AnalysisTableView* view;
+
+private:
+    QWidget* buttonRow;
+    bool busy = false;
+};

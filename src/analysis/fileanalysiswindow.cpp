@@ -1,0 +1,100 @@
+#include "analysis/fileanalysiswindow.h"
+
+#include "analysis/columnanalysiswidget.h"
+#include "analysis/statisticswidget.h"
+
+#include <QCloseEvent>
+#include <QKeyEvent>
+#include <QTabWidget>
+#include <QVBoxLayout>
+
+FileAnalysisWindow::FileAnalysisWindow(TableModel* model, const QString& tableName, const Settings& settings,
+                                       QWidget* parent)
+    : QWidget(parent, Qt::Window), tabs(new QTabWidget(this)),
+      statisticsWidget(new StatisticsWidget(model, settings, tabs)),
+      columnAnalysisWidget(new ColumnAnalysisWidget(model, settings, tabs)), currentTableName(tableName) {
+    setObjectName(QStringLiteral("fileAnalysisWindow"));
+    setWindowTitle(tr("File Analysis"));
+    // Later tools come as further tabs in this order.
+    tabs->addTab(statisticsWidget, tr("Statistics"));
+    tabs->addTab(columnAnalysisWidget, tr("Column Analysis"));
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(4, 4, 4, 4);
+    layout->addWidget(tabs);
+    resize(900, 480);
+
+    connect(statisticsWidget, &StatisticsWidget::thousandsSeparatorsToggledSignal, this,
+            &FileAnalysisWindow::onUseThousandsSeparatedToggled);
+    connect(columnAnalysisWidget, &ColumnAnalysisWidget::thousandsSeparatorsToggledSignal, this,
+            &FileAnalysisWindow::onUseThousandsSeparatedToggled);
+    connect(statisticsWidget, &StatisticsWidget::hideColsWithNoDataToggledSignal, this,
+            &FileAnalysisWindow::onHideColsWithNoDataToggled);
+    connect(statisticsWidget, &AnalysisTab::computedSignal, this, &FileAnalysisWindow::onComputed);
+    connect(columnAnalysisWidget, &AnalysisTab::computedSignal, this, &FileAnalysisWindow::onComputed);
+}
+
+void FileAnalysisWindow::setTableModel(TableModel* model, const QString& tableName) {
+    statisticsWidget->setTableModel(model);
+    columnAnalysisWidget->setTableModel(model);
+    currentTableName = tableName;
+}
+
+void FileAnalysisWindow::openTab(Tab tab) {
+    tabs->setCurrentIndex(int(tab));
+}
+
+void FileAnalysisWindow::propagateSettings(const Settings& settings) {
+    statisticsWidget->propagateSettings(settings);
+    columnAnalysisWidget->propagateSettings(settings);
+}
+
+void FileAnalysisWindow::setUseThousandsSeparators(bool on) {
+    statisticsWidget->setUseThousandsSeparators(on);
+    columnAnalysisWidget->setUseThousandsSeparators(on);
+}
+
+void FileAnalysisWindow::setHideColsWithNoData(bool on) {
+    statisticsWidget->setHideColsWithNoData(on);
+}
+
+bool FileAnalysisWindow::isBusy() const {
+    return statisticsWidget->isBusy() || columnAnalysisWidget->isBusy();
+}
+
+void FileAnalysisWindow::onUseThousandsSeparatedToggled(bool on) {
+    setUseThousandsSeparators(on);
+    emit thousandsSeparatorsToggledSignal(on);
+}
+
+void FileAnalysisWindow::onHideColsWithNoDataToggled(bool on) {
+    setHideColsWithNoData(on);
+    emit hideColsWithNoDataToggledSignal(on);
+}
+
+void FileAnalysisWindow::onExcludeEmptyCellsToggled(bool on) {
+    excludeEmptyCells = on;
+    emit excludeEmptyCellsToggledSignal(on);
+}
+
+void FileAnalysisWindow::onComputed() {
+    // The results are of the table read last, which the title names.
+    setWindowTitle(currentTableName.isEmpty() ? tr("File Analysis")
+                                              : tr("File Analysis - %1").arg(currentTableName));
+}
+
+void FileAnalysisWindow::closeEvent(QCloseEvent* event) {
+    // A scan in progress still writes into the tabs when it ends.
+    if (isBusy()) {
+        event->ignore();
+        return;
+    }
+    QWidget::closeEvent(event);
+}
+
+void FileAnalysisWindow::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Escape) {
+        close();
+        return;
+    }
+    QWidget::keyPressEvent(event);
+}

@@ -1,0 +1,103 @@
+// Command slots of the Tools menu's analysis: the file analysis window with its statistics and
+// column analysis over the active table.
+
+#include "window/mainwindow.h"
+
+#include "analysis/columnanalysiswidget.h"
+#include "analysis/fileanalysiswindow.h"
+#include "analysis/statisticswidget.h"
+#include "view/tableview.h"
+
+namespace {
+
+// A table still loading has no cells to read yet.
+bool readyToRead(const TableView* view) {
+    return view && !view->isLoading();
+}
+
+} // namespace
+
+FileAnalysisWindow* MainWindow::getFileAnalysisWindow() const {
+    return fileAnalysisWindow;
+}
+
+void MainWindow::followActiveTableInAnalysis() {
+    if (fileAnalysisWindow && activeTable)
+        fileAnalysisWindow->setTableModel(activeModel, tableName(activeTable));
+}
+
+FileAnalysisWindow* MainWindow::raiseFileAnalysisWindow() {
+    if (!fileAnalysisWindow) {
+        fileAnalysisWindow = new FileAnalysisWindow(
+            activeModel, activeTable ? tableName(activeTable) : QString(), settings, this);
+        fileAnalysisWindow->setAttribute(Qt::WA_DeleteOnClose);
+        fileAnalysisWindow->setUseThousandsSeparators(useThousandsSeparators);
+        fileAnalysisWindow->setHideColsWithNoData(hideColsWithNoData);
+        fileAnalysisWindow->setExcludeEmptyCells(excludeEmptyCells);
+        connect(fileAnalysisWindow, &FileAnalysisWindow::thousandsSeparatorsToggledSignal, this,
+                [this](bool on) { useThousandsSeparators = on; });
+        connect(fileAnalysisWindow, &FileAnalysisWindow::hideColsWithNoDataToggledSignal, this,
+                [this](bool on) { hideColsWithNoData = on; });
+        connect(fileAnalysisWindow, &FileAnalysisWindow::excludeEmptyCellsToggledSignal, this,
+                [this](bool on) { excludeEmptyCells = on; });
+        // Over the middle of its main window, where the eye already is.
+        const QRect frame = frameGeometry();
+        fileAnalysisWindow->move(frame.center() -
+                                 QPoint(fileAnalysisWindow->width() / 2, fileAnalysisWindow->height() / 2));
+    } else {
+        followActiveTableInAnalysis();
+    }
+    fileAnalysisWindow->show();
+    fileAnalysisWindow->raise();
+    fileAnalysisWindow->activateWindow();
+    return fileAnalysisWindow;
+}
+
+bool MainWindow::commandOpenFileAnalysisWindow(const QString&) {
+    raiseFileAnalysisWindow();
+    return true;
+}
+
+namespace {
+
+bool showStatistics(MainWindow* window, StatisticsWidget::RangeType range) {
+    if (!readyToRead(window->getActiveTable()))
+        return false;
+    FileAnalysisWindow* analysis = window->raiseFileAnalysisWindow();
+    analysis->openTab(FileAnalysisWindow::StatisticsTab);
+    return analysis->getStatisticsWidget()->compute(range);
+}
+
+bool showColumnAnalysis(MainWindow* window, ColumnAnalysisWidget::ColumnRangeType range) {
+    if (!readyToRead(window->getActiveTable()))
+        return false;
+    FileAnalysisWindow* analysis = window->raiseFileAnalysisWindow();
+    analysis->openTab(FileAnalysisWindow::ColumnAnalysisTab);
+    return analysis->getColumnAnalysisWidget()->compute(range);
+}
+
+} // namespace
+
+bool MainWindow::commandStatisticsSelectedColumns(const QString&) {
+    return showStatistics(this, StatisticsWidget::SelectedColumns);
+}
+
+bool MainWindow::commandStatisticsAllColumns(const QString&) {
+    return showStatistics(this, StatisticsWidget::AllColumns);
+}
+
+bool MainWindow::commandStatisticsSelectedCells(const QString&) {
+    return showStatistics(this, StatisticsWidget::SelectedCells);
+}
+
+bool MainWindow::commandStatisticsSelectedCellsByColumns(const QString&) {
+    return showStatistics(this, StatisticsWidget::SelectionByColumns);
+}
+
+bool MainWindow::commandColumnAnalysisSelectedColumns(const QString&) {
+    return showColumnAnalysis(this, ColumnAnalysisWidget::SelectedColumns);
+}
+
+bool MainWindow::commandColumnAnalysisAllColumns(const QString&) {
+    return showColumnAnalysis(this, ColumnAnalysisWidget::AllColumns);
+}

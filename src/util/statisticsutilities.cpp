@@ -64,14 +64,11 @@ void setDataType(int& mask, const QString& text) {
     static const QRegularExpression isoDateTime(
         QStringLiteral(R"(\d{4}-(1[0-2]|0\d)-([0-2]\d|3[0-1])(T|\s)([0-1]\d|2[0-3]):[0-5]\d:[0-5]\dZ?)"),
         QRegularExpression::CaseInsensitiveOption);
-    // A plain calendar date ("1983-03-24") is as much a date to a reader as one with a time.
-    static const QRegularExpression isoDate(QStringLiteral(R"(^\d{4}-(1[0-2]|0\d)-([0-2]\d|3[0-1])$)"));
     bool number = false;
     text.toDouble(&number);
     if (number)
         mask |= DataTypeNumeric;
-    else if (isoDateTime.match(text).hasMatch() || isoDate.match(text).hasMatch() ||
-             (mayBeDate(text) && !dateTimeFormatDetect(text).isEmpty()))
+    else if (isoDateTime.match(text).hasMatch() || (mayBeDate(text) && !dateTimeFormatDetect(text).isEmpty()))
         mask |= DataTypeDate;
     else
         mask |= DataTypeString;

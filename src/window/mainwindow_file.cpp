@@ -843,6 +843,9 @@ bool MainWindow::commandSaveAllFiles() {
 bool MainWindow::closeFile(TableView* view) {
     if (!view || isTableWorking(view))
         return false;
+    // The text of a cell still being edited is in no undo step yet: the edit ends first, so that
+    // the question below knows of it and a save writes it.
+    view->stopEditing(true);
     // Saved after each edit, a table is clean; one that isn't holds edits a save failed to write.
     if (view->isModified() && !view->isReadOnly()) {
         if (view != activeTable)

@@ -206,6 +206,12 @@ TableView* MainWindow::makeEmptyTableObject(const Settings& tableSettings) {
         if (view == activeTable)
             updateStatusBar();
     });
+    // An edit, undo or redo changes the numbers the status bar adds up. Queued: the stack also
+    // signals while its table is being destroyed, when nothing of it may be read.
+    connect(view->undoStack(), &QUndoStack::indexChanged, this, [this, view] {
+        if (view == activeTable)
+            QMetaObject::invokeMethod(this, &MainWindow::updateStatsLabel, Qt::QueuedConnection);
+    });
     connect(model, &TableModel::saveStartedSignal, this, &MainWindow::onSaveStarted);
     connect(model, &TableModel::saveFinishedSignal, this, &MainWindow::onSaveFinished);
     connect(model, &TableModel::updateStatusBarSignal, this, [this, view] {

@@ -5,6 +5,8 @@
 #include "util/fileparameterutilities.h"
 #include "util/msgboxanswers.h"
 #include "view/tableview.h"
+#include "window/launcher.h"
+#include "window/paneview.h"
 
 #include <QFile>
 #include <QLocale>
@@ -355,6 +357,32 @@ private slots:
         QTRY_VERIFY(view->isReadOnly() && !view->isLoading());
         window.updateStatusBar();
         QCOMPARE(window.getStatsLabelText(), QStringLiteral("Sum: -      Mean: -"));
+    }
+
+    // The table size prompts take no more than a million empty lines: two billion used to hold
+    // the window for minutes and take gigabytes; the answer comes back to be put right.
+    void tableSizePromptsHaveAnUpperBound() {
+        MainWindow window;
+        QVERIFY(window.commandSetMinimumNumberOfTableRows(QString()));
+        Launcher* launcher = window.getPaneView()->getLauncher();
+        QVERIFY(launcher);
+        QWidget* prompt = launcher->focusProxy();
+        QTest::keyClicks(prompt, QStringLiteral("2000000000"));
+        QTest::keyClick(prompt, Qt::Key_Return);
+        QTRY_VERIFY(window.getPaneView()->getLauncher() && window.getPaneView()->getLauncher() != launcher);
+        QCOMPARE(window.getSettings().getValueInt(MinTableRows), 50);
+        prompt = window.getPaneView()->getLauncher()->focusProxy();
+        QTest::keyClick(prompt, Qt::Key_A, Qt::ControlModifier);
+        QTest::keyClicks(prompt, QStringLiteral("1000000"));
+        QTest::keyClick(prompt, Qt::Key_Return);
+        QCOMPARE(window.getSettings().getValueInt(MinTableRows), 1000000);
+        QCOMPARE(window.getActiveTable()->tableModel()->rowCount(), 1000000);
+        // Back to the default, which the settings file keeps for the next tests.
+        QVERIFY(window.commandSetMinimumNumberOfTableRows(QString()));
+        prompt = window.getPaneView()->getLauncher()->focusProxy();
+        QTest::keyClicks(prompt, QStringLiteral("50"));
+        QTest::keyClick(prompt, Qt::Key_Return);
+        QCOMPARE(window.getSettings().getValueInt(MinTableRows), 50);
     }
 };
 

@@ -328,16 +328,7 @@ int DuplicateLinesCommand::copyPosition(std::size_t i) const {
 
 void DuplicateLinesCommand::redo() {
     const RawSize before = rawSize();
-    TableData& data = model->getTableData();
-    for (std::size_t i = lines.size(); i-- > 0;) {
-        const int line = lines[i];
-        for (int k = 0; k < count; ++k) {
-            if (axis == Axis::Row)
-                data.duplicateRow(line, below ? line + 1 : line);
-            else
-                data.duplicateCol(line, below ? line + 1 : line);
-        }
-    }
+    model->getTableData().duplicateLines(axis, lines, count, below);
     applyFilterList(false);
     TableUndoCommand::redo();
     finishDataChange(false, before, {}, {});
@@ -345,13 +336,12 @@ void DuplicateLinesCommand::redo() {
 
 void DuplicateLinesCommand::undo() {
     const RawSize before = rawSize();
-    TableData& data = model->getTableData();
-    for (std::size_t i = lines.size(); i-- > 0;) {
-        if (axis == Axis::Row)
-            data.removeRowsModel(copyPosition(i), count);
-        else
-            data.removeColsModel(copyPosition(i), count);
-    }
+    // The copies stand where redo put them, each line's together; they go in one pass.
+    std::vector<std::pair<int, int>> runs;
+    runs.reserve(lines.size());
+    for (std::size_t i = 0; i < lines.size(); ++i)
+        runs.emplace_back(rawFromModel(model, axis, copyPosition(i)), count);
+    model->getTableData().removeRunsRaw(axis, runs);
     applyFilterList(true);
     TableUndoCommand::undo();
     finishDataChange(true, before, {}, {});

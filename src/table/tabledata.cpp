@@ -695,6 +695,68 @@ bool TableData::duplicateLine(Dimension axis, int from, int to) {
     return true;
 }
 
+bool TableData::duplicateLines(Axis which, const std::vector<int>& lines, int count, bool below) {
+    const Dimension axis = which == Axis::Row ? rowAxis(false) : colAxis(false);
+    const int modelCount = modelCountOf(axis);
+    if (!editable() || lines.empty() || count < 1)
+        return false;
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        if (lines[i] < 0 || lines[i] >= modelCount || (i > 0 && lines[i] <= lines[i - 1]))
+            return false;
+    }
+    // Columns a line at a time, from the last: a reorder of columns rebuilds every row, and
+    // tables have far fewer columns than rows.
+    if (axis == Dimension::Cols || lines.size() == 1) {
+        for (std::size_t i = lines.size(); i-- > 0;) {
+            for (int k = 0; k < count; ++k) {
+                if (!duplicateLine(axis, lines[i], below ? lines[i] + 1 : lines[i]))
+                    return false;
+            }
+        }
+        return true;
+    }
+    // The copies join at the end, then one reorder takes every line to its place: a copy
+    // inserted line by line moved the rest of the table once per line.
+    const std::vector<int>& list = concealedOf(axis);
+    const int n = rawCountOf(axis);
+    const qint64 added = qint64(lines.size()) * count;
+    if (added > INT_MAX - n)
+        return false;
+    std::vector<int> sources;
+    std::vector<int> places; // the raw line that each line's copies go before, ascending
+    sources.reserve(lines.size());
+    places.reserve(lines.size());
+    for (const int line : lines) {
+        const int to = below ? line + 1 : line;
+        sources.push_back(IndexMapping::rawFromModel(list, line));
+        places.push_back(to == modelCount ? n : IndexMapping::rawFromModel(list, to));
+    }
+    if (!insertEmpty(axis, n, static_cast<int>(added)))
+        return false;
+    std::vector<int> map(static_cast<std::size_t>(n + added));
+    std::size_t before = 0; // lines whose copies go before the line at hand
+    for (int raw = 0; raw < n; ++raw) {
+        while (before < places.size() && places[before] <= raw)
+            ++before;
+        map[static_cast<std::size_t>(raw)] = raw + static_cast<int>(before) * count;
+    }
+    int appended = n;
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        for (int k = 0; k < count; ++k, ++appended) {
+            if (axis == Dimension::Rows)
+                dataContainer->copyRowContentsToAnotherRow(sources[i], appended);
+            else
+                dataContainer->copyColContentsToAnotherCol(sources[i], appended);
+            map[static_cast<std::size_t>(appended)] = places[i] + static_cast<int>(i) * count + k;
+        }
+    }
+    keepContainerSize();
+    if (!reorderLines(axis, map))
+        return false;
+    emitTableSizeChanged();
+    return true;
+}
+
 bool TableData::duplicateRow(int from, int to, bool ignoreTranspose) {
     return duplicateLine(rowAxis(ignoreTranspose), from, to);
 }

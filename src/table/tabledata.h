@@ -138,6 +138,9 @@ public:
     bool moveColRelative(int from, int to, bool ignoreTranspose = false);
     bool duplicateRow(int from, int to, bool ignoreTranspose = false);
     bool duplicateCol(int from, int to, bool ignoreTranspose = false);
+    // Each of the model lines (ascending, distinct) gets `count` copies, just below it or just
+    // above it, in one pass over the table however many lines there are.
+    bool duplicateLines(Axis axis, const std::vector<int>& lines, int count, bool below);
 
     // --- Concealed rows and columns -------------------------------------------------------
     void concealRawRows(const std::vector<int>& rows, bool ignoreTranspose = false);

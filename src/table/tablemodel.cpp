@@ -322,11 +322,23 @@ bool TableModel::changeViewSize(Qt::Orientation orientation, bool insert, int at
 
 // --- Settings, theme, fonts ------------------------------------------------------------------
 
+namespace {
+
+// The most empty rows or columns the minimum size and the buffer add: the grid keeps a record
+// per line, so a count in the billions would take the memory and the time of billions of them.
+constexpr int kMaxEmptyLines = 1000000;
+
+int emptyLines(int n) {
+    return std::clamp(n, 0, kMaxEmptyLines);
+}
+
+} // namespace
+
 void TableModel::applySettings(const Settings& settings) {
-    minNumTableRows = settings.getValueInt(MinTableRows);
-    minNumTableCols = settings.getValueInt(MinTableColumns);
-    numBufferRows = settings.getValueInt(BufferRows);
-    numBufferCols = settings.getValueInt(BufferColumns);
+    minNumTableRows = emptyLines(settings.getValueInt(MinTableRows));
+    minNumTableCols = emptyLines(settings.getValueInt(MinTableColumns));
+    numBufferRows = emptyLines(settings.getValueInt(BufferRows));
+    numBufferCols = emptyLines(settings.getValueInt(BufferColumns));
     firstRowIndex = settings.getValueInt(FirstRowIndex);
     firstColIndex = settings.getValueInt(FirstColumnIndex);
     colLetters = settings.getValueBool(RepresentColumnsAsLetters);
@@ -451,22 +463,22 @@ void TableModel::saveAfterEdit() {
 // --- Size ------------------------------------------------------------------------------------
 
 void TableModel::setMinNumTableRows(int n) {
-    minNumTableRows = n;
+    minNumTableRows = emptyLines(n);
     enforceTableSize();
 }
 
 void TableModel::setMinNumTableCols(int n) {
-    minNumTableCols = n;
+    minNumTableCols = emptyLines(n);
     enforceTableSize();
 }
 
 void TableModel::setNumBufferRows(int n) {
-    numBufferRows = n;
+    numBufferRows = emptyLines(n);
     enforceTableSize();
 }
 
 void TableModel::setNumBufferCols(int n) {
-    numBufferCols = n;
+    numBufferCols = emptyLines(n);
     enforceTableSize();
 }
 

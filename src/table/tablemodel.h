@@ -49,6 +49,19 @@ struct TableModelCellLookup {
 //
 // Qt's own selection is not used: flags() never says selectable, and the selection lives in
 // this object as a RangeVector of model ranges.
+// The sum and mean of the selected numbers as far as they are read: the rows and columns that
+// hold a selected cell, and the place where the reading goes on.
+struct SelectionStats {
+    std::vector<int> rows;
+    std::vector<int> cols;
+    bool wholeBlock = false;
+    std::size_t nextRow = 0;
+    std::size_t nextCol = 0;
+    double sum = 0;
+    qint64 count = 0;
+    bool done() const { return nextRow >= rows.size(); }
+};
+
 class TableModel : public QAbstractTableModel {
     Q_OBJECT
 
@@ -429,6 +442,13 @@ public:
     void forEachSelectedRowText(bool includeHeaders,
                                 const std::function<void(const std::vector<QString>&)>& visit) const;
     std::vector<std::vector<QString>> getSelectedTextRows(bool includeHeaders) const;
+    // The status bar's "Sum: %1      Mean: %2" of the selected cells that hold numbers, read
+    // in one pass, or in slices: begin, then continue for about `budgetMs` at a time until
+    // it returns true.
+    QString getSelectionSumMeanStr() const;
+    void beginSelectionStats(SelectionStats& stats) const;
+    bool continueSelectionStats(SelectionStats& stats, int budgetMs) const;
+    static QString selectionStatsText(const SelectionStats& stats);
 
     // --- Data services ------------------------------------------------------------------
     // Model rows below the header rows that repeat a row before them over `cols` (all columns

@@ -670,6 +670,10 @@ int TableView::askSaveQuestion(const QString& text, QWidget* parent) {
 
 void TableView::setReadOnly(bool on, bool initial) {
     TableModel* m = tableModel();
+    // A cell being edited counts among the changes to ask about, and its editor can't stay open
+    // on a read-only table.
+    if (!initial)
+        stopEditing(true);
     if (!initial && on && m && isModified()) {
         const QString name = QFileInfo(m->getTableData().getFilepath()).fileName();
         const int answer =

@@ -75,10 +75,32 @@ void TableView::extendSelection(Direction direction, bool block) {
     TableModel* m = tableModel();
     if (!m)
         return;
-    if (direction == Direction::Up || direction == Direction::Down)
+    const bool vertical = direction == Direction::Up || direction == Direction::Down;
+    if (vertical)
         m->selectUpOrDown(direction, false, block);
     else
         m->selectLeftOrRight(direction, false, block);
+    // The view follows the edge that moves, as it follows the main cell: the farthest selected
+    // line in the direction of the key while the selection grows past the main cell that way,
+    // the farthest the other way while it shrinks back towards it.
+    const Range& main = m->getMainCell();
+    const Range ahead = findFarthestSelectedCellInDirection(direction);
+    if (ahead.isValid() && main.row >= 0) {
+        const bool towardsZero = direction == Direction::Up || direction == Direction::Left;
+        const int mainIndex = vertical ? main.row : main.col;
+        const int aheadIndex = vertical ? ahead.row : ahead.col;
+        const bool grows = towardsZero ? aheadIndex < mainIndex : aheadIndex > mainIndex;
+        int edge = aheadIndex;
+        if (!grows) {
+            const Direction back = direction == Direction::Up     ? Direction::Down
+                                   : direction == Direction::Down ? Direction::Up
+                                   : direction == Direction::Left ? Direction::Right
+                                                                  : Direction::Left;
+            const Range behind = findFarthestSelectedCellInDirection(back);
+            edge = behind.isValid() ? (vertical ? behind.row : behind.col) : mainIndex;
+        }
+        scrollToCellAxis(edge, true, vertical ? Axis::Row : Axis::Col);
+    }
     refreshView();
 }
 

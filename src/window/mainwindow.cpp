@@ -27,6 +27,7 @@
 #include <QScrollBar>
 #include <QSplitter>
 #include <QStatusBar>
+#include <QTimer>
 #include <QVBoxLayout>
 #include <QVariantAnimation>
 
@@ -242,6 +243,8 @@ void MainWindow::setupStatusBar() {
     selectionSizeLabel = makeLabel(Side::Left, 2, nothing);
     cellLengthLabel = makeLabel(Side::Left, 1, nothing);
     statsLabel = makeLabel(Side::Left, 0, nothing);
+    statsTimer = new QTimer(this);
+    connect(statsTimer, &QTimer::timeout, this, &MainWindow::onStatsTimeout);
     filtersLabel = makeLabel(Side::Right, 4, firstFilter);
     delimiterLabel = makeLabel(Side::Right, 5, {});
     encodingLabel = makeLabel(Side::Right, 6, {});
@@ -287,6 +290,7 @@ void MainWindow::onTableSizeChanged(int rawRows, int rawCols, int modelRows, int
 
 void MainWindow::onSelectionSizeChanged(const RangeSize& size) {
     selectionSizeLabel->setText(selectionSizeText(size));
+    updateStatsLabel();
     const bool multi = size.numCells > 1 || size.numRows > 0 || size.numCols > 0;
     if (multi != context.intersects(ContextMultiSelection)) {
         if (activeTable)
@@ -343,7 +347,6 @@ void MainWindow::updateStatusBar() {
     updateFiltersLabel();
     onTableSizeChanged(activeModel->rowCountRaw(), activeModel->columnCountRaw(),
                        activeModel->rowCountModel(), activeModel->columnCountModel());
-    statsLabel->setText(activeTable->isReadOnly() ? QStringLiteral("Sum: -      Mean: -") : QString());
     // The selection and the main cell are the active table's, also right after a tab closed.
     onSelectionSizeChanged(activeModel->getSelectionSize());
     const Range& main = activeModel->getMainCell();
@@ -352,6 +355,52 @@ void MainWindow::updateStatusBar() {
         hasMain ? static_cast<int>(
                       activeModel->getTableData().getValueModel(main.row, main.col).toString().size())
                 : 0);
+}
+
+QString MainWindow::getStatsLabelText() const {
+    return statsLabel->text();
+}
+
+void MainWindow::updateStatsLabel() {
+    // A sum over this many cells is read at once; more are read a slice at a time.
+    constexpr qint64 kAtOnce = 5000;
+    statsTimer->stop();
+    statsRun.reset();
+    statsModel = nullptr;
+    if (!activeTable || !activeModel) {
+        statsLabel->clear();
+        return;
+    }
+    if (activeTable->isReadOnly() || activeTable->isLoading()) {
+        statsLabel->setText(QStringLiteral("Sum: -      Mean: -"));
+        return;
+    }
+    if (activeModel->numSelectedCells() < kAtOnce) {
+        statsLabel->setText(activeModel->getSelectionSumMeanStr());
+        return;
+    }
+    statsLabel->setText(QStringLiteral("Sum: ...    Mean: ..."));
+    statsRun = std::make_shared<SelectionStats>();
+    statsModel = activeModel;
+    activeModel->beginSelectionStats(*statsRun);
+    statsTimer->start(0);
+}
+
+void MainWindow::onStatsTimeout() {
+    // A slice of a few milliseconds, so that the window answers every key and paints on time.
+    constexpr int kSliceMs = 8;
+    if (!statsRun || !statsModel || statsModel != activeModel) {
+        statsTimer->stop();
+        return;
+    }
+    // Sorts and other long work read and write the table on their worker meanwhile.
+    if (isWorking() || statsModel->isWorkerBusy())
+        return;
+    if (!statsModel->continueSelectionStats(*statsRun, kSliceMs))
+        return;
+    statsTimer->stop();
+    statsLabel->setText(TableModel::selectionStatsText(*statsRun));
+    statsRun.reset();
 }
 
 QString MainWindow::tableName(const TableView* view) {

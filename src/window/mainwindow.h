@@ -21,10 +21,13 @@
 
 #include <functional>
 #include <map>
+#include <memory>
 #include <vector>
 
 class EditableDataContainer;
 class FileAnalysisWindow;
+struct SelectionStats;
+class QTimer;
 class HelpWindow;
 class FindReplaceWidget;
 class FindResultsWidget;
@@ -188,7 +191,11 @@ public:
     QString getDelimiterLabelText() const;
     QString getSelectionLabelText() const;
     QString getCellLengthLabelText() const;
+    QString getStatsLabelText() const;
     void updateStatusBar();
+    // Sum and mean of the selection: at once for a few thousand cells, else read in slices
+    // between events, with "Sum: ...    Mean: ..." meanwhile.
+    void updateStatsLabel();
     void updateWindowTitle();
 
     // --- Panes ------------------------------------------------------------------------------
@@ -937,6 +944,10 @@ private:
     QLabel* selectionSizeLabel = nullptr;
     QLabel* cellLengthLabel = nullptr;
     QLabel* statsLabel = nullptr;
+    QTimer* statsTimer = nullptr;
+    std::shared_ptr<SelectionStats> statsRun;
+    QPointer<TableModel> statsModel;
+    void onStatsTimeout();
     QLabel* delimiterLabel = nullptr;
     QLabel* encodingLabel = nullptr;
     QLabel* lineEndingLabel = nullptr;

@@ -206,6 +206,12 @@ TableView* MainWindow::makeEmptyTableObject(const Settings& tableSettings) {
         if (view == activeTable)
             updateStatusBar();
     });
+    // An edit, undo or redo changes the numbers the status bar adds up. Queued: the stack also
+    // signals while its table is being destroyed, when nothing of it may be read.
+    connect(view->undoStack(), &QUndoStack::indexChanged, this, [this, view] {
+        if (view == activeTable)
+            QMetaObject::invokeMethod(this, &MainWindow::updateStatsLabel, Qt::QueuedConnection);
+    });
     connect(model, &TableModel::saveStartedSignal, this, &MainWindow::onSaveStarted);
     connect(model, &TableModel::saveFinishedSignal, this, &MainWindow::onSaveFinished);
     connect(model, &TableModel::updateStatusBarSignal, this, [this, view] {
@@ -844,6 +850,9 @@ bool MainWindow::commandSaveAllFiles() {
 bool MainWindow::closeFile(TableView* view) {
     if (!view || isTableWorking(view))
         return false;
+    // The text of a cell still being edited is in no undo step yet: the edit ends first, so that
+    // the question below knows of it and a save writes it.
+    view->stopEditing(true);
     // Saved after each edit, a table is clean; one that isn't holds edits a save failed to write.
     if (view->isModified() && !view->isReadOnly()) {
         if (view != activeTable)

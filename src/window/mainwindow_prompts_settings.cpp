@@ -17,6 +17,26 @@ namespace {
 
 // Wide enough for any row or column; Qt keeps section sizes in an int.
 constexpr int kMaxSectionSize = 10000;
+// The table's least size and its buffer of empty lines: more would only fill the grid, and a
+// count in the billions would hold the window for minutes.
+constexpr int kMaxEmptyLines = 1000000;
+
+int settingMaximum(SettingType type) {
+    switch (type) {
+    case MinTableRows:
+    case MinTableColumns:
+    case BufferRows:
+    case BufferColumns:
+        return kMaxEmptyLines;
+    case DefaultRowHeight:
+    case DefaultColumnWidth:
+    case MaxAutoFitRowHeight:
+    case MaxAutoFitColumnWidth:
+        return kMaxSectionSize;
+    default:
+        return INT_MAX;
+    }
+}
 
 } // namespace
 
@@ -47,14 +67,16 @@ void MainWindow::raiseSettingPrompt(SettingType type, const QString& what,
                         : setting->dataType == IntNonNegative ? 0
                                                               : INT_MIN;
     const int now = view ? view->getSettings(false).getValueInt(type) : settings.getValueInt(type);
-    const QString range = minimum == 1   ? tr("A whole number from 1 up.")
-                          : minimum == 0 ? tr("A whole number from 0 up.")
-                                         : tr("A whole number; below 0 counts back.");
+    const int maximum = settingMaximum(type);
+    const QString range = maximum != INT_MAX ? tr("A whole number from %1 to %L2.").arg(minimum).arg(maximum)
+                          : minimum == 1     ? tr("A whole number from 1 up.")
+                          : minimum == 0     ? tr("A whole number from 0 up.")
+                                             : tr("A whole number; below 0 counts back.");
     // A setting of the whole program is remembered in the settings file, as a switch is; one
     // given for a table stays with that table.
     const bool remembered = !view && setting->userEditable;
     raiseNumberPrompt(tr("%1:").arg(setting->name), tr("%1 %2 Now: <b>%L3</b>").arg(what, range).arg(now),
-                      QString(), minimum, INT_MAX, [this, apply, type, remembered](int value) {
+                      QString(), minimum, maximum, [this, apply, type, remembered](int value) {
                           apply(value);
                           if (remembered)
                               PreferenceFiles::writeSettingToFile(settings, type);

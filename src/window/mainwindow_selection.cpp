@@ -18,7 +18,6 @@ bool MainWindow::commandSelectUp(const QString& path) {
     if (!ready(view))
         return false;
     view->extendSelection(Direction::Up, false);
-    view->scrollToMainCell(false, false);
     return true;
 }
 
@@ -27,7 +26,6 @@ bool MainWindow::commandSelectDown(const QString& path) {
     if (!ready(view))
         return false;
     view->extendSelection(Direction::Down, false);
-    view->scrollToMainCell(false, false);
     return true;
 }
 
@@ -36,7 +34,6 @@ bool MainWindow::commandSelectLeft(const QString& path) {
     if (!ready(view))
         return false;
     view->extendSelection(Direction::Left, false);
-    view->scrollToMainCell(false, false);
     return true;
 }
 
@@ -45,7 +42,6 @@ bool MainWindow::commandSelectRight(const QString& path) {
     if (!ready(view))
         return false;
     view->extendSelection(Direction::Right, false);
-    view->scrollToMainCell(false, false);
     return true;
 }
 

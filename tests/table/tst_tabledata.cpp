@@ -376,7 +376,7 @@ void TestTableData::editsKeepConcealmentOnTheSameData() {
         const int n = static_cast<int>(reference.size());
         const std::vector<int> visible = visibleOf(reference);
         const int numModel = static_cast<int>(visible.size());
-        const int op = pick(0, 8);
+        const int op = pick(0, 9);
         QString what;
         if (op == 0) { // conceal raw rows
             std::vector<int> rows;
@@ -443,6 +443,24 @@ void TestTableData::editsKeepConcealmentOnTheSameData() {
                               false};
             reference.insert(reference.begin() + rawTo, copy);
             what = QStringLiteral("duplicate %1 to %2").arg(from).arg(to);
+        } else if (op == 9 && numModel > 0 && n < 80) { // duplicate several lines at once
+            std::vector<int> lines;
+            for (int i = pick(1, 4); i > 0; --i)
+                lines.push_back(pick(0, numModel - 1));
+            std::sort(lines.begin(), lines.end());
+            lines.erase(std::unique(lines.begin(), lines.end()), lines.end());
+            const int count = pick(1, 2);
+            const bool below = pick(0, 1) == 1;
+            QVERIFY(table.duplicateLines(Axis::Row, lines, count, below));
+            // As one line at a time from the last, where the copies go next to their line.
+            for (std::size_t i = lines.size(); i-- > 0;) {
+                const int to = below ? lines[i] + 1 : lines[i];
+                const int rawTo = to < numModel ? visible[static_cast<size_t>(to)] : n;
+                const RefRow copy{
+                    reference[static_cast<size_t>(visible[static_cast<size_t>(lines[i])])].value, false};
+                reference.insert(reference.begin() + rawTo, static_cast<std::size_t>(count), copy);
+            }
+            what = QStringLiteral("duplicate %1 lines %2 times").arg(lines.size()).arg(count);
         } else if (op == 8 && n > 0) { // edit a cell inside the table
             const int r = pick(0, n - 1);
             reference[static_cast<size_t>(r)].value = newLabel();

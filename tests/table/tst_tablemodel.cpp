@@ -143,6 +143,10 @@ void TestTableModel::sizeRule_data() {
         << 50 << false << 10 << 5 << QList<int>{3, 7} << 200 << 204;
     QTest::newRow("selection inside the data") << 50 << false << 10 << 5 << QList<int>{3, 7} << 20 << 53;
     QTest::newRow("read-only ignores the selection") << 50 << true << 10 << 5 << QList<int>{} << 200 << 50;
+    // A minimum or buffer in the billions (typed, or written in the settings file) is held to a
+    // million empty lines.
+    QTest::newRow("huge minimum") << 10 << false << 2000000000 << 5 << QList<int>{} << 0 << 1000000;
+    QTest::newRow("huge buffer") << 10 << false << 100 << INT_MAX << QList<int>{} << 0 << 1000010;
 }
 
 void TestTableModel::sizeRule() {

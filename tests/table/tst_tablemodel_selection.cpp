@@ -83,6 +83,9 @@ private slots:
     void invertSelection();
     void orderedSetsAndCounts();
     void signalsOnChange();
+    void sumAndMean_data();
+    void sumAndMean();
+    void sumAndMeanInSlices();
 };
 
 void TestTableModelSelection::sanitizeOrdersAndDropsDuplicates_data() {
@@ -646,6 +649,65 @@ void TestTableModelSelection::signalsOnChange() {
     m->setMainCell(moved);
     QCOMPARE(main.count(), 2);
     QCOMPARE(describe(m->getSelection()), (QStringList{"C2,3", "C4,4*"}));
+}
+
+// The status bar's sum and mean: numbers only, as they stand in the selected cells of any shape.
+void TestTableModelSelection::sumAndMean_data() {
+    QTest::addColumn<QStringList>("lines");
+    QTest::addColumn<RangeVector>("ranges");
+    QTest::addColumn<QString>("expected");
+    const QStringList mixed{"a,b,c", "1,x,2.5", "-4,,1e2", "$3,7 €,9"};
+    QTest::newRow("one column") << mixed << RangeVector{colRange(0)} << "Sum: 0      Mean: 0";
+    QTest::newRow("a block, words and blanks left out")
+        << mixed << RangeVector{table(1, 0, 2, 2)} << "Sum: 99.5      Mean: 24.875";
+    QTest::newRow("currency marks") << mixed << RangeVector{cell(3, 0), cell(3, 1)} << "Sum: 10      Mean: 5";
+    QTest::newRow("scattered cells") << mixed << RangeVector{cell(1, 2), cell(3, 2)}
+                                     << "Sum: 11.5      Mean: 5.75";
+    QTest::newRow("words only") << mixed << RangeVector{rowRange(0)} << "Sum: -      Mean: -";
+    QTest::newRow("a row with a cell excluded") << mixed << RangeVector{[] {
+        Range r = rowRange(1);
+        r.excludedCols = {0};
+        return r;
+    }()} << "Sum: 2.5      Mean: 2.5";
+    QTest::newRow("no rounding noise")
+        << QStringList{"0.1", "0.2"} << RangeVector{colRange(0)} << "Sum: 0.3      Mean: 0.15";
+}
+
+void TestTableModelSelection::sumAndMean() {
+    QFETCH(QStringList, lines);
+    QFETCH(RangeVector, ranges);
+    QFETCH(QString, expected);
+    LoadedModel m = load(lines);
+    ranges.front().isMainCell = true;
+    m->setSelection(ranges, true);
+    QCOMPARE(m->getSelectionSumMeanStr(), expected);
+}
+
+// Read a slice at a time, with the table changing meanwhile, the reading never goes past the
+// table, and read through it ends where one pass does.
+void TestTableModelSelection::sumAndMeanInSlices() {
+    QStringList lines;
+    for (int r = 0; r < 3000; ++r)
+        lines << QStringLiteral("%1,w,%2").arg(r).arg(r % 7 == 0 ? QStringLiteral("x")
+                                                                 : QString::number(r * 0.5));
+    LoadedModel m = load(lines);
+    Range all = table(0, 0);
+    all.isMainCell = true;
+    m->setSelection(all);
+    SelectionStats stats;
+    m->beginSelectionStats(stats);
+    int slices = 0;
+    while (!m->continueSelectionStats(stats, 0))
+        ++slices;
+    QVERIFY(slices > 10); // a budget of nothing still reads a few hundred cells a slice
+    QCOMPARE(TableModel::selectionStatsText(stats), m->getSelectionSumMeanStr());
+
+    m->beginSelectionStats(stats);
+    m->continueSelectionStats(stats, 0);
+    m->getTableData().removeRowsRaw(10, 2990);
+    while (!m->continueSelectionStats(stats, 0)) {
+    }
+    QVERIFY(stats.count > 0);
 }
 
 QTEST_MAIN(TestTableModelSelection)

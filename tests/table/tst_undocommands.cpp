@@ -346,6 +346,10 @@ private slots:
     void moveRowsAbsolute();
     void lineCommandsForward_data();
     void lineCommandsForward();
+    void duplicatingManyRowsTakesOnePass();
+    void duplicateCellContentsOfWholeLines_data();
+    void duplicateCellContentsOfWholeLines();
+    void duplicateCellContentsOfALargeTable();
     void duplicateCellContentsExtendsSelection();
     void transposeTurnsSelection();
     void removeEmptyAtEndKeepsConcealment();
@@ -559,6 +563,100 @@ void TestUndoCommands::lineCommandsForward() {
     stack.undo();
     QCOMPARE(column(*model, 0, 6).join(QString()), QStringLiteral("012345"));
     QCOMPARE(model->rowCountRaw(), 6);
+}
+
+// Duplicating every row of a large table, and undoing it, moves the table once, not once per
+// row: a whole column selected and Ctrl+Alt+R took minutes on a few hundred thousand rows.
+void TestUndoCommands::duplicatingManyRowsTakesOnePass() {
+    QStringList lines;
+    const int rows = 60000;
+    for (int r = 0; r < rows; ++r)
+        lines << QStringLiteral("%1,x").arg(r);
+    LoadedModel model = load(lines);
+    model->getTableData().concealRawRows({7, 8}); // hidden rows keep their place and stay hidden
+    std::vector<int> all;
+    for (int r = 0; r < model->rowCountModel(); ++r)
+        all.push_back(r);
+    QUndoStack stack;
+    QElapsedTimer clock;
+    clock.start();
+    stack.push(new DuplicateRowsCommand(&*model, all, 1, true));
+    const qint64 redoMs = clock.restart();
+    QCOMPARE(model->rowCountRaw(), 2 * rows - 2);
+    QCOMPARE(column(*model, 0, 8).join(QLatin1Char(' ')), QStringLiteral("0 0 1 1 2 2 3 3"));
+    QCOMPARE(model->getTableData().getValueModel(13, 0).toString(), QStringLiteral("6"));
+    QCOMPARE(model->getTableData().getValueModel(14, 0).toString(), QStringLiteral("9"));
+    QCOMPARE(model->getTableData().getValueRaw(13, 0).toString(), QStringLiteral("7"));
+    QCOMPARE(model->getTableData().getValueRaw(14, 0).toString(), QStringLiteral("8"));
+    stack.undo();
+    const qint64 undoMs = clock.elapsed();
+    QCOMPARE(model->rowCountRaw(), rows);
+    QCOMPARE(model->rowCountModel(), rows - 2);
+    QCOMPARE(column(*model, 0, 8).join(QLatin1Char(' ')), QStringLiteral("0 1 2 3 4 5 6 9"));
+    QCOMPARE(model->getTableData().getValueRaw(rows - 1, 0).toString(), QString::number(rows - 1));
+    QVERIFY2(redoMs < 1500 && undoMs < 1500,
+             qPrintable(QStringLiteral("%1 / %2 ms").arg(redoMs).arg(undoMs)));
+}
+
+// Ctrl+Alt+arrows over whole rows, columns and blocks copy the same edge cells as over the
+// same cells picked one by one, and a whole large table takes no longer than its edge.
+void TestUndoCommands::duplicateCellContentsOfWholeLines_data() {
+    QTest::addColumn<RangeVector>("ranges");
+    QTest::addColumn<int>("direction");
+    for (int d = 0; d < 4; ++d) {
+        const QByteArray name = QByteArray("direction ") + QByteArray::number(d);
+        QTest::newRow(name + ", whole table") << RangeVector{table(0, 0)} << d;
+        QTest::newRow(name + ", block") << RangeVector{table(1, 1, 3, 2)} << d;
+        QTest::newRow(name + ", column") << RangeVector{colRange(1)} << d;
+        QTest::newRow(name + ", row") << RangeVector{rowRange(2)} << d;
+        QTest::newRow(name + ", row and cell") << RangeVector{rowRange(3), cell(0, 4)} << d;
+    }
+}
+
+void TestUndoCommands::duplicateCellContentsOfWholeLines() {
+    QFETCH(RangeVector, ranges);
+    QFETCH(int, direction);
+    const QStringList lines = gridLines(5, 4);
+    LoadedModel whole = load(lines);
+    LoadedModel picked = load(lines);
+    RangeVector cells;
+    whole->getCellOnlyRangeVector(cells, ranges);
+    auto* wholeCommand = new DuplicateCellContentsCommand(&*whole, ranges, static_cast<Direction>(direction));
+    auto* pickedCommand =
+        new DuplicateCellContentsCommand(&*picked, cells, static_cast<Direction>(direction));
+    QCOMPARE(wholeCommand->isValid, pickedCommand->isValid);
+    if (!wholeCommand->isValid) {
+        delete wholeCommand;
+        delete pickedCommand;
+        return;
+    }
+    QUndoStack wholeStack;
+    QUndoStack pickedStack;
+    wholeStack.push(wholeCommand);
+    pickedStack.push(pickedCommand);
+    QCOMPARE(whole->rowCountRaw(), picked->rowCountRaw());
+    QCOMPARE(whole->columnCountRaw(), picked->columnCountRaw());
+    for (int c = 0; c < whole->columnCountRaw(); ++c)
+        QCOMPARE(column(*whole, c, whole->rowCountRaw()), column(*picked, c, picked->rowCountRaw()));
+    wholeStack.undo();
+    QCOMPARE(whole->rowCountRaw(), 5);
+    QCOMPARE(whole->columnCountRaw(), 4);
+    QCOMPARE(column(*whole, 3, 5), (QStringList{"r0c3", "r1c3", "r2c3", "r3c3", "r4c3"}));
+}
+
+void TestUndoCommands::duplicateCellContentsOfALargeTable() {
+    QStringList big;
+    for (int r = 0; r < 300000; ++r)
+        big << QStringLiteral("%1,x,y").arg(r);
+    LoadedModel large = load(big);
+    QElapsedTimer clock;
+    clock.start();
+    QUndoStack stack;
+    stack.push(new DuplicateCellContentsCommand(&*large, RangeVector{table(0, 0)}, Direction::Down));
+    QVERIFY2(clock.elapsed() < 1000, qPrintable(QStringLiteral("%1 ms").arg(clock.elapsed())));
+    QCOMPARE(large->rowCountRaw(), 300001);
+    QCOMPARE(large->getTableData().getValueModel(300000, 0).toString(), QStringLiteral("299999"));
+    QCOMPARE(large->getTableData().getValueModel(300000, 2).toString(), QStringLiteral("y"));
 }
 
 void TestUndoCommands::duplicateCellContentsExtendsSelection() {

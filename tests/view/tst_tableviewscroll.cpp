@@ -24,6 +24,8 @@ private slots:
     void wheelSteps();
     void scrollToCellRanges_data();
     void scrollToCellRanges();
+    void extendingFollowsTheMovingEdge_data();
+    void extendingFollowsTheMovingEdge();
     void autoFitSamplingRows_data();
     void autoFitSamplingRows();
     void autoFitSamplingCols_data();
@@ -178,6 +180,55 @@ void TestTableViewScroll::scrollToCellRanges() {
     // The row is whole on screen under the frozen rows.
     QVERIFY(t.view->rowViewportPosition(r) >= fh);
     QVERIFY(t.view->rowViewportPosition(r) + header->sectionSize(r) <= vh);
+}
+
+// Shift+arrows and Ctrl+Shift+arrows keep the edge of the selection that moves in sight, the
+// far end while the selection grows and the near one while it shrinks back.
+void TestTableViewScroll::extendingFollowsTheMovingEdge_data() {
+    QTest::addColumn<int>("startRow");
+    QTest::addColumn<int>("startCol");
+    QTest::addColumn<QString>("keys"); // d u l r: one step; D U R: a block
+    QTest::addColumn<int>("edgeRow");
+    QTest::addColumn<int>("edgeCol");
+    QTest::newRow("down past the screen") << 5 << 0 << QString(30, QLatin1Char('d')) << 35 << 0;
+    QTest::newRow("down, then back up")
+        << 5 << 0 << QString(40, QLatin1Char('d')) + QString(25, QLatin1Char('u')) << 20 << 0;
+    QTest::newRow("up from the bottom") << 480 << 0 << QString(30, QLatin1Char('u')) << 450 << 0;
+    QTest::newRow("a block down") << 1 << 0 << QStringLiteral("D") << 499 << 0;
+    QTest::newRow("a block down and one back") << 1 << 0 << QStringLiteral("Du") << 498 << 0;
+    QTest::newRow("right past the screen") << 3 << 0 << QString(25, QLatin1Char('r')) << 3 << 25;
+    QTest::newRow("a block right") << 3 << 0 << QStringLiteral("R") << 3 << 59;
+}
+
+void TestTableViewScroll::extendingFollowsTheMovingEdge() {
+    QFETCH(int, startRow);
+    QFETCH(int, startCol);
+    QFETCH(QString, keys);
+    QFETCH(int, edgeRow);
+    QFETCH(int, edgeCol);
+    ShownTable t = makeTable({}, 600, 400, 500, 60);
+    t.view->setSnapToRow(false);
+    t.view->moveSelectionAbsolute(startRow, startCol);
+    for (const QChar key : keys) {
+        const char k = key.toLatin1();
+        const bool block = QChar(key).isUpper();
+        const Direction direction = k == 'd' || k == 'D'   ? Direction::Down
+                                    : k == 'u' || k == 'U' ? Direction::Up
+                                    : k == 'l' || k == 'L' ? Direction::Left
+                                                           : Direction::Right;
+        t.view->extendSelection(direction, block);
+    }
+    // The selection reached the edge, and the main cell stayed where it began.
+    const TableModel* m = t.view->tableModel();
+    QCOMPARE(m->getMainCell().row, startRow);
+    QCOMPARE(m->getMainCell().col, startCol);
+    QVERIFY(m->cellInSelection(edgeRow, edgeCol));
+    const int y = t.view->rowViewportPosition(edgeRow);
+    const int x = t.view->columnViewportPosition(edgeCol);
+    QVERIFY2(y >= t.view->frozenHeight() && y + t.view->rowHeight(edgeRow) <= t.view->viewport()->height(),
+             qPrintable(QStringLiteral("row %1 at %2").arg(edgeRow).arg(y)));
+    QVERIFY2(x >= 0 && x + t.view->columnWidth(edgeCol) <= t.view->viewport()->width(),
+             qPrintable(QStringLiteral("column %1 at %2").arg(edgeCol).arg(x)));
 }
 
 void TestTableViewScroll::autoFitSamplingRows_data() {

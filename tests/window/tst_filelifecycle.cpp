@@ -17,6 +17,7 @@
 #include <QDir>
 #include <QFile>
 #include <QMimeData>
+#include <QPointer>
 #include <QProgressDialog>
 #include <QPushButton>
 #include <QScopeGuard>
@@ -550,6 +551,60 @@ private slots:
         // Asking made it the active table.
         if (!closed)
             QCOMPARE(window.getActiveFilepath(), a);
+    }
+
+    // Text typed into a cell that is still being edited, in its line editor or in the editor
+    // pane, is a change: closing the table or the window, or turning the table read-only, asks
+    // about it, and a save writes it.
+    void leavingAnEdit_data() {
+        QTest::addColumn<bool>("withPane");
+        QTest::addColumn<QString>("how");
+        QTest::addColumn<int>("answer");
+        QTest::addColumn<QByteArray>("onDisk");
+        QTest::newRow("line editor, close, save") << false << "close" << 0 << QByteArray("typed,2\n");
+        QTest::newRow("line editor, close, cancel") << false << "close" << 2 << QByteArray("1,2\n");
+        QTest::newRow("pane, close, save") << true << "close" << 0 << QByteArray("typed,2\n");
+        QTest::newRow("pane, window, save") << true << "window" << 0 << QByteArray("typed,2\n");
+        QTest::newRow("line editor, window, don't save") << false << "window" << 1 << QByteArray("1,2\n");
+        QTest::newRow("line editor, read-only, save") << false << "read-only" << 0 << QByteArray("typed,2\n");
+    }
+    void leavingAnEdit() {
+        QFETCH(bool, withPane);
+        QFETCH(QString, how);
+        QFETCH(int, answer);
+        QFETCH(QByteArray, onDisk);
+        const QString a = writeFile(path("a.csv"), "1,2\n");
+        auto* window = new MainWindow;
+        QPointer<MainWindow> alive(window);
+        const auto cleanup = qScopeGuard([&alive] { delete alive.data(); });
+        QVERIFY(window->openFiles({a}));
+        window->showEditorPane(withPane, false);
+        window->show();
+        window->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(window));
+        TableView* view = window->getActiveTable();
+        view->moveSelectionAbsolute(0, 0);
+        view->setFocus();
+        for (const char key : {'t', 'y', 'p', 'e', 'd'}) // the first key opens the editor
+            QTest::keyClick(QApplication::focusWidget(), key);
+        QVERIFY(view->isEditing());
+        QCOMPARE(view->getQuickEdit() == nullptr, withPane);
+
+        Answers answers;
+        answers.queue = {answer};
+        if (how == QStringLiteral("window"))
+            window->close();
+        else if (how == QStringLiteral("close"))
+            window->closeFile(view);
+        else
+            window->commandToggleReadOnly();
+        QCOMPARE(answers.texts(), QStringList{"Do you want to save changes to a.csv?"});
+        QCOMPARE(readFile(a), onDisk);
+        if (answer == 2) {
+            QCOMPARE(window->getTableView(a), view);
+            QVERIFY(!view->isEditing());
+            QCOMPARE(view->tableModel()->index(0, 0).data().toString(), QStringLiteral("typed"));
+        }
     }
 
     void dirtyReadOnlyTableClosesWithoutQuestion() {

@@ -1,8 +1,12 @@
 #include "window/mainwindow.h"
 
 #include "storage/editabledatacontainer.h"
+#include "table/tablemodel.h"
 #include "util/fileparameterutilities.h"
 #include "util/msgboxanswers.h"
+#include "view/tableview.h"
+#include "window/launcher.h"
+#include "window/paneview.h"
 
 #include <QFile>
 #include <QLocale>
@@ -10,6 +14,8 @@
 #include <QStringEncoder>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QUndoCommand>
+#include <QUndoStack>
 
 namespace {
 
@@ -305,6 +311,78 @@ private slots:
         QCOMPARE(closed, 1);
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         QVERIFY(guard.isNull());
+    }
+
+    // The sum and mean of the selection follow the selection and every edit of it; many cells
+    // are read a slice at a time while the label says so; a read-only table shows none.
+    void statusBarSumAndMean() {
+        QByteArray rows;
+        for (int r = 1; r <= 6000; ++r)
+            rows += QByteArray::number(r) + ",x\n";
+        const QString path = writeFile(dir, QStringLiteral("sums.csv"), rows);
+        MainWindow window;
+        QVERIFY(window.openFiles({path}));
+        TableView* view = window.getActiveTable();
+        TableModel* model = view->tableModel();
+        QCOMPARE(window.getStatsLabelText(), QStringLiteral("Sum: 1      Mean: 1"));
+
+        Range block(RangeType::Table, RangeIndexType::Model);
+        block.row = 0;
+        block.col = 0;
+        block.endRow = 3;
+        block.endCol = 1;
+        block.isMainCell = true;
+        model->setSelection(block);
+        QCOMPARE(window.getStatsLabelText(), QStringLiteral("Sum: 10      Mean: 2.5"));
+        model->setData(model->index(1, 1), QStringLiteral("30"));
+        view->undoStack()->push(new QUndoCommand); // edits reach the label through the undo stack
+        QTRY_COMPARE(window.getStatsLabelText(), QStringLiteral("Sum: 40      Mean: 8"));
+
+        Range column(0, RangeType::Col, RangeIndexType::Model);
+        column.isMainCell = true;
+        model->setSelection(column);
+        QCOMPARE(window.getStatsLabelText(), QStringLiteral("Sum: ...    Mean: ..."));
+        QTRY_COMPARE(window.getStatsLabelText(), QStringLiteral("Sum: 18,003,000      Mean: 3,000.5"));
+
+        // A selection that changes before the reading ends is read afresh.
+        model->setSelection(column);
+        model->setSelection(block);
+        QCOMPARE(window.getStatsLabelText(), QStringLiteral("Sum: 40      Mean: 8"));
+        QTest::qWait(50);
+        QCOMPARE(window.getStatsLabelText(), QStringLiteral("Sum: 40      Mean: 8"));
+
+        MsgBoxAnswers answers;
+        answers.queue = {1}; // Don't Save
+        window.commandToggleReadOnly();
+        QTRY_VERIFY(view->isReadOnly() && !view->isLoading());
+        window.updateStatusBar();
+        QCOMPARE(window.getStatsLabelText(), QStringLiteral("Sum: -      Mean: -"));
+    }
+
+    // The table size prompts take no more than a million empty lines: two billion used to hold
+    // the window for minutes and take gigabytes; the answer comes back to be put right.
+    void tableSizePromptsHaveAnUpperBound() {
+        MainWindow window;
+        QVERIFY(window.commandSetMinimumNumberOfTableRows(QString()));
+        Launcher* launcher = window.getPaneView()->getLauncher();
+        QVERIFY(launcher);
+        QWidget* prompt = launcher->focusProxy();
+        QTest::keyClicks(prompt, QStringLiteral("2000000000"));
+        QTest::keyClick(prompt, Qt::Key_Return);
+        QTRY_VERIFY(window.getPaneView()->getLauncher() && window.getPaneView()->getLauncher() != launcher);
+        QCOMPARE(window.getSettings().getValueInt(MinTableRows), 50);
+        prompt = window.getPaneView()->getLauncher()->focusProxy();
+        QTest::keyClick(prompt, Qt::Key_A, Qt::ControlModifier);
+        QTest::keyClicks(prompt, QStringLiteral("1000000"));
+        QTest::keyClick(prompt, Qt::Key_Return);
+        QCOMPARE(window.getSettings().getValueInt(MinTableRows), 1000000);
+        QCOMPARE(window.getActiveTable()->tableModel()->rowCount(), 1000000);
+        // Back to the default, which the settings file keeps for the next tests.
+        QVERIFY(window.commandSetMinimumNumberOfTableRows(QString()));
+        prompt = window.getPaneView()->getLauncher()->focusProxy();
+        QTest::keyClicks(prompt, QStringLiteral("50"));
+        QTest::keyClick(prompt, Qt::Key_Return);
+        QCOMPARE(window.getSettings().getValueInt(MinTableRows), 50);
     }
 };
 

@@ -66,6 +66,7 @@ void SetEncodingCommand::redo() {
     oldRows.assign(static_cast<std::size_t>(std::max(count, 0)), {});
     for (int i = 0; i < count; ++i)
         readLineRaw(storageRows, i, oldRows[static_cast<std::size_t>(i)]);
+    oldRowFields = readRowFieldsAsRead();
     data.setEncoding(newEncoding, true);
     emit model->setEncodingSignal(newEncoding);
     notifyAllChanged();
@@ -78,8 +79,10 @@ void SetEncodingCommand::undo() {
     const Axis storageRows = data.isTransposed() ? Axis::Col : Axis::Row;
     for (std::size_t i = 0; i < oldRows.size(); ++i)
         writeLineRaw(storageRows, static_cast<int>(i), oldRows[i]);
+    restoreRowFieldsAsRead(oldRowFields);
     oldRows.clear();
     oldRows.shrink_to_fit();
+    oldRowFields.clear();
     emit model->setEncodingSignal(oldEncoding);
     notifyAllChanged();
     model->saveAfterEdit();

@@ -44,6 +44,7 @@ private:
     EncodingType oldEncoding;
     EncodingType newEncoding;
     std::vector<std::vector<std::vector<char>>> oldRows; // raw rows in storage order, set by redo
+    std::vector<int> oldRowFields;                       // their fields as read, set by redo
 };
 
 class SetParsingStandardCommand : public TableUndoCommand {

@@ -980,7 +980,8 @@ void TableData::setEncoding(EncodingType type, bool reencodeCells) {
                 if (!cell.empty())
                     cell = encodeCell(decodeCell(cell, oldEncoding, oldCodec), type, codec);
             }
-            dataContainer->setRow(r, row);
+            // The same fields in other bytes: a short row read from the file stays short on save.
+            dataContainer->setRowAsRead(r, row, dataContainer->rowFieldsAsRead(r));
         }
     }
     if (dataContainer)

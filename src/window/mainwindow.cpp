@@ -28,6 +28,7 @@
 #include <QSplitter>
 #include <QStatusBar>
 #include <QTimer>
+#include <QUndoStack>
 #include <QVBoxLayout>
 #include <QVariantAnimation>
 
@@ -107,6 +108,10 @@ void MainWindow::ensureTable() {
 }
 
 MainWindow::~MainWindow() {
+    // The tables go with the window's widgets, after this part of the window is gone, and their
+    // undo stacks signal on the way: nothing of this window may hear it.
+    for (TableView* view : findChildren<TableView*>())
+        disconnect(view->undoStack(), nullptr, this, nullptr);
     updateConfigFile();
     commands.clear();
     settings.clear();

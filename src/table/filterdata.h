@@ -3,6 +3,7 @@
 #include "table/range.h"
 
 #include <QRegularExpression>
+#include <QSet>
 #include <QString>
 
 #include <vector>
@@ -29,6 +30,11 @@ public:
     QString filterStr;
     // Alternatives of conditions of pieces.
     std::vector<std::vector<std::vector<ParsedFilterData>>> parsedList;
+    // For a case-sensitive filter, the alternatives that are a whole text and nothing else, looked
+    // up at once instead of tried one by one (a filter made of a column's cell texts can hold
+    // hundreds of thousands), and the indexes in parsedList of the alternatives left to try.
+    QSet<QString> wholeTexts;
+    std::vector<std::size_t> otherAlternatives;
     QRegularExpression regex;
     std::vector<int> exceptions; // raw indexes kept visible whatever the filter says
     bool caseSensitive = false;

@@ -56,10 +56,20 @@ QString restoreBackslashesAndSlashes(const QString& text) {
     return out;
 }
 
+// Whether a text can take a number form at all: every form has one of these signs.
+bool mayBeNumberForm(const QString& text) {
+    for (const QChar c : text)
+        if (c == u'<' || c == u'>' || c == u'-' || c == u'+')
+            return true;
+    return false;
+}
+
 } // namespace
 
 void FilterData::convertFilterStrToRegexList() {
     parsedList.clear();
+    wholeTexts.clear();
+    otherAlternatives.clear();
     isRegex = false;
     if (filterStr.startsWith(u'#')) {
         isRegex = true;
@@ -107,6 +117,8 @@ void FilterData::convertFilterStrToRegexList() {
                 ParsedFilterData piece;
                 piece.negate = negate;
                 for (const auto& [form, type] : numberForms()) {
+                    if (!mayBeNumberForm(text))
+                        break; // no form can match, and a long list of texts would try all eleven
                     const QRegularExpressionMatch match = form.match(text);
                     if (!match.hasMatch())
                         continue;
@@ -134,5 +146,14 @@ void FilterData::convertFilterStrToRegexList() {
                 pieces.push_back(std::move(piece));
             }
         }
+    }
+    for (std::size_t a = 0; a < parsedList.size(); ++a) {
+        const auto& conditions = parsedList[a];
+        // Alone, such a piece asks for the cell to equal its text (see TableModel::filterMatch).
+        if (caseSensitive && conditions.size() == 1 && conditions.front().size() == 1 &&
+            conditions.front().front().type == 0 && !conditions.front().front().negate)
+            wholeTexts.insert(conditions.front().front().value);
+        else
+            otherAlternatives.push_back(a);
     }
 }

@@ -156,8 +156,11 @@ bool TableModel::filterMatch(const FilterData& filter, const QString& cellText) 
                                              .match(cellText, 0, QRegularExpression::NormalMatch,
                                                     QRegularExpression::DontCheckSubjectStringMatchOption)
                                              .hasMatch();
+    if (filter.wholeTexts.contains(cellText))
+        return true;
     const Qt::CaseSensitivity cs = filter.caseSensitive ? Qt::CaseSensitive : Qt::CaseInsensitive;
-    for (const auto& conditions : filter.parsedList) {
+    for (const std::size_t alternative : filter.otherAlternatives) {
+        const auto& conditions = filter.parsedList[alternative];
         bool passed = true;
         for (const auto& pieces : conditions) {
             if (pieces.empty())

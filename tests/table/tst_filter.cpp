@@ -132,6 +132,7 @@ private slots:
     void numberStrings();
     void differentialAgainstReference();
     void escapedCellsMatchThemselvesOnly();
+    void filterOfManyCellTextsAppliesInOnePass();
 
     void columnFilterConcealsRowsButNotHeaders();
     void rowFilterConcealsColumns();
@@ -414,6 +415,31 @@ void TestFilter::escapedCellsMatchThemselvesOnly() {
         if (!model.filterMatch(filter, cell) || model.filterMatch(filter, other) != (other == cell))
             QFAIL(qPrintable(QStringLiteral("cell \"%1\" other \"%2\"").arg(cell, other)));
     }
+}
+
+void TestFilter::filterOfManyCellTextsAppliesInOnePass() {
+    // "Filter ... with Selected Cell Contents" on a whole column: as many alternatives as rows.
+    // Tried one by one that is rows x alternatives comparisons, which never ends at this size.
+    constexpr int rows = 200000;
+    QStringList lines{QStringLiteral("key")};
+    QStringList wanted;
+    for (int i = 0; i < rows; ++i) {
+        // Texts with the language's own signs, escaped as the command does.
+        lines << QStringLiteral("v-%1*").arg(i);
+        if (i % 3 == 0)
+            wanted << Utilities::applyEscapeCharsToFilterStr(lines.back());
+    }
+    wanted << QStringLiteral("*-7*"); // a pattern among the texts is still tried as a pattern
+    auto m = load(lines);
+    QElapsedTimer timer;
+    timer.start();
+    m->setAndApplyFilterList({makeFilter(wanted.join(u'|'), 0, true)});
+    const qint64 elapsed = timer.elapsed();
+    int expected = 0;
+    for (int i = 0; i < rows; ++i)
+        expected += i % 3 == 0 || QString::number(i).startsWith(u'7') ? 1 : 0;
+    QCOMPARE(m->rowCountModel() - 1, expected); // less the header row
+    QVERIFY2(elapsed < 3000, qPrintable(QStringLiteral("%1 ms").arg(elapsed)));
 }
 
 void TestFilter::columnFilterConcealsRowsButNotHeaders() {

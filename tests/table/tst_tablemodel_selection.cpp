@@ -131,8 +131,15 @@ void TestTableModelSelection::manyCellsOrderInTime() {
     }
     cells[cells.size() / 2].isMainCell = true;
     const Range main = cells[cells.size() / 2];
+    // The limit scales with a plain sort of the same members, timed in the same run, so a busy
+    // machine doesn't fail it; the old way took ten seconds or more.
     QElapsedTimer timer;
     timer.start();
+    RangeVector reference = cells;
+    std::stable_sort(reference.begin(), reference.end(), [](const Range& a, const Range& b) {
+        return a.row != b.row ? a.row < b.row : a.col < b.col;
+    });
+    const qint64 referenceElapsed = timer.restart();
     m->setSelection(cells, true);
     const qint64 elapsed = timer.elapsed();
     const RangeVector& s = m->getSelection();
@@ -144,7 +151,8 @@ void TestTableModelSelection::manyCellsOrderInTime() {
     QCOMPARE(m->getMainCell().row, main.row);
     QCOMPARE(m->getMainCell().col, main.col);
     QCOMPARE(std::count_if(s.begin(), s.end(), [](const Range& r) { return r.isMainCell; }), 1);
-    QVERIFY2(elapsed < 1500, qPrintable(QString::number(elapsed)));
+    QVERIFY2(elapsed < std::max<qint64>(1500, 4 * referenceElapsed),
+             qPrintable(QStringLiteral("%1 ms, a plain sort %2 ms").arg(elapsed).arg(referenceElapsed)));
 }
 
 void TestTableModelSelection::mainCellFlagsInLineAndTableMembers() {

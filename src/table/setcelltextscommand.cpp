@@ -224,10 +224,7 @@ void SetCellTextsCommand::write(bool old) {
     }
     const auto at = [this](std::size_t i) { return positionOf(i); };
     const auto text = [&texts](std::size_t i) { return texts.at(i); };
-    if (rawPositions)
-        model->writeCellTextsRaw(count, at, text);
-    else
-        model->writeCellTexts(count, at, text);
+    model->writeCellTexts(count, at, text, rawPositions);
 }
 
 void SetCellTextsCommand::redo() {

@@ -542,11 +542,9 @@ public:
     bool readCellsOnWorker(const std::function<bool(TableModelWorker&)>& job, bool useThread);
     // Writes `count` texts, text i at model cell at(i), as populateModel does for cells, without
     // a value object per cell: the undo steps of the transformations write a million at once.
+    // With `atRawCells`, at(i) is a raw cell, and cells of hidden rows and columns are written too.
     void writeCellTexts(std::size_t count, const std::function<std::pair<int, int>(std::size_t)>& at,
-                        const std::function<QString(std::size_t)>& text);
-    // The same with at(i) a raw cell: cells of hidden rows and columns are written too.
-    void writeCellTextsRaw(std::size_t count, const std::function<std::pair<int, int>(std::size_t)>& at,
-                           const std::function<QString(std::size_t)>& text);
+                        const std::function<QString(std::size_t)>& text, bool atRawCells = false);
 
 public slots:
     void onLoadFinished();

@@ -10,16 +10,22 @@ bool TableModel::readCellsOnWorker(const std::function<bool(TableModelWorker&)>&
 }
 
 void TableModel::writeCellTexts(std::size_t count, const std::function<std::pair<int, int>(std::size_t)>& at,
-                                const std::function<QString(std::size_t)>& text) {
+                                const std::function<QString(std::size_t)>& text, bool atRawCells) {
     if (readOnly || count == 0)
         return;
+    // What shows of the cells: for raw cells the model lines nearest to each, so that the grid
+    // grows to hold a cell written past the end and the view repaints what it shows.
     int top = INT_MAX, left = INT_MAX, bottom = -1, right = -1;
     for (std::size_t i = 0; i < count; ++i) {
-        const auto [r, c] = at(i);
-        top = std::min(top, r);
-        left = std::min(left, c);
-        bottom = std::max(bottom, r);
-        right = std::max(right, c);
+        auto [row, col] = at(i);
+        if (atRawCells) {
+            row = tableData.getModelFromRawRow(row, true);
+            col = tableData.getModelFromRawCol(col, true);
+        }
+        top = std::min(top, row);
+        left = std::min(left, col);
+        bottom = std::max(bottom, row);
+        right = std::max(right, col);
     }
     if (top < 0 || left < 0)
         return;
@@ -32,46 +38,10 @@ void TableModel::writeCellTexts(std::size_t count, const std::function<std::pair
             if (write.isOn() && i % 4096 == 0)
                 write.report(qint64(i), qint64(count));
             const auto [r, c] = at(i);
-            tableData.setValueModel(r, c, text(i));
-        }
-    }
-    --sizeRuleHold;
-    bottom = std::min(bottom, rowCountView - 1);
-    right = std::min(right, colCountView - 1);
-    if (top <= bottom && left <= right)
-        emit dataChanged(index(top, left), index(bottom, right));
-    enforceTableSize();
-    emit newDataCommittedSignal();
-}
-
-void TableModel::writeCellTextsRaw(std::size_t count,
-                                   const std::function<std::pair<int, int>(std::size_t)>& at,
-                                   const std::function<QString(std::size_t)>& text) {
-    if (readOnly || count == 0)
-        return;
-    // What shows of the cells: the model lines nearest to each, so that the grid grows to hold
-    // a cell written past the end and the view repaints what it shows.
-    int top = INT_MAX, left = INT_MAX, bottom = -1, right = -1;
-    for (std::size_t i = 0; i < count; ++i) {
-        const auto [r, c] = at(i);
-        const int row = tableData.getModelFromRawRow(r, true);
-        const int col = tableData.getModelFromRawCol(c, true);
-        top = std::min(top, row);
-        left = std::min(left, col);
-        bottom = std::max(bottom, row);
-        right = std::max(right, col);
-    }
-    if (top < 0 || left < 0)
-        return;
-    growViewTo(bottom + 1, right + 1);
-    ++sizeRuleHold;
-    {
-        const LongWrite write(*this, qint64(count) * kCellAloneWeight);
-        for (std::size_t i = 0; i < count; ++i) {
-            if (write.isOn() && i % 4096 == 0)
-                write.report(qint64(i), qint64(count));
-            const auto [r, c] = at(i);
-            tableData.setValueRaw(r, c, text(i));
+            if (atRawCells)
+                tableData.setValueRaw(r, c, text(i));
+            else
+                tableData.setValueModel(r, c, text(i));
         }
     }
     --sizeRuleHold;

@@ -35,6 +35,10 @@ UniqueValuesWidget::UniqueValuesWidget(TableModel* model, const Settings& settin
                                             [this](int row, int col) { return cellFraction(row, col); });
     connect(view->horizontalHeader(), &QHeaderView::sectionDoubleClicked, this,
             &UniqueValuesWidget::onHorizontalSectionDoubleClicked);
+    // A click on a title sorts (with its double click) rather than selecting every value,
+    // which Filter would then take as the user's pick.
+    disconnect(view->horizontalHeader(), &QHeaderView::sectionPressed, view, nullptr);
+    disconnect(view->horizontalHeader(), &QHeaderView::sectionEntered, view, nullptr);
 }
 
 UniqueValuesWidget::UniqueValuesWidget(TableModel* model, ColumnRangeType range, const Settings& settings,

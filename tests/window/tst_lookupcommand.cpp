@@ -6,6 +6,7 @@
 #include "window/commands.h"
 #include "window/launcher.h"
 #include "window/mainwindow.h"
+#include "window/optionlistwidget.h"
 #include "window/paneview.h"
 #include "window/prevoptionwidget.h"
 #include "window/windowtesthelpers.h"
@@ -105,6 +106,31 @@ private slots:
         run(QStringLiteral("Undo"));
         QCOMPARE(cells(dest), before);
         QCOMPARE(selection(dest), selectionBefore);
+    }
+
+    // A read-only table is read from but never offered to be written to.
+    void readOnlySource() {
+        const QString people = write(QStringLiteral("people.csv"), "id,name\n1,ann\n2,bob\n");
+        const QString orders = write(QStringLiteral("orders.csv"), "order,customer\nA,2\n");
+        TableView* source = window->addTableEditorFromFile(people, true, false);
+        QVERIFY(source && source->isReadOnly());
+        window->openFile(orders);
+        TableView* dest = window->getActiveTable();
+        QVERIFY(dest != source);
+        run(QStringLiteral("Column Lookup"));
+        answer(QStringLiteral("Select the File to Look Up Data From:"), QStringLiteral("people"));
+        QCOMPARE(window->getActiveTable(), source);
+        answer(QStringLiteral("Enter the Source Key Column:"), QStringLiteral("0"));
+        answer(QStringLiteral("Enter the Source Value Column(s):"), QStringLiteral("1"));
+        Launcher* launcher = window->getLauncher();
+        QVERIFY(launcher && launcher->getOptionList());
+        QCOMPARE(launcher->getOptionList()->getNumVisibleOptions(), 1); // "(Current file)" only
+        answer(QStringLiteral("Select the File to Write Data To:"), QString());
+        answer(QStringLiteral("Enter the Destination Key Column:"), QStringLiteral("1"));
+        answer(QStringLiteral("Enter the Destination Value Column:"), QString());
+        answer(QStringLiteral("Do you want to insert new columns or overwrite existing columns?"),
+               QStringLiteral("insert"));
+        QCOMPARE(cells(dest).mid(0, 2), (QStringList{"order,customer,name", "A,2,bob"}));
     }
 
     // Within one file, over an existing column; a key answer that names no column ends the chain

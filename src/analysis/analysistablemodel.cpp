@@ -102,6 +102,14 @@ void AnalysisTableModel::setTextRow(int row, bool text) {
     textRows[std::size_t(row)] = text;
 }
 
+void AnalysisTableModel::setTextColumn(int col, bool text) {
+    if (col < 0)
+        return;
+    if (std::size_t(col) >= textCols.size())
+        textCols.resize(std::size_t(col) + 1, false);
+    textCols[std::size_t(col)] = text;
+}
+
 void AnalysisTableModel::clear() {
     beginResetModel();
     rows = cols = 0;
@@ -147,6 +155,8 @@ QVariant AnalysisTableModel::data(const QModelIndex& index, int role) const {
     }
     case Qt::TextAlignmentRole: {
         const bool text = std::size_t(index.row()) < textRows.size() && textRows[std::size_t(index.row())];
+        if (std::size_t(index.column()) < textCols.size() && textCols[std::size_t(index.column())])
+            return QVariant::fromValue(Qt::Alignment(Qt::AlignLeft | Qt::AlignVCenter));
         // Numbers line up at their last digit; titles and names sit in the middle.
         return QVariant::fromValue(text || fractionAt(index.row(), index.column()) >= 0
                                        ? Qt::Alignment(Qt::AlignCenter)

@@ -33,6 +33,8 @@ public:
     void setColumnSelectable(int col, bool selectable);
     // Rows whose cells hold text rather than numbers: centred instead of right-aligned.
     void setTextRow(int row, bool text);
+    // Columns whose cells hold text (the values of a column): left-aligned.
+    void setTextColumn(int col, bool text);
     void clear();
     // After cells were set with the model's signals blocked: one change for all of them.
     void refreshAll();
@@ -64,4 +66,5 @@ private:
     QList<QString> colLabels;
     std::vector<bool> unselectableCols;
     std::vector<bool> textRows;
+    std::vector<bool> textCols;
 };

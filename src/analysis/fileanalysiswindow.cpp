@@ -2,6 +2,7 @@
 
 #include "analysis/columnanalysiswidget.h"
 #include "analysis/statisticswidget.h"
+#include "analysis/uniquevalueswidget.h"
 
 #include <QCloseEvent>
 #include <QKeyEvent>
@@ -12,12 +13,14 @@ FileAnalysisWindow::FileAnalysisWindow(TableModel* model, const QString& tableNa
                                        QWidget* parent)
     : QWidget(parent, Qt::Window), tabs(new QTabWidget(this)),
       statisticsWidget(new StatisticsWidget(model, settings, tabs)),
-      columnAnalysisWidget(new ColumnAnalysisWidget(model, settings, tabs)), currentTableName(tableName) {
+      columnAnalysisWidget(new ColumnAnalysisWidget(model, settings, tabs)),
+      uniqueValuesWidget(new UniqueValuesWidget(model, settings, tabs)), currentTableName(tableName) {
     setObjectName(QStringLiteral("fileAnalysisWindow"));
     setWindowTitle(tr("File Analysis"));
     // Later tools come as further tabs in this order.
     tabs->addTab(statisticsWidget, tr("Statistics"));
     tabs->addTab(columnAnalysisWidget, tr("Column Analysis"));
+    tabs->addTab(uniqueValuesWidget, tr("Unique Values"));
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(4, 4, 4, 4);
     layout->addWidget(tabs);
@@ -31,11 +34,17 @@ FileAnalysisWindow::FileAnalysisWindow(TableModel* model, const QString& tableNa
             &FileAnalysisWindow::onHideColsWithNoDataToggled);
     connect(statisticsWidget, &AnalysisTab::computedSignal, this, &FileAnalysisWindow::onComputed);
     connect(columnAnalysisWidget, &AnalysisTab::computedSignal, this, &FileAnalysisWindow::onComputed);
+    connect(uniqueValuesWidget, &UniqueValuesWidget::thousandsSeparatorsToggledSignal, this,
+            &FileAnalysisWindow::onUseThousandsSeparatedToggled);
+    connect(uniqueValuesWidget, &UniqueValuesWidget::excludeEmptyCellsToggledSignal, this,
+            &FileAnalysisWindow::onExcludeEmptyCellsToggled);
+    connect(uniqueValuesWidget, &AnalysisTab::computedSignal, this, &FileAnalysisWindow::onComputed);
 }
 
 void FileAnalysisWindow::setTableModel(TableModel* model, const QString& tableName) {
     statisticsWidget->setTableModel(model);
     columnAnalysisWidget->setTableModel(model);
+    uniqueValuesWidget->setTableModel(model);
     currentTableName = tableName;
 }
 
@@ -46,11 +55,18 @@ void FileAnalysisWindow::openTab(Tab tab) {
 void FileAnalysisWindow::propagateSettings(const Settings& settings) {
     statisticsWidget->propagateSettings(settings);
     columnAnalysisWidget->propagateSettings(settings);
+    uniqueValuesWidget->propagateSettings(settings);
 }
 
 void FileAnalysisWindow::setUseThousandsSeparators(bool on) {
     statisticsWidget->setUseThousandsSeparators(on);
     columnAnalysisWidget->setUseThousandsSeparators(on);
+    uniqueValuesWidget->setUseThousandsSeparators(on);
+}
+
+void FileAnalysisWindow::setExcludeEmptyCells(bool on) {
+    excludeEmptyCells = on;
+    uniqueValuesWidget->setExcludeEmptyCells(on);
 }
 
 void FileAnalysisWindow::setHideColsWithNoData(bool on) {
@@ -58,7 +74,7 @@ void FileAnalysisWindow::setHideColsWithNoData(bool on) {
 }
 
 bool FileAnalysisWindow::isBusy() const {
-    return statisticsWidget->isBusy() || columnAnalysisWidget->isBusy();
+    return statisticsWidget->isBusy() || columnAnalysisWidget->isBusy() || uniqueValuesWidget->isBusy();
 }
 
 void FileAnalysisWindow::onUseThousandsSeparatedToggled(bool on) {
@@ -72,7 +88,7 @@ void FileAnalysisWindow::onHideColsWithNoDataToggled(bool on) {
 }
 
 void FileAnalysisWindow::onExcludeEmptyCellsToggled(bool on) {
-    excludeEmptyCells = on;
+    setExcludeEmptyCells(on);
     emit excludeEmptyCellsToggledSignal(on);
 }
 

@@ -8,6 +8,7 @@ class QTabWidget;
 class Settings;
 class StatisticsWidget;
 class TableModel;
+class UniqueValuesWidget;
 
 // The tool window of the analysis tabs over the active table. It stays open beside the main
 // window; each tab reads the table when told to and keeps its results until the next time.
@@ -18,6 +19,7 @@ public:
     enum Tab {
         StatisticsTab = 0,
         ColumnAnalysisTab = 1,
+        UniqueValuesTab = 2,
     };
 
     FileAnalysisWindow(TableModel* model, const QString& tableName, const Settings& settings,
@@ -29,11 +31,12 @@ public:
     void propagateSettings(const Settings& settings);
     void setUseThousandsSeparators(bool on);
     void setHideColsWithNoData(bool on);
-    void setExcludeEmptyCells(bool on) { excludeEmptyCells = on; }
+    void setExcludeEmptyCells(bool on);
     bool getExcludeEmptyCells() const { return excludeEmptyCells; }
 
     StatisticsWidget* getStatisticsWidget() const { return statisticsWidget; }
     ColumnAnalysisWidget* getColumnAnalysisWidget() const { return columnAnalysisWidget; }
+    UniqueValuesWidget* getUniqueValuesWidget() const { return uniqueValuesWidget; }
     bool isBusy() const;
 
 public slots:
@@ -57,6 +60,7 @@ private:
     QTabWidget* tabs;
     StatisticsWidget* statisticsWidget;
     ColumnAnalysisWidget* columnAnalysisWidget;
+    UniqueValuesWidget* uniqueValuesWidget;
     QString currentTableName;
     bool excludeEmptyCells = false;
 };

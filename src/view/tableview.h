@@ -411,6 +411,11 @@ public:
     // the top or left, or more than a million lines past the data.
     bool duplicateCellContentsTo(int row, int col);
     bool setCellValues(const RangeVector& cells);
+    // Copies the values of `source`'s value columns into this table's rows whose key matches,
+    // from `destValueCol` on, into new columns or over existing ones: one undo step (in
+    // tableview_lookup.cpp). Columns are model columns of their tables.
+    bool columnLookup(TableModel* source, int keyCol, std::vector<int> valueCols, int destKeyCol,
+                      int destValueCol, bool insertNewCols, QString mismatchValue);
     bool transposeTable();
     bool setDelimiterForFileSave(const QString& delimiter);
     bool setLineEndingForFileSave(LineEndingType lineEnding);

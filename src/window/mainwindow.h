@@ -46,6 +46,10 @@ class TableView;
 class TutorialWindow;
 struct OptionData;
 
+// Which column prompt of the column lookup a column answer belongs to: each has its own default
+// for an empty answer.
+enum class LookupColStep { SourceKey, SourceValues, DestKey, DestValue };
+
 // One top-level window of the program: the pane of open tables, the places of the side bar,
 // the metadata pane and the find area, the status bar, and every path by which a file becomes
 // a table and a table goes back to a file.
@@ -493,6 +497,38 @@ public slots:
     bool commandStatisticsSelectedCellsByColumns(const QString& path = QString());
     bool commandColumnAnalysisSelectedColumns(const QString& path = QString());
     bool commandColumnAnalysisAllColumns(const QString& path = QString());
+    // The values of the main cell's column in the "Unique Values" tab; the second puts the focus
+    // in their list, for values to be selected and filtered in or out.
+    bool commandUniqueValuesSelectedColumn(const QString& path = QString());
+    bool commandSelectValuesInSelectedColumnToFilter(const QString& path = QString());
+
+    // Column lookup (mainwindow_prompts_lookup.cpp): a chain of seven prompts, source table,
+    // its key and value columns, destination table, its key and first value column, new or
+    // existing columns; then one undo step on the destination.
+    bool commandColumnLookup(const QString& path = QString());
+    void lookupClearVariables();
+    void onColumnLookupFromFilePrompt();
+    void onColumnLookupFromFilePromptReceived(const QString& response);
+    void onColumnLookupFromKeyColPrompt();
+    void onColumnLookupFromKeyColPromptEdited(const QString& text);
+    void onColumnLookupFromKeyColPromptReceived(const QString& response);
+    void onColumnLookupFromValueColsPrompt();
+    void onColumnLookupFromValueColsPromptEdited(const QString& text);
+    void onColumnLookupFromValueColsPromptReceived(const QString& response);
+    void onColumnLookupToFilePrompt();
+    void onColumnLookupToFilePromptReceived(const QString& response);
+    void onColumnLookupToKeyColPrompt();
+    void onColumnLookupToKeyColPromptEdited(const QString& text);
+    void onColumnLookupToKeyColPromptReceived(const QString& response);
+    void onColumnLookupToValueColPrompt();
+    void onColumnLookupToValueColPromptEdited(const QString& text);
+    void onColumnLookupToValueColPromptReceived(const QString& response);
+    void onColumnLookupInsertNewColsPrompt();
+    void onColumnLookupInsertNewColsPromptReceived(const QString& response);
+    void performColumnLookup();
+    // Highlights the columns `text` names in `view` and returns them (user indexes), the
+    // feedback line set; `step` tells the prompt's default for an empty text.
+    std::vector<int> highlightColFromString(const QString& text, TableView* view, LookupColStep step);
 
     // Launcher and prompts (mainwindow_launcher.cpp, mainwindow_prompts_<menu>.cpp).
     bool commandCommandLauncher(const QString& path = QString());
@@ -812,6 +848,28 @@ private:
     DuplicateResult tryDuplicateFile(const QString& path, const QString& newName);
     // The active table, made active for `path` and ready for a transformation.
     TableView* tableForTransform(const QString& path);
+    // The answers of the column lookup's chain so far.
+    QPointer<TableView> lookupStartTable;
+    QPointer<TableView> lookupSourceTable;
+    QPointer<TableView> lookupDestTable;
+    int lookupSourceKeyCol = 0;
+    std::vector<int> lookupSourceValueCols;
+    QString lookupSourceValueColsText;
+    int lookupDestKeyCol = 0;
+    int lookupDestValueCol = 0;
+    bool lookupInsertNewCols = false;
+    QString lookupMismatchValue;
+    // The lookup's table prompts: the open tables as options, and the table an answer names.
+    void raiseLookupFilePrompt(const QString& title, bool forWriting,
+                               void (MainWindow::*received)(const QString&));
+    TableView* lookupTableFromAnswer(const QString& response);
+    void raiseLookupColPrompt(const QString& title, const QString& description, LookupColStep step,
+                              void (MainWindow::*edited)(const QString&),
+                              void (MainWindow::*received)(const QString&));
+    void addLookupPrevOption(const QString& question, const QString& answer, void (MainWindow::*prompt)());
+    // The chain's column answers in user indexes of `view`; false when the text names no column.
+    bool lookupColsFromAnswer(const QString& text, TableView* view, LookupColStep step,
+                              std::vector<int>& cols);
     // The chain of the date conversion: source, source format, target, target format.
     int dateFromType = 0;
     int dateToType = 0;
@@ -878,6 +936,9 @@ private:
     QPointer<FileAnalysisWindow> fileAnalysisWindow;
     // The active table to the analysis window, when it is open.
     void followActiveTableInAnalysis();
+    // The filters the "Unique Values" tab makes, on the table its values were counted in.
+    void onUniqueValuesFilter(const FilterData& filter);
+    void onUniqueValuesRemoveFilter(const Range& range);
 
     Settings settings;
     bool constructing = true;

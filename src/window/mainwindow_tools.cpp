@@ -3,10 +3,15 @@
 
 #include "window/mainwindow.h"
 
+#include "analysis/analysistableview.h"
 #include "analysis/columnanalysiswidget.h"
 #include "analysis/fileanalysiswindow.h"
 #include "analysis/statisticswidget.h"
+#include "analysis/uniquevalueswidget.h"
+#include "table/tablemodel.h"
 #include "view/tableview.h"
+
+#include <algorithm>
 
 namespace {
 
@@ -40,6 +45,11 @@ FileAnalysisWindow* MainWindow::raiseFileAnalysisWindow() {
                 [this](bool on) { hideColsWithNoData = on; });
         connect(fileAnalysisWindow, &FileAnalysisWindow::excludeEmptyCellsToggledSignal, this,
                 [this](bool on) { excludeEmptyCells = on; });
+        UniqueValuesWidget* unique = fileAnalysisWindow->getUniqueValuesWidget();
+        connect(unique, &UniqueValuesWidget::includeFilterInListSignal, this,
+                &MainWindow::onUniqueValuesFilter);
+        connect(unique, &UniqueValuesWidget::removeFilterSignal, this,
+                &MainWindow::onUniqueValuesRemoveFilter);
         // Over the middle of its main window, where the eye already is.
         const QRect frame = frameGeometry();
         fileAnalysisWindow->move(frame.center() -
@@ -66,6 +76,19 @@ bool showStatistics(MainWindow* window, StatisticsWidget::RangeType range) {
     FileAnalysisWindow* analysis = window->raiseFileAnalysisWindow();
     analysis->openTab(FileAnalysisWindow::StatisticsTab);
     return analysis->getStatisticsWidget()->compute(range);
+}
+
+bool showUniqueValues(MainWindow* window, bool focusList) {
+    if (!readyToRead(window->getActiveTable()))
+        return false;
+    FileAnalysisWindow* analysis = window->raiseFileAnalysisWindow();
+    analysis->openTab(FileAnalysisWindow::UniqueValuesTab);
+    UniqueValuesWidget* unique = analysis->getUniqueValuesWidget();
+    if (!unique->compute(UniqueValuesWidget::SelectedColumn))
+        return false;
+    if (focusList)
+        unique->getView()->setFocus();
+    return true;
 }
 
 bool showColumnAnalysis(MainWindow* window, ColumnAnalysisWidget::ColumnRangeType range) {
@@ -100,4 +123,47 @@ bool MainWindow::commandColumnAnalysisSelectedColumns(const QString&) {
 
 bool MainWindow::commandColumnAnalysisAllColumns(const QString&) {
     return showColumnAnalysis(this, ColumnAnalysisWidget::AllColumns);
+}
+
+bool MainWindow::commandUniqueValuesSelectedColumn(const QString&) {
+    return showUniqueValues(this, false);
+}
+
+bool MainWindow::commandSelectValuesInSelectedColumnToFilter(const QString&) {
+    return showUniqueValues(this, true);
+}
+
+namespace {
+
+// The open table whose model the values were counted in; null once it has closed.
+TableView* countedTable(const MainWindow* window) {
+    const FileAnalysisWindow* analysis = window->getFileAnalysisWindow();
+    const TableModel* model = analysis ? analysis->getUniqueValuesWidget()->getCountedModel() : nullptr;
+    if (!model)
+        return nullptr;
+    for (TableView* view : window->getAllTableViews()) {
+        if (view->tableModel() == model)
+            return view->isLoading() ? nullptr : view;
+    }
+    return nullptr;
+}
+
+} // namespace
+
+void MainWindow::onUniqueValuesFilter(const FilterData& filter) {
+    if (TableView* view = countedTable(this))
+        view->includeFilterInList(filter);
+}
+
+void MainWindow::onUniqueValuesRemoveFilter(const Range& range) {
+    TableView* view = countedTable(this);
+    if (!view)
+        return;
+    std::vector<FilterData> filters = view->tableModel()->getFilterList();
+    const auto gone = std::remove_if(filters.begin(), filters.end(),
+                                     [&range](const FilterData& f) { return f.range == range; });
+    if (gone == filters.end())
+        return;
+    filters.erase(gone, filters.end());
+    view->setFilterList(filters);
 }

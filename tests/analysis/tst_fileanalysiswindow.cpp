@@ -86,7 +86,7 @@ private slots:
         FileAnalysisWindow* analysis = window->getFileAnalysisWindow();
         QVERIFY(analysis && analysis->isVisible());
         QCOMPARE(analysis->findChild<QTabWidget*>()->currentWidget(), analysis->getStatisticsWidget());
-        QCOMPARE(analysis->findChild<QTabWidget*>()->count(), 2); // no empty tabs of later tools
+        QCOMPARE(analysis->findChild<QTabWidget*>()->count(), 3); // no empty tabs of later tools
         const QStringList expected{"Column Title|qty|name",
                                    "Number Of Data Points|4|0",
                                    "Sum|10|-",

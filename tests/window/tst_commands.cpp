@@ -489,7 +489,9 @@ private slots:
             QStringLiteral("Show Empty Column(s)"), QStringLiteral("Remove All Filtered Out and Hidden Data"),
             QStringLiteral("Add Filter"), QStringLiteral("Add Filter with Regular Expressions"),
             // The fixture's cells hold no table to spread.
-            QStringLiteral("Parse Selected Cell Contents as Table")};
+            QStringLiteral("Parse Selected Cell Contents as Table"),
+            // Opens the column's values for the user to pick; tst_uniquevalueswidget filters with them.
+            QStringLiteral("Select Values in Selected Column to Filter")};
         if (nothingToDo.contains(name)) {
             QCOMPARE(cells(view), tableBefore);
             QCOMPARE(selection(view), selectionBefore);

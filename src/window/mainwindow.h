@@ -525,6 +525,8 @@ public slots:
     void onColumnLookupToValueColPromptReceived(const QString& response);
     void onColumnLookupInsertNewColsPrompt();
     void onColumnLookupInsertNewColsPromptReceived(const QString& response);
+    void onColumnLookupHandleMismatchesPrompt();
+    void onColumnLookupHandleMismatchesPromptReceived(const QString& response);
     void performColumnLookup();
     // Highlights the columns `text` names in `view` and returns them (user indexes), the
     // feedback line set; `step` tells the prompt's default for an empty text.

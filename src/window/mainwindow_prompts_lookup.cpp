@@ -409,13 +409,23 @@ void MainWindow::onColumnLookupInsertNewColsPrompt() {
 
 void MainWindow::onColumnLookupInsertNewColsPromptReceived(const QString& response) {
     paneView->clearPrevOptionList();
-    // An answer that is neither choice overwrites nothing.
-    if (!Utilities::isInsertNewColumnsAnswer(response) &&
-        response.trimmed() != QLatin1String("Overwrite existing columns")) {
-        lookupClearVariables();
-        return;
-    }
+    // Anything but "Insert new columns" overwrites; the whole lookup is one undo step either way.
     lookupInsertNewCols = Utilities::isInsertNewColumnsAnswer(response);
+    performColumnLookup();
+}
+
+// A value for rows whose key the other table lacks. No step of the chain asks it yet, so such
+// rows stay as they are (an empty mismatch value writes nothing).
+void MainWindow::onColumnLookupHandleMismatchesPrompt() {
+    Launcher* launcher = makePromptLauncher(tr("Enter the value for cells with mismatched keys:"),
+                                            tr("To leave them empty, leave blank and hit enter."));
+    connect(launcher, &Launcher::launcherResponseSignal, this,
+            &MainWindow::onColumnLookupHandleMismatchesPromptReceived);
+    paneView->setLauncher(launcher);
+}
+
+void MainWindow::onColumnLookupHandleMismatchesPromptReceived(const QString& response) {
+    lookupMismatchValue = response;
     performColumnLookup();
 }
 

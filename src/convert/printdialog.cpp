@@ -115,7 +115,10 @@ PrintDialog::PrintDialog(TableView* tableView, bool pdf, const PrintSettings& se
     resize(1180, 720);
 }
 
-PrintDialog::~PrintDialog() = default;
+PrintDialog::~PrintDialog() {
+    // The preview holds the printer: it goes first.
+    delete preview;
+}
 
 QString PrintDialog::pdfPrinterName() {
     return QStringLiteral("Print to File (PDF)");

@@ -5,6 +5,7 @@
 
 #include <QFont>
 #include <QPageRanges>
+#include <QPointer>
 #include <QPrinter>
 #include <QString>
 
@@ -79,8 +80,9 @@ private:
     void drawCell(QPainter& painter, const QRectF& rect, int row, int col, bool header);
     void drawLabel(QPainter& painter, const QRectF& rect, const QString& text);
 
-    TableView* view;
-    TableModel* model;
+    // The table may go while the dialog is up (the window closing): then nothing is printed.
+    QPointer<TableView> view;
+    QPointer<TableModel> model;
     PrintSettings settings;
     QPageRanges pageRanges;
     bool currentPageOnly = false;

@@ -11,6 +11,7 @@
 #include <QPaintEngine>
 #include <QPainter>
 #include <QPrintPreviewWidget>
+#include <QRadioButton>
 #include <QRegularExpression>
 #include <QSignalSpy>
 #include <QStandardPaths>
@@ -174,6 +175,29 @@ private slots:
         QCOMPARE(answers.asked.front().title, QStringLiteral("PDF Created"));
         QTRY_VERIFY(!window->getPrintDialog());
         QCOMPARE(window->getPrintSettings(), chosen);
+    }
+
+    // "Current Page" prints the page the preview shows, whichever that is.
+    void currentPageOnly() {
+        MsgBoxAnswers answers;
+        auto window = openWindow(150);
+        PrintDialog* dialog = runCommand(*window, QStringLiteral("Export to PDF"));
+        QVERIFY(dialog);
+        QRadioButton* current = nullptr;
+        for (QRadioButton* radio : dialog->findChildren<QRadioButton*>()) {
+            if (radio->text() == QStringLiteral("Current Page"))
+                current = radio;
+        }
+        QVERIFY(current);
+        current->click();
+        const int total = dialog->getTablePrinter()->pageCount();
+        QCOMPARE(dialog->getPreviewWidget()->getPageCount(), total);
+        dialog->getPreviewWidget()->setCurrentPage(3);
+        QCOMPARE(dialog->getTablePrinter()->pagesToPrint(), std::vector<int>{2});
+        const QString out = dir->filePath(QStringLiteral("current.pdf"));
+        dialog->setOutputFile(out);
+        dialog->onPrintClicked();
+        QCOMPARE(pdfPageCount(out), 1);
     }
 
     // A folder that isn't there: the program's message, no file, and the dialog stays for

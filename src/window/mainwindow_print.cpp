@@ -30,6 +30,12 @@ bool MainWindow::openPrintDialog(const QString& path, bool exportToPdf) {
         printDialog = nullptr;
         updateConfigFile();
     });
+    // The keys go back to the table, also where no window manager hands the focus back.
+    connect(printDialog, &QDialog::finished, this, [this, table = QPointer<TableView>(view)] {
+        activateWindow();
+        if (table)
+            table->setFocus();
+    });
     // Window-modal and not blocking: the table waits, the event loop goes on.
     printDialog->open();
     return true;

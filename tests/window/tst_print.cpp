@@ -317,6 +317,15 @@ private slots:
         QVERIFY(!second.contains(QStringLiteral("r1")));
         const int firstOfSecond = printer->getRowPages()[1].startIndex;
         QVERIFY(second.contains(QStringLiteral("r%1").arg(firstOfSecond)));
+        // A header column goes at the left of every page across.
+        view->setNumberOfHeaderColumns(1, false);
+        settings.rowWise = true;
+        dialog->applySettings(settings);
+        QVERIFY(printer->pagesAcross() > 1);
+        for (int across = 0; across < printer->pagesAcross(); ++across) {
+            const QStringList texts = pageTexts(printer, across);
+            QVERIFY2(texts.contains(QStringLiteral("r1")), qPrintable(QString::number(across)));
+        }
         dialog->reject();
     }
 

@@ -271,9 +271,14 @@ QString Theme::getStyleSheet() const {
     sheet += QStringLiteral("QCheckBox, QRadioButton { background: transparent; color: %1; }"
                             "QCheckBox::indicator { width: 14px; height: 14px; border: 1px solid %2;"
                             " border-radius: 3px; background-color: %3; }"
-                            "QCheckBox::indicator:checked { background-color: %4; border-color: %5; }")
+                            "QCheckBox::indicator:checked { background-color: %4; border-color: %5; }"
+                            "QRadioButton::indicator { width: 12px; height: 12px; border: 1px solid %2;"
+                            " border-radius: 7px; background-color: %3; }"
+                            "QRadioButton::indicator:checked { background-color: %4; border-color: %5; }")
                  .arg(c(TextColor), c(Background4Color), c(Background2Color), c(SelectedItemColor),
                       c(HighlightedButtonColor));
+    // The page arrows of the print preview, drawn in the text colour.
+    sheet += QStringLiteral("PrintPreviewWidget { qproperty-navButtonColor: %1; }").arg(c(TextColor));
     sheet += QStringLiteral("QTabWidget::pane { border: 1px solid %1; }"
                             "QTabBar::tab { color: %2; background-color: %3; padding: 4px 12px; }"
                             "QTabBar::tab:selected { color: %4; background-color: %5; }")

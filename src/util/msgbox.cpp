@@ -25,6 +25,17 @@ int MsgBox::ask(QWidget* parent, const QString& text, const std::vector<Button>&
     return showQuestion(parent, question);
 }
 
+int MsgBox::askTitled(QWidget* parent, const QString& title, const QString& text,
+                      const std::vector<Button>& buttons, int defaultButton, const QString& informativeText) {
+    Question question;
+    question.title = title;
+    question.text = text;
+    question.informativeText = informativeText;
+    question.buttons = buttons;
+    question.defaultButton = defaultButton;
+    return showQuestion(parent, question);
+}
+
 void MsgBox::inform(QWidget* parent, const QString& text) {
     Question question;
     question.text = text;
@@ -39,6 +50,8 @@ int MsgBox::showQuestion(QWidget* parent, const Question& question) {
         return answer >= 0 && answer < static_cast<int>(question.buttons.size()) ? answer : -1;
     }
     MsgBox box(parent);
+    if (!question.title.isEmpty())
+        box.setWindowTitle(question.title);
     box.setText(question.text);
     if (!question.informativeText.isEmpty())
         box.setInformativeText(question.informativeText);

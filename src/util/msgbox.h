@@ -25,6 +25,7 @@ public:
         QString informativeText;
         std::vector<Button> buttons;
         int defaultButton = -1;
+        QString title; // empty: the program's name
     };
 
     explicit MsgBox(QWidget* parent = nullptr);
@@ -33,6 +34,10 @@ public:
     // was closed some other way (Escape without a reject button, window closed).
     static int ask(QWidget* parent, const QString& text, const std::vector<Button>& buttons,
                    int defaultButton, const QString& informativeText = QString());
+    // The same under a title of its own.
+    static int askTitled(QWidget* parent, const QString& title, const QString& text,
+                         const std::vector<Button>& buttons, int defaultButton,
+                         const QString& informativeText = QString());
     // A statement with one "Ok" button.
     static void inform(QWidget* parent, const QString& text);
 

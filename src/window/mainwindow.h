@@ -33,6 +33,7 @@ class FindReplaceWidget;
 class FindResultsWidget;
 class Launcher;
 class PaneView;
+class PrintDialog;
 class PreferencesWindow;
 class QFileSystemWatcher;
 class QLabel;
@@ -272,6 +273,9 @@ public:
     void setImportDefaults(const ExtensionData& extensionData, bool saveLocalInOriginatingDir,
                            bool openFilesAfterImport, bool preserveStructure);
     void setPrintSettings(const PrintSettings& settings) { printSettings = settings; }
+    const PrintSettings& getPrintSettings() const { return printSettings; }
+    // The print dialog while it is open.
+    PrintDialog* getPrintDialog() const;
 
     ConfigData makeConfigData() const;
     // Hands the window's state to Application for writing.
@@ -301,6 +305,9 @@ public slots:
     bool commandOpenTerminalToFilesDirectory(const QString& path = QString());
     bool commandOpenFileInTextEditor(const QString& path = QString());
     bool commandExit(const QString& path = QString());
+    // Print and PDF (mainwindow_print.cpp).
+    bool commandPrint(const QString& path = QString());
+    bool commandExportToPDF(const QString& path = QString());
     bool commandToggleSaveAfterEachEdit(const QString& path = QString());
     bool commandToggleRemoveExtraneousRowsColumnsOnFileSave(const QString& path = QString());
     bool commandToggleSaveWithTrailingDelimiters(const QString& path = QString());
@@ -936,6 +943,8 @@ private:
     QPointer<HelpWindow> documentationWindow;
     QPointer<HelpWindow> changelogWindow;
     QPointer<FileAnalysisWindow> fileAnalysisWindow;
+    QPointer<PrintDialog> printDialog;
+    bool openPrintDialog(const QString& path, bool exportToPdf);
     // The active table to the analysis window, when it is open.
     void followActiveTableInAnalysis();
     // The filters the "Unique Values" tab makes, on the table its values were counted in.

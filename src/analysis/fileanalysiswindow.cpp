@@ -1,6 +1,7 @@
 #include "analysis/fileanalysiswindow.h"
 
 #include "analysis/columnanalysiswidget.h"
+#include "analysis/pivottablewidget.h"
 #include "analysis/statisticswidget.h"
 
 #include <QCloseEvent>
@@ -31,15 +32,27 @@ FileAnalysisWindow::FileAnalysisWindow(TableModel* model, const QString& tableNa
             &FileAnalysisWindow::onHideColsWithNoDataToggled);
     connect(statisticsWidget, &AnalysisTab::computedSignal, this, &FileAnalysisWindow::onComputed);
     connect(columnAnalysisWidget, &AnalysisTab::computedSignal, this, &FileAnalysisWindow::onComputed);
+
+    // The last tab, whatever comes before it.
+    pivotTableWidget = new PivotTableWidget(model, tabs);
+    tabs->addTab(pivotTableWidget, tr("Pivot Table"));
+    connect(pivotTableWidget, &PivotTableWidget::thousandsSeparatorsToggledSignal, this,
+            &FileAnalysisWindow::onUseThousandsSeparatedToggled);
+    connect(pivotTableWidget, &PivotTableWidget::computedSignal, this, &FileAnalysisWindow::onComputed);
 }
 
 void FileAnalysisWindow::setTableModel(TableModel* model, const QString& tableName) {
     statisticsWidget->setTableModel(model);
     columnAnalysisWidget->setTableModel(model);
+    pivotTableWidget->setTableModel(model);
     currentTableName = tableName;
 }
 
 void FileAnalysisWindow::openTab(Tab tab) {
+    if (tab == PivotTableTab) {
+        tabs->setCurrentWidget(pivotTableWidget);
+        return;
+    }
     tabs->setCurrentIndex(int(tab));
 }
 
@@ -51,6 +64,7 @@ void FileAnalysisWindow::propagateSettings(const Settings& settings) {
 void FileAnalysisWindow::setUseThousandsSeparators(bool on) {
     statisticsWidget->setUseThousandsSeparators(on);
     columnAnalysisWidget->setUseThousandsSeparators(on);
+    pivotTableWidget->setUseThousandsSeparators(on);
 }
 
 void FileAnalysisWindow::setHideColsWithNoData(bool on) {
@@ -58,7 +72,7 @@ void FileAnalysisWindow::setHideColsWithNoData(bool on) {
 }
 
 bool FileAnalysisWindow::isBusy() const {
-    return statisticsWidget->isBusy() || columnAnalysisWidget->isBusy();
+    return statisticsWidget->isBusy() || columnAnalysisWidget->isBusy() || pivotTableWidget->isBusy();
 }
 
 void FileAnalysisWindow::onUseThousandsSeparatedToggled(bool on) {

@@ -4,6 +4,7 @@
 #include <QWidget>
 
 class ColumnAnalysisWidget;
+class PivotTableWidget;
 class QTabWidget;
 class Settings;
 class StatisticsWidget;
@@ -18,6 +19,7 @@ public:
     enum Tab {
         StatisticsTab = 0,
         ColumnAnalysisTab = 1,
+        PivotTableTab = 3,
     };
 
     FileAnalysisWindow(TableModel* model, const QString& tableName, const Settings& settings,
@@ -34,6 +36,7 @@ public:
 
     StatisticsWidget* getStatisticsWidget() const { return statisticsWidget; }
     ColumnAnalysisWidget* getColumnAnalysisWidget() const { return columnAnalysisWidget; }
+    PivotTableWidget* getPivotTableWidget() const { return pivotTableWidget; }
     bool isBusy() const;
 
 public slots:
@@ -57,6 +60,7 @@ private:
     QTabWidget* tabs;
     StatisticsWidget* statisticsWidget;
     ColumnAnalysisWidget* columnAnalysisWidget;
+    PivotTableWidget* pivotTableWidget = nullptr;
     QString currentTableName;
     bool excludeEmptyCells = false;
 };

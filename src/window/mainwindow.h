@@ -493,6 +493,7 @@ public slots:
     bool commandStatisticsSelectedCellsByColumns(const QString& path = QString());
     bool commandColumnAnalysisSelectedColumns(const QString& path = QString());
     bool commandColumnAnalysisAllColumns(const QString& path = QString());
+    bool commandPivotTableSelectedColumns(const QString& path = QString());
 
     // Launcher and prompts (mainwindow_launcher.cpp, mainwindow_prompts_<menu>.cpp).
     bool commandCommandLauncher(const QString& path = QString());

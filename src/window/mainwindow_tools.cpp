@@ -1,10 +1,11 @@
 // Command slots of the Tools menu's analysis: the file analysis window with its statistics and
-// column analysis over the active table.
+// column analysis over the active table, and its pivot table.
 
 #include "window/mainwindow.h"
 
 #include "analysis/columnanalysiswidget.h"
 #include "analysis/fileanalysiswindow.h"
+#include "analysis/pivottablewidget.h"
 #include "analysis/statisticswidget.h"
 #include "view/tableview.h"
 
@@ -100,4 +101,14 @@ bool MainWindow::commandColumnAnalysisSelectedColumns(const QString&) {
 
 bool MainWindow::commandColumnAnalysisAllColumns(const QString&) {
     return showColumnAnalysis(this, ColumnAnalysisWidget::AllColumns);
+}
+
+bool MainWindow::commandPivotTableSelectedColumns(const QString&) {
+    if (!readyToRead(getActiveTable()))
+        return false;
+    FileAnalysisWindow* analysis = raiseFileAnalysisWindow();
+    analysis->openTab(FileAnalysisWindow::PivotTableTab);
+    PivotTableWidget* pivot = analysis->getPivotTableWidget();
+    pivot->addSelectedCols();
+    return pivot->refresh(true);
 }

@@ -322,6 +322,34 @@ private slots:
         QVERIFY(Pivot::makeGrids(config, result).empty());
     }
 
+    // A file opened read-only groups the same on the worker as the same file editable.
+    void readOnlyAsEditable() {
+        const QStringList lines{"k,t,v", "a,x,1", "b,\"x,y\",2", "a,x,", "\"q\"\"\",y,\"1,500\"", "b,x,4"};
+        auto editable = Fixture::load(lines);
+        auto readOnly = Fixture::load(lines, TableData::ReadOnly);
+        Pivot::Configuration config;
+        config.leftCols = {0};
+        config.topCols = {1};
+        config.dataCols = {2};
+        Pivot::Result a;
+        Pivot::Result b;
+        QVERIFY(editable->readCellsOnWorker(
+            [&](TableModelWorker& w) { return Pivot::computePivotTableData(*editable, config, a, &w); },
+            true));
+        QVERIFY(readOnly->readCellsOnWorker(
+            [&](TableModelWorker& w) { return Pivot::computePivotTableData(*readOnly, config, b, &w); },
+            true));
+        QCOMPARE(a.groups.size(), std::size_t(4));
+        QCOMPARE(a.groups.at({"q\"", "y"})[0].sum, 1500.0);
+        QCOMPARE(b.leftKeys, a.leftKeys);
+        QCOMPARE(b.topKeys, a.topKeys);
+        for (const auto& [key, stats] : a.groups) {
+            QVERIFY(b.groups.count(key));
+            QCOMPARE(b.groups.at(key)[0].count, stats[0].count);
+            QVERIFY(same(b.groups.at(key)[0].sum, stats[0].sum));
+        }
+    }
+
     // A cancel, asked before or during the reading, gives no result; on the model's thread too.
     void cancel() {
         QStringList lines{"k,v"};

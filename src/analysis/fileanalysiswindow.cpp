@@ -1,6 +1,7 @@
 #include "analysis/fileanalysiswindow.h"
 
 #include "analysis/columnanalysiswidget.h"
+#include "analysis/pivottablewidget.h"
 #include "analysis/statisticswidget.h"
 #include "analysis/uniquevalueswidget.h"
 
@@ -39,16 +40,28 @@ FileAnalysisWindow::FileAnalysisWindow(TableModel* model, const QString& tableNa
     connect(uniqueValuesWidget, &UniqueValuesWidget::excludeEmptyCellsToggledSignal, this,
             &FileAnalysisWindow::onExcludeEmptyCellsToggled);
     connect(uniqueValuesWidget, &AnalysisTab::computedSignal, this, &FileAnalysisWindow::onComputed);
+
+    // The last tab, whatever comes before it.
+    pivotTableWidget = new PivotTableWidget(model, tabs);
+    tabs->addTab(pivotTableWidget, tr("Pivot Table"));
+    connect(pivotTableWidget, &PivotTableWidget::thousandsSeparatorsToggledSignal, this,
+            &FileAnalysisWindow::onUseThousandsSeparatedToggled);
+    connect(pivotTableWidget, &PivotTableWidget::computedSignal, this, &FileAnalysisWindow::onComputed);
 }
 
 void FileAnalysisWindow::setTableModel(TableModel* model, const QString& tableName) {
     statisticsWidget->setTableModel(model);
     columnAnalysisWidget->setTableModel(model);
     uniqueValuesWidget->setTableModel(model);
+    pivotTableWidget->setTableModel(model);
     currentTableName = tableName;
 }
 
 void FileAnalysisWindow::openTab(Tab tab) {
+    if (tab == PivotTableTab) {
+        tabs->setCurrentWidget(pivotTableWidget);
+        return;
+    }
     tabs->setCurrentIndex(int(tab));
 }
 
@@ -67,6 +80,7 @@ void FileAnalysisWindow::setUseThousandsSeparators(bool on) {
 void FileAnalysisWindow::setExcludeEmptyCells(bool on) {
     excludeEmptyCells = on;
     uniqueValuesWidget->setExcludeEmptyCells(on);
+    pivotTableWidget->setUseThousandsSeparators(on);
 }
 
 void FileAnalysisWindow::setHideColsWithNoData(bool on) {
@@ -75,6 +89,7 @@ void FileAnalysisWindow::setHideColsWithNoData(bool on) {
 
 bool FileAnalysisWindow::isBusy() const {
     return statisticsWidget->isBusy() || columnAnalysisWidget->isBusy() || uniqueValuesWidget->isBusy();
+    return statisticsWidget->isBusy() || columnAnalysisWidget->isBusy() || pivotTableWidget->isBusy();
 }
 
 void FileAnalysisWindow::onUseThousandsSeparatedToggled(bool on) {

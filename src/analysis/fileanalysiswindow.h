@@ -4,6 +4,7 @@
 #include <QWidget>
 
 class ColumnAnalysisWidget;
+class PivotTableWidget;
 class QTabWidget;
 class Settings;
 class StatisticsWidget;
@@ -20,6 +21,7 @@ public:
         StatisticsTab = 0,
         ColumnAnalysisTab = 1,
         UniqueValuesTab = 2,
+        PivotTableTab = 3,
     };
 
     FileAnalysisWindow(TableModel* model, const QString& tableName, const Settings& settings,
@@ -37,6 +39,7 @@ public:
     StatisticsWidget* getStatisticsWidget() const { return statisticsWidget; }
     ColumnAnalysisWidget* getColumnAnalysisWidget() const { return columnAnalysisWidget; }
     UniqueValuesWidget* getUniqueValuesWidget() const { return uniqueValuesWidget; }
+    PivotTableWidget* getPivotTableWidget() const { return pivotTableWidget; }
     bool isBusy() const;
 
 public slots:
@@ -61,6 +64,7 @@ private:
     StatisticsWidget* statisticsWidget;
     ColumnAnalysisWidget* columnAnalysisWidget;
     UniqueValuesWidget* uniqueValuesWidget;
+    PivotTableWidget* pivotTableWidget = nullptr;
     QString currentTableName;
     bool excludeEmptyCells = false;
 };

@@ -306,7 +306,7 @@ const std::vector<CommandRow>& Commands::rows() {
         {"Column Analysis - Selected Columns", "Tools", NoScope, true, N, None, "", NoSetting, true, &Commands::columnAnalysisSelectedColumns, run<&MainWindow::commandColumnAnalysisSelectedColumns>},
         {"Column Analysis - All Columns", "Tools", NoScope, true, N, None, "", NoSetting, false, &Commands::columnAnalysisAllColumns, run<&MainWindow::commandColumnAnalysisAllColumns>},
         {"Unique Values - Selected Column", "Tools", NoScope, true, N, None, "", NoSetting, true, &Commands::uniqueValuesSelectedColumn, run<&MainWindow::commandUniqueValuesSelectedColumn>},
-        {"Pivot Table - Selected Columns", "Tools", NoScope, true, N, None, "", NoSetting, true, &Commands::pivotTableSelectedColumns, nullptr},
+        {"Pivot Table - Selected Columns", "Tools", NoScope, true, N, None, "", NoSetting, true, &Commands::pivotTableSelectedColumns, run<&MainWindow::commandPivotTableSelectedColumns>},
         {"Column Lookup", "Tools", NoScope, true, N, None, "", NoSetting, true, &Commands::columnLookup, run<&MainWindow::commandColumnLookup>},
         {"Go to File", "Go To", NoScope, true, Any, None, "cmd+p|cmd+t", NoSetting, false, &Commands::goToFile, run<&MainWindow::commandGoToFile>},
         {"Go to Cell", "Go To", NoScope, true, T, None, "ctrl+g", NoSetting, false, &Commands::goToCell, run<&MainWindow::commandGoToCell>},

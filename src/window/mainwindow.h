@@ -538,6 +538,7 @@ public slots:
     // Highlights the columns `text` names in `view` and returns them (user indexes), the
     // feedback line set; `step` tells the prompt's default for an empty text.
     std::vector<int> highlightColFromString(const QString& text, TableView* view, LookupColStep step);
+    bool commandPivotTableSelectedColumns(const QString& path = QString());
 
     // Launcher and prompts (mainwindow_launcher.cpp, mainwindow_prompts_<menu>.cpp).
     bool commandCommandLauncher(const QString& path = QString());

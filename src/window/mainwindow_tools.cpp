@@ -1,11 +1,12 @@
 // Command slots of the Tools menu's analysis: the file analysis window with its statistics and
-// column analysis over the active table.
+// column analysis over the active table, and its pivot table.
 
 #include "window/mainwindow.h"
 
 #include "analysis/analysistableview.h"
 #include "analysis/columnanalysiswidget.h"
 #include "analysis/fileanalysiswindow.h"
+#include "analysis/pivottablewidget.h"
 #include "analysis/statisticswidget.h"
 #include "analysis/uniquevalueswidget.h"
 #include "table/tablemodel.h"
@@ -166,4 +167,14 @@ void MainWindow::onUniqueValuesRemoveFilter(const Range& range) {
         return;
     filters.erase(gone, filters.end());
     view->setFilterList(filters);
+}
+
+bool MainWindow::commandPivotTableSelectedColumns(const QString&) {
+    if (!readyToRead(getActiveTable()))
+        return false;
+    FileAnalysisWindow* analysis = raiseFileAnalysisWindow();
+    analysis->openTab(FileAnalysisWindow::PivotTableTab);
+    PivotTableWidget* pivot = analysis->getPivotTableWidget();
+    pivot->addSelectedCols();
+    return pivot->refresh(true);
 }

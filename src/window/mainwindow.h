@@ -296,6 +296,8 @@ public slots:
     bool commandShowFileInFileSystem(const QString& path = QString());
     bool commandOpenTerminalToFilesDirectory(const QString& path = QString());
     bool commandOpenFileInTextEditor(const QString& path = QString());
+    // Import and export (mainwindow_convert.cpp).
+    bool commandExportToJSONOrXML(const QString& path = QString());
     bool commandExit(const QString& path = QString());
     bool commandToggleSaveAfterEachEdit(const QString& path = QString());
     bool commandToggleRemoveExtraneousRowsColumnsOnFileSave(const QString& path = QString());

@@ -210,17 +210,6 @@ XmlItem* makeXmlItems(PathTree& tree, int node, XmlItem* parent) {
     return item;
 }
 
-bool writeFile(const QString& path, const QByteArray& bytes) {
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        return false;
-    if (file.write(bytes) != bytes.size()) {
-        file.cancelWriting();
-        return false;
-    }
-    return file.commit();
-}
-
 bool keepsWordCharacter(QChar c, bool colon) {
     const char16_t u = c.unicode();
     if (u < 128)
@@ -400,6 +389,11 @@ Conversion::Rows Conversion::convertXmlToTable(const QString& text, bool preserv
 
 namespace {
 
+// Asks every so many rows whether to go on.
+bool stopped(const Conversion::Progress& progress, int row, int numRows) {
+    return progress && row % 1024 == 0 && !progress(row, numRows);
+}
+
 QByteArray lineEndOf(LineEndingType lineEnding) {
     return lineEnding == LINE_ENDING_WINDOWS ? QByteArrayLiteral("\r\n") : QByteArrayLiteral("\n");
 }
@@ -445,6 +439,7 @@ struct XmlColumns {
         int index;
         QString elementPath; // below the record, cleaned
         QString attribute;   // empty for an element column
+        QString suffix;      // what the element path adds to a record's path, indexes joined
     };
     bool recordColumn = false;
     QString recordPath;
@@ -462,7 +457,7 @@ struct XmlColumns {
         }
         for (int c = recordColumn ? 1 : 0; c < titles.size(); ++c) {
             const QString& title = titles.at(c);
-            Column column{c, QString(), QString()};
+            Column column{c, QString(), QString(), QString()};
             if (title.size() >= 2 && title.endsWith(QLatin1Char('_'))) {
                 QStringList levels = splitTitle(title);
                 column.attribute = levels.takeLast().chopped(1);
@@ -483,6 +478,13 @@ struct XmlColumns {
             column.elementPath = validXmlPath(column.elementPath);
             if (column.attribute.isEmpty() && column.elementPath.isEmpty())
                 continue;
+            // The indexes below a record are the same in every row: joined once here, and each
+            // row's own path is joined once in insert().
+            if (!column.elementPath.isEmpty()) {
+                column.suffix = QStringLiteral("x/") + column.elementPath;
+                Conversion::modifyHeaderNumericalIndexes(column.suffix);
+                column.suffix.remove(0, 1);
+            }
             columns.push_back(column);
         }
     }
@@ -502,13 +504,12 @@ struct XmlColumns {
         } else {
             base = QStringLiteral("root/record/%1").arg(record);
         }
+        Conversion::modifyHeaderNumericalIndexes(base);
         for (const Column& column : columns) {
             QString value = row.value(column.index);
             if (value.isEmpty())
                 continue;
-            QString path = column.elementPath.isEmpty() ? base : base + QLatin1Char('/') + column.elementPath;
-            Conversion::modifyHeaderNumericalIndexes(path);
-            const int node = tree.insert(path.split(QLatin1Char('/')));
+            const int node = tree.insert((base + column.suffix).split(QLatin1Char('/')));
             if (column.attribute.isEmpty()) {
                 Conversion::sanitizeXmlElementContents(value);
                 tree[node].value = value;
@@ -535,7 +536,8 @@ QByteArray Conversion::convertTableToJson(const Rows& rows, LineEndingType lineE
         lineEnding);
 }
 
-QByteArray Conversion::convertTableToJson(int numRows, const RowReader& rowAt, LineEndingType lineEnding) {
+QByteArray Conversion::convertTableToJson(int numRows, const RowReader& rowAt, LineEndingType lineEnding,
+                                          const Progress& progress) {
     const QByteArray lineEnd = lineEndOf(lineEnding);
     const JsonColumns columns(numRows > 0 ? rowAt(0) : QStringList());
     QByteArray out;
@@ -546,6 +548,8 @@ QByteArray Conversion::convertTableToJson(int numRows, const RowReader& rowAt, L
         out += '[';
         int record = 0;
         for (int r = 1; r < numRows; ++r) {
+            if (stopped(progress, r, numRows))
+                return QByteArray();
             const QStringList row = rowAt(r);
             if (!columns.hasData(row))
                 continue;
@@ -565,6 +569,8 @@ QByteArray Conversion::convertTableToJson(int numRows, const RowReader& rowAt, L
     // tree first.
     PathTree tree;
     for (int r = 1; r < numRows; ++r) {
+        if (stopped(progress, r, numRows))
+            return QByteArray();
         const QStringList row = rowAt(r);
         if (columns.hasData(row))
             columns.insert(tree, columns.recordLevels + QStringList{row.value(0)}, row);
@@ -583,7 +589,8 @@ QByteArray Conversion::convertTableToXml(const Rows& rows, LineEndingType lineEn
         lineEnding);
 }
 
-QByteArray Conversion::convertTableToXml(int numRows, const RowReader& rowAt, LineEndingType lineEnding) {
+QByteArray Conversion::convertTableToXml(int numRows, const RowReader& rowAt, LineEndingType lineEnding,
+                                         const Progress& progress) {
     const QByteArray lineEnd = lineEndOf(lineEnding);
     const XmlColumns columns(numRows > 0 ? rowAt(0) : QStringList());
     QByteArray out;
@@ -594,6 +601,8 @@ QByteArray Conversion::convertTableToXml(int numRows, const RowReader& rowAt, Li
         XmlItem root(QStringLiteral("root"));
         int record = 0;
         for (int r = 1; r < numRows; ++r) {
+            if (stopped(progress, r, numRows))
+                return QByteArray();
             const QStringList row = rowAt(r);
             if (!columns.hasData(row))
                 continue;
@@ -616,6 +625,8 @@ QByteArray Conversion::convertTableToXml(int numRows, const RowReader& rowAt, Li
     PathTree tree;
     int record = 0;
     for (int r = 1; r < numRows; ++r) {
+        if (stopped(progress, r, numRows))
+            return QByteArray();
         const QStringList row = rowAt(r);
         if (columns.hasData(row))
             columns.insert(tree, record++, row);
@@ -641,21 +652,37 @@ QByteArray Conversion::convertTableToXml(int numRows, const RowReader& rowAt, Li
 
 // --- Files ------------------------------------------------------------------------------------
 
-bool Conversion::convertFromTable(FileType type, const TableModel& model, const QString& path) {
+Conversion::RowReader Conversion::tableRowReader(const TableModel& model) {
     const TableData& data = model.getTableData();
-    const LineEndingType lineEnding = data.getLineEnding();
     const int numCols = data.numRawCols();
-    const RowReader rowAt = [&data, numCols](int r) {
+    return [&data, numCols](int r) {
         QStringList row;
         row.reserve(numCols);
         for (int c = 0; c < numCols; ++c)
             row.append(data.getValueRaw(r, c).toString());
         return row;
     };
+}
+
+bool Conversion::writeDocument(const QString& path, const QByteArray& document) {
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        return false;
+    if (file.write(document) != document.size()) {
+        file.cancelWriting();
+        return false;
+    }
+    return file.commit();
+}
+
+bool Conversion::convertFromTable(FileType type, const TableModel& model, const QString& path) {
+    const TableData& data = model.getTableData();
     if (type == FILE_TYPE_JSON)
-        return writeFile(path, convertTableToJson(data.numRawRows(), rowAt, lineEnding));
+        return writeDocument(
+            path, convertTableToJson(data.numRawRows(), tableRowReader(model), data.getLineEnding()));
     if (type == FILE_TYPE_XML)
-        return writeFile(path, convertTableToXml(data.numRawRows(), rowAt, lineEnding));
+        return writeDocument(
+            path, convertTableToXml(data.numRawRows(), tableRowReader(model), data.getLineEnding()));
     return false;
 }
 

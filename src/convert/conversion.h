@@ -40,9 +40,18 @@ public:
     static QByteArray convertTableToJson(const Rows& rows, LineEndingType lineEnding);
     static QByteArray convertTableToXml(const Rows& rows, LineEndingType lineEnding);
     // The same over rows read one at a time, row 0 being the titles.
+    // `progress`, when given, hears how many rows are done from time to time; when it answers
+    // false the work stops and the result is empty (a document is never empty).
     using RowReader = std::function<QStringList(int)>;
-    static QByteArray convertTableToJson(int numRows, const RowReader& rowAt, LineEndingType lineEnding);
-    static QByteArray convertTableToXml(int numRows, const RowReader& rowAt, LineEndingType lineEnding);
+    using Progress = std::function<bool(qint64 done, qint64 total)>;
+    static QByteArray convertTableToJson(int numRows, const RowReader& rowAt, LineEndingType lineEnding,
+                                         const Progress& progress = {});
+    static QByteArray convertTableToXml(int numRows, const RowReader& rowAt, LineEndingType lineEnding,
+                                        const Progress& progress = {});
+    // A table's rows as the table holds them, hidden ones too, read one at a time.
+    static RowReader tableRowReader(const TableModel& model);
+    // Writes a document in one step: a failed write leaves an old file whole.
+    static bool writeDocument(const QString& path, const QByteArray& document);
 
     static void sanitizeXmlHeader(QString& text);
     static void sanitizeXmlAttributeName(QString& text);

@@ -254,6 +254,30 @@ private slots:
         }
     }
 
+    // A long export hears its progress and stops when told: nothing half written comes back.
+    void progressAndStop() {
+        Rows rows{QStringList{QStringLiteral("a"), QStringLiteral("b/c_")}};
+        for (int r = 0; r < 5000; ++r)
+            rows.push_back(QStringList{QString::number(r), QStringLiteral("x")});
+        const Conversion::RowReader rowAt = [&rows](int r) { return rows[static_cast<std::size_t>(r)]; };
+        const int numRows = static_cast<int>(rows.size());
+        for (const bool xml : {false, true}) {
+            qint64 last = 0;
+            const auto convert = [&](const Conversion::Progress& progress) {
+                return xml ? Conversion::convertTableToXml(numRows, rowAt, LINE_ENDING_UNIX, progress)
+                           : Conversion::convertTableToJson(numRows, rowAt, LINE_ENDING_UNIX, progress);
+            };
+            const QByteArray whole = convert([&](qint64 done, qint64 total) {
+                last = done;
+                return total == numRows;
+            });
+            QCOMPARE(whole, xml ? Conversion::convertTableToXml(rows, LINE_ENDING_UNIX)
+                                : Conversion::convertTableToJson(rows, LINE_ENDING_UNIX));
+            QVERIFY(last > numRows / 2);
+            QVERIFY(convert([](qint64, qint64) { return false; }).isEmpty());
+        }
+    }
+
     // Named records come back with their names.
     void roundTripNamed() {
         const Rows rows = table({"data/items/|v|w/0", "first|1|x", "second|2|y"});

@@ -15,17 +15,23 @@
 
 namespace {
 
-// The ranges of XML's name characters above ASCII.
-bool isXmlNameStartAbove127(char16_t u) {
-    return (u >= 0xC0 && u <= 0xD6) || (u >= 0xD8 && u <= 0xF6) || (u >= 0xF8 && u <= 0x2FF) ||
-           (u >= 0x370 && u <= 0x37D) || (u >= 0x37F && u <= 0x1FFF) || (u >= 0x200C && u <= 0x200D) ||
-           (u >= 0x2070 && u <= 0x218F) || (u >= 0x2C00 && u <= 0x2FEF) || (u >= 0x3001 && u <= 0xD7FF) ||
-           (u >= 0xF900 && u <= 0xFDCF) || (u >= 0xFDF0 && u <= 0xFFFD);
-}
-
-bool isXmlNameCharAbove127(char16_t u) {
-    return isXmlNameStartAbove127(u) || u == 0xB7 || (u >= 0x300 && u <= 0x36F) ||
-           (u >= 0x203F && u <= 0x2040);
+// Whether a character outside ASCII may stand in an XML name (at its start with `start`). Readers
+// differ here (the older rules take fewer letters), so the reader this program reads with is
+// asked, once a character.
+bool readerTakesNameCharacter(char16_t u, bool start) {
+    thread_local QHash<quint32, bool> known;
+    const quint32 key = u | (start ? 0x10000u : 0u);
+    const auto found = known.constFind(key);
+    if (found != known.constEnd())
+        return found.value();
+    const QString c(QChar{u});
+    QXmlStreamReader reader(start ? QStringLiteral("<") + c + QStringLiteral("/>")
+                                  : QStringLiteral("<a") + c + QStringLiteral("/>"));
+    while (!reader.atEnd())
+        reader.readNext();
+    const bool takes = !reader.hasError();
+    known.insert(key, takes);
+    return takes;
 }
 
 // A title split into more levels than this keeps the rest in its last level: the trees are
@@ -174,7 +180,7 @@ JsonItem* makeJsonItems(PathTree& tree, int node, JsonItem* parent) {
 bool isNameStart(QChar c) {
     const char16_t u = c.unicode();
     return u == '_' || (u >= 'a' && u <= 'z') || (u >= 'A' && u <= 'Z') ||
-           (u > 127 && isXmlNameStartAbove127(u));
+           (u > 127 && readerTakesNameCharacter(u, true));
 }
 
 // An element or attribute name that XML reads: one that starts with a letter or "_".
@@ -216,7 +222,7 @@ bool keepsWordCharacter(QChar c, bool colon) {
         return (u >= 'a' && u <= 'z') || (u >= 'A' && u <= 'Z') || (u >= '0' && u <= '9') || u == '-' ||
                u == '.' || u == '_' || (colon && u == ':');
     // Letters and digits that XML takes in a name.
-    return (c.isLetter() || c.isDigit()) && isXmlNameCharAbove127(u);
+    return (c.isLetter() || c.isDigit()) && readerTakesNameCharacter(u, false);
 }
 
 // Characters XML can't hold at all become the replacement character.

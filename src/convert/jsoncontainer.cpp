@@ -201,11 +201,13 @@ void JsonContainer::setText(const QString& text) {
 }
 
 void JsonContainer::clearItems() {
-    // Items without a parent own the rest.
+    // Items without a parent own the rest: find them all before any is deleted.
+    QList<JsonItem*> roots;
     for (JsonItem* item : std::as_const(itemList)) {
         if (!item->parent())
-            delete item;
+            roots.append(item);
     }
+    qDeleteAll(roots);
     itemList.clear();
     lengths.clear();
 }

@@ -15,10 +15,13 @@ void XmlContainer::setText(const QString& text) {
 }
 
 void XmlContainer::clearItems() {
+    // Items without a parent own the rest: find them all before any is deleted.
+    QList<XmlItem*> roots;
     for (XmlItem* item : std::as_const(itemList)) {
         if (!item->parent())
-            delete item;
+            roots.append(item);
     }
+    qDeleteAll(roots);
     itemList.clear();
     lengths.clear();
     errorText.clear();

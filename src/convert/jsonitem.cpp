@@ -1,5 +1,6 @@
 #include "convert/jsonitem.h"
 
+#include <cmath>
 #include <vector>
 
 namespace {
@@ -87,7 +88,9 @@ bool isJsonNumber(const QString& text) {
 
 void JsonItem::computeTypeFromValue() {
     const QString text = value.toString();
-    if (isJsonNumber(text))
+    // A number beyond a double's range is refused by many readers: it stays the text it is.
+    bool ok = false;
+    if (isJsonNumber(text) && std::isfinite(text.toDouble(&ok)) && ok)
         type = NUMBER;
     else if (text == QLatin1String("true") || text == QLatin1String("false"))
         type = BOOL;

@@ -125,10 +125,11 @@ private slots:
                                                                         "            \"2\" : \"q\"\n"
                                                                         "        }\n    }\n]\n");
         QTest::newRow("values as JSON reads them")
-            << QStringList{"n|z|f|w|s", "-1.5e3|007|false|null|say \"hi\"\\\n"}
+            << QStringList{"n|z|f|w|s|h", "-1.5e3|007|false|null|say \"hi\"\\\n|2e552"}
             << QByteArray(
                    "[\n    {\n        \"n\" : -1.5e3,\n        \"z\" : \"007\",\n        \"f\" : false,\n"
-                   "        \"w\" : null,\n        \"s\" : \"say \\\"hi\\\"\\\\\\n\"\n    }\n]\n");
+                   "        \"w\" : null,\n        \"s\" : \"say \\\"hi\\\"\\\\\\n\",\n        \"h\" : "
+                   "\"2e552\"\n    }\n]\n");
         QTest::newRow("named records") << QStringList{"data/|v", "x|1", "y|2"}
                                        << QByteArray("{\n    \"data\" : {\n        \"x\" : {\n"
                                                      "            \"v\" : 1\n        },\n"

@@ -304,6 +304,8 @@ public slots:
     bool commandShowFileInFileSystem(const QString& path = QString());
     bool commandOpenTerminalToFilesDirectory(const QString& path = QString());
     bool commandOpenFileInTextEditor(const QString& path = QString());
+    // Import and export (mainwindow_convert.cpp).
+    bool commandExportToJSONOrXML(const QString& path = QString());
     bool commandExit(const QString& path = QString());
     // Print and PDF (mainwindow_print.cpp).
     bool commandPrint(const QString& path = QString());

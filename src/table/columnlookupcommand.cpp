@@ -37,44 +37,58 @@ void ColumnLookupCommand::undo() {
 
 namespace ColumnLookup {
 
-ColumnLookupCommand* makeCommand(const TableModel& source, TableModel& dest, const Request& request) {
+bool namesColumns(const TableModel& source, const TableModel& dest, const Request& request) {
     const int sourceCols = source.columnCountModel();
     const int destCols = dest.columnCountModel();
     if (request.keyCol < 0 || request.keyCol >= sourceCols || request.valueCols.empty() ||
         request.destKeyCol < 0 || request.destKeyCol >= destCols || request.destValueCol < 0)
-        return nullptr;
-    for (const int col : request.valueCols) {
-        if (col < 0 || col >= sourceCols)
-            return nullptr;
-    }
+        return false;
+    return std::all_of(request.valueCols.begin(), request.valueCols.end(),
+                       [sourceCols](int col) { return col >= 0 && col < sourceCols; });
+}
+
+Values readValues(const TableModel& source, const Request& request) {
     const int sourceHeaders = std::max(0, source.getNumVisibleHeaderRows());
-    const int destHeaders = std::max(0, dest.getNumVisibleHeaderRows());
-    auto values = source.parseIntoMapStringStringVector(request.keyCol, request.valueCols, sourceHeaders - 1);
+    Values values =
+        source.parseIntoMapStringStringVector(request.keyCol, request.valueCols, sourceHeaders - 1);
     // An empty key names nothing: blank rows at the end of both tables must not pair up.
     values.erase(QString());
+    return values;
+}
+
+RangeVector matchCells(const TableModel& dest, const Values& values, const Request& request) {
+    const int destHeaders = std::max(0, dest.getNumVisibleHeaderRows());
     // The destination's header rows are titles, never keys.
     RangeVector cells = dest.cellDataVecFromMapStringStringVector(
         values, request.destKeyCol, request.destValueCol, destHeaders - 1, false);
-    if (cells.empty())
-        return nullptr;
+    if (cells.empty() || request.mismatchValue.isEmpty())
+        return cells;
     const int width = int(request.valueCols.size());
-    if (!request.mismatchValue.isNull() && !request.mismatchValue.isEmpty()) {
-        std::set<int> matched;
-        for (const Range& cell : cells)
-            matched.insert(cell.row);
-        for (int row = destHeaders; row < dest.rowCountModel(); ++row) {
-            if (matched.count(row))
-                continue;
-            for (int i = 0; i < width; ++i) {
-                Range cell(row, request.destValueCol + i, RangeIndexType::Model);
-                cell.value = request.mismatchValue;
-                cells.push_back(std::move(cell));
-            }
+    std::set<int> matched;
+    for (const Range& cell : cells)
+        matched.insert(cell.row);
+    for (int row = destHeaders; row < dest.rowCountModel(); ++row) {
+        if (matched.count(row))
+            continue;
+        for (int i = 0; i < width; ++i) {
+            Range cell(row, request.destValueCol + i, RangeIndexType::Model);
+            cell.value = request.mismatchValue;
+            cells.push_back(std::move(cell));
         }
     }
+    return cells;
+}
+
+ColumnLookupCommand* makeCommand(const TableModel& source, TableModel& dest, const Request& request,
+                                 RangeVector cells) {
+    if (cells.empty() || !namesColumns(source, dest, request))
+        return nullptr;
+    const int sourceHeaders = std::max(0, source.getNumVisibleHeaderRows());
+    const int destHeaders = std::max(0, dest.getNumVisibleHeaderRows());
+    const int width = int(request.valueCols.size());
     RangeVector newCols;
     // Columns open only within the data; past its end the cells are empty already.
-    const bool insert = request.insertNewCols && request.destValueCol < destCols;
+    const bool insert = request.insertNewCols && request.destValueCol < dest.columnCountModel();
     if (insert) {
         Range cols(request.destValueCol, RangeType::Col, RangeIndexType::Model);
         cols.endCol = request.destValueCol + width - 1;
@@ -94,6 +108,12 @@ ColumnLookupCommand* makeCommand(const TableModel& source, TableModel& dest, con
         return nullptr;
     }
     return command;
+}
+
+ColumnLookupCommand* makeCommand(const TableModel& source, TableModel& dest, const Request& request) {
+    if (!namesColumns(source, dest, request))
+        return nullptr;
+    return makeCommand(source, dest, request, matchCells(dest, readValues(source, request), request));
 }
 
 } // namespace ColumnLookup

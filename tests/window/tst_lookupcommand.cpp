@@ -1,6 +1,7 @@
 // Column Lookup as a user runs it: the command, then its seven prompts answered with keys in
 // the launcher, on a real window with two files; the result saved to disk and undone.
 
+#include "table/tabledata.h"
 #include "table/tablemodel.h"
 #include "view/tableview.h"
 #include "window/commands.h"
@@ -106,6 +107,34 @@ private slots:
         run(QStringLiteral("Undo"));
         QCOMPARE(cells(dest), before);
         QCOMPARE(selection(dest), selectionBefore);
+    }
+
+    // Large tables are read on their workers (behind a progress dialog) and give what small
+    // ones give: every key found, a missing one left alone, one undo step.
+    void largeTablesReadOnTheirWorkers() {
+        constexpr int kRows = 60000; // 120,000 cells a table, past the worker's threshold
+        QByteArray people = "id,name\n";
+        QByteArray orders = "order,customer\n";
+        for (int i = 0; i < kRows; ++i) {
+            people += QByteArray::number(i) + ",n" + QByteArray::number(i) + "\n";
+            orders += "o" + QByteArray::number(i) + "," +
+                      QByteArray::number(kRows - 1 - i + (i == 7 ? kRows : 0)) + "\n";
+        }
+        window->openFile(write(QStringLiteral("people.csv"), people));
+        TableView* source = window->getActiveTable();
+        window->openFile(write(QStringLiteral("orders.csv"), orders));
+        TableView* dest = window->getActiveTable();
+        QVERIFY(source && dest && source != dest);
+        const int steps = dest->undoStack()->count();
+        QVERIFY(dest->columnLookup(source->tableModel(), 0, {1}, 1, 2, true, QString()));
+        const TableData& data = dest->tableModel()->getTableData();
+        QCOMPARE(data.getValueModel(0, 2).toString(), QStringLiteral("name"));
+        for (int i = 0; i < kRows; i += 997)
+            QCOMPARE(data.getValueModel(i + 1, 2).toString(),
+                     i == 7 ? QString() : QStringLiteral("n%1").arg(kRows - 1 - i));
+        QCOMPARE(data.getValueModel(8, 2).toString(), QString()); // its key is in no row of people
+        QCOMPARE(data.getValueModel(kRows, 2).toString(), QStringLiteral("n0"));
+        QCOMPARE(dest->undoStack()->count(), steps + 1);
     }
 
     // A read-only table is read from but never offered to be written to.

@@ -17,8 +17,6 @@
 namespace {
 
 // The direction marks of a sorted column's title.
-const QString kAscendingMark = QStringLiteral("\u25B2");
-const QString kDescendingMark = QStringLiteral("\u25BC");
 
 } // namespace
 
@@ -39,6 +37,10 @@ UniqueValuesWidget::UniqueValuesWidget(TableModel* model, const Settings& settin
     // which Filter would then take as the user's pick.
     disconnect(view->horizontalHeader(), &QHeaderView::sectionPressed, view, nullptr);
     disconnect(view->horizontalHeader(), &QHeaderView::sectionEntered, view, nullptr);
+    // The order shows as the header's own mark, out of the titles that a copy takes. Titles
+    // that take clicks would flip the mark on a single click without sorting.
+    view->horizontalHeader()->setSectionsClickable(false);
+    view->horizontalHeader()->setSortIndicatorShown(true);
 }
 
 UniqueValuesWidget::UniqueValuesWidget(TableModel* model, ColumnRangeType range, const Settings& settings,
@@ -144,11 +146,11 @@ bool UniqueValuesWidget::populateTableWithValues(int column) {
 }
 
 void UniqueValuesWidget::writeHeaders() {
-    QList<QString> titles{countedLabel, tr("Count"), tr("Percent"), tr("Histogram")};
-    // Count, percent and bar order alike: one mark goes on the column that was double-clicked.
-    QString& sorted = titles[sortedColumn];
-    sorted = QStringLiteral("%1 %2").arg(sorted, sortedAscending ? kAscendingMark : kDescendingMark);
-    view->analysisModel()->setHeaderData(Qt::Horizontal, titles);
+    view->analysisModel()->setHeaderData(Qt::Horizontal,
+                                         {countedLabel, tr("Count"), tr("Percent"), tr("Histogram")});
+    // Count, percent and bar order alike: the mark goes on the column that was double-clicked.
+    view->horizontalHeader()->setSortIndicator(sortedColumn,
+                                               sortedAscending ? Qt::AscendingOrder : Qt::DescendingOrder);
 }
 
 QString UniqueValuesWidget::cellText(int row, int col) const {

@@ -566,6 +566,20 @@ PrintDialog::PrintResult PrintDialog::printToPrinter(TablePrinter& target, bool 
     return finished ? PrintResult::Done : PrintResult::Canceled;
 }
 
+bool PrintDialog::writesOverTableFile(const QString& path) const {
+    if (path.isEmpty() || !view || !view->tableModel())
+        return false;
+    const QString tableFile = view->tableModel()->getTableData().getFilepath();
+    if (tableFile.isEmpty())
+        return false;
+    const QFileInfo out(path);
+    const QFileInfo table(tableFile);
+    // Canonical paths see through links and "..", but only exist for files that exist.
+    if (out.exists() && table.exists())
+        return out.canonicalFilePath() == table.canonicalFilePath();
+    return out.absoluteFilePath() == table.absoluteFilePath();
+}
+
 void PrintDialog::onPrintClicked() {
     const PrintSettings settings = printSettings();
     const bool pdf = isPdf();
@@ -596,6 +610,14 @@ void PrintDialog::onPrintClicked() {
 
     if (printing)
         return;
+    if (pdf && writesOverTableFile(path)) {
+        // The printer would truncate the table's file before the first page: its data would be
+        // gone, and the table on screen would no longer match the disk.
+        MsgBox::askTitled(
+            this, tr("Export Failed"), tr("The PDF can't be written over the table's own file."),
+            {{tr("&Ok"), QMessageBox::AcceptRole}}, 0, tr("Please choose another output file."));
+        return;
+    }
     const PrintResult result =
         pdf && path.isEmpty() ? PrintResult::NotStarted : printToPrinter(*printer, pdf);
     if (result == PrintResult::Canceled) {

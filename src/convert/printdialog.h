@@ -69,6 +69,8 @@ private:
     bool isPdf() const;
     enum class PrintResult { NotStarted, Canceled, Done };
     PrintResult printToPrinter(TablePrinter& target, bool pdf);
+    // Whether the PDF path names the file the printed table was read from.
+    bool writesOverTableFile(const QString& path) const;
 
     TableView* view;
     bool exportToPdf;

@@ -7,6 +7,7 @@
 #include "windowtesthelpers.h"
 
 #include <QCheckBox>
+#include <QDir>
 #include <QFile>
 #include <QPaintEngine>
 #include <QPainter>
@@ -214,6 +215,33 @@ private slots:
         QCOMPARE(answers.texts(), QStringList{QStringLiteral("Failed to create a PDF file.")});
         QCOMPARE(answers.asked.front().title, QStringLiteral("Export Failed"));
         QVERIFY(!QFile::exists(out));
+        QCOMPARE(window->getPrintDialog(), dialog);
+        QVERIFY(dialog->isVisible());
+        dialog->reject();
+    }
+
+    // The table's own file typed as the output, however spelled: the file keeps its rows, the
+    // program says why, and the dialog stays for another name.
+    void exportOverTheTablesFileIsRefused_data() {
+        QTest::addColumn<QString>("name");
+        QTest::newRow("as it is") << QStringLiteral("people.csv");
+        QTest::newRow("through a detour") << QStringLiteral("sub/../people.csv");
+    }
+    void exportOverTheTablesFileIsRefused() {
+        QFETCH(QString, name);
+        MsgBoxAnswers answers;
+        auto window = openWindow(5);
+        QVERIFY(QDir(dir->path()).mkdir(QStringLiteral("sub")));
+        PrintDialog* dialog = runCommand(*window, QStringLiteral("Export to PDF"));
+        QVERIFY(dialog);
+        dialog->setOutputFile(dir->filePath(name));
+        dialog->onPrintClicked();
+        QCOMPARE(answers.texts(),
+                 QStringList{QStringLiteral("The PDF can't be written over the table's own file.")});
+        QCOMPARE(answers.asked.front().title, QStringLiteral("Export Failed"));
+        QFile table(dir->filePath(QStringLiteral("people.csv")));
+        QVERIFY(table.open(QIODevice::ReadOnly));
+        QCOMPARE(table.readAll(), tableText(5));
         QCOMPARE(window->getPrintDialog(), dialog);
         QVERIFY(dialog->isVisible());
         dialog->reject();

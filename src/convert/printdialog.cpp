@@ -567,17 +567,26 @@ PrintDialog::PrintResult PrintDialog::printToPrinter(TablePrinter& target, bool 
 }
 
 bool PrintDialog::writesOverTableFile(const QString& path) const {
-    if (path.isEmpty() || !view || !view->tableModel())
+    if (path.isEmpty())
         return false;
-    const QString tableFile = view->tableModel()->getTableData().getFilepath();
-    if (tableFile.isEmpty())
-        return false;
+    QStringList tableFiles = openTableFiles;
+    if (view && view->tableModel())
+        tableFiles.append(view->tableModel()->getTableData().getFilepath());
     const QFileInfo out(path);
-    const QFileInfo table(tableFile);
-    // Canonical paths see through links and "..", but only exist for files that exist.
-    if (out.exists() && table.exists())
-        return out.canonicalFilePath() == table.canonicalFilePath();
-    return out.absoluteFilePath() == table.absoluteFilePath();
+    for (const QString& tableFile : tableFiles) {
+        if (tableFile.isEmpty())
+            continue;
+        const QFileInfo table(tableFile);
+        // Canonical paths see through links and "..", but only exist for files that exist.
+        if (out.exists() && table.exists() ? out.canonicalFilePath() == table.canonicalFilePath()
+                                           : out.absoluteFilePath() == table.absoluteFilePath())
+            return true;
+    }
+    return false;
+}
+
+void PrintDialog::setOpenTableFiles(const QStringList& paths) {
+    openTableFiles = paths;
 }
 
 void PrintDialog::onPrintClicked() {
@@ -614,7 +623,7 @@ void PrintDialog::onPrintClicked() {
         // The printer would truncate the table's file before the first page: its data would be
         // gone, and the table on screen would no longer match the disk.
         MsgBox::askTitled(
-            this, tr("Export Failed"), tr("The PDF can't be written over the table's own file."),
+            this, tr("Export Failed"), tr("The PDF can't be written over the file of an open table."),
             {{tr("&Ok"), QMessageBox::AcceptRole}}, 0, tr("Please choose another output file."));
         return;
     }

@@ -220,28 +220,37 @@ private slots:
         dialog->reject();
     }
 
-    // The table's own file typed as the output, however spelled: the file keeps its rows, the
-    // program says why, and the dialog stays for another name.
-    void exportOverTheTablesFileIsRefused_data() {
+    // The file of an open table typed as the output (the printed one, however spelled, or
+    // another): the file keeps its rows, the program says why, and the dialog stays for
+    // another name.
+    void exportOverAnOpenTablesFileIsRefused_data() {
         QTest::addColumn<QString>("name");
-        QTest::newRow("as it is") << QStringLiteral("people.csv");
+        QTest::newRow("the printed table's") << QStringLiteral("people.csv");
         QTest::newRow("through a detour") << QStringLiteral("sub/../people.csv");
+        QTest::newRow("another open table's") << QStringLiteral("other.csv");
     }
-    void exportOverTheTablesFileIsRefused() {
+    void exportOverAnOpenTablesFileIsRefused() {
         QFETCH(QString, name);
         MsgBoxAnswers answers;
         auto window = openWindow(5);
         QVERIFY(QDir(dir->path()).mkdir(QStringLiteral("sub")));
+        const QString other = writeFile(dir->filePath(QStringLiteral("other.csv")), tableText(3));
+        window->openFile(other);
+        window->openFile(dir->filePath(QStringLiteral("people.csv"))); // active again
         PrintDialog* dialog = runCommand(*window, QStringLiteral("Export to PDF"));
         QVERIFY(dialog);
+        QCOMPARE(dialog->getOutputFile(), dir->filePath(QStringLiteral("people.pdf")));
         dialog->setOutputFile(dir->filePath(name));
         dialog->onPrintClicked();
         QCOMPARE(answers.texts(),
-                 QStringList{QStringLiteral("The PDF can't be written over the table's own file.")});
+                 QStringList{QStringLiteral("The PDF can't be written over the file of an open table.")});
         QCOMPARE(answers.asked.front().title, QStringLiteral("Export Failed"));
-        QFile table(dir->filePath(QStringLiteral("people.csv")));
-        QVERIFY(table.open(QIODevice::ReadOnly));
-        QCOMPARE(table.readAll(), tableText(5));
+        for (const auto& [file, rows] :
+             {std::pair{QStringLiteral("people.csv"), 5}, {QStringLiteral("other.csv"), 3}}) {
+            QFile table(dir->filePath(file));
+            QVERIFY(table.open(QIODevice::ReadOnly));
+            QCOMPARE(table.readAll(), tableText(rows));
+        }
         QCOMPARE(window->getPrintDialog(), dialog);
         QVERIFY(dialog->isVisible());
         dialog->reject();

@@ -566,6 +566,29 @@ PrintDialog::PrintResult PrintDialog::printToPrinter(TablePrinter& target, bool 
     return finished ? PrintResult::Done : PrintResult::Canceled;
 }
 
+bool PrintDialog::writesOverTableFile(const QString& path) const {
+    if (path.isEmpty())
+        return false;
+    QStringList tableFiles = openTableFiles;
+    if (view && view->tableModel())
+        tableFiles.append(view->tableModel()->getTableData().getFilepath());
+    const QFileInfo out(path);
+    for (const QString& tableFile : tableFiles) {
+        if (tableFile.isEmpty())
+            continue;
+        const QFileInfo table(tableFile);
+        // Canonical paths see through links and "..", but only exist for files that exist.
+        if (out.exists() && table.exists() ? out.canonicalFilePath() == table.canonicalFilePath()
+                                           : out.absoluteFilePath() == table.absoluteFilePath())
+            return true;
+    }
+    return false;
+}
+
+void PrintDialog::setOpenTableFiles(const QStringList& paths) {
+    openTableFiles = paths;
+}
+
 void PrintDialog::onPrintClicked() {
     const PrintSettings settings = printSettings();
     const bool pdf = isPdf();
@@ -596,6 +619,14 @@ void PrintDialog::onPrintClicked() {
 
     if (printing)
         return;
+    if (pdf && writesOverTableFile(path)) {
+        // The printer would truncate the table's file before the first page: its data would be
+        // gone, and the table on screen would no longer match the disk.
+        MsgBox::askTitled(
+            this, tr("Export Failed"), tr("The PDF can't be written over the file of an open table."),
+            {{tr("&Ok"), QMessageBox::AcceptRole}}, 0, tr("Please choose another output file."));
+        return;
+    }
     const PrintResult result =
         pdf && path.isEmpty() ? PrintResult::NotStarted : printToPrinter(*printer, pdf);
     if (result == PrintResult::Canceled) {

@@ -4,6 +4,7 @@
 
 #include <QDialog>
 #include <QPageRanges>
+#include <QStringList>
 
 #include <memory>
 #include <vector>
@@ -46,6 +47,8 @@ public:
     QString getOutputFile() const;
     void setOutputFile(const QString& path);
     void setPageRangeText(const QString& text);
+    // The files of the other open tables, which the PDF must not be written over.
+    void setOpenTableFiles(const QStringList& paths);
     // Prints or exports as the button does.
     void onPrintClicked();
 
@@ -69,8 +72,11 @@ private:
     bool isPdf() const;
     enum class PrintResult { NotStarted, Canceled, Done };
     PrintResult printToPrinter(TablePrinter& target, bool pdf);
+    // Whether the PDF path names the file of the printed table or of another open one.
+    bool writesOverTableFile(const QString& path) const;
 
     TableView* view;
+    QStringList openTableFiles;
     bool exportToPdf;
     QString storedPrinterName;
     QString lastUnits;

@@ -3,6 +3,8 @@
 #include "window/mainwindow.h"
 
 #include "convert/printdialog.h"
+#include "table/tabledata.h"
+#include "table/tablemodel.h"
 #include "view/tableview.h"
 
 PrintDialog* MainWindow::getPrintDialog() const {
@@ -22,6 +24,12 @@ bool MainWindow::openPrintDialog(const QString& path, bool exportToPdf) {
     }
     printDialog = new PrintDialog(view, exportToPdf, printSettings, this);
     printDialog->setAttribute(Qt::WA_DeleteOnClose);
+    QStringList tableFiles;
+    for (const TableView* table : getAllTableViews()) {
+        if (table->tableModel())
+            tableFiles.append(table->tableModel()->getTableData().getFilepath());
+    }
+    printDialog->setOpenTableFiles(tableFiles);
     connect(printDialog, &PrintDialog::printDialogClosingSignal, this, [this] {
         if (!printDialog)
             return;

@@ -7,6 +7,7 @@
 #include "windowtesthelpers.h"
 
 #include <QCheckBox>
+#include <QDir>
 #include <QFile>
 #include <QPaintEngine>
 #include <QPainter>
@@ -214,6 +215,42 @@ private slots:
         QCOMPARE(answers.texts(), QStringList{QStringLiteral("Failed to create a PDF file.")});
         QCOMPARE(answers.asked.front().title, QStringLiteral("Export Failed"));
         QVERIFY(!QFile::exists(out));
+        QCOMPARE(window->getPrintDialog(), dialog);
+        QVERIFY(dialog->isVisible());
+        dialog->reject();
+    }
+
+    // The file of an open table typed as the output (the printed one, however spelled, or
+    // another): the file keeps its rows, the program says why, and the dialog stays for
+    // another name.
+    void exportOverAnOpenTablesFileIsRefused_data() {
+        QTest::addColumn<QString>("name");
+        QTest::newRow("the printed table's") << QStringLiteral("people.csv");
+        QTest::newRow("through a detour") << QStringLiteral("sub/../people.csv");
+        QTest::newRow("another open table's") << QStringLiteral("other.csv");
+    }
+    void exportOverAnOpenTablesFileIsRefused() {
+        QFETCH(QString, name);
+        MsgBoxAnswers answers;
+        auto window = openWindow(5);
+        QVERIFY(QDir(dir->path()).mkdir(QStringLiteral("sub")));
+        const QString other = writeFile(dir->filePath(QStringLiteral("other.csv")), tableText(3));
+        window->openFile(other);
+        window->openFile(dir->filePath(QStringLiteral("people.csv"))); // active again
+        PrintDialog* dialog = runCommand(*window, QStringLiteral("Export to PDF"));
+        QVERIFY(dialog);
+        QCOMPARE(dialog->getOutputFile(), dir->filePath(QStringLiteral("people.pdf")));
+        dialog->setOutputFile(dir->filePath(name));
+        dialog->onPrintClicked();
+        QCOMPARE(answers.texts(),
+                 QStringList{QStringLiteral("The PDF can't be written over the file of an open table.")});
+        QCOMPARE(answers.asked.front().title, QStringLiteral("Export Failed"));
+        for (const auto& [file, rows] :
+             {std::pair{QStringLiteral("people.csv"), 5}, {QStringLiteral("other.csv"), 3}}) {
+            QFile table(dir->filePath(file));
+            QVERIFY(table.open(QIODevice::ReadOnly));
+            QCOMPARE(table.readAll(), tableText(rows));
+        }
         QCOMPARE(window->getPrintDialog(), dialog);
         QVERIFY(dialog->isVisible());
         dialog->reject();

@@ -65,7 +65,12 @@ FileAnalysisWindow* MainWindow::raiseFileAnalysisWindow() {
 }
 
 bool MainWindow::commandOpenFileAnalysisWindow(const QString&) {
-    raiseFileAnalysisWindow();
+    const bool fresh = !fileAnalysisWindow;
+    FileAnalysisWindow* analysis = raiseFileAnalysisWindow();
+    // Opened afresh, it shows the statistics of the active table's columns rather than an empty
+    // grid; opened again, it keeps what it shows.
+    if (fresh && readyToRead(activeTable))
+        analysis->getStatisticsWidget()->compute(StatisticsWidget::AllColumns);
     return true;
 }
 

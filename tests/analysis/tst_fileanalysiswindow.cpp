@@ -122,6 +122,23 @@ private slots:
         QVERIFY(mime->text().startsWith(QStringLiteral("Column Title\tqty\nNumber Of Data Points\t4\n")));
     }
 
+    // Opened on its own, the window shows the statistics of every column instead of an empty
+    // grid; opened again it keeps what it shows.
+    void openedAloneShowsStatistics() {
+        open("qty,name\n1,apple\n2,pear\n");
+        window->setHideColsWithNoData(false);
+        run(QStringLiteral("Open File Analysis Window"));
+        FileAnalysisWindow* analysis = window->getFileAnalysisWindow();
+        QVERIFY(analysis && analysis->isVisible());
+        AnalysisTableView* grid = analysis->getStatisticsWidget()->getView();
+        QCOMPARE(shown(grid).mid(0, 3),
+                 (QStringList{"Column Title|qty|name", "Number Of Data Points|2|0", "Sum|3|-"}));
+        analysis->getStatisticsWidget()->compute(StatisticsWidget::SelectedColumns);
+        const QStringList selected = shown(grid);
+        run(QStringLiteral("Open File Analysis Window"));
+        QCOMPARE(shown(grid), selected);
+    }
+
     // Sorted and hidden rows: the rows the table shows, in its order; a selection of cells
     // reads its header too.
     void selectionsAndHiddenRows() {

@@ -12,6 +12,7 @@
 #include <QButtonGroup>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QCoreApplication>
 #include <QDesktopServices>
 #include <QDir>
 #include <QDoubleSpinBox>
@@ -32,6 +33,8 @@
 #include <QSpinBox>
 #include <QUrl>
 #include <QVBoxLayout>
+
+#include <cstdio>
 
 namespace {
 
@@ -566,6 +569,14 @@ PrintDialog::PrintResult PrintDialog::printToPrinter(TablePrinter& target, bool 
     return finished ? PrintResult::Done : PrintResult::Canceled;
 }
 
+// Where an export writes before the PDF takes its name: hidden, beside it, so the rename stays
+// within one file system.
+QString PrintDialog::partFileOf(const QString& path) {
+    const QFileInfo info(path);
+    return info.dir().filePath(
+        QStringLiteral(".%1.%2.part").arg(info.fileName()).arg(QCoreApplication::applicationPid()));
+}
+
 bool PrintDialog::writesOverTableFile(const QString& path) const {
     if (path.isEmpty())
         return false;
@@ -599,7 +610,9 @@ void PrintDialog::onPrintClicked() {
         if (!path.isEmpty())
             path = QFileInfo(path).absoluteFilePath();
         printer->setOutputFormat(QPrinter::PdfFormat);
-        printer->setOutputFileName(path);
+        // The pages go to a file beside the chosen one, which takes its name only when all are
+        // written: a canceled or failed export leaves a file that was there before as it was.
+        printer->setOutputFileName(path.isEmpty() ? path : partFileOf(path));
     } else {
         printer->setOutputFormat(QPrinter::NativeFormat);
         printer->setPrinterName(printerNameComboBox->currentText());
@@ -627,14 +640,16 @@ void PrintDialog::onPrintClicked() {
             {{tr("&Ok"), QMessageBox::AcceptRole}}, 0, tr("Please choose another output file."));
         return;
     }
-    const PrintResult result =
-        pdf && path.isEmpty() ? PrintResult::NotStarted : printToPrinter(*printer, pdf);
-    if (result == PrintResult::Canceled) {
-        // Half a file is no file; the dialog stays for another try.
-        if (pdf)
-            QFile::remove(path);
-        return;
+    PrintResult result = pdf && path.isEmpty() ? PrintResult::NotStarted : printToPrinter(*printer, pdf);
+    if (pdf && !path.isEmpty()) {
+        const QString part = partFileOf(path);
+        if (result == PrintResult::Done &&
+            std::rename(QFile::encodeName(part).constData(), QFile::encodeName(path).constData()) != 0)
+            result = PrintResult::NotStarted;
+        QFile::remove(part);
     }
+    if (result == PrintResult::Canceled)
+        return; // the dialog stays for another try
     if (result == PrintResult::NotStarted) {
         if (pdf)
             MsgBox::askTitled(this, tr("Export Failed"), tr("Failed to create a PDF file."),

@@ -74,6 +74,7 @@ private:
     PrintResult printToPrinter(TablePrinter& target, bool pdf);
     // Whether the PDF path names the file of the printed table or of another open one.
     bool writesOverTableFile(const QString& path) const;
+    static QString partFileOf(const QString& path);
 
     TableView* view;
     QStringList openTableFiles;

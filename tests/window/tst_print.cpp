@@ -12,6 +12,7 @@
 #include <QPaintEngine>
 #include <QPainter>
 #include <QPrintPreviewWidget>
+#include <QProgressDialog>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QRegularExpression>
@@ -20,6 +21,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTextItem>
+#include <QTimer>
 
 namespace {
 
@@ -218,6 +220,41 @@ private slots:
         QCOMPARE(window->getPrintDialog(), dialog);
         QVERIFY(dialog->isVisible());
         dialog->reject();
+    }
+
+    // Canceling an export over a PDF that is there already leaves that PDF as it was, and no
+    // half-written file beside it; a finished export replaces it.
+    void canceledExportKeepsTheOldFile() {
+        MsgBoxAnswers answers;
+        answers.queue = {2}; // "Cancel" in the question after the finished export
+        auto window = openWindow(20000);
+        PrintDialog* dialog = runCommand(*window, QStringLiteral("Export to PDF"));
+        QVERIFY(dialog);
+        const QString out = writeFile(dir->filePath(QStringLiteral("out.pdf")), "the old PDF");
+        dialog->setOutputFile(out);
+        // The progress bar, once it shows, hands the event loop a turn: Cancel then.
+        bool canceled = false;
+        QTimer::singleShot(0, dialog, [dialog, &canceled] {
+            if (auto* progress = dialog->findChild<QProgressDialog*>()) {
+                progress->cancel();
+                canceled = true;
+            }
+        });
+        dialog->onPrintClicked();
+        QVERIFY(canceled);
+        QFile old(out);
+        QVERIFY(old.open(QIODevice::ReadOnly));
+        QCOMPARE(old.readAll(), QByteArray("the old PDF"));
+        old.close();
+        QCOMPARE(QDir(dir->path()).entryList(QDir::Files | QDir::Hidden).filter(QStringLiteral(".part")),
+                 QStringList());
+        QVERIFY(dialog->isVisible());
+
+        dialog->setPageRangeText(QStringLiteral("1-2"));
+        dialog->onPrintClicked();
+        QCOMPARE(pdfPageCount(out), 2);
+        QCOMPARE(QDir(dir->path()).entryList(QDir::Files | QDir::Hidden).filter(QStringLiteral(".part")),
+                 QStringList());
     }
 
     // The file of an open table typed as the output (the printed one, however spelled, or

@@ -213,6 +213,9 @@ void EditableDataContainer::setRowFieldsAsRead(int row, int fieldsAsRead) {
     if (packed.fieldsAsRead() == fieldsAsRead)
         return;
     packed.views(scratchViews);
+    // A cell written past the line's fields and emptied again is no field of the line.
+    while (!scratchViews.empty() && scratchViews.back().empty())
+        scratchViews.pop_back();
     packed = PackedRow::fromCells(scratchViews, static_cast<size_t>(fieldsAsRead));
 }
 

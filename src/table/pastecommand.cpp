@@ -117,6 +117,7 @@ void PasteCommand::writeBlock(const Utilities::TextBlock& block, int numCols) co
 
 void PasteCommand::redo() {
     const RawSize before = rawSize();
+    rememberFieldsAsRead(rowsInvolved, colsInvolved);
     if (newTexts.empty())
         model->populateModel(target, false);
     else
@@ -133,6 +134,7 @@ void PasteCommand::undo() {
     else
         writeBlock(oldTexts, int(oldTexts.numCols));
     removeAdded();
+    restoreFieldsAsRead();
     TableUndoCommand::undo();
     finishDataChange(true, before, rowsInvolved, colsInvolved);
 }

@@ -229,6 +229,7 @@ void SetCellTextsCommand::write(bool old) {
 
 void SetCellTextsCommand::redo() {
     const RawSize before = rawSize();
+    rememberFieldsAsRead(rowsInvolved, colsInvolved);
     write(false);
     recordAdded(before);
     TableUndoCommand::redo();
@@ -239,6 +240,7 @@ void SetCellTextsCommand::undo() {
     const RawSize before = rawSize();
     write(true);
     removeAdded();
+    restoreFieldsAsRead();
     TableUndoCommand::undo();
     finishDataChange(true, before, rowsInvolved, colsInvolved);
 }

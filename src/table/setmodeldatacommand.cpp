@@ -35,6 +35,7 @@ SetModelDataCommand::SetModelDataCommand(TableModel* model, const RangeVector& n
 
 void SetModelDataCommand::redo() {
     const RawSize before = rawSize();
+    rememberFieldsAsRead(rowsInvolved, colsInvolved);
     model->populateModel(cells, false, Range(RangeType::Invalid), false);
     model->populateModel(secondCells, false, Range(RangeType::Invalid), false);
     recordAdded(before);
@@ -47,6 +48,7 @@ void SetModelDataCommand::undo() {
     model->populateModel(secondCells, true);
     model->populateModel(cells, true);
     removeAdded();
+    restoreFieldsAsRead();
     TableUndoCommand::undo();
     finishDataChange(true, before, rowsInvolved, colsInvolved);
 }

@@ -226,6 +226,50 @@ void TableUndoCommand::restoreRowFieldsAsRead(const std::vector<int>& fields) {
         container->setRowFieldsAsRead(static_cast<int>(r), fields[r]);
 }
 
+std::vector<std::pair<int, int>> TableUndoCommand::readFieldsAsRead(const TableModel& model,
+                                                                    const std::vector<int>& modelRows,
+                                                                    const std::vector<int>& modelCols) {
+    std::vector<std::pair<int, int>> fields;
+    const TableData& data = model.getTableData();
+    const AbstractDataContainer* container = data.getDataContainer();
+    if (!container)
+        return fields;
+    // A transposed table stores its model columns as rows.
+    const bool transposed = data.isTransposed();
+    const int stored = container->numRows();
+    for (const int line : transposed ? modelCols : modelRows) {
+        const int raw = transposed ? data.getRawFromModelCol(line) : data.getRawFromModelRow(line);
+        if (raw < 0 || raw >= stored)
+            continue;
+        if (const int count = container->rowFieldsAsRead(raw); count > 0)
+            fields.emplace_back(raw, count);
+    }
+    return fields;
+}
+
+void TableUndoCommand::writeFieldsAsRead(TableModel& model, const std::vector<std::pair<int, int>>& fields) {
+    AbstractDataContainer* container = model.getTableData().getDataContainer();
+    if (!container)
+        return;
+    const int stored = container->numRows();
+    for (const auto& [raw, count] : fields) {
+        if (raw < stored)
+            container->setRowFieldsAsRead(raw, count);
+    }
+}
+
+void TableUndoCommand::rememberFieldsAsRead(const std::vector<int>& modelRows,
+                                            const std::vector<int>& modelCols) {
+    if (fieldsAsReadKnown)
+        return;
+    fieldsAsReadKnown = true;
+    fieldsAsReadBefore = readFieldsAsRead(*model, modelRows, modelCols);
+}
+
+void TableUndoCommand::restoreFieldsAsRead() {
+    writeFieldsAsRead(*model, fieldsAsReadBefore);
+}
+
 bool TableUndoCommand::removesStoredColumns(Axis axis) const {
     return (axis == Axis::Col) != model->getTableData().isTransposed();
 }

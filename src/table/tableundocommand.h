@@ -88,7 +88,22 @@ protected:
     void permuteModelLines(Axis axis, const std::vector<int>& targets, const std::vector<int>& sources);
     // Tells the view that every cell may have changed.
     void notifyAllChanged();
+    // A stored row keeps, until a cell of it changes, the number of fields its line had as read,
+    // and is saved with them. A command that writes cells notes those counts of the rows under
+    // its model lines before its first redo, and its undo, once the cells hold their old texts
+    // again, gives them back: an edit undone doesn't change how its row is saved.
+    void rememberFieldsAsRead(const std::vector<int>& modelRows, const std::vector<int>& modelCols);
+    void restoreFieldsAsRead();
 
+public:
+    // The same for any writer of cells (an edit shown while it is typed): the counts of the
+    // stored rows under the model lines (unchanged rows only), and their return.
+    static std::vector<std::pair<int, int>> readFieldsAsRead(const TableModel& model,
+                                                             const std::vector<int>& modelRows,
+                                                             const std::vector<int>& modelCols);
+    static void writeFieldsAsRead(TableModel& model, const std::vector<std::pair<int, int>>& fields);
+
+protected:
     TableModel* model = nullptr;
     RangeVector selectionCells;
     bool restoreSelection = true;
@@ -105,6 +120,8 @@ protected:
     std::vector<int> newHiddenRows;
     std::vector<int> newHiddenCols;
     bool hasFilters = false;
+    std::vector<std::pair<int, int>> fieldsAsReadBefore; // stored row, fields; unchanged rows only
+    bool fieldsAsReadKnown = false;
 };
 
 // Model lines of the axis taken by the ranges, within the data, ascending and distinct.

@@ -605,6 +605,9 @@ private:
 
     // The edit in progress.
     RangeVector editTargets;
+    // The fields the targets' stored rows had as read, given back when the typed text is taken
+    // out of the cells again (see TableUndoCommand::readFieldsAsRead).
+    std::vector<std::pair<int, int>> editFieldsAsRead;
     bool editClear = false;
     QString editText;
     bool editTextSet = false;

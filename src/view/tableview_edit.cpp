@@ -256,6 +256,12 @@ void TableView::startEditing(bool clear, bool cursorAtEnd) {
 void TableView::beginEditState(bool clear) {
     TableModel* m = tableModel();
     editTargets = editTargetsFromSelection();
+    {
+        std::vector<int> rows, cols;
+        m->getOrderedSetOfRows(rows, editTargets);
+        m->getOrderedSetOfCols(cols, editTargets);
+        editFieldsAsRead = TableUndoCommand::readFieldsAsRead(*m, rows, cols);
+    }
     editClear = clear;
     editText.clear();
     editTextSet = false;
@@ -361,6 +367,7 @@ void TableView::restoreEditTargets() {
         data.removeRowsRaw(rawRows - emptyRows, emptyRows);
     if (emptyCols > 0)
         data.removeColsRaw(rawCols - emptyCols, emptyCols);
+    TableUndoCommand::writeFieldsAsRead(*m, editFieldsAsRead);
     writingEdit = false;
 }
 

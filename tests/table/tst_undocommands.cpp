@@ -9,12 +9,15 @@
 #include "table/movecommands.h"
 #include "table/rowcolcommands.h"
 #include "table/saveparametercommands.h"
+#include "table/setcelltextscommand.h"
 #include "table/setmodeldatacommand.h"
 #include "table/transposetablecommand.h"
 
+#include <QFile>
 #include <QRandomGenerator>
 #include <QSignalSpy>
 #include <QStandardPaths>
+#include <QTemporaryDir>
 #include <QUndoStack>
 
 using namespace Fixture;
@@ -356,6 +359,8 @@ private slots:
     void filterListsFollowInsertAndRemove();
     void mainCellComesBackOnUndo();
     void encodingUndoKeepsBytes();
+    void undoneCellWritesKeepRaggedRows_data();
+    void undoneCellWritesKeepRaggedRows();
 };
 
 void TestUndoCommands::randomSequenceUndoesAndRedoes_data() {
@@ -766,6 +771,67 @@ void TestUndoCommands::encodingUndoKeepsBytes() {
     stack.undo();
     QCOMPARE(model->getTableData().getEncoding(), UTF_8);
     QCOMPARE(model->getTableData().getValueRawCharVec(0, 0), before);
+}
+
+// A ragged file's rows are saved with the fields their lines had until a cell of them changes;
+// a change undone gives the rows that shape back, so the file saves as it was read.
+void TestUndoCommands::undoneCellWritesKeepRaggedRows_data() {
+    QTest::addColumn<QString>("command");
+    QTest::addColumn<bool>("transposed");
+    for (const bool transposed : {false, true}) {
+        for (const char* command : {"edit", "transform"})
+            QTest::addRow("%s%s", command, transposed ? ", transposed" : "")
+                << QString::fromLatin1(command) << transposed;
+    }
+}
+
+void TestUndoCommands::undoneCellWritesKeepRaggedRows() {
+    QFETCH(QString, command);
+    QFETCH(bool, transposed);
+    const QByteArray original("h,a,b,c\n1,x\n2,y,,\n3,z,p,q\n4\n5,w,\n");
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("ragged.csv"));
+    auto write = [&path](const QByteArray& bytes) {
+        QFile out(path);
+        return out.open(QIODevice::WriteOnly) && out.write(bytes) == bytes.size();
+    };
+    auto read = [&path] {
+        QFile in(path);
+        return in.open(QIODevice::ReadOnly) ? in.readAll() : QByteArray();
+    };
+    QVERIFY(write(original));
+    TableModel model(true);
+    model.loadCSV(path, false, TableData::Editable, QStringLiteral(","), QStringLiteral(","), UTF_8,
+                  RFC_4180);
+    QUndoStack stack;
+    if (transposed)
+        stack.push(new TransposeTableCommand(&model));
+    // Cells of the file's rows 1 and 4, wherever the table shows them.
+    const auto at = [transposed](int row, int col) {
+        return transposed ? std::pair{col, row} : std::pair{row, col};
+    };
+    const std::vector<std::pair<int, int>> places{at(1, 1), at(4, 0)};
+    if (command == QLatin1String("edit")) {
+        RangeVector cells;
+        for (const auto& [row, col] : places) {
+            Range cell(row, col, RangeIndexType::Model);
+            cell.value = QStringLiteral("new");
+            cells.push_back(cell);
+        }
+        stack.push(new SetModelDataCommand(&model, cells));
+    } else {
+        stack.push(new SetCellTextsCommand(&model, places, {QStringLiteral("x"), QStringLiteral("4")},
+                                           {QStringLiteral("new"), QStringLiteral("new")}));
+    }
+    if (!transposed) {
+        QVERIFY(model.saveCSV(path, false, false));
+        // The rows written are saved whole; the others keep their lines' fields.
+        QCOMPARE(read(), QByteArray("h,a,b,c\n1,new,,\n2,y,,\n3,z,p,q\nnew,,,\n5,w,\n"));
+    }
+    while (stack.canUndo())
+        stack.undo();
+    QVERIFY(model.saveCSV(path, false, false));
+    QCOMPARE(read(), original);
 }
 
 QTEST_GUILESS_MAIN(TestUndoCommands)

@@ -10,6 +10,8 @@
 #include "view/frozentableview.h"
 #include "view/quickedit.h"
 
+#include <QFile>
+#include <QTemporaryDir>
 #include <QUndoStack>
 
 using namespace ViewFixture;
@@ -67,6 +69,7 @@ private slots:
     void sizeRule();
     void typingOverSelectionIsOneUndoStep();
     void typingOverLargeCellReplacesWithoutQuestion();
+    void undoneTypingKeepsRaggedRows();
     void keysEndingEdit_data();
     void keysEndingEdit();
     void appendKeepsTextAndCursorAtEnd();
@@ -155,6 +158,33 @@ void TestCellEdit::typingOverSelectionIsOneUndoStep() {
     QCOMPARE(texts(*t.model, {{1, 1}, {1, 2}, {1, 3}}), QStringLiteral("r1c1|r1c2|r1c3"));
     t.view->redo();
     QCOMPARE(texts(*t.model, {{1, 1}, {1, 2}, {1, 3}}), QStringLiteral("xyz|xyz|xyz"));
+}
+
+// A ragged row is saved with the fields its line had until a cell of it changes; typing into
+// it, undone, leaves it so, though the typed text was in the cell while it was typed.
+void TestCellEdit::undoneTypingKeepsRaggedRows() {
+    ShownTable t =
+        makeTable(QStringList{QStringLiteral("h,a,b,c"), QStringLiteral("1,x"), QStringLiteral("4")});
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("saved.csv"));
+    auto saved = [&] {
+        QFile in(path);
+        return t.model->saveCSV(path, false, false) && in.open(QIODevice::ReadOnly) ? in.readAll()
+                                                                                    : QByteArray();
+    };
+    const QByteArray original = saved();
+    QVERIFY(original.startsWith("h,a,b,c\n1,x\n4"));
+    select(*t.model, 1, 1);
+    type(t.view.get(), QStringLiteral("zz\n"));
+    QVERIFY(saved().startsWith("h,a,b,c\n1,zz,,\n4"));
+    t.view->undo();
+    QCOMPARE(saved(), original);
+    // Typing over both ragged rows at once, undone.
+    selectBlock(*t.model, 1, 0, 2, 1);
+    type(t.view.get(), QStringLiteral("w\n"));
+    QVERIFY(saved().startsWith("h,a,b,c\nw,w,,\nw,w,,"));
+    t.view->undo();
+    QCOMPARE(saved(), original);
 }
 
 void TestCellEdit::typingOverLargeCellReplacesWithoutQuestion() {

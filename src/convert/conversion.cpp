@@ -227,14 +227,12 @@ Conversion::Rows Conversion::convertJsonToTable(const QString& text, bool preser
     }
 
     TableBuilder builder(preserveStructure);
-    QString recordHeader;
     for (const JsonItem* item : doc.items()) {
         if (item->type == JsonItem::COMMENT || item->indent < recordDepth)
             continue;
         const bool scalar = item->type != JsonItem::OBJECT && item->type != JsonItem::ARRAY;
         if (item->indent == recordDepth) {
-            recordHeader = item->header();
-            QString name = recordHeader;
+            QString name = item->header();
             if (!prefix.isEmpty() && name.startsWith(prefix + QLatin1Char('/')))
                 name = name.mid(prefix.size() + 1);
             // A record that is a plain value has no column of its own: only its name stands.
@@ -243,8 +241,11 @@ Conversion::Rows Conversion::convertJsonToTable(const QString& text, bool preser
         }
         if (!scalar)
             continue;
+        // The title is the header from the first "/" after the prefix on: a record's key that
+        // holds a "/" is cut there like any level.
         const QString h = item->header();
-        const QString title = recordHeader.isEmpty() ? h : h.mid(recordHeader.size() + 1);
+        const qsizetype slash = h.indexOf(QLatin1Char('/'), prefix.isEmpty() ? 0 : prefix.size() + 1);
+        const QString title = slash < 0 ? h : h.mid(slash + 1);
         // Values and keys stand as in the text, escapes and all.
         builder.set(title, item->value.toString());
     }

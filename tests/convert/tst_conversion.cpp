@@ -80,6 +80,8 @@ private slots:
         QTest::newRow("escapes kept as they stand")
             << "[{\"t\": \"a\\\"b\\\\c\\nd\\u00e9\"}, {\"t\\/u\": \"x\"}]" << false
             << QStringList{"t|t\\/u", "a\\\"b\\\\c\\nd\\u00e9|", "|x"};
+        QTest::newRow("a record's key with a slash is cut at it")
+            << "{\"a/b\": {\"c\": 1}, \"d\": {\"c\": 2}}" << true << QStringList{"/|b/c|c", "a/b|1|", "d||2"};
         QTest::newRow("null and empty strings")
             << "[{\"a\": null, \"b\": \"\"}, {\"a\": 1}]" << false << QStringList{"a", "null", "1"};
         QTest::newRow("nothing") << "" << false << QStringList{};

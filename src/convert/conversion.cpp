@@ -15,31 +15,9 @@
 
 namespace {
 
-// Whether a character outside ASCII may stand in an XML name (at its start with `start`). Readers
-// differ here (the older rules take fewer letters), so the reader this program reads with is
-// asked, once a character.
-bool readerTakesNameCharacter(char16_t u, bool start) {
-    thread_local QHash<quint32, bool> known;
-    const quint32 key = u | (start ? 0x10000u : 0u);
-    const auto found = known.constFind(key);
-    if (found != known.constEnd())
-        return found.value();
-    const QString c(QChar{u});
-    QXmlStreamReader reader(start ? QStringLiteral("<") + c + QStringLiteral("/>")
-                                  : QStringLiteral("<a") + c + QStringLiteral("/>"));
-    while (!reader.atEnd())
-        reader.readNext();
-    const bool takes = !reader.hasError();
-    known.insert(key, takes);
-    return takes;
-}
-
 // A title split into more levels than this keeps the rest in its last level: the trees are
 // written level by level, and a title of thousands of slashes must not run the stack out.
 constexpr int kMaxTitleLevels = 256;
-
-// The title of a record that is a value of its own rather than an object or element.
-const QString kOwnValueTitle = QStringLiteral("value");
 
 QStringList splitTitle(const QString& title, Qt::SplitBehavior behavior = Qt::KeepEmptyParts) {
     QStringList levels = title.split(QLatin1Char('/'), behavior);
@@ -138,23 +116,15 @@ struct PathTree {
     Node& operator[](int i) { return nodes[static_cast<std::size_t>(i)]; }
 };
 
-// A decimal index as a table writes it: digits without a leading zero.
-bool isIndexLevel(const QString& level) {
-    if (level.isEmpty() || level.size() > 9 || (level.size() > 1 && level.at(0) == u'0'))
-        return false;
-    return std::all_of(level.begin(), level.end(), [](QChar c) { return c >= u'0' && c <= u'9'; });
-}
-
-// Whether children with these levels make an array: indexes that count up by one.
+// Whether children with these levels make an array: integers that step by one or repeat. No
+// children at all make an array too, the empty document being "[]".
 bool isArray(PathTree& tree, const std::vector<int>& children) {
-    if (children.empty())
-        return false;
-    int previous = -1;
+    int previous = 0;
     for (std::size_t i = 0; i < children.size(); ++i) {
-        const QString& level = tree[children[i]].level;
-        if (!isIndexLevel(level))
+        bool ok = false;
+        const int index = tree[children[i]].level.toInt(&ok);
+        if (!ok)
             return false;
-        const int index = level.toInt();
         if (i > 0 && index != previous + 1 && index != previous)
             return false;
         previous = index;
@@ -165,10 +135,13 @@ bool isArray(PathTree& tree, const std::vector<int>& children) {
 JsonItem* makeJsonItems(PathTree& tree, int node, JsonItem* parent) {
     auto* item = new JsonItem(parent);
     if (parent && parent->type == JsonItem::OBJECT)
-        item->setKey(Conversion::escapeJsonString(tree[node].level));
+        item->setKey(tree[node].level);
     const std::vector<int> children = tree[node].children;
     if (children.empty()) {
-        item->setValue(Conversion::escapeJsonString(tree[node].value), true);
+        // A double quote is the one character a value has escaped.
+        QString value = tree[node].value;
+        value.replace(QLatin1Char('"'), QLatin1String("\\\""));
+        item->setValue(value, true);
         return item;
     }
     item->type = isArray(tree, children) ? JsonItem::ARRAY : JsonItem::OBJECT;
@@ -177,32 +150,9 @@ JsonItem* makeJsonItems(PathTree& tree, int node, JsonItem* parent) {
     return item;
 }
 
-bool isNameStart(QChar c) {
-    const char16_t u = c.unicode();
-    return u == '_' || (u >= 'a' && u <= 'z') || (u >= 'A' && u <= 'Z') ||
-           (u > 127 && readerTakesNameCharacter(u, true));
-}
-
-// An element or attribute name that XML reads: one that starts with a letter or "_".
-QString validXmlName(const QString& name) {
-    if (name.isEmpty())
-        return QStringLiteral("_");
-    return isNameStart(name.at(0)) ? name : QLatin1Char('_') + name;
-}
-
-// Levels of a cleaned title: indexes stay, names are made valid.
-QString validXmlPath(const QString& path) {
-    QStringList levels = splitTitle(path, Qt::SkipEmptyParts);
-    for (QString& level : levels) {
-        if (!isIndexLevel(level))
-            level = validXmlName(level);
-    }
-    return levels.join(QLatin1Char('/'));
-}
-
 XmlItem* makeXmlItems(PathTree& tree, int node, XmlItem* parent) {
     const PathTree::Node& n = tree[node];
-    auto* item = new XmlItem(validXmlName(n.level.section(QLatin1Char('&'), 0, 0)), parent);
+    auto* item = new XmlItem(n.level.section(QLatin1Char('&'), 0, 0), parent);
     for (const auto& [name, value] : n.attributes)
         item->attributes.append(name, value);
     const std::vector<int> children = n.children;
@@ -216,35 +166,33 @@ XmlItem* makeXmlItems(PathTree& tree, int node, XmlItem* parent) {
     return item;
 }
 
-bool keepsWordCharacter(QChar c, bool colon) {
-    const char16_t u = c.unicode();
+// An ASCII letter or digit, "-", ".", "_" (and ":" in an attribute name), or above ASCII a letter
+// or a decimal digit.
+bool keepsNameCharacter(char32_t u, bool colon) {
     if (u < 128)
         return (u >= 'a' && u <= 'z') || (u >= 'A' && u <= 'Z') || (u >= '0' && u <= '9') || u == '-' ||
                u == '.' || u == '_' || (colon && u == ':');
-    // Letters and digits that XML takes in a name.
-    return (c.isLetter() || c.isDigit()) && readerTakesNameCharacter(u, false);
+    return QChar::isLetter(u) || QChar::isDigit(u);
 }
 
-// Characters XML can't hold at all become the replacement character.
-void replaceInvalidXmlCharacters(QString& text) {
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const char16_t u = text.at(i).unicode();
-        if (QChar::isHighSurrogate(u) && i + 1 < text.size() &&
-            QChar::isLowSurrogate(text.at(i + 1).unicode())) {
-            ++i;
-            continue;
+// Every other character becomes "-"; a character beyond 16 bits is one character too.
+QString cleanLevel(const QString& level, bool colon) {
+    QString out;
+    out.reserve(level.size());
+    for (qsizetype i = 0; i < level.size(); ++i) {
+        char32_t u = level.at(i).unicode();
+        qsizetype width = 1;
+        if (QChar::isHighSurrogate(u) && i + 1 < level.size() && level.at(i + 1).isLowSurrogate()) {
+            u = QChar::surrogateToUcs4(level.at(i), level.at(i + 1));
+            width = 2;
         }
-        if ((u < 0x20 && u != 0x9 && u != 0xA && u != 0xD) || QChar::isSurrogate(u) || u == 0xFFFE ||
-            u == 0xFFFF)
-            text[i] = QChar::ReplacementCharacter;
+        if (keepsNameCharacter(u, colon))
+            out += QStringView(level).mid(i, width);
+        else
+            out += QLatin1Char('-');
+        i += width - 1;
     }
-}
-
-void cleanLevel(QString& level, bool colon) {
-    for (QChar& c : level) {
-        if (!keepsWordCharacter(c, colon))
-            c = u'-';
-    }
+    return out;
 }
 
 } // namespace
@@ -279,31 +227,27 @@ Conversion::Rows Conversion::convertJsonToTable(const QString& text, bool preser
     }
 
     TableBuilder builder(preserveStructure);
-    QString recordHeader;
-    const auto valueOf = [](const JsonItem* item) {
-        const QString v = item->value.toString();
-        return item->type == JsonItem::STRING ? unescapeJsonString(v) : v;
-    };
     for (const JsonItem* item : doc.items()) {
         if (item->type == JsonItem::COMMENT || item->indent < recordDepth)
             continue;
         const bool scalar = item->type != JsonItem::OBJECT && item->type != JsonItem::ARRAY;
         if (item->indent == recordDepth) {
-            recordHeader = item->header();
-            QString name = recordHeader;
+            QString name = item->header();
             if (!prefix.isEmpty() && name.startsWith(prefix + QLatin1Char('/')))
                 name = name.mid(prefix.size() + 1);
-            builder.newRecord(unescapeJsonString(name));
-            // A record that is a plain value keeps it, in a column of its own.
-            if (scalar)
-                builder.set(kOwnValueTitle, valueOf(item));
+            // A record that is a plain value has no column of its own: only its name stands.
+            builder.newRecord(name);
             continue;
         }
         if (!scalar)
             continue;
+        // The title is the header from the first "/" after the prefix on: a record's key that
+        // holds a "/" is cut there like any level.
         const QString h = item->header();
-        const QString title = recordHeader.isEmpty() ? h : h.mid(recordHeader.size() + 1);
-        builder.set(unescapeJsonString(title), valueOf(item));
+        const qsizetype slash = h.indexOf(QLatin1Char('/'), prefix.isEmpty() ? 0 : prefix.size() + 1);
+        const QString title = slash < 0 ? h : h.mid(slash + 1);
+        // Values and keys stand as in the text, escapes and all.
+        builder.set(title, item->value.toString());
     }
     return builder.rows(prefix + QLatin1Char('/'));
 }
@@ -375,12 +319,9 @@ Conversion::Rows Conversion::convertXmlToTable(const QString& text, bool preserv
                 break;
             const int depth = static_cast<int>(stack.size()) - 1;
             const QString value = texts.takeLast().trimmed();
-            if (depth >= recordDepth && !value.isEmpty()) {
-                // The record's own text is titled with the record's name.
-                const QString path =
-                    depth == recordDepth ? stack.last() : stack.mid(recordDepth + 1).join(QLatin1Char('/'));
-                builder.set(path, value);
-            }
+            // The record's own text has the empty path below the record as its title.
+            if (depth >= recordDepth && !value.isEmpty())
+                builder.set(stack.mid(recordDepth + 1).join(QLatin1Char('/')), value);
             stack.removeLast();
             break;
         }
@@ -415,9 +356,7 @@ struct JsonColumns {
         if (recordColumn)
             recordLevels = splitTitle(titles.front(), Qt::SkipEmptyParts);
         for (int c = recordColumn ? 1 : 0; c < titles.size(); ++c) {
-            // A column without a title has no name to give its values.
-            if (!titles.at(c).isEmpty())
-                columns.emplace_back(c, splitTitle(titles.at(c)));
+            columns.emplace_back(c, splitTitle(titles.at(c)));
         }
     }
     bool hasData(const QStringList& row) const {
@@ -457,7 +396,6 @@ struct XmlColumns {
         if (recordColumn) {
             recordPath = titles.front();
             Conversion::sanitizeXmlHeader(recordPath);
-            recordPath = validXmlPath(recordPath);
             if (!recordPath.isEmpty())
                 recordPath += QLatin1Char('/');
         }
@@ -470,18 +408,11 @@ struct XmlColumns {
                 Conversion::sanitizeXmlAttributeName(column.attribute);
                 if (column.attribute.isEmpty())
                     continue;
-                // A prefix must be declared to be read; only "xml" is declared by itself.
-                if (column.attribute.contains(QLatin1Char(':')) &&
-                    !(column.attribute.startsWith(QLatin1String("xml:")) &&
-                      column.attribute.count(QLatin1Char(':')) == 1 && column.attribute.size() > 4))
-                    column.attribute.replace(QLatin1Char(':'), QLatin1Char('-'));
-                column.attribute = validXmlName(column.attribute);
                 column.elementPath = levels.join(QLatin1Char('/'));
             } else {
                 column.elementPath = title;
             }
             Conversion::sanitizeXmlHeader(column.elementPath);
-            column.elementPath = validXmlPath(column.elementPath);
             if (column.attribute.isEmpty() && column.elementPath.isEmpty())
                 continue;
             // The indexes below a record are the same in every row: joined once here, and each
@@ -506,7 +437,10 @@ struct XmlColumns {
             QString name = row.value(0);
             Conversion::sanitizeXmlHeader(name);
             name.replace(QLatin1Char('/'), QLatin1Char('-'));
-            base = recordPath + validXmlName(name) + QStringLiteral("/%1").arg(record);
+            // A record without a name still needs one to be an element.
+            if (name.isEmpty())
+                name = QStringLiteral("_");
+            base = recordPath + name + QStringLiteral("/%1").arg(record);
         } else {
             base = QStringLiteral("root/record/%1").arg(record);
         }
@@ -548,27 +482,44 @@ QByteArray Conversion::convertTableToJson(int numRows, const RowReader& rowAt, L
     const JsonColumns columns(numRows > 0 ? rowAt(0) : QStringList());
     QByteArray out;
     if (!columns.recordColumn) {
-        // The records are the items of the top-level array, each written as it is read: the
-        // table is never held twice.
-        JsonItem root(JsonItem::ARRAY);
-        out += '[';
-        int record = 0;
-        for (int r = 1; r < numRows; ++r) {
-            if (stopped(progress, r, numRows))
-                return QByteArray();
-            const QStringList row = rowAt(r);
-            if (!columns.hasData(row))
+        // Row r is the record r - 1, each written as it is read: the table is never held twice.
+        // The records make an array while their numbers follow each other; an empty row between
+        // two records leaves a gap, and then the root is an object keyed by the numbers, so the
+        // rows are read again in that form.
+        for (const JsonItem::Type rootType : {JsonItem::ARRAY, JsonItem::OBJECT}) {
+            JsonItem root(rootType);
+            out = rootType == JsonItem::ARRAY ? "[" : "{";
+            int records = 0;
+            bool gap = false;
+            bool restart = false;
+            for (int r = 1; r < numRows; ++r) {
+                if (stopped(progress, r, numRows))
+                    return QByteArray();
+                const QStringList row = rowAt(r);
+                if (!columns.hasData(row)) {
+                    gap = records > 0;
+                    continue;
+                }
+                restart = gap && rootType == JsonItem::ARRAY;
+                if (restart)
+                    break;
+                PathTree tree;
+                columns.insert(tree, QStringList(), row);
+                out += records++ == 0 ? lineEnd : QByteArray(",") + lineEnd;
+                JsonItem* item = makeJsonItems(tree, 0, &root);
+                if (rootType == JsonItem::OBJECT)
+                    item->setKey(QString::number(r - 1));
+                item->addJsonString(out, true, lineEnding);
+                root.removeChildren(0, root.childCount() - 1, true);
+            }
+            if (restart)
                 continue;
-            PathTree tree;
-            columns.insert(tree, QStringList(), row);
-            out += record++ == 0 ? lineEnd : QByteArray(",") + lineEnd;
-            makeJsonItems(tree, 0, &root)->addJsonString(out, true, lineEnding);
-            root.removeChildren(0, root.childCount() - 1, true);
-        }
-        if (record > 0)
+            if (records > 0)
+                out += lineEnd;
+            out += rootType == JsonItem::ARRAY ? ']' : '}';
             out += lineEnd;
-        out += ']';
-        out += lineEnd;
+            return out;
+        }
         return out;
     }
     // Named records may share a name, and the names decide the document's shape: the whole
@@ -738,41 +689,30 @@ void Conversion::sanitizeXmlHeader(QString& text) {
         text.remove(0, 1);
     QStringList levels = text.trimmed().split(QLatin1Char('/'), Qt::SkipEmptyParts);
     for (QString& level : levels)
-        cleanLevel(level, false);
+        level = cleanLevel(level, false);
     text = levels.join(QLatin1Char('/'));
 }
 
 void Conversion::sanitizeXmlAttributeName(QString& text) {
-    text = text.trimmed();
-    cleanLevel(text, true);
+    text = cleanLevel(text.trimmed(), true);
 }
 
 void Conversion::sanitizeXmlAttributeValue(QString& text) {
-    replaceInvalidXmlCharacters(text);
+    // In this order: the ampersand of "&quot;" is escaped in turn.
     text.replace(QLatin1Char('"'), QLatin1String("&quot;"));
     text.replace(QLatin1Char('&'), QLatin1String("&amp;"));
     text.replace(QLatin1Char('\''), QLatin1String("&apos;"));
     text.replace(QLatin1Char('<'), QLatin1String("&lt;"));
     text.replace(QLatin1Char('>'), QLatin1String("&gt;"));
-    // A reader turns these into blanks in an attribute unless they are written as references.
-    text.replace(QLatin1Char('\n'), QLatin1String("&#10;"));
-    text.replace(QLatin1Char('\t'), QLatin1String("&#9;"));
-    text.replace(QLatin1Char('\r'), QLatin1String("&#13;"));
 }
 
 void Conversion::sanitizeXmlElementContents(QString& text) {
-    replaceInvalidXmlCharacters(text);
-    // The ampersand first: a bare one would end the document for every reader.
-    text.replace(QLatin1Char('&'), QLatin1String("&amp;"));
     text.replace(QLatin1Char('<'), QLatin1String("&lt;"));
     text.replace(QLatin1Char('>'), QLatin1String("&gt;"));
-    // A reader takes a carriage return for a line feed unless it is written as a reference.
-    text.replace(QLatin1Char('\r'), QLatin1String("&#13;"));
 }
 
 void Conversion::modifyHeaderNumericalIndexes(QString& path) {
-    // Only a whole level of digits is an index: "a/2b" names an element "2b".
-    static const QRegularExpression index(QStringLiteral("(.+?)/(\\d+)(?=/|$)"));
+    static const QRegularExpression index(QStringLiteral("(.+?)/(\\d+)"));
     for (;;) {
         const QRegularExpressionMatch match = index.match(path);
         if (!match.hasMatch())
@@ -780,101 +720,4 @@ void Conversion::modifyHeaderNumericalIndexes(QString& path) {
         path.replace(match.capturedStart(), match.capturedLength(),
                      match.captured(1) + QLatin1Char('&') + match.captured(2));
     }
-}
-
-QString Conversion::unescapeJsonString(const QString& text) {
-    if (!text.contains(QLatin1Char('\\')))
-        return text;
-    QString out;
-    out.reserve(text.size());
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        const QChar c = text.at(i);
-        if (c != u'\\' || i + 1 >= text.size()) {
-            out.append(c);
-            continue;
-        }
-        const QChar e = text.at(i + 1);
-        switch (e.unicode()) {
-        case u'"':
-        case u'\\':
-        case u'/':
-            out.append(e);
-            ++i;
-            break;
-        case u'b':
-            out.append(QChar(u'\b'));
-            ++i;
-            break;
-        case u'f':
-            out.append(QChar(u'\f'));
-            ++i;
-            break;
-        case u'n':
-            out.append(QChar(u'\n'));
-            ++i;
-            break;
-        case u'r':
-            out.append(QChar(u'\r'));
-            ++i;
-            break;
-        case u't':
-            out.append(QChar(u'\t'));
-            ++i;
-            break;
-        case u'u': {
-            const QStringView digits = i + 6 <= text.size() ? QStringView(text).mid(i + 2, 4) : QStringView();
-            const bool hex =
-                digits.size() == 4 && std::all_of(digits.begin(), digits.end(), [](QChar d) {
-                    return (d >= u'0' && d <= u'9') || (d >= u'a' && d <= u'f') || (d >= u'A' && d <= u'F');
-                });
-            if (hex) {
-                out.append(QChar(static_cast<char16_t>(digits.toUInt(nullptr, 16))));
-                i += 5;
-            } else {
-                out.append(c); // not an escape after all: kept as it stands
-            }
-            break;
-        }
-        default:
-            out.append(c);
-            break;
-        }
-    }
-    return out;
-}
-
-QString Conversion::escapeJsonString(const QString& text) {
-    QString out;
-    out.reserve(text.size());
-    for (const QChar c : text) {
-        switch (c.unicode()) {
-        case u'"':
-            out += QLatin1String("\\\"");
-            break;
-        case u'\\':
-            out += QLatin1String("\\\\");
-            break;
-        case u'\n':
-            out += QLatin1String("\\n");
-            break;
-        case u'\r':
-            out += QLatin1String("\\r");
-            break;
-        case u'\t':
-            out += QLatin1String("\\t");
-            break;
-        case u'\b':
-            out += QLatin1String("\\b");
-            break;
-        case u'\f':
-            out += QLatin1String("\\f");
-            break;
-        default:
-            if (c.unicode() < 0x20)
-                out += QStringLiteral("\\u%1").arg(c.unicode(), 4, 16, QLatin1Char('0'));
-            else
-                out.append(c);
-        }
-    }
-    return out;
 }

@@ -57,10 +57,7 @@ public:
     static void sanitizeXmlAttributeName(QString& text);
     static void sanitizeXmlAttributeValue(QString& text);
     static void sanitizeXmlElementContents(QString& text);
-    // Each level that is a number becomes the index of the level before it: "a/3/b/0/c" gives
+    // Digits after a "/" become the index of the level before them: "a/3/b/0/c" gives
     // "a&3/b&0/c".
     static void modifyHeaderNumericalIndexes(QString& path);
-    // JSON's escapes in a string's source text read ("\n", "\u00e9", ...), and written.
-    static QString unescapeJsonString(const QString& text);
-    static QString escapeJsonString(const QString& text);
 };

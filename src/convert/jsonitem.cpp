@@ -1,6 +1,5 @@
 #include "convert/jsonitem.h"
 
-#include <cmath>
 #include <vector>
 
 namespace {
@@ -49,48 +48,11 @@ void JsonItem::setValue(const QVariant& v, bool computeType) {
         computeTypeFromValue();
 }
 
-namespace {
-
-// JSON's own number form: -?(0|[1-9][0-9]*)(\.[0-9]+)?([eE][+-]?[0-9]+)?, read by hand (a table
-// export asks this of every cell).
-bool isJsonNumber(const QString& text) {
-    qsizetype i = 0;
-    const qsizetype n = text.size();
-    const auto digit = [&](qsizetype at) { return at < n && text.at(at) >= u'0' && text.at(at) <= u'9'; };
-    const auto digits = [&] {
-        const qsizetype from = i;
-        while (digit(i))
-            ++i;
-        return i > from;
-    };
-    if (i < n && text.at(i) == u'-')
-        ++i;
-    if (i < n && text.at(i) == u'0')
-        ++i;
-    else if (!digits())
-        return false;
-    if (i < n && text.at(i) == u'.') {
-        ++i;
-        if (!digits())
-            return false;
-    }
-    if (i < n && (text.at(i) == u'e' || text.at(i) == u'E')) {
-        ++i;
-        if (i < n && (text.at(i) == u'+' || text.at(i) == u'-'))
-            ++i;
-        if (!digits())
-            return false;
-    }
-    return i == n;
-}
-
-} // namespace
-
 void JsonItem::computeTypeFromValue() {
     const QString text = value.toString();
-    // A number beyond a double's range is refused by many readers: it stays the text it is.
     bool ok = false;
-    if (isJsonNumber(text) && std::isfinite(text.toDouble(&ok)) && ok)
+    text.toDouble(&ok);
+    if (ok)
         type = NUMBER;
     else if (text == QLatin1String("true") || text == QLatin1String("false"))
         type = BOOL;

@@ -57,9 +57,8 @@ public:
     bool isKeyValuePair() const { return parentItem && parentItem->type == OBJECT; }
     int index() const;
     void setValue(const QVariant& v, bool computeType);
-    // The type a text written as a table cell stands for: a number when it is one in JSON's own
-    // form (so "007" and "1." stay strings, as a reader of the document needs), the words true,
-    // false and null, otherwise a string.
+    // The type a text written as a table cell stands for: a number when it reads as a double, the
+    // words true, false and null, otherwise a string.
     void computeTypeFromValue();
 
     void addChild(JsonItem* item);

@@ -1,5 +1,6 @@
 // Filtering: a table of N rows x 10 columns filtered on one column by a text equality, a
-// wildcard, a numeric range, an "a|b&!c" combination and a regular expression, in the editable
+// wildcard, a numeric range, an "a|b&!c" combination, a regular expression and the texts of a
+// third of the column's cells (as filtering with selected cell contents makes it), in the editable
 // and the read-only container. Each against the same run's limit: one pass that decodes the
 // same column's cells and compares each with a fixed string. Also the time to put a computed
 // filter in place and to take it away again, which is what undo and redo cost.
@@ -9,8 +10,10 @@
 
 #include "table/filterdata.h"
 #include "table/tablemodel.h"
+#include "util/filterutilities.h"
 
 #include <QFile>
+#include <QStringList>
 
 #include <algorithm>
 #include <cstdio>
@@ -106,10 +109,22 @@ int runFilter(const QStringList& args) {
         model.loadCSV(scratch.path(), false, type, QStringLiteral(","), QStringLiteral(","), UTF_8, RFC_4180);
         std::printf("%s: %d rows x %d columns loaded\n", op.c_str(), model.rowCountRaw(),
                     model.columnCountRaw());
-        for (const FilterCase& c : kCases) {
+        // As "Filter Selected Column(s) with Selected Cell Contents" makes it of a third of the
+        // column: every third row's text, escaped, as one alternative each.
+        QStringList alternatives;
+        for (int r = 1; r < model.rowCountRaw(); r += 3)
+            alternatives << Utilities::applyEscapeCharsToFilterStr(
+                model.getTableData().getValueRaw(r, 0).toString());
+        const QString cellTexts = alternatives.join(u'|');
+        const QByteArray cellTextsName =
+            QByteArray::number(alternatives.size()) + " cell texts, case-sensitive";
+        std::vector<FilterCase> cases(std::begin(kCases), std::end(kCases));
+        cases.push_back({cellTextsName.constData(), nullptr, 0});
+        for (const FilterCase& c : cases) {
             FilterData filter;
             filter.range = Range(c.col, RangeType::Col, RangeIndexType::Raw);
-            filter.filterStr = QString::fromLatin1(c.text);
+            filter.filterStr = c.text ? QString::fromLatin1(c.text) : cellTexts;
+            filter.caseSensitive = !c.text;
             filter.convertFilterStrToRegexList();
             std::vector<double> limits, filters, ratios, cpuRatios, applies, removes;
             std::size_t concealed = 0;
@@ -138,7 +153,8 @@ int runFilter(const QStringList& args) {
                 if (equal < 0)
                     return 1;
             }
-            const std::string what = std::string(c.name) + " \"" + c.text + "\"";
+            const std::string what =
+                c.text ? std::string(c.name) + " \"" + c.text + "\"" : std::string(c.name);
             const double limit = median(limits);
             const char* limitName = "decode the column, compare with a fixed string";
             figures.push_back({op, what + ": filter", median(filters), "s", limit, limitName});
@@ -157,8 +173,8 @@ int runFilter(const QStringList& args) {
 BenchRegistration
     reg("filter",
         "filter [--rows N] [--seed S] [--repeat R] [--only editable|read-only]: text, wildcard, "
-        "numeric range, combination and regular expression filters on one column against one "
-        "pass that decodes the column and compares each cell with a fixed string",
+        "numeric range, combination, regular expression and many-cell-texts filters on one column "
+        "against one pass that decodes the column and compares each cell with a fixed string",
         &runFilter);
 
 } // namespace

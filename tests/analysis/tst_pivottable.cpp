@@ -36,21 +36,10 @@ private:
     TableView* view = nullptr;
 
     void open(const QByteArray& content) {
-        const QString path = dir->filePath(QStringLiteral("sales.csv"));
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(content);
-        file.close();
-        window->openFile(path);
-        view = window->getActiveTable();
+        view = openWritten(*window, dir->filePath(QStringLiteral("sales.csv")), content);
         QVERIFY(view);
     }
-    void run(const QString& name) {
-        const Command* c = window->getCommands().findByName(name);
-        QVERIFY2(c, qPrintable(name));
-        QVERIFY2(c->action->isEnabled(), qPrintable(name));
-        c->action->trigger();
-    }
+    void run(const QString& name) { QVERIFY2(runCommand(*window, name), qPrintable(name)); }
     PivotTableWidget* pivot() const { return window->getFileAnalysisWindow()->getPivotTableWidget(); }
     static QStringList names(const std::vector<ColumnListTableWidget::Item>& items) {
         QStringList out;

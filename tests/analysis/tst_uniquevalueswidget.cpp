@@ -30,20 +30,10 @@ private:
     TableView* view = nullptr;
 
     void open(const QByteArray& content) {
-        const QString path = dir->filePath(QStringLiteral("table.csv"));
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(content);
-        file.close();
-        window->openFile(path);
-        view = window->getActiveTable();
+        view = openWritten(*window, dir->filePath(QStringLiteral("table.csv")), content);
         QVERIFY(view);
     }
-    void run(const QString& name) {
-        const Command* c = window->getCommands().findByName(name);
-        QVERIFY2(c && c->action->isEnabled(), qPrintable(name));
-        c->action->trigger();
-    }
+    void run(const QString& name) { QVERIFY2(runCommand(*window, name), qPrintable(name)); }
     UniqueValuesWidget* widget() const { return window->getFileAnalysisWindow()->getUniqueValuesWidget(); }
     // The grid: its titles, then each row's value, count and percent.
     QStringList shown() const {

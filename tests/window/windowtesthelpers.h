@@ -1,13 +1,38 @@
 #pragma once
 
-// What the window tests read off a table and how they select a block, in one place.
+// What the window tests read off a table, how they open a file and run a command, and how
+// they select a block, in one place.
 
 #include "table/range.h"
 #include "table/tablemodel.h"
 #include "view/tableview.h"
+#include "window/commands.h"
+#include "window/mainwindow.h"
 
+#include <QAction>
+#include <QFile>
 #include <QString>
 #include <QStringList>
+
+// Writes `content` to `path` and opens it in `window`: its table, or null.
+inline TableView* openWritten(MainWindow& window, const QString& path, const QByteArray& content) {
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
+        return nullptr;
+    file.close();
+    window.openFile(path);
+    return window.getActiveTable();
+}
+
+// Triggers the command named `name` as its menu item would; false when it has no such command
+// or it is greyed.
+inline bool runCommand(MainWindow& window, const QString& name) {
+    const Command* c = window.getCommands().findByName(name);
+    if (!c || !c->action->isEnabled())
+        return false;
+    c->action->trigger();
+    return true;
+}
 
 // Every shown cell of the table, row by row, the cells of a row joined by `separator`.
 inline QStringList cells(const TableView* view, QChar separator = QLatin1Char(',')) {

@@ -1,18 +1,14 @@
-#include "window/mainwindow.h"
+#include "window/commandfixture.h"
 
 #include "table/tablemodel.h"
 #include "util/msgboxanswers.h"
 #include "view/tableview.h"
 #include "window/commands.h"
-#include "window/filedialoghelper.h"
 #include "window/launcher.h"
 #include "window/paneview.h"
-#include "window/windowtesthelpers.h"
 
 #include <QAction>
 #include <QClipboard>
-#include <QDesktopServices>
-#include <QFile>
 #include <QGuiApplication>
 #include <QHash>
 #include <QLabel>
@@ -20,130 +16,33 @@
 #include <QMenuBar>
 #include <QPointer>
 #include <QSet>
-#include <QStandardPaths>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QUndoStack>
 
 #include <functional>
 
-namespace {
-
-// Rows 0-7, columns 0-4: a header, words, an empty row (4), an empty column (3) and the
-// trailing empty column that trailing delimiters make; row 6 holds a link and an address.
-const QByteArray kFixture = "h0,h1,h2,,h4,\n"
-                            "a1,b1,c1,,e1,\n"
-                            "a2,b2,c2,,e2,\n"
-                            "a3,,c3,,e3,\n"
-                            ",,,,,\n"
-                            "a5,b5,c5,,e5,\n"
-                            "https://example.org/x,me@example.org,c6,,e6,\n"
-                            "a7,b7,c7,,e7,\n";
-
-QString writeFile(const QString& path, const QByteArray& content) {
-    QFile file(path);
-    if (file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        file.write(content);
-    return path;
-}
-
-QByteArray readFile(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-const Command& command(const MainWindow& window, const QString& name) {
-    const Command* found = window.getCommands().findByName(name);
-    if (!found)
-        qFatal("no command %s", qPrintable(name));
-    return *found;
-}
-
-} // namespace
-
-// Where the links that commands open go in this test, instead of to a browser or the file manager.
-class UrlSink : public QObject {
-    Q_OBJECT
-
-public slots:
-    void open(const QUrl& url) { opened << url; }
-
-public:
-    QList<QUrl> opened;
-};
-
 class TestCommands : public QObject {
     Q_OBJECT
 
 private:
-    QTemporaryDir home;
-    // A text editor first on the path that only notes the file it was given, so that the
-    // command starting one starts no real program from a test.
-    QTemporaryDir bin;
-    UrlSink urlSink;
-    std::unique_ptr<QTemporaryDir> dir;
-
-    QString fixture() const { return writeFile(dir->filePath(QStringLiteral("table.csv")), kFixture); }
-
-    // A window with the fixture open and a 2 x 2 block selected from (1, 1).
-    std::unique_ptr<MainWindow> openWindow() {
-        auto window = std::make_unique<MainWindow>();
-        window->setAttribute(Qt::WA_DeleteOnClose, false);
-        window->openFile(fixture());
-        selectBlock(window->getActiveTable(), 1, 1, 2, 2);
-        return window;
-    }
+    CommandFixture f;
+    std::unique_ptr<MainWindow> openWindow() const { return f.openWindow(); }
 
 private slots:
-    void initTestCase() {
-        QStandardPaths::setTestModeEnabled(true);
-        // The preference files that commands write stay in this test's own home.
-        QVERIFY(home.isValid());
-        qputenv("HOME", home.path().toLocal8Bit());
-        TableView::autoFitWarningHook = [](const QString&, bool&) { return false; };
-        QVERIFY(bin.isValid());
-        QFile editor(bin.filePath(QStringLiteral("gnome-text-editor")));
-        QVERIFY(editor.open(QIODevice::WriteOnly));
-        editor.write("#!/bin/sh\necho \"$1\" > \"$(dirname \"$0\")/edited\"\n");
-        editor.close();
-        QVERIFY(editor.setPermissions(editor.permissions() | QFileDevice::ExeOwner));
-        qputenv("PATH", bin.path().toLocal8Bit() + ':' + qgetenv("PATH"));
-        for (const char* scheme : {"http", "https", "mailto", "file"})
-            QDesktopServices::setUrlHandler(QString::fromLatin1(scheme), &urlSink, "open");
-    }
-
-    void cleanupTestCase() {
-        for (const char* scheme : {"http", "https", "mailto", "file"})
-            QDesktopServices::unsetUrlHandler(QString::fromLatin1(scheme));
-    }
+    void initTestCase() { f.initTestCase(); }
+    void cleanupTestCase() { f.cleanupTestCase(); }
+    void init() { f.init(); }
+    void cleanup() { f.cleanup(); }
 
     // The table's file goes to the text editor found on the path.
     void openFileInTextEditor() {
         auto window = openWindow();
         QVERIFY(window->commandOpenFileInTextEditor(QString()));
-        QFile edited(bin.filePath(QStringLiteral("edited")));
+        QFile edited(f.editedPath());
         QTRY_VERIFY(edited.exists());
         QVERIFY(edited.open(QIODevice::ReadOnly));
         QCOMPARE(QString::fromLocal8Bit(edited.readAll()).trimmed(),
-                 dir->filePath(QStringLiteral("table.csv")));
-    }
-
-    void init() {
-        dir = std::make_unique<QTemporaryDir>();
-        QVERIFY(dir->isValid());
-        FileDialogHelper::saveFileNameHook = [](const QString&, const QString&, const QString&) {
-            return QString();
-        };
-        FileDialogHelper::openFileNamesHook = [](const QString&, const QString&, const QString&) {
-            return QStringList();
-        };
-        FileDialogHelper::existingDirectoryHook = [](const QString&, const QString&) { return QString(); };
-    }
-
-    void cleanup() {
-        FileDialogHelper::saveFileNameHook = nullptr;
-        FileDialogHelper::openFileNamesHook = nullptr;
-        FileDialogHelper::existingDirectoryHook = nullptr;
+                 f.dir->filePath(QStringLiteral("table.csv")));
     }
 
     // --- Context rules ---------------------------------------------------------------------
@@ -391,176 +290,6 @@ private slots:
 
     // --- Every wired command on a real window ------------------------------------------------
 
-    void everyWiredCommand_data() {
-        QTest::addColumn<QString>("name");
-        int count = 0;
-        for (const CommandRow& row : Commands::rows()) {
-            const QString name = QString::fromLatin1(row.name);
-            // Exit closes every window of the process, the test's own included.
-            if (!row.slot || name == QLatin1String("Exit"))
-                continue;
-            QTest::newRow(row.name) << name;
-            ++count;
-        }
-        qInfo("wired commands covered: %d of 327", count);
-    }
-    void everyWiredCommand() {
-        QFETCH(QString, name);
-        MsgBoxAnswers answers;
-        auto window = openWindow();
-        TableView* view = window->getActiveTable();
-        const Command& cmd = command(*window, name);
-        // One cell, unless the command works on several.
-        if (!cmd.context.isAll() && cmd.context.intersects(ContextMultiSelection))
-            selectBlock(view, 1, 1, 2, 3);
-        else
-            view->moveSelectionAbsolute(2, 1);
-        const QStringList tableBefore = cells(view);
-        const QString selectionBefore = selection(view);
-        const int stepsBefore = view->undoStack()->count();
-        const bool enabled = cmd.action->isEnabled();
-        QCOMPARE(enabled, cmd.matchesContext(window->getContext()));
-        // A setting with a value rather than a switch is asked for in a prompt.
-        bool valueSetting = false;
-        for (const Setting* s : window->getSettings().getSettings())
-            valueSetting = valueSetting || (s->type == cmd.setting && s->dataType != Bool);
-        const bool settingBefore = cmd.setting == NoSetting || valueSetting ? false
-                                   : cmd.scope == Table ? view->getTableSettingBool(cmd.setting)
-                                                        : window->getSettings().getValueBool(cmd.setting);
-        const bool readOnlyBefore = view->isReadOnly();
-        const QPointer<TableView> stillThere(view);
-        // A known clipboard, so that a paste has something to paste and a copy shows.
-        QGuiApplication::clipboard()->setText(QStringLiteral("pasted"));
-        cmd.action->trigger();
-        if (!enabled)
-            return; // disabled by its rule here, e.g. a command for a filtered table
-        // A prompt: answered as a user would, with a count or a place away from the selection; a
-        // list with its first option. A chain of prompts is answered prompt by prompt, until one
-        // comes back with the same title (its answer didn't read) or none is left.
-        // The transformation prompts that take neither: answers that change the fixture's words.
-        static const QHash<QString, QString> textAnswers{
-            {QStringLiteral("Type in Index:"), QStringLiteral("1")},
-            {QStringLiteral("Type in Delimiter:"), QStringLiteral("b")},
-            {QStringLiteral("First ID Value:"), QStringLiteral("5")}};
-        QString lastTitle;
-        for (int step = 0; step < 4; ++step) {
-            Launcher* launcher = window->getLauncher();
-            if (!launcher || launcher->getTitleLabel()->text() == lastTitle)
-                break;
-            const QString title = launcher->getTitleLabel()->text();
-            lastTitle = title;
-            const bool count = valueSetting || title.contains(QLatin1String("How Many")) ||
-                               title.startsWith(QLatin1String("Number"));
-            const bool list = launcher->getOptionList() != nullptr;
-            launcher->getPromptEditor()->setText(list    ? QString()
-                                                 : count ? QStringLiteral("2")
-                                                         : textAnswers.value(title, QStringLiteral("5 4")));
-            QTest::keyClick(launcher->getPromptEditor(), Qt::Key_Return);
-        }
-        // The command changed tables: closing, new file, tab switches. A closed table is gone even
-        // when its successor happens to take the same address.
-        if (!stillThere || window->getActiveTable() != view)
-            return;
-        // The fixture has no duplicate rows, and the selected block is in order already; these
-        // are tried on a table where they act in commandsWithWork.
-        static const QStringList nothingToDo{
-            QStringLiteral("Remove Duplicate Row(s)"), QStringLiteral("Select Duplicate Row(s)"),
-            QStringLiteral("Sort Selected Cells Horizontally - Ascending"),
-            QStringLiteral("Sort Selected Cells Vertically - Ascending"),
-            // The fixture holds trimmed lower-case words and no numbers or dates, and
-            // these see one cell; tst_transformcommands runs them where they act.
-            QStringLiteral("Lower Case"), QStringLiteral("Lower Camel Case"),
-            QStringLiteral("Lower Snake Case"), QStringLiteral("Convert Date/Time Format"),
-            QStringLiteral("Convert Number Format"), QStringLiteral("Zero-Fill Whole Numbers"),
-            QStringLiteral("Remove Leading Zeros"), QStringLiteral("Set Number of Decimals"),
-            QStringLiteral("Trim Selected Cell(s)"), QStringLiteral("Reshape Selected Cells Row-Wise"),
-            QStringLiteral("Reshape Selected Cells Column-Wise"),
-            QStringLiteral("Join Selected Cells Horizontally"),
-            QStringLiteral("Join Selected Cells Vertically"),
-            QStringLiteral("Join Selected Cells Horizontally, Move Rest of Row Left"),
-            // Copies an encoding's name to the clipboard.
-            QStringLiteral("List Character Encodings"),
-            // Nothing is hidden or filtered in the fixture, and
-            // "5 4" names no column of the Add Filter list; these
-            // act in tst_filtercommands.
-            QStringLiteral("Show All Hidden Row(s)"), QStringLiteral("Show All Hidden Column(s)"),
-            QStringLiteral("Show Hidden Row(s) in Selection"),
-            QStringLiteral("Show Hidden Column(s) in Selection"), QStringLiteral("Show Empty Row(s)"),
-            QStringLiteral("Show Empty Column(s)"), QStringLiteral("Remove All Filtered Out and Hidden Data"),
-            QStringLiteral("Add Filter"), QStringLiteral("Add Filter with Regular Expressions"),
-            // The fixture's cells hold no table to spread.
-            QStringLiteral("Parse Selected Cell Contents as Table"),
-            // Opens the column's values for the user to pick; tst_uniquevalueswidget filters with them.
-            QStringLiteral("Select Values in Selected Column to Filter")};
-        if (nothingToDo.contains(name)) {
-            QCOMPARE(cells(view), tableBefore);
-            QCOMPARE(selection(view), selectionBefore);
-            QCOMPARE(view->undoStack()->count(), stepsBefore);
-            return;
-        }
-        // Cut and paste change cells in one step as the Data commands do.
-        static const QStringList clipboardEdits{QStringLiteral("Cut Cell(s)"),
-                                                QStringLiteral("Paste Cell(s)")};
-        const bool dataCommand =
-            (cmd.category.startsWith(QLatin1String("Data")) && cmd.setting == NoSetting) ||
-            clipboardEdits.contains(name);
-        if (name.startsWith(QLatin1String("Copy Cell(s)")))
-            QVERIFY(QGuiApplication::clipboard()->text() != QLatin1String("pasted"));
-        if (dataCommand) {
-            // One step that changes the table, and its undo gives back table and selection.
-            QCOMPARE(view->undoStack()->count(), stepsBefore + 1);
-            QVERIFY(cells(view) != tableBefore);
-            command(*window, QStringLiteral("Undo")).action->trigger();
-            QCOMPARE(cells(view), tableBefore);
-            QCOMPARE(selection(view), selectionBefore);
-            command(*window, QStringLiteral("Redo")).action->trigger();
-            QVERIFY(cells(view) != tableBefore);
-            return;
-        }
-        // Anything else leaves the cells alone and the history as it was.
-        QCOMPARE(cells(view), tableBefore);
-        QCOMPARE(view->undoStack()->count(), stepsBefore);
-        if (cmd.setting == UuidTypeOption) {
-            // Answered with the list's first option.
-            QCOMPARE(window->getSettings().getUuidType(), UuidV4);
-        } else if (cmd.setting == ThemeOption) {
-            // An empty answer names no theme: the prompt comes back, and the theme stays.
-            QVERIFY(window->getLauncher());
-            QCOMPARE(window->getSettings().getTheme().name, QStringLiteral("Dark"));
-        } else if (valueSetting) {
-            // A number setting, answered "2" above: the table's own for a table setting.
-            const Setting* setting = window->getSettings().get(cmd.setting);
-            if (setting->dataType == Int || setting->dataType == IntPositive ||
-                setting->dataType == IntNonNegative) {
-                const int now = cmd.scope == Table ? view->getSettings(false).getValueInt(cmd.setting)
-                                                   : window->getSettings().getValueInt(cmd.setting);
-                QCOMPARE(now, 2);
-            }
-        } else if (cmd.setting == ReadOnly) {
-            QCOMPARE(view->isReadOnly(), !readOnlyBefore);
-            QCOMPARE(cmd.action->isChecked(), view->isReadOnly());
-        } else if (cmd.setting != NoSetting) {
-            const bool after = cmd.scope == Table ? view->getTableSettingBool(cmd.setting)
-                                                  : window->getSettings().getValueBool(cmd.setting);
-            QCOMPARE(after, !settingBefore);
-            // A switch shows its state.
-            if (name.startsWith(QLatin1String("Toggle")))
-                QCOMPARE(cmd.action->isChecked(), after);
-            cmd.action->trigger();
-            const bool back = cmd.scope == Table ? view->getTableSettingBool(cmd.setting)
-                                                 : window->getSettings().getValueBool(cmd.setting);
-            QCOMPARE(back, settingBefore);
-        } else if (name.contains(QLatin1String("Match"))) {
-            // The match commands of Selection look for the main cell's text, which the fixture
-            // holds once: nothing else to select (tst_findwindow selects with them).
-            QCOMPARE(selection(view), selectionBefore);
-        } else if (cmd.category == QLatin1String("Selection") ||
-                   (cmd.category == QLatin1String("Go To") && name.startsWith(QLatin1String("Go ")) &&
-                    name != QLatin1String("Go to File"))) {
-            QVERIFY2(selection(view) != selectionBefore, qPrintable(selection(view)));
-        }
-    }
-
     // Size and label prompts: the answer as a user types it, a wrong one coming back to be put right.
     void numberPrompts() {
         MsgBoxAnswers answers;
@@ -625,7 +354,7 @@ private slots:
         MsgBoxAnswers answers;
         auto window = std::make_unique<MainWindow>();
         window->setAttribute(Qt::WA_DeleteOnClose, false);
-        window->openFile(writeFile(dir->filePath(QStringLiteral("dups.csv")), "h,g\nb,2\na,1\nb,2\nB,4\n"));
+        window->openFile(writeFile(f.dir->filePath(QStringLiteral("dups.csv")), "h,g\nb,2\na,1\nb,2\nB,4\n"));
         TableView* view = window->getActiveTable();
         selectBlock(view, block.top(), block.left(), block.bottom(), block.right());
         const QStringList before = cells(view);
@@ -692,14 +421,14 @@ private slots:
         auto window = openWindow();
         TableView* first = window->getActiveTable();
         const QString firstPath = first->tableModel()->getTableData().getFilepath();
-        const QString second = writeFile(dir->filePath(QStringLiteral("second.csv")), "x,y\n1,2\n");
+        const QString second = writeFile(f.dir->filePath(QStringLiteral("second.csv")), "x,y\n1,2\n");
         window->openFile(second);
         TableView* active = window->getActiveTable();
         QVERIFY(active != first);
         const QStringList activeBefore = cells(active);
         const QStringList firstBefore = cells(first);
-        QVERIFY(!window->commandRemoveRows(dir->filePath(QStringLiteral("none.csv"))));
-        QVERIFY(!window->commandCloseAllFilesExceptCurrent(dir->filePath(QStringLiteral("none.csv"))));
+        QVERIFY(!window->commandRemoveRows(f.dir->filePath(QStringLiteral("none.csv"))));
+        QVERIFY(!window->commandCloseAllFilesExceptCurrent(f.dir->filePath(QStringLiteral("none.csv"))));
         QCOMPARE(window->getNumTables(), 2);
         QVERIFY(window->commandInsertRowsBefore(firstPath));
         QCOMPARE(cells(active), activeBefore);

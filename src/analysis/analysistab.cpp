@@ -52,6 +52,30 @@ QToolButton* AnalysisTab::addMenuButton(const QString& text, QMenu*& menu) {
     return button;
 }
 
+void AnalysisTab::addCopyButton() {
+    QMenu* copy = nullptr;
+    addMenuButton(tr("Copy to Clipboard"), copy);
+    copy->addAction(tr("Whole Table"), this, &AnalysisTab::onCopyAllButtonClicked);
+    copy->addAction(tr("Selected Values"), this, &AnalysisTab::onCopySelectedButtonClicked);
+}
+
+QAction* AnalysisTab::addOption(QMenu* menu, const QString& text, bool checked,
+                                const std::function<void(bool)>& toggled) {
+    QAction* action = menu->addAction(text);
+    action->setCheckable(true);
+    action->setChecked(checked);
+    connect(action, &QAction::toggled, this, toggled);
+    return action;
+}
+
+void AnalysisTab::onCopyAllButtonClicked() {
+    view->copyTableToClipboard(true);
+}
+
+void AnalysisTab::onCopySelectedButtonClicked() {
+    view->copySelectedCellsToClipboard();
+}
+
 void AnalysisTab::fitColumns(int minimum) {
     // Fitting measures every cell it fits: on results for a very wide table (one column per
     // table column) only the first columns are measured, and the rest take the widest of them.

@@ -7,6 +7,7 @@
 #include <functional>
 
 class AnalysisTableView;
+class QAction;
 class QMenu;
 class QToolButton;
 class Settings;
@@ -31,6 +32,11 @@ public:
     bool isBusy() const { return busy; }
     void propagateSettings(const Settings& settings);
 
+public slots:
+    // The copy menu's two entries: every cell with the labels, or the selected cells.
+    void onCopyAllButtonClicked();
+    void onCopySelectedButtonClicked();
+
 signals:
     // A scan finished and its results show.
     void computedSignal();
@@ -40,6 +46,11 @@ protected:
     bool runScan(qint64 cells, const QString& label, const QString& title,
                  const std::function<bool(TableModelWorker*)>& job);
     QToolButton* addMenuButton(const QString& text, QMenu*& menu);
+    // The "Copy to Clipboard" button with its two entries.
+    void addCopyButton();
+    // A checkable entry of `menu`, checked as `checked`, that calls `toggled` with its new state.
+    QAction* addOption(QMenu* menu, const QString& text, bool checked,
+                       const std::function<void(bool)>& toggled);
     // Column widths to the contents, at least `minimum` wide.
     void fitColumns(int minimum = 0);
 

@@ -26,10 +26,7 @@ ColumnAnalysisWidget::ColumnAnalysisWidget(TableModel* model, ColumnRangeType ra
 }
 
 void ColumnAnalysisWidget::constructButtons() {
-    QMenu* copy = nullptr;
-    addMenuButton(tr("Copy to Clipboard"), copy);
-    copy->addAction(tr("Whole Table"), this, &ColumnAnalysisWidget::onCopyAllButtonClicked);
-    copy->addAction(tr("Selected Values"), this, &ColumnAnalysisWidget::onCopySelectedButtonClicked);
+    addCopyButton();
 
     QMenu* refresh = nullptr;
     addMenuButton(tr("Refresh Data"), refresh);
@@ -39,13 +36,11 @@ void ColumnAnalysisWidget::constructButtons() {
 
     QMenu* options = nullptr;
     addMenuButton(tr("Options"), options);
-    thousandsAction = options->addAction(tr("Use Thousands Separators"));
-    thousandsAction->setCheckable(true);
-    thousandsAction->setChecked(useThousandsSeparators);
-    connect(thousandsAction, &QAction::toggled, this, [this](bool on) {
-        setUseThousandsSeparators(on);
-        emit thousandsSeparatorsToggledSignal(on);
-    });
+    thousandsAction =
+        addOption(options, tr("Use Thousands Separators"), useThousandsSeparators, [this](bool on) {
+            setUseThousandsSeparators(on);
+            emit thousandsSeparatorsToggledSignal(on);
+        });
 }
 
 bool ColumnAnalysisWidget::compute(ColumnRangeType range) {
@@ -148,12 +143,4 @@ void ColumnAnalysisWidget::setUseThousandsSeparators(bool on) {
     // The texts are made as they show: a repaint is all it takes.
     view->analysisModel()->refreshAll();
     fitColumns(90);
-}
-
-void ColumnAnalysisWidget::onCopyAllButtonClicked() {
-    view->copyTableToClipboard(true);
-}
-
-void ColumnAnalysisWidget::onCopySelectedButtonClicked() {
-    view->copySelectedCellsToClipboard();
 }

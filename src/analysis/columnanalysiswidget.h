@@ -29,8 +29,6 @@ public:
     void setUseThousandsSeparators(bool on);
 
 public slots:
-    void onCopyAllButtonClicked();
-    void onCopySelectedButtonClicked();
     void onRefreshSameColsButtonClicked();
 
 signals:

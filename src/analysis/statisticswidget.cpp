@@ -40,10 +40,7 @@ StatisticsWidget::StatisticsWidget(TableModel* model, RangeType range, const Set
 }
 
 void StatisticsWidget::constructButtons() {
-    QMenu* copy = nullptr;
-    addMenuButton(tr("Copy to Clipboard"), copy);
-    copy->addAction(tr("Whole Table"), this, &StatisticsWidget::onCopyAllButtonClicked);
-    copy->addAction(tr("Selected Values"), this, &StatisticsWidget::onCopySelectedButtonClicked);
+    addCopyButton();
 
     QMenu* refresh = nullptr;
     addMenuButton(tr("Refresh Data"), refresh);
@@ -55,17 +52,12 @@ void StatisticsWidget::constructButtons() {
 
     QMenu* options = nullptr;
     addMenuButton(tr("Options"), options);
-    thousandsAction = options->addAction(tr("Use Thousands Separators"));
-    thousandsAction->setCheckable(true);
-    thousandsAction->setChecked(useThousandsSeparators);
-    connect(thousandsAction, &QAction::toggled, this, [this](bool on) {
-        setUseThousandsSeparators(on);
-        emit thousandsSeparatorsToggledSignal(on);
-    });
-    hideAction = options->addAction(tr("Hide Columns with No Data"));
-    hideAction->setCheckable(true);
-    hideAction->setChecked(hideColsWithNoData);
-    connect(hideAction, &QAction::toggled, this, [this](bool on) {
+    thousandsAction =
+        addOption(options, tr("Use Thousands Separators"), useThousandsSeparators, [this](bool on) {
+            setUseThousandsSeparators(on);
+            emit thousandsSeparatorsToggledSignal(on);
+        });
+    hideAction = addOption(options, tr("Hide Columns with No Data"), hideColsWithNoData, [this](bool on) {
         setHideColsWithNoData(on);
         emit hideColsWithNoDataToggledSignal(on);
     });
@@ -189,12 +181,4 @@ void StatisticsWidget::setHideColsWithNoData(bool on) {
     }
     hideColsWithNoData = on;
     handleColumnsWithNoData();
-}
-
-void StatisticsWidget::onCopyAllButtonClicked() {
-    view->copyTableToClipboard(true);
-}
-
-void StatisticsWidget::onCopySelectedButtonClicked() {
-    view->copySelectedCellsToClipboard();
 }

@@ -32,8 +32,6 @@ public:
     void setHideColsWithNoData(bool on);
 
 public slots:
-    void onCopyAllButtonClicked();
-    void onCopySelectedButtonClicked();
     void onRefreshSameColsButtonClicked();
 
 signals:

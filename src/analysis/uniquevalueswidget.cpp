@@ -58,10 +58,7 @@ TableModel* UniqueValuesWidget::getCountedModel() const {
 }
 
 void UniqueValuesWidget::constructButtons() {
-    QMenu* copy = nullptr;
-    addMenuButton(tr("Copy to Clipboard"), copy);
-    copy->addAction(tr("Whole Table"), this, &UniqueValuesWidget::onCopyAllButtonClicked);
-    copy->addAction(tr("Selected Values"), this, &UniqueValuesWidget::onCopySelectedButtonClicked);
+    addCopyButton();
 
     QMenu* refresh = nullptr;
     addMenuButton(tr("Refresh Data"), refresh);
@@ -76,17 +73,12 @@ void UniqueValuesWidget::constructButtons() {
 
     QMenu* options = nullptr;
     addMenuButton(tr("Options"), options);
-    thousandsAction = options->addAction(tr("Use Thousands Separators"));
-    thousandsAction->setCheckable(true);
-    thousandsAction->setChecked(useThousandsSeparators);
-    connect(thousandsAction, &QAction::toggled, this, [this](bool on) {
-        setUseThousandsSeparators(on);
-        emit thousandsSeparatorsToggledSignal(on);
-    });
-    excludeEmptyAction = options->addAction(tr("Exclude Empty Cells"));
-    excludeEmptyAction->setCheckable(true);
-    excludeEmptyAction->setChecked(excludeEmptyCells);
-    connect(excludeEmptyAction, &QAction::toggled, this, [this](bool on) {
+    thousandsAction =
+        addOption(options, tr("Use Thousands Separators"), useThousandsSeparators, [this](bool on) {
+            setUseThousandsSeparators(on);
+            emit thousandsSeparatorsToggledSignal(on);
+        });
+    excludeEmptyAction = addOption(options, tr("Exclude Empty Cells"), excludeEmptyCells, [this](bool on) {
         setExcludeEmptyCells(on);
         emit excludeEmptyCellsToggledSignal(on);
     });
@@ -264,12 +256,4 @@ void UniqueValuesWidget::removeFilter() {
     if (!countedModel || countedRawCol < 0)
         return;
     emit removeFilterSignal(Range(countedRawCol, RangeType::Col, RangeIndexType::Raw));
-}
-
-void UniqueValuesWidget::onCopyAllButtonClicked() {
-    view->copyTableToClipboard(true);
-}
-
-void UniqueValuesWidget::onCopySelectedButtonClicked() {
-    view->copySelectedCellsToClipboard();
 }

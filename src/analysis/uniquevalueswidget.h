@@ -41,8 +41,6 @@ public:
     void setExcludeEmptyCells(bool on, bool refresh = true);
 
 public slots:
-    void onCopyAllButtonClicked();
-    void onCopySelectedButtonClicked();
     void filterInSelectedValues();
     void filterOutSelectedValues();
     void removeFilter();

@@ -23,19 +23,10 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-class TestFileAnalysisWindow : public QObject {
+class TestFileAnalysisWindow : public QObject, protected ShownWindowFixture {
     Q_OBJECT
 
 private:
-    std::unique_ptr<QTemporaryDir> dir;
-    std::unique_ptr<MainWindow> window;
-    TableView* view = nullptr;
-
-    void open(const QByteArray& content) {
-        view = openWritten(*window, dir->filePath(QStringLiteral("table.csv")), content);
-        QVERIFY(view);
-    }
-    void run(const QString& name) { QVERIFY2(runCommand(*window, name), qPrintable(name)); }
     // The shown grid, row by row, its row label first; hidden columns left out.
     static QStringList shown(const AnalysisTableView* grid) {
         QStringList rows;
@@ -57,16 +48,8 @@ private slots:
         // Numbers show in the system locale; the test reads plain ones.
         QLocale::setDefault(QLocale::c());
     }
-    void init() {
-        dir = std::make_unique<QTemporaryDir>();
-        window = std::make_unique<MainWindow>();
-        window->setAttribute(Qt::WA_DeleteOnClose, false);
-        window->show();
-    }
-    void cleanup() {
-        window.reset();
-        dir.reset();
-    }
+    void init() { makeWindow(); }
+    void cleanup() { dropWindow(); }
 
     void statisticsOfAllColumns() {
         open("qty,name\n1,apple\n2,pear\n3,\n4,fig\n");

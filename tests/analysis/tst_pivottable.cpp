@@ -27,19 +27,11 @@
 #include <QTest>
 #include <QTimer>
 
-class TestPivotTable : public QObject {
+class TestPivotTable : public QObject, protected ShownWindowFixture {
     Q_OBJECT
 
 private:
-    std::unique_ptr<QTemporaryDir> dir;
-    std::unique_ptr<MainWindow> window;
-    TableView* view = nullptr;
-
-    void open(const QByteArray& content) {
-        view = openWritten(*window, dir->filePath(QStringLiteral("sales.csv")), content);
-        QVERIFY(view);
-    }
-    void run(const QString& name) { QVERIFY2(runCommand(*window, name), qPrintable(name)); }
+    void open(const QByteArray& content) { ShownWindowFixture::open(content, QStringLiteral("sales.csv")); }
     PivotTableWidget* pivot() const { return window->getFileAnalysisWindow()->getPivotTableWidget(); }
     static QStringList names(const std::vector<ColumnListTableWidget::Item>& items) {
         QStringList out;
@@ -91,16 +83,8 @@ private slots:
         QStandardPaths::setTestModeEnabled(true);
         QLocale::setDefault(QLocale::c());
     }
-    void init() {
-        dir = std::make_unique<QTemporaryDir>();
-        window = std::make_unique<MainWindow>();
-        window->setAttribute(Qt::WA_DeleteOnClose, false);
-        window->show();
-    }
-    void cleanup() {
-        window.reset();
-        dir.reset();
-    }
+    void init() { makeWindow(); }
+    void cleanup() { dropWindow(); }
 
     // The command takes the selected columns: words to the left, numbers to the data; one grid
     // of sums, spanned by region; then the measures, the swap and the clear as the controls do.

@@ -21,19 +21,10 @@
 #include <QTest>
 #include <QUndoStack>
 
-class TestUniqueValuesWidget : public QObject {
+class TestUniqueValuesWidget : public QObject, protected ShownWindowFixture {
     Q_OBJECT
 
 private:
-    std::unique_ptr<QTemporaryDir> dir;
-    std::unique_ptr<MainWindow> window;
-    TableView* view = nullptr;
-
-    void open(const QByteArray& content) {
-        view = openWritten(*window, dir->filePath(QStringLiteral("table.csv")), content);
-        QVERIFY(view);
-    }
-    void run(const QString& name) { QVERIFY2(runCommand(*window, name), qPrintable(name)); }
     UniqueValuesWidget* widget() const { return window->getFileAnalysisWindow()->getUniqueValuesWidget(); }
     // The grid: its titles, then each row's value, count and percent.
     QStringList shown() const {
@@ -65,16 +56,8 @@ private slots:
         QStandardPaths::setTestModeEnabled(true);
         QLocale::setDefault(QLocale::c());
     }
-    void init() {
-        dir = std::make_unique<QTemporaryDir>();
-        window = std::make_unique<MainWindow>();
-        window->setAttribute(Qt::WA_DeleteOnClose, false);
-        window->show();
-    }
-    void cleanup() {
-        window.reset();
-        dir.reset();
-    }
+    void init() { makeWindow(); }
+    void cleanup() { dropWindow(); }
 
     void countsFilterAndUndo() {
         open("fruit,n\napple,1\nApple,2\npear,3\napple,4\n,5\nx*y,6\nfig,7\n");

@@ -16,35 +16,16 @@
 #include <QTest>
 #include <QUndoStack>
 
-class TestSortCommands : public QObject {
+class TestSortCommands : public QObject, protected ShownWindowFixture {
     Q_OBJECT
-
-private:
-    std::unique_ptr<QTemporaryDir> dir;
-    std::unique_ptr<MainWindow> window;
-    TableView* view = nullptr;
-
-    void open(const QByteArray& content) {
-        view = openWritten(*window, dir->filePath(QStringLiteral("table.csv")), content);
-        QVERIFY(view);
-    }
-    void run(const QString& name) { QVERIFY2(runCommand(*window, name), qPrintable(name)); }
 
 private slots:
     void initTestCase() {
         QStandardPaths::setTestModeEnabled(true);
         TableView::autoFitWarningHook = [](const QString&, bool&) { return false; };
     }
-    void init() {
-        dir = std::make_unique<QTemporaryDir>();
-        window = std::make_unique<MainWindow>();
-        window->setAttribute(Qt::WA_DeleteOnClose, false);
-        window->show();
-    }
-    void cleanup() {
-        window.reset();
-        dir.reset();
-    }
+    void init() { makeWindow(); }
+    void cleanup() { dropWindow(); }
 
     void reloadKeepsSortWhenSet() {
         open("name,qty\npear,12\napple,5\nfig,30\nleek,7\n");

@@ -13,6 +13,10 @@
 #include <QFile>
 #include <QString>
 #include <QStringList>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
 
 // Writes `content` to `path` and opens it in `window`: its table, or null.
 inline TableView* openWritten(MainWindow& window, const QString& path, const QByteArray& content) {
@@ -69,3 +73,28 @@ inline void selectBlock(TableView* view, int top, int left, int bottom, int righ
     block.mainCellCol = left;
     view->tableModel()->setSelection(block);
 }
+
+// A shown window in a folder of its own, made afresh for each test function: the base of the
+// tests that open a file and run commands on it (`init` calls makeWindow, `cleanup` dropWindow).
+class ShownWindowFixture {
+protected:
+    std::unique_ptr<QTemporaryDir> dir;
+    std::unique_ptr<MainWindow> window;
+    TableView* view = nullptr;
+
+    void makeWindow() {
+        dir = std::make_unique<QTemporaryDir>();
+        window = std::make_unique<MainWindow>();
+        window->setAttribute(Qt::WA_DeleteOnClose, false);
+        window->show();
+    }
+    void dropWindow() {
+        window.reset();
+        dir.reset();
+    }
+    void open(const QByteArray& content, const QString& name = QStringLiteral("table.csv")) {
+        view = openWritten(*window, dir->filePath(name), content);
+        QVERIFY(view);
+    }
+    void run(const QString& name) { QVERIFY2(runCommand(*window, name), qPrintable(name)); }
+};

@@ -56,20 +56,38 @@ struct LoadedModel {
     TableModel& operator*() const { return *model; }
 };
 
-inline LoadedModel load(const QStringList& lines, TableData::DataContainerType type = TableData::Editable,
-                        bool threaded = false) {
+// A model of the file `bytes` as written, loaded with commas, UTF-8 and RFC 4180.
+inline LoadedModel loadBytes(const QByteArray& bytes, TableData::DataContainerType type = TableData::Editable,
+                             bool threaded = false) {
     LoadedModel loaded;
     loaded.dir = std::make_unique<QTemporaryDir>();
     const QString path = loaded.dir->filePath(QStringLiteral("table.csv"));
     QFile file(path);
     if (file.open(QIODevice::WriteOnly)) {
-        for (const QString& line : lines)
-            file.write(line.toUtf8() + '\n');
+        file.write(bytes);
         file.close();
     }
     loaded.model = std::make_unique<TableModel>(true);
     loaded.model->loadCSV(path, threaded, type, QStringLiteral(","), QStringLiteral(","), UTF_8, RFC_4180);
     return loaded;
+}
+
+inline LoadedModel load(const QStringList& lines, TableData::DataContainerType type = TableData::Editable,
+                        bool threaded = false) {
+    QByteArray bytes;
+    for (const QString& line : lines)
+        bytes += line.toUtf8() + '\n';
+    return loadBytes(bytes, type, threaded);
+}
+
+// Saves the model over the file it was loaded from and gives what the file then holds; empty
+// when the save failed.
+inline QByteArray saveAndRead(const LoadedModel& loaded) {
+    const QString path = loaded.dir->filePath(QStringLiteral("table.csv"));
+    if (!loaded->saveCSV(path, false, false))
+        return {};
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 inline QString text(const TableModel& model, int row, int col, int role = Qt::DisplayRole) {

@@ -686,20 +686,8 @@ void TestFilter::removedRowsComeBackAsTheyWereRead() {
     QFETCH(QString, removal);
     QFETCH(QByteArray, removed);
     const QByteArray original("h,a,b,c\n1,x\n2,y,,\n3,z,p,q\n4\n5,w,\n");
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("ragged.csv"));
-    auto write = [&path](const QByteArray& bytes) {
-        QFile out(path);
-        return out.open(QIODevice::WriteOnly) && out.write(bytes) == bytes.size();
-    };
-    auto read = [&path] {
-        QFile in(path);
-        return in.open(QIODevice::ReadOnly) ? in.readAll() : QByteArray();
-    };
-    QVERIFY(write(original));
-    TableModel model(true);
-    model.loadCSV(path, false, TableData::Editable, QStringLiteral(","), QStringLiteral(","), UTF_8,
-                  RFC_4180);
+    const auto loaded = Fixture::loadBytes(original);
+    TableModel& model = *loaded;
     QUndoStack stack;
     if (removal == "filter") {
         stack.push(new ApplyFiltersCommand(&model, {makeFilter(QStringLiteral("3"))}));
@@ -712,12 +700,10 @@ void TestFilter::removedRowsComeBackAsTheyWereRead() {
         stack.push(new ApplyHiddenColsCommand(&model, {1}));
         stack.push(new RemoveAllFilteredOutAndHiddenDataCommand(&model));
     }
-    QVERIFY(model.saveCSV(path, false, false));
-    QCOMPARE(read(), removed);
+    QCOMPARE(Fixture::saveAndRead(loaded), removed);
     while (stack.canUndo())
         stack.undo();
-    QVERIFY(model.saveCSV(path, false, false));
-    QCOMPARE(read(), original);
+    QCOMPARE(Fixture::saveAndRead(loaded), original);
 }
 
 void TestFilter::saveVisibleDataOnly() {

@@ -21,8 +21,15 @@ void giveBack(void* from, std::size_t size) noexcept;
 // that the host took back while it lay free costs several times what its 512 small pages do (a
 // 1 GiB load took 40 % longer in large pages there), while one freed a moment ago costs a tenth
 // of them: so the first page of each region is timed, and after a slow one the next regions take
-// small pages, with a large page tried again now and then.
+// small pages, with a large page tried again now and then. The first page is timed on the
+// thread's processor clock, so that a thread that loses its core meanwhile doesn't read as a slow
+// page.
 void advise(void* memory, std::size_t size) noexcept;
+// Test seams: `touch` stands in for the timed first touch of a region (null restores it); whether
+// the next region asks for large pages, without counting it as one; the advice as at the start.
+void setFirstTouchForTesting(void (*touch)(void*));
+bool nextRegionLargeForTesting();
+void resetAdviceForTesting();
 } // namespace LargePages
 
 // The choice behind LargePages::advise, apart from the clock and the system calls.

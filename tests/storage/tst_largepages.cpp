@@ -4,7 +4,30 @@
 
 #include <QtTest>
 
+#include <chrono>
 #include <cstring>
+#include <thread>
+#include <time.h>
+
+namespace {
+
+// Stand-ins for a region's first touch: one that takes 5 ms of the processor, one that waits as
+// long off it.
+void spinFiveMilliseconds(void*) {
+    const auto cpu = [] {
+        timespec t{};
+        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+        return double(t.tv_sec) * 1e3 + double(t.tv_nsec) / 1e6;
+    };
+    for (const double until = cpu() + 5; cpu() < until;) {
+    }
+}
+
+void waitFiveMilliseconds(void*) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+}
+
+} // namespace
 
 class TestLargePages : public QObject {
     Q_OBJECT
@@ -75,6 +98,30 @@ private slots:
             }
         }
         QCOMPARE(seen, expected);
+    }
+
+    // A region's first page as the system serves it: a thread that waits off the processor
+    // meanwhile (another program had the core) has not met a slow page; one whose fault takes
+    // the processor's time has. The stand-ins leave the memory alone, so that a page the system
+    // is slow to give can't change the outcome.
+    void adviceTimesTheFaultNotTheWait_data() {
+        QTest::addColumn<bool>("onProcessor");
+        QTest::addColumn<bool>("nextLarge");
+        QTest::newRow("the thread waits 5 ms in it") << false << true;
+        QTest::newRow("the fault takes 5 ms of processor time") << true << false;
+    }
+
+    void adviceTimesTheFaultNotTheWait() {
+        QFETCH(bool, onProcessor);
+        QFETCH(bool, nextLarge);
+        LargePages::resetAdviceForTesting();
+        LargePages::setFirstTouchForTesting(onProcessor ? &spinFiveMilliseconds : &waitFiveMilliseconds);
+        void* region = LargePages::allocate(2 * LargePages::kPageSize);
+        LargePages::setFirstTouchForTesting(nullptr);
+        LargePages::release(region);
+        const bool large = LargePages::nextRegionLargeForTesting();
+        LargePages::resetAdviceForTesting();
+        QCOMPARE(large, nextLarge);
     }
 };
 

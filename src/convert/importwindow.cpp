@@ -86,6 +86,13 @@ bool readDocument(const QString& path, qsizetype maxChars, QString& text, bool& 
     return true;
 }
 
+// The one character a delimiter text stands for ("tab", "space", ","...), or empty when it names
+// none ("(auto)", "(none)", a word).
+QString writableDelimiter(const QString& text) {
+    const QString delimiter = PreferenceFiles::convertDelimiterFromFile(text);
+    return delimiter.size() == 1 ? delimiter : QString();
+}
+
 QStringList delimiterChoices() {
     return {QStringLiteral(","), QStringLiteral("tab"),   QStringLiteral(";"),
             QStringLiteral("|"), QStringLiteral("space"), QStringLiteral("unit separator")};
@@ -208,6 +215,7 @@ void ImportWindow::setup() {
             extensionCombo->addItem(data.extension);
     }
     delimiterCombo = new QComboBox(parameterGroup);
+    delimiterCombo->setObjectName(QStringLiteral("delimiterCombo"));
     delimiterCombo->setEditable(true);
     delimiterCombo->addItems(delimiterChoices());
     lineEndingCombo = new QComboBox(parameterGroup);
@@ -296,10 +304,13 @@ void ImportWindow::fillParameterCombos(const ExtensionData& data) {
         const QSignalBlocker block(extensionCombo);
         extensionCombo->setCurrentText(data.extension);
     }
-    QString delimiter = PreferenceFiles::convertDelimiterToUserString(data.saveDelimiter);
-    if (delimiter.isEmpty() || !Utilities::delimiterValid(data.saveDelimiter))
-        delimiter = QStringLiteral(",");
-    delimiterCombo->setCurrentText(delimiter);
+    // A table file is written with one character between fields: "(auto)" and "(none)" of the
+    // extension table give way to the read delimiter, or the comma.
+    QString delimiter = writableDelimiter(data.saveDelimiter);
+    if (delimiter.isEmpty())
+        delimiter = writableDelimiter(data.delimiter);
+    delimiterCombo->setCurrentText(
+        PreferenceFiles::convertDelimiterToUserString(delimiter.isEmpty() ? QStringLiteral(",") : delimiter));
     lineEndingCombo->setCurrentText(lineEndingText(data.lineEnding));
     encodingCombo->setCurrentText(Utilities::convertEncodingTypeToString(data.encoding));
     const ParsingStandard standard =
@@ -313,8 +324,8 @@ ExtensionData ImportWindow::getFileParameters() const {
     while (extension.startsWith(QLatin1Char('.')))
         extension.remove(0, 1);
     data.extension = extension.isEmpty() ? QStringLiteral("csv") : extension;
-    QString delimiter = PreferenceFiles::convertDelimiterFromFile(delimiterCombo->currentText().trimmed());
-    if (delimiter == QLatin1String("(auto)") || !Utilities::delimiterValid(delimiter))
+    QString delimiter = writableDelimiter(delimiterCombo->currentText().trimmed());
+    if (delimiter.isEmpty())
         delimiter = QStringLiteral(",");
     data.delimiter = delimiter;
     data.saveDelimiter = delimiter;

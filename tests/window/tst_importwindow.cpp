@@ -16,6 +16,7 @@
 #include <QFile>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMimeData>
 #include <QPlainTextEdit>
 #include <QSignalSpy>
 #include <QStandardPaths>
@@ -79,8 +80,10 @@ private:
     static std::unique_ptr<ImportWindow> makeWindow(const QString& folder) {
         auto window = std::make_unique<ImportWindow>(
             Settings(), folder,
-            std::vector<ExtensionData>{{QStringLiteral("csv")},
-                                       {QStringLiteral("tsv"), QStringLiteral("\t"), QStringLiteral("\t")}});
+            std::vector<ExtensionData>{
+                {QStringLiteral("csv")},
+                {QStringLiteral("tsv"), QStringLiteral("\t"), QStringLiteral("\t")},
+                {QStringLiteral("dsv"), QStringLiteral("(auto)"), QStringLiteral("(auto)")}});
         window->setAttribute(Qt::WA_DeleteOnClose, false);
         window->setDefaultOptions(ExtensionData{}, false, false, false);
         return window;
@@ -192,8 +195,30 @@ private slots:
         extension->setCurrentText(QStringLiteral("tsv"));
         QCOMPARE(fileTab->getSaveFilepath(), elsewhere.filePath(QStringLiteral("data.tsv")));
         QCOMPARE(clipTab->getSaveFilepath(), dir.filePath(QStringLiteral("mine.txt")));
-        // The extension table's parameters come with its extension.
+        // The extension table's parameters come with its extension; a delimiter it leaves to be
+        // found when read is written as the comma.
         QCOMPARE(window->getFileParameters().saveDelimiter, QStringLiteral("\t"));
+        extension->setCurrentText(QStringLiteral("dsv"));
+        QCOMPARE(window->findChild<QComboBox*>(QStringLiteral("delimiterCombo"))->currentText(),
+                 QStringLiteral(","));
+        QCOMPARE(window->getFileParameters().saveDelimiter, QStringLiteral(","));
+    }
+
+    // Files dropped on the window become tabs; a folder or a URL of the web does not.
+    void drop() {
+        QTemporaryDir dir;
+        auto window = makeWindow(dir.path());
+        window->show();
+        QMimeData mime;
+        mime.setUrls({QUrl::fromLocalFile(writeFile(dir.filePath(QStringLiteral("a.xml")), "<a/>")),
+                      QUrl::fromLocalFile(dir.path()), QUrl(QStringLiteral("https://example.org/b.json"))});
+        QDragEnterEvent enter(QPoint(50, 50), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(window.get(), &enter);
+        QVERIFY(enter.isAccepted());
+        QDropEvent drop(QPointF(50, 50), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(window.get(), &drop);
+        QCOMPARE(window->numTabs(), 1);
+        QCOMPARE(window->tabAt(0)->getFile().fileType, FILE_TYPE_XML);
     }
 
     // --- Imports ------------------------------------------------------------------------------

@@ -32,6 +32,7 @@
 #include <QNetworkAccessManager>
 #include <QNetworkRequest>
 #include <QPushButton>
+#include <QScopeGuard>
 #include <QShortcut>
 #include <QStackedWidget>
 #include <QStringDecoder>
@@ -789,6 +790,8 @@ bool ImportWindow::importFiles() {
         workHost = std::make_unique<TableModel>(false);
     bool finished = false;
     {
+        importing = true;
+        const auto done = qScopeGuard([this] { importing = false; });
         WorkerProgress progress(this, workHost.get(), QStringLiteral("Importing..."), kWindowTitle);
         finished = workHost->readCellsOnWorker(
             [&](TableModelWorker& work) {
@@ -851,7 +854,17 @@ void ImportWindow::announceClosing() {
     emit importWindowClosingSignal();
 }
 
+void ImportWindow::cancelImport() {
+    if (importing && workHost)
+        workHost->cancelWorker();
+}
+
 void ImportWindow::closeEvent(QCloseEvent* event) {
+    // The import works on this window's tabs under its own event loop: the window waits for it.
+    if (importing) {
+        event->ignore();
+        return;
+    }
     if (reply) {
         QNetworkReply* running = reply;
         reply = nullptr;

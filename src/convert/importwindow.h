@@ -78,6 +78,9 @@ public:
     FileImportWidget* tabAt(int index) const;
     QTabWidget* getTabWidget() const { return tabs; }
     bool isFetching() const { return !reply.isNull(); }
+    // While an import runs the window stays; Cancel (or cancelImport) stops it.
+    bool isImporting() const { return importing; }
+    void cancelImport();
     // The sentence for a network error, and the error's own name.
     static QString networkErrorText(QNetworkReply::NetworkError error);
     static QString networkErrorName(QNetworkReply::NetworkError error);
@@ -127,6 +130,7 @@ private:
     QByteArray received;
     bool networkErrorShown = false;
     bool closingAnnounced = false;
+    bool importing = false;
     // Carries the conversion to a worker thread with the progress dialog of long table work.
     std::unique_ptr<TableModel> workHost;
 };

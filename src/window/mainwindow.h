@@ -110,6 +110,9 @@ public:
     // Offers the JSON and XML files of the list for import; those the user sends there leave it.
     void handleImportableFiles(QList<QString>& paths);
     ImportWindow* getImportWindow() const;
+    // An import in the import window, which keeps the window open until it ends.
+    bool isImporting() const;
+    void cancelImport();
 
     // --- Saving and closing (mainwindow_file.cpp) ------------------------------------------
     bool saveFile(TableView* view);
@@ -958,6 +961,8 @@ private:
     ImportWindow* ensureImportWindow();
     void onFilesImported(const QList<QString>& paths, const ExtensionData& parameters);
     void onImportWindowClosing();
+    // The import window's choices while it is open, else those it left.
+    ImportDefaults currentImportDefaults() const;
     // Whether a file about to open with given parameters should go to the import window
     // instead: asked when it reads as JSON or XML. Cancel drops the file.
     enum class ImportAnswer { Import, DontImport, Cancel };

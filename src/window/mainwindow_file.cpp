@@ -596,10 +596,11 @@ bool isTableWorking(const TableView* view) {
 
 bool MainWindow::isWorking() const {
     const std::vector<TableView*> views = getAllTableViews();
-    return std::any_of(views.begin(), views.end(), isTableWorking);
+    return std::any_of(views.begin(), views.end(), isTableWorking) || isImporting();
 }
 
 void MainWindow::cancelWork() {
+    cancelImport();
     for (TableView* view : getAllTableViews()) {
         if (isTableWorking(view))
             view->tableModel()->cancelWorker();

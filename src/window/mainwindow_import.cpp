@@ -60,11 +60,26 @@ void MainWindow::onFilesImported(const QList<QString>& paths, const ExtensionDat
     openFiles(paths, parameters);
 }
 
+bool MainWindow::isImporting() const {
+    return importWindow && importWindow->isImporting();
+}
+
+void MainWindow::cancelImport() {
+    if (importWindow)
+        importWindow->cancelImport();
+}
+
+ImportDefaults MainWindow::currentImportDefaults() const {
+    if (!importWindow)
+        return importDefaults;
+    return {importWindow->getExtensionData(), importWindow->getSaveLocalToOriginating(),
+            importWindow->getOpenFilesAfterImporting(), importWindow->getPreserveStructure()};
+}
+
 void MainWindow::onImportWindowClosing() {
     if (!importWindow)
         return;
-    importDefaults = {importWindow->getExtensionData(), importWindow->getSaveLocalToOriginating(),
-                      importWindow->getOpenFilesAfterImporting(), importWindow->getPreserveStructure()};
+    importDefaults = currentImportDefaults();
     updateConfigFile();
 }
 

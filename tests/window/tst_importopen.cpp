@@ -144,7 +144,9 @@ private slots:
         QCOMPARE(import->getFileParameters().saveDelimiter, QStringLiteral("\t"));
         QCOMPARE(import->getFileParameters().lineEnding, LINE_ENDING_WINDOWS);
         QVERIFY(import->getSaveLocalToOriginating() && import->getPreserveStructure());
+        // The window's choices are what the program keeps, also while it is open.
         import->setDefaultOptions(ExtensionData{QStringLiteral("csv")}, false, true, false);
+        QVERIFY(window.makeConfigData().importDefaults.openFilesAfterImport);
         import->close();
         QTRY_VERIFY(!import);
         const ImportDefaults kept = window.makeConfigData().importDefaults;

@@ -25,6 +25,7 @@
 #include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTimer>
 
 namespace {
 
@@ -364,7 +365,17 @@ private slots:
         const QString shown = window->tabAt(0)->getContentsEdit()->toPlainText();
         QCOMPARE(shown,
                  QString::fromUtf8(json.left(ImportWindow::kPreviewChars)) + QStringLiteral("\n(truncated)"));
+        // The window waits for its import: a close while it runs is refused.
+        bool importingMeanwhile = false;
+        bool closedMeanwhile = true;
+        QTimer::singleShot(0, window.get(), [&] {
+            importingMeanwhile = window->isImporting();
+            closedMeanwhile = window->close();
+        });
         QVERIFY(window->importFiles());
+        QVERIFY(importingMeanwhile);
+        QVERIFY(!closedMeanwhile);
+        QVERIFY(!window->isImporting());
         const QList<QByteArray> lines = readAll(dir.filePath(QStringLiteral("big.csv"))).split('\n');
         QCOMPARE(lines.size(), records + 2);
         QCOMPARE(lines.at(0), QByteArray("id,name"));

@@ -314,6 +314,24 @@ private slots:
         QVERIFY(!QFile::exists(dir.filePath(QStringLiteral("notes.csv"))));
     }
 
+    // A table file that can't be written is named, and the window stays to choose another place.
+    void unwritableTarget() {
+        QTemporaryDir dir;
+        auto window = makeWindow(dir.filePath(QStringLiteral("nowhere")));
+        window->show();
+        QVERIFY(window->openFile(writeFile(dir.filePath(QStringLiteral("a.json")), "[1, 2]")));
+        MsgBoxAnswers answers;
+        QVERIFY(window->importFiles());
+        QCOMPARE(answers.texts(), QStringList{QStringLiteral("The following files could not be written:")});
+        QCOMPARE(answers.asked[0].informativeText,
+                 QDir::toNativeSeparators(dir.filePath(QStringLiteral("nowhere/a.csv"))));
+        QVERIFY(window->isVisible());
+        window->setSaveFolder(dir.path());
+        QVERIFY(window->importFiles());
+        QVERIFY(QFile::exists(dir.filePath(QStringLiteral("a.csv"))));
+        QVERIFY(!window->isVisible());
+    }
+
     // Documents that are empty, cut off, not what they claim, or deep: a table or an empty file,
     // never a crash or a hang.
     void oddDocuments_data() {

@@ -419,8 +419,14 @@ bool ImportWindow::openFile(const QString& path) {
 }
 
 void ImportWindow::openFiles(const QList<QString>& paths) {
-    for (const QString& path : paths)
-        openFile(path);
+    QStringList unread;
+    for (const QString& path : paths) {
+        if (!openFile(path))
+            unread.append(QDir::toNativeSeparators(QFileInfo(path).absoluteFilePath()));
+    }
+    if (!unread.isEmpty())
+        MsgBox::ask(this, QStringLiteral("The following files could not be read:"),
+                    {{QStringLiteral("Ok"), QMessageBox::AcceptRole}}, 0, unread.join(QLatin1Char('\n')));
 }
 
 void ImportWindow::openLocalFilesQuery() {
@@ -890,8 +896,9 @@ void ImportWindow::dragMoveEvent(QDragMoveEvent* event) {
 
 void ImportWindow::dropEvent(QDropEvent* event) {
     QList<QString> paths;
+    // A folder holds no document of its own: it is passed over.
     for (const QUrl& url : event->mimeData()->urls()) {
-        if (url.isLocalFile())
+        if (url.isLocalFile() && !QFileInfo(url.toLocalFile()).isDir())
             paths.append(url.toLocalFile());
     }
     openFiles(paths);

@@ -54,6 +54,7 @@ public:
 
     // A tab for each file that can be read; false when it can't.
     bool openFile(const QString& path);
+    // The same, naming the files that can't be read in one message.
     void openFiles(const QList<QString>& paths);
     void openLocalFilesQuery();
     void openByClipboardContents();

@@ -52,8 +52,8 @@ bool MainWindow::commandImportFromJSONOrXML(const QString&) {
 
 void MainWindow::importFile(const QString& path) {
     ImportWindow* window = ensureImportWindow();
-    window->openFile(path);
     bringForward(window);
+    window->openFiles({path});
 }
 
 void MainWindow::onFilesImported(const QList<QString>& paths, const ExtensionData& parameters) {

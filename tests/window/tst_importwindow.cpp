@@ -302,9 +302,15 @@ private slots:
                  QStringLiteral("Not JSON or XML. Cannot import."));
         QCOMPARE(window->tabAt(0)->getSaveFileEdit()->text(),
                  QStringLiteral("(Cannot save. Invalid file type.)"));
-        QVERIFY(!window->openFile(dir.filePath(QStringLiteral("missing.json"))));
-        QCOMPARE(window->numTabs(), 2);
         MsgBoxAnswers answers;
+        // A file that can't be read adds no tab and is named; a folder is no file.
+        window->openFiles({dir.filePath(QStringLiteral("missing.json")), dir.path()});
+        QCOMPARE(answers.texts(), QStringList{QStringLiteral("The following files could not be read:")});
+        QCOMPARE(answers.asked[0].informativeText,
+                 QDir::toNativeSeparators(dir.filePath(QStringLiteral("missing.json"))) + QLatin1Char('\n') +
+                     QDir::toNativeSeparators(dir.path()));
+        QCOMPARE(window->numTabs(), 2);
+        answers.asked.clear();
         QVERIFY(window->importFiles());
         QCOMPARE(answers.texts(),
                  QStringList{QStringLiteral(

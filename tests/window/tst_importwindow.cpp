@@ -17,6 +17,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QMimeData>
+#include <QNetworkProxy>
 #include <QPlainTextEdit>
 #include <QSignalSpy>
 #include <QStandardPaths>
@@ -96,6 +97,8 @@ private slots:
         QVERIFY(home.isValid());
         qputenv("HOME", home.path().toLocal8Bit());
         TableView::autoFitWarningHook = [](const QString&, bool&) { return false; };
+        // The local server is reached directly, whatever proxy the machine names.
+        QNetworkProxy::setApplicationProxy(QNetworkProxy::NoProxy);
     }
 
     // --- Type tests ---------------------------------------------------------------------------

@@ -200,8 +200,37 @@ QString cleanLevel(const QString& level, bool colon) {
 // --- Documents to tables ----------------------------------------------------------------------
 
 Conversion::Rows Conversion::convertJsonToTable(const QString& text, bool preserveStructure) {
+    return convertJsonToTable(text, preserveStructure, {}, nullptr);
+}
+
+namespace {
+
+// Asks every 4096 steps whether to go on; false (and `canceled` set) when the answer is no.
+bool goOn(const Conversion::Progress& progress, qint64 step, qint64 total, bool* canceled) {
+    if (!progress || (step & 0xFFF) != 0 || progress(step, total))
+        return true;
+    if (canceled)
+        *canceled = true;
+    return false;
+}
+
+} // namespace
+
+Conversion::Rows Conversion::convertJsonToTable(const QString& text, bool preserveStructure,
+                                                const Progress& progress, bool* canceled) {
     JsonContainer doc(text);
-    doc.parse(-1);
+    // Reading the text is the first half of the work, the walk over its items the rest.
+    if (progress) {
+        if (!doc.parse([&](qint64 done, qint64 of) { return progress(done, of * 2); })) {
+            if (canceled)
+                *canceled = true;
+            return {};
+        }
+    } else {
+        doc.parse(-1);
+    }
+    const qint64 numItems = doc.size();
+    const qint64 total = numItems * 2;
     std::vector<int> depths;
     for (const JsonItem* item : doc.items()) {
         if (item->type != JsonItem::COMMENT)
@@ -227,7 +256,10 @@ Conversion::Rows Conversion::convertJsonToTable(const QString& text, bool preser
     }
 
     TableBuilder builder(preserveStructure);
+    qint64 step = numItems;
     for (const JsonItem* item : doc.items()) {
+        if (!goOn(progress, ++step, total, canceled))
+            return {};
         if (item->type == JsonItem::COMMENT || item->indent < recordDepth)
             continue;
         const bool scalar = item->type != JsonItem::OBJECT && item->type != JsonItem::ARRAY;
@@ -253,12 +285,29 @@ Conversion::Rows Conversion::convertJsonToTable(const QString& text, bool preser
 }
 
 Conversion::Rows Conversion::convertXmlToTable(const QString& text, bool preserveStructure) {
+    return convertXmlToTable(text, preserveStructure, {}, nullptr);
+}
+
+Conversion::Rows Conversion::convertXmlToTable(const QString& text, bool preserveStructure,
+                                               const Progress& progress, bool* canceled) {
+    // Two passes over the text, progress by the reader's place in it.
+    const qint64 total = qint64(text.size()) * 2 + 1;
+    qint64 steps = 0;
+    const auto goOnAt = [&](qint64 pass, qint64 offset) {
+        if (!progress || (++steps & 0xFFF) != 0 || progress(pass * text.size() + offset, total))
+            return true;
+        if (canceled)
+            *canceled = true;
+        return false;
+    };
     // Start elements per depth, the root element being at depth 0.
     std::map<int, int> perDepth;
     {
         QXmlStreamReader reader(text);
         int depth = 0;
         while (!reader.atEnd()) {
+            if (!goOnAt(0, reader.characterOffset()))
+                return {};
             const auto token = reader.readNext();
             if (token == QXmlStreamReader::StartElement) {
                 // Deeper than a JSON document is read: no table is made of it.
@@ -286,6 +335,8 @@ Conversion::Rows Conversion::convertXmlToTable(const QString& text, bool preserv
     bool firstRecord = true;
     QXmlStreamReader reader(text);
     while (!reader.atEnd()) {
+        if (!goOnAt(1, reader.characterOffset()))
+            return {};
         switch (reader.readNext()) {
         case QXmlStreamReader::StartElement: {
             const int depth = static_cast<int>(stack.size());
@@ -645,13 +696,28 @@ bool Conversion::convertFromTable(FileType type, const TableModel& model, const 
 
 bool Conversion::convertToTable(const NonTableFile& file, const QString& path,
                                 const ExtensionData& parameters, bool preserveStructure) {
+    return convertToTable(file, path, parameters, preserveStructure, {}, nullptr);
+}
+
+bool Conversion::convertToTable(const NonTableFile& file, const QString& path,
+                                const ExtensionData& parameters, bool preserveStructure,
+                                const Progress& progress, bool* canceled) {
+    bool stopped = false;
     Rows rows;
     if (file.fileType == FILE_TYPE_JSON)
-        rows = convertJsonToTable(file.contents, preserveStructure);
+        rows = convertJsonToTable(file.contents, preserveStructure, progress, &stopped);
     else if (file.fileType == FILE_TYPE_XML)
-        rows = convertXmlToTable(file.contents, preserveStructure);
+        rows = convertXmlToTable(file.contents, preserveStructure, progress, &stopped);
     else
         return false;
+    // A last look before the file is written: it is written whole or not at all.
+    if (!stopped && progress && !progress(1, 1))
+        stopped = true;
+    if (stopped) {
+        if (canceled)
+            *canceled = true;
+        return false;
+    }
 
     TableModel model(false);
     TableData& data = model.getTableData();

@@ -48,6 +48,14 @@ public:
                                          const Progress& progress = {});
     static QByteArray convertTableToXml(int numRows, const RowReader& rowAt, LineEndingType lineEnding,
                                         const Progress& progress = {});
+    // The document to table conversions with progress: when `progress` answers false the work
+    // stops, nothing is written, and `canceled` (when given) is set.
+    static bool convertToTable(const NonTableFile& file, const QString& path, const ExtensionData& parameters,
+                               bool preserveStructure, const Progress& progress, bool* canceled = nullptr);
+    static Rows convertJsonToTable(const QString& text, bool preserveStructure, const Progress& progress,
+                                   bool* canceled);
+    static Rows convertXmlToTable(const QString& text, bool preserveStructure, const Progress& progress,
+                                  bool* canceled);
     // A table's rows as the table holds them, hidden ones too, read one at a time.
     static RowReader tableRowReader(const TableModel& model);
     // Writes a document in one step: a failed write leaves an old file whole.

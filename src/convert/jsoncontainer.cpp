@@ -9,11 +9,19 @@ namespace {
 // One pass over the text, character by character.
 class JsonScanner {
 public:
-    JsonScanner(const QString& text, QList<JsonItem*>& items, int limit)
-        : text(text), n(text.size()), items(items), limit(limit) {}
+    JsonScanner(const QString& text, QList<JsonItem*>& items, int limit,
+                const JsonContainer::Progress& progress)
+        : text(text), n(text.size()), items(items), limit(limit), progress(progress) {}
 
-    void run() {
+    // False when `progress` asked to stop.
+    bool run() {
+        qsizetype nextReport = progress ? kReportEvery : n;
         while (i < n && !limitReached()) {
+            if (i >= nextReport) {
+                nextReport = i + kReportEvery;
+                if (!progress(i, n))
+                    return false;
+            }
             const QChar c = text.at(i);
             if (c == u'\n') {
                 newLine();
@@ -56,6 +64,7 @@ public:
             }
             readValue(open);
         }
+        return true;
     }
 
 private:
@@ -174,10 +183,13 @@ private:
         expectKey = false;
     }
 
+    static constexpr qsizetype kReportEvery = 1 << 16;
+
     const QString& text;
     const qsizetype n;
     QList<JsonItem*>& items;
     const int limit;
+    const JsonContainer::Progress& progress;
     int count = 0;
     qsizetype i = 0;
     int line = 1;
@@ -214,7 +226,12 @@ void JsonContainer::clearItems() {
 
 void JsonContainer::parse(int limit) {
     clearItems();
-    JsonScanner(source, itemList, limit).run();
+    JsonScanner(source, itemList, limit, {}).run();
+}
+
+bool JsonContainer::parse(const Progress& progress) {
+    clearItems();
+    return JsonScanner(source, itemList, -1, progress).run();
 }
 
 JsonItem* JsonContainer::root() const {

@@ -6,6 +6,7 @@
 #include <QList>
 #include <QString>
 
+#include <functional>
 #include <vector>
 
 // A JSON document as a tree of JsonItem and the same items in document order. The scanner is
@@ -24,6 +25,10 @@ public:
 
     // Reads the text; stops after `limit` items (for a preview), or reads all with -1.
     void parse(int limit = -1);
+    // Reads all of the text, telling `progress` from time to time how many characters of how
+    // many are read; when it answers false the reading stops there (false).
+    using Progress = std::function<bool(qint64 done, qint64 total)>;
+    bool parse(const Progress& progress);
     void clearItems();
 
     const QList<JsonItem*>& items() const { return itemList; }

@@ -52,6 +52,8 @@ int MsgBox::showQuestion(QWidget* parent, const Question& question) {
     MsgBox box(parent);
     if (!question.title.isEmpty())
         box.setWindowTitle(question.title);
+    if (question.richText)
+        box.setTextFormat(Qt::RichText);
     box.setText(question.text);
     if (!question.informativeText.isEmpty())
         box.setInformativeText(question.informativeText);

@@ -25,7 +25,8 @@ public:
         QString informativeText;
         std::vector<Button> buttons;
         int defaultButton = -1;
-        QString title; // empty: the program's name
+        QString title;         // empty: the program's name
+        bool richText = false; // the text is HTML ("<br>" breaks a line)
     };
 
     explicit MsgBox(QWidget* parent = nullptr);
@@ -38,6 +39,10 @@ public:
     static int askTitled(QWidget* parent, const QString& title, const QString& text,
                          const std::vector<Button>& buttons, int defaultButton,
                          const QString& informativeText = QString());
+    // Shows a question made in full; the answer as for ask().
+    static int askQuestion(QWidget* parent, const Question& question) {
+        return showQuestion(parent, question);
+    }
     // A statement with one "Ok" button.
     static void inform(QWidget* parent, const QString& text);
 

@@ -72,7 +72,7 @@ const std::vector<CommandRow>& Commands::rows() {
         {"Close All Files", "File", NoScope, true, N, None, "", NoSetting, false, &Commands::closeAllFiles, run<&MainWindow::commandCloseAllFiles>},
         {"Close Folder", "File", NoScope, true, D, None, "cmd+alt+w", NoSetting, false, &Commands::closeFolder, nullptr},
         {"Print", "File", NoScope, true, T, None, "cmd+alt+p", NoSetting, true, &Commands::print, run<&MainWindow::commandPrint>},
-        {"Import from JSON or XML", "File", NoScope, true, Any, None, "", NoSetting, true, &Commands::importFromJSONOrXML, nullptr},
+        {"Import from JSON or XML", "File", NoScope, true, Any, None, "", NoSetting, true, &Commands::importFromJSONOrXML, run<&MainWindow::commandImportFromJSONOrXML>},
         {"Export to JSON or XML", "File", NoScope, true, T, None, "", NoSetting, false, &Commands::exportToJSONOrXML, run<&MainWindow::commandExportToJSONOrXML>},
         {"Export to PDF", "File", NoScope, true, T, None, "", NoSetting, false, &Commands::exportToPDF, run<&MainWindow::commandExportToPDF>},
         {"Duplicate File", "File", NoScope, true, P, None, "", NoSetting, true, &Commands::duplicateFile, run<&MainWindow::commandDuplicateFile>},

@@ -674,7 +674,7 @@ ConfigData MainWindow::makeConfigData() const {
     data.useThousandsSeparators = useThousandsSeparators;
     data.hideColsWithNoData = hideColsWithNoData;
     data.excludeEmptyCells = excludeEmptyCells;
-    data.importDefaults = importDefaults;
+    data.importDefaults = currentImportDefaults();
     data.printData = printSettings;
     return data;
 }

@@ -29,6 +29,7 @@ class FileAnalysisWindow;
 struct SelectionStats;
 class QTimer;
 class HelpWindow;
+class ImportWindow;
 class FindReplaceWidget;
 class FindResultsWidget;
 class Launcher;
@@ -104,6 +105,14 @@ public:
     // The same with the given parameters instead of the extension table's.
     bool openFiles(const QList<QString>& paths, const ExtensionData& parameters);
     void openFolder(const QString& path);
+    // JSON and XML (mainwindow_import.cpp): the import window, opened if needed, takes the file.
+    void importFile(const QString& path);
+    // Offers the JSON and XML files of the list for import; those the user sends there leave it.
+    void handleImportableFiles(QList<QString>& paths);
+    ImportWindow* getImportWindow() const;
+    // An import in the import window, which keeps the window open until it ends.
+    bool isImporting() const;
+    void cancelImport();
 
     // --- Saving and closing (mainwindow_file.cpp) ------------------------------------------
     bool saveFile(TableView* view);
@@ -304,8 +313,9 @@ public slots:
     bool commandShowFileInFileSystem(const QString& path = QString());
     bool commandOpenTerminalToFilesDirectory(const QString& path = QString());
     bool commandOpenFileInTextEditor(const QString& path = QString());
-    // Import and export (mainwindow_convert.cpp).
+    // Import and export (mainwindow_convert.cpp, mainwindow_import.cpp).
     bool commandExportToJSONOrXML(const QString& path = QString());
+    bool commandImportFromJSONOrXML(const QString& path = QString());
     bool commandExit(const QString& path = QString());
     // Print and PDF (mainwindow_print.cpp).
     bool commandPrint(const QString& path = QString());
@@ -947,6 +957,16 @@ private:
     QPointer<HelpWindow> changelogWindow;
     QPointer<FileAnalysisWindow> fileAnalysisWindow;
     QPointer<PrintDialog> printDialog;
+    QPointer<ImportWindow> importWindow;
+    ImportWindow* ensureImportWindow();
+    void onFilesImported(const QList<QString>& paths, const ExtensionData& parameters);
+    void onImportWindowClosing();
+    // The import window's choices while it is open, else those it left.
+    ImportDefaults currentImportDefaults() const;
+    // Whether a file about to open with given parameters should go to the import window
+    // instead: asked when it reads as JSON or XML. Cancel drops the file.
+    enum class ImportAnswer { Import, DontImport, Cancel };
+    ImportAnswer askImportQuestion(const QString& path);
     bool openPrintDialog(const QString& path, bool exportToPdf);
     // The active table to the analysis window, when it is open.
     void followActiveTableInAnalysis();

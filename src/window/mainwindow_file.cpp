@@ -440,8 +440,10 @@ MainWindow::LargeFileAnswer MainWindow::askLargeFileQuestion(qint64 sizeMiB) {
 }
 
 bool MainWindow::openPaths(QList<QString> paths, const ExtensionData* parameters) {
-    // JSON and XML files are offered to the import window once it exists; until then every
-    // file opens as a table.
+    // JSON and XML files are offered to the import window first; those the user sends there
+    // leave the list. Files from the import window itself are asked about one at a time below.
+    if (!parameters && settings.getValueBool(DetectImportedFileType))
+        handleImportableFiles(paths);
     static const QStringList preferenceNames{QStringLiteral("Settings (User).csv"),
                                              QStringLiteral("Shortcuts (User).csv"),
                                              QStringLiteral("File Extensions (User).csv")};
@@ -481,6 +483,13 @@ bool MainWindow::openPaths(QList<QString> paths, const ExtensionData* parameters
             const bool writable = probe.open(QIODevice::Append);
             probe.close();
             bool readOnly = readOnlySetting || !writable;
+            if (parameters && settings.getValueBool(DetectImportedFileType)) {
+                const ImportAnswer answer = askImportQuestion(path);
+                if (answer == ImportAnswer::Import)
+                    importFile(path);
+                if (answer != ImportAnswer::DontImport)
+                    continue;
+            }
             const qint64 sizeMiB = info.size() >> 20;
             if (!readOnlySetting && writable && !isPreference &&
                 settings.getValueInt(MinFileSizeReadOnlyQuery) <= sizeMiB) {
@@ -587,10 +596,11 @@ bool isTableWorking(const TableView* view) {
 
 bool MainWindow::isWorking() const {
     const std::vector<TableView*> views = getAllTableViews();
-    return std::any_of(views.begin(), views.end(), isTableWorking);
+    return std::any_of(views.begin(), views.end(), isTableWorking) || isImporting();
 }
 
 void MainWindow::cancelWork() {
+    cancelImport();
     for (TableView* view : getAllTableViews()) {
         if (isTableWorking(view))
             view->tableModel()->cancelWorker();

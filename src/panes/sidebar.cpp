@@ -8,6 +8,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QHeaderView>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QListWidget>
 #include <QMenu>
@@ -15,6 +16,9 @@
 #include <QSplitter>
 #include <QTreeView>
 #include <QVBoxLayout>
+
+#include <algorithm>
+#include <iterator>
 
 namespace {
 
@@ -79,7 +83,7 @@ SideBar::SideBar(QWidget* parent) : QWidget(parent) {
     folderView->setUniformRowHeights(true); // a folder of thousands of files scrolls without measuring
     folderView->setContextMenuPolicy(Qt::CustomContextMenu);
     folderView->setEditTriggers(QAbstractItemView::NoEditTriggers);
-    foldersLayout->addWidget(folderView);
+    foldersLayout->addWidget(folderView, 1);
     openFolderButton = new QPushButton(tr("Open Folder..."), foldersPart);
     foldersLayout->addWidget(openFolderButton);
     foldersLayout->addStretch(0);
@@ -87,6 +91,7 @@ SideBar::SideBar(QWidget* parent) : QWidget(parent) {
         if (openFolderAction)
             openFolderAction->trigger();
     });
+    folderView->installEventFilter(this);
     connect(folderView, &QTreeView::activated, this, &SideBar::onFolderActivated);
     connect(folderView, &QTreeView::customContextMenuRequested, this, &SideBar::onFolderContextMenu);
 
@@ -100,6 +105,23 @@ SideBar::SideBar(QWidget* parent) : QWidget(parent) {
     splitter->setStretchFactor(0, 1);
     splitter->setStretchFactor(1, 2);
     refreshFolderPart();
+}
+
+bool SideBar::eventFilter(QObject* watched, QEvent* event) {
+    // The keys that move through the tree are the table's shortcuts too (Home, End, Page Up...):
+    // while the tree has the focus they are its own.
+    if (watched == folderView && event->type() == QEvent::ShortcutOverride) {
+        auto* key = static_cast<QKeyEvent*>(event);
+        static const int keys[] = {Qt::Key_Home,   Qt::Key_End,   Qt::Key_PageUp, Qt::Key_PageDown,
+                                   Qt::Key_Up,     Qt::Key_Down,  Qt::Key_Left,   Qt::Key_Right,
+                                   Qt::Key_Return, Qt::Key_Enter, Qt::Key_Space};
+        const bool plain = (key->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier;
+        if (plain && std::find(std::begin(keys), std::end(keys), key->key()) != std::end(keys)) {
+            key->accept();
+            return true;
+        }
+    }
+    return QWidget::eventFilter(watched, event);
 }
 
 // --- Open files ---------------------------------------------------------------------------------

@@ -67,6 +67,9 @@ public:
     // The actions of the folder tree's menu for the item at `index` (its row in the model).
     std::vector<QAction*> folderMenuActions(const QModelIndex& index);
 
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 signals:
     void tableSelectedSignal(TableView* view);
     void openFileSignal(const QString& path);

@@ -239,6 +239,14 @@ private slots:
         QCOMPARE(window->getActiveFilepath(), path("top/file3.csv"));
         QCOMPARE(window->getNumTables(), 1);
 
+        // The keys that move through the tree are the table's shortcuts too; in the tree they move
+        // in the tree.
+        tree->setCurrentIndex(model->index(0, 0, top));
+        const QString before = selection(window->getActiveTable());
+        QTest::keyClick(tree, Qt::Key_End);
+        QCOMPARE(tree->currentIndex().data().toString(), QStringLiteral("Notes.png"));
+        QCOMPARE(selection(window->getActiveTable()), before);
+
         // Closing the folder stops watching all of it.
         QVERIFY(!model->watchedFolders().isEmpty());
         QVERIFY(window->closeFolder(path("top")));

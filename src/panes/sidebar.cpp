@@ -94,6 +94,19 @@ SideBar::SideBar(QWidget* parent) : QWidget(parent) {
     folderView->installEventFilter(this);
     connect(folderView, &QTreeView::activated, this, &SideBar::onFolderActivated);
     connect(folderView, &QTreeView::customContextMenuRequested, this, &SideBar::onFolderContextMenu);
+    // The active table's file, listed later (a folder expanded, a file renamed), is pointed at then.
+    connect(folderModel, &QAbstractItemModel::rowsInserted, this,
+            [this](const QModelIndex& parent, int first, int last) {
+                if (activePath.isEmpty() || !activePath.startsWith(folderModel->filePath(parent)))
+                    return;
+                for (int row = first; row <= last; ++row) {
+                    const QModelIndex index = folderModel->index(row, 0, parent);
+                    if (folderModel->filePath(index) == activePath) {
+                        folderView->setCurrentIndex(index);
+                        break;
+                    }
+                }
+            });
 
     openItemAction = new QAction(tr("Open"), this);
     renameFolderAction = new QAction(tr("Rename Folder..."), this);
@@ -163,6 +176,8 @@ void SideBar::renameTable(TableView* view, const QString& name, const QString& p
     item->setData(kNameRole, name);
     item->setData(kPathRole, path);
     refreshText(item);
+    if (row == openFilesList->currentRow())
+        activePath = path;
 }
 
 void SideBar::selectItem(TableView* view) {
@@ -175,7 +190,8 @@ void SideBar::selectItem(TableView* view) {
     openFilesList->setCurrentRow(row);
     openFilesList->scrollToItem(openFilesList->item(row));
     // The folder tree points at the same file when it has it listed.
-    const QModelIndex index = folderModel->indexOfPath(openFilesList->item(row)->data(kPathRole).toString());
+    activePath = openFilesList->item(row)->data(kPathRole).toString();
+    const QModelIndex index = folderModel->indexOfPath(activePath);
     if (index.isValid()) {
         folderView->setCurrentIndex(index);
         folderView->scrollTo(index);

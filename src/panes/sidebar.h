@@ -96,7 +96,8 @@ private:
     QAction* openItemAction = nullptr;
     QAction* renameFolderAction = nullptr;
     QAction* closeFolderAction = nullptr;
-    QString menuPath; // the path the folder menu was opened on
+    QString menuPath;   // the path the folder menu was opened on
+    QString activePath; // the active table's file
     std::vector<QAction*> contextMenuActions;
     bool openFilesShown = true;
     bool foldersShown = true;

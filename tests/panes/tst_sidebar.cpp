@@ -238,6 +238,10 @@ private slots:
         emit tree->activated(model->indexOfPath(path("top/Notes.png")));
         QCOMPARE(window->getActiveFilepath(), path("top/file3.csv"));
         QCOMPARE(window->getNumTables(), 1);
+        // The tree points at the active table's file, also under its new name.
+        QCOMPARE(tree->currentIndex().data().toString(), QStringLiteral("file3.csv"));
+        QVERIFY(window->renameFile(path("top/file3.csv"), path("top/file4.csv")));
+        QTRY_COMPARE(tree->currentIndex().data().toString(), QStringLiteral("file4.csv"));
 
         // The keys that move through the tree are the table's shortcuts too; in the tree they move
         // in the tree.

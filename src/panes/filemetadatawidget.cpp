@@ -59,7 +59,8 @@ void FileMetadataWidget::addRow(Field field, const QString& text, bool changeabl
     // A long path wraps anywhere rather than widening the pane.
     value->setMinimumWidth(1);
     grid->addWidget(name, row, 0);
-    grid->addWidget(value, row, 1);
+    // A value without a button takes the button's column too.
+    grid->addWidget(value, row, 1, 1, changeable ? 1 : 2);
     titles[field] = name;
     values[field] = value;
     if (changeable) {

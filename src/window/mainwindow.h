@@ -110,6 +110,9 @@ public:
     // side bar; renaming one moves every open table in it with it.
     bool closeFolder(const QString& path);
     bool renameFolder(const QString& oldPath, const QString& newPath);
+    // Moves this window's tables and side bar folders at or below `oldPath` to `newPath`, after
+    // the folder was renamed from any window.
+    void followRenamedFolder(const QString& oldPath, const QString& newPath);
     SideBar* getSideBar() const { return sideBar; }
     FileMetadataWidget* getMetadataWidget() const { return metadataPane; }
 

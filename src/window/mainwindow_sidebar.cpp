@@ -160,6 +160,17 @@ bool MainWindow::renameFolder(const QString& oldPath, const QString& newPath) {
     const QString to = cleanPath(newPath);
     if (from == to || !QDir().rename(from, to))
         return false;
+    // The program's other windows may hold tables of files in the folder too.
+    for (QWidget* widget : QApplication::topLevelWidgets()) {
+        if (auto* window = qobject_cast<MainWindow*>(widget))
+            window->followRenamedFolder(from, to);
+    }
+    return true;
+}
+
+void MainWindow::followRenamedFolder(const QString& oldPath, const QString& newPath) {
+    const QString from = cleanPath(oldPath);
+    const QString to = cleanPath(newPath);
     // Every table of a file in the folder goes with it, as after a rename of its file.
     for (TableView* view : getAllTableViews()) {
         const QString path = pathOf(view);
@@ -167,7 +178,6 @@ bool MainWindow::renameFolder(const QString& oldPath, const QString& newPath) {
             movePathOfTable(path, to + path.mid(from.size()));
     }
     sideBar->renameFolderPath(from, to);
-    return true;
 }
 
 void MainWindow::onRenameFolderPrompt(const QString& path, const QString& text) {

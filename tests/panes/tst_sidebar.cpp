@@ -293,6 +293,14 @@ private slots:
         QCOMPARE(saved.readAll(), QByteArray("9,2\n"));
         QVERIFY(!QFileInfo::exists(path("data")));
 
+        // A table of the folder in another window moves too.
+        auto other = shownWindow();
+        QVERIFY(openWritten(*other, path("renamed/inner/u.csv"), "u\n"));
+        QVERIFY(window->renameFolder(path("renamed"), path("again")));
+        QCOMPARE(other->getActiveFilepath(), path("again/inner/u.csv"));
+        QCOMPARE(window->getActiveFilepath(), path("again/inner/t.csv"));
+        QCOMPARE(window->getSideBar()->getFolders(), QStringList{path("again")});
+
         window->onRenameFolderPrompt(path("gone"));
         window->getLauncher()->getPromptEditor()->setText(QStringLiteral("x"));
         QTest::keyClick(window->getLauncher()->getPromptEditor(), Qt::Key_Return);

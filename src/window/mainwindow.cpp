@@ -2,6 +2,8 @@
 
 #include "analysis/fileanalysiswindow.h"
 #include "app/paintclock.h"
+#include "panes/filemetadatawidget.h"
+#include "panes/sidebar.h"
 #include "panes/tabbar.h"
 #include "preferences/preferencefiles.h"
 #include "storage/editabledatacontainer.h"
@@ -131,9 +133,7 @@ void MainWindow::setupLayout() {
     horizontalSplitter->setContentsMargins(0, 0, 0, 0);
     centralLayout->addWidget(horizontalSplitter, 1);
 
-    // The side bar's place: its list of open files and folders comes with the side panes.
-    sideBar = new QWidget(horizontalSplitter);
-    sideBar->setObjectName(QStringLiteral("sideBar"));
+    sideBar = new SideBar(horizontalSplitter);
     sideBar->setMinimumWidth(0);
 
     verticalSplitter = new QSplitter(Qt::Vertical, horizontalSplitter);
@@ -158,10 +158,7 @@ void MainWindow::setupLayout() {
     metadataScrollArea->setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
     metadataScrollArea->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     metadataScrollArea->setWidgetResizable(true);
-    // The metadata pane's place: the widget that shows and sets a table's parameters comes
-    // with the side panes.
-    metadataPane = new QWidget;
-    metadataPane->setObjectName(QStringLiteral("fileMetadata"));
+    metadataPane = new FileMetadataWidget;
     metadataScrollArea->setWidget(metadataPane);
 
     horizontalSplitter->addWidget(sideBar);
@@ -188,6 +185,7 @@ void MainWindow::setupLayout() {
     connect(paneView->getTabBar(), &TabBar::tableSelectedSignal, this, &MainWindow::setActiveTable);
     connect(paneView->getTabBar(), &TabBar::closeTableSignal, this,
             [this](TableView* view) { closeFile(view); });
+    setupSidePanes();
 }
 
 void MainWindow::setupAnimations() {
@@ -256,6 +254,7 @@ void MainWindow::setupStatusBar() {
     lineEndingLabel = makeLabel(Side::Right, 7, {});
     modeLabel = makeLabel(Side::Right, 8, {});
     bar->addWidget(row, 1);
+    setupSidePaneButtons();
 }
 
 // --- Status bar and title -----------------------------------------------------------------------
@@ -291,6 +290,8 @@ QString MainWindow::selectionSizeText(const RangeSize& size) {
 
 void MainWindow::onTableSizeChanged(int rawRows, int rawCols, int modelRows, int modelCols) {
     tableSizeLabel->setText(tableSizeText(rawRows, rawCols, modelRows, modelCols));
+    if (metadataScrollArea->isVisible())
+        metadataPane->refreshTableSize();
 }
 
 void MainWindow::onSelectionSizeChanged(const RangeSize& size) {
@@ -352,6 +353,7 @@ void MainWindow::updateStatusBar() {
     updateFiltersLabel();
     onTableSizeChanged(activeModel->rowCountRaw(), activeModel->columnCountRaw(),
                        activeModel->rowCountModel(), activeModel->columnCountModel());
+    refreshMetadata();
     // The selection and the main cell are the active table's, also right after a tab closed.
     onSelectionSizeChanged(activeModel->getSelectionSize());
     const Range& main = activeModel->getMainCell();
@@ -478,7 +480,9 @@ void MainWindow::showPane(Pane pane, bool show, bool animate) {
                       : pane == Pane::SideBar ? sidebarShowWidth
                                               : metadataShowWidth;
     const int current = paneSize(pane);
-    if (!show && current > 0)
+    // A pane shown already keeps the size the user dragged it to.
+    const bool animating = animation && animation->state() == QAbstractAnimation::Running;
+    if (current > 0 && (!show || !animating))
         remembered = current;
     int target = show ? remembered : 0;
     if (pane == Pane::TabBar && target > 100)
@@ -502,18 +506,25 @@ void MainWindow::showPane(Pane pane, bool show, bool animate) {
 
 void MainWindow::showTabBar(bool show, bool animate) {
     paneVisibility.showTabBar = show;
+    settings.setValue(ShowTabBar, show);
     showPane(Pane::TabBar, show, animate);
+    refreshToggles();
 }
 
 void MainWindow::showSideBar(bool show, bool animate) {
     paneVisibility.showSideBar = show;
-    // Until the side bar has widgets the flag is only remembered: an empty pane takes no room.
-    showPane(Pane::SideBar, show && !sideBar->children().isEmpty(), animate);
+    settings.setValue(ShowSideBar, show);
+    // With both of its parts off the side bar takes no room.
+    showPane(Pane::SideBar, show && sideBar->hasContent(), animate);
+    refreshToggles();
 }
 
 void MainWindow::showMetadata(bool show, bool animate) {
     paneVisibility.showFileMetadata = show;
+    settings.setValue(ShowFileMetadata, show);
     showPane(Pane::Metadata, show, animate);
+    refreshMetadata();
+    refreshToggles();
 }
 
 void MainWindow::showEditorPane(bool show, bool animate) {
@@ -665,7 +676,7 @@ ConfigData MainWindow::makeConfigData() const {
     ConfigData data;
     data.windowGeometry = saveGeometry();
     data.windowState = static_cast<int>(windowState());
-    data.sideBarShowWidth = sidebarShowWidth;
+    data.sideBarShowWidth = getSideBarWidth() > 0 ? getSideBarWidth() : sidebarShowWidth;
     data.editorPaneShowHeight = editorPaneShowHeight;
     data.defaultOpenFolderpath = defaultOpenFolderpath;
     data.sidebarFolderpathList = sidebarFolderpathList;

@@ -25,6 +25,8 @@
 #include <vector>
 
 class EditableDataContainer;
+class FileMetadataWidget;
+class SideBar;
 class FileAnalysisWindow;
 struct SelectionStats;
 class QTimer;
@@ -113,6 +115,15 @@ public:
     // An import in the import window, which keeps the window open until it ends.
     bool isImporting() const;
     void cancelImport();
+    // Side bar and metadata pane (mainwindow_sidebar.cpp). Closing a folder takes it out of the
+    // side bar; renaming one moves every open table in it with it.
+    bool closeFolder(const QString& path);
+    bool renameFolder(const QString& oldPath, const QString& newPath);
+    // Moves this window's tables and side bar folders at or below `oldPath` to `newPath`, after
+    // the folder was renamed from any window.
+    void followRenamedFolder(const QString& oldPath, const QString& newPath);
+    SideBar* getSideBar() const { return sideBar; }
+    FileMetadataWidget* getMetadataWidget() const { return metadataPane; }
 
     // --- Saving and closing (mainwindow_file.cpp) ------------------------------------------
     bool saveFile(TableView* view);
@@ -217,8 +228,12 @@ public:
     void showSideBar(bool show, bool animate = false);
     void showMetadata(bool show, bool animate = false);
     void showEditorPane(bool show, bool animate = false);
-    void showSideBarOpenFiles(bool show) { paneVisibility.showSideBarOpenFiles = show; }
-    void showSideBarFolders(bool show) { paneVisibility.showSideBarFolders = show; }
+    void showSideBarOpenFiles(bool show);
+    void showSideBarFolders(bool show);
+    const PaneVisibility& getPaneVisibility() const { return paneVisibility; }
+    // Gives the side bar and the metadata pane their widths once the window has its own: sizes
+    // set on a window not yet shown are scaled away when it first lays out.
+    void initializeSidebarWidth();
     int getTabBarHeight() const;
     int getSideBarWidth() const;
     int getMetadataWidth() const;
@@ -267,7 +282,7 @@ public:
 
     // --- What "Orvane.ini" restores ---------------------------------------------------------
     void setDefaultOpenFolderpath(const QString& path) { defaultOpenFolderpath = path; }
-    void setSidebarTopFolderpathList(const QStringList& list) { sidebarFolderpathList = list; }
+    void setSidebarTopFolderpathList(const QStringList& list);
     // The recent files, newest first: up to 50 kept, the first 25 in File > Open Recent File.
     void setRecentFiles(const QList<QString>& list);
     const QStringList& getRecentFiles() const { return recentFilepathList; }
@@ -295,6 +310,15 @@ public slots:
     // unknown one does nothing. Each answers false when it could not run.
     // Files (mainwindow_file.cpp).
     bool commandSaveFile(const QString& path = QString());
+    // Folders and the side panes (mainwindow_sidebar.cpp).
+    bool commandOpenFolder();
+    bool commandCloseFolder();
+    bool commandToggleShowSideBar();
+    bool commandToggleShowFileMetadata();
+    bool commandToggleShowSideBarOpenFiles();
+    bool commandToggleShowSideBarFolders();
+    void onRenameFolderPrompt(const QString& path, const QString& text = QString());
+    void onRenameFolderPromptReceived(const QString& path, const QString& response);
     bool commandSaveFileAs(const QString& path = QString());
     bool commandSaveVisibleDataAs(const QString& path = QString());
     bool commandSaveAllFiles();
@@ -806,6 +830,7 @@ signals:
 protected:
     void closeEvent(QCloseEvent* event) override;
     void changeEvent(QEvent* event) override;
+    void showEvent(QShowEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
     void dragEnterEvent(QDragEnterEvent* event) override;
@@ -991,9 +1016,19 @@ private:
 
     QSplitter* horizontalSplitter = nullptr;
     QSplitter* verticalSplitter = nullptr;
-    QWidget* sideBar = nullptr;
+    SideBar* sideBar = nullptr;
     QScrollArea* metadataScrollArea = nullptr;
-    QWidget* metadataPane = nullptr;
+    FileMetadataWidget* metadataPane = nullptr;
+    // The side bar and the metadata pane (mainwindow_sidebar.cpp).
+    void setupSidePanes();
+    // The buttons at the two ends of the status bar that show and hide the side bar and the
+    // metadata pane.
+    void setupSidePaneButtons();
+    void onSidebarFoldersChanged();
+    bool isOpenableFromSidebar(const QString& path) const;
+    bool sidePanesSized = false;
+    // Refills the metadata pane from the active table, when the pane is shown.
+    void refreshMetadata();
     QWidget* findArea = nullptr;
     // Find: the widgets of the find area, made at first use, and the table it highlights.
     void ensureFindWidgets();

@@ -5,6 +5,7 @@
 #include "app/paintclock.h"
 #include "window/findreplacewidget.h"
 
+#include "panes/sidebar.h"
 #include "panes/tabbar.h"
 #include "preferences/defaultextensions.h"
 #include "storage/abstractdatacontainer.h"
@@ -282,8 +283,9 @@ void MainWindow::addTableEditorFromView(TableView* view, bool readOnly) {
     if (!view)
         return;
     paneView->addTable(view, tableName(view));
-    view->propagateSettings(settings);
     const QString path = filepathOf(view);
+    sideBar->addTable(view, tableName(view), path);
+    view->propagateSettings(settings);
     if (!path.isEmpty() && QFileInfo(path).size() > 0) {
         watchFile(path);
         recordWatchedFileState(path);
@@ -358,6 +360,7 @@ void MainWindow::setActiveTable(TableView* view) {
     else
         bits = bits - ContextReadOnly;
     setContext(bits);
+    sideBar->selectItem(view);
     view->setFocus();
     // An open find area stays and moves its highlight to the new table.
     if (!findArea->isHidden() && getFindReplaceWidget())
@@ -547,12 +550,14 @@ void MainWindow::afterFirstActivation(bool activated) {
 }
 
 void MainWindow::openFolder(const QString& path) {
-    const QFileInfo info(path);
-    if (!info.isDir())
+    if (!QFileInfo(path).isDir())
         return;
-    const QString folder = normalizedPath(path);
-    if (!sidebarFolderpathList.contains(folder))
-        sidebarFolderpathList.append(folder);
+    sideBar->openFolder(normalizedPath(path));
+    // A folder just opened comes into view, however the side bar was set.
+    if (!paneVisibility.showSideBarFolders)
+        showSideBarFolders(true);
+    if (!paneVisibility.showSideBar || getSideBarWidth() == 0)
+        showSideBar(true, !constructing && isVisible());
 }
 
 void MainWindow::onLoadFinished(TableView* view) {
@@ -579,8 +584,10 @@ void MainWindow::cancelLoad(TableView* view) {
 
 void MainWindow::onUndoStackCleanChanged(bool clean) {
     auto* view = qobject_cast<TableView*>(sender());
-    if (view)
+    if (view) {
         paneView->getTabBar()->onSavedStatusChanged(clean, view);
+        sideBar->onSavedStatusChanged(clean, view);
+    }
 }
 
 // --- What the window holds ----------------------------------------------------------------------
@@ -779,6 +786,7 @@ bool MainWindow::saveFileAs(TableView* view, bool visibleDataOnly) {
     if (!visibleDataOnly) {
         view->markClean();
         paneView->getTabBar()->onSavedStatusChanged(true, view);
+        sideBar->onSavedStatusChanged(true, view);
         if (!oldPath.isEmpty()) {
             unwatchFile(oldPath);
             clearWatchedFileState(oldPath);
@@ -786,6 +794,7 @@ bool MainWindow::saveFileAs(TableView* view, bool visibleDataOnly) {
         watchFile(path);
         recordWatchedFileState(path);
         paneView->getTabBar()->renameTable(view, tableName(view));
+        sideBar->renameTable(view, tableName(view), path);
         view->onTableSaved();
     } else {
         const qint64 sizeMiB = QFileInfo(path).size() >> 20;
@@ -905,6 +914,7 @@ bool MainWindow::closeFileNoSave(TableView* view) {
     closeTutorialWindow(view);
     const int count = paneView->getNumTables();
     const int index = paneView->getTableIndex(view);
+    sideBar->removeTable(view);
     if (count == 1) {
         paneView->removeTable(view);
         delete view;

@@ -2,6 +2,7 @@
 
 #include "window/mainwindow.h"
 
+#include "panes/sidebar.h"
 #include "panes/tabbar.h"
 #include "storage/abstractdatacontainer.h"
 #include "table/tablemodel.h"
@@ -66,8 +67,11 @@ void MainWindow::movePathOfTable(const QString& oldPath, const QString& newPath)
     watchFile(newPath);
     recordWatchedFileState(newPath);
     paneView->getTabBar()->renameTable(view, tableName(view));
-    if (view == activeTable)
+    sideBar->renameTable(view, tableName(view), newPath);
+    if (view == activeTable) {
         updateWindowTitle();
+        refreshMetadata();
+    }
 }
 
 bool MainWindow::renameFile(const QString& oldPath, const QString& newPath) {

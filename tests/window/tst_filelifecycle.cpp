@@ -1271,10 +1271,11 @@ private slots:
         QTRY_VERIFY(!window.getPaneView()->getTabBar()->isVisible());
         window.showTabBar(true, true);
         QTRY_COMPARE(window.getPaneView()->getTabBar()->height(), 28);
-        // The side bar has nothing to show yet: asking for it keeps the flag but takes no room.
+        // The side bar comes at its default width.
         window.showSideBar(true, false);
-        QCOMPARE(window.getSideBarWidth(), 0);
+        QCOMPARE(window.getSideBarWidth(), MainWindow::kDefaultSidebarWidth);
         QVERIFY(window.makeConfigData().paneVisibility.showSideBar);
+        window.showSideBar(false, false);
         // A side pane is capped to two thirds of the window; the table area takes what it gives up.
         window.setMetadataShowWidth(5000);
         window.showMetadata(true, false);

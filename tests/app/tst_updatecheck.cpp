@@ -26,6 +26,9 @@ const QString kNetworkError = QStringLiteral("There was a network error.<br>Clic
 const QString kNoUpdates = QStringLiteral("There are no updates available right now.");
 const QString kDontAlert = QStringLiteral("Don't alert me again at startup about this version.");
 
+// The boxes that the application's own start asked, answered by closing them.
+QStringList boxesAtStart;
+
 } // namespace
 
 // The program's web service, played by a local server: it notes each request and answers
@@ -142,8 +145,11 @@ private slots:
     void initTestCase() {
         QVERIFY(app().getMainWindow());
         // The report and check of the application's own start went to a port where nothing
-        // listens, and ended in silence.
+        // listens, and ended in silence: no box, and every thread gone.
         QVERIFY(networkObjectsGone());
+        QCoreApplication::processEvents();
+        MsgBox::answerHook = nullptr;
+        QCOMPARE(boxesAtStart, QStringList());
         QDesktopServices::setUrlHandler(QStringLiteral("http"), &catcher, "open");
         QDesktopServices::setUrlHandler(QStringLiteral("https"), &catcher, "open");
     }
@@ -306,7 +312,8 @@ private slots:
             << QByteArray("2.6") << "2.5" << QStringList{"Version 2.6 is available for download.\n"};
         QTest::newRow("the ignored version") << QByteArray("2.5") << "2.5" << QStringList();
         QTest::newRow("same") << QByteArray("2.4.2") << "2.4.2" << QStringList();
-        QTest::newRow("not a version") << QByteArray("<html>\n<body>Sign in</body></html>") << QString() << QStringList();
+        QTest::newRow("not a version")
+            << QByteArray("<html>\n<body>Sign in</body></html>") << QString() << QStringList();
     }
     void atStart() {
         QFETCH(QByteArray, answer);
@@ -428,6 +435,10 @@ int main(int argc, char** argv) {
     qputenv("ORVANE_SERVICE_URL", "http://127.0.0.1:1");
     QStandardPaths::setTestModeEnabled(true);
 
+    MsgBox::answerHook = [](const MsgBox::Question& question) {
+        boxesAtStart.append(question.text);
+        return -1;
+    };
     int appArgc = 1;
     Application application(appArgc, argv, true, Application::User, 1000);
     QGuiApplication::setQuitOnLastWindowClosed(false);

@@ -188,6 +188,7 @@ Application::Application(int& argc, char** argv, bool allowSecondary, Options mo
     PaintClock::mark("command line");
     if (firstRun && mainWindow)
         mainWindow->showTutorial();
+    startNetworkTasks();
 
     connect(this, &QCoreApplication::aboutToQuit, this, &Application::onQuit);
     if (mainWindow) {
@@ -204,6 +205,7 @@ Application::Application(int& argc, char** argv, bool allowSecondary, Options mo
 }
 
 Application::~Application() {
+    stopNetworkTasks();
     // Windows closed in the last moments of the event loop may still wait for deletion.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     const std::vector<MainWindow*> windows = mainWindows;
@@ -282,6 +284,8 @@ void Application::makeMainWindowConnections(MainWindow* window) {
     connect(window, &MainWindow::createNewInstanceSignal, this, &Application::createNewInstance,
             Qt::UniqueConnection);
     connect(window, &MainWindow::setThemeSignal, this, &Application::onThemeChanged, Qt::UniqueConnection);
+    connect(window, &MainWindow::checkForUpdatesSignal, this, &Application::checkForUpdatesOnCommand,
+            Qt::UniqueConnection);
 }
 
 void Application::createNewInstance(bool newWindowFromOutside, const QStringList& filepaths) {

@@ -6,6 +6,7 @@
 #include "window/configdata.h"
 
 #include <QList>
+#include <QPointer>
 #include <QRect>
 #include <QSettings>
 #include <QString>
@@ -16,7 +17,9 @@
 #include <optional>
 #include <vector>
 
+class ExternalServer;
 class MainWindow;
+class QThread;
 
 // The process: its main windows, "Orvane.ini", the data folder, and the requests that a window
 // can't carry out itself.
@@ -81,6 +84,13 @@ public:
     void makeMainWindowConnections(MainWindow* window);
     void handleCommandLineArguments(const QList<QString>& arguments);
 
+    // The start-up report, and the update check when the setting asks for it (application_update.cpp).
+    void startNetworkTasks();
+    // How many of the report's and the checks' threads and objects are still alive.
+    int liveNetworkObjects() const;
+    // Ends the requests still running and waits for their threads: the end of the program.
+    void stopNetworkTasks();
+
 public slots:
     void onMessageReceived(quint32 instanceId, const QByteArray& message);
     void createNewInstance(bool newWindowFromOutside, const QStringList& filepaths);
@@ -100,12 +110,24 @@ public slots:
     // Asks the work running on any window's tables to stop; true when some was running.
     bool stopWork();
 
+    void startupData();
+    void checkForUpdates(bool startup, const QString& updateIgnoreVersion);
+    void sameVersionWindow();
+    void newVersionWindow(const QString& version);
+    void onNetworkError(const QString& text);
+    void onDownloadButtonClicked();
+    void updateDontBugMeState(int state);
+
+private slots:
+    void checkForUpdatesOnCommand();
+
 protected:
     bool event(QEvent* event) override;
 
 private:
     void applyDefaultGeometry(MainWindow* window);
     void dropWindow(const QObject* window);
+    void runOnNetworkThread(ExternalServer* server, void (ExternalServer::*start)());
 
     MainWindow* mainWindow = nullptr;
     std::vector<MainWindow*> mainWindows;
@@ -126,4 +148,11 @@ private:
     Theme currentTheme;
     QString currentStyleSheet;
     bool currentThemeApplied = false;
+    struct NetworkTask {
+        QPointer<QThread> thread;
+        QPointer<ExternalServer> server;
+    };
+    std::vector<NetworkTask> networkTasks;
+    // The version the last new-version box offered, which its check box would ignore.
+    QString offeredVersion;
 };

@@ -509,10 +509,10 @@ void ImportWindow::onReplyFinished() {
         question.title = QStringLiteral("Network error");
         question.text = QStringLiteral("There was a network error:<br>") +
                         QStringLiteral("%1: %2").arg(networkErrorName(error), networkErrorText(error));
-        question.richText = true;
+        question.textFormat = Qt::RichText;
         question.buttons = {{QStringLiteral("Ok"), QMessageBox::AcceptRole}};
         question.defaultButton = 0;
-        MsgBox::askQuestion(this, question);
+        MsgBox::ask(this, question);
         emit urlFetchedSignal();
         return;
     }

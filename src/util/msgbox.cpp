@@ -1,6 +1,7 @@
 #include "util/msgbox.h"
 
 #include <QAbstractButton>
+#include <QCheckBox>
 #include <QFontMetrics>
 #include <QPushButton>
 
@@ -36,6 +37,10 @@ int MsgBox::askTitled(QWidget* parent, const QString& title, const QString& text
     return showQuestion(parent, question);
 }
 
+int MsgBox::ask(QWidget* parent, const Question& question) {
+    return showQuestion(parent, question);
+}
+
 void MsgBox::inform(QWidget* parent, const QString& text) {
     Question question;
     question.text = text;
@@ -52,9 +57,13 @@ int MsgBox::showQuestion(QWidget* parent, const Question& question) {
     MsgBox box(parent);
     if (!question.title.isEmpty())
         box.setWindowTitle(question.title);
-    if (question.richText)
-        box.setTextFormat(Qt::RichText);
+    box.setTextFormat(question.textFormat);
     box.setText(question.text);
+    if (!question.checkBoxText.isEmpty()) {
+        auto* checkBox = new QCheckBox(question.checkBoxText, &box);
+        checkBox->setChecked(question.checked && *question.checked);
+        box.setCheckBox(checkBox);
+    }
     if (!question.informativeText.isEmpty())
         box.setInformativeText(question.informativeText);
     std::vector<QAbstractButton*> made;
@@ -81,6 +90,8 @@ int MsgBox::showQuestion(QWidget* parent, const Question& question) {
     if (question.defaultButton >= 0 && question.defaultButton < static_cast<int>(made.size()))
         box.setDefaultButton(static_cast<QPushButton*>(made[question.defaultButton]));
     box.exec();
+    if (question.checked && box.checkBox())
+        *question.checked = box.checkBox()->isChecked();
     const auto it = std::find(made.begin(), made.end(), box.clickedButton());
     return it == made.end() ? -1 : static_cast<int>(it - made.begin());
 }

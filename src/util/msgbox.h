@@ -25,8 +25,12 @@ public:
         QString informativeText;
         std::vector<Button> buttons;
         int defaultButton = -1;
-        QString title;         // empty: the program's name
-        bool richText = false; // the text is HTML ("<br>" breaks a line)
+        QString title; // empty: the program's name
+        Qt::TextFormat textFormat = Qt::PlainText;
+        // A check box under the text when its text is given; it shows and takes back the value
+        // that `checked` points to (a test's hook may set it).
+        QString checkBoxText;
+        bool* checked = nullptr;
     };
 
     explicit MsgBox(QWidget* parent = nullptr);
@@ -39,10 +43,8 @@ public:
     static int askTitled(QWidget* parent, const QString& title, const QString& text,
                          const std::vector<Button>& buttons, int defaultButton,
                          const QString& informativeText = QString());
-    // Shows a question made in full; the answer as for ask().
-    static int askQuestion(QWidget* parent, const Question& question) {
-        return showQuestion(parent, question);
-    }
+    // The question as it stands, for what the shorter forms don't carry (a check box, rich text).
+    static int ask(QWidget* parent, const Question& question);
     // A statement with one "Ok" button.
     static void inform(QWidget* parent, const QString& text);
 

@@ -528,6 +528,14 @@ public slots:
     bool commandRestoreTutorialToDefault(const QString& path = QString());
     bool commandAbout(const QString& path = QString());
     bool commandViewChangelog(const QString& path = QString());
+    // Asks the application for the check, whose boxes are its own.
+    bool commandCheckForUpdates(const QString& path = QString());
+
+    // Contact Us: each opens its page of the program's web service (mainwindow_contactus.cpp).
+    bool commandReportABug(const QString& path = QString());
+    bool commandRequestAFeature(const QString& path = QString());
+    bool commandTakeASurvey(const QString& path = QString());
+    bool commandGeneralFeedbackQuestions(const QString& path = QString());
 
     // Tools: the file analysis window and its tabs (mainwindow_tools.cpp). The window reads the
     // active table; it is made on first use and cleared when it closes.
@@ -826,6 +834,7 @@ signals:
     void mainWindowClosedSignal();
     void mainWindowFocusChangedSignal();
     void setThemeSignal(Theme theme);
+    void checkForUpdatesSignal();
 
 protected:
     void closeEvent(QCloseEvent* event) override;

@@ -135,3 +135,10 @@ bool MainWindow::commandAbout(const QString&) {
                                   QString::fromLatin1(qVersion())));
     return true;
 }
+
+// --- Updates ------------------------------------------------------------------------------------
+
+bool MainWindow::commandCheckForUpdates(const QString&) {
+    emit checkForUpdatesSignal();
+    return true;
+}

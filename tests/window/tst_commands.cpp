@@ -250,11 +250,12 @@ private slots:
             titles.append(top->text());
             walk(top->menu());
         }
-        QCOMPARE(titles,
-                 (QStringList{QStringLiteral("&File"), QStringLiteral("&Edit"), QStringLiteral("&Data"),
-                              QStringLiteral("&Selection"), QStringLiteral("Fi&nd"), QStringLiteral("&View"),
-                              QStringLiteral("&Tools"), QStringLiteral("&Go To"),
-                              QStringLiteral("&Preferences"), QStringLiteral("&Help")}));
+        QCOMPARE(
+            titles,
+            (QStringList{QStringLiteral("&File"), QStringLiteral("&Edit"), QStringLiteral("&Data"),
+                         QStringLiteral("&Selection"), QStringLiteral("Fi&nd"), QStringLiteral("&View"),
+                         QStringLiteral("&Tools"), QStringLiteral("&Go To"), QStringLiteral("&Preferences"),
+                         QStringLiteral("Contact &Us"), QStringLiteral("&Help")}));
         const Commands& commands = window.getCommands();
         int wiredInMenus = 0;
         for (const Command& c : commands.getCommands()) {

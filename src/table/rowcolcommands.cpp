@@ -328,7 +328,7 @@ int DuplicateLinesCommand::copyPosition(std::size_t i) const {
 
 void DuplicateLinesCommand::redo() {
     const RawSize before = rawSize();
-    model->getTableData().duplicateLines(axis, lines, count, below);
+    model->duplicateLines(axis, lines, count, below);
     applyFilterList(false);
     TableUndoCommand::redo();
     finishDataChange(false, before, {}, {});
@@ -341,7 +341,7 @@ void DuplicateLinesCommand::undo() {
     runs.reserve(lines.size());
     for (std::size_t i = 0; i < lines.size(); ++i)
         runs.emplace_back(rawFromModel(model, axis, copyPosition(i)), count);
-    model->getTableData().removeRunsRaw(axis, runs);
+    model->removeLineRuns(axis, runs);
     applyFilterList(true);
     TableUndoCommand::undo();
     finishDataChange(true, before, {}, {});

@@ -683,6 +683,24 @@ bool TableData::duplicateLine(Dimension axis, int from, int to) {
     const std::vector<int>& list = concealedOf(axis);
     const int rawFrom = IndexMapping::rawFromModel(list, from);
     const int rawTo = to == modelCount ? rawCountOf(axis) : IndexMapping::rawFromModel(list, to);
+    if (axis == Dimension::Cols) {
+        // The copy goes in with its cells, one pass over the rows: an empty column put in and
+        // then filled rebuilt every row twice, and the filling took the rows out of the shape
+        // they were read with, which the copy's undo couldn't give back.
+        if (rawCountOf(axis) == INT_MAX)
+            return false;
+        std::vector<std::vector<std::vector<char>>> copy(1);
+        dataContainer->getCol(copy.front(), rawFrom);
+        dataContainer->insertCols(rawTo, copy);
+        for (int& entry : concealedOf(axis)) {
+            if (entry >= rawTo)
+                ++entry;
+        }
+        ++rawCountOf(axis);
+        keepContainerSize();
+        emitTableSizeChanged();
+        return true;
+    }
     if (!insertEmpty(axis, rawTo, 1))
         return false;
     const int source = rawFrom >= rawTo ? rawFrom + 1 : rawFrom;

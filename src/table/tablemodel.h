@@ -535,6 +535,11 @@ public:
     // removeLineGroups takes the same back.
     void insertLineGroups(Axis axis, const std::vector<int>& map, int count);
     void removeLineGroups(Axis axis, const std::vector<int>& map, int count);
+    // Copies of whole lines (TableData::duplicateLines), and runs of raw lines taken out again
+    // (TableData::removeRunsRaw). A column pass rewrites every row: on a large table it shows
+    // its progress as other long writes do.
+    bool duplicateLines(Axis axis, const std::vector<int>& lines, int count, bool below);
+    bool removeLineRuns(Axis axis, const std::vector<std::pair<int, int>>& runs);
 
     // --- Cell transformations
     // Runs a job that only reads the table's cells: on the worker with `useThread`, while a

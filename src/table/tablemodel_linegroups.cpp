@@ -39,3 +39,13 @@ void TableModel::removeLineGroups(Axis axis, const std::vector<int>& map, int co
     endResetModel();
     enforceTableSize();
 }
+
+bool TableModel::duplicateLines(Axis axis, const std::vector<int>& lines, int count, bool below) {
+    const LongWrite write(*this, axis == Axis::Row ? 0 : tableCells());
+    return tableData.duplicateLines(axis, lines, count, below);
+}
+
+bool TableModel::removeLineRuns(Axis axis, const std::vector<std::pair<int, int>>& runs) {
+    const LongWrite write(*this, axis == Axis::Row ? 0 : tableCells());
+    return tableData.removeRunsRaw(axis, runs);
+}

@@ -548,20 +548,36 @@ void TableView::propagateSettings(const Settings& source) {
         m->setFirstColIndex(firstColIndex);
         m->setColLetters(colLetters);
     }
-    setDefaultRowHeight(settings.getValueInt(DefaultRowHeight));
-    setDefaultColumnWidth(settings.getValueInt(DefaultColumnWidth));
     QFont f = settings.getFont();
     f.setPointSize(settings.getValueInt(TextSize));
-    setFont(f);
+    // Resizing reaches every row: on a large table it takes long, and it undoes the widths and
+    // heights the user set. Settings that leave the sizes as they were (a theme, say) skip it.
+    const QString sizing = QStringLiteral("%1|%2|%3|%4|%5|%6|%7|%8|%9")
+                               .arg(settings.getValueInt(DefaultRowHeight))
+                               .arg(settings.getValueInt(DefaultColumnWidth))
+                               .arg(f.toString())
+                               .arg(int(autoFitRowHeight))
+                               .arg(int(autoFitColWidth))
+                               .arg(maxAutoFitRowHeight)
+                               .arg(maxAutoFitColWidth)
+                               .arg(settings.getValueInt(HeaderRows))
+                               .arg(settings.getValueInt(HeaderColumns));
+    const bool resize = sizing != appliedSizing;
+    if (resize) {
+        setDefaultRowHeight(settings.getValueInt(DefaultRowHeight));
+        setDefaultColumnWidth(settings.getValueInt(DefaultColumnWidth));
+        setFont(f);
+    }
     setTheme(settings.getTheme());
     applyLabelVisibility();
     applyVisibleHeaderRows(settings.getValueInt(HeaderRows), false, false);
     setNumberOfHeaderColumns(settings.getValueInt(HeaderColumns), false);
     // A new default size resets every row and column, and the font may have changed: a table
     // that already holds its file is fitted again.
-    if (!loading) {
+    if (!loading && resize) {
         enforceAutoFitColWidth(false);
         enforceAutoFitRowHeight(false);
+        appliedSizing = sizing;
     }
     refreshView();
 }

@@ -572,6 +572,8 @@ private:
 
     Settings settings;
     bool ownsSettings = false; // whether propagateSettings has given the view its settings
+    // What propagateSettings last sized the rows and columns by (defaults, font, auto-fit).
+    QString appliedSizing;
     Theme theme;
     QFont cellFont;
     int textSize = 12;

@@ -328,6 +328,8 @@ int DuplicateLinesCommand::copyPosition(std::size_t i) const {
 
 void DuplicateLinesCommand::redo() {
     const RawSize before = rawSize();
+    if (axis == Axis::Col && rowFieldsBefore.empty())
+        rowFieldsBefore = readRowFieldsAsRead();
     model->duplicateLines(axis, lines, count, below);
     applyFilterList(false);
     TableUndoCommand::redo();
@@ -342,6 +344,8 @@ void DuplicateLinesCommand::undo() {
     for (std::size_t i = 0; i < lines.size(); ++i)
         runs.emplace_back(rawFromModel(model, axis, copyPosition(i)), count);
     model->removeLineRuns(axis, runs);
+    if (axis == Axis::Col)
+        restoreRowFieldsAsRead(rowFieldsBefore);
     applyFilterList(true);
     TableUndoCommand::undo();
     finishDataChange(true, before, {}, {});

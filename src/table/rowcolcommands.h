@@ -98,6 +98,8 @@ protected:
     std::vector<int> lines;
     int count = 1;
     bool below = true;
+    // Copied columns widen short rows; undo gives every row back the fields its line had.
+    std::vector<int> rowFieldsBefore;
 };
 
 class DuplicateRowsCommand : public DuplicateLinesCommand {

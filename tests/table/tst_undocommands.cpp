@@ -361,6 +361,8 @@ private slots:
     void encodingUndoKeepsBytes();
     void undoneCellWritesKeepRaggedRows_data();
     void undoneCellWritesKeepRaggedRows();
+    void undoneColumnCommandsKeepRaggedRows_data();
+    void undoneColumnCommandsKeepRaggedRows();
 };
 
 void TestUndoCommands::randomSequenceUndoesAndRedoes_data() {
@@ -818,6 +820,37 @@ void TestUndoCommands::undoneCellWritesKeepRaggedRows() {
     }
     while (stack.canUndo())
         stack.undo();
+    QCOMPARE(Fixture::saveAndRead(loaded), original);
+}
+
+void TestUndoCommands::undoneColumnCommandsKeepRaggedRows_data() {
+    QTest::addColumn<QString>("command");
+    QTest::addColumn<int>("col");
+    for (const QString& command :
+         {QStringLiteral("duplicate"), QStringLiteral("insert before"), QStringLiteral("insert after")}) {
+        // Inside every row's fields, at the last field of the short rows, past them.
+        for (int col : {0, 1, 3})
+            QTest::newRow(qPrintable(QStringLiteral("%1 %2").arg(command).arg(col))) << command << col;
+    }
+}
+
+// A column command that is undone leaves every row with the fields its line had: rows the
+// command widened don't come back with trailing delimiters.
+void TestUndoCommands::undoneColumnCommandsKeepRaggedRows() {
+    QFETCH(QString, command);
+    QFETCH(int, col);
+    const QByteArray original("h,a,b,c\n1,x\n2,y,,\n3,z,p,q\n4\n5,w,\n");
+    const auto loaded = Fixture::loadBytes(original);
+    TableModel& model = *loaded;
+    QUndoStack stack;
+    if (command == QLatin1String("duplicate"))
+        stack.push(new DuplicateColsCommand(&model, {col}));
+    else
+        stack.push(new InsertColsCommand(&model, {col}, 1, command == QLatin1String("insert after")));
+    stack.undo();
+    QCOMPARE(Fixture::saveAndRead(loaded), original);
+    stack.redo();
+    stack.undo();
     QCOMPARE(Fixture::saveAndRead(loaded), original);
 }
 

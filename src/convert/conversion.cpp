@@ -310,10 +310,10 @@ Conversion::Rows Conversion::convertXmlToTable(const QString& text, bool preserv
                 return {};
             const auto token = reader.readNext();
             if (token == QXmlStreamReader::StartElement) {
-                // Deeper than a JSON document is read: no table is made of it.
-                if (depth >= JsonContainer::kMaxDepth)
-                    return {};
-                ++perDepth[depth++];
+                // Read down to the depth a JSON document is read to; what lies deeper is left out.
+                if (depth < JsonContainer::kMaxDepth)
+                    ++perDepth[depth];
+                ++depth;
             } else if (token == QXmlStreamReader::EndElement)
                 --depth;
         }
@@ -333,11 +333,21 @@ Conversion::Rows Conversion::convertXmlToTable(const QString& text, bool preserv
     QStringList texts; // the text read so far in each open element
     QString recordParentPath;
     bool firstRecord = true;
+    int tooDeep = 0; // elements open below the depth read to
     QXmlStreamReader reader(text);
     while (!reader.atEnd()) {
         if (!goOnAt(1, reader.characterOffset()))
             return {};
-        switch (reader.readNext()) {
+        const QXmlStreamReader::TokenType token = reader.readNext();
+        if (tooDeep > 0 ||
+            (token == QXmlStreamReader::StartElement && stack.size() >= JsonContainer::kMaxDepth)) {
+            if (token == QXmlStreamReader::StartElement)
+                ++tooDeep;
+            else if (token == QXmlStreamReader::EndElement)
+                --tooDeep;
+            continue;
+        }
+        switch (token) {
         case QXmlStreamReader::StartElement: {
             const int depth = static_cast<int>(stack.size());
             const QString name = reader.qualifiedName().toString();

@@ -50,10 +50,46 @@ FileImportWidget::FileImportWidget(const NonTableFile& file, const QString& save
     if (highlight && isImportable())
         highlighter = new DocumentHighlighter(contents->document(), file.fileType);
     setTheme(settings.getTheme());
-    contents->setPlainText(file.truncated
-                               ? file.contents.left(kImportPreviewChars) + QStringLiteral("\n(truncated)")
-                               : file.contents);
+    contents->setPlainText(previewText(file));
     form->addRow(QStringLiteral("Contents:"), contents);
+}
+
+QString FileImportWidget::previewText(const NonTableFile& file) {
+    const QStringView shown =
+        file.truncated ? QStringView(file.contents).left(kImportPreviewChars) : QStringView(file.contents);
+    // A document written on one line (as most JSON from the web is) would be one line of half a
+    // million characters, which the text view takes seconds to lay out and colour. It is cut
+    // after a comma or the end of a tag near the limit where there is one, so that a record starts
+    // a line, else at the limit.
+    QString text;
+    text.reserve(shown.size() + shown.size() / kPreviewLineChars + 16);
+    qsizetype lineStart = 0;
+    while (lineStart < shown.size()) {
+        qsizetype end = shown.indexOf(u'\n', lineStart);
+        if (end < 0)
+            end = shown.size();
+        qsizetype at = lineStart;
+        while (end - at > kPreviewLineChars) {
+            qsizetype cut = at + kPreviewLineChars;
+            for (qsizetype i = cut; i > at + kPreviewLineChars / 2; --i) {
+                const QChar before = shown.at(i - 1);
+                if (before == u',' || before == u'>') {
+                    cut = i;
+                    break;
+                }
+            }
+            text += shown.mid(at, cut - at);
+            text += u'\n';
+            at = cut;
+        }
+        text += shown.mid(at, end - at);
+        if (end < shown.size())
+            text += u'\n';
+        lineStart = end + 1;
+    }
+    if (file.truncated)
+        text += QStringLiteral("\n(truncated)");
+    return text;
 }
 
 QString FileImportWidget::typeText(FileType type) {

@@ -29,6 +29,10 @@ public:
     void setTheme(const Theme& theme);
 
     static QString typeText(FileType type);
+    // The text the tab shows: the source's start, with lines longer than `kPreviewLineChars` shown
+    // in pieces. The import itself reads the source as it is.
+    static QString previewText(const NonTableFile& file);
+    static constexpr qsizetype kPreviewLineChars = 1000;
     static QString sourceText(const NonTableFile& file);
 
     QLineEdit* getSaveFileEdit() const { return saveEdit; }

@@ -9,8 +9,11 @@
 #include <QPalette>
 #include <QSet>
 #include <QStyle>
+#include <QTimer>
 
 #include <algorithm>
+#include <iterator>
+#include <utility>
 
 namespace {
 
@@ -70,7 +73,17 @@ FolderTreeModel::FolderTreeModel(QObject* parent) : QAbstractItemModel(parent) {
     root.dir = true;
     root.listed = true;
     watcher = new QFileSystemWatcher(this);
-    connect(watcher, &QFileSystemWatcher::directoryChanged, this, &FolderTreeModel::refreshFolder);
+    connect(watcher, &QFileSystemWatcher::directoryChanged, this, &FolderTreeModel::folderChanged);
+    // A program writing thousands of files tells of each: the folder is read once per moment
+    // rather than once per file, which would hold the window up for seconds.
+    changeTimer = new QTimer(this);
+    changeTimer->setSingleShot(true);
+    changeTimer->setInterval(100);
+    connect(changeTimer, &QTimer::timeout, this, [this] {
+        const QStringList paths = std::exchange(changedFolders, {});
+        for (const QString& path : paths)
+            refreshFolder(path);
+    });
     if (qApp) {
         folderIcon = QApplication::style()->standardIcon(QStyle::SP_DirIcon);
         fileIcon = QApplication::style()->standardIcon(QStyle::SP_FileIcon);
@@ -389,6 +402,14 @@ void FolderTreeModel::pruneWatcher() {
         watcher->removePaths(gone);
 }
 
+void FolderTreeModel::folderChanged(const QString& path) {
+    if (!changedFolders.contains(path))
+        changedFolders.append(path);
+    // Not restarted by later news: a folder that keeps changing is still shown every moment.
+    if (!changeTimer->isActive())
+        changeTimer->start();
+}
+
 void FolderTreeModel::refreshFolder(const QString& path) {
     const QString clean = cleanPath(path);
     // Every listing of that folder: it can stand under two top folders.
@@ -420,31 +441,54 @@ void FolderTreeModel::syncNode(Node* node) {
     present.reserve(static_cast<qsizetype>(entries.size()));
     for (const Entry& entry : entries)
         present.insert(key(entry.name, entry.dir));
-    // What went: rows whose entry is no longer there, last first.
+    // What went: rows whose entry is no longer there, last first, each run of them in one step.
     bool removed = false;
-    for (int row = static_cast<int>(node->children.size()) - 1; row >= 0; --row) {
-        const Node& child = *node->children[static_cast<std::size_t>(row)];
-        if (present.contains(key(child.name, child.dir)))
+    int row = static_cast<int>(node->children.size()) - 1;
+    while (row >= 0) {
+        const auto gone = [&](int r) {
+            const Node& child = *node->children[static_cast<std::size_t>(r)];
+            return !present.contains(key(child.name, child.dir));
+        };
+        if (!gone(row)) {
+            --row;
             continue;
-        beginRemoveRows(parent, row, row);
-        node->children.erase(node->children.begin() + row);
+        }
+        int first = row;
+        while (first > 0 && gone(first - 1))
+            --first;
+        beginRemoveRows(parent, first, row);
+        node->children.erase(node->children.begin() + first, node->children.begin() + row + 1);
         endRemoveRows();
         removed = true;
+        row = first - 1;
     }
     if (removed)
         pruneWatcher();
-    // What came: both lists are in the same order, so a new entry goes where the walk stands.
+    // What came: both lists are in the same order, so new entries go where the walk stands, each
+    // run of them in one step.
     std::size_t at = 0;
-    for (const Entry& entry : entries) {
-        if (at < node->children.size() && sameEntry(*node->children[at], entry)) {
+    std::size_t next = 0;
+    while (next < entries.size()) {
+        if (at < node->children.size() && sameEntry(*node->children[at], entries[next])) {
             ++at;
+            ++next;
             continue;
         }
-        const int row = static_cast<int>(at);
-        beginInsertRows(parent, row, row);
-        node->children.insert(node->children.begin() + row, makeNode(entry, node));
+        std::size_t end = next + 1;
+        while (end < entries.size() &&
+               !(at < node->children.size() && sameEntry(*node->children[at], entries[end])))
+            ++end;
+        const int first = static_cast<int>(at);
+        beginInsertRows(parent, first, first + static_cast<int>(end - next) - 1);
+        std::vector<std::unique_ptr<Node>> added;
+        added.reserve(end - next);
+        for (std::size_t i = next; i < end; ++i)
+            added.push_back(makeNode(entries[i], node));
+        node->children.insert(node->children.begin() + first, std::make_move_iterator(added.begin()),
+                              std::make_move_iterator(added.end()));
         endInsertRows();
-        ++at;
+        at += end - next;
+        next = end;
     }
     if (entries.empty())
         emit dataChanged(parent, parent);

@@ -9,6 +9,7 @@
 #include <vector>
 
 class QFileSystemWatcher;
+class QTimer;
 
 // The folders of the side bar as a tree: the top folders the user opened, each with what lies in
 // it. A folder is listed only when it is first expanded, and from then on kept in step with the
@@ -79,10 +80,14 @@ private:
     void pruneWatcher();
     void listNode(Node* node);
     void syncNode(Node* node);
+    void folderChanged(const QString& path);
     std::unique_ptr<Node> makeTopNode(const QString& path) const;
 
     Node root;
     QFileSystemWatcher* watcher = nullptr;
+    // Folders that changed on disk and are read again when the timer runs out.
+    QStringList changedFolders;
+    QTimer* changeTimer = nullptr;
     std::function<bool(const QString&)> openable;
     QIcon folderIcon;
     QIcon fileIcon;

@@ -348,26 +348,7 @@ void SideBar::showFolders(bool show) {
 
 void SideBar::setupContextMenus(const Commands& commands) {
     const Commands& c = commands;
-    contextMenuActions = CommandMenus::actionsFor(c, {&c.closeFile,
-                                                      &c.closeAllFilesExceptCurrent,
-                                                      &c.closeAllFiles,
-                                                      nullptr,
-                                                      &c.saveFile,
-                                                      &c.saveFileAs,
-                                                      &c.reloadFile,
-                                                      nullptr,
-                                                      &c.copyFilePathToClipboard,
-                                                      &c.copyFolderPathToClipboard,
-                                                      &c.copyFileNameToClipboard,
-                                                      nullptr,
-                                                      &c.showFileInFileSystem,
-                                                      &c.openTerminalToFilesDirectory,
-                                                      &c.openFileInTextEditor,
-                                                      nullptr,
-                                                      &c.renameFile,
-                                                      &c.duplicateFile,
-                                                      &c.moveFile,
-                                                      &c.deleteFile});
+    contextMenuActions = CommandMenus::fileActions(c);
     const std::vector<QAction*> folderActions = CommandMenus::actionsFor(c, {&c.openFolder});
     openFolderAction = folderActions.empty() ? nullptr : folderActions.front();
     refreshFolderPart();

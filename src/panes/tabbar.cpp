@@ -105,27 +105,7 @@ void TabBar::refreshText(int index) {
 }
 
 void TabBar::setupContextMenus(const Commands& commands) {
-    const Commands& c = commands;
-    contextMenuActions = CommandMenus::actionsFor(c, {&c.closeFile,
-                                                      &c.closeAllFilesExceptCurrent,
-                                                      &c.closeAllFiles,
-                                                      nullptr,
-                                                      &c.saveFile,
-                                                      &c.saveFileAs,
-                                                      &c.reloadFile,
-                                                      nullptr,
-                                                      &c.copyFilePathToClipboard,
-                                                      &c.copyFolderPathToClipboard,
-                                                      &c.copyFileNameToClipboard,
-                                                      nullptr,
-                                                      &c.showFileInFileSystem,
-                                                      &c.openTerminalToFilesDirectory,
-                                                      &c.openFileInTextEditor,
-                                                      nullptr,
-                                                      &c.renameFile,
-                                                      &c.duplicateFile,
-                                                      &c.moveFile,
-                                                      &c.deleteFile});
+    contextMenuActions = CommandMenus::fileActions(commands);
 }
 
 void TabBar::contextMenuEvent(QContextMenuEvent* event) {

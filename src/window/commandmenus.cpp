@@ -22,6 +22,29 @@ std::vector<QAction*> actionsFor(const Commands& commands, std::initializer_list
     return actions;
 }
 
+std::vector<QAction*> fileActions(const Commands& c) {
+    return actionsFor(c, {&c.closeFile,
+                          &c.closeAllFilesExceptCurrent,
+                          &c.closeAllFiles,
+                          nullptr,
+                          &c.saveFile,
+                          &c.saveFileAs,
+                          &c.reloadFile,
+                          nullptr,
+                          &c.copyFilePathToClipboard,
+                          &c.copyFolderPathToClipboard,
+                          &c.copyFileNameToClipboard,
+                          nullptr,
+                          &c.showFileInFileSystem,
+                          &c.openTerminalToFilesDirectory,
+                          &c.openFileInTextEditor,
+                          nullptr,
+                          &c.renameFile,
+                          &c.duplicateFile,
+                          &c.moveFile,
+                          &c.deleteFile});
+}
+
 void exec(QWidget* parent, const std::vector<QAction*>& actions, const QPoint& globalPos) {
     if (actions.empty())
         return;

@@ -9,56 +9,16 @@
 #include "table/tablemodel.h"
 #include "util/clipboardutilities.h"
 
-#include <QFile>
 #include <QMimeData>
 #include <QUndoStack>
 
 #include <cstdio>
 #include <malloc.h>
 #include <memory>
-#include <random>
 
 namespace {
 
 using BenchUtil::Figure;
-
-bool writeTable(const QString& path, int rows, int cols, unsigned seed) {
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        return false;
-    std::mt19937 rng(seed);
-    QByteArray line;
-    for (int r = 0; r < rows; ++r) {
-        line.clear();
-        for (int c = 0; c < cols; ++c) {
-            if (c)
-                line += ',';
-            switch (rng() % 6) {
-            case 0:
-                line += QByteArray::number(static_cast<int>(rng() % 100000));
-                break;
-            case 1:
-                line += "word";
-                line += QByteArray::number(static_cast<int>(rng() % 100));
-                break;
-            case 2:
-                break;
-            case 3:
-                line += "\"a, \"\"quoted\"\" <cell>\"";
-                break;
-            case 4:
-                line += "\"two\nlines | & more\"";
-                break;
-            default:
-                line += QByteArray::number(static_cast<double>(rng() % 10000) / 7.0, 'f', 3);
-                break;
-            }
-        }
-        line += '\n';
-        file.write(line);
-    }
-    return true;
-}
 
 std::unique_ptr<TableModel> loadModel(const QString& path) {
     auto model = std::make_unique<TableModel>(false);
@@ -206,7 +166,8 @@ int runClipboard(const QStringList& args) {
         static_cast<unsigned>(BenchUtil::optionInt(args, QStringLiteral("--seed"), 20261124));
     BenchUtil::ScratchFile scratch(QStringLiteral("clipboard"));
     BenchUtil::ScratchFile tiny(QStringLiteral("clipboard-tiny"));
-    if (!writeTable(scratch.path(), rows, cols, seed) || !writeTable(tiny.path(), 1, 1, seed)) {
+    if (!BenchUtil::writeMixedTable(scratch.path(), rows, cols, seed, true) ||
+        !BenchUtil::writeMixedTable(tiny.path(), 1, 1, seed, true)) {
         std::fprintf(stderr, "clipboard: cannot write the scratch files\n");
         return 1;
     }

@@ -12,13 +12,11 @@
 #include "table/tablemodel.h"
 
 #include <QCoreApplication>
-#include <QFile>
 #include <QUndoStack>
 
 #include <cstdio>
 #include <malloc.h>
 #include <memory>
-#include <random>
 
 namespace {
 
@@ -34,37 +32,9 @@ int runEdit(const QStringList& args) {
 
     // A side x side table of short mixed cells.
     BenchUtil::ScratchFile scratch(QStringLiteral("edit"));
-    {
-        QFile file(scratch.path());
-        if (!file.open(QIODevice::WriteOnly)) {
-            std::fprintf(stderr, "edit: cannot write %s\n", qPrintable(scratch.path()));
-            return 1;
-        }
-        std::mt19937 rng(seed);
-        QByteArray line;
-        for (int r = 0; r < side; ++r) {
-            line.clear();
-            for (int c = 0; c < side; ++c) {
-                if (c)
-                    line += ',';
-                switch (rng() % 4) {
-                case 0:
-                    line += QByteArray::number(static_cast<int>(rng() % 100000));
-                    break;
-                case 1:
-                    line += "word";
-                    line += QByteArray::number(static_cast<int>(rng() % 100));
-                    break;
-                case 2:
-                    break;
-                default:
-                    line += QByteArray::number(static_cast<double>(rng() % 10000) / 7.0, 'f', 3);
-                    break;
-                }
-            }
-            line += '\n';
-            file.write(line);
-        }
+    if (!BenchUtil::writeMixedTable(scratch.path(), side, side, seed)) {
+        std::fprintf(stderr, "edit: cannot write %s\n", qPrintable(scratch.path()));
+        return 1;
     }
 
     TableModel model(false);

@@ -11,48 +11,14 @@
 #include "table/tablemodel.h"
 #include "table/transposetablecommand.h"
 
-#include <QFile>
 #include <QUndoStack>
 
 #include <cstdio>
 #include <functional>
-#include <random>
 
 namespace {
 
 using BenchUtil::Figure;
-
-bool writeTable(const QString& path, int rows, int cols, unsigned seed) {
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        return false;
-    std::mt19937 rng(seed);
-    QByteArray line;
-    for (int r = 0; r < rows; ++r) {
-        line.clear();
-        for (int c = 0; c < cols; ++c) {
-            if (c)
-                line += ',';
-            switch (rng() % 4) {
-            case 0:
-                line += QByteArray::number(static_cast<int>(rng() % 100000));
-                break;
-            case 1:
-                line += "word";
-                line += QByteArray::number(static_cast<int>(rng() % 100));
-                break;
-            case 2:
-                break;
-            default:
-                line += QByteArray::number(static_cast<double>(rng() % 10000) / 7.0, 'f', 3);
-                break;
-            }
-        }
-        line += '\n';
-        file.write(line);
-    }
-    return true;
-}
 
 int runLines(const QStringList& args) {
     const int rows = static_cast<int>(
@@ -63,7 +29,7 @@ int runLines(const QStringList& args) {
         static_cast<unsigned>(BenchUtil::optionInt(args, QStringLiteral("--seed"), 20261125));
 
     BenchUtil::ScratchFile scratch(QStringLiteral("lines"));
-    if (!writeTable(scratch.path(), rows, cols, seed)) {
+    if (!BenchUtil::writeMixedTable(scratch.path(), rows, cols, seed)) {
         std::fprintf(stderr, "lines: cannot write %s\n", qPrintable(scratch.path()));
         return 1;
     }

@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <linux/perf_event.h>
 #include <memory>
+#include <random>
 #include <sys/ioctl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -216,6 +217,41 @@ double median(std::vector<double> samples) {
     std::nth_element(samples.begin(), samples.begin() + static_cast<std::ptrdiff_t>(samples.size() / 2),
                      samples.end());
     return samples[samples.size() / 2];
+}
+
+bool writeMixedTable(const QString& path, int rows, int cols, unsigned seed, bool quoted) {
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        return false;
+    std::mt19937 rng(seed);
+    const std::mt19937::result_type kinds = quoted ? 6 : 4;
+    QByteArray line;
+    for (int r = 0; r < rows; ++r) {
+        line.clear();
+        for (int c = 0; c < cols; ++c) {
+            if (c)
+                line += ',';
+            const auto kind = rng() % kinds;
+            if (kind == 0) {
+                line += QByteArray::number(static_cast<int>(rng() % 100000));
+            } else if (kind == 1) {
+                line += "word";
+                line += QByteArray::number(static_cast<int>(rng() % 100));
+            } else if (kind == 2) {
+                // empty
+            } else if (quoted && kind == 3) {
+                line += "\"a, \"\"quoted\"\" <cell>\"";
+            } else if (quoted && kind == 4) {
+                line += "\"two\nlines | & more\"";
+            } else {
+                line += QByteArray::number(static_cast<double>(rng() % 10000) / 7.0, 'f', 3);
+            }
+        }
+        line += '\n';
+        if (file.write(line) != line.size())
+            return false;
+    }
+    return true;
 }
 
 } // namespace BenchUtil

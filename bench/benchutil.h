@@ -84,6 +84,11 @@ struct MemchrPass {
 };
 MemchrPass memchrNewlineCount(const QString& path);
 
+// Writes a rows x cols table of short mixed cells (whole numbers, words, empty cells, decimals),
+// the same for the same seed; with `quoted`, also quoted cells with delimiters, doubled quotes and
+// line breaks. False when the file can't be written.
+bool writeMixedTable(const QString& path, int rows, int cols, unsigned seed, bool quoted = false);
+
 // A temporary file in /tmp (or $ORVANE_BENCH_DIR) that is removed when the object goes.
 class ScratchFile {
 public:
